@@ -1,0 +1,43 @@
+# One place for what every target of the project shares: warnings, sanitizers, include root.
+
+add_library(sms_options INTERFACE)
+target_include_directories(sms_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(sms_options INTERFACE -Wall -Wextra)
+if(SMS_WARNINGS_AS_ERRORS)
+    target_compile_options(sms_options INTERFACE -Werror)
+endif()
+# Bytes never become text, nor text bytes, by accident.
+target_compile_definitions(sms_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+if(SMS_SANITIZE)
+    target_compile_options(sms_options INTERFACE -fsanitize=${SMS_SANITIZE} -fno-omit-frame-pointer
+                           -fno-sanitize-recover=all)
+    target_link_options(sms_options INTERFACE -fsanitize=${SMS_SANITIZE})
+endif()
+
+# sms_library(NAME SOURCES file... [LINKS library...])
+# A static library for one folder. What it links is what its folder may know.
+function(sms_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_link_libraries(${name} PUBLIC sms_options Qt6::Core ${arg_LINKS})
+endfunction()
+
+# sms_program(NAME SOURCES file... [LINKS library...])
+function(sms_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE sms_options Qt6::Core ${arg_LINKS})
+endfunction()
+
+# sms_test(NAME [SOURCES file...] [LINKS library...] [TIMEOUT seconds])
+# A QtTest program NAME from NAME.cpp and SOURCES, registered with CTest. No display is needed.
+function(sms_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    sms_program(${name} SOURCES ${name}.cpp ${arg_SOURCES} LINKS Qt6::Test ${arg_LINKS})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT}
+                         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8")
+endfunction()
