@@ -1,0 +1,82 @@
+#include "app/CommandLine.h"
+
+#include "foundation/Settings.h"
+
+#include <QCommandLineParser>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+void describe(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(
+        u"Short-message server of the office system: sends, receives and archives SMS through a GSM modem.\n"
+        "Without options it opens its window and waits for the operator."_s);
+    parser.addOptions({
+        {{u"h"_s, u"help"_s}, u"Show this help."_s},
+        {{u"v"_s, u"version"_s}, u"Show the version."_s},
+        {u"start"_s, u"Press Start once the window is up."_s},
+        {u"hidden"_s, u"Do not show the window at first."_s},
+        {u"headless"_s,
+         u"Run without a display; log lines go to standard error too, message boxes become log lines."_s},
+        {u"settings"_s,
+         u"Use this settings file (else $SMS_SERVER_SETTINGS, else the user's configuration folder)."_s,
+         u"FILE"_s},
+        {u"set"_s,
+         u"Write a setting and exit; may be repeated. Names: CenterCode, TimeDelay (seconds), ServerPort "
+         u"(COM port "
+         "number), ConnectString, COMn (device behind COM port n), SenderCountryCode, MailTls."_s,
+         u"NAME=VALUE"_s},
+        {u"show-settings"_s, u"Print the settings, passwords masked, and exit."_s},
+        {u"log-file"_s, u"Append every log line to this file."_s, u"FILE"_s},
+        {u"trace"_s, u"Show the modem's traffic on standard error."_s},
+        {u"screenshot"_s, u"Save a picture (PNG) of the main window at the end."_s, u"FILE"_s},
+    });
+}
+
+} // namespace
+
+std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString &error)
+{
+    QCommandLineParser parser;
+    describe(parser);
+    if (!parser.parse(arguments)) {
+        error = parser.errorText();
+        return std::nullopt;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        error = u"Unexpected argument '%1'."_s.arg(parser.positionalArguments().constFirst());
+        return std::nullopt;
+    }
+    CommandLine line;
+    line.help = parser.isSet(u"help"_s);
+    line.version = parser.isSet(u"version"_s);
+    line.start = parser.isSet(u"start"_s);
+    line.hidden = parser.isSet(u"hidden"_s);
+    line.headless = parser.isSet(u"headless"_s);
+    line.trace = parser.isSet(u"trace"_s);
+    line.showSettings = parser.isSet(u"show-settings"_s);
+    line.settingsFile = parser.value(u"settings"_s);
+    line.logFile = parser.value(u"log-file"_s);
+    line.screenshotFile = parser.value(u"screenshot"_s);
+    const QStringList assignments = parser.values(u"set"_s);
+    for (const QString &assignment : assignments) {
+        const qsizetype equals = assignment.indexOf(u'=');
+        const QString name = assignment.left(equals);
+        if (equals <= 0 || Settings::pathOf(name).isEmpty()) {
+            error = u"--set wants NAME=VALUE with one of the names that --help lists, not '%1'."_s.arg(name);
+            return std::nullopt;
+        }
+        line.assignments.append({name, assignment.mid(equals + 1)});
+    }
+    return line;
+}
+
+QString commandLineHelp()
+{
+    QCommandLineParser parser;
+    describe(parser);
+    return parser.helpText();
+}

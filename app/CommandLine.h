@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QStringList>
+#include <optional>
+
+/// What the command line asks for.
+struct CommandLine {
+    bool start = false;
+    bool hidden = false;
+    bool headless = false;
+    bool trace = false;
+    bool showSettings = false;
+    QString settingsFile;
+    QString logFile;
+    QString screenshotFile;
+    struct Assignment {
+        QString name;
+        QString value;
+    };
+    QList<Assignment> assignments; // --set, in the order given
+
+    bool help = false;
+    bool version = false;
+
+    /// Exit status for a command line that cannot be understood.
+    static constexpr int wrongUsage = 2;
+};
+
+/// Reads the arguments (the program's name first). Nothing, and error in words, when they are wrong.
+[[nodiscard]] std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString &error);
+
+/// The text of --help.
+[[nodiscard]] QString commandLineHelp();

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "app/CommandLine.h"
+#include "platform/registry/Registry.h"
+
+/// Carries out --set: writes the settings in the order given. Throws Fault.
+void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &assignments);
+
+/// The text of --show-settings: one "NAME=VALUE" a line, passwords masked. Throws Fault.
+[[nodiscard]] QString shownSettings(const Registry &registry);

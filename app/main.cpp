@@ -1,0 +1,124 @@
+#include "app/CommandLine.h"
+#include "app/LogFile.h"
+#include "app/SettingsCommands.h"
+#include "app/Trace.h"
+#include "console/frmMain.h"
+#include "foundation/Settings.h"
+#include "platform/modem/ModemControl.h"
+#include "platform/registry/FileRegistry.h"
+#include "platform/signals/StopSignal.h"
+
+#include <QApplication>
+#include <QStandardPaths>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+void print(FILE *stream, const QString &text)
+{
+    std::fputs(text.toUtf8().constData(), stream);
+    std::fflush(stream);
+}
+
+QString settingsFile(const CommandLine &line)
+{
+    if (!line.settingsFile.isEmpty())
+        return line.settingsFile;
+    if (const QString named = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !named.isEmpty())
+        return named;
+    return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + u"/sms-server/settings.ini"_s;
+}
+
+int runWindow(const CommandLine &line, FileRegistry &registry)
+{
+    StopSignal stopSignal;
+    const SystemClock clock;
+    DatabaseSession session(registry);
+    ModemControl modem(clock,
+                       [&registry](int comPort) { return registry.read(Settings::comDevicePath(comPort)); });
+    if (line.trace)
+        modem.setTrace(traceModem);
+    std::optional<LogFile> logFile;
+    if (!line.logFile.isEmpty())
+        logFile.emplace(line.logFile);
+
+    frmMain window({clock, registry, session, modem});
+    window.setStopRequested([&stopSignal] { return stopSignal.wasReceived(); });
+    QObject::connect(&window, &frmMain::logLineAdded, &window, [&](const QString &logLine) {
+        if (logFile)
+            logFile->append(logLine);
+        if (line.headless)
+            print(stderr, logLine + u'\n');
+    });
+    if (line.headless)
+        window.setMessageBoxes(std::make_unique<LoggedMessageBoxes>(window));
+    QObject::connect(&stopSignal, &StopSignal::received, &window, &frmMain::stopWithoutQuestion);
+    // exit() and not quit(): no close event, no other handler runs any more.
+    QObject::connect(&window, &frmMain::ended, qApp, [] { QCoreApplication::exit(0); });
+
+    if (!line.hidden)
+        window.show();
+    if (line.start)
+        QMetaObject::invokeMethod(&window, &frmMain::btnOp_Click, Qt::QueuedConnection);
+    const int status = QApplication::exec();
+    if (!line.screenshotFile.isEmpty() && !window.grab().save(line.screenshotFile, "PNG"))
+        throw Fault(u"无法保存窗口图片 %1"_s.arg(line.screenshotFile));
+    return status;
+}
+
+int run(const CommandLine &line)
+{
+    FileRegistry registry(settingsFile(line));
+    if (!line.assignments.isEmpty()) {
+        writeSettings(registry, line.assignments);
+        return 0;
+    }
+    if (line.showSettings) {
+        print(stdout, shownSettings(registry));
+        return 0;
+    }
+    return runWindow(line, registry);
+}
+
+QStringList arguments(int argc, char **argv)
+{
+    QStringList list;
+    for (int i = 0; i < argc; ++i)
+        list += QString::fromLocal8Bit(argv[i]);
+    return list;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Before the application object, which would want a display even for --help.
+    QString error;
+    const auto line = readCommandLine(arguments(argc, argv), error);
+    if (!line) {
+        print(stderr, error + u"\nTry --help.\n"_s);
+        return CommandLine::wrongUsage;
+    }
+    if (line->help || line->version) {
+        const QCoreApplication application(argc, argv); // the help text asks for the program's name
+        print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION "\n"_s);
+        return 0;
+    }
+    const bool needsNoDisplay = line->headless || line->showSettings || !line->assignments.isEmpty();
+    if (needsNoDisplay)
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(u"sms-server"_s);
+    QApplication::setApplicationVersion(QStringLiteral(SMS_VERSION));
+    // The program ends by Stop, the menu or a signal, never because its last window was hidden.
+    QApplication::setQuitOnLastWindowClosed(false);
+    try {
+        return run(*line);
+    } catch (const Fault &fault) {
+        print(stderr, fault.message() + u'\n');
+        return 1;
+    }
+}

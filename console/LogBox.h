@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QPlainTextEdit>
+
+/// The log box: newest line first, never trimmed, text selectable. Adding a line costs the same however many
+/// there are.
+class LogBox final : public QPlainTextEdit
+{
+    Q_OBJECT
+public:
+    explicit LogBox(QWidget *parent = nullptr);
+
+    /// Puts the line in front of the text and paints it at once. A view scrolled away from the top keeps
+    /// showing what it showed.
+    void prependLine(const QString &line);
+};

@@ -1,0 +1,45 @@
+#include "console/MessageBoxes.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString title()
+{
+    return u"系统提示"_s;
+}
+
+} // namespace
+
+void WindowMessageBoxes::inform(const QString &text)
+{
+    QMessageBox box(QMessageBox::Information, title(), text, QMessageBox::Ok, QApplication::activeWindow());
+    box.button(QMessageBox::Ok)->setText(u"确定"_s);
+    box.exec();
+}
+
+bool WindowMessageBoxes::confirm(const QString &text)
+{
+    QMessageBox box(QMessageBox::Question, title(), text, QMessageBox::Ok | QMessageBox::Cancel,
+                    QApplication::activeWindow());
+    box.button(QMessageBox::Ok)->setText(u"确定"_s);
+    box.button(QMessageBox::Cancel)->setText(u"取消"_s);
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Ok;
+}
+
+void LoggedMessageBoxes::inform(const QString &text)
+{
+    m_console.addLogLine(text);
+}
+
+bool LoggedMessageBoxes::confirm(const QString &text)
+{
+    m_console.addLogLine(text);
+    return false;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+/// The icon in the notification area with its popup menu. It is there from construction to remove(), always
+/// the same; where the desktop has no notification area, nothing is shown.
+class NotificationIcon final : public QObject
+{
+    Q_OBJECT
+public:
+    explicit NotificationIcon(QObject *parent = nullptr);
+    ~NotificationIcon() override;
+
+    /// The popup menu m_dis: m_log (default), m_about, m_Stop.
+    [[nodiscard]] QMenu &menu() { return m_menu; }
+    [[nodiscard]] bool isShown() const { return m_icon.isVisible(); }
+    void remove();
+
+signals:
+    void leftPressed();
+    void logChosen();
+    void aboutChosen();
+    void stopChosen();
+
+private:
+    QMenu m_menu; // stands before the icon, which uses it
+    QSystemTrayIcon m_icon;
+};

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QIcon>
+
+/// The program's icon in every size that desktops ask for.
+[[nodiscard]] QIcon programIcon();

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/database/Connection.h"
+#include "platform/registry/Registry.h"
+
+/// The one database session that all passes and handlers share.
+class DatabaseSession
+{
+public:
+    explicit DatabaseSession(const Registry &registry) : m_registry(registry) {}
+
+    /// (Re)opens Conn from the stored connection string. False on any failure; Conn is then not usable.
+    [[nodiscard]] bool OpenDB();
+    /// Why the last OpenDB failed, in words; never a password.
+    [[nodiscard]] const QString &openFailure() const { return m_openFailure; }
+
+    /// The shared connection. Not open until the first OpenDB.
+    [[nodiscard]] Connection &Conn() { return m_connection; }
+
+    /// The stored connection string, "" when there is none. Throws Fault when the registry cannot be read.
+    [[nodiscard]] QString GetConnectString() const;
+
+private:
+    const Registry &m_registry;
+    Connection m_connection;
+    QString m_openFailure;
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "foundation/OperatorConsole.h"
+
+#include <QHash>
+#include <QSet>
+
+/// Tells the operator of faults: each once while it lasts, and once more when it is over.
+class FaultLog
+{
+public:
+    explicit FaultLog(OperatorConsole &console) : m_console(console) {}
+
+    /// A task failed. Logs unless this task's last logged cause is the same and still stands.
+    void struck(const QString &task, const QString &cause);
+    /// A task succeeded. Logs when a fault of it stood.
+    void over(const QString &task);
+    [[nodiscard]] bool stands(const QString &task) const { return m_standing.contains(task); }
+
+    /// A row that can never succeed was set aside. Logged once per run and row.
+    /// row: names table and key, for example "SMS_WaitToSend 17".
+    void rowSetAside(const QString &row, const QString &cause);
+
+private:
+    OperatorConsole &m_console;
+    QHash<QString, QString> m_standing; // task -> cause
+    QSet<QString> m_rowsSetAside;
+};

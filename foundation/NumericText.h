@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+#include <optional>
+
+/// The value of a plain decimal number with an optional sign and fraction, outer blanks allowed.
+/// Nothing for any other text ("", "abc", "1e3", "0x10").
+[[nodiscard]] std::optional<double> numericValue(const QString &text);
+
+/// The number as a whole number, halves rounded to the even neighbour (2.5 -> 2, 3.5 -> 4).
+/// Nothing when it lies beyond the 32-bit signed range.
+[[nodiscard]] std::optional<qint32> wholeNumber(double value);

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/registry/Registry.h"
+
+#include <QLatin1String>
+#include <QStringList>
+
+/// The settings: text values in the registry, each at one full path.
+namespace Settings
+{
+
+/// The three values of the settings dialog.
+[[nodiscard]] QString centerCodePath();
+[[nodiscard]] QString timeDelayPath();
+[[nodiscard]] QString serverPortPath();
+/// The OA system's own value: the server reads it and never writes it, but for `--set`.
+[[nodiscard]] QString connectStringPath();
+
+/// Settings of this program beyond the OA system's, in a group of their own.
+/// COMn: the device behind COM port n, for systems without COM ports.
+[[nodiscard]] QString comDevicePath(int comPort);
+/// SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form.
+[[nodiscard]] QString senderCountryCodePath();
+/// MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too.
+[[nodiscard]] QString mailTlsPath();
+
+/// The full path of a setting by the short name that the command line uses (CenterCode, COM3, ...); "" for an
+/// unknown name. Letter case does not count.
+[[nodiscard]] QString pathOf(const QString &shortName);
+/// The short names in the order in which they are shown; COM ports are listed as COM1 to COM10.
+[[nodiscard]] QStringList shortNames();
+
+} // namespace Settings
+
+/// The text stored at a full registry path; absent reads as empty. Throws Fault when the registry cannot be
+/// read.
+[[nodiscard]] QString ReadRegValue(const Registry &registry, const QString &path);

@@ -1,0 +1,62 @@
+#include "foundation/TaskGuard.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The timers of one tick fire within milliseconds of each other and never less than a second after the last.
+constexpr qint64 sameTickMilliseconds = 500;
+
+QString databaseTask()
+{
+    return u"数据库连接"_s;
+}
+
+} // namespace
+
+void TaskGuard::run(const QString &task, const std::function<void()> &work)
+{
+    try {
+        work();
+        m_faults.over(task);
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost)
+            databaseStruck(fault.message());
+        else
+            m_faults.struck(task, fault.message());
+        if (fault.kind() != DatabaseFault::Kind::Refused)
+            m_sinceUnavailable.start();
+    } catch (const Fault &fault) {
+        m_faults.struck(task, fault.message());
+    } catch (const std::exception &error) {
+        m_faults.struck(task, QString::fromUtf8(error.what()));
+    }
+}
+
+void TaskGuard::runPass(const QString &task, const std::function<void()> &pass)
+{
+    if (!m_console.stopRequested() && databaseReady())
+        run(task, pass);
+}
+
+bool TaskGuard::databaseReady()
+{
+    if (m_sinceUnavailable.isValid() && m_sinceUnavailable.elapsed() < sameTickMilliseconds)
+        return false;
+    if (!m_session.Conn().isOpen() && !m_session.OpenDB()) {
+        databaseStruck(m_session.openFailure());
+        m_sinceUnavailable.start();
+        return false;
+    }
+    m_sinceUnavailable.invalidate();
+    m_faults.over(databaseTask());
+    return true;
+}
+
+void TaskGuard::databaseStruck(const QString &cause)
+{
+    // One line for each loss: why reopening fails afterwards adds nothing.
+    if (!m_faults.stands(databaseTask()))
+        m_faults.struck(databaseTask(), cause);
+}

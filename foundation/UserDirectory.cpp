@@ -1,0 +1,36 @@
+#include "foundation/UserDirectory.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString textOrNothing(Connection &connection, const QString &query, const QString &argument)
+{
+    try {
+        return connection.firstValue(query, {argument}).value_or(QVariant()).toString();
+    } catch (const DatabaseFault &) {
+        return {}; // no match and a failed lookup look alike to the caller; the connection remembers
+    }
+}
+
+} // namespace
+
+QString getUserMB(Connection &connection, const QString &UserName)
+{
+    static const QString query = u"select Mobile from VO_UserInfor where UserName=?"_s;
+    return textOrNothing(connection, query, UserName);
+}
+
+QString getMBUser(Connection &connection, const QString &MB)
+{
+    static const QString query = u"select UserName from VO_UserInfor where Mobile=?"_s;
+    return textOrNothing(connection, query, MB);
+}
+
+QVariant ShowUserName(Connection &connection, const QString &UserName)
+{
+    const auto name =
+        connection.firstValue(u"select TureName from VO_UserInfor where UserName=?"_s, {UserName});
+    return name.value_or(QVariant());
+}

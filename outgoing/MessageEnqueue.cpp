@@ -1,0 +1,24 @@
+#include "outgoing/MessageEnqueue.h"
+
+#include "foundation/UserDirectory.h"
+#include "platform/database/Recordset.h"
+#include "platform/database/Transaction.h"
+
+using namespace Qt::StringLiterals;
+
+void sysSendSMS(Connection &connection, const QString &MB, const QString &Msg)
+{
+    // The transaction notices a failed user lookup, which alone would only leave ToUser empty.
+    Transaction transaction(connection);
+    Recordset queue(connection);
+    queue.openForAppend(u"SMS_Queues"_s);
+    queue.addNew();
+    queue.set("SOAID"_L1, -1);
+    queue.set("ToUser"_L1, getMBUser(connection, MB));
+    queue.set("ToMB"_L1, MB);
+    queue.set("MsgContent"_L1, Msg);
+    queue.set("MsgStatus"_L1, u"0"_s);
+    queue.set("RetryCount"_L1, 0);
+    queue.update();
+    transaction.commit();
+}

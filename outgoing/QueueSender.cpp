@@ -1,0 +1,124 @@
+#include "outgoing/QueueSender.h"
+
+#include "platform/database/Recordset.h"
+
+#include <QScopeGuard>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Panel = OperatorConsole::Panel;
+
+/// Passes in which one row may get no answer from a modem that otherwise works.
+constexpr int maximumUnansweredPasses = 3;
+
+QString answerTask()
+{
+    return u"短信猫应答"_s;
+}
+
+/// Adds to the number a panel shows; a text that is no number counts as 0.
+void raisePanel(OperatorConsole &console, Panel panel, qint64 amount)
+{
+    console.setPanelText(panel, QString::number(console.panelText(panel).toLongLong() + amount));
+}
+
+/// Takes from the to-send count; a text that is no number is left alone.
+void lowerToSend(OperatorConsole &console, qint64 amount)
+{
+    bool isNumber = false;
+    const qint64 count = console.panelText(Panel::ToSend).toLongLong(&isNumber);
+    if (isNumber)
+        console.setPanelText(Panel::ToSend, QString::number(count - amount));
+}
+
+} // namespace
+
+void QueueSender::pass()
+{
+    writeOverdueStatuses();
+    Recordset queue(m_session.Conn());
+    queue.open(u"select OAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
+    raisePanel(m_console, Panel::ToSend, queue.recordCount());
+    if (queue.recordCount() == 0) {
+        m_console.setPanelText(Panel::Status, u"准备就绪"_s);
+        return;
+    }
+    m_console.setPanelText(Panel::Status, u"正在发送..."_s);
+    qint64 untried = queue.recordCount();
+    // However the pass ends, the rows it did not try are no longer its own.
+    const auto giveBack = qScopeGuard([&] {
+        if (untried > 0)
+            lowerToSend(m_console, untried);
+    });
+    for (; !queue.atEnd() && !m_console.stopRequested(); queue.moveNext()) {
+        trySend(queue);
+        lowerToSend(m_console, 1);
+        --untried;
+    }
+}
+
+void QueueSender::trySend(const Recordset &queue)
+{
+    const QVariant key = queue.value("OAID"_L1);
+    if (key.isNull()) {
+        // Its status could never be written, so it would go out in every pass.
+        m_faults.rowSetAside(u"SMS_Queues（无 OAID）"_s, u"OAID 为空值，无法发送"_s);
+        return;
+    }
+    const qint64 id = key.toLongLong();
+    if (m_unwrittenStatuses.contains(id))
+        return;
+    const QVariant number = queue.value("ToMB"_L1);
+    const QVariant text = queue.value("MsgContent"_L1);
+    if (number.isNull() || text.isNull()) {
+        finish(id, MessageStatus::Failed, number.toString());
+        return;
+    }
+    try {
+        const qint16 result = m_modem.send(number.toString(), text.toString());
+        m_faults.over(answerTask());
+        finish(id, result == 0 ? MessageStatus::Sent : MessageStatus::Failed, number.toString());
+    } catch (const ModemFault &fault) {
+        if (fault.kind() != ModemFault::Kind::NoAnswer)
+            throw;
+        m_faults.struck(answerTask(), fault.message());
+        if (++m_unansweredPasses[id] >= maximumUnansweredPasses)
+            finish(id, MessageStatus::Failed, number.toString());
+    }
+}
+
+void QueueSender::finish(qint64 id, MessageStatus status, const QString &number)
+{
+    m_unansweredPasses.remove(id);
+    m_unwrittenStatuses.insert(id, status);
+    if (status == MessageStatus::Sent) {
+        raisePanel(m_console, Panel::Succeeded, 1);
+    } else {
+        raisePanel(m_console, Panel::Failed, 1);
+        m_console.addLogLine(u"手机号码："_s + number + u"短信发送失败."_s);
+    }
+    writeStatus(id);
+}
+
+void QueueSender::writeStatus(qint64 id)
+{
+    const auto status = static_cast<int>(m_unwrittenStatuses.value(id));
+    try {
+        m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(status), {id});
+        m_unwrittenStatuses.remove(id);
+    } catch (const DatabaseFault &fault) {
+        if (!fault.concernsOneRow())
+            throw;
+        m_faults.rowSetAside("SMS_Queues "_L1 + QString::number(id), fault.message());
+    }
+}
+
+void QueueSender::writeOverdueStatuses()
+{
+    const QList<qint64> ids = m_unwrittenStatuses.keys();
+    for (const qint64 id : ids)
+        writeStatus(id);
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "foundation/DatabaseSession.h"
+#include "foundation/FaultLog.h"
+#include "outgoing/MessageStatus.h"
+#include "platform/modem/ModemControl.h"
+
+#include <QHash>
+
+class Recordset;
+
+/// Hands every waiting queue row to the modem and marks it sent or failed, the only place that does.
+class QueueSender
+{
+public:
+    QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, ModemControl &modem)
+        : m_session(session), m_console(console), m_faults(faults), m_modem(modem)
+    {
+    }
+
+    /// One pass over every waiting row. A send that the network refused is an outcome. When the modem cannot
+    /// try (device gone, no network) the pass ends with ModemFault and the untried rows stay waiting; a row
+    /// that alone got no answer stays waiting too, for three passes, and the others go on. Throws
+    /// DatabaseFault when the database is gone. A message that was handed over is never handed over again in
+    /// this run, whatever the database does: only its status is written again.
+    void pass();
+
+private:
+    void trySend(const Recordset &queue);
+    void finish(qint64 id, MessageStatus status, const QString &number);
+    void writeStatus(qint64 id);
+    void writeOverdueStatuses();
+
+    DatabaseSession &m_session;
+    OperatorConsole &m_console;
+    FaultLog &m_faults;
+    ModemControl &m_modem;
+    QHash<qint64, MessageStatus> m_unwrittenStatuses; // by OAID: tried, but the database does not know yet
+    QHash<qint64, int> m_unansweredPasses;            // by OAID
+};

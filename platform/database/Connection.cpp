@@ -1,0 +1,158 @@
+#include "platform/database/Connection.h"
+
+#include "platform/database/DriverFactory.h"
+
+using namespace Qt::StringLiterals;
+
+/// Runs a piece of work on the database and remembers the fault that it strikes.
+template <typename Work>
+auto Connection::remembering(Work work)
+{
+    requireUsable();
+    try {
+        return work();
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost)
+            m_lost = true;
+        if (m_transactionDepth > 0 && !m_transactionFault)
+            m_transactionFault = fault;
+        throw;
+    }
+}
+
+Connection::~Connection() = default;
+
+void Connection::open(const QString &connectionString)
+{
+    close();
+    m_driver = makeDriver(connectionString);
+    try {
+        m_driver->open();
+    } catch (const DatabaseFault &) {
+        close();
+        throw;
+    }
+}
+
+void Connection::close()
+{
+    Q_ASSERT(m_transactionDepth == 0);
+    m_statements.clear();
+    m_driver.reset();
+    m_lost = false;
+}
+
+bool Connection::isOpen() const
+{
+    return m_driver && !m_lost && m_driver->isUsable();
+}
+
+qint64 Connection::execute(const QString &sql, const QVariantList &values)
+{
+    return remembering([&] {
+        Statement &statement = prepared(sql);
+        statement.execute(values);
+        const qint64 rows = statement.affectedRows();
+        statement.finish();
+        return rows;
+    });
+}
+
+std::optional<QVariant> Connection::firstValue(const QString &sql, const QVariantList &values)
+{
+    return remembering([&]() -> std::optional<QVariant> {
+        Statement &statement = prepared(sql);
+        statement.execute(values);
+        std::optional<QVariant> value;
+        if (statement.next())
+            value = statement.value(0);
+        statement.finish();
+        return value;
+    });
+}
+
+Connection::Snapshot Connection::query(const QString &sql, const QVariantList &values)
+{
+    return remembering([&] {
+        Statement &statement = prepared(sql);
+        statement.execute(values);
+        Snapshot snapshot{statement.columnNames(), {}};
+        const int columns = static_cast<int>(snapshot.columns.size());
+        while (statement.next()) {
+            for (int column = 0; column < columns; ++column)
+                snapshot.values.push_back(statement.value(column));
+        }
+        statement.finish();
+        return snapshot;
+    });
+}
+
+void Connection::insert(const QString &sql, const QVariantList &values)
+{
+    remembering([&] {
+        Statement &statement = prepared(sql);
+        statement.execute(values);
+        statement.finish();
+    });
+}
+
+QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &values,
+                                       const QString &identityColumn)
+{
+    return remembering([&] {
+        const QString returning = m_driver->returningClause(identityColumn);
+        Statement &statement = prepared(sql + returning);
+        statement.execute(values);
+        QVariant identity;
+        if (returning.isEmpty())
+            identity = m_driver->lastIdentity(statement);
+        else if (statement.next())
+            identity = statement.value(0);
+        statement.finish();
+        return identity;
+    });
+}
+
+void Connection::requireUsable()
+{
+    // Inside a transaction the database was there a moment ago, and every row would ask again.
+    if (m_driver && !m_lost && m_transactionDepth == 0 && !m_driver->isUsable())
+        m_lost = true;
+    if (!m_driver || m_lost)
+        throw DatabaseFault(DatabaseFault::Kind::Lost, u"数据库连接已断开"_s);
+}
+
+Statement &Connection::prepared(const QString &sql)
+{
+    auto &statement = m_statements[sql];
+    if (!statement)
+        statement = m_driver->prepare(sql);
+    return *statement;
+}
+
+void Connection::beginTransaction()
+{
+    if (m_transactionDepth == 0) {
+        remembering([this] { m_driver->begin(); });
+        m_transactionFault.reset();
+    }
+    ++m_transactionDepth;
+}
+
+void Connection::commitTransaction()
+{
+    Q_ASSERT(m_transactionDepth > 0);
+    if (m_transactionFault)
+        throw DatabaseFault(*m_transactionFault);
+    if (m_transactionDepth == 1)
+        remembering([this] { m_driver->commit(); });
+    --m_transactionDepth;
+}
+
+void Connection::rollbackTransaction() noexcept
+{
+    if (--m_transactionDepth == 0)
+        m_driver->rollback();
+    else if (!m_transactionFault)
+        m_transactionFault = DatabaseFault(DatabaseFault::Kind::Refused, u"事务的一部分已被撤销"_s);
+}

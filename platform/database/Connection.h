@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/database/DatabaseFault.h"
+#include "platform/database/Driver.h"
+
+#include <QVariantList>
+#include <optional>
+#include <unordered_map>
+
+/// A client-side database connection opened from one connection string.
+///
+/// Statements are prepared once per text and used again. A fault is remembered as long as it matters: once
+/// the connection is lost every statement is refused at once until the next open(), and a transaction in
+/// which a statement struck a fault, whoever absorbed it, refuses to commit.
+class Connection
+{
+public:
+    Connection() = default;
+    ~Connection();
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    /// Closes what was open and opens anew. Throws DatabaseFault; the connection is then closed.
+    void open(const QString &connectionString);
+    void close();
+    /// True from a successful open() until close() or until the connection is found to be lost.
+    [[nodiscard]] bool isOpen() const;
+
+    /// Runs a statement with its positional values; returns the number of rows it changed. Throws
+    /// DatabaseFault.
+    qint64 execute(const QString &sql, const QVariantList &values = {});
+    /// The first column of the query's first row; nothing when there is no row. Throws DatabaseFault.
+    [[nodiscard]] std::optional<QVariant> firstValue(const QString &sql, const QVariantList &values);
+
+    /// Result of a query: column names and all values, row by row.
+    struct Snapshot {
+        QStringList columns;
+        std::vector<QVariant> values;
+    };
+    [[nodiscard]] Snapshot query(const QString &sql, const QVariantList &values);
+
+    /// Runs an INSERT without its identity, or with it: identityColumn names the column the database numbers.
+    void insert(const QString &sql, const QVariantList &values);
+    [[nodiscard]] QVariant insertForIdentity(const QString &sql, const QVariantList &values,
+                                             const QString &identityColumn);
+
+private:
+    friend class Transaction;
+
+    template <typename Work>
+    auto remembering(Work work);
+    void requireUsable();
+    Statement &prepared(const QString &sql);
+    void beginTransaction();
+    void commitTransaction();
+    void rollbackTransaction() noexcept;
+
+    std::unique_ptr<Driver> m_driver;
+    // Stands after the driver, so that statements go first.
+    std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
+    bool m_lost = false;
+    int m_transactionDepth = 0;
+    std::optional<DatabaseFault> m_transactionFault;
+};

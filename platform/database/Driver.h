@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QString>
+#include <QVariantList>
+#include <memory>
+
+/// One prepared statement of a driver. Parameters are positional question marks.
+class Statement
+{
+public:
+    Statement() = default;
+    virtual ~Statement() = default;
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    /// Runs the statement with these values (an invalid or null QVariant is NULL). Throws DatabaseFault.
+    virtual void execute(const QVariantList &values) = 0;
+    /// Steps to the next row of a query's result; false at its end.
+    [[nodiscard]] virtual bool next() = 0;
+    [[nodiscard]] virtual QVariant value(int column) const = 0;
+    [[nodiscard]] virtual QStringList columnNames() const = 0;
+    /// Rows changed by the last execute().
+    [[nodiscard]] virtual qint64 affectedRows() const = 0;
+    /// Lets go of the result, so that no lock of it remains.
+    virtual void finish() noexcept = 0;
+};
+
+/// What one kind of database needs done its own way. Everything else stands above, in Connection and
+/// Recordset.
+class Driver
+{
+public:
+    Driver() = default;
+    virtual ~Driver() = default;
+    Driver(const Driver &) = delete;
+    Driver &operator=(const Driver &) = delete;
+
+    /// Throws DatabaseFault (Lost) when the database cannot be reached or refuses the login.
+    virtual void open() = 0;
+    /// Asked before each piece of work: false when the database under the connection is known to be gone.
+    [[nodiscard]] virtual bool isUsable() const = 0;
+
+    [[nodiscard]] virtual std::unique_ptr<Statement> prepare(const QString &sql) = 0;
+    /// Begins a transaction that will write.
+    virtual void begin() = 0;
+    virtual void commit() = 0;
+    virtual void rollback() noexcept = 0;
+
+    /// The clause after an INSERT that makes it return the new identity as its one row, or "" when
+    /// lastIdentity() tells it instead.
+    [[nodiscard]] virtual QString returningClause(const QString &identityColumn) const = 0;
+    /// The identity that the statement just executed was given.
+    [[nodiscard]] virtual QVariant lastIdentity(Statement &insert) = 0;
+};

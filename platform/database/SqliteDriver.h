@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/database/QtSqlDriver.h"
+
+#include <QByteArray>
+
+/// The embedded database. The file must exist (an office's tables are never created here) and keeps its
+/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds.
+class SqliteDriver final : public QtSqlDriver
+{
+public:
+    static constexpr int busyLimitMilliseconds = 3000;
+
+    explicit SqliteDriver(QString fileName);
+
+    void open() override;
+    /// False when the file was removed or replaced: SQLite itself would go on with the vanished one.
+    [[nodiscard]] bool isUsable() const override;
+    /// BEGIN IMMEDIATE: a transaction that reads and then writes would otherwise be refused, without waiting,
+    /// when another program has committed in between.
+    void begin() override;
+    [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
+
+private:
+    [[nodiscard]] QByteArray fileIdentity() const;
+
+    QString m_fileName;
+    QByteArray m_openedFile; // identity of the file at open
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/registry/Registry.h"
+
+#include <QMap>
+
+/// The registry of systems that have none: an INI file, one group a key, one line a value, UTF-8.
+///
+///     [HKEY_LOCAL_MACHINE\Software\Maker\Product]
+///     Value=text to the end of the line
+///
+/// Lines that begin with ";" or "#" are comments (lost when a value is written). A value with control
+/// characters, with blanks at an end or with a quote mark in front is written as a JSON string. The file is
+/// readable by its owner alone and replaced as a whole, so that a crash never leaves half of it.
+class FileRegistry final : public Registry
+{
+public:
+    explicit FileRegistry(QString fileName);
+
+    [[nodiscard]] QString read(const QString &path) const override;
+    void write(const QString &path, const QString &value) override;
+
+    [[nodiscard]] const QString &fileName() const { return m_fileName; }
+
+private:
+    using Values = QMap<QString, QString>; // value name -> text
+    using Groups = QMap<QString, Values>;  // key path -> its values
+
+    [[nodiscard]] Groups load() const;
+    void save(const Groups &groups) const;
+
+    QString m_fileName;
+};
