@@ -8,10 +8,13 @@ namespace
 QString textOrNothing(Connection &connection, const QString &query, const QString &argument)
 {
     try {
-        return connection.firstValue(query, {argument}).value_or(QVariant()).toString();
+        const auto found = connection.firstValue(query, {textParameter(argument)});
+        if (found && !found->isNull())
+            return found->toString();
     } catch (const DatabaseFault &) {
-        return {}; // no match and a failed lookup look alike to the caller; the connection remembers
+        // No match and a failed lookup look alike to the caller; the connection remembers.
     }
+    return u""_s;
 }
 
 } // namespace
@@ -30,7 +33,7 @@ QString getMBUser(Connection &connection, const QString &MB)
 
 QVariant ShowUserName(Connection &connection, const QString &UserName)
 {
-    const auto name =
-        connection.firstValue(u"select TureName from VO_UserInfor where UserName=?"_s, {UserName});
+    const auto name = connection.firstValue(u"select TureName from VO_UserInfor where UserName=?"_s,
+                                            {textParameter(UserName)});
     return name.value_or(QVariant());
 }

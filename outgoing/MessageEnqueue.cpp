@@ -15,8 +15,8 @@ void sysSendSMS(Connection &connection, const QString &MB, const QString &Msg)
     queue.addNew();
     queue.set("SOAID"_L1, -1);
     queue.set("ToUser"_L1, getMBUser(connection, MB));
-    queue.set("ToMB"_L1, MB);
-    queue.set("MsgContent"_L1, Msg);
+    queue.set("ToMB"_L1, textParameter(MB));
+    queue.set("MsgContent"_L1, textParameter(Msg));
     queue.set("MsgStatus"_L1, u"0"_s);
     queue.set("RetryCount"_L1, 0);
     queue.update();

@@ -7,6 +7,12 @@
 #include <optional>
 #include <unordered_map>
 
+/// A text as a statement's value: never NULL, also when the QString is a null one.
+[[nodiscard]] inline QVariant textParameter(const QString &text)
+{
+    return text.isNull() ? QVariant(QString::fromLatin1("")) : QVariant(text);
+}
+
 /// A client-side database connection opened from one connection string.
 ///
 /// Statements are prepared once per text and used again. A fault is remembered as long as it matters: once

@@ -1,0 +1,186 @@
+#include "platform/database/Recordset.h"
+#include "platform/database/Transaction.h"
+#include "tests/support/TestOffice.h"
+
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The kind of fault that some work ends with.
+std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const DatabaseFault &fault) {
+        return fault.kind();
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+class ConnectionTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void snapshotCountsItsRowsAndIsNotDisturbed()
+    {
+        TestOffice office;
+        office.oa(u"insert into SMS_Queues (ToMB, MsgContent) values ('1', 'a'), ('2', null), ('3', '')"_s);
+        Recordset rows(office.session.Conn());
+        rows.open(u"select * from SMS_Queues"_s);
+        QCOMPARE(rows.recordCount(), 3);
+        office.session.Conn().execute(u"delete from SMS_Queues"_s);
+        QStringList numbers;
+        for (; !rows.atEnd(); rows.moveNext())
+            numbers += rows.text("tomb"_L1) + (rows.value("MSGCONTENT"_L1).isNull() ? u"-"_s : u"+"_s);
+        QCOMPARE(numbers, QStringList({u"1+"_s, u"2-"_s, u"3+"_s}));
+    }
+
+    void identityIsReadableAfterUpdate()
+    {
+        TestOffice office;
+        // A trigger that numbers a row of another table must not be taken for it.
+        office.oa(u"create trigger t after insert on SMS_SendList begin"
+                  " insert into SMS_Queues (OAID) values (77); end"_s);
+        for (int wanted = 1; wanted <= 3; ++wanted) {
+            Recordset list(office.session.Conn());
+            list.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
+            list.addNew();
+            list.set("FromUser"_L1, u"张三"_s);
+            list.update();
+            QCOMPARE(list.identity().toInt(), wanted);
+            office.oa(u"delete from SMS_Queues"_s);
+        }
+    }
+
+    void rowsOfOneRecordsetMaySetDifferentColumns()
+    {
+        TestOffice office;
+        Recordset queue(office.session.Conn());
+        queue.openForAppend(u"SMS_Queues"_s);
+        const auto add = [&](std::initializer_list<QLatin1String> columns) {
+            queue.addNew();
+            for (const QLatin1String column : columns)
+                queue.set(column, QString(column));
+            queue.update();
+        };
+        add({"ToUser"_L1, "ToMB"_L1, "MsgContent"_L1});
+        add({"ToUser"_L1, "ToMB"_L1});
+        add({"ToMB"_L1, "ToUser"_L1, "MsgContent"_L1});
+        QCOMPARE(office.rows(u"select ToUser, ToMB, MsgContent, MsgType from SMS_Queues"_s),
+                 QStringList({u"ToUser|ToMB|MsgContent|0"_s, u"ToUser|ToMB|NULL|0"_s,
+                              u"ToUser|ToMB|MsgContent|0"_s}));
+    }
+
+    void hostileTextIsStoredAsItIs()
+    {
+        TestOffice office;
+        office.oa(u"insert into SMS_SIMReceive (MsgContent) values ('bystander')"_s);
+        const QString text = u"'; drop table SMS_SIMReceive; --%_\\\"😀"_s + QChar(0) + QString(100000, u'长');
+        Recordset received(office.session.Conn());
+        received.openForAppend(u"SMS_SIMReceive"_s);
+        received.addNew();
+        received.set("MsgContent"_L1, text);
+        received.update();
+        Recordset back(office.session.Conn());
+        back.open(u"select * from SMS_SIMReceive where MsgContent=?"_s, {text});
+        QCOMPARE(back.recordCount(), 1);
+        QCOMPARE(back.text("MsgContent"_L1), text);
+        QCOMPARE(office.rows(u"select count(*) from SMS_SIMReceive"_s), QStringList(u"2"_s));
+    }
+
+    void transactionRollsBackUnlessCommitted()
+    {
+        TestOffice office;
+        Connection &connection = office.session.Conn();
+        const auto insert = [&] { connection.execute(u"insert into SMS_Queues (ToMB) values ('1')"_s); };
+        {
+            const Transaction forgotten(connection);
+            insert();
+        }
+        {
+            Transaction outer(connection);
+            {
+                Transaction inner(connection);
+                insert();
+                inner.commit();
+            }
+            outer.commit();
+        }
+        {
+            Transaction outer(connection);
+            {
+                const Transaction inner(connection);
+                insert();
+            }
+            QVERIFY(kindOf([&] { outer.commit(); }));
+        }
+        QCOMPARE(office.rows(u"select count(*) from SMS_Queues"_s), QStringList(u"1"_s));
+    }
+
+    void absorbedFaultForbidsTheCommit()
+    {
+        TestOffice office;
+        Connection &connection = office.session.Conn();
+        {
+            Transaction transaction(connection);
+            connection.execute(u"insert into SMS_Queues (ToMB) values ('1')"_s);
+            QCOMPARE(kindOf([&] { connection.execute(u"insert into NoSuchTable values (1)"_s); }),
+                     DatabaseFault::Kind::Refused);
+            QCOMPARE(kindOf([&] { transaction.commit(); }), DatabaseFault::Kind::Refused);
+        }
+        QCOMPARE(office.rows(u"select count(*) from SMS_Queues"_s), QStringList(u"0"_s));
+        Transaction next(connection);
+        connection.execute(u"insert into SMS_Queues (ToMB) values ('2')"_s);
+        next.commit();
+        QCOMPARE(office.rows(u"select ToMB from SMS_Queues"_s), QStringList(u"2"_s));
+    }
+
+    void lockedDatabaseIsWaitedForThenUnavailable()
+    {
+        TestOffice office;
+        office.oa(u"begin exclusive"_s);
+        Connection &connection = office.session.Conn();
+        QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
+                 DatabaseFault::Kind::Unavailable);
+        QVERIFY(connection.isOpen());
+        office.oa(u"rollback"_s);
+        connection.execute(u"update SMS_Queues set MsgStatus=8"_s);
+    }
+
+    void vanishedFileIsALostConnectionUntilItIsOpenedAgain()
+    {
+        TestOffice office;
+        Connection &connection = office.session.Conn();
+        QVERIFY(QFile::rename(office.databaseFile(), office.path(u"away"_s)));
+        QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
+                 DatabaseFault::Kind::Lost);
+        QVERIFY(!office.session.OpenDB());
+        QVERIFY(!QFile::exists(office.databaseFile())); // nothing was created in its place
+        QVERIFY(QFile::rename(office.path(u"away"_s), office.databaseFile()));
+        QVERIFY(!connection.isOpen());
+        QVERIFY(office.session.OpenDB());
+        connection.execute(u"update SMS_Queues set MsgStatus=8"_s);
+    }
+
+    void fileThatIsNoDatabaseIsNotOpened()
+    {
+        TestOffice office;
+        QFile file(office.path(u"garbage"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(8192, 'x'));
+        file.close();
+        Connection connection;
+        QCOMPARE(kindOf([&] { connection.open(u"Provider=SQLite;Data Source="_s + file.fileName()); }),
+                 DatabaseFault::Kind::Lost);
+    }
+};
+
+QTEST_GUILESS_MAIN(ConnectionTest)
+#include "ConnectionTest.moc"

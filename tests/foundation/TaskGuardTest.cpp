@@ -1,0 +1,93 @@
+#include "tests/support/TestOffice.h"
+
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TaskGuardTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void faultIsToldOnceWhileItLastsAndOnceWhenItIsOver()
+    {
+        TestOffice office;
+        QString cause = u"甲"_s;
+        const auto tick = [&] {
+            office.guard.runPass(u"任务"_s, [&] {
+                if (!cause.isEmpty())
+                    throw Fault(cause);
+            });
+        };
+        tick();
+        tick();
+        QCOMPARE(office.console.takeLog(), QStringList(u"任务失败：甲"_s));
+        cause = u"乙"_s;
+        tick();
+        QCOMPARE(office.console.takeLog(), QStringList(u"任务失败：乙"_s));
+        cause.clear();
+        tick();
+        tick();
+        QCOMPARE(office.console.takeLog(), QStringList(u"任务恢复正常"_s));
+    }
+
+    void anyExceptionEndsHere()
+    {
+        TestOffice office;
+        office.guard.run(u"任务"_s, [] { throw std::bad_alloc(); });
+        QCOMPARE(office.console.takeLog().size(), 1);
+    }
+
+    void lostDatabaseIsReopenedWithOneLineForTheLossAndOneForTheReturn()
+    {
+        TestOffice office;
+        int passes = 0;
+        const auto tick = [&] {
+            office.guard.runPass(u"任务"_s, [&] {
+                office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8"_s);
+                ++passes;
+            });
+        };
+        tick();
+        QCOMPARE(passes, 1);
+        QVERIFY(QFile::rename(office.databaseFile(), office.path(u"away"_s)));
+        tick();
+        tick();
+        QCOMPARE(passes, 1);
+        QCOMPARE(office.console.takeLog().size(), 1);
+        QVERIFY(QFile::rename(office.path(u"away"_s), office.databaseFile()));
+        QTRY_VERIFY(passes == 2 || (tick(), passes == 2));
+        QCOMPARE(office.console.takeLog(), QStringList(u"数据库连接恢复正常"_s));
+    }
+
+    void lockedDatabaseCostsOneWaitATick()
+    {
+        TestOffice office;
+        office.oa(u"begin exclusive"_s);
+        int reached = 0;
+        const auto tick = [&](const QString &task) {
+            office.guard.runPass(task, [&] {
+                ++reached;
+                office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8"_s);
+            });
+        };
+        tick(u"甲"_s);
+        tick(u"乙"_s);
+        QCOMPARE(reached, 1);
+        QCOMPARE(office.console.takeLog().size(), 1);
+        office.oa(u"rollback"_s);
+        QTRY_VERIFY(reached == 2 || (tick(u"甲"_s), reached == 2));
+        QCOMPARE(office.console.takeLog(), QStringList(u"甲恢复正常"_s));
+    }
+
+    void noPassBeginsOnceTheProgramIsToEnd()
+    {
+        TestOffice office;
+        office.console.stopWhen = [] { return true; };
+        office.guard.runPass(u"任务"_s, [] { QFAIL("began"); });
+    }
+};
+
+QTEST_GUILESS_MAIN(TaskGuardTest)
+#include "TaskGuardTest.moc"

@@ -1,0 +1,72 @@
+#include "platform/registry/FileRegistry.h"
+#include "platform/fault/Fault.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class FileRegistryTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    const QString m_path = uR"(HKEY_LOCAL_MACHINE\Software\Maker\Product\Value)"_s;
+
+private slots:
+    void absentReadsAsEmpty()
+    {
+        const QTemporaryDir folder;
+        const FileRegistry registry(folder.filePath(u"none.ini"_s));
+        QCOMPARE(registry.read(m_path), u""_s);
+    }
+
+    void textReadsBackAsTheSameText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("empty") << u""_s;
+        QTest::newRow("blanks at both ends") << u"  +8613800 "_s;
+        QTest::newRow("connection string")
+            << uR"(Provider=SQLite;Data Source="C:\oa\new db.db";Password=a=b#c)"_s;
+        QTest::newRow("quote in front") << u"\"half"_s;
+        QTest::newRow("line ends and NUL") << u"a\r\nb\n[c]\nd=e\0f"_s;
+        QTest::newRow("comment signs") << u";#"_s;
+        QTest::newRow("chinese and emoji") << u"短信😀"_s;
+        QTest::newRow("100,000 characters") << QString(100000, u'长');
+    }
+    void textReadsBackAsTheSameText()
+    {
+        QFETCH(QString, text);
+        const QTemporaryDir folder;
+        FileRegistry registry(folder.filePath(u"deep/er/settings.ini"_s));
+        const QString neighbour = m_path + u"2"_s;
+        registry.write(neighbour, u"kept"_s);
+        registry.write(m_path, u"before"_s);
+        registry.write(m_path, text);
+        QCOMPARE(FileRegistry(registry.fileName()).read(m_path), text);
+        QCOMPARE(registry.read(neighbour), u"kept"_s);
+    }
+
+    void fileIsReadableByItsOwnerAlone()
+    {
+        const QTemporaryDir folder;
+        FileRegistry registry(folder.filePath(u"settings.ini"_s));
+        registry.write(m_path, u"secret"_s);
+        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+        QVERIFY(!(QFile::permissions(registry.fileName()) & others));
+    }
+
+    void failedWriteIsAFaultThatLosesNothing()
+    {
+        const QTemporaryDir folder;
+        // A folder stands where the file should be: not even root can write it.
+        FileRegistry registry(folder.filePath(u"settings.ini"_s));
+        QVERIFY(QDir(folder.path()).mkdir(u"settings.ini"_s));
+        QVERIFY_EXCEPTION_THROWN(registry.write(m_path, u"x"_s), Fault);
+    }
+};
+
+QTEST_GUILESS_MAIN(FileRegistryTest)
+#include "FileRegistryTest.moc"
