@@ -12,7 +12,7 @@
 #include <memory>
 
 /// What became of a message in the handler of messageArrived().
-enum class MessageFate {
+enum class MessageFate : int {
     Handled, ///< dealt with: the modem's copy is removed
     Refused, ///< this message cannot be stored: it is kept and raised again hourly, the others go on
     Wait,    ///< nothing can be handled now: it and all later ones are kept and raised again soon, in order
