@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QtGlobal>
+#include <chrono>
+
+/// Every time limit of the modem control. Tests shorten them; the program uses the defaults.
+struct ModemLimits {
+    using ms = std::chrono::milliseconds;
+    using s = std::chrono::seconds;
+
+    ms syncAttempt{500}; ///< one AT while looking for the modem: sleepers lose the first one
+    ms sync{8000};       ///< whole search for a modem at open()
+    ms resync{5000};     ///< the same after a time-out and when reopening a lost port: the user waits for it
+    ms command{10000};   ///< any ordinary command; storage commands take seconds on some modems
+    ms prompt{15000};    ///< AT+CMGS to ">": at once or not at all
+    ms sendResult{120000}; ///< TPDU to its final result: the network may take minutes
+    ms simBusy{10000};     ///< how long a SIM may stay busy at open()
+    ms simRetry{300};      ///< between two questions to a busy SIM
+    ms storePoll{60000};   ///< the store is read at least this often: notifications get lost
+    ms reopen{10000};      ///< between two attempts to reopen a lost port
+    ms waitRetry{10000};   ///< until messages that had to wait are raised again
+    s refusedRetry{3600};  ///< until a refused message is raised again
+    /// An incomplete concatenated message is delivered as far as it came when its newest part is this old by
+    /// its service-centre time (by the time first seen when that is earlier), ...
+    s incompleteSet{24 * 3600};
+    /// ... but never before it has been seen this long: a modem that was off for days gets its parts one by
+    /// one.
+    s incompleteGrace{600};
+};
+
+/// Every size limit of the modem control; what is beyond is cut off or refused as said.
+namespace ModemBounds
+{
+constexpr qsizetype lineOctets = 4096;      ///< a longer line is dropped whole
+constexpr qsizetype answerLines = 8192;     ///< further lines of one answer are dropped
+constexpr qsizetype unsolicitedLines = 512; ///< further unsolicited lines are dropped until these are handled
+constexpr int numberDigits = 20;            ///< 3GPP TS 23.040, 9.1.2.5: an address holds 20 digits
+constexpr int parts = 255;                  ///< 3GPP TS 23.040, 9.2.3.24.1
+constexpr int storeEntries = 255;           ///< assumed when the modem does not tell the size of its store
+constexpr int storeEntriesMost = 10000;     ///< a larger size told by the modem is not believed
+constexpr qsizetype directMessages = 1000;  ///< messages without a stored copy that wait for their handler
+} // namespace ModemBounds
