@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <optional>
+
+namespace simulator
+{
+/// One parameter of a command; quotes are taken off.
+struct AtParameter {
+    QByteArray text;
+    bool quoted = false;
+
+    [[nodiscard]] bool isEmpty() const { return text.isEmpty() && !quoted; }
+    /// The whole number (decimal, not negative); absent when it is none.
+    [[nodiscard]] std::optional<int> number() const;
+};
+
+/// One command of a command line (ITU-T V.250, 5.3 and 5.4).
+struct AtCommand {
+    enum class Form { Execute, Set, Read, Test };
+
+    QByteArray name; ///< upper case: "E", "&F", "S", "+CMGF"; "" for a bare AT
+    Form form = Form::Execute;
+    QByteArray argument; ///< what follows "=", or the number of a basic command
+
+    /// The parameters between commas; none when the argument is empty.
+    [[nodiscard]] QList<AtParameter> parameters() const;
+};
+
+/// The commands of a line in order; none when the line holds no "AT" (the line is then ignored: 5.2.1). What
+/// cannot be parsed becomes a command with the name "?".
+QList<AtCommand> parseAtCommandLine(const QByteArray &line);
+} // namespace simulator

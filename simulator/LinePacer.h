@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QTimer>
+
+namespace simulator
+{
+/// Lets octets through at the speed of a serial line: one start, eight data and one stop bit each.
+class LinePacer : public QObject
+{
+    Q_OBJECT
+
+public:
+    LinePacer();
+
+    /// 0 lets everything through at once.
+    void setBaud(int baud);
+    [[nodiscard]] int baud() const { return m_baud; }
+    void push(const QByteArray &octets);
+    void clear();
+
+signals:
+    void released(const QByteArray &octets);
+
+private:
+    void release();
+
+    int m_baud = 0;
+    QByteArray m_queue;
+    qint64 m_lineFreeAt = 0; ///< steady nanoseconds: when the first queued octet's start bit begins
+    QTimer m_timer;
+};
+} // namespace simulator

@@ -1,0 +1,394 @@
+#include "simulator/MessageCommands.h"
+
+#include "simulator/MessageText.h"
+#include "simulator/ResultCodes.h"
+#include "simulator/TpduEncoder.h"
+
+using namespace Qt::StringLiterals;
+
+namespace simulator
+{
+namespace
+{
+constexpr int kTextMode = 1;
+constexpr int kMaxTpduOctets = 164; ///< a submit with the longest address, validity period and user data
+
+using Body = std::function<Reply(const QByteArray &pdu)>;
+
+std::optional<int> numberAt(const QList<AtParameter> &parameters, qsizetype at)
+{
+    return at < parameters.size() ? parameters[at].number() : std::nullopt;
+}
+
+/// A command that cannot run without the SIM.
+CommandTable::Handler withSim(ModemState &state, CommandTable::Handler handler)
+{
+    return [&state, handler = std::move(handler)](const AtCommand &command) {
+        if (command.form != AtCommand::Form::Test) {
+            if (const std::optional<int> refusal = state.takeSimRefusal())
+                return Reply::cmsError(*refusal);
+        }
+        return handler(command);
+    };
+}
+
+Reply rangeCommand(const AtCommand &command, int &value, int max)
+{
+    const std::optional<int> wanted = numberAt(command.parameters(), 0);
+    switch (command.form) {
+    case AtCommand::Form::Test:
+        return Reply::ok({command.name + ": (0-" + QByteArray::number(max) + ')'});
+    case AtCommand::Form::Read:
+        return Reply::ok({command.name + ": " + QByteArray::number(value)});
+    case AtCommand::Form::Execute:
+        value = 0;
+        return Reply::ok();
+    case AtCommand::Form::Set:
+        if (!wanted || *wanted > max)
+            return Reply::cmsError(cms::kNotAllowed);
+        value = *wanted;
+        return Reply::ok();
+    }
+    Q_UNREACHABLE();
+}
+
+/// The octets of a PDU-mode body; absent when it is not hexadecimal or not of the announced length.
+std::optional<QByteArray> pduFromBody(const QByteArray &body, int length)
+{
+    const QByteArray hex = body.trimmed();
+    const QByteArray octets = QByteArray::fromHex(hex);
+    if (octets.isEmpty() || octets.toHex() != hex.toLower())
+        return std::nullopt;
+    if (static_cast<unsigned char>(octets[0]) >= octets.size() || tpduLength(octets) != length)
+        return std::nullopt;
+    return octets;
+}
+
+/// Prompts for a message and hands its octets to use: in PDU mode as typed, in text mode made from the text.
+Reply promptForMessage(ModemState &state, const AtCommand &command, const Body &use)
+{
+    const QList<AtParameter> parameters = command.parameters();
+    Reply reply;
+    if (state.settings.messageFormat != kTextMode) {
+        const std::optional<int> length = numberAt(parameters, 0);
+        if (!length || *length < 1 || *length > kMaxTpduOctets)
+            return Reply::cmsError(cms::kInvalidPduParameter);
+        reply.takeBody = [&state, use, length = *length](const QByteArray &body) {
+            const std::optional<QByteArray> pdu = pduFromBody(body, length);
+            if (pdu)
+                return use(*pdu);
+            state.say(u"refused a body that is no TPDU of %1 octets: %2"_s.arg(length).arg(
+                QString::fromLatin1(body)));
+            return Reply::cmsError(cms::kInvalidPduParameter);
+        };
+        return reply;
+    }
+    const QString number = parameters.isEmpty() ? QString() : QString::fromLatin1(parameters[0].text);
+    if (!isEncodableNumber(number))
+        return Reply::cmsError(cms::kInvalidTextParameter);
+    reply.bodyHasLines = true;
+    reply.takeBody = [&state, use, number](const QByteArray &body) {
+        const std::optional<QString> text = textFromCharacterSet(state.settings.characterSet, body);
+        const std::optional<QByteArray> pdu =
+            text ? encodeSubmit(number, *text, state.settings.textParameters[2],
+                                state.settings.textParameters[3])
+                 : std::nullopt;
+        return pdu ? use(*pdu) : Reply::cmsError(cms::kInvalidTextParameter);
+    };
+    return reply;
+}
+
+Reply storageUse(ModemState &state, const QByteArray &name, bool withNames)
+{
+    QByteArrayList fields;
+    for (const Memory memory : state.selected) {
+        const MessageStore &store = state.store(memory);
+        fields += (withNames ? '"' + memoryName(memory) + "\"," : QByteArray()) +
+                  QByteArray::number(store.used()) + ',' + QByteArray::number(store.capacity());
+        if (fields.size() == state.maxMemories)
+            break;
+    }
+    return Reply::ok({name + ": " + fields.join(',')});
+}
+
+Reply selectStorage(ModemState &state, const AtCommand &command)
+{
+    if (command.form == AtCommand::Form::Test) {
+        const QByteArrayList lists(state.maxMemories, "(\"SM\",\"ME\")");
+        return Reply::ok({command.name + ": " + lists.join(',')});
+    }
+    if (command.form == AtCommand::Form::Read)
+        return storageUse(state, command.name, true);
+    const QList<AtParameter> parameters = command.parameters();
+    if (parameters.isEmpty() || parameters.size() > state.maxMemories)
+        return Reply::cmsError(cms::kNotAllowed);
+    std::array<Memory, 3> selected = state.selected;
+    for (qsizetype i = 0; i < parameters.size(); ++i) {
+        const std::optional<Memory> memory = memoryFromName(parameters[i].text);
+        if (!memory)
+            return Reply::cmsError(cms::kNotAllowed);
+        selected.at(static_cast<size_t>(i)) = *memory;
+    }
+    state.selected = selected;
+    return storageUse(state, command.name, false);
+}
+
+/// <stat> of a listing: one status or all (4 or "ALL"). Absent when it is neither.
+struct StatusFilter {
+    std::optional<MessageStatus> status;
+};
+std::optional<StatusFilter> statusFilter(const ModemState &state, const AtCommand &command)
+{
+    const QList<AtParameter> parameters = command.parameters();
+    if (parameters.isEmpty())
+        return StatusFilter{MessageStatus::ReceivedUnread};
+    if (state.settings.messageFormat != kTextMode) {
+        const std::optional<int> number = parameters[0].number();
+        if (!number || *number > 4)
+            return std::nullopt;
+        return *number == 4 ? StatusFilter{} : StatusFilter{static_cast<MessageStatus>(*number)};
+    }
+    const QByteArray word = parameters[0].text.toUpper();
+    if (word == "ALL")
+        return StatusFilter{};
+    for (int value = 0; value < 4; ++value) {
+        if (word == statusWord(static_cast<MessageStatus>(value)))
+            return StatusFilter{static_cast<MessageStatus>(value)};
+    }
+    return std::nullopt;
+}
+
+void markRead(StoredMessage &message)
+{
+    if (message.status == MessageStatus::ReceivedUnread)
+        message.status = MessageStatus::ReceivedRead;
+}
+
+Reply listMessages(ModemState &state, const AtCommand &command)
+{
+    const bool textMode = state.settings.messageFormat == kTextMode;
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok({textMode
+                              ? "+CMGL: (\"REC UNREAD\",\"REC READ\",\"STO UNSENT\",\"STO SENT\",\"ALL\")"
+                              : "+CMGL: (0-4)"});
+    const std::optional<StatusFilter> filter = statusFilter(state, command);
+    if (!filter)
+        return Reply::cmsError(textMode ? cms::kInvalidTextParameter : cms::kInvalidPduParameter);
+    Reply reply;
+    for (auto &[index, message] : state.store(state.selected[0]).messages()) {
+        if (filter->status && *filter->status != message.status)
+            continue;
+        reply.lines += listLines(state, index, message);
+        markRead(message);
+    }
+    return reply;
+}
+
+Reply readMessage(ModemState &state, const AtCommand &command)
+{
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok();
+    const std::optional<int> index = numberAt(command.parameters(), 0);
+    StoredMessage *message = index ? state.store(state.selected[0]).find(*index) : nullptr;
+    if (!message)
+        return Reply::cmsError(cms::kInvalidIndex);
+    const Reply reply = Reply::ok(readLines(state, *message));
+    markRead(*message);
+    return reply;
+}
+
+bool isDeletedBy(int deleteFlag, MessageStatus status)
+{
+    // 3.5.4: 1 read, 2 and sent, 3 and unsent, 4 all.
+    switch (status) {
+    case MessageStatus::ReceivedRead:
+        return true;
+    case MessageStatus::StoredSent:
+        return deleteFlag >= 2;
+    case MessageStatus::StoredUnsent:
+        return deleteFlag >= 3;
+    case MessageStatus::ReceivedUnread:
+        return deleteFlag >= 4;
+    }
+    Q_UNREACHABLE();
+}
+
+Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtCommand &command)
+{
+    MessageStore &store = state.store(state.selected[0]);
+    if (command.form == AtCommand::Form::Test) {
+        QByteArrayList indexes;
+        for (const auto &[index, message] : store.messages())
+            indexes += QByteArray::number(index);
+        return Reply::ok({"+CMGD: (" + indexes.join(',') + "),(0-4)"});
+    }
+    const QList<AtParameter> parameters = command.parameters();
+    const std::optional<int> index = numberAt(parameters, 0);
+    const std::optional<int> flag = parameters.size() > 1 ? numberAt(parameters, 1) : 0;
+    if (!index || !flag || *flag > 4)
+        return Reply::cmsError(cms::kInvalidPduParameter);
+    if (*flag > 0) {
+        std::erase_if(store.messages(),
+                      [flag](const auto &entry) { return isDeletedBy(*flag, entry.second.status); });
+    } else if (store.isValidIndex(*index)) {
+        store.remove(*index);
+    } else {
+        return Reply::cmsError(cms::kInvalidIndex);
+    }
+    deliveries.retrySoon();
+    return Reply::ok();
+}
+
+Reply writeMessage(ModemState &state, const AtCommand &command)
+{
+    const std::optional<int> status = numberAt(command.parameters(), 1);
+    return promptForMessage(state, command, [&state, status](const QByteArray &pdu) {
+        const auto stored = static_cast<MessageStatus>(qBound(0, status.value_or(2), 3));
+        const std::optional<int> index = state.store(state.selected[1]).add(stored, pdu);
+        return index ? Reply::ok({"+CMGW: " + QByteArray::number(*index)})
+                     : Reply::cmsError(cms::kMemoryFull);
+    });
+}
+
+Reply sendStored(ModemState &state, SubmitService &submits, const AtCommand &command)
+{
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok();
+    const std::optional<int> index = numberAt(command.parameters(), 0);
+    StoredMessage *message = index ? state.store(state.selected[1]).find(*index) : nullptr;
+    if (!message || message->status == MessageStatus::ReceivedUnread ||
+        message->status == MessageStatus::ReceivedRead)
+        return Reply::cmsError(cms::kInvalidIndex);
+    const Reply reply = submits.submit(message->pdu, "+CMSS: ");
+    if (reply.final == Reply::Final::Ok)
+        message->status = MessageStatus::StoredSent;
+    return reply;
+}
+
+Reply setNotification(ModemState &state, DeliverService &deliveries, const AtCommand &command)
+{
+    std::array<int, 5> &setting = state.settings.notification;
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok({"+CNMI: " + state.notificationRanges.text()});
+    if (command.form == AtCommand::Form::Read) {
+        QByteArrayList values;
+        for (const int value : setting)
+            values += QByteArray::number(value);
+        return Reply::ok({"+CNMI: " + values.join(',')});
+    }
+    const QList<AtParameter> parameters = command.parameters();
+    std::array<int, 5> wanted{0, 0, 0, 0, 0};
+    if (parameters.size() > static_cast<qsizetype>(wanted.size()))
+        return Reply::cmsError(cms::kNotAllowed);
+    for (qsizetype i = 0; i < parameters.size(); ++i) {
+        if (!parameters[i].isEmpty())
+            wanted.at(static_cast<size_t>(i)) = parameters[i].number().value_or(-1);
+    }
+    if (!state.notificationRanges.allows(wanted))
+        return Reply::cmsError(cms::kNotSupported);
+    setting = wanted;
+    deliveries.notificationModeChanged();
+    return Reply::ok();
+}
+
+Reply serviceCentre(ModemState &state, const AtCommand &command)
+{
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok();
+    if (command.form == AtCommand::Form::Read)
+        return Reply::ok({"+CSCA: \"" + state.serviceCentre.toLatin1() + "\"," +
+                          (state.serviceCentre.startsWith(u'+') ? "145" : "129")});
+    const QList<AtParameter> parameters = command.parameters();
+    QString number = parameters.isEmpty() ? QString() : QString::fromLatin1(parameters[0].text);
+    if (numberAt(parameters, 1) == 145 && !number.startsWith(u'+'))
+        number.prepend(u'+');
+    if (!isEncodableNumber(number))
+        return Reply::cmsError(cms::kInvalidTextParameter);
+    state.serviceCentre = number;
+    return Reply::ok();
+}
+
+Reply messageService(ModemState &state, const AtCommand &command)
+{
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok({"+CSMS: (0,1)"});
+    if (command.form == AtCommand::Form::Read)
+        return Reply::ok({"+CSMS: " + QByteArray::number(state.settings.messageService) + ",1,1,1"});
+    const std::optional<int> wanted = numberAt(command.parameters(), 0);
+    if (!wanted || *wanted > 1)
+        return Reply::cmsError(cms::kNotSupported);
+    state.settings.messageService = *wanted;
+    return Reply::ok({"+CSMS: 1,1,1"});
+}
+
+Reply textParameters(ModemState &state, const AtCommand &command)
+{
+    std::array<int, 4> &values = state.settings.textParameters;
+    if (command.form == AtCommand::Form::Test)
+        return Reply::ok();
+    if (command.form == AtCommand::Form::Read) {
+        QByteArrayList texts;
+        for (const int value : values)
+            texts += QByteArray::number(value);
+        return Reply::ok({"+CSMP: " + texts.join(',')});
+    }
+    const QList<AtParameter> parameters = command.parameters();
+    std::array<int, 4> wanted = values;
+    if (parameters.size() > static_cast<qsizetype>(wanted.size()))
+        return Reply::cmsError(cms::kInvalidTextParameter);
+    for (qsizetype i = 0; i < parameters.size(); ++i) {
+        if (!parameters[i].isEmpty())
+            wanted.at(static_cast<size_t>(i)) = parameters[i].number().value_or(256);
+    }
+    if (*std::max_element(wanted.begin(), wanted.end()) > 255)
+        return Reply::cmsError(cms::kInvalidTextParameter);
+    values = wanted;
+    return Reply::ok();
+}
+} // namespace
+
+void addMessageCommands(CommandTable &table, ModemState &state, SubmitService &submits,
+                        DeliverService &deliveries)
+{
+    const auto ranged = [&table](const QByteArray &name, int &value, int max) {
+        table.add(name,
+                  [&value, max](const AtCommand &command) { return rangeCommand(command, value, max); });
+    };
+    ranged("+CMGF", state.settings.messageFormat, 1);
+    ranged("+CMMS", state.settings.moreMessages, 2);
+    ranged("+CSDH", state.settings.showHeaders, 1);
+    table.add("+CSMS", [&state](const AtCommand &command) { return messageService(state, command); });
+    table.add("+CSMP", [&state](const AtCommand &command) { return textParameters(state, command); });
+    const auto addWithSim = [&table, &state](const QByteArray &name, CommandTable::Handler handler) {
+        table.add(name, withSim(state, std::move(handler)));
+    };
+    addWithSim("+CSCA", [&state](const AtCommand &command) { return serviceCentre(state, command); });
+    addWithSim("+CPMS", [&state](const AtCommand &command) { return selectStorage(state, command); });
+    addWithSim("+CMGL", [&state](const AtCommand &command) { return listMessages(state, command); });
+    addWithSim("+CMGR", [&state](const AtCommand &command) { return readMessage(state, command); });
+    addWithSim("+CMGD", [&state, &deliveries](const AtCommand &command) {
+        return deleteMessage(state, deliveries, command);
+    });
+    addWithSim("+CMGW", [&state](const AtCommand &command) {
+        return command.form == AtCommand::Form::Test ? Reply::ok() : writeMessage(state, command);
+    });
+    addWithSim("+CMSS",
+               [&state, &submits](const AtCommand &command) { return sendStored(state, submits, command); });
+    addWithSim("+CMGS", [&state, &submits](const AtCommand &command) {
+        if (command.form == AtCommand::Form::Test)
+            return Reply::ok();
+        Reply reply = promptForMessage(
+            state, command, [&submits](const QByteArray &pdu) { return submits.submit(pdu, "+CMGS: "); });
+        reply.withoutPrompt = reply.takeBody && state.sendScript.takeMutedPrompt();
+        return reply;
+    });
+    addWithSim("+CNMI", [&state, &deliveries](const AtCommand &command) {
+        return setNotification(state, deliveries, command);
+    });
+    table.add("+CNMA", [&deliveries](const AtCommand &command) {
+        if (command.form == AtCommand::Form::Test)
+            return Reply::ok({"+CNMA: (0-2)"});
+        return deliveries.acknowledge() ? Reply::ok() : Reply::cmsError(cms::kNoAcknowledgementExpected);
+    });
+}
+} // namespace simulator

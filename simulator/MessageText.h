@@ -1,0 +1,24 @@
+#pragma once
+
+#include "simulator/ModemState.h"
+
+#include <QByteArrayList>
+
+namespace simulator
+{
+/// How messages look in answers and notifications, in PDU and in text mode (3GPP TS 27.005, 3.4 and 4).
+
+/// The lines of +CMGL for a stored message.
+QByteArrayList listLines(const ModemState &state, int index, const StoredMessage &message);
+/// The lines of +CMGR for a stored message.
+QByteArrayList readLines(const ModemState &state, const StoredMessage &message);
+/// +CMT and +CDS with the message itself.
+QByteArrayList directMessageLines(const ModemState &state, const QByteArray &pdu);
+QByteArrayList directReportLines(const ModemState &state, const QByteArray &pdu);
+
+/// Text from the bytes of text mode in the selected character set; absent when they are none.
+std::optional<QString> textFromCharacterSet(const QByteArray &characterSet, const QByteArray &bytes);
+
+/// The text-mode word for a status, "REC UNREAD" for instance.
+QByteArray statusWord(MessageStatus status);
+} // namespace simulator

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "simulator/AtSession.h"
+#include "simulator/MessageStore.h"
+#include "simulator/NotificationRanges.h"
+#include "simulator/SendScript.h"
+
+#include <QString>
+#include <array>
+#include <functional>
+
+namespace simulator
+{
+/// What commands set and ATZ, AT&F and a new start put back.
+struct Settings {
+    ResultFormat format;
+    int messageFormat = 0;                            ///< +CMGF: 0 PDU mode, 1 text mode
+    QByteArray characterSet = "IRA";                  ///< +CSCS
+    int messageService = 0;                           ///< +CSMS
+    std::array<int, 5> notification{0, 0, 0, 0, 0};   ///< +CNMI: mode, mt, bm, ds, bfr
+    int showHeaders = 0;                              ///< +CSDH
+    std::array<int, 4> textParameters{17, 167, 0, 0}; ///< +CSMP: fo, vp, pid, dcs
+    std::array<int, 3> registrationReports{0, 0, 0};  ///< n of +CREG, +CGREG, +CEREG
+    int moreMessages = 0;                             ///< +CMMS
+    int operatorFormat = 0;                           ///< +COPS
+};
+
+struct Sim {
+    bool pinRequired = false;
+    QByteArray pin = "1234";
+    int pinAttempts = 3; ///< none left: the PUK is required
+    int busyCommands = 0;
+
+    [[nodiscard]] bool isLocked() const { return pinRequired; }
+    [[nodiscard]] bool needsPuk() const { return pinRequired && pinAttempts == 0; }
+};
+
+enum class Memory { Sim, Equipment };
+
+/// "SM" or "ME".
+QByteArray memoryName(Memory memory);
+std::optional<Memory> memoryFromName(const QByteArray &name);
+
+/// All that the parts of the modem share. Plain data: whoever changes it tells who must know.
+struct ModemState {
+    ModemState(int storageCapacity, int firstIndex)
+        : m_simStore(storageCapacity, firstIndex), m_equipmentStore(storageCapacity, firstIndex)
+    {
+    }
+
+    MessageStore &store(Memory memory) { return memory == Memory::Sim ? m_simStore : m_equipmentStore; }
+    [[nodiscard]] bool isRegistered() const { return registration == 1 || registration == 5; }
+    /// Why a command that needs the SIM cannot run: a +CMS ERROR code. Counts a busy answer down.
+    std::optional<int> takeSimRefusal();
+
+    Settings settings;
+    bool echoAtStart = true;
+    Sim sim;
+    int registration = 1; ///< <stat> of 3GPP TS 27.007, 7.2
+    int functionality = 1;
+    int signalQuality = 21;
+    QString serviceCentre;
+
+    std::array<Memory, 3> selected{Memory::Sim, Memory::Sim, Memory::Sim}; ///< +CPMS mem1, mem2, mem3
+    int maxMemories = 3;                                                   ///< how many +CPMS takes
+    std::optional<Memory> receivingMemory; ///< where messages arrive whatever mem3 says
+    NotificationRanges notificationRanges;
+    bool notifies = true;    ///< false: stores received messages without a word
+    bool flashDirect = true; ///< class 0 comes as +CMT when anything is notified, without a stored copy
+
+    std::chrono::milliseconds networkLatency{0};
+    QHash<QByteArray, std::chrono::milliseconds> commandLatency; ///< by upper-case name; "*" is any command
+    SendScript sendScript;
+    QByteArrayList unsolicitedInNextSend;
+
+    /// Tells the person who watches.
+    std::function<void(const QString &)> say = [](const QString &) {};
+
+private:
+    MessageStore m_simStore;
+    MessageStore m_equipmentStore;
+};
+} // namespace simulator

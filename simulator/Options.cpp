@@ -1,0 +1,95 @@
+#include "simulator/Options.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+using namespace Qt::StringLiterals;
+
+namespace simulator
+{
+namespace
+{
+constexpr auto kDescription =
+    "A GSM modem on a pseudo-terminal. Programs open the link as their serial port and talk AT commands to "
+    "it\n"
+    "(PDU or text mode); messages that they send are printed and logged, and messages to them are delivered\n"
+    "through the control socket.\n"
+    "\n"
+    "  modem-simulator --link /tmp/modem --control /tmp/modem.control\n"
+    "  modem-simulator --control /tmp/modem.control --command 'deliver +8613800138000 Hello'\n"
+    "  modem-simulator --control /tmp/modem.control --command help";
+
+[[noreturn]] void refuse(const QString &text)
+{
+    std::fprintf(stderr, "modem-simulator: %s\n", qPrintable(text));
+    std::exit(2);
+}
+
+int numberOf(const QCommandLineParser &parser, const QString &name, int min, int max)
+{
+    bool ok = false;
+    const int value = parser.value(name).toInt(&ok);
+    if (!ok || value < min || value > max)
+        refuse(u"--%1 takes a number from %2 to %3, not \"%4\""_s.arg(name).arg(min).arg(max).arg(
+            parser.value(name)));
+    return value;
+}
+} // namespace
+
+Options readOptions(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QString::fromLatin1(kDescription));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({
+        {u"link"_s, u"Where the link to the pseudo-terminal goes."_s, u"path"_s},
+        {u"control"_s, u"Socket for control commands."_s, u"socket"_s},
+        {u"command"_s, u"Send one control command to the simulator at --control, print its answer, end."_s,
+         u"line"_s},
+        {u"log"_s, u"Append each submitted TPDU to this file, decoded, as a JSON line."_s, u"file"_s},
+        {u"trace"_s, u"Show the octets on the line on standard error."_s},
+        {u"latency"_s, u"Network time from a TPDU to its result (default 0)."_s, u"ms"_s},
+        {u"baud"_s, u"Line speed (default 0: as fast as it goes)."_s, u"bits per second"_s},
+        {u"storage"_s, u"Places for messages in SM and in ME (default 50)."_s, u"places"_s, u"50"_s},
+        {u"first-index"_s, u"Number of the first place, 0 or 1 (default 1)."_s, u"index"_s, u"1"_s},
+        {u"no-registration"_s, u"No network at first."_s},
+        {u"pin"_s, u"The SIM wants a PIN (1234)."_s},
+        {u"echo"_s, u"Whether commands are echoed after a start (default on)."_s, u"on|off"_s},
+        {u"smsc"_s, u"Service-centre number on the SIM."_s, u"number"_s, u"+8613800100500"_s},
+        {u"wake"_s, u"Time after a start in which nothing is answered."_s, u"ms"_s},
+        {u"do"_s, u"A control command to run at the start; may be given again."_s, u"line"_s},
+    });
+    if (!parser.parse(arguments))
+        refuse(parser.errorText());
+    if (parser.isSet(u"version"_s))
+        parser.showVersion();
+    if (parser.isSet(u"help"_s))
+        parser.showHelp();
+    if (!parser.positionalArguments().isEmpty())
+        refuse(u"\"%1\" is no option; --help lists them"_s.arg(parser.positionalArguments().constFirst()));
+
+    Options options;
+    options.link = parser.value(u"link"_s);
+    options.control = parser.value(u"control"_s);
+    options.command = parser.value(u"command"_s);
+    options.log = parser.value(u"log"_s);
+    options.trace = parser.isSet(u"trace"_s);
+    options.storage = numberOf(parser, u"storage"_s, 0, 100'000);
+    options.firstIndex = numberOf(parser, u"first-index"_s, 0, 1);
+    for (const QString &name : {u"wake"_s, u"latency"_s, u"baud"_s, u"smsc"_s, u"echo"_s}) {
+        if (parser.isSet(name) || name == u"smsc")
+            options.setUp += name + u' ' + parser.value(name);
+    }
+    if (parser.isSet(u"no-registration"_s))
+        options.setUp += u"registered 0"_s;
+    if (parser.isSet(u"pin"_s))
+        options.setUp += u"pin required"_s;
+    options.setUp += parser.values(u"do"_s);
+    if (parser.isSet(u"command"_s) && options.control.isEmpty())
+        refuse(u"--command needs --control"_s);
+    if (!parser.isSet(u"command"_s) && options.link.isEmpty())
+        refuse(u"--link is missing; --help tells more"_s);
+    return options;
+}
+} // namespace simulator

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "simulator/Modem.h"
+
+#include <QCommandLineParser>
+
+namespace simulator
+{
+/// What the command line asks for.
+struct Options {
+    QString link;
+    QString control;
+    QString command; ///< to be sent to the simulator at control, instead of running one
+    QString log;
+    int storage = 50;
+    int firstIndex = 1;
+    bool trace = false;
+    QStringList setUp; ///< control commands that bring about the other options
+};
+
+/// Reads the command line. --help and --version end the program; a wrong option ends it with status 2 and a
+/// text that says what is wrong.
+Options readOptions(const QStringList &arguments);
+} // namespace simulator

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "simulator/TpduDecoder.h"
+
+#include <QFile>
+
+namespace simulator
+{
+/// What became of a TPDU.
+struct SubmitRecord {
+    QByteArray pdu;
+    Tpdu tpdu; ///< empty when the TPDU could not be decoded
+    int messageReference = 0;
+    std::optional<int> refused; ///< the +CMS ERROR code; 0 when the refusal was a bare OK
+    QString reason;             ///< why, when the modem itself refused
+};
+
+/// A JSON Lines file: one object for each TPDU, accepted or refused, flushed at once. README of the fields:
+/// time (ISO 8601), number, text, reference (of the concatenation; 0 when single), part, parts, alphabet,
+/// smsc, messageReference (the <mr> of +CMGS), tpdu (hexadecimal), and for a refused one refused and perhaps
+/// reason.
+class SentLog
+{
+public:
+    /// Appends to that file; throws std::runtime_error when it cannot be opened. An empty name keeps no file.
+    explicit SentLog(const QString &fileName);
+
+    void write(const SubmitRecord &record);
+
+private:
+    QFile m_file;
+};
+} // namespace simulator

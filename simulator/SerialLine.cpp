@@ -1,0 +1,266 @@
+#include "simulator/SerialLine.h"
+
+#include <QFile>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace simulator
+{
+namespace
+{
+/// A peer that reads nothing for so long is not coming back for it.
+constexpr qsizetype kMaxUnwritten = 4 * 1024 * 1024;
+
+[[noreturn]] void fail(const QString &what)
+{
+    const int error = errno;
+    throw std::runtime_error(
+        u"%1: %2"_s.arg(what, QString::fromLocal8Bit(std::strerror(error))).toStdString());
+}
+} // namespace
+
+SerialLine::SerialLine(QString link) : m_link(std::move(link))
+{
+    m_replug.setSingleShot(true);
+    connect(&m_toPeer, &LinePacer::released, this, [this](const QByteArray &octets) {
+        if (m_unwritten.size() < kMaxUnwritten)
+            m_unwritten += octets;
+        flush();
+    });
+    connect(&m_fromPeer, &LinePacer::released, this, [this](QByteArray octets) {
+        const bool stays = countCrossing(octets);
+        emit received(octets);
+        if (!stays)
+            unplug();
+    });
+    connect(&m_replug, &QTimer::timeout, this, [this] {
+        try {
+            plug();
+        } catch (const std::runtime_error &error) {
+            qWarning("cannot plug in again: %s", error.what());
+        }
+    });
+}
+
+SerialLine::~SerialLine()
+{
+    const QSignalBlocker quiet(this);
+    unplug();
+}
+
+void SerialLine::plug()
+{
+    if (isPlugged())
+        return;
+    m_replug.stop();
+    m_master = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    std::array<char, 128> name{};
+    if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0 ||
+        ::ptsname_r(m_master, name.data(), name.size()) != 0) {
+        closeDescriptors();
+        fail(u"cannot create a pseudo-terminal"_s);
+    }
+    m_devicePath = QString::fromLocal8Bit(name.data());
+    m_slave = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios mode{};
+    if (m_slave < 0 || ::tcgetattr(m_slave, &mode) != 0) {
+        closeDescriptors();
+        fail(u"cannot open "_s + m_devicePath);
+    }
+    ::cfmakeraw(&mode);
+    ::tcsetattr(m_slave, TCSANOW, &mode);
+    try {
+        watchPeers();
+        createLink();
+    } catch (const std::runtime_error &) {
+        closeDescriptors();
+        throw;
+    }
+    m_readable = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
+    connect(m_readable, &QSocketNotifier::activated, this, &SerialLine::readMaster);
+    m_writable = new QSocketNotifier(m_master, QSocketNotifier::Write, this);
+    m_writable->setEnabled(false);
+    connect(m_writable, &QSocketNotifier::activated, this, &SerialLine::flush);
+    emit plugged();
+}
+
+/// The link appears in one step, so that whoever waits for it finds it whole.
+void SerialLine::createLink()
+{
+    const QByteArray link = QFile::encodeName(m_link);
+    struct stat existing {
+    };
+    if (::lstat(link.constData(), &existing) == 0 && !S_ISLNK(existing.st_mode))
+        throw std::runtime_error(
+            (m_link + u" exists and is no symbolic link; it is left alone"_s).toStdString());
+    const QByteArray fresh = link + ".new" + QByteArray::number(::getpid());
+    ::unlink(fresh.constData());
+    if (::symlink(QFile::encodeName(m_devicePath).constData(), fresh.constData()) != 0)
+        fail(u"cannot create the link "_s + m_link);
+    if (::rename(fresh.constData(), link.constData()) != 0) {
+        const int error = errno;
+        ::unlink(fresh.constData());
+        errno = error;
+        fail(u"cannot create the link "_s + m_link);
+    }
+}
+
+void SerialLine::watchPeers()
+{
+    m_inotify = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_inotify < 0 ||
+        ::inotify_add_watch(m_inotify, QFile::encodeName(m_devicePath).constData(), IN_OPEN | IN_CLOSE) < 0)
+        fail(u"cannot watch "_s + m_devicePath);
+    m_peerEvents = new QSocketNotifier(m_inotify, QSocketNotifier::Read, this);
+    connect(m_peerEvents, &QSocketNotifier::activated, this, &SerialLine::readPeerEvents);
+}
+
+void SerialLine::readPeerEvents()
+{
+    const bool wasOpen = isOpenedByPeer();
+    alignas(inotify_event) std::array<char, 4096> buffer{};
+    ssize_t got = 0;
+    while ((got = ::read(m_inotify, buffer.data(), buffer.size())) > 0) {
+        for (size_t at = 0; at < static_cast<size_t>(got);) {
+            inotify_event event{};
+            std::memcpy(&event, buffer.data() + at, sizeof event);
+            at += sizeof event + event.len;
+            if (event.mask & IN_OPEN)
+                ++m_peers;
+            if ((event.mask & IN_CLOSE) && m_peers > 0)
+                --m_peers;
+        }
+    }
+    if (m_peers == 0) {
+        // Our own descriptor keeps the terminal alive, so the mark of exclusive use that a killed program
+        // left would lock everybody else out for ever.
+        ::ioctl(m_slave, TIOCNXCL);
+        m_toPeer.clear();
+        m_unwritten.clear();
+        ::tcflush(m_slave, TCIFLUSH);
+    }
+    if (wasOpen != isOpenedByPeer())
+        emit peerChanged(isOpenedByPeer());
+}
+
+void SerialLine::unplug()
+{
+    if (!isPlugged())
+        return;
+    const QByteArray link = QFile::encodeName(m_link);
+    // Someone else may have replaced the link meanwhile.
+    if (QFile::symLinkTarget(m_link) == m_devicePath)
+        ::unlink(link.constData());
+    closeDescriptors();
+    m_octetsUntilUnplug.reset();
+    if (m_replugAfterUnplug)
+        replugAfter(*std::exchange(m_replugAfterUnplug, std::nullopt));
+    emit unplugged();
+}
+
+void SerialLine::closeDescriptors()
+{
+    // A notifier may be the sender of the call that leads here.
+    for (QSocketNotifier **notifier : {&m_readable, &m_writable, &m_peerEvents}) {
+        if (*notifier) {
+            (*notifier)->setEnabled(false);
+            (*notifier)->deleteLater();
+            *notifier = nullptr;
+        }
+    }
+    const int error = errno;
+    for (int *descriptor : {&m_slave, &m_master, &m_inotify}) {
+        if (*descriptor >= 0)
+            ::close(*descriptor);
+        *descriptor = -1;
+    }
+    errno = error;
+    m_peers = 0;
+    m_toPeer.clear();
+    m_fromPeer.clear();
+    m_unwritten.clear();
+}
+
+void SerialLine::unplugAfter(qint64 octets, std::optional<std::chrono::milliseconds> replugAfter)
+{
+    m_octetsUntilUnplug = octets;
+    m_replugAfterUnplug = replugAfter;
+    if (octets == 0)
+        unplug();
+}
+
+void SerialLine::replugAfter(std::chrono::milliseconds delay)
+{
+    m_replug.start(delay);
+}
+
+void SerialLine::setBaud(int baud)
+{
+    m_toPeer.setBaud(baud);
+    m_fromPeer.setBaud(baud);
+}
+
+void SerialLine::write(const QByteArray &octets)
+{
+    if (isPlugged())
+        m_toPeer.push(octets);
+}
+
+void SerialLine::readMaster()
+{
+    std::array<char, 4096> buffer{};
+    while (isPlugged()) {
+        const ssize_t got = ::read(m_master, buffer.data(), buffer.size());
+        if (got > 0)
+            m_fromPeer.push(QByteArray(buffer.data(), got));
+        else if (got == 0 || errno != EINTR)
+            return;
+    }
+}
+
+void SerialLine::flush()
+{
+    if (!isPlugged())
+        return;
+    QByteArray allowed = m_unwritten;
+    const bool stays = countCrossing(allowed);
+    qsizetype done = 0;
+    while (done < allowed.size()) {
+        const ssize_t written =
+            ::write(m_master, allowed.constData() + done, static_cast<size_t>(allowed.size() - done));
+        if (written > 0)
+            done += written;
+        else if (errno != EINTR)
+            break;
+    }
+    m_unwritten.remove(0, done);
+    if (m_octetsUntilUnplug)
+        *m_octetsUntilUnplug += allowed.size() - done;
+    if (!stays && done == allowed.size())
+        unplug();
+    else
+        m_writable->setEnabled(!m_unwritten.isEmpty());
+}
+
+/// Cuts octets to what may still cross before the line is to hang up; false when the limit is reached with
+/// them.
+bool SerialLine::countCrossing(QByteArray &octets)
+{
+    if (!m_octetsUntilUnplug)
+        return true;
+    octets.truncate(qMin<qint64>(octets.size(), *m_octetsUntilUnplug));
+    *m_octetsUntilUnplug -= octets.size();
+    return *m_octetsUntilUnplug > 0;
+}
+} // namespace simulator

@@ -1,0 +1,75 @@
+#include "simulator/SubmitService.h"
+
+#include "simulator/ResultCodes.h"
+
+using namespace Qt::StringLiterals;
+
+namespace simulator
+{
+namespace
+{
+QString title(const Tpdu &tpdu)
+{
+    const QString part = tpdu.concatenation
+                             ? u" (part %1 of %2, reference %3)"_s.arg(tpdu.concatenation->sequence)
+                                   .arg(tpdu.concatenation->total)
+                                   .arg(tpdu.concatenation->reference)
+                             : QString();
+    return u"to %1%2: %3"_s.arg(tpdu.number, part, tpdu.text);
+}
+} // namespace
+
+Reply SubmitService::submit(const QByteArray &pdu, const QByteArray &prefix)
+{
+    SubmitRecord record{.pdu = pdu, .tpdu = {}, .messageReference = 0, .refused = {}, .reason = {}};
+    const std::variant<Tpdu, TpduError> decoded = decodeTpdu(pdu, Direction::FromModem);
+    if (const auto *error = std::get_if<TpduError>(&decoded))
+        return refuse(record, cms::kInvalidPduParameter, error->reason);
+    record.tpdu = std::get<Tpdu>(decoded);
+    if (record.tpdu.smsc.isEmpty())
+        record.tpdu.smsc = m_state.serviceCentre;
+    if (!m_state.isRegistered() || m_state.functionality != 1)
+        return refuse(record, cms::kNoNetwork, u"no network"_s);
+
+    const SendFate fate = m_state.sendScript.take(record.tpdu.number);
+    Reply reply;
+    if (fate.kind == SendFate::Kind::Refuse) {
+        reply = refuse(record, fate.code, QString::fromLatin1(cmsErrorText(fate.code)));
+    } else if (fate.kind == SendFate::Kind::BareOk) {
+        reply = refuse(record, 0, u"a bare OK"_s);
+        reply.final = Reply::Final::Ok;
+    } else {
+        record.messageReference = m_lastReference = (m_lastReference + 1) % 256;
+        ++m_accepted;
+        m_log.write(record);
+        m_state.say(u"sent "_s + title(record.tpdu));
+        reply = Reply::ok({prefix + QByteArray::number(record.messageReference)});
+        if (record.tpdu.statusReportRequested)
+            emit reportWanted(record.tpdu.number, record.messageReference);
+    }
+    reply.delay = m_state.networkLatency;
+    reply.unsolicitedBefore = std::exchange(m_state.unsolicitedInNextSend, {});
+    if (fate.kind == SendFate::Kind::Late || fate.kind == SendFate::Kind::Slow) {
+        reply.delay += fate.duration;
+        reply.interruptible = fate.kind == SendFate::Kind::Late;
+    } else if (fate.kind == SendFate::Kind::Mute) {
+        reply = {.lines = {},
+                 .final = Reply::Final::Nothing,
+                 .interruptible = true,
+                 .deafFor = fate.duration,
+                 .unsolicitedBefore = reply.unsolicitedBefore};
+        m_state.say(u"no answer to that send"_s);
+    }
+    return reply;
+}
+
+Reply SubmitService::refuse(SubmitRecord record, int code, const QString &reason)
+{
+    ++m_refused;
+    record.refused = code;
+    record.reason = reason;
+    m_log.write(record);
+    m_state.say(u"refused with %1 (%2) %3"_s.arg(code).arg(reason, title(record.tpdu)));
+    return Reply::cmsError(code);
+}
+} // namespace simulator

@@ -1,0 +1,151 @@
+#include "tests/support/SimulatorProcess.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalSocket>
+#include <csignal>
+#include <map>
+#include <stdexcept>
+#include <sys/prctl.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+/// Generous, because sanitizer builds on a busy machine start slowly.
+constexpr int kLimitMs = 30'000;
+
+[[noreturn]] void fail(const QString &text)
+{
+    throw std::runtime_error(text.toStdString());
+}
+
+/// Whether the lines so far end with the answer: listings, which start with blanks, come before it.
+bool isComplete(const QByteArray &answer)
+{
+    return answer.endsWith('\n') && !answer.mid(answer.lastIndexOf('\n', -2) + 1).startsWith("  ");
+}
+} // namespace
+
+SimulatorProcess::SimulatorProcess(const QStringList &options) : m_options(options)
+{
+    start();
+}
+
+SimulatorProcess::~SimulatorProcess()
+{
+    m_process->terminate();
+    if (!m_process->waitForFinished(kLimitMs))
+        m_process->kill();
+}
+
+void SimulatorProcess::start()
+{
+    QFile::remove(devicePath());
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardOutputFile(m_folder.filePath(u"output.txt"_s), QIODevice::Append);
+    m_process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    m_process->start(QStringLiteral(SIMULATOR_PROGRAM), QStringList{u"--link"_s, devicePath(), u"--control"_s,
+                                                                    controlPath(), u"--log"_s, logPath()} +
+                                                            m_options);
+    if (!m_process->waitForStarted(kLimitMs))
+        fail(u"modem-simulator does not start: "_s + m_process->errorString());
+    // The control socket is there before the link and answers as soon as the event loop runs.
+    const QDeadlineTimer deadline(kLimitMs);
+    while (!QFile::exists(devicePath())) {
+        if (m_process->waitForFinished(1) || deadline.hasExpired()) {
+            QFile output(m_folder.filePath(u"output.txt"_s));
+            (void)output.open(QIODevice::ReadOnly);
+            fail(u"modem-simulator offers no device: "_s + QString::fromUtf8(output.readAll()));
+        }
+    }
+}
+
+void SimulatorProcess::kill()
+{
+    m_process->kill();
+    m_process->waitForFinished(kLimitMs);
+}
+
+QString SimulatorProcess::devicePath() const
+{
+    return m_folder.filePath(u"modem"_s);
+}
+QString SimulatorProcess::controlPath() const
+{
+    return m_folder.filePath(u"control"_s);
+}
+QString SimulatorProcess::logPath() const
+{
+    return m_folder.filePath(u"sent.jsonl"_s);
+}
+
+QString SimulatorProcess::command(const QString &line)
+{
+    QLocalSocket socket;
+    socket.connectToServer(controlPath());
+    if (!socket.waitForConnected(kLimitMs))
+        fail(u"modem-simulator takes no commands: "_s + socket.errorString());
+    socket.write(line.toUtf8() + '\n');
+    QByteArray answer;
+    const QDeadlineTimer deadline(kLimitMs);
+    while (!isComplete(answer)) {
+        if (socket.bytesAvailable() == 0 &&
+            !socket.waitForReadyRead(static_cast<int>(deadline.remainingTime())))
+            fail(u"modem-simulator does not answer \"%1\""_s.arg(line));
+        answer += socket.readAll();
+    }
+    const QString text = QString::fromUtf8(answer).chopped(1);
+    if (text.startsWith(u"error"))
+        fail(u"modem-simulator refuses \"%1\": %2"_s.arg(line, text));
+    return text.startsWith(u"ok") ? text.mid(3) : text;
+}
+
+QString SimulatorProcess::deliver(const QString &number, const QString &text)
+{
+    // JSON has no raw line ends, so any text fits one line.
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return command(u"deliver --json %1 %2"_s.arg(number, QString::fromUtf8(array.mid(1, array.size() - 2))));
+}
+
+QList<SentMessage> SimulatorProcess::sent() const
+{
+    QList<SentMessage> messages;
+    QFile log(logPath());
+    if (!log.open(QIODevice::ReadOnly))
+        return messages;
+    while (!log.atEnd()) {
+        const QJsonObject object = QJsonDocument::fromJson(log.readLine()).object();
+        if (object.isEmpty() || object.contains(u"refused"_s))
+            continue;
+        messages += SentMessage{object.value(u"number"_s).toString(), object.value(u"text"_s).toString(),
+                                object.value(u"reference"_s).toInt(), object.value(u"part"_s).toInt(),
+                                object.value(u"parts"_s).toInt()};
+    }
+    return messages;
+}
+
+QList<SentMessage> SimulatorProcess::sentWhole() const
+{
+    QList<SentMessage> whole;
+    std::map<std::pair<QString, int>, std::map<int, QString>> open;
+    const QList<SentMessage> parts = sent();
+    for (const SentMessage &part : parts) {
+        auto &texts = open[{part.number, part.reference}];
+        texts[part.part] = part.text;
+        if (static_cast<int>(texts.size()) < part.parts)
+            continue;
+        SentMessage message = part;
+        message.part = 1;
+        message.text.clear();
+        for (const auto &[number, text] : texts)
+            message.text += text;
+        whole += message;
+        open.erase({part.number, part.reference});
+    }
+    return whole;
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QList>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <memory>
+
+/// One TPDU that the simulator accepted, decoded by the simulator's own decoder.
+struct SentMessage {
+    QString number;
+    QString text;      ///< of this part alone
+    int reference = 0; ///< of the concatenation; 0 for a single SMS
+    int part = 1;
+    int parts = 1;
+
+    bool operator==(const SentMessage &) const = default;
+};
+
+/// The built modem-simulator as a process of its own, in a temporary folder.
+///
+/// Needs no event loop and blocks the calling thread for moments only, so that it serves tests of a driver
+/// that blocks its one thread. The process ends with this object, and with the test program when that
+/// crashes. Everything throws std::runtime_error with a readable text when the simulator does not start or
+/// answer.
+class SimulatorProcess
+{
+public:
+    /// Starts the simulator and waits until its device is there. options go on its command line as they are.
+    explicit SimulatorProcess(const QStringList &options = {});
+    ~SimulatorProcess();
+    SimulatorProcess(const SimulatorProcess &) = delete;
+    SimulatorProcess &operator=(const SimulatorProcess &) = delete;
+
+    /// The link to the pseudo-terminal: the path for a serial port. Stays the same over unplug and plug.
+    [[nodiscard]] QString devicePath() const;
+    [[nodiscard]] QString controlPath() const;
+    [[nodiscard]] QString logPath() const;
+
+    /// Runs one control command; returns what follows "ok" and throws on an "error" answer. Must hold no line
+    /// end: see deliver() for texts.
+    QString command(const QString &line);
+    /// An SMS arrives. text may hold anything, line ends included. Returns how many TPDUs were delivered and
+    /// how many wait, in words.
+    QString deliver(const QString &number, const QString &text);
+
+    /// The TPDUs accepted so far, oldest first, read from the log.
+    [[nodiscard]] QList<SentMessage> sent() const;
+    /// The texts accepted so far with the parts of each put together, in the order of their last parts.
+    [[nodiscard]] QList<SentMessage> sentWhole() const;
+
+    /// Ends the simulator as a crash would (SIGKILL): the line hangs up and the link stays.
+    void kill();
+    /// Starts it again in the same folder, after kill(); the log goes on, the store is new.
+    void start();
+
+private:
+    QTemporaryDir m_folder;
+    QStringList m_options;
+    std::unique_ptr<QProcess> m_process;
+};
