@@ -53,10 +53,16 @@ void QueueSender::pass()
         if (untried > 0)
             lowerToSend(m_console, untried);
     });
-    for (; !queue.atEnd() && !m_console.stopRequested(); queue.moveNext()) {
-        trySend(queue);
-        lowerToSend(m_console, 1);
-        --untried;
+    try {
+        for (; !queue.atEnd() && !m_console.stopRequested(); queue.moveNext()) {
+            trySend(queue);
+            lowerToSend(m_console, 1);
+            --untried;
+        }
+    } catch (const ModemFault &fault) {
+        // Of a device that is gone the control itself tells the operator, once for each end.
+        if (fault.kind() != ModemFault::Kind::PortLost)
+            throw;
     }
 }
 
