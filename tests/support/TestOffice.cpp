@@ -43,6 +43,20 @@ TestOffice::TestOffice()
     session.Conn().execute(u"pragma synchronous=off"_s);
 }
 
+void TestOffice::makeDurable()
+{
+    oa(u"pragma synchronous=full"_s);
+    session.Conn().execute(u"pragma synchronous=full"_s);
+}
+
+void TestOffice::configureModem(const QString &device, int scanIntervalSeconds)
+{
+    registry.write(Settings::centerCodePath(), u"+8613800755500"_s);
+    registry.write(Settings::timeDelayPath(), QString::number(scanIntervalSeconds));
+    registry.write(Settings::serverPortPath(), u"3"_s);
+    registry.write(Settings::comDevicePath(3), device);
+}
+
 QString TestOffice::connectString() const
 {
     return u"Provider=SQLite;Data Source=\"%1\""_s.arg(databaseFile());

@@ -21,6 +21,11 @@ public:
     /// Rows as the OA system sees them, one text a row, columns joined by "|", null shown as "NULL".
     [[nodiscard]] QStringList rows(const QString &query, const QVariantList &values = {});
 
+    /// Commits reach the disk, as they do in an office. Tests do without.
+    void makeDurable();
+    /// Settings for a server process: this database, the device as COM3, the interval.
+    void configureModem(const QString &device, int scanIntervalSeconds);
+
     [[nodiscard]] QString databaseFile() const { return m_folder.filePath(QStringLiteral("oa.db")); }
     [[nodiscard]] QString connectString() const;
     [[nodiscard]] QString path(const QString &fileName) const { return m_folder.filePath(fileName); }

@@ -1,0 +1,30 @@
+#include "bench/Measure.h"
+
+#include <QElapsedTimer>
+#include <cstdio>
+
+double secondsOf(const std::function<void()> &work)
+{
+    QElapsedTimer timer;
+    timer.start();
+    work();
+    return double(timer.nsecsElapsed()) / 1e9;
+}
+
+Rivals bestOf(int runs, const std::function<double()> &ours, const std::function<double()> &bare)
+{
+    Rivals best{ours(), bare()};
+    for (int run = 1; run < runs; ++run) {
+        best.ours = qMin(best.ours, ours());
+        best.bare = qMin(best.bare, bare());
+    }
+    return best;
+}
+
+bool report(const QString &what, double figure, const QString &unit, bool holds, const QString &limit)
+{
+    std::printf("%-64s %10.3f %-6s %s (%s)\n", what.toUtf8().constData(), figure, unit.toUtf8().constData(),
+                holds ? "ok  " : "MISS", limit.toUtf8().constData());
+    std::fflush(stdout);
+    return holds;
+}

@@ -1,0 +1,159 @@
+#include "bench/Measure.h"
+#include "bench/OutgoingBenches.h"
+#include "bench/ServerProcess.h"
+#include "outgoing/QueueSender.h"
+#include "tests/support/SimulatorProcess.h"
+#include "tests/support/TestOffice.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <fcntl.h>
+#include <stdexcept>
+#include <termios.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int rowCount = 300;
+constexpr int latencyMilliseconds = 50;
+constexpr int scanIntervalSeconds = 1;
+
+void fill(TestOffice &office)
+{
+    office.oa(u"begin"_s);
+    for (int i = 0; i < rowCount; ++i)
+        office.oa(u"insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount)"
+                  " values (1, 'user', '13800000000', ?, '0', 0)"_s,
+                  {QString(70, u'长')});
+    office.oa(u"commit"_s);
+    office.makeDurable();
+}
+
+struct SenderRun {
+    double seconds = 0;
+    int commandLines = 0;
+};
+
+SenderRun senderRun(int latency)
+{
+    TestOffice office;
+    fill(office);
+    const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
+    SenderRun run;
+    ModemControl modem(office.clock, [&](int) { return simulator.devicePath(); });
+    modem.setPortNumber(1);
+    if (modem.open() != 0)
+        throw std::runtime_error("the modem does not open");
+    modem.setTrace([&run](TraceDirection direction, QByteArrayView octets) {
+        if (direction == TraceDirection::Sent)
+            run.commandLines += int(octets.toByteArray().count("AT"));
+    });
+    QueueSender sender(office.session, office.console, office.faults, modem);
+    run.seconds = secondsOf([&] { sender.pass(); });
+    return run;
+}
+
+/// A serial line without any driver: write, then read until the answer's end has come.
+class BareLine
+{
+public:
+    explicit BareLine(const QString &device) : m_descriptor(::open(qPrintable(device), O_RDWR | O_NOCTTY))
+    {
+        termios settings{};
+        tcgetattr(m_descriptor, &settings);
+        cfmakeraw(&settings);
+        tcsetattr(m_descriptor, TCSANOW, &settings);
+        exchange("ATE0\r", "OK\r\n");
+        exchange("AT+CMGF=0\r", "OK\r\n");
+    }
+    ~BareLine() { ::close(m_descriptor); }
+    BareLine(const BareLine &) = delete;
+    BareLine &operator=(const BareLine &) = delete;
+
+    void exchange(const QByteArray &octets, const QByteArray &end)
+    {
+        if (::write(m_descriptor, octets.constData(), size_t(octets.size())) != octets.size())
+            throw std::runtime_error("the line takes nothing");
+        QByteArray answer;
+        while (!answer.endsWith(end)) {
+            char buffer[512];
+            const ssize_t count = ::read(m_descriptor, buffer, sizeof buffer);
+            if (count <= 0)
+                throw std::runtime_error("the line says nothing");
+            answer.append(buffer, count);
+        }
+    }
+
+private:
+    int m_descriptor;
+};
+
+double bareSeconds()
+{
+    TestOffice office;
+    fill(office);
+    const SimulatorProcess simulator;
+    BareLine line(simulator.devicePath());
+    // 70 characters in UCS-2 to 13800000000: what the driver sends as well
+    const QByteArray tpdu = "0001000B813108000000F000088C" + QByteArray("957F").repeated(70) + '\x1a';
+    return secondsOf([&] {
+        for (int row = 1; row <= rowCount; ++row) {
+            line.exchange("AT+CMGS=153\r", "> ");
+            line.exchange(tpdu, "OK\r\n");
+            office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {row});
+        }
+    });
+}
+
+/// Milliseconds from the commit of a waiting row to the first octet of its send, by the server's own trace.
+double reactionMilliseconds(TestOffice &office, ServerProcess &server)
+{
+    office.oa(
+        u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2006-01-01', 'user', 'x')"_s);
+    const QTime committed = QTime::currentTime();
+    QString line;
+    do
+        line = server.nextLine();
+    while (!line.contains(u"> AT+CMGS"_s));
+    return committed.msecsTo(QTime::fromString(line.left(12), u"HH:mm:ss.zzz"_s));
+}
+
+bool benchReaction()
+{
+    TestOffice office;
+    office.oa(
+        u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('user', '13800000000', '1')"_s);
+    const SimulatorProcess simulator;
+    office.configureModem(simulator.devicePath(), scanIntervalSeconds);
+    ServerProcess server(office.registry.fileName(), {u"--trace"_s});
+    double worst = 0;
+    for (int i = 0; i < 10; ++i)
+        worst = qMax(worst, reactionMilliseconds(office, server));
+    const int limit = 2 * scanIntervalSeconds * 1000 + 50;
+    return report(u"sender: waiting row to first AT octet, worst of 10, interval 1 s"_s, worst, u"ms"_s,
+                  worst <= limit, u"at most %1"_s.arg(limit));
+}
+
+} // namespace
+
+bool benchSender()
+{
+    const SenderRun slow = senderRun(latencyMilliseconds);
+    const double networkShare = slow.seconds / (rowCount * latencyMilliseconds / 1000.0);
+    bool holds = report(u"sender: 300 rows at 50 ms against the network's own time"_s, networkShare, u"x"_s,
+                        networkShare <= 1.05, u"at most 1.05"_s);
+    const double lines = double(slow.commandLines) / rowCount;
+    holds =
+        report(u"sender: AT command lines a message"_s, lines, u""_s, lines <= 1, u"at most 1"_s) && holds;
+
+    const Rivals best = bestOf(
+        3, [] { return senderRun(0).seconds; }, bareSeconds);
+    report(u"sender: 300 rows without latency"_s, best.ours, u"s"_s, true, u"bare %1 s"_s.arg(best.bare));
+    const double ratio = best.bare / best.ours;
+    holds = report(u"sender: rate against the bare loop"_s, ratio, u"x"_s, ratio >= 0.5, u"at least 0.5"_s) &&
+            holds;
+    return benchReaction() && holds;
+}
