@@ -226,9 +226,7 @@ void ModemControlTest::openLeavesPrompt()
     TestModem modem;
     Bench bench;
     bench.plug(modem);
-    QCOMPARE(bench.control.open(), qint16{0});
-    // The program dies between prompt and TPDU; the next one finds the modem waiting for text.
-    modem.answerTpdus({"\r\nERROR\r\n"});
+    // A program died between prompt and TPDU: the modem waits for text.
     {
         QFile line(modem.device());
         QVERIFY(line.open(QIODevice::WriteOnly | QIODevice::Unbuffered));

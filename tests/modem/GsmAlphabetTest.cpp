@@ -1,0 +1,123 @@
+#include "platform/modem/GsmAlphabet.h"
+
+#include "platform/modem/GsmTables.h"
+
+#include <QSet>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class GsmAlphabetTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyCharacterComesBack();
+    void encodes_data();
+    void encodes();
+    void packs_data();
+    void packs();
+    void nationalTables_data();
+    void nationalTables();
+    void tablesAreSound();
+};
+
+void GsmAlphabetTest::everyCharacterComesBack()
+{
+    QString all;
+    for (char16_t c = 0; c < 0xffff; ++c) {
+        if (GsmAlphabet::encode(QString(QChar(c))))
+            all.append(QChar(c));
+    }
+    QCOMPARE(all.size(), 127 + 10); // 3GPP TS 23.038: 127 without ESC, 10 extended
+    QCOMPARE(GsmAlphabet::decode(*GsmAlphabet::encode(all)), all);
+}
+
+void GsmAlphabetTest::encodes_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("septets"); // hex, "none" = not in the alphabet
+    QTest::newRow("corners") << u"@à_ "_s << QByteArray("007f1120");
+    QTest::newRow("extended") << u"^{}\\[~]|€\f"_s << QByteArray("1b141b281b291b2f1b3c1b3d1b3e1b401b651b0a");
+    QTest::newRow("line-ends") << u"\r\n"_s << QByteArray("0d0a");
+    QTest::newRow("cedilla-capital-only") << u"Ç"_s << QByteArray("09");
+    QTest::newRow("cedilla-small") << u"ç"_s << QByteArray("none");
+    QTest::newRow("tab") << u"\t"_s << QByteArray("none");
+    QTest::newRow("nul") << QString(QChar(0)) << QByteArray("none");
+    QTest::newRow("escape") << u"\x1b"_s << QByteArray("none");
+    QTest::newRow("backtick") << u"`"_s << QByteArray("none");
+    QTest::newRow("chinese") << u"a中"_s << QByteArray("none");
+}
+
+void GsmAlphabetTest::encodes()
+{
+    QFETCH(const QString, text);
+    const std::optional<QByteArray> septets = GsmAlphabet::encode(text);
+    QTEST(septets ? septets->toHex() : QByteArray("none"), "septets");
+}
+
+void GsmAlphabetTest::packs_data()
+{
+    QTest::addColumn<QByteArray>("septets");
+    QTest::addColumn<int>("fillBits");
+    QTest::addColumn<QByteArray>("octets");
+    QTest::newRow("hellohello") << QByteArray("hellohello") << 0 << QByteArray("e8329bfd4697d9ec37");
+    QTest::newRow("empty") << QByteArray() << 3 << QByteArray();
+    QTest::newRow("eight-fit-seven") << QByteArray(8, '\x7f') << 0 << QByteArray("ffffffffffffff");
+    QTest::newRow("one-fill-bit") << QByteArray("A") << 1 << QByteArray("82");
+    QTest::newRow("six-fill-bits") << QByteArray("AB") << 6 << QByteArray("405008");
+}
+
+void GsmAlphabetTest::packs()
+{
+    QFETCH(const QByteArray, septets);
+    QFETCH(const int, fillBits);
+    const QByteArray octets = GsmAlphabet::pack(septets, fillBits);
+    QTEST(octets.toHex(), "octets");
+    QCOMPARE(GsmAlphabet::unpack(octets, septets.size(), fillBits), septets);
+    for (qsizetype length = 0; length < octets.size(); ++length)
+        QVERIFY(septets.startsWith(GsmAlphabet::unpack(octets.first(length), septets.size(), fillBits)));
+}
+
+void GsmAlphabetTest::nationalTables_data()
+{
+    QTest::addColumn<int>("locking");
+    QTest::addColumn<int>("single");
+    QTest::addColumn<QByteArray>("septets");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("turkish-locking") << 1 << 0 << QByteArray::fromHex("04070b0c1c1d4060") << u"€ıĞğŞşİç"_s;
+    QTest::newRow("turkish-single") << 0 << 1 << QByteArray::fromHex("1b471b531b731b65") << u"ĞŞş€"_s;
+    QTest::newRow("spanish-single") << 0 << 2 << QByteArray::fromHex("1b411b611b09") << u"Ááç"_s;
+    QTest::newRow("spanish-has-no-locking") << 2 << 0 << QByteArray::fromHex("04") << u"è"_s;
+    QTest::newRow("portuguese-both") << 3 << 3 << QByteArray::fromHex("5b7c1b7b1b0e") << u"ÃõãÁ"_s;
+    QTest::newRow("unknown-language") << 200 << 200 << QByteArray::fromHex("041b65") << u"è€"_s;
+    QTest::newRow("undefined-single-shows-main") << 1 << 1 << QByteArray::fromHex("1b04") << u"€"_s;
+    QTest::newRow("double-escape") << 0 << 0 << QByteArray::fromHex("411b1b41") << u"A A"_s;
+}
+
+void GsmAlphabetTest::nationalTables()
+{
+    QFETCH(const int, locking);
+    QFETCH(const int, single);
+    QFETCH(const QByteArray, septets);
+    QTEST(GsmAlphabet::decode(septets, {locking, single}), "text");
+}
+
+void GsmAlphabetTest::tablesAreSound()
+{
+    for (int language = 0; language <= 14; ++language) {
+        QCOMPARE(GsmTables::locking(language).size(), 128);
+        QCOMPARE(GsmTables::locking(language)[0x0a], u'\n');
+        QCOMPARE(GsmTables::locking(language)[0x0d], u'\r');
+        QSet<int> septets;
+        for (const GsmTables::ExtensionEntry &entry : GsmTables::extension(language)) {
+            QVERIFY(entry.septet >= 0 && entry.septet < 128 && entry.septet != GsmAlphabet::escape);
+            QVERIFY2(!septets.contains(entry.septet), "two characters in one place");
+            septets.insert(entry.septet);
+        }
+        QVERIFY(septets.contains(0x0a));
+    }
+}
+
+QTEST_GUILESS_MAIN(GsmAlphabetTest)
+#include "GsmAlphabetTest.moc"
