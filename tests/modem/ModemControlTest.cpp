@@ -20,6 +20,7 @@ ModemLimits shortLimits()
     limits.syncAttempt = 100ms;
     limits.sync = 600ms;
     limits.resync = 300ms;
+    limits.reopenSync = 300ms;
     limits.command = 500ms;
     limits.prompt = 200ms;
     limits.sendResult = 300ms;
