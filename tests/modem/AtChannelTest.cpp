@@ -67,9 +67,9 @@ constexpr auto sync = R"(> \eAT\r | < \r\nOK\r\n | > AT+CMEE?\r | < \r\n+CMEE: 1
 ModemLimits shortLimits()
 {
     ModemLimits limits;
-    limits.syncAttempt = 60ms;
-    limits.resync = 300ms;
-    limits.command = 300ms;
+    limits.syncAttempt = 2s; // a busy machine answers late; only silence is waited out
+    limits.resync = 5s;
+    limits.command = 2s;
     return limits;
 }
 
@@ -77,7 +77,7 @@ ModemLimits shortLimits()
 struct Fixture {
     explicit Fixture(const QByteArray &transcript) : peer(sync + transcript), channel(line, shortLimits())
     {
-        if (line.open(peer.device()) != SerialLine::OpenResult::Opened || !channel.resynchronise(300ms))
+        if (line.open(peer.device()) != SerialLine::OpenResult::Opened || !channel.resynchronise(5s))
             qFatal("the fixture cannot start");
     }
     [[nodiscard]] QByteArrayList unsolicited()
@@ -154,7 +154,7 @@ void AtChannelTest::answers()
 {
     QFETCH(const QByteArray, said);
     Fixture f(R"(> AT+CSQ\r | < )" + said);
-    const AtAnswer answer = f.channel.exchange("AT+CSQ", "+CSQ:", 300ms);
+    const AtAnswer answer = f.channel.exchange("AT+CSQ", "+CSQ:", 2s);
     QCOMPARE(answer.end, AtAnswer::End::Final);
     QTEST(answer.result.kind, "kind");
     QTEST(textsOf(answer), "lines");
@@ -206,9 +206,9 @@ void AtChannelTest::prompts()
     QFETCH(const QByteArray, prompt);
     QFETCH(const QByteArray, result);
     Fixture f(R"(> AT+CMGS=2\r | < )" + prompt + R"( | > 0001\z | < )" + result);
-    QCOMPARE(f.channel.exchangeToPrompt("AT+CMGS=2", 300ms).end, AtAnswer::End::Prompt);
+    QCOMPARE(f.channel.exchangeToPrompt("AT+CMGS=2", 2s).end, AtAnswer::End::Prompt);
     bool handedOver = false;
-    const AtAnswer answer = f.channel.sendPayload("0001", "+CMGS:", 300ms, handedOver);
+    const AtAnswer answer = f.channel.sendPayload("0001", "+CMGS:", 2s, handedOver);
     QVERIFY(handedOver);
     QVERIFY(answer.isOk());
     QCOMPARE(textsOf(answer), QByteArrayList{"+CMGS: 7"});
@@ -263,7 +263,7 @@ void AtChannelTest::outOfStepAfterTimeOut()
               R"( | < \r\nOK\r\n\r\n+CMEE: 1\r\n\r\nOK\r\n | > AT+CREG?\r | < \r\n+CREG: 0,5\r\nOK\r\n)");
     QCOMPARE(f.channel.exchange("AT+CSQ", "+CSQ:", 30ms).end, AtAnswer::End::TimedOut);
     QVERIFY(!f.channel.isSynchronised());
-    const AtAnswer answer = f.channel.exchange("AT+CREG?", "+CREG:", 300ms);
+    const AtAnswer answer = f.channel.exchange("AT+CREG?", "+CREG:", 2s);
     QVERIFY(answer.isOk());
     QCOMPARE(textsOf(answer), QByteArrayList{"+CREG: 0,5"});
     QCOMPARE(f.peer.mismatch(), QByteArray());
@@ -276,9 +276,11 @@ void AtChannelTest::findsLowerCaseModem()
         R"( | > at+cpms="SM"\r | < \r\nok\r\n)");
     SerialLine line;
     QCOMPARE(line.open(peer.device()), SerialLine::OpenResult::Opened);
-    AtChannel channel(line, shortLimits());
-    QVERIFY(channel.resynchronise(2s));
-    QVERIFY(channel.exchange("AT+CPMS=\"SM\"", {}, 300ms).isOk());
+    ModemLimits limits = shortLimits();
+    limits.syncAttempt = 200ms; // three attempts stay without an answer
+    AtChannel channel(line, limits);
+    QVERIFY(channel.resynchronise(5s));
+    QVERIFY(channel.exchange("AT+CPMS=\"SM\"", {}, 2s).isOk());
 }
 
 void AtChannelTest::finalResults_data()

@@ -17,13 +17,14 @@ namespace
 ModemLimits shortLimits()
 {
     ModemLimits limits;
-    limits.syncAttempt = 100ms;
-    limits.sync = 600ms;
-    limits.resync = 300ms;
-    limits.reopenSync = 300ms;
-    limits.command = 500ms;
-    limits.prompt = 200ms;
-    limits.sendResult = 300ms;
+    // Only silence is waited out, so that a busy machine fails no test.
+    limits.syncAttempt = 500ms;
+    limits.sync = 2s;
+    limits.resync = 2s;
+    limits.reopenSync = 1s;
+    limits.command = 2s;
+    limits.prompt = 500ms;
+    limits.sendResult = 700ms;
     limits.simBusy = 500ms;
     limits.simRetry = 20ms;
     limits.storePoll = 60s;
