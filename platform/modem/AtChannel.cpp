@@ -110,7 +110,11 @@ AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
 {
     m_answer = {};
     while (!processInput(expect)) {
-        switch (m_line.waitForOctets(deadline)) {
+        // A long answer may take long, but it does not pause: a modem that says nothing more is not waited
+        // for.
+        const bool isLong = expect == Expect::FinalWithPayload;
+        const QDeadlineTimer until = isLong ? std::min(deadline, QDeadlineTimer(m_limits.command)) : deadline;
+        switch (m_line.waitForOctets(until)) {
         case SerialLine::Wait::Ready:
             m_splitter.feed(m_line.readAll());
             break;

@@ -13,23 +13,15 @@ constexpr int extensionBit = 0x80;
 QHash<char16_t, int> reverseTable()
 {
     QHash<char16_t, int> table;
-    for (const GsmTables::ExtensionEntry &entry : GsmTables::extension(0))
-        table.insert(entry.character, entry.septet | extensionBit);
-    const QStringView main = GsmTables::locking(0);
-    for (int septet = 0; septet < main.size(); ++septet) {
+    const GsmTables::Table &main = GsmTables::locking(0);
+    const GsmTables::Table &extension = GsmTables::extension(0);
+    for (int septet = 0; septet < static_cast<int>(main.size()); ++septet) {
+        if (const char16_t extended = extension.at(septet); extended != 0)
+            table.insert(extended, septet | extensionBit);
         if (septet != GsmAlphabet::escape)
-            table.insert(main.at(septet).unicode(), septet);
+            table.insert(main.at(septet), septet);
     }
     return table;
-}
-
-std::optional<char16_t> extended(int septet, int language)
-{
-    for (const GsmTables::ExtensionEntry &entry : GsmTables::extension(language)) {
-        if (entry.septet == septet)
-            return entry.character;
-    }
-    return std::nullopt;
 }
 
 } // namespace
@@ -52,13 +44,14 @@ std::optional<QByteArray> GsmAlphabet::encode(QStringView text)
 
 QString GsmAlphabet::decode(QByteArrayView septets, const NationalTables &tables)
 {
-    const QStringView main = GsmTables::locking(tables.lockingShift);
+    const GsmTables::Table &main = GsmTables::locking(tables.lockingShift);
+    const GsmTables::Table &extension = GsmTables::extension(tables.singleShift);
     QString text;
     text.reserve(septets.size());
     for (qsizetype i = 0; i < septets.size(); ++i) {
         int septet = septets[i] & 0x7f;
         if (septet != escape) {
-            text.append(main.at(septet));
+            text.append(QChar(main.at(septet)));
             continue;
         }
         if (++i == septets.size())
@@ -66,10 +59,8 @@ QString GsmAlphabet::decode(QByteArrayView septets, const NationalTables &tables
         septet = septets[i] & 0x7f;
         if (septet == escape)
             text.append(u' ');
-        else if (const std::optional<char16_t> character = extended(septet, tables.singleShift))
-            text.append(QChar(*character));
         else
-            text.append(main.at(septet));
+            text.append(QChar(extension.at(septet) != 0 ? extension.at(septet) : main.at(septet)));
     }
     return text;
 }

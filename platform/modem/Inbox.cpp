@@ -195,9 +195,7 @@ bool Inbox::releaseOldestIncomplete(const QDateTime &now)
 
 void Inbox::forgetUnhandled()
 {
-    m_entries.removeIf([](const Entry &entry) { return entry.state != State::Handled; });
-    m_ready.clear();
-    m_incomplete.clear();
-    m_isArranged = true;
-    m_nextChange = {};
+    m_entries.removeIf(
+        [](const Entry &entry) { return entry.state != State::Handled && !entry.copy.isDirect; });
+    m_isArranged = false;
 }

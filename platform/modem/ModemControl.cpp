@@ -86,7 +86,7 @@ void ModemControl::Private::noteLost()
 
 bool ModemControl::Private::reopen()
 {
-    const BringUpReport report = connectDevice(limits.resync);
+    const BringUpReport report = connectDevice(limits.reopenSync);
     if (report.result != ModemResult::Ok) {
         // A cause that only a person can remove is worth a line, once.
         const bool isNews = report.cause != lostCause && report.result != ModemResult::NoSuchPort &&

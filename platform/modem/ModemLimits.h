@@ -8,11 +8,12 @@ struct ModemLimits {
     using ms = std::chrono::milliseconds;
     using s = std::chrono::seconds;
 
-    ms syncAttempt{500}; ///< one AT while looking for the modem: sleepers lose the first one
-    ms sync{8000};       ///< whole search for a modem at open()
-    ms resync{5000};     ///< the same after a time-out and when reopening a lost port: the user waits for it
-    ms command{10000};   ///< any ordinary command; storage commands take seconds on some modems
-    ms prompt{15000};    ///< AT+CMGS to ">": at once or not at all
+    ms syncAttempt{500};   ///< one AT while looking for the modem: sleepers lose the first one
+    ms sync{8000};         ///< whole search for a modem at open()
+    ms resync{5000};       ///< the same after a time-out: the user waits for it
+    ms reopenSync{2500};   ///< the same when reopening a lost port, again and again while the user works
+    ms command{10000};     ///< any ordinary command; storage commands take seconds on some modems
+    ms prompt{15000};      ///< AT+CMGS to ">": at once or not at all
     ms sendResult{120000}; ///< TPDU to its final result: the network may take minutes
     ms simBusy{10000};     ///< how long a SIM may stay busy at open()
     ms simRetry{300};      ///< between two questions to a busy SIM

@@ -1,0 +1,33 @@
+#include "platform/modem/ModemLimits.h"
+#include "platform/modem/ReceivedTpdu.h"
+
+#include <cstdlib>
+
+namespace
+{
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+} // namespace
+
+/// The first octet is the length that the modem told, the rest the TPDU.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size == 0)
+        return 0;
+    const QByteArrayView octets(reinterpret_cast<const char *>(data) + 1, static_cast<qsizetype>(size) - 1);
+    const ReceivedTpdu tpdu = decodeReceived(octets, data[0]);
+    if (const auto *unreadable = std::get_if<UnreadableTpdu>(&tpdu))
+        require(!unreadable->problem.isEmpty());
+    if (const auto *deliver = std::get_if<SmsDeliver>(&tpdu)) {
+        require(deliver->ud.size() <= octets.size() * 2);
+        require(deliver->oa.value.size() <= ModemBounds::numberDigits);
+        if (const auto &place = deliver->udh.concatenation)
+            require(place->total > 1 && place->sequence >= 1 && place->sequence <= place->total);
+    }
+    return 0;
+}
