@@ -57,7 +57,16 @@ int runSimulator(const Options &options)
         QObject::connect(&modem.session(), &AtSession::send,
                          [](const QByteArray &octets) { trace("<", octets); });
     }
-    ControlCommands commands(modem, [] { QCoreApplication::quit(); });
+    ControlTable commands;
+    addDeliverControls(commands, modem);
+    addSendControls(commands, modem);
+    addLineControls(commands, modem);
+    addStateControls(commands, modem);
+    addStorageControls(commands, modem);
+    commands.add(u"quit"_s, {}, u"end the simulator"_s, [](ControlWords &) {
+        QCoreApplication::quit();
+        return QString();
+    });
     const StopSignals stopSignals;
     QObject::connect(&stopSignals, &StopSignals::stopRequested, &QCoreApplication::quit);
     for (const QString &line : options.setUp) {
