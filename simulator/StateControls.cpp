@@ -26,11 +26,12 @@ QString status(Modem &modem)
                .arg(modem.submits().refused())
                .arg(state.networkLatency.count())
                .arg(modem.line().baud()) +
-           u"SM=%1/%2 ME=%3/%4 waiting=%5 planned=%6"_s.arg(sim.used())
+           u"SM=%1/%2 ME=%3/%4 waiting=%5 octets-in=%6 planned=%7"_s.arg(sim.used())
                .arg(sim.capacity())
                .arg(equipment.used())
                .arg(equipment.capacity())
                .arg(modem.deliveries().waiting())
+               .arg(modem.line().octetsIn())
                .arg(state.sendScript.summary());
 }
 } // namespace

@@ -96,8 +96,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QString::fromLatin1(SIMULATOR_VERSION));
     const Options options = readOptions(QCoreApplication::arguments());
     try {
-        return options.command.isEmpty() ? runSimulator(options)
-                                         : runControlCommand(options.control, options.command);
+        return options.command ? runControlCommand(options.control, *options.command) : runSimulator(options);
     } catch (const std::runtime_error &error) {
         std::fprintf(stderr, "modem-simulator: %s\n", error.what());
         return 1;
