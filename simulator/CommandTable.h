@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/AtCommandLine.h"
+#include "simulator/ModemState.h"
 #include "simulator/Reply.h"
 
 #include <QMap>
@@ -26,4 +27,10 @@ public:
 private:
     QMap<QByteArray, Handler> m_handlers;
 };
+
+/// The whole number at that place of a parameter list; absent when there is none.
+std::optional<int> numberAt(const QList<AtParameter> &parameters, qsizetype at);
+
+/// A handler that is refused while the SIM is locked or busy; test forms are answered all the same.
+CommandTable::Handler withSim(ModemState &state, CommandTable::Handler handler);
 } // namespace simulator

@@ -18,6 +18,9 @@ public:
 class ControlWords
 {
 public:
+    /// More of anything than that is a slip of the pen.
+    static constexpr int kMaxCount = 1'000'000;
+
     explicit ControlWords(const QString &line) : m_rest(line.trimmed()) {}
 
     [[nodiscard]] bool isEmpty() const { return m_rest.isEmpty(); }

@@ -6,7 +6,8 @@
 
 namespace simulator
 {
-/// Adds the message commands of 3GPP TS 27.005. The table keeps references to all three.
+/// Adds the commands that send messages and set how they are handled (3GPP TS 27.005). The table keeps
+/// references to all three.
 void addMessageCommands(CommandTable &table, ModemState &state, SubmitService &submits,
                         DeliverService &deliveries);
 } // namespace simulator

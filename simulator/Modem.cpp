@@ -2,6 +2,7 @@
 
 #include "simulator/GeneralCommands.h"
 #include "simulator/MessageCommands.h"
+#include "simulator/StorageCommands.h"
 #include "simulator/TpduEncoder.h"
 
 using namespace Qt::StringLiterals;
@@ -18,6 +19,7 @@ Modem::Modem(const QString &link, const QString &logFile, int storageCapacity, i
 {
     addGeneralCommands(m_commands, m_state, [this] { m_deliveries.retrySoon(); });
     addMessageCommands(m_commands, m_state, m_submits, m_deliveries);
+    addStorageCommands(m_commands, m_state, m_deliveries);
 
     connect(&m_line, &SerialLine::received, &m_session, &AtSession::feed);
     connect(&m_session, &AtSession::send, &m_line, &SerialLine::write);

@@ -11,6 +11,9 @@
 
 namespace simulator
 {
+/// The value of +CMGF for text mode.
+constexpr int kTextMode = 1;
+
 /// What commands set and ATZ, AT&F and a new start put back.
 struct Settings {
     ResultFormat format;

@@ -1,5 +1,6 @@
 #include "simulator/Options.h"
 
+#include <QCommandLineParser>
 #include <cstdio>
 #include <cstdlib>
 
@@ -72,7 +73,8 @@ Options readOptions(const QStringList &arguments)
     Options options;
     options.link = parser.value(u"link"_s);
     options.control = parser.value(u"control"_s);
-    options.command = parser.value(u"command"_s);
+    if (parser.isSet(u"command"_s))
+        options.command = parser.value(u"command"_s);
     options.log = parser.value(u"log"_s);
     options.trace = parser.isSet(u"trace"_s);
     options.storage = numberOf(parser, u"storage"_s, 0, 100'000);
@@ -86,9 +88,9 @@ Options readOptions(const QStringList &arguments)
     if (parser.isSet(u"pin"_s))
         options.setUp += u"pin required"_s;
     options.setUp += parser.values(u"do"_s);
-    if (parser.isSet(u"command"_s) && options.control.isEmpty())
+    if (options.command && options.control.isEmpty())
         refuse(u"--command needs --control"_s);
-    if (!parser.isSet(u"command"_s) && options.link.isEmpty())
+    if (!options.command && options.link.isEmpty())
         refuse(u"--link is missing; --help tells more"_s);
     return options;
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "simulator/Modem.h"
-
-#include <QCommandLineParser>
+#include <QStringList>
+#include <optional>
 
 namespace simulator
 {
@@ -10,7 +9,7 @@ namespace simulator
 struct Options {
     QString link;
     QString control;
-    QString command; ///< to be sent to the simulator at control, instead of running one
+    std::optional<QString> command; ///< to be sent to the simulator at control, instead of running one
     QString log;
     int storage = 50;
     int firstIndex = 1;

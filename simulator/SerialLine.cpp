@@ -40,6 +40,7 @@ SerialLine::SerialLine(QString link) : m_link(std::move(link))
     });
     connect(&m_fromPeer, &LinePacer::released, this, [this](QByteArray octets) {
         const bool stays = countCrossing(octets);
+        m_octetsIn += octets.size();
         emit received(octets);
         if (!stays)
             unplug();

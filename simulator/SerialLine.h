@@ -45,6 +45,8 @@ public:
 
     [[nodiscard]] bool isPlugged() const { return m_master >= 0; }
     [[nodiscard]] bool isOpenedByPeer() const { return m_peers > 0; }
+    /// Octets that came from programs since the start, whoever sent them.
+    [[nodiscard]] qint64 octetsIn() const { return m_octetsIn; }
     [[nodiscard]] const QString &link() const { return m_link; }
     [[nodiscard]] const QString &devicePath() const { return m_devicePath; }
 
@@ -76,6 +78,7 @@ private:
     LinePacer m_toPeer;
     LinePacer m_fromPeer;
     QByteArray m_unwritten;
+    qint64 m_octetsIn = 0;
     std::optional<qint64> m_octetsUntilUnplug;
     std::optional<std::chrono::milliseconds> m_replugAfterUnplug;
     QTimer m_replug;

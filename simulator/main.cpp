@@ -57,7 +57,16 @@ int runSimulator(const Options &options)
         QObject::connect(&modem.session(), &AtSession::send,
                          [](const QByteArray &octets) { trace("<", octets); });
     }
-    ControlCommands commands(modem, [] { QCoreApplication::quit(); });
+    ControlTable commands;
+    addDeliverControls(commands, modem);
+    addSendControls(commands, modem);
+    addLineControls(commands, modem);
+    addStateControls(commands, modem);
+    addStorageControls(commands, modem);
+    commands.add(u"quit"_s, {}, u"end the simulator"_s, [](ControlWords &) {
+        QCoreApplication::quit();
+        return QString();
+    });
     const StopSignals stopSignals;
     QObject::connect(&stopSignals, &StopSignals::stopRequested, &QCoreApplication::quit);
     for (const QString &line : options.setUp) {
@@ -87,8 +96,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QString::fromLatin1(SIMULATOR_VERSION));
     const Options options = readOptions(QCoreApplication::arguments());
     try {
-        return options.command.isEmpty() ? runSimulator(options)
-                                         : runControlCommand(options.control, options.command);
+        return options.command ? runControlCommand(options.control, *options.command) : runSimulator(options);
     } catch (const std::runtime_error &error) {
         std::fprintf(stderr, "modem-simulator: %s\n", error.what());
         return 1;

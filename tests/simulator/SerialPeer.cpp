@@ -1,0 +1,110 @@
+#include "tests/simulator/SerialPeer.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdexcept>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr int kLimitMs = 20'000;
+
+/// False at a hang-up.
+bool appendSome(int descriptor, QByteArray &received, qsizetype limit, const QDeadlineTimer &deadline)
+{
+    pollfd wait{descriptor, POLLIN, 0};
+    if (::poll(&wait, 1, static_cast<int>(deadline.remainingTime())) <= 0)
+        return true;
+    std::array<char, 4096> buffer{};
+    const ssize_t got =
+        ::read(descriptor, buffer.data(), static_cast<size_t>(qMin<qsizetype>(limit, buffer.size())));
+    if (got <= 0)
+        return false;
+    received += QByteArray(buffer.data(), got);
+    return true;
+}
+} // namespace
+
+SerialPeer::SerialPeer(const QString &device)
+    : m_descriptor(::open(QFile::encodeName(device).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
+{
+    if (m_descriptor < 0)
+        throw std::runtime_error("cannot open " + device.toStdString());
+}
+
+SerialPeer::~SerialPeer()
+{
+    ::close(m_descriptor);
+}
+
+void SerialPeer::write(const QByteArray &octets)
+{
+    qsizetype done = 0;
+    while (done < octets.size()) {
+        const ssize_t written =
+            ::write(m_descriptor, octets.constData() + done, static_cast<size_t>(octets.size() - done));
+        if (written <= 0)
+            return; // hung up; the reads tell
+        done += written;
+    }
+}
+
+QByteArray SerialPeer::read(qsizetype count)
+{
+    QByteArray received;
+    const QDeadlineTimer deadline(kLimitMs);
+    while (received.size() < count && !deadline.hasExpired() &&
+           appendSome(m_descriptor, received, count - received.size(), deadline)) {
+    }
+    return received;
+}
+
+QByteArray SerialPeer::readToHangUp()
+{
+    QByteArray received;
+    const QDeadlineTimer deadline(kLimitMs);
+    while (!deadline.hasExpired()) {
+        if (!appendSome(m_descriptor, received, 4096, deadline))
+            return received;
+    }
+    return received + "(still there)";
+}
+
+QString playDialogue(SerialPeer &peer, const QStringList &steps,
+                     const std::function<void(const QString &line)> &control)
+{
+    const auto expect = [&peer](const QString &step, const QByteArray &wanted) {
+        const QByteArray got = peer.read(wanted.size());
+        return got == wanted ? QString()
+                             : step + u" but it said "_s + QString::fromLatin1(got.toPercentEncoding());
+    };
+    for (const QString &step : steps + QStringList{u"> AT"_s, u"< OK"_s}) {
+        const QByteArray text = step.mid(2).toUtf8();
+        QString difference;
+        if (step == u"^")
+            peer.write("\x1b");
+        else if (step == u"<>")
+            difference = expect(step, "\r\n> ");
+        else if (step.startsWith(u'>'))
+            peer.write(text + '\r');
+        else if (step.startsWith(u']'))
+            peer.write(text + '\x1a');
+        else if (step.startsWith(u'}'))
+            peer.write(text);
+        else if (step.startsWith(u'<'))
+            difference = expect(step, "\r\n" + QByteArray(text).replace('|', "\r\n") + "\r\n");
+        else if (step.startsWith(u'='))
+            difference = expect(step, QByteArray(text).replace("\\r", "\r").replace("\\n", "\n"));
+        else if (step.startsWith(u'!'))
+            control(step.mid(2));
+        if (!difference.isEmpty())
+            return difference;
+    }
+    return {};
+}
