@@ -32,6 +32,8 @@ UserValues::UserValues(Connection &connection, const QString &table, const QStri
 {
     connection.scan(u"select UserName, %2, %3 from %1"_s.arg(table, typeColumn, valueColumn), {},
                     [this](const Statement &row) {
+                        if (row.value(0).isNull() || row.value(1).isNull())
+                            return true; // equal to nothing
                         const QString userName = row.value(0).toString();
                         const QString type = row.value(1).toString();
                         const QString place = key(userName, type);
