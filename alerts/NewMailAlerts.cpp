@@ -41,12 +41,13 @@ void NewMailAlerts::alert(const NewMail &newMail, const QString &mobile, const Q
     Connection &connection = m_session.Conn();
     Transaction transaction(connection);
     qint64 watermark = service.watermark;
+    QStringList texts;
     for (const quint32 place : service.newMails) {
         const NewMail::Mail &mail = newMail.mail(place);
-        sysSendSMS(connection, mobile,
-                   alertText(kind, senderLabel(kind, mail.from, senderNames), mail.subject));
+        texts += alertText(kind, senderLabel(kind, mail.from, senderNames), mail.subject);
         watermark = mail.number;
     }
+    sysSendSMS(connection, mobile, texts);
     Watermarks::store(connection, userName, kind, watermark);
     transaction.commit();
     // Another account under this user name finds nothing left to do.

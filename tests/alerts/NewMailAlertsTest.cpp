@@ -227,6 +227,15 @@ private slots:
         QCOMPARE(watermarks(), QStringList({u"bob|NBYJ|0"_s, u"bob|WBYJ|0"_s}));
     }
 
+    void bodiesAreNotRead()
+    {
+        m_office->oa(u"alter table VO_Email drop column EmailContent"_s);
+        user(u"bob"_s, u"1"_s);
+        mail(1, u"*bob-0-0-0*"_s);
+        m_alerts->pass();
+        QCOMPARE(alerts().size(), 1);
+    }
+
     void unsubscribedUserKeepsTheWatermark()
     {
         user(u"bob"_s, u"1"_s);
