@@ -10,6 +10,7 @@ struct CommandLine {
     bool headless = false;
     bool trace = false;
     bool showSettings = false;
+    bool skipOldMail = false;
     QString settingsFile;
     QString logFile;
     QString screenshotFile;

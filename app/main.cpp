@@ -1,3 +1,4 @@
+#include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
 #include "app/LogFile.h"
 #include "app/SettingsCommands.h"
@@ -69,6 +70,14 @@ int runWindow(const CommandLine &line, FileRegistry &registry)
     return status;
 }
 
+void skipOldMailForAll(const Registry &registry)
+{
+    DatabaseSession session(registry);
+    if (!session.OpenDB())
+        throw Fault(session.openFailure());
+    print(stdout, u"Old mail skipped for %1 users.\n"_s.arg(skipOldMail(session.Conn())));
+}
+
 int run(const CommandLine &line)
 {
     FileRegistry registry(settingsFile(line));
@@ -78,6 +87,10 @@ int run(const CommandLine &line)
     }
     if (line.showSettings) {
         print(stdout, shownSettings(registry));
+        return 0;
+    }
+    if (line.skipOldMail) {
+        skipOldMailForAll(registry);
         return 0;
     }
     return runWindow(line, registry);
@@ -107,7 +120,8 @@ int main(int argc, char **argv)
         print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION "\n"_s);
         return 0;
     }
-    const bool needsNoDisplay = line->headless || line->showSettings || !line->assignments.isEmpty();
+    const bool needsNoDisplay =
+        line->headless || line->showSettings || line->skipOldMail || !line->assignments.isEmpty();
     if (needsNoDisplay)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);

@@ -44,6 +44,7 @@ frmMain::frmMain(const ServerParts &parts) : m_parts(parts)
     connect(&m_icon, &NotificationIcon::logChosen, this, [this] { setVisible(true); });
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
     connect(&m_parts.modem, &ModemControl::notice, this, &frmMain::addLogLine);
+    connect(&m_parts.modem, &ModemControl::messageArrived, this, [this] { m_inbound.messageArrived(); });
     setPanelText(Status, u"等待..."_s);
     tDisTime_Timer();
 }
@@ -194,7 +195,8 @@ void frmMain::connectTimers()
            [this] { m_guard.runPass(u"发送结果归档"_s, [this] { m_archiver.pass(); }); });
     onTick(tSchedule, u"tSchedule"_s,
            [this] { m_guard.runPass(u"定时短信处理"_s, [this] { m_expander.pass(); }); });
-    TNewMail.setObjectName(u"TNewMail"_s);
+    onTick(TNewMail, u"TNewMail"_s,
+           [this] { m_guard.runPass(u"新邮件提醒"_s, [this] { m_newMailAlerts.pass(); }); });
     tReceivePopMail.setObjectName(u"tReceivePopMail"_s);
     onTick(tDisTime, u"tDisTime"_s, [this] { tDisTime_Timer(); });
     tDisTime.start(clockIntervalMilliseconds);

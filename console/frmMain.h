@@ -1,11 +1,13 @@
 #pragma once
 
+#include "alerts/NewMailAlerts.h"
 #include "console/LogBox.h"
 #include "console/MessageBoxes.h"
 #include "console/NotificationIcon.h"
 #include "console/StatusPanels.h"
 #include "foundation/OperatorConsole.h"
 #include "foundation/TaskGuard.h"
+#include "incoming/InboundMessageHandler.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
@@ -80,6 +82,8 @@ private:
     ScheduledMessageExpander m_expander{m_parts.session, *this, m_faults, m_parts.clock};
     QueueSender m_sender{m_parts.session, *this, m_faults, m_parts.modem};
     ResultArchiver m_archiver{m_parts.session, *this, m_faults, m_parts.clock};
+    InboundMessageHandler m_inbound{m_parts.session, *this, m_faults, m_guard, m_parts.modem};
+    NewMailAlerts m_newMailAlerts{m_parts.session, *this, m_faults};
 
     QPushButton btnOp{this};
     QPushButton Command1{this};

@@ -2,6 +2,8 @@
 
 #include "platform/database/DriverFactory.h"
 
+#include <QScopeGuard>
+
 using namespace Qt::StringLiterals;
 
 /// Runs a piece of work on the database and remembers the fault that it strikes.
@@ -87,6 +89,18 @@ Connection::Snapshot Connection::query(const QString &sql, const QVariantList &v
     });
 }
 
+void Connection::scan(const QString &sql, const QVariantList &values,
+                      const std::function<bool(const Statement &)> &visit)
+{
+    remembering([&] {
+        Statement &statement = prepared(sql);
+        statement.execute(values);
+        const auto letGo = qScopeGuard([&] { statement.finish(); });
+        while (statement.next() && visit(statement)) {
+        }
+    });
+}
+
 void Connection::insert(const QString &sql, const QVariantList &values)
 {
     remembering([&] {
@@ -110,6 +124,16 @@ QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &v
             identity = statement.value(0);
         statement.finish();
         return identity;
+    });
+}
+
+void Connection::updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
+                                const QVariantList &values)
+{
+    remembering([&] {
+        Statement &statement = prepared(m_driver->updateOfFirstRow(table, assignments, condition));
+        statement.execute(values);
+        statement.finish();
     });
 }
 

@@ -4,6 +4,7 @@
 #include "platform/database/Driver.h"
 
 #include <QVariantList>
+#include <functional>
 #include <optional>
 #include <unordered_map>
 
@@ -45,10 +46,19 @@ public:
     };
     [[nodiscard]] Snapshot query(const QString &sql, const QVariantList &values);
 
+    /// Visits the rows of a query one by one and keeps none of them, until visit answers false. visit runs no
+    /// statement on this connection. Throws DatabaseFault.
+    void scan(const QString &sql, const QVariantList &values,
+              const std::function<bool(const Statement &row)> &visit);
+
     /// Runs an INSERT without its identity, or with it: identityColumn names the column the database numbers.
     void insert(const QString &sql, const QVariantList &values);
     [[nodiscard]] QVariant insertForIdentity(const QString &sql, const QVariantList &values,
                                              const QString &identityColumn);
+    /// Changes only the first row, in the database's own order, of those that meet the condition. values:
+    /// those of the assignments, then those of the condition.
+    void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
+                        const QVariantList &values);
 
 private:
     friend class Transaction;

@@ -49,6 +49,10 @@ public:
     /// The clause after an INSERT that makes it return the new identity as its one row, or "" when
     /// lastIdentity() tells it instead.
     [[nodiscard]] virtual QString returningClause(const QString &identityColumn) const = 0;
+    /// The UPDATE that changes only the first row, in the database's own order, of those that meet the
+    /// condition. Parameters of the assignments stand before those of the condition.
+    [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                                   const QString &condition) const = 0;
     /// The identity that the statement just executed was given.
     [[nodiscard]] virtual QVariant lastIdentity(Statement &insert) = 0;
 };

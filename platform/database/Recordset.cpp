@@ -30,6 +30,20 @@ void Recordset::openForAppend(const QString &table, const QString &identityColum
     m_identityColumn = identityColumn;
 }
 
+void Recordset::openForUpdate(const QString &table, const QString &condition, const QVariantList &values)
+{
+    open("select * from "_L1 + table + " where "_L1 + condition, values);
+    m_table = table;
+    m_condition = condition;
+    m_conditionValues = values;
+}
+
+void Recordset::addNew()
+{
+    m_isNew = true;
+    m_setCount = 0;
+}
+
 void Recordset::set(QLatin1String column, const QVariant &value)
 {
     if (m_setCount == m_columns.size() || m_columns[m_setCount] != column) {
@@ -52,6 +66,12 @@ void Recordset::update()
         m_values.resize(m_setCount);
         m_insertText.clear();
     }
+    if (!m_isNew) {
+        Q_ASSERT(m_row == 0 && m_recordCount > 0);
+        m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values + m_conditionValues);
+        m_setCount = 0;
+        return;
+    }
     if (m_insertText.isEmpty())
         m_insertText = insertText();
     if (m_identityColumn.isEmpty())
@@ -68,11 +88,19 @@ QString Recordset::insertText() const
            marks.join(", "_L1) + u')';
 }
 
+QString Recordset::assignments() const
+{
+    return m_columns.join("=?, "_L1) + "=?"_L1;
+}
+
 void Recordset::close()
 {
     m_snapshot = {};
     m_recordCount = 0;
     m_row = 0;
+    m_isNew = false;
+    m_condition.clear();
+    m_conditionValues.clear();
     m_table.clear();
     m_identityColumn.clear();
     m_columns.clear();

@@ -2,9 +2,11 @@
 
 #include "platform/database/Connection.h"
 
-/// Rows of a query or of a table, in the two ways the program uses them:
+/// Rows of a query or of a table, in the three ways the program uses them:
 /// - open(): a snapshot of a query's rows with an exact count; later changes to the table do not disturb it;
-/// - openForAppend(): no row of the table; addNew(), set() column by column, update(), any number of times.
+/// - openForAppend(): no row of the table; addNew(), set() column by column, update(), any number of times;
+/// - openForUpdate(): the table's rows that meet a condition; set() and update() change the first of them, or
+///   add one after addNew().
 /// Column names are matched without regard to letter case. Null is distinguishable from empty.
 /// Every operation that reaches the database throws DatabaseFault.
 class Recordset
@@ -23,9 +25,12 @@ public:
 
     /// identityColumn: the column that the database numbers, when the new number is wanted.
     void openForAppend(const QString &table, const QString &identityColumn = {});
-    void addNew() { m_setCount = 0; }
+    /// A snapshot as of open(), standing on the first row, the only one that can be changed. For a row to be
+    /// the same one at update(), both calls stand in one transaction.
+    void openForUpdate(const QString &table, const QString &condition, const QVariantList &values);
+    void addNew();
     void set(QLatin1String column, const QVariant &value);
-    /// Writes the new row. When it throws, no row was written.
+    /// Writes the new row, or the columns set in the first row. When it throws, nothing was written.
     void update();
     /// The identity of the row last written.
     [[nodiscard]] const QVariant &identity() const { return m_identity; }
@@ -34,13 +39,18 @@ public:
 
 private:
     [[nodiscard]] QString insertText() const;
+    [[nodiscard]] QString assignments() const;
 
     Connection &m_connection;
     // A snapshot
     Connection::Snapshot m_snapshot;
     int m_recordCount = 0;
     int m_row = 0;
-    // An appended row. The columns of the row before are kept: as a rule they come again in the same order.
+    // A row being written. The columns of the row before are kept: as a rule they come again in the same
+    // order.
+    bool m_isNew = false;
+    QString m_condition;
+    QVariantList m_conditionValues;
     QString m_table;
     QString m_identityColumn;
     QStringList m_columns;

@@ -36,6 +36,13 @@ void SqliteDriver::begin()
     runPlain(u"BEGIN IMMEDIATE"_s);
 }
 
+QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assignments,
+                                       const QString &condition) const
+{
+    return u"update %1 set %2 where rowid=(select rowid from %1 where %3 limit 1)"_s.arg(table, assignments,
+                                                                                         condition);
+}
+
 DatabaseFault::Kind SqliteDriver::kindOf(const QSqlError &error) const
 {
     // Result codes of SQLite; the low byte is the primary code.

@@ -19,6 +19,8 @@ public:
     /// BEGIN IMMEDIATE: a transaction that reads and then writes would otherwise be refused, without waiting,
     /// when another program has committed in between.
     void begin() override;
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override;
     [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
 
 private:

@@ -1,0 +1,70 @@
+#include "alerts/NewMailAlerts.h"
+
+#include "alerts/AlertText.h"
+#include "alerts/Watermarks.h"
+#include "foundation/UserDirectory.h"
+#include "outgoing/MessageEnqueue.h"
+#include "platform/database/Transaction.h"
+
+using namespace Qt::StringLiterals;
+
+void NewMailAlerts::pass()
+{
+    NewMail newMail(m_session.Conn(), m_faults, [this] { return m_console.stopRequested(); });
+    SenderNames senderNames;
+    for (const NewMail::Account &account : newMail.accounts) {
+        NewMail::Recipient &recipient = newMail.recipients[account.recipient];
+        for (const MailKind kind : mailKinds) {
+            if (m_console.stopRequested())
+                return;
+            NewMail::Service &service = recipient.service(kind);
+            if (!service.isReceived)
+                continue;
+            const QString task = NewMail::taskOf(recipient.userName, kind);
+            try {
+                alert(newMail, account.mobile, recipient.userName, kind, service, senderNames);
+                m_faults.over(task);
+            } catch (const DatabaseFault &fault) {
+                if (!fault.concernsOneRow())
+                    throw;
+                m_faults.struck(task, fault.message());
+            }
+        }
+    }
+}
+
+void NewMailAlerts::alert(const NewMail &newMail, const QString &mobile, const QString &userName,
+                          MailKind kind, NewMail::Service &service, SenderNames &senderNames)
+{
+    if (service.newMails.empty() && service.storedWatermark)
+        return;
+    Connection &connection = m_session.Conn();
+    Transaction transaction(connection);
+    qint64 watermark = service.watermark;
+    QStringList texts;
+    for (const quint32 place : service.newMails) {
+        const NewMail::Mail &mail = newMail.mail(place);
+        texts += alertText(kind, senderLabel(kind, mail.from, senderNames), mail.subject);
+        watermark = mail.number;
+    }
+    sysSendSMS(connection, mobile, texts);
+    Watermarks::store(connection, userName, kind, watermark);
+    transaction.commit();
+    // Another account under this user name finds nothing left to do.
+    service.storedWatermark = watermark;
+    service.newMails = {};
+}
+
+QString NewMailAlerts::senderLabel(MailKind kind, const QString &from, SenderNames &senderNames)
+{
+    if (kind == MailKind::External)
+        return from;
+    if (from == u"800"_s) // the OA system itself
+        return u"服务器"_s;
+    if (from.isNull())
+        return {};
+    auto name = senderNames.constFind(from);
+    if (name == senderNames.cend())
+        name = senderNames.insert(from, ShowUserName(m_session.Conn(), from).toString());
+    return *name;
+}

@@ -1,0 +1,179 @@
+// bench-incoming: messages that wait in the modem's store at open, taken by the server's own road, beside a
+// bare loop of read, insert, commit and delete over the same simulated modem and database, in one run.
+// bench-incoming [MESSAGES], 1,000 as a rule.
+
+#include "incoming/InboundMessageHandler.h"
+#include "tests/support/SimulatorProcess.h"
+#include "tests/support/TestOffice.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTest>
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int rounds = 3;
+constexpr int waitLimitMilliseconds = 120000;
+
+double secondsSince(const QElapsedTimer &timer)
+{
+    return static_cast<double>(timer.nsecsElapsed()) / 1e9;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// As little as a program can do to talk to a modem.
+class BareLine
+{
+public:
+    explicit BareLine(const QString &device)
+        : m_descriptor(::open(QFile::encodeName(device).constData(), O_RDWR | O_NOCTTY))
+    {
+        termios settings{};
+        if (m_descriptor < 0 || ::tcgetattr(m_descriptor, &settings) != 0)
+            throw Fault(u"cannot open %1"_s.arg(device));
+        ::cfmakeraw(&settings);
+        ::tcsetattr(m_descriptor, TCSANOW, &settings);
+    }
+    ~BareLine() { ::close(m_descriptor); }
+    BareLine(const BareLine &) = delete;
+    BareLine &operator=(const BareLine &) = delete;
+
+    QByteArray exchange(const QByteArray &command)
+    {
+        if (::write(m_descriptor, command.constData(), size_t(command.size())) != command.size())
+            throw Fault(u"cannot write to the modem"_s);
+        QByteArray answer;
+        while (!answer.endsWith("OK\r\n")) {
+            std::array<char, 4096> chunk;
+            const ssize_t octets = ::read(m_descriptor, chunk.data(), chunk.size());
+            if (octets <= 0 || answer.endsWith("ERROR\r\n"))
+                throw Fault(QString::fromLatin1(command + answer));
+            answer.append(chunk.data(), octets);
+        }
+        return answer;
+    }
+
+private:
+    int m_descriptor;
+};
+
+SimulatorProcess &fill(SimulatorProcess &simulator, int messages)
+{
+    for (int i = 0; i < messages; ++i)
+        simulator.deliver(u"+86138%1"_s.arg(i, 8, 10, QChar(u'0')), u"第%1条短信"_s.arg(i));
+    return simulator;
+}
+
+double bareSeconds(TestOffice &office, int messages)
+{
+    SimulatorProcess simulator({u"--storage"_s, QString::number(messages)});
+    fill(simulator, messages);
+    auto database = QSqlDatabase::database();
+    database.setDatabaseName(office.databaseFile());
+    if (!database.open())
+        throw Fault(database.lastError().text());
+    QSqlQuery insert(database);
+    insert.prepare(u"insert into SMS_SIMReceive (FromMB, JieSHouDT, MsgContent) values (?, ?, ?)"_s);
+    BareLine line(simulator.devicePath());
+    QElapsedTimer timer;
+    timer.start();
+    line.exchange("AT+CMGF=0\r");
+    line.exchange("AT+CPMS=\"SM\",\"SM\",\"SM\"\r");
+    for (int i = 1; i <= messages; ++i) {
+        const QByteArray index = QByteArray::number(i);
+        const QByteArray answer = line.exchange("AT+CMGR=" + index + '\r');
+        insert.addBindValue(u"+8613800000000"_s);
+        insert.addBindValue(u"2006-03-05 07:08:09"_s);
+        insert.addBindValue(QString::fromLatin1(answer.split('\n').value(2)));
+        if (!insert.exec())
+            throw Fault(insert.lastError().text());
+        line.exchange("AT+CMGD=" + index + '\r');
+    }
+    return secondsSince(timer);
+}
+
+double serverSeconds(TestOffice &office, int messages, double &exchangesPerMessage)
+{
+    SimulatorProcess simulator({u"--storage"_s, QString::number(messages)});
+    fill(simulator, messages);
+    const SystemClock clock;
+    ModemControl modem(clock, [&](int) { return simulator.devicePath(); });
+    InboundMessageHandler handler(office.session, office.console, office.faults, office.guard, modem);
+    qsizetype exchanges = 0;
+    modem.setTrace([&](TraceDirection direction, QByteArrayView octets) {
+        if (direction == TraceDirection::Sent)
+            exchanges += std::count(octets.cbegin(), octets.cend(), '\r');
+    });
+    int handled = 0;
+    QObject::connect(&modem, &ModemControl::messageArrived, [&] {
+        handler.messageArrived();
+        ++handled;
+    });
+    modem.setPortNumber(1);
+    modem.setServiceCentre(u"+8613800100500"_s);
+    QElapsedTimer timer;
+    timer.start();
+    if (modem.open() != 0)
+        throw Fault(u"the modem does not open"_s);
+    exchanges = 0;
+    if (!QTest::qWaitFor([&] { return handled == messages; }, waitLimitMilliseconds))
+        throw Fault(u"%1 of %2 messages arrived"_s.arg(handled).arg(messages));
+    const double seconds = secondsSince(timer);
+    exchangesPerMessage = static_cast<double>(exchanges) / messages;
+    if (!simulator.command(u"status"_s).contains(u"SM=0/"_s))
+        throw Fault(u"the store is not empty: "_s + simulator.command(u"status"_s));
+    return seconds;
+}
+
+void measure(int messages)
+{
+    TestOffice office;
+    if (!office.session.OpenDB()) // without the tests' haste: every commit reaches the disk
+        throw Fault(office.session.openFailure());
+    QSqlDatabase::addDatabase(u"QSQLITE"_s);
+    std::vector<double> bare;
+    std::vector<double> server;
+    double exchangesPerMessage = 0;
+    for (int round = 0; round < rounds; ++round) {
+        bare.push_back(bareSeconds(office, messages));
+        server.push_back(serverSeconds(office, messages, exchangesPerMessage));
+        const QStringList stored = office.rows(u"select count(*), count(distinct FromMB) from SMS_SIMReceive"
+                                               " where MsgContent like '第%条短信'"_s);
+        if (stored != QStringList(u"%1|%2"_s.arg((round + 1) * messages).arg(messages)))
+            throw Fault(u"stored: "_s + stored.join(u' '));
+    }
+    std::printf("%d stored messages: server %.0f/s, bare loop %.0f/s: ratio %.2f (at least 0.5)\n", messages,
+                messages / median(server), messages / median(bare), median(bare) / median(server));
+    std::printf("AT exchanges per message: %.3f (at most 2)\n", exchangesPerMessage);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    try {
+        measure(argc > 1 ? std::atoi(argv[1]) : 1000);
+        return 0;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "bench-incoming: %s\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,73 @@
+#include "incoming/InboundMessageHandler.h"
+
+#include "incoming/SmsCommandInterpreter.h"
+#include "platform/database/Recordset.h"
+
+using namespace Qt::StringLiterals;
+
+QString replyAddress(const QString &sender)
+{
+    QString address = sender;
+    if (address.startsWith(u'+'))
+        address.remove(0, 1);
+    if (address.startsWith("86"_L1))
+        address.remove(0, 2);
+    return address;
+}
+
+void InboundMessageHandler::messageArrived()
+{
+    ReceivedMessage message;
+    const qint16 status = m_modem.read(message.sender, message.text, message.receiveTime);
+    // A message without text or sender is stored with the empty value, which is not null.
+    for (QString *value : {&message.sender, &message.text, &message.receiveTime}) {
+        if (value->isNull())
+            *value = u""_s;
+    }
+    m_modem.settle(handle(status, message));
+}
+
+MessageFate InboundMessageHandler::handle(qint16 readStatus, const ReceivedMessage &message)
+{
+    if (readStatus != 0) {
+        const QString sign = readStatus > 0 ? u" "_s : QString();
+        m_console.addLogLine(u"接收失败,错误代码："_s + sign + QString::number(readStatus));
+        return MessageFate::Handled;
+    }
+    // Stays so when the guard finds no database or the delivery ends with a fault.
+    MessageFate fate = MessageFate::Wait;
+    m_guard.runPass(u"短信接收"_s, [&] { fate = deliver(message); });
+    return fate;
+}
+
+MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
+{
+    try {
+        const QString orderName = getOrderName(m_session.Conn(), message.text);
+        if (isCommandType(orderName))
+            handleOrderCommand(m_session.Conn(), orderName, message.sender, replyAddress(message.sender),
+                               message.text);
+        else
+            store(message);
+        return MessageFate::Handled;
+    } catch (const DatabaseFault &fault) {
+        if (!fault.concernsOneRow())
+            throw;
+        m_faults.rowSetAside(u"%1 于 %2 发来的短信"_s.arg(message.sender, message.receiveTime),
+                             fault.message());
+        return MessageFate::Refused;
+    }
+}
+
+void InboundMessageHandler::store(const ReceivedMessage &message)
+{
+    Recordset received(m_session.Conn());
+    received.openForAppend(u"SMS_SIMReceive"_s);
+    received.addNew();
+    received.set("FromMB"_L1, message.sender);
+    received.set("JieSHouDT"_L1, message.receiveTime);
+    received.set("MsgContent"_L1, message.text);
+    received.update();
+    m_console.addLogLine(u"手机："_s + replyAddress(message.sender) + u"发来短信,时间:"_s +
+                         message.receiveTime);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/database/Connection.h"
+
+/// The SMS command language: a text that equals a code of SMS_Order switches its sender's subscription.
+/// Every operation throws DatabaseFault. "First" is always the first row in the database's own order.
+
+/// The order type of the first order whose subscribe or cancel code equals the text in the database's eyes
+/// (which may ignore letter case or blanks at the end); "" when there is none.
+[[nodiscard]] QString getOrderName(Connection &connection, const QString &text);
+
+/// The code of the first order of that type; a null text when there is no such order or it has no code.
+[[nodiscard]] QString getOrderCode(Connection &connection, const QString &orderName);
+[[nodiscard]] QString getDisOrderCode(Connection &connection, const QString &orderName);
+
+/// True when the order type is open and the user may use it; letter case in UserList counts.
+[[nodiscard]] bool isOrderAllowed(Connection &connection, const QString &orderName, const QString &userName);
+
+/// True for the order types whose codes are commands: NBYJ, WBYJ, RCGL, exactly so.
+[[nodiscard]] bool isCommandType(const QString &orderName);
+
+/// Carries out a command: when the text is exactly a code of the type's first order, and the sender a user
+/// who may use the type, switches the subscription and queues the confirmation, both or neither; else
+/// nothing. orderName: a command type. senderNumber: as delivered by the modem. replyAddress: where the
+/// confirmation goes.
+void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
+                        const QString &replyAddress, const QString &text);

@@ -1,0 +1,176 @@
+#include "incoming/InboundMessageHandler.h"
+#include "tests/support/TestOffice.h"
+
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// The modem control here has no port; what it delivers is given to handle().
+class InboundMessageHandlerTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<ModemControl> m_modem;
+    std::unique_ptr<InboundMessageHandler> m_handler;
+
+    MessageFate arrive(const QString &sender, const QString &text)
+    {
+        return m_handler->handle(0, {sender, text, u"2006-03-05 07:00:00"_s});
+    }
+    QStringList stored()
+    {
+        return m_office->rows(u"select FromMB, JieSHouDT, MsgContent from SMS_SIMReceive order by OAID"_s);
+    }
+
+private slots:
+    void init()
+    {
+        m_office = std::make_unique<TestOffice>();
+        m_modem = std::make_unique<ModemControl>(m_office->clock, [](int) { return QString(); });
+        m_handler = std::make_unique<InboundMessageHandler>(m_office->session, m_office->console,
+                                                            m_office->faults, m_office->guard, *m_modem);
+    }
+    void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
+
+    void replyAddressOfASender_data()
+    {
+        QTest::addColumn<QString>("sender");
+        QTest::addColumn<QString>("address");
+        const QString number = u"13800000001"_s;
+        QTest::newRow("plus and country code") << u"+86"_s + number << number;
+        QTest::newRow("country code") << u"86"_s + number << number;
+        QTest::newRow("plus") << u'+' + number << number;
+        QTest::newRow("two plus") << u"++86"_s + number << u"+86"_s + number;
+        QTest::newRow("zeros") << u"0086"_s + number << u"0086"_s + number;
+        QTest::newRow("plain") << number << number;
+        QTest::newRow("86 twice") << u"8686"_s + number << u"86"_s + number;
+        QTest::newRow("86 alone") << u"86"_s << u""_s;
+        QTest::newRow("short number") << u"8612"_s << u"12"_s;
+        QTest::newRow("blank first") << u" +86"_s + number << u" +86"_s + number;
+        QTest::newRow("name") << u"银行"_s << u"银行"_s;
+        QTest::newRow("empty") << u""_s << u""_s;
+    }
+    void replyAddressOfASender()
+    {
+        QFETCH(QString, sender);
+        QFETCH(QString, address);
+        QCOMPARE(replyAddress(sender), address);
+        QCOMPARE(arrive(sender, u"hi"_s), MessageFate::Handled);
+        QCOMPARE(stored(), QStringList(sender + u"|2006-03-05 07:00:00|hi"_s));
+        QCOMPARE(m_office->console.takeLog(),
+                 QStringList(u"手机："_s + address + u"发来短信,时间:2006-03-05 07:00:00"_s));
+    }
+
+    void ordinaryTextIsStoredUnchanged_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("empty") << u""_s;
+        QTest::newRow("quotes and SQL") << u"'); drop table SMS_SIMReceive; --"_s;
+        QTest::newRow("blanks and line ends") << u" a\r\nb "_s;
+        QTest::newRow("emoji") << u"好😀"_s;
+        QTest::newRow("long") << QString(5000, u'短');
+        QTest::newRow("code of another order type") << u"ZX"_s;
+    }
+    void ordinaryTextIsStoredUnchanged()
+    {
+        QFETCH(QString, text);
+        m_office->oa(
+            u"insert into SMS_Order (OrderName, OrderCode, IsOrder, isPulic) values ('ZXXX', 'ZX', '1', '1')"_s);
+        QCOMPARE(arrive(u"1001"_s, text), MessageFate::Handled);
+        QCOMPARE(stored(), QStringList(u"1001|2006-03-05 07:00:00|"_s + text));
+        QCOMPARE(m_office->console.takeLog().size(), 1);
+    }
+
+    void commandIsConsumed_data()
+    {
+        QTest::addColumn<QString>("sender");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("replies");
+        QTest::newRow("carried out")
+            << u"+8613800000001"_s << u"DY"_s
+            << QStringList(u"13800000001|办公提示：您已经成功订阅了内部邮件短信通知功能。"_s);
+        QTest::newRow("from a stranger") << u"13900000001"_s << u"DY"_s << QStringList();
+        QTest::newRow("of a closed type") << u"+8613800000001"_s << u"RC"_s << QStringList();
+    }
+    void commandIsConsumed()
+    {
+        QFETCH(QString, sender);
+        QFETCH(QString, text);
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('bob', '+8613800000001')"_s);
+        m_office->oa(
+            u"insert into SMS_Order (OrderName, OrderCode, IsOrder, isPulic) values ('NBYJ', 'DY', '1', '1'),"
+            " ('RCGL', 'RC', '0', '1')"_s);
+        QCOMPARE(arrive(sender, text), MessageFate::Handled);
+        QCOMPARE(stored(), QStringList());
+        QTEST(m_office->rows(u"select ToMB, MsgContent from SMS_Queues"_s), "replies");
+    }
+
+    void failedReadIsLoggedWithoutADatabase_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("positive") << 7 << u"接收失败,错误代码： 7"_s;
+        QTest::newRow("negative") << -3 << u"接收失败,错误代码：-3"_s;
+        QTest::newRow("smallest") << -32768 << u"接收失败,错误代码：-32768"_s;
+    }
+    void failedReadIsLoggedWithoutADatabase()
+    {
+        QFETCH(int, status);
+        QFETCH(QString, line);
+        m_office->session.Conn().close();
+        QCOMPARE(m_handler->handle(qint16(status), {}), MessageFate::Handled);
+        QCOMPARE(m_office->console.takeLog(), QStringList(line));
+        QCOMPARE(stored(), QStringList());
+    }
+
+    void refusedMessageIsToldOnceAndTheOthersGoOn()
+    {
+        m_office->oa(u"create trigger t before insert on SMS_SIMReceive when length(new.MsgContent) > 5"
+                     " begin select raise(abort, 'too long'); end"_s);
+        QCOMPARE(arrive(u"1"_s, u"123456"_s), MessageFate::Refused);
+        QCOMPARE(m_office->console.takeLog().size(), 1);
+        QCOMPARE(arrive(u"1"_s, u"123456"_s), MessageFate::Refused); // an hour later
+        QCOMPARE(arrive(u"2"_s, u"12345"_s), MessageFate::Handled);
+        QCOMPARE(m_office->console.takeLog().size(), 1);
+        QCOMPARE(stored().size(), 1);
+    }
+
+    void messagesWaitWhileTheDatabaseIsAway()
+    {
+        const QString file = m_office->databaseFile();
+        QVERIFY(QFile::rename(file, file + u".away"_s));
+        QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
+        QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
+        const QStringList log = m_office->console.takeLog();
+        QCOMPARE(log.size(), 1);
+        QVERIFY2(log[0].startsWith(u"数据库连接"_s), qPrintable(log[0]));
+        QVERIFY(QFile::rename(file + u".away"_s, file));
+        // The handler opens it again itself; no pass need come before. Its guard asks at most twice a second.
+        QVERIFY(QTest::qWaitFor([&] { return arrive(u"1"_s, u"one"_s) == MessageFate::Handled; }));
+        QCOMPARE(stored().size(), 1);
+        QCOMPARE(m_office->console.takeLog().size(), 2);
+    }
+
+    void messageWaitsWhileAnotherProgramHoldsTheDatabase()
+    {
+        m_office->session.Conn().execute(u"pragma query_only=on"_s); // refused like a lock, without its delay
+        QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
+        QCOMPARE(m_office->console.takeLog().size(), 1);
+        m_office->session.Conn().execute(u"pragma query_only=off"_s);
+        QVERIFY(QTest::qWaitFor([&] { return arrive(u"1"_s, u"one"_s) == MessageFate::Handled; }));
+        QCOMPARE(m_office->console.takeLog().size(), 2);
+    }
+
+    void messageWaitsWhenTheProgramEnds()
+    {
+        m_office->console.stopWhen = [] { return true; };
+        QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
+        QCOMPARE(stored(), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(InboundMessageHandlerTest)
+#include "InboundMessageHandlerTest.moc"

@@ -1,0 +1,204 @@
+#include "incoming/SmsCommandInterpreter.h"
+#include "tests/support/TestOffice.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class SmsCommandInterpreterTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestOffice> m_office;
+
+    void order(const QVariantList &nameCodesOpenPublicUsers)
+    {
+        m_office->oa(u"insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic, UserList)"
+                     " values (?, ?, ?, ?, ?, ?)"_s,
+                     nameCodesOpenPublicUsers);
+    }
+    void command(const QString &type, const QString &text, const QString &sender = u"+8613800000001"_s)
+    {
+        handleOrderCommand(m_office->session.Conn(), type, sender, u"13800000001"_s, text);
+    }
+    QStringList switches()
+    {
+        return m_office->rows(u"select UserName, Type, IsOrder from SMS_IsOrder order by OAID"_s);
+    }
+    QStringList replies() { return m_office->rows(u"select MsgContent from SMS_Queues order by OAID"_s); }
+
+private slots:
+    void init()
+    {
+        m_office = std::make_unique<TestOffice>();
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('o''neil', '+8613800000001')"_s);
+    }
+    void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
+
+    void orderNameOfAText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("subscribe code") << u"DY"_s << u"NBYJ"_s;
+        QTest::newRow("cancel code") << u"QX"_s << u"NBYJ"_s;
+        QTest::newRow("in two orders: the first") << u"BOTH"_s << u"WBYJ"_s;
+        QTest::newRow("equal for the database only") << u"dy"_s << u"NBYJ"_s;
+        QTest::newRow("blanks around") << u" DY"_s << u""_s;
+        QTest::newRow("empty text, null codes") << u""_s << u""_s;
+        QTest::newRow("quotes and SQL") << u"x' or '1'='1"_s << u""_s;
+        QTest::newRow("code with a quote") << u"it's"_s << u"OTHER"_s;
+    }
+    void orderNameOfAText()
+    {
+        QFETCH(QString, text);
+        // A collation that ignores letter case, as many servers have.
+        m_office->oa(u"drop table SMS_Order"_s);
+        m_office->oa(u"create table SMS_Order (OrderName text, OrderCode text collate nocase,"
+                     " DisOrderCode text collate nocase, IsOrder text, isPulic text, UserList text)"_s);
+        order({u"NBYJ"_s, u"DY"_s, u"QX"_s, u"0"_s, {}, {}});
+        order({u"WBYJ"_s, u"BOTH"_s, {}, u"1"_s, u"1"_s, {}});
+        order({u"RCGL"_s, {}, u"BOTH"_s, u"1"_s, u"1"_s, {}});
+        order({u"OTHER"_s, u"it's"_s, {}, u"1"_s, u"1"_s, {}});
+        QTEST(getOrderName(m_office->session.Conn(), text), "name");
+        // The database finds the type, but its codes are compared exactly.
+        command(u"NBYJ"_s, u"dy"_s);
+        QCOMPARE(switches() + replies(), QStringList());
+    }
+
+    void codesOfTheFirstOrder()
+    {
+        order({u"NBYJ"_s, u"A1"_s, {}, u"0"_s, u"1"_s, {}});
+        order({u"NBYJ"_s, u"A2"_s, u"Q2"_s, u"1"_s, u"1"_s, {}});
+        QCOMPARE(getOrderCode(m_office->session.Conn(), u"NBYJ"_s), u"A1"_s);
+        QCOMPARE(getDisOrderCode(m_office->session.Conn(), u"NBYJ"_s), QString());
+        QCOMPARE(getOrderCode(m_office->session.Conn(), u"RCGL"_s), QString());
+        // The second order opens the type, but its own codes do nothing.
+        command(u"NBYJ"_s, u"A2"_s);
+        command(u"NBYJ"_s, u"Q2"_s);
+        command(u"NBYJ"_s, u""_s); // nor does an empty text equal the code that is missing
+        QCOMPARE(switches() + replies(), QStringList());
+        command(u"NBYJ"_s, u"A1"_s);
+        QCOMPARE(switches(), QStringList(u"o'neil|NBYJ|1"_s));
+    }
+
+    void permission_data()
+    {
+        QTest::addColumn<QVariant>("open");
+        QTest::addColumn<QVariant>("isPublic");
+        QTest::addColumn<QVariant>("users");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<bool>("allowed");
+        const QVariant one(u"1"_s);
+        const QVariant zero(u"0"_s);
+        const QVariant two(u"user1;user2"_s);
+        QTest::newRow("listed last") << one << zero << two << u"user2"_s << true;
+        QTest::newRow("other letter case") << one << zero << two << u"User2"_s << false;
+        QTest::newRow("part of a name") << one << zero << two << u"user"_s << false;
+        QTest::newRow("two names as one") << one << zero << two << u"user1;user2"_s << true;
+        QTest::newRow("public") << one << one << QVariant() << u"user"_s << true;
+        QTest::newRow("public null, no list") << one << QVariant() << QVariant() << u"user"_s << false;
+        QTest::newRow("public padded") << one << QVariant(u"1 "_s) << QVariant() << u"user"_s << false;
+        QTest::newRow("closed") << zero << one << two << u"user1"_s << false;
+        QTest::newRow("open is null") << QVariant() << one << two << u"user1"_s << false;
+    }
+    void permission()
+    {
+        QFETCH(QVariant, open);
+        QFETCH(QVariant, isPublic);
+        QFETCH(QVariant, users);
+        QFETCH(QString, user);
+        order({u"WBYJ"_s, u"DY"_s, u"QX"_s, open, isPublic, users});
+        QTEST(isOrderAllowed(m_office->session.Conn(), u"WBYJ"_s, user), "allowed");
+    }
+
+    void switching_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("sender");
+        QTest::addColumn<QStringList>("after");
+        QTest::addColumn<QStringList>("answers");
+        const QString me = u"+8613800000001"_s;
+        QTest::newRow("subscribe") << u"NBYJ"_s << QStringList(u"DY"_s) << me
+                                   << QStringList(u"o'neil|NBYJ|1"_s)
+                                   << QStringList(u"办公提示：您已经成功订阅了内部邮件短信通知功能。"_s);
+        QTest::newRow("cancel first")
+            << u"WBYJ"_s << QStringList(u"QX"_s) << me << QStringList(u"o'neil|WBYJ|0"_s)
+            << QStringList(u"办公提示：您已经成功取消了外部邮件短信通知功能。"_s);
+        QTest::newRow("twice, then cancel")
+            << u"RCGL"_s << QStringList({u"DY"_s, u"DY"_s, u"QX"_s}) << me << QStringList(u"o'neil|RCGL|0"_s)
+            << QStringList({u"办公提示：您已经成功订阅了日程短信提醒功能。"_s,
+                            u"办公提示：您已经成功订阅了日程短信提醒功能。"_s,
+                            u"办公提示：您已经成功取消了日程短信提醒功能。"_s});
+        QTest::newRow("no code") << u"NBYJ"_s << QStringList(u"DY "_s) << me << QStringList()
+                                 << QStringList();
+        QTest::newRow("number not as stored")
+            << u"NBYJ"_s << QStringList(u"DY"_s) << u"13800000001"_s << QStringList() << QStringList();
+        QTest::newRow("no number") << u"NBYJ"_s << QStringList(u"DY"_s) << u""_s << QStringList()
+                                   << QStringList();
+    }
+    void switching()
+    {
+        QFETCH(QString, type);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, sender);
+        order({type, u"DY"_s, u"QX"_s, u"1"_s, u"1"_s, {}});
+        for (const QString &text : texts)
+            command(type, text, sender);
+        QTEST(switches(), "after");
+        QTEST(replies(), "answers");
+        for (const QString &row : m_office->rows(u"select ToMB, ToUser, SOAID from SMS_Queues"_s))
+            QCOMPARE(row, u"13800000001||-1"_s); // the reply address, which is no user's number here
+    }
+
+    void equalCodesSubscribeAndThenCancel()
+    {
+        order({u"NBYJ"_s, u"DY"_s, u"DY"_s, u"1"_s, u"1"_s, {}});
+        command(u"NBYJ"_s, u"DY"_s);
+        QCOMPARE(switches(), QStringList(u"o'neil|NBYJ|0"_s));
+        QCOMPARE(replies(), QStringList({u"办公提示：您已经成功订阅了内部邮件短信通知功能。"_s,
+                                         u"办公提示：您已经成功取消了内部邮件短信通知功能。"_s}));
+    }
+
+    void onlyTheFirstOfSeveralSwitchesChanges()
+    {
+        order({u"NBYJ"_s, u"DY"_s, u"QX"_s, u"1"_s, u"1"_s, {}});
+        m_office->oa(u"insert into SMS_IsOrder (UserName, Type, IsOrder) values ('other', 'NBYJ', '0'),"
+                     " ('o''neil', 'WBYJ', '0'), ('o''neil', 'NBYJ', '0'), ('o''neil', 'NBYJ', '0')"_s);
+        command(u"NBYJ"_s, u"DY"_s);
+        QCOMPARE(switches(), QStringList({u"other|NBYJ|0"_s, u"o'neil|WBYJ|0"_s, u"o'neil|NBYJ|1"_s,
+                                          u"o'neil|NBYJ|0"_s}));
+    }
+
+    void aFaultAnywhereLeavesNothing_data()
+    {
+        QTest::addColumn<QString>("breaking");
+        QTest::addColumn<QString>("mending");
+        QTest::newRow("switch")
+            << u"create trigger t before insert on SMS_IsOrder begin select raise(abort, 'x'); end"_s
+            << u"drop trigger t"_s;
+        QTest::newRow("reply")
+            << u"create trigger t before insert on SMS_Queues begin select raise(abort, 'x'); end"_s
+            << u"drop trigger t"_s;
+        // The lookup itself absorbs the fault.
+        QTest::newRow("user lookup") << u"alter table VO_UserInfor rename to gone"_s
+                                     << u"alter table gone rename to VO_UserInfor"_s;
+    }
+    void aFaultAnywhereLeavesNothing()
+    {
+        QFETCH(QString, breaking);
+        QFETCH(QString, mending);
+        order({u"NBYJ"_s, u"DY"_s, u"QX"_s, u"1"_s, u"1"_s, {}});
+        m_office->oa(breaking);
+        QVERIFY_EXCEPTION_THROWN(command(u"NBYJ"_s, u"DY"_s), DatabaseFault);
+        QCOMPARE(switches() + replies(), QStringList());
+        m_office->oa(mending);
+        command(u"NBYJ"_s, u"DY"_s);
+        QCOMPARE(switches(), QStringList(u"o'neil|NBYJ|1"_s));
+        QCOMPARE(replies().size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(SmsCommandInterpreterTest)
+#include "SmsCommandInterpreterTest.moc"
