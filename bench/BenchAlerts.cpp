@@ -1,6 +1,6 @@
 // bench-alerts: the new-mail alerts beside bare loops over the same database file, in one run.
 //   (a) nothing new, half of 1,000 users at watermark 0: pass against a bare scan and the same look-ups
-//   (b) first pass ever, every mail for one user: alerts per second against the bare inserts
+//   (b) first pass ever, every mail for one user: alerts per second against a bare scan and inserts
 //   (c) peak memory of the whole run
 // bench-alerts [MAILS [BODY_BYTES]], 100,000 mails with bodies of 20,000 bytes as a rule.
 
@@ -223,8 +223,11 @@ void measure(TestOffice &office, QSqlDatabase &bare, int mails)
                 throw Fault(u"%1 rows were queued"_s.arg(queued()));
         }
     }
-    std::printf("(b) first pass: %.0f alerts/s, bare inserts %.0f/s: ratio %.2f (at least 0.5)\n",
-                mails / median(firstPasses), mails / median(inserts), median(inserts) / median(firstPasses));
+    const double bareFirstPass = median(scans) + median(inserts);
+    std::printf("(b) first pass: %.0f alerts/s, bare scan and inserts %.0f/s: ratio %.2f (at least 0.5);"
+                " the inserts alone %.0f/s: ratio %.2f\n",
+                mails / median(firstPasses), mails / bareFirstPass, bareFirstPass / median(firstPasses),
+                mails / median(inserts), median(inserts) / median(firstPasses));
     std::printf("(c) peak memory: %.0f MB (below 200)\n", peakMegabytes());
 }
 

@@ -8,11 +8,12 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QTest>
+#include <QTimer>
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
@@ -25,7 +26,7 @@ namespace
 {
 
 constexpr int rounds = 3;
-constexpr int waitLimitMilliseconds = 120000;
+constexpr int waitLimitMilliseconds = 300000;
 
 double secondsSince(const QElapsedTimer &timer)
 {
@@ -122,10 +123,13 @@ double serverSeconds(TestOffice &office, int messages, double &exchangesPerMessa
             exchanges += std::count(octets.cbegin(), octets.cend(), '\r');
     });
     int handled = 0;
+    QEventLoop loop;
     QObject::connect(&modem, &ModemControl::messageArrived, [&] {
         handler.messageArrived();
-        ++handled;
+        if (++handled == messages)
+            loop.quit();
     });
+    QTimer::singleShot(waitLimitMilliseconds, &loop, &QEventLoop::quit);
     modem.setPortNumber(1);
     modem.setServiceCentre(u"+8613800100500"_s);
     QElapsedTimer timer;
@@ -133,7 +137,8 @@ double serverSeconds(TestOffice &office, int messages, double &exchangesPerMessa
     if (modem.open() != 0)
         throw Fault(u"the modem does not open"_s);
     exchanges = 0;
-    if (!QTest::qWaitFor([&] { return handled == messages; }, waitLimitMilliseconds))
+    loop.exec();
+    if (handled < messages)
         throw Fault(u"%1 of %2 messages arrived"_s.arg(handled).arg(messages));
     const double seconds = secondsSince(timer);
     exchangesPerMessage = static_cast<double>(exchanges) / messages;
