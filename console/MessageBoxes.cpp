@@ -14,11 +14,19 @@ QString title()
     return u"系统提示"_s;
 }
 
+/// The window that a box belongs to: over a modal dialog it has to be that one.
+QWidget *windowInFront()
+{
+    QWidget *modal = QApplication::activeModalWidget();
+    return modal != nullptr ? modal : QApplication::activeWindow();
+}
+
 } // namespace
 
 void WindowMessageBoxes::inform(const QString &text)
 {
-    QMessageBox box(QMessageBox::Information, title(), text, QMessageBox::Ok, QApplication::activeWindow());
+    QMessageBox box(QMessageBox::Information, title(), text, QMessageBox::Ok, windowInFront());
+    box.setTextFormat(Qt::PlainText);
     box.button(QMessageBox::Ok)->setText(u"确定"_s);
     box.exec();
 }
@@ -26,7 +34,8 @@ void WindowMessageBoxes::inform(const QString &text)
 bool WindowMessageBoxes::confirm(const QString &text)
 {
     QMessageBox box(QMessageBox::Question, title(), text, QMessageBox::Ok | QMessageBox::Cancel,
-                    QApplication::activeWindow());
+                    windowInFront());
+    box.setTextFormat(Qt::PlainText);
     box.button(QMessageBox::Ok)->setText(u"确定"_s);
     box.button(QMessageBox::Cancel)->setText(u"取消"_s);
     box.setDefaultButton(QMessageBox::Cancel);

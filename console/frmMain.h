@@ -1,27 +1,22 @@
 #pragma once
 
+#include "console/LinkLabel.h"
 #include "console/LogBox.h"
-#include "console/MessageBoxes.h"
 #include "console/NotificationIcon.h"
+#include "console/ServerParts.h"
 #include "console/StatusPanels.h"
+#include "console/UnattendedStart.h"
 #include "foundation/OperatorConsole.h"
 #include "foundation/TaskGuard.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 
-#include <QLabel>
+#include <QGroupBox>
 #include <QPushButton>
 #include <QTimer>
+#include <array>
 #include <memory>
-
-/// The outside world as the main window needs it; all of it outlives the window.
-struct ServerParts {
-    const Clock &clock;
-    const Registry &registry;
-    DatabaseSession &session;
-    ModemControl &modem;
-};
 
 /// The main window: the service controller with its start/stop button, the log box, the status bar, the six
 /// timers and the notification-area icon. The caption of btnOp is the service state.
@@ -45,10 +40,20 @@ public:
     [[nodiscard]] bool isRunning() const;
     /// Ends the service and the program as Stop does, without its question.
     void stopWithoutQuestion();
+    /// Shows the window in front of the others, minimised or not.
+    void bringToFront();
 
 public slots:
+    /// Starts the service as btnOp does, again and again until the database and the modem are there.
+    void startUnattended();
     /// The start/stop button: starts the service, or asks and then ends the program.
     void btnOp_Click();
+    /// The button "配置": the settings dialog.
+    void Command1_Click();
+    /// The menu item "打开日志".
+    void m_log_Click() { setVisible(true); }
+    /// The menu item "关于Korvalin": the maker's web page.
+    void m_about_Click();
     /// The menu item "关闭服务".
     void m_Stop_Click();
 
@@ -64,12 +69,19 @@ protected:
 
 private:
     void buildWindow();
+    void describeForScreenReaders();
     void connectTimers();
-    void startService();
+    std::optional<ServiceStart::Outcome> startService();
+    void enableWorkTimers();
+    /// In the order in which they are enabled and disabled.
+    [[nodiscard]] std::array<QTimer *, 5> workTimers()
+    {
+        return {&TSend, &TSendResultDetail, &tSchedule, &TNewMail, &tReceivePopMail};
+    }
+    [[nodiscard]] int retryInterval();
     void stopService();
-    void setWorkTimers(bool enabled);
-    [[nodiscard]] int scanIntervalMilliseconds() const;
     void tDisTime_Timer();
+    void openWebPage(const QString &address);
 
     ServerParts m_parts;
     std::function<bool()> m_stopRequested;
@@ -81,6 +93,13 @@ private:
     QueueSender m_sender{m_parts.session, *this, m_faults, m_parts.modem};
     ResultArchiver m_archiver{m_parts.session, *this, m_faults, m_parts.clock};
 
+    StartLog m_startLog{*this};
+    ServiceStart m_start{m_parts, m_startLog};
+    UnattendedStart m_unattendedStart{m_startLog, [this] { return startService(); },
+                                      [this] { return retryInterval(); }};
+
+    QGroupBox Frame1{this};
+    LinkLabel lblUrl{QStringLiteral(SMS_PRODUCT_URL), &Frame1};
     QPushButton btnOp{this};
     QPushButton Command1{this};
     LogBox m_smsLog{this};
@@ -94,7 +113,6 @@ private:
     QTimer tReceivePopMail;
     QTimer tDisTime;
 
-    qint32 ComPort = 0;
     bool m_asking = false; // the stop question is on the screen
     bool m_ended = false;
 };
