@@ -10,6 +10,7 @@ struct CommandLine {
     bool headless = false;
     bool trace = false;
     bool showSettings = false;
+    bool check = false;
     QString settingsFile;
     QString logFile;
     QString screenshotFile;
@@ -21,6 +22,12 @@ struct CommandLine {
 
     bool help = false;
     bool version = false;
+
+    /// True when it asks for an answer on the terminal and no window.
+    [[nodiscard]] bool needsNoDisplay() const
+    {
+        return headless || check || showSettings || !assignments.isEmpty();
+    }
 
     /// Exit status for a command line that cannot be understood.
     static constexpr int wrongUsage = 2;

@@ -9,11 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-
-/// A COM port number: a whole number in the 16-bit range that the modem control takes.
-std::optional<qint16> comPortNumber(const QString &text)
+std::optional<qint16> ServiceStart::comPortNumber(const QString &text)
 {
     const auto value = numericValue(text);
     const auto number = value ? wholeNumber(*value) : std::nullopt;
@@ -21,8 +17,6 @@ std::optional<qint16> comPortNumber(const QString &text)
         return std::nullopt;
     return static_cast<qint16>(*number);
 }
-
-} // namespace
 
 ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
 {

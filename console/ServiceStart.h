@@ -18,6 +18,9 @@ public:
 
     static constexpr int defaultIntervalMilliseconds = 10000;
 
+    /// A COM port setting as its number: a whole number in the 16-bit range that the modem control takes.
+    [[nodiscard]] static std::optional<qint16> comPortNumber(const QString &text);
+
     ServiceStart(const ServerParts &parts, OperatorConsole &console) : m_parts(parts), m_console(console) {}
 
     /// Throws Fault when the registry cannot be read.

@@ -3,8 +3,8 @@
 using namespace Qt::StringLiterals;
 
 UnattendedStart::UnattendedStart(StartLog &log, std::function<std::optional<ServiceStart::Outcome>()> attempt,
-                                 std::function<int()> interval)
-    : m_log(log), m_attempt(std::move(attempt)), m_interval(std::move(interval))
+                                 std::function<int()> interval, QObject *parent)
+    : QObject(parent), m_log(log), m_attempt(std::move(attempt)), m_interval(std::move(interval))
 {
     m_again.setObjectName(u"tStartAgain"_s);
     m_again.setSingleShot(true);

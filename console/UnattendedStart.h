@@ -16,7 +16,7 @@ public:
     /// attempt: one Start; nothing when a fault ended it. interval: milliseconds until the next one.
     /// log: the console that the attempts speak to.
     UnattendedStart(StartLog &log, std::function<std::optional<ServiceStart::Outcome>()> attempt,
-                    std::function<int()> interval);
+                    std::function<int()> interval, QObject *parent);
 
     void begin();
     void end();
@@ -27,7 +27,7 @@ private:
     StartLog &m_log;
     std::function<std::optional<ServiceStart::Outcome>()> m_attempt;
     std::function<int()> m_interval;
-    QTimer m_again;
+    QTimer m_again{this};
     bool m_isTrying = false;
     bool m_hasSaid = false;
 };

@@ -38,6 +38,8 @@ public:
     void setMessageBoxes(std::unique_ptr<MessageBoxes> boxes) { m_boxes = std::move(boxes); }
 
     [[nodiscard]] bool isRunning() const;
+    /// The popup menu m_dis.
+    [[nodiscard]] QMenu *menu() { return &m_icon.menu(); }
     /// Ends the service and the program as Stop does, without its question.
     void stopWithoutQuestion();
     /// Shows the window in front of the others, minimised or not.
@@ -96,7 +98,7 @@ private:
     StartLog m_startLog{*this};
     ServiceStart m_start{m_parts, m_startLog};
     UnattendedStart m_unattendedStart{m_startLog, [this] { return startService(); },
-                                      [this] { return retryInterval(); }};
+                                      [this] { return retryInterval(); }, this};
 
     QGroupBox Frame1{this};
     LinkLabel lblUrl{QStringLiteral(SMS_PRODUCT_URL), &Frame1};
@@ -106,12 +108,12 @@ private:
     StatusPanels m_statusBar{this};
     NotificationIcon m_icon;
 
-    QTimer TSend;
-    QTimer TSendResultDetail;
-    QTimer tSchedule;
-    QTimer TNewMail;
-    QTimer tReceivePopMail;
-    QTimer tDisTime;
+    QTimer TSend{this};
+    QTimer TSendResultDetail{this};
+    QTimer tSchedule{this};
+    QTimer TNewMail{this};
+    QTimer tReceivePopMail{this};
+    QTimer tDisTime{this};
 
     bool m_asking = false; // the stop question is on the screen
     bool m_ended = false;

@@ -68,6 +68,7 @@ void frmParm::buildDialog()
 {
     setObjectName(u"frmParm"_s);
     setWindowTitle(u"参数设置"_s);
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     auto *column = new QVBoxLayout(this);
     column->setSizeConstraint(QLayout::SetFixedSize);
 
