@@ -67,11 +67,13 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
     void buildWindow();
     void describeForScreenReaders();
+    void holdMinimumSize();
     void connectTimers();
     std::optional<ServiceStart::Outcome> startService();
     void enableWorkTimers();
@@ -115,6 +117,7 @@ private:
     QTimer tReceivePopMail{this};
     QTimer tDisTime{this};
 
+    QSize m_heldSize;      // a side that was made as large as the minimum; -1 for one that is larger
     bool m_asking = false; // the stop question is on the screen
     bool m_ended = false;
 };

@@ -75,16 +75,33 @@ void frmMain::describeForScreenReaders()
     m_statusBar.setAccessibleName(u"服务状态"_s);
 }
 
+void frmMain::holdMinimumSize()
+{
+    // The designed minimum is an outer size: what the window's frame adds belongs to it. On X11 the frame is
+    // known only some time after the first layout, so a side that is held is measured again.
+    const QSize frame = frameGeometry().size() - size();
+    const auto held = [](int length, int before, int smallest, int frame) {
+        return length < smallest || length == before ? smallest - frame : -1;
+    };
+    m_heldSize = {held(width(), m_heldSize.width(), border.width(), frame.width()),
+                  held(height(), m_heldSize.height(), border.height(), frame.height())};
+    const QSize wanted(m_heldSize.width() < 0 ? width() : m_heldSize.width(),
+                       m_heldSize.height() < 0 ? height() : m_heldSize.height());
+    if (wanted != size())
+        resize(wanted);
+}
+
+void frmMain::moveEvent(QMoveEvent *)
+{
+    if (!isMinimized())
+        holdMinimumSize();
+}
+
 void frmMain::resizeEvent(QResizeEvent *)
 {
     if (isMinimized())
         return;
-    // The designed minimum is an outer size: what the window's frame adds belongs to it.
-    const QSize frame = frameGeometry().size() - size();
-    const QSize wanted(width() < border.width() ? border.width() - frame.width() : width(),
-                       height() < border.height() ? border.height() - frame.height() : height());
-    if (wanted != size())
-        resize(wanted);
+    holdMinimumSize();
     // After the end a picture of the window may still be taken, but it shows what the operator saw.
     if (!m_ended) {
         setPanelText(Time, GetFormateTime(m_parts.clock));
