@@ -32,6 +32,9 @@ void describe(QCommandLineParser &parser)
         {u"show-settings"_s, u"Print the settings, passwords masked, and exit."_s},
         {u"skip-old-mail"_s,
          u"Before the first start: alert no user about mail that is already there, and exit."_s},
+        {u"check"_s, u"Try the database, the modem and the mail accounts, say what is wrong and what to do, "
+                     u"change nothing, "
+                     "and exit: 0 all well, 1 not."_s},
         {u"log-file"_s, u"Append every log line to this file."_s, u"FILE"_s},
         {u"trace"_s, u"Show the modem's traffic on standard error."_s},
         {u"screenshot"_s, u"Save a picture (PNG) of the main window at the end."_s, u"FILE"_s},
@@ -59,6 +62,7 @@ std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString
     line.hidden = parser.isSet(u"hidden"_s);
     line.headless = parser.isSet(u"headless"_s);
     line.trace = parser.isSet(u"trace"_s);
+    line.check = parser.isSet(u"check"_s);
     line.showSettings = parser.isSet(u"show-settings"_s);
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.settingsFile = parser.value(u"settings"_s);

@@ -11,6 +11,7 @@ struct CommandLine {
     bool trace = false;
     bool showSettings = false;
     bool skipOldMail = false;
+    bool check = false;
     QString settingsFile;
     QString logFile;
     QString screenshotFile;
@@ -22,6 +23,12 @@ struct CommandLine {
 
     bool help = false;
     bool version = false;
+
+    /// False when it asks for an answer on the terminal instead of the service.
+    [[nodiscard]] bool wantsWindow() const
+    {
+        return !check && !showSettings && !skipOldMail && assignments.isEmpty();
+    }
 
     /// Exit status for a command line that cannot be understood.
     static constexpr int wrongUsage = 2;

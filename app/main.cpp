@@ -1,7 +1,9 @@
 #include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
 #include "app/LogFile.h"
+#include "app/SelfCheck.h"
 #include "app/SettingsCommands.h"
+#include "app/SingleInstance.h"
 #include "app/Trace.h"
 #include "console/frmMain.h"
 #include "foundation/Settings.h"
@@ -33,20 +35,33 @@ QString settingsFile(const CommandLine &line)
     return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + u"/sms-server/settings.ini"_s;
 }
 
-int runWindow(const CommandLine &line, FileRegistry &registry)
+/// The outside world, real.
+struct World {
+    explicit World(FileRegistry &settings) : registry(settings) {}
+
+    FileRegistry &registry;
+    SystemClock clock;
+    DatabaseSession session{registry};
+    ModemControl modem{clock,
+                       [this](int comPort) { return registry.read(Settings::comDevicePath(comPort)); }};
+
+    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem}; }
+};
+
+int runWindow(const CommandLine &line, World &world)
 {
+    const SingleInstance instance(world.registry.fileName());
+    if (!instance.isFirst()) {
+        print(stderr, instance.callFirst() ? u"短信服务器已在运行，已请它显示窗口。\n"_s
+                                           : u"短信服务器已在运行。\n"_s);
+        return 0;
+    }
     StopSignal stopSignal;
-    const SystemClock clock;
-    DatabaseSession session(registry);
-    ModemControl modem(clock,
-                       [&registry](int comPort) { return registry.read(Settings::comDevicePath(comPort)); });
-    if (line.trace)
-        modem.setTrace(traceModem);
     std::optional<LogFile> logFile;
     if (!line.logFile.isEmpty())
         logFile.emplace(line.logFile);
 
-    frmMain window({clock, registry, session, modem});
+    frmMain window(world.parts());
     window.setStopRequested([&stopSignal] { return stopSignal.wasReceived(); });
     QObject::connect(&window, &frmMain::logLineAdded, &window, [&](const QString &logLine) {
         if (logFile)
@@ -57,13 +72,14 @@ int runWindow(const CommandLine &line, FileRegistry &registry)
     if (line.headless)
         window.setMessageBoxes(std::make_unique<LoggedMessageBoxes>(window));
     QObject::connect(&stopSignal, &StopSignal::received, &window, &frmMain::stopWithoutQuestion);
+    QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);
     // exit() and not quit(): no close event, no other handler runs any more.
     QObject::connect(&window, &frmMain::ended, qApp, [] { QCoreApplication::exit(0); });
 
     if (!line.hidden)
         window.show();
     if (line.start)
-        QMetaObject::invokeMethod(&window, &frmMain::btnOp_Click, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(&window, &frmMain::startUnattended, Qt::QueuedConnection);
     const int status = QApplication::exec();
     if (!line.screenshotFile.isEmpty() && !window.grab().save(line.screenshotFile, "PNG"))
         throw Fault(u"无法保存窗口图片 %1"_s.arg(line.screenshotFile));
@@ -93,7 +109,20 @@ int run(const CommandLine &line)
         skipOldMailForAll(registry);
         return 0;
     }
-    return runWindow(line, registry);
+    World world(registry);
+    if (line.trace)
+        world.modem.setTrace(traceModem);
+    if (line.check)
+        return checkEverything(world.parts(), [](const QString &text) { print(stdout, text + u'\n'); }) ? 0
+                                                                                                        : 1;
+    return runWindow(line, world);
+}
+
+/// Without a desktop the libraries remark on its absence; that is no line for the log.
+void dropRemarks(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        print(stderr, message + u'\n');
 }
 
 QStringList arguments(int argc, char **argv)
@@ -120,15 +149,20 @@ int main(int argc, char **argv)
         print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION "\n"_s);
         return 0;
     }
-    const bool needsNoDisplay =
-        line->headless || line->showSettings || line->skipOldMail || !line->assignments.isEmpty();
-    if (needsNoDisplay)
+    if (line->headless) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(u"sms-server"_s);
-    QApplication::setApplicationVersion(QStringLiteral(SMS_VERSION));
+        if (!line->trace)
+            qInstallMessageHandler(dropRemarks);
+    }
+    std::unique_ptr<QCoreApplication> application;
+    if (line->wantsWindow())
+        application = std::make_unique<QApplication>(argc, argv);
+    else
+        application = std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication::setApplicationName(u"sms-server"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(SMS_VERSION));
     // The program ends by Stop, the menu or a signal, never because its last window was hidden.
-    QApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     try {
         return run(*line);
     } catch (const Fault &fault) {

@@ -7,6 +7,7 @@ LogBox::LogBox(QWidget *parent) : QPlainTextEdit(parent)
     setReadOnly(true);
     setUndoRedoEnabled(false); // its history would hold every line twice
     setLineWrapMode(QPlainTextEdit::NoWrap);
+    setTabChangesFocus(true);
 }
 
 void LogBox::prependLine(const QString &line)

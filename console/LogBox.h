@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPlainTextEdit>
+#include <QTextBlock>
 
 /// The log box: newest line first, never trimmed, text selectable. Adding a line costs the same however many
 /// there are.
@@ -13,4 +14,6 @@ public:
     /// Puts the line in front of the text and paints it at once. A view scrolled away from the top keeps
     /// showing what it showed.
     void prependLine(const QString &line);
+    /// The line at the view's upper edge.
+    [[nodiscard]] QString firstVisibleLine() const { return firstVisibleBlock().text(); }
 };

@@ -2,6 +2,8 @@
 
 #include "console/ProgramIcon.h"
 
+#include <QGuiApplication>
+
 using namespace Qt::StringLiterals;
 
 NotificationIcon::NotificationIcon(QObject *parent) : QObject(parent), m_menu(u"系统菜单"_s)
@@ -23,7 +25,9 @@ NotificationIcon::NotificationIcon(QObject *parent) : QObject(parent), m_menu(u"
         if (reason == QSystemTrayIcon::Trigger)
             emit leftPressed();
     });
-    m_icon.show();
+    // Without a display there is no notification area, and asking for one only brings warnings.
+    if (QGuiApplication::platformName() != u"offscreen")
+        m_icon.show();
 }
 
 NotificationIcon::~NotificationIcon()

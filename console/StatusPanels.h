@@ -20,7 +20,11 @@ public:
     /// width: pixels; what does not fit the bar is cut off.
     void setPanelWidth(int panel, int width);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void fitFont(QLabel &panel) const;
     [[nodiscard]] QLabel *label(int panel) const;
 
     QList<QLabel *> m_labels;

@@ -1,19 +1,17 @@
 #include "console/frmMain.h"
 
-#include "console/Twips.h"
+#include "console/frmParm.h"
 #include "foundation/GetFormateTime.h"
-#include "foundation/NumericText.h"
-#include "foundation/Settings.h"
 
 #include <QCloseEvent>
-#include <limits>
+#include <QDesktopServices>
+#include <QUrl>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-constexpr int defaultScanIntervalMilliseconds = 10000;
 constexpr int clockIntervalMilliseconds = 1000;
 
 QString startCaption()
@@ -25,12 +23,17 @@ QString stopCaption()
     return u"停止"_s;
 }
 
-/// A COM port number: a whole number in the 16-bit range that the modem control takes.
-std::optional<qint16> comPortNumber(const QString &text)
+/// A log line is one line, whatever a value in it holds.
+QString onOneLine(QString text)
 {
-    bool isNumber = false;
-    const qint16 number = text.trimmed().toShort(&isNumber);
-    return isNumber ? std::optional(number) : std::nullopt;
+    for (QChar &character : text) {
+        // U+FDD0 and U+FDD1 are frame marks to a text document.
+        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+            character == QChar::ParagraphSeparator || character == QChar(0xfdd0) ||
+            character == QChar(0xfdd1))
+            character = u' ';
+    }
+    return text;
 }
 
 } // namespace
@@ -40,10 +43,14 @@ frmMain::frmMain(const ServerParts &parts) : m_parts(parts)
     buildWindow();
     connectTimers();
     connect(&btnOp, &QPushButton::clicked, this, &frmMain::btnOp_Click);
+    connect(&Command1, &QPushButton::clicked, this, &frmMain::Command1_Click);
+    connect(&lblUrl, &LinkLabel::clicked, this, &frmMain::openWebPage);
     connect(&m_icon, &NotificationIcon::leftPressed, this, [this] { setVisible(true); });
-    connect(&m_icon, &NotificationIcon::logChosen, this, [this] { setVisible(true); });
+    connect(&m_icon, &NotificationIcon::logChosen, this, &frmMain::m_log_Click);
+    connect(&m_icon, &NotificationIcon::aboutChosen, this, &frmMain::m_about_Click);
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
-    connect(&m_parts.modem, &ModemControl::notice, this, &frmMain::addLogLine);
+    connect(&m_parts.modem, &ModemControl::notice, this,
+            [this](const QString &text) { m_startLog.addLogLine(text); });
     connect(&m_parts.modem, &ModemControl::messageArrived, this, [this] { m_inbound.messageArrived(); });
     setPanelText(Status, u"等待..."_s);
     tDisTime_Timer();
@@ -53,10 +60,7 @@ frmMain::~frmMain() = default;
 
 void frmMain::addLogLine(const QString &message)
 {
-    // A log line is one line, whatever a value in it holds.
-    QString oneLine = message;
-    oneLine.replace(u'\r', u' ').replace(u'\n', u' ');
-    const QString line = GetFormateTime(m_parts.clock) + u' ' + oneLine;
+    const QString line = GetFormateTime(m_parts.clock) + u' ' + onOneLine(message);
     m_smsLog.prependLine(line);
     emit logLineAdded(line);
 }
@@ -69,7 +73,8 @@ bool frmMain::isRunning() const
 void frmMain::btnOp_Click()
 {
     if (!isRunning()) {
-        m_guard.run(u"启动服务"_s, [this] { startService(); });
+        m_unattendedStart.end();
+        startService();
     } else if (!m_asking) {
         m_asking = true;
         const bool stop = m_boxes->confirm(u"确实要停止短信服务器吗？"_s);
@@ -92,90 +97,89 @@ void frmMain::stopWithoutQuestion()
     if (m_ended)
         return;
     m_ended = true;
+    m_unattendedStart.end();
     if (isRunning())
         m_guard.run(u"停止服务"_s, [this] { stopService(); });
     m_icon.remove();
     emit ended();
 }
 
-void frmMain::startService()
+std::optional<ServiceStart::Outcome> frmMain::startService()
 {
-    if (!m_parts.session.OpenDB()) {
-        addLogLine(u"数据库连接失败"_s);
-        return;
-    }
-    addLogLine(u"成功连接数据库"_s);
-
-    const QString centerCode = m_parts.registry.read(Settings::centerCodePath());
-    if (centerCode.isEmpty()) {
-        m_boxes->inform(u"请首先进行参数配置,配置短信中心号码!"_s);
-        return;
-    }
-    const int interval = scanIntervalMilliseconds();
-    const QString serverPort = m_parts.registry.read(Settings::serverPortPath());
-    if (serverPort.isEmpty()) {
-        addLogLine(u"没有指定GSM Modem COM端口,请正确配置 GSM Modem COM端口"_s);
-        return;
-    }
-    const auto port = comPortNumber(serverPort);
-    ComPort = port.value_or(0);
-
-    setPanelText(Status, u"正在连接端口..."_s);
-    bool opened = false;
-    if (port) {
-        m_parts.modem.setPortNumber(*port);
-        m_parts.modem.setServiceCentre(centerCode.trimmed());
-        m_parts.modem.setSenderCountryCode(
-            m_parts.registry.read(Settings::senderCountryCodePath()).trimmed());
-        if (m_parts.modem.isPortOpen())
-            static_cast<void>(m_parts.modem.close());
-        opened = m_parts.modem.open() == 0;
-    }
-    const QString portText = port ? QString::number(ComPort) : serverPort;
-    if (!opened) {
-        addLogLine(u"连接 COM"_s + portText + u"失败，请检查连线是否正确。"_s);
+    std::optional<ServiceStart::Outcome> outcome;
+    m_guard.run(u"启动服务"_s, [this, &outcome] {
+        outcome = m_start.run(*m_boxes);
+        if (outcome == ServiceStart::Outcome::PortOpened)
+            enableWorkTimers();
+    });
+    if (!outcome)
         setPanelText(Status, u"启动失败..."_s);
-        return;
-    }
-    addLogLine(u"连接 COM"_s + portText + u"端口成功！"_s);
-    setPanelText(Status, u"正在运行..."_s);
-    for (QTimer *timer : {&TSend, &TSendResultDetail, &tSchedule, &TNewMail, &tReceivePopMail})
-        timer->setInterval(interval);
-    setWorkTimers(true);
+    return outcome;
+}
+
+void frmMain::enableWorkTimers()
+{
+    for (QTimer *timer : workTimers())
+        timer->setInterval(m_start.intervalMilliseconds());
+    for (QTimer *timer : workTimers())
+        timer->start();
     btnOp.setText(stopCaption());
+}
+
+void frmMain::startUnattended()
+{
+    if (!isRunning())
+        m_unattendedStart.begin();
+}
+
+int frmMain::retryInterval()
+{
+    int interval = ServiceStart::defaultIntervalMilliseconds;
+    m_guard.run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanIntervalMilliseconds(); });
+    return interval;
 }
 
 void frmMain::stopService()
 {
     if (m_parts.modem.isPortOpen()) {
         const bool released = m_parts.modem.close() == 0;
-        addLogLine(u"释放 COM"_s + QString::number(ComPort) + (released ? u"端口成功！"_s : u"端口失败"_s));
+        addLogLine(u"释放 COM"_s + QString::number(m_start.comPort()) +
+                   (released ? u"端口成功！"_s : u"端口失败"_s));
     }
     btnOp.setText(startCaption());
-    setWorkTimers(false);
+    for (QTimer *timer : workTimers())
+        timer->stop();
     setPanelText(ToSend, u"准备就绪"_s);
     m_icon.remove();
     setPanelText(Status, u"服务未启动..."_s);
 }
 
-void frmMain::setWorkTimers(bool enabled)
+void frmMain::Command1_Click()
 {
-    for (QTimer *timer : {&TSend, &TSendResultDetail, &tSchedule, &TNewMail, &tReceivePopMail}) {
-        if (enabled)
-            timer->start();
-        else
-            timer->stop();
-    }
+    frmParm dialog(m_parts.session, m_parts.registry, *m_boxes, this);
+    dialog.Form_Load();
+    if (!m_ended)
+        dialog.exec();
 }
 
-int frmMain::scanIntervalMilliseconds() const
+void frmMain::m_about_Click()
 {
-    const auto delay = numericValue(m_parts.registry.read(Settings::timeDelayPath()));
-    const auto seconds = delay ? wholeNumber(*delay) : std::nullopt;
-    if (!seconds || *seconds <= 0)
-        return defaultScanIntervalMilliseconds;
-    // What a timer holds: about 24 days.
-    return static_cast<int>(qMin<qint64>(qint64(*seconds) * 1000, std::numeric_limits<int>::max()));
+    openWebPage(QStringLiteral(SMS_MAKER_URL));
+}
+
+void frmMain::openWebPage(const QString &address)
+{
+    QDesktopServices::openUrl(QUrl(address));
+}
+
+void frmMain::bringToFront()
+{
+    if (m_ended)
+        return;
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
 }
 
 void frmMain::tDisTime_Timer()

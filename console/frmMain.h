@@ -1,10 +1,12 @@
 #pragma once
 
 #include "alerts/NewMailAlerts.h"
+#include "console/LinkLabel.h"
 #include "console/LogBox.h"
-#include "console/MessageBoxes.h"
 #include "console/NotificationIcon.h"
+#include "console/ServerParts.h"
 #include "console/StatusPanels.h"
+#include "console/UnattendedStart.h"
 #include "foundation/OperatorConsole.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
@@ -12,18 +14,11 @@
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 
-#include <QLabel>
+#include <QGroupBox>
 #include <QPushButton>
 #include <QTimer>
+#include <array>
 #include <memory>
-
-/// The outside world as the main window needs it; all of it outlives the window.
-struct ServerParts {
-    const Clock &clock;
-    const Registry &registry;
-    DatabaseSession &session;
-    ModemControl &modem;
-};
 
 /// The main window: the service controller with its start/stop button, the log box, the status bar, the six
 /// timers and the notification-area icon. The caption of btnOp is the service state.
@@ -45,12 +40,24 @@ public:
     void setMessageBoxes(std::unique_ptr<MessageBoxes> boxes) { m_boxes = std::move(boxes); }
 
     [[nodiscard]] bool isRunning() const;
+    /// The popup menu m_dis.
+    [[nodiscard]] QMenu *menu() { return &m_icon.menu(); }
     /// Ends the service and the program as Stop does, without its question.
     void stopWithoutQuestion();
+    /// Shows the window in front of the others, minimised or not.
+    void bringToFront();
 
 public slots:
+    /// Starts the service as btnOp does, again and again until the database and the modem are there.
+    void startUnattended();
     /// The start/stop button: starts the service, or asks and then ends the program.
     void btnOp_Click();
+    /// The button "配置": the settings dialog.
+    void Command1_Click();
+    /// The menu item "打开日志".
+    void m_log_Click() { setVisible(true); }
+    /// The menu item "关于Korvalin": the maker's web page.
+    void m_about_Click();
     /// The menu item "关闭服务".
     void m_Stop_Click();
 
@@ -62,16 +69,25 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
     void buildWindow();
+    void describeForScreenReaders();
+    void holdMinimumSize();
     void connectTimers();
-    void startService();
+    std::optional<ServiceStart::Outcome> startService();
+    void enableWorkTimers();
+    /// In the order in which they are enabled and disabled.
+    [[nodiscard]] std::array<QTimer *, 5> workTimers()
+    {
+        return {&TSend, &TSendResultDetail, &tSchedule, &TNewMail, &tReceivePopMail};
+    }
+    [[nodiscard]] int retryInterval();
     void stopService();
-    void setWorkTimers(bool enabled);
-    [[nodiscard]] int scanIntervalMilliseconds() const;
     void tDisTime_Timer();
+    void openWebPage(const QString &address);
 
     ServerParts m_parts;
     std::function<bool()> m_stopRequested;
@@ -85,20 +101,27 @@ private:
     InboundMessageHandler m_inbound{m_parts.session, *this, m_faults, m_guard, m_parts.modem};
     NewMailAlerts m_newMailAlerts{m_parts.session, *this, m_faults};
 
+    StartLog m_startLog{*this};
+    ServiceStart m_start{m_parts, m_startLog};
+    UnattendedStart m_unattendedStart{m_startLog, [this] { return startService(); },
+                                      [this] { return retryInterval(); }, this};
+
+    QGroupBox Frame1{this};
+    LinkLabel lblUrl{QStringLiteral(SMS_PRODUCT_URL), &Frame1};
     QPushButton btnOp{this};
     QPushButton Command1{this};
     LogBox m_smsLog{this};
     StatusPanels m_statusBar{this};
     NotificationIcon m_icon;
 
-    QTimer TSend;
-    QTimer TSendResultDetail;
-    QTimer tSchedule;
-    QTimer TNewMail;
-    QTimer tReceivePopMail;
-    QTimer tDisTime;
+    QTimer TSend{this};
+    QTimer TSendResultDetail{this};
+    QTimer tSchedule{this};
+    QTimer TNewMail{this};
+    QTimer tReceivePopMail{this};
+    QTimer tDisTime{this};
 
-    qint32 ComPort = 0;
+    QSize m_heldSize;      // a side that was made as large as the minimum; -1 for one that is larger
     bool m_asking = false; // the stop question is on the screen
     bool m_ended = false;
 };

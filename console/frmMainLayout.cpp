@@ -3,7 +3,7 @@
 #include "console/frmMain.h"
 #include "foundation/GetFormateTime.h"
 
-#include <QGroupBox>
+#include <QLabel>
 
 using namespace Qt::StringLiterals;
 
@@ -12,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr int twipsPerPoint = 20;
 constexpr QSize designedClient(pixelsFromTwips(8610), pixelsFromTwips(8445));
 /// pBorder: the smallest outer size of the window.
 constexpr QSize border(pixelsFromTwips(8625), pixelsFromTwips(8040));
@@ -20,6 +21,7 @@ QLabel *placeLabel(QWidget *parent, const QString &name, const QString &text, co
 {
     auto *label = new QLabel(text, parent);
     label->setObjectName(name);
+    label->setTextFormat(Qt::PlainText);
     label->setGeometry(rectangle);
     return label;
 }
@@ -31,17 +33,22 @@ void frmMain::buildWindow()
     setObjectName(u"frmMain"_s);
     setWindowTitle(u"Brenmoor网络协同办公系统短信平台服务器"_s);
     setWindowIcon(programIcon());
+    // The design's letters are 9 points high; like everything else in it, whatever the desktop's own font is.
+    QFont letters = font();
+    letters.setPixelSize(pixelsFromTwips(9 * twipsPerPoint));
+    setFont(letters);
 
-    auto *about = new QGroupBox(u"关于Korvalin"_s, this);
-    about->setObjectName(u"Frame1"_s);
-    about->setGeometry(rectFromTwips(15, 60, 7605, 960));
-    QLabel *image = placeLabel(about, u"Image1"_s, {}, rectFromTwips(120, 330, 540, 540));
-    image->setPixmap(programIcon().pixmap(image->size()));
-    placeLabel(about, u"Label1"_s, u"BrenmoorOA SMS  Server 2007"_s, rectFromTwips(840, 330, 4300, 270));
-    placeLabel(about, u"Label2"_s, u"短信平台服务器 V2.0"_s, rectFromTwips(840, 615, 4300, 270));
-    QLabel *url =
-        placeLabel(about, u"lblUrl"_s, QStringLiteral(SMS_PRODUCT_URL), rectFromTwips(5280, 660, 2220, 195));
-    url->setStyleSheet(u"color: #0000ff"_s);
+    Frame1.setObjectName(u"Frame1"_s);
+    Frame1.setTitle(u"关于Korvalin"_s);
+    Frame1.setGeometry(rectFromTwips(15, 60, 7605, 960));
+    QLabel *image = placeLabel(&Frame1, u"Image1"_s, {}, rectFromTwips(120, 330, 540, 540));
+    image->setPixmap(programIcon().pixmap(image->size(), devicePixelRatio()));
+    placeLabel(&Frame1, u"Label1"_s, u"BrenmoorOA SMS  Server 2007"_s, rectFromTwips(840, 330, 4300, 270));
+    placeLabel(&Frame1, u"Label2"_s, u"短信平台服务器 V2.0"_s, rectFromTwips(840, 615, 4300, 270));
+    lblUrl.setObjectName(u"lblUrl"_s);
+    lblUrl.setGeometry(rectFromTwips(5280, 660, 2220, 195));
+    letters.setPixelSize(lblUrl.height() - 2); // what the label's designed height holds
+    lblUrl.setFont(letters);
 
     btnOp.setObjectName(u"btnOp"_s);
     btnOp.setText(u"启动"_s);
@@ -51,25 +58,58 @@ void frmMain::buildWindow()
     Command1.setGeometry(rectFromTwips(7665, 630, 900, 390));
     m_smsLog.setObjectName(u"SMSLog"_s);
     m_smsLog.setGeometry(rectFromTwips(30, 1110, 8535, 6960));
+    setTabOrder(&btnOp, &Command1);
+    setTabOrder(&Command1, &lblUrl);
+    setTabOrder(&lblUrl, &m_smsLog);
+    btnOp.setFocus();
+    describeForScreenReaders();
     resize(designedClient);
+}
+
+void frmMain::describeForScreenReaders()
+{
+    btnOp.setAccessibleDescription(u"启动或停止短信服务"_s);
+    Command1.setAccessibleDescription(u"打开参数设置"_s);
+    m_smsLog.setAccessibleName(u"运行日志，最新的在最前面"_s);
+    lblUrl.setAccessibleDescription(u"在浏览器中打开产品网页"_s);
+    m_statusBar.setAccessibleName(u"服务状态"_s);
+}
+
+void frmMain::holdMinimumSize()
+{
+    // The designed minimum is an outer size: what the window's frame adds belongs to it. On X11 the frame is
+    // known only some time after the first layout, so a side that is held is measured again.
+    const QSize frame = frameGeometry().size() - size();
+    const auto held = [](int length, int before, int smallest, int frame) {
+        return length < smallest || length == before ? smallest - frame : -1;
+    };
+    m_heldSize = {held(width(), m_heldSize.width(), border.width(), frame.width()),
+                  held(height(), m_heldSize.height(), border.height(), frame.height())};
+    const QSize wanted(m_heldSize.width() < 0 ? width() : m_heldSize.width(),
+                       m_heldSize.height() < 0 ? height() : m_heldSize.height());
+    if (wanted != size())
+        resize(wanted);
+}
+
+void frmMain::moveEvent(QMoveEvent *)
+{
+    if (!isMinimized())
+        holdMinimumSize();
 }
 
 void frmMain::resizeEvent(QResizeEvent *)
 {
     if (isMinimized())
         return;
-    // The designed minimum is an outer size: what the window's frame adds belongs to it.
-    const QSize frame = frameGeometry().size() - size();
-    const QSize wanted(width() < border.width() ? border.width() - frame.width() : width(),
-                       height() < border.height() ? border.height() - frame.height() : height());
-    if (wanted != size())
-        resize(wanted);
+    holdMinimumSize();
+    // After the end a picture of the window may still be taken, but it shows what the operator saw.
+    if (!m_ended) {
+        setPanelText(Time, GetFormateTime(m_parts.clock));
+        for (const Panel counter : {ToSend, Succeeded, Failed})
+            setPanelText(counter, u"0"_s);
+    }
     const int top = m_smsLog.y();
-    const int logHeight = height() - m_statusBar.height() - top;
-    setPanelText(Time, GetFormateTime(m_parts.clock));
-    for (const Panel counter : {ToSend, Succeeded, Failed})
-        setPanelText(counter, u"0"_s);
-    m_smsLog.setGeometry(0, top, width(), logHeight);
+    m_smsLog.setGeometry(0, top, width(), height() - m_statusBar.height() - top);
     m_statusBar.setGeometry(0, height() - m_statusBar.height(), width(), m_statusBar.height());
     m_statusBar.setPanelWidth(Filler, width());
 }

@@ -1,0 +1,171 @@
+#include "app/SelfCheck.h"
+
+#include "app/OfficeTables.h"
+#include "console/ServiceStart.h"
+#include "foundation/DatabaseSession.h"
+#include "foundation/Settings.h"
+#include "platform/modem/ModemControl.h"
+
+#include <QRegularExpression>
+#include <QScopeGuard>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString askForSettings()
+{
+    return u"在主窗口点击“配置”填写，或用 --set 写入"_s;
+}
+
+void checkServiceCentre(const QString &number, CheckReport &report)
+{
+    static const QRegularExpression international(u"^\\+[0-9]{1,20}$"_s);
+    static const QRegularExpression national(u"^[0-9]{1,20}$"_s);
+    if (number.isEmpty())
+        report.wrong(u"没有配置短信中心号码"_s, askForSettings());
+    else if (international.match(number).hasMatch())
+        report.well(u"短信中心号码 "_s + number);
+    else if (national.match(number).hasMatch())
+        report.wrong(u"短信中心号码 %1 没有国际前缀“+”，网络可能拒收短信"_s.arg(number),
+                     u"写成国际格式，例如 +86 加号码"_s);
+    else
+        report.wrong(u"短信中心号码“%1”含有数字以外的字符"_s.arg(number),
+                     u"只写“+”和最多 20 位数字，号码可向运营商查询"_s);
+}
+
+/// Columns are compared as the databases do: letter case does not count.
+QStringList missingColumns(const OfficeTable &table, const QStringList &present)
+{
+    QStringList missing;
+    for (const QString &column : table.columns) {
+        if (!present.contains(column, Qt::CaseInsensitive))
+            missing += column;
+    }
+    return missing;
+}
+
+bool checkTable(Connection &connection, const OfficeTable &table, CheckReport &report)
+{
+    try {
+        // The name is one of our own list.
+        const QStringList present =
+            connection.query(u"select * from %1 where 1=0"_s.arg(table.name), {}).columns;
+        const QStringList missing = missingColumns(table, present);
+        if (missing.isEmpty())
+            return true;
+        report.wrong(u"数据表 %1 缺少列：%2"_s.arg(table.name, missing.join(u"、"_s)),
+                     u"请 OA 系统管理员升级数据库结构"_s);
+    } catch (const DatabaseFault &fault) {
+        report.wrong(u"数据表 %1 不能读取：%2"_s.arg(table.name, fault.message()),
+                     u"请确认连接字符串指向 OA 系统的数据库、数据表存在并且登录用户有权限"_s);
+    }
+    return false;
+}
+
+QString modemRemedy(ModemResult result)
+{
+    switch (result) {
+    case ModemResult::NoSuchPort:
+        return u"请检查短信猫连线；需要时用 --set COMn=设备路径 指定设备，例如 --set COM3=/dev/ttyUSB0"_s;
+    case ModemResult::PortBusy:
+        return u"请关闭占用该设备的程序；短信服务器正在运行时，设备由它占用，此项属正常"_s;
+    case ModemResult::PortDenied:
+        return u"请把运行本程序的用户加入设备所属的组（通常是 dialout）并重新登录"_s;
+    case ModemResult::PortFailed:
+    case ModemResult::ModemSilent:
+        return u"请检查短信猫的电源、连线和端口号"_s;
+    case ModemResult::SimMissing:
+        return u"请断电后插入 SIM 卡"_s;
+    case ModemResult::SimLocked:
+        return u"请先用手机取消 SIM 卡的 PIN 码，本程序不会尝试输入"_s;
+    case ModemResult::SimFailure:
+        return u"请更换 SIM 卡或检查卡座"_s;
+    case ModemResult::PduModeRefused:
+        return u"该设备不支持 PDU 模式短信，请更换短信猫"_s;
+    case ModemResult::ServiceCentreInvalid:
+    case ModemResult::ServiceCentreRefused:
+        return u"请检查短信中心号码"_s;
+    case ModemResult::Ok:
+    case ModemResult::NumberInvalid:
+    case ModemResult::TextTooLong:
+    case ModemResult::Refused:
+    case ModemResult::NotConfirmed:
+    case ModemResult::FateUnknown:
+    case ModemResult::PartlySent:
+    case ModemResult::NoMessage:
+    case ModemResult::MessageUnreadable:
+        break;
+    }
+    return u"请检查短信猫"_s;
+}
+
+} // namespace
+
+void checkSettings(const ServerParts &parts, CheckReport &report)
+{
+    checkServiceCentre(parts.registry.read(Settings::centerCodePath()).trimmed(), report);
+    const QString port = parts.registry.read(Settings::serverPortPath());
+    if (port.isEmpty())
+        report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());
+    else if (const auto number = ServiceStart::comPortNumber(port); !number || *number < 1)
+        report.wrong(u"GSM Modem COM 端口“%1”不是端口号"_s.arg(port), askForSettings());
+}
+
+void checkDatabase(const ServerParts &parts, CheckReport &report)
+{
+    if (parts.session.GetConnectString().isEmpty()) {
+        report.wrong(u"没有数据库连接字符串"_s, u"由 OA 系统写入，或用 --set ConnectString=... 写入"_s);
+        return;
+    }
+    if (!parts.session.OpenDB()) {
+        report.wrong(u"数据库连接失败："_s + parts.session.openFailure(),
+                     u"请检查连接字符串、数据库服务和登录用户"_s);
+        return;
+    }
+    report.well(u"数据库已连接"_s);
+    bool allPresent = true;
+    for (const OfficeTable &table : officeTables())
+        allPresent &= checkTable(parts.session.Conn(), table, report);
+    if (allPresent)
+        report.well(u"数据表和列齐全"_s);
+}
+
+void checkModem(const ServerParts &parts, CheckReport &report)
+{
+    const auto port = ServiceStart::comPortNumber(parts.registry.read(Settings::serverPortPath()));
+    if (!port)
+        return; // told by the settings
+    QStringList notices;
+    const auto listening = QObject::connect(&parts.modem, &ModemControl::notice,
+                                            [&notices](const QString &text) { notices += text; });
+    const auto leave = qScopeGuard([&] {
+        static_cast<void>(parts.modem.close());
+        QObject::disconnect(listening);
+    });
+    parts.modem.setPortNumber(*port);
+    // Nothing is written to the SIM card: it keeps the centre number it has.
+    parts.modem.setServiceCentre({});
+    const auto result = static_cast<ModemResult>(parts.modem.open());
+    if (result != ModemResult::Ok) {
+        report.wrong(u"COM%1 短信猫不能使用（代码 %2）"_s.arg(*port).arg(int(result)) +
+                         (notices.isEmpty() ? QString() : u"："_s + notices.join(u"；"_s)),
+                     modemRemedy(result));
+        return;
+    }
+    report.well(u"COM%1 短信猫应答正常"_s.arg(*port));
+    for (const QString &notice : std::as_const(notices))
+        report.wrong(notice, u"请检查天线、信号和 SIM 卡状态"_s);
+    if (notices.isEmpty())
+        report.well(u"已注册到网络"_s);
+}
+
+bool checkEverything(const ServerParts &parts, const CheckReport::Show &show)
+{
+    CheckReport report(show);
+    for (const auto check : {checkDatabase, checkSettings, checkModem})
+        check(parts, report);
+    show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);
+    return report.isWell();
+}

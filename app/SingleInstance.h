@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QLocalServer>
+#include <QLockFile>
+
+/// One running server for each settings file: two would send the same messages twice. The lock stands beside
+/// the settings file; one left by a process that no longer lives is taken over.
+class SingleInstance final : public QObject
+{
+    Q_OBJECT
+public:
+    /// Creates the settings file's folder when it is missing. Throws Fault when the lock cannot be written.
+    explicit SingleInstance(const QString &settingsFile);
+
+    /// True when this process is the one; it then hears of later starts.
+    [[nodiscard]] bool isFirst() const { return m_lock.isLocked(); }
+    /// Asks the first one to show its window. False when it cannot be reached.
+    [[nodiscard]] bool callFirst() const;
+
+signals:
+    /// Another start found this one running.
+    void startedAgain();
+
+private:
+    QString m_serverName;
+    QLockFile m_lock;
+    QLocalServer m_server;
+};

@@ -1,0 +1,110 @@
+// bench-console: what the operator's window costs. Prints, measured in one run: from the program's start to
+// its shown window, memory once it is shown, and one log line at 100, 10,000 and 100,000 lines, painted and
+// not.
+//   bench-console [PATH_OF_SMS_SERVER]
+
+#include "console/LogBox.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int repeatedStarts = 5;
+constexpr int measuredLines = 200;
+
+double median(std::vector<double> values)
+{
+    std::nth_element(values.begin(), values.begin() + std::ptrdiff_t(values.size() / 2), values.end());
+    return values[values.size() / 2];
+}
+
+double residentMegabytes(qint64 process)
+{
+    QFile status(u"/proc/%1/status"_s.arg(process));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    static const QRegularExpression resident(u"VmRSS:\\s+(\\d+) kB"_s);
+    return resident.match(QString::fromUtf8(status.readAll())).captured(1).toDouble() / 1024;
+}
+
+/// The first log line comes right after the window is shown.
+void measureStart(const QString &server)
+{
+    std::vector<double> milliseconds;
+    std::vector<double> megabytes;
+    for (int start = 0; start < repeatedStarts; ++start) {
+        const QTemporaryDir folder;
+        QProcess process;
+        QElapsedTimer timer;
+        timer.start();
+        process.start(server,
+                      {u"--headless"_s, u"--start"_s, u"--settings"_s, folder.filePath(u"settings.ini"_s)});
+        QByteArray said;
+        while (!said.contains("数据库") && process.waitForReadyRead(30000))
+            said += process.readAllStandardError();
+        milliseconds.push_back(double(timer.nsecsElapsed()) / 1e6);
+        megabytes.push_back(residentMegabytes(process.processId()));
+        process.terminate();
+        process.waitForFinished();
+    }
+    std::printf("start to shown window: %.0f ms (limit 1000)\n", median(milliseconds));
+    std::printf("memory after start: %.0f MB (limit 100)\n", median(megabytes));
+}
+
+QString logLine(int number)
+{
+    return u"2006-03-05 07:08:09 手机号码：1380013%1短信发送失败."_s.arg(number, 4, 10, QChar(u'0'));
+}
+
+/// Microseconds for one more line, shown or hidden, in a log of so many lines.
+double lineCost(LogBox &log, int lines)
+{
+    while (log.document()->blockCount() <= lines)
+        log.prependLine(logLine(lines));
+    std::vector<double> microseconds;
+    for (int i = 0; i < measuredLines; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        log.prependLine(logLine(i));
+        microseconds.push_back(double(timer.nsecsElapsed()) / 1e3);
+    }
+    return median(microseconds);
+}
+
+void measureLog(bool painted)
+{
+    LogBox log;
+    log.resize(575, 460);
+    if (painted)
+        log.show();
+    const double few = lineCost(log, 100);
+    const double many = lineCost(log, 10000);
+    const double most = lineCost(log, 100000);
+    std::printf("one log line, %s: %.0f us at 100 lines, %.0f us at 10,000, %.0f us at 100,000; ratio %.2f "
+                "(limit 2)\n",
+                painted ? "painted" : "window hidden", few, many, most, std::max(many, most) / few);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    measureStart(arguments.size() > 1 ? arguments[1]
+                                      : QCoreApplication::applicationDirPath() + u"/sms-server"_s);
+    measureLog(false);
+    measureLog(true);
+    return 0;
+}

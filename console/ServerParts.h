@@ -1,0 +1,14 @@
+#pragma once
+
+class Clock;
+class DatabaseSession;
+class ModemControl;
+class Registry;
+
+/// The outside world as the main window needs it; all of it outlives the window.
+struct ServerParts {
+    const Clock &clock;
+    Registry &registry;
+    DatabaseSession &session;
+    ModemControl &modem;
+};

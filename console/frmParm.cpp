@@ -1,0 +1,191 @@
+#include "console/frmParm.h"
+
+#include "foundation/DatabaseSession.h"
+#include "foundation/NumericText.h"
+#include "foundation/Settings.h"
+#include "platform/modem/SerialDevice.h"
+
+#include <QComboBox>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int offeredPorts = 10;
+constexpr QLatin1String portPrefix("COM");
+
+/// COM3, com 3 and 3 all give 3.
+QString portText(QString typed)
+{
+    typed.removeIf([](QChar character) { return character.isSpace(); });
+    return typed.toUpper().remove(portPrefix);
+}
+
+/// The number rounds to a whole 32-bit number above 0.
+bool isPositive(double value)
+{
+    return wholeNumber(value).value_or(0) > 0;
+}
+
+bool isPositiveNumber(const QString &text)
+{
+    const auto value = numericValue(text);
+    return value && isPositive(*value);
+}
+
+QHBoxLayout *addGroup(QVBoxLayout &dialog, const QString &caption)
+{
+    auto *group = new QGroupBox(caption);
+    dialog.addWidget(group);
+    return new QHBoxLayout(group);
+}
+
+QLabel *label(const QString &text, QWidget *field)
+{
+    auto *label = new QLabel(text);
+    label->setBuddy(field);
+    return label;
+}
+
+} // namespace
+
+frmParm::frmParm(DatabaseSession &session, Registry &registry, MessageBoxes &boxes, QWidget *parent)
+    : QDialog(parent), m_session(session), m_registry(registry), m_boxes(boxes)
+{
+    buildDialog();
+    connect(btnOK, &QPushButton::clicked, this, &frmParm::btnOK_Click);
+    connect(Command1, &QPushButton::clicked, this, &frmParm::Command1_Click);
+}
+
+void frmParm::buildDialog()
+{
+    setObjectName(u"frmParm"_s);
+    setWindowTitle(u"参数设置"_s);
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
+    auto *column = new QVBoxLayout(this);
+    column->setSizeConstraint(QLayout::SetFixedSize);
+
+    PortNumber = new QComboBox;
+    PortNumber->setObjectName(u"PortNumber"_s);
+    PortNumber->setAccessibleName(u"端口号"_s);
+    PortNumber->setEditable(true);
+    PortNumber->setInsertPolicy(QComboBox::NoInsert);
+    PortNumber->setCompleter(nullptr); // it would turn a typed "com1" into "COM10"
+    QHBoxLayout *port = addGroup(*column, u"GSM Modem 端口配置"_s);
+    port->addWidget(label(u"端口号："_s, PortNumber));
+    port->addWidget(PortNumber, 1);
+
+    CenterCode = new QLineEdit;
+    CenterCode->setObjectName(u"CenterCode"_s);
+    CenterCode->setAccessibleName(u"短信中心号码"_s);
+    QHBoxLayout *centre = addGroup(*column, u"短信中心号码"_s);
+    centre->addWidget(label(u"号  码："_s, CenterCode));
+    centre->addWidget(CenterCode, 1);
+
+    txtTimeDelay = new QLineEdit;
+    txtTimeDelay->setObjectName(u"txtTimeDelay"_s);
+    txtTimeDelay->setAccessibleName(u"扫描时间间隔，秒"_s);
+    QHBoxLayout *interval = addGroup(*column, u"扫描时间间隔"_s);
+    interval->addWidget(label(u"每"_s, txtTimeDelay));
+    interval->addWidget(txtTimeDelay, 1);
+    interval->addWidget(new QLabel(u"秒钟检测一次"_s));
+
+    btnOK = new QPushButton(u"确定"_s);
+    btnOK->setObjectName(u"btnOK"_s);
+    btnOK->setDefault(true);
+    Command1 = new QPushButton(u"取消"_s);
+    Command1->setObjectName(u"Command1"_s);
+    Command1->setAutoDefault(false);
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(btnOK);
+    buttons->addWidget(Command1);
+    column->addLayout(buttons);
+    setTabOrder(PortNumber, CenterCode);
+    setTabOrder(CenterCode, txtTimeDelay);
+    setTabOrder(txtTimeDelay, btnOK);
+    setTabOrder(btnOK, Command1);
+    PortNumber->setFocus();
+}
+
+void frmParm::Form_Load()
+{
+    if (!m_session.OpenDB()) {
+        m_boxes.inform(u"数据库连接失败，成检查数据库是否安装正确"_s);
+        return;
+    }
+    try {
+        showStoredValues();
+    } catch (const Fault &fault) {
+        m_boxes.inform(u"参数读取失败："_s + fault.message());
+    }
+}
+
+void frmParm::showStoredValues()
+{
+    for (int number = 1; number <= offeredPorts; ++number) {
+        PortNumber->addItem(portPrefix + QString::number(number));
+        const QString mapped = m_registry.read(Settings::comDevicePath(number));
+        PortNumber->setItemData(number - 1, mapped.isEmpty() ? serialDevice(number) : mapped,
+                                Qt::ToolTipRole);
+    }
+    CenterCode->setText(m_registry.read(Settings::centerCodePath()));
+    const QString port = m_registry.read(Settings::serverPortPath());
+    const QString shownPort = port.isEmpty() ? QString() : portPrefix + port;
+    PortNumber->setCurrentIndex(PortNumber->findText(shownPort));
+    PortNumber->setEditText(shownPort);
+    const QString delay = m_registry.read(Settings::timeDelayPath());
+    txtTimeDelay->setText(delay.isEmpty() ? u"10"_s : delay);
+}
+
+void frmParm::btnOK_Click()
+{
+    try {
+        if (!store())
+            return;
+    } catch (const Fault &fault) {
+        m_boxes.inform(u"参数保存失败："_s + fault.message());
+        return;
+    }
+    m_boxes.inform(u"参数保存成功"_s);
+    accept();
+}
+
+bool frmParm::store()
+{
+    const QString port = portText(PortNumber->currentText());
+    m_registry.write(Settings::centerCodePath(), CenterCode->text());
+    if (!isPositiveNumber(port)) {
+        refuse(u"请选择正确的短信猫端口号"_s, PortNumber);
+        return false;
+    }
+    m_registry.write(Settings::serverPortPath(), port);
+    if (CenterCode->text().isEmpty()) {
+        refuse(u"请输入短信中心号码！"_s, CenterCode);
+        return false;
+    }
+    const auto seconds = numericValue(txtTimeDelay->text());
+    if (!seconds) {
+        refuse(u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s, txtTimeDelay);
+        return false;
+    }
+    if (!isPositive(*seconds)) {
+        refuse(u"检测时间间隔必须是数字"_s, txtTimeDelay);
+        return false;
+    }
+    m_registry.write(Settings::timeDelayPath(), txtTimeDelay->text());
+    return true;
+}
+
+void frmParm::refuse(const QString &text, QWidget *field)
+{
+    m_boxes.inform(text);
+    field->setFocus();
+}

@@ -1,0 +1,49 @@
+#include "app/CommandLine.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class CommandLineTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void wrongUsageIsToldInWords_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("named"); // in the error
+        QTest::newRow("unknown option") << QStringList{u"--strat"_s} << u"strat"_s;
+        QTest::newRow("stray argument") << QStringList{u"start"_s} << u"start"_s;
+        QTest::newRow("option without its value") << QStringList{u"--log-file"_s} << u"log-file"_s;
+        QTest::newRow("unknown setting") << QStringList{u"--set"_s, u"Port=3"_s} << u"Port"_s;
+        QTest::newRow("setting without value") << QStringList{u"--set"_s, u"ServerPort"_s} << u"NAME=VALUE"_s;
+        QTest::newRow("COM0") << QStringList{u"--set"_s, u"COM0=/dev/x"_s} << u"COM0"_s;
+    }
+    void wrongUsageIsToldInWords()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, named);
+        QString error;
+        QVERIFY(!readCommandLine(QStringList{u"sms-server"_s} + arguments, error));
+        QVERIFY2(error.contains(named), qPrintable(error));
+    }
+
+    void everythingAtOnce()
+    {
+        QString error;
+        const auto line = readCommandLine({u"sms-server"_s, u"--start"_s, u"--hidden"_s, u"--settings=/s"_s,
+                                           u"--set"_s, u"ConnectString=Provider=SQLite;Data Source=a=b"_s,
+                                           u"--set"_s, u"com12="_s, u"--log-file"_s, u"/l"_s},
+                                          error);
+        QVERIFY2(line.has_value(), qPrintable(error));
+        QVERIFY(line->start && line->hidden && !line->headless && !line->wantsWindow());
+        QCOMPARE(line->assignments.size(), 2);
+        QCOMPARE(line->assignments.at(0).value, u"Provider=SQLite;Data Source=a=b"_s);
+        QCOMPARE(line->assignments.at(1).value, QString());
+        QCOMPARE(line->settingsFile + line->logFile, u"/s/l"_s);
+    }
+};
+
+QTEST_APPLESS_MAIN(CommandLineTest)
+#include "CommandLineTest.moc"

@@ -1,0 +1,123 @@
+#include "app/SelfCheck.h"
+#include "foundation/Settings.h"
+#include "platform/modem/ModemControl.h"
+#include "tests/support/SimulatorProcess.h"
+#include "tests/support/TestOffice.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class SelfCheckTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestOffice> m_office;
+
+    void set(const QString &name, const QString &value)
+    {
+        m_office->registry.write(Settings::pathOf(name), value);
+    }
+
+    [[nodiscard]] bool check(QString &told)
+    {
+        ModemControl modem(m_office->clock, [this](int port) {
+            return m_office->registry.read(Settings::comDevicePath(port));
+        });
+        return checkEverything({m_office->clock, m_office->registry, m_office->session, modem},
+                               [&told](const QString &line) { told += line + u'\n'; });
+    }
+
+private slots:
+    void init()
+    {
+        m_office = std::make_unique<TestOffice>();
+        set(u"CenterCode"_s, u"+8613800100500"_s);
+        set(u"ServerPort"_s, u"3"_s);
+    }
+
+    void troubles_data()
+    {
+        QTest::addColumn<QStringList>("settings"); // NAME=VALUE
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<QStringList>("modem");
+        QTest::addColumn<QString>("told"); // "" when all is well
+        const QStringList none;
+        QTest::newRow("all well") << none << u""_s << none << u""_s;
+        QTest::newRow("no connection string")
+            << QStringList{u"ConnectString="_s} << u""_s << none << u"连接字符串"_s;
+        QTest::newRow("unknown provider") << QStringList{u"ConnectString=Provider=Nope;Data Source=x"_s}
+                                          << u""_s << none << u"数据库连接失败"_s;
+        QTest::newRow("no such database")
+            << QStringList{u"ConnectString=Provider=SQLite;Data Source=/no/where"_s} << u""_s << none
+            << u"数据库连接失败"_s;
+        QTest::newRow("no table") << none << u"drop table SMS_IsOrder"_s << none << u"SMS_IsOrder"_s;
+        QTest::newRow("no column") << none << u"alter table SMS_Order rename column isPulic to isPublic"_s
+                                   << none << u"SMS_Order 缺少列：isPulic"_s;
+        QTest::newRow("no centre number")
+            << QStringList{u"CenterCode="_s} << u""_s << none << u"没有配置短信中心号码"_s;
+        QTest::newRow("centre without plus")
+            << QStringList{u"CenterCode=8613800100500"_s} << u""_s << none << u"没有国际前缀“+”"_s;
+        QTest::newRow("centre with letters")
+            << QStringList{u"CenterCode=+86-138"_s} << u""_s << none << u"数字以外的字符"_s;
+        QTest::newRow("no port") << QStringList{u"ServerPort="_s} << u""_s << none << u"没有指定 GSM Modem"_s;
+        QTest::newRow("port is no number")
+            << QStringList{u"ServerPort=x"_s} << u""_s << none << u"“x”不是端口号"_s;
+        QTest::newRow("no device") << QStringList{u"COM3=/dev/no-modem"_s} << u""_s << none << u"代码 1"_s;
+        QTest::newRow("PIN") << none << u""_s << QStringList{u"--pin"_s} << u"PIN"_s;
+        QTest::newRow("not registered")
+            << none << u""_s << QStringList{u"--no-registration"_s} << u"未注册"_s;
+    }
+    void troubles()
+    {
+        QFETCH(QStringList, settings);
+        QFETCH(QString, sql);
+        QFETCH(QStringList, modem);
+        QFETCH(QString, told);
+        const SimulatorProcess simulator(modem);
+        set(u"COM3"_s, simulator.devicePath());
+        for (const QString &setting : settings)
+            set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
+        if (!sql.isEmpty())
+            m_office->oa(sql);
+        QString answer;
+        QCOMPARE(check(answer), told.isEmpty());
+        QVERIFY2(answer.contains(told), qPrintable(answer));
+        QCOMPARE(answer.contains(u"处理办法"_s), !told.isEmpty());
+    }
+
+    void theDeviceIsTaken()
+    {
+        const SimulatorProcess simulator;
+        set(u"COM3"_s, simulator.devicePath());
+        ModemControl holder(m_office->clock, [&](int) { return simulator.devicePath(); });
+        holder.setPortNumber(3);
+        QCOMPARE(holder.open(), qint16(0));
+        QString told;
+        QVERIFY(!check(told));
+        QVERIFY2(told.contains(u"短信服务器正在运行"_s), qPrintable(told));
+    }
+
+    void nothingIsChanged()
+    {
+        SimulatorProcess simulator({u"--smsc"_s, u"+49170"_s});
+        set(u"COM3"_s, simulator.devicePath());
+        m_office->oa(u"insert into SMS_Queues (ToMB, MsgContent, MsgStatus) values ('1', 'x', '0')"_s);
+        QFile settings(m_office->registry.fileName());
+        QVERIFY(settings.open(QIODevice::ReadOnly));
+        const QByteArray before = settings.readAll();
+        simulator.deliver(u"+8613800138000"_s, u"Hello"_s);
+        const QString store = simulator.command(u"storage list"_s);
+        QString told;
+        QVERIFY2(check(told), qPrintable(told));
+        QCOMPARE(m_office->rows(u"select MsgStatus from SMS_Queues"_s), QStringList{u"0"_s});
+        QVERIFY(settings.seek(0));
+        QCOMPARE(settings.readAll(), before);
+        QVERIFY(simulator.sent().isEmpty());
+        QCOMPARE(simulator.command(u"storage list"_s), store);
+    }
+};
+
+QTEST_GUILESS_MAIN(SelfCheckTest)
+#include "SelfCheckTest.moc"

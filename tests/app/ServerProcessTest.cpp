@@ -1,0 +1,165 @@
+#include "foundation/Settings.h"
+#include "tests/support/SimulatorProcess.h"
+#include "tests/support/TestOffice.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+/// The built server as a process of its own, without a display.
+class Server : public QProcess
+{
+public:
+    explicit Server(const QStringList &arguments) { start(QStringLiteral(SERVER_PROGRAM), arguments); }
+    ~Server() override
+    {
+        kill();
+        waitForFinished();
+    }
+    /// Sends the signal and waits for the end.
+    [[nodiscard]] bool end(int signal)
+    {
+        ::kill(pid_t(processId()), signal);
+        return waitForFinished();
+    }
+    [[nodiscard]] QString errors()
+    {
+        m_errors += readAllStandardError();
+        return QString::fromUtf8(m_errors);
+    }
+
+private:
+    QByteArray m_errors;
+};
+
+class ServerProcessTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestOffice> m_office;
+
+    [[nodiscard]] QStringList unattended(const QStringList &more = {}) const
+    {
+        return QStringList{u"--headless"_s, u"--start"_s, u"--settings"_s, m_office->registry.fileName()} +
+               more;
+    }
+    void configure(const SimulatorProcess &modem)
+    {
+        m_office->registry.write(Settings::centerCodePath(), u"+8613800100500"_s);
+        m_office->registry.write(Settings::serverPortPath(), u"3"_s);
+        m_office->registry.write(Settings::timeDelayPath(), u"1"_s);
+        m_office->registry.write(Settings::comDevicePath(3), modem.devicePath());
+    }
+    void queue(int messages)
+    {
+        for (int i = 0; i < messages; ++i)
+            m_office->oa(u"insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount) "
+                         "values (-1, '', ?, 'x', '0', 0)"_s,
+                         {u"138%1"_s.arg(i, 8, 10, QChar(u'0'))});
+    }
+    [[nodiscard]] int count(const QString &sql) { return m_office->rows(sql).constFirst().toInt(); }
+
+private slots:
+    void init() { m_office = std::make_unique<TestOffice>(); }
+
+    void answersOnTheTerminal_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("wrong usage") << QStringList{u"--nonsense"_s} << 2 << u"nonsense"_s;
+        QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"sms-server"_s;
+        QTest::newRow("help") << QStringList{u"--help"_s} << 0 << u"--log-file"_s;
+        QTest::newRow("settings") << QStringList{u"--show-settings"_s} << 0
+                                  << u"ConnectString=Provider=SQLite"_s;
+        QTest::newRow("check") << QStringList{u"--check"_s} << 1 << u"没有配置短信中心号码"_s;
+        QTest::newRow("log file cannot be opened")
+            << QStringList{u"--headless"_s, u"--log-file"_s, u"/no/where/log"_s} << 1 << u"/no/where/log"_s;
+    }
+    void answersOnTheTerminal()
+    {
+        QFETCH(QStringList, arguments);
+        Server server(QStringList{u"--settings"_s, m_office->registry.fileName()} + arguments);
+        QVERIFY(server.waitForFinished());
+        QTEST(server.exitCode(), "status");
+        QFETCH(QString, said);
+        const QString all = QString::fromUtf8(server.readAllStandardOutput()) + server.errors();
+        QVERIFY2(all.contains(said), qPrintable(all));
+    }
+
+    void messageBoxesBecomeLogLinesAndTheLogFileHoldsThemOldestFirst()
+    {
+        const QString logFile = m_office->path(u"log"_s);
+        Server server(unattended({u"--log-file"_s, logFile}));
+        QTRY_VERIFY(server.errors().contains(u"请首先进行参数配置"_s));
+        QVERIFY(server.end(SIGTERM));
+        QCOMPARE(server.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(server.exitCode(), 0);
+        QFile file(logFile);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        static const QRegularExpression lines(
+            u"^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d 成功连接数据库\n[-0-9]{10} [:0-9]{8} 请首先[^\n]*\n$"_s);
+        const QString text = QString::fromUtf8(file.readAll());
+        QVERIFY2(lines.match(text).hasMatch(), qPrintable(text));
+    }
+
+    void theStopSignalFinishesTheMessageInHand_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("SIGTERM") << SIGTERM;
+        QTest::newRow("SIGINT") << SIGINT;
+    }
+    void theStopSignalFinishesTheMessageInHand()
+    {
+        QFETCH(int, signal);
+        constexpr int messages = 50;
+        const SimulatorProcess modem({u"--latency"_s, u"40"_s});
+        configure(modem);
+        queue(messages);
+        {
+            Server server(unattended({u"--screenshot"_s, m_office->path(u"end.png"_s)}));
+            QTRY_VERIFY(modem.sent().size() >= 5);
+            QVERIFY(server.end(signal));
+            QCOMPARE(server.exitCode(), 0);
+            QVERIFY2(server.errors().contains(u"释放 COM3端口成功！"_s), qPrintable(server.errors()));
+            QVERIFY(QFile::exists(m_office->path(u"end.png"_s)));
+        }
+        const int done = count(u"select count(*) from SMS_Queues where MsgStatus='8'"_s) +
+                         count(u"select count(*) from SMS_ResultDetail"_s);
+        QVERIFY(done < messages);
+        QCOMPARE(modem.sent().size(), done);
+        Server again(unattended());
+        QTRY_COMPARE_WITH_TIMEOUT(count(u"select count(*) from SMS_ResultDetail where IsSuccess='1'"_s),
+                                  messages, 30000);
+        QStringList numbers;
+        for (const SentMessage &message : modem.sent())
+            numbers += message.number;
+        QCOMPARE(numbers.size(), messages);
+        QCOMPARE(numbers.removeDuplicates(), 0);
+        QVERIFY(again.end(SIGTERM));
+    }
+
+    void theSecondStartEndsAndAKilledFirstDoesNotHinderTheNext()
+    {
+        const SimulatorProcess modem;
+        configure(modem);
+        Server first(unattended());
+        QTRY_VERIFY(first.errors().contains(u"端口成功"_s));
+        Server second(unattended());
+        QVERIFY(second.waitForFinished());
+        QCOMPARE(second.exitCode(), 0);
+        QVERIFY2(second.errors().contains(u"已请它显示窗口"_s), qPrintable(second.errors()));
+        QCOMPARE(first.state(), QProcess::Running);
+        QVERIFY(first.end(SIGKILL));
+        Server third(unattended());
+        QTRY_VERIFY(third.errors().contains(u"端口成功"_s));
+        QVERIFY(third.end(SIGTERM));
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerProcessTest)
+#include "ServerProcessTest.moc"

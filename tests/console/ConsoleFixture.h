@@ -1,0 +1,80 @@
+#pragma once
+
+#include "console/MessageBoxes.h"
+#include "console/frmMain.h"
+#include "foundation/Settings.h"
+#include "tests/support/TestOffice.h"
+
+#include <QStringList>
+
+/// Message boxes that a test answers beforehand: remembers the texts and gives the next answer.
+class ScriptedBoxes final : public MessageBoxes
+{
+public:
+    struct Script {
+        QStringList shown;
+        QList<bool> answers; // to the questions, in order; Cancel when there is none
+        std::function<void(const QString &text)> whileShown;
+    };
+    explicit ScriptedBoxes(Script &script) : m_script(script) {}
+
+    void inform(const QString &text) override { show(text); }
+    bool confirm(const QString &text) override
+    {
+        show(text);
+        return !m_script.answers.isEmpty() && m_script.answers.takeFirst();
+    }
+
+private:
+    void show(const QString &text)
+    {
+        m_script.shown += text;
+        if (m_script.whileShown)
+            m_script.whileShown(text);
+    }
+
+    Script &m_script;
+};
+
+/// The main window in an office of its own; COM3 is the device that the test names.
+class ConsoleFixture
+{
+public:
+    ConsoleFixture()
+    {
+        window.setMessageBoxes(std::make_unique<ScriptedBoxes>(boxes));
+        QObject::connect(&window, &frmMain::ended, &window, [this] { ++endings; });
+        QObject::connect(&window, &frmMain::logLineAdded, &window,
+                         [this](const QString &line) { log += line; });
+    }
+
+    void configure(const QString &centerCode, const QString &serverPort, const QString &timeDelay = {})
+    {
+        office.registry.write(Settings::centerCodePath(), centerCode);
+        office.registry.write(Settings::serverPortPath(), serverPort);
+        office.registry.write(Settings::timeDelayPath(), timeDelay);
+    }
+    /// The log lines since the last call without their timestamps, oldest first.
+    [[nodiscard]] QStringList takeLog()
+    {
+        QStringList messages;
+        for (const QString &line : std::as_const(log))
+            messages += line.mid(20);
+        log.clear();
+        return messages;
+    }
+    [[nodiscard]] QString panel(OperatorConsole::Panel panel) const { return window.panelText(panel); }
+    template <typename Widget>
+    [[nodiscard]] Widget *child(const char *name) const
+    {
+        return window.findChild<Widget *>(QString::fromLatin1(name));
+    }
+
+    TestOffice office;
+    QString device = office.path(QStringLiteral("no-modem"));
+    ModemControl modem{office.clock, [this](int comPort) { return comPort == 3 ? device : QString(); }};
+    ScriptedBoxes::Script boxes;
+    QStringList log;
+    int endings = 0;
+    frmMain window{{office.clock, office.registry, office.session, modem}};
+};

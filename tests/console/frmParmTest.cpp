@@ -1,0 +1,232 @@
+#include "console/frmParm.h"
+#include "tests/console/ConsoleFixture.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class frmParmTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TestOffice> m_office;
+    ScriptedBoxes::Script m_script;
+    std::unique_ptr<ScriptedBoxes> m_boxes;
+    std::unique_ptr<frmParm> m_dialog;
+
+    void open()
+    {
+        m_dialog = std::make_unique<frmParm>(m_office->session, m_office->registry, *m_boxes, nullptr);
+        m_dialog->Form_Load();
+        m_dialog->show();
+        QVERIFY(QTest::qWaitForWindowActive(m_dialog.get()));
+    }
+    [[nodiscard]] QComboBox *port() const { return m_dialog->findChild<QComboBox *>(u"PortNumber"_s); }
+    [[nodiscard]] QLineEdit *centre() const { return m_dialog->findChild<QLineEdit *>(u"CenterCode"_s); }
+    [[nodiscard]] QLineEdit *delay() const { return m_dialog->findChild<QLineEdit *>(u"txtTimeDelay"_s); }
+    void pressOk() { QTest::mouseClick(m_dialog->findChild<QWidget *>(u"btnOK"_s), Qt::LeftButton); }
+    [[nodiscard]] QStringList stored() const
+    {
+        return {m_office->registry.read(Settings::centerCodePath()),
+                m_office->registry.read(Settings::serverPortPath()),
+                m_office->registry.read(Settings::timeDelayPath())};
+    }
+    void store(const QStringList &values)
+    {
+        m_office->registry.write(Settings::centerCodePath(), values[0]);
+        m_office->registry.write(Settings::serverPortPath(), values[1]);
+        m_office->registry.write(Settings::timeDelayPath(), values[2]);
+    }
+
+private slots:
+    void init()
+    {
+        m_office = std::make_unique<TestOffice>();
+        m_script = {};
+        m_boxes = std::make_unique<ScriptedBoxes>(m_script);
+    }
+    void cleanup() { m_dialog.reset(); }
+
+    void freshMachine()
+    {
+        m_office->registry.write(Settings::comDevicePath(2), u"/dev/serial/by-id/gsm"_s);
+        open();
+        QCOMPARE(m_script.shown, QStringList());
+        QCOMPARE(m_dialog->windowTitle(), u"参数设置"_s);
+        QCOMPARE(port()->currentText(), QString());
+        QCOMPARE(port()->count(), 10);
+        QCOMPARE(port()->itemText(0), u"COM1"_s);
+        QCOMPARE(port()->itemText(9), u"COM10"_s);
+        QCOMPARE(port()->itemData(0, Qt::ToolTipRole).toString(), u"/dev/ttyS0"_s);
+        QCOMPARE(port()->itemData(1, Qt::ToolTipRole).toString(), u"/dev/serial/by-id/gsm"_s);
+        QCOMPARE(centre()->text(), QString());
+        QCOMPARE(delay()->text(), u"10"_s);
+    }
+
+    void absentDatabaseLeavesTheBoxesEmptyAndTheDialogUsable()
+    {
+        store({u"+86"_s, u"3"_s, u"5"_s});
+        m_office->registry.write(Settings::connectStringPath(), {});
+        open();
+        QCOMPARE(m_script.shown, QStringList{u"数据库连接失败，成检查数据库是否安装正确"_s});
+        QCOMPARE(port()->count(), 0);
+        QCOMPARE(port()->currentText() + centre()->text() + delay()->text(), QString());
+        port()->setEditText(u"COM4"_s);
+        QTest::keyClicks(centre(), u"+861"_s);
+        QTest::keyClicks(delay(), u"7"_s);
+        pressOk();
+        QCOMPARE(stored(), QStringList({u"+861"_s, u"4"_s, u"7"_s}));
+    }
+
+    void openingReplacesTheSharedConnection()
+    {
+        m_office->session.Conn().close();
+        open();
+        QVERIFY(m_office->session.Conn().isOpen());
+    }
+
+    void storedValuesComeBackUnchanged()
+    {
+        store({u" +86 138 "_s, u"3"_s, u"2.5"_s});
+        open();
+        QCOMPARE(port()->currentText(), u"COM3"_s);
+        pressOk();
+        QCOMPARE(stored(), QStringList({u" +86 138 "_s, u"3"_s, u"2.5"_s}));
+        QCOMPARE(m_script.shown, QStringList{u"参数保存成功"_s});
+        QVERIFY(!m_dialog->isVisible());
+    }
+
+    void ok_data()
+    {
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("centre");
+        QTest::addColumn<QString>("delay");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QStringList>("storedAfter"); // before: old, 9, 99
+        QTest::addColumn<QString>("focus");
+        const QString badPort = u"请选择正确的短信猫端口号"_s;
+        const QString noCentre = u"请输入短信中心号码！"_s;
+        const QString noNumber = u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s;
+        const QString notPositive = u"检测时间间隔必须是数字"_s;
+        const QString saved = u"参数保存成功"_s;
+        for (const auto &[typed, number] : {std::pair(u"COM3"_s, u"3"_s), std::pair(u"com 12"_s, u"12"_s),
+                                            std::pair(u"7"_s, u"7"_s), std::pair(u" c O m 1 0 "_s, u"10"_s)})
+            QTest::newRow(qPrintable(u"port as "_s + typed))
+                << typed << u"+1"_s << u"5"_s << saved << QStringList{u"+1"_s, number, u"5"_s} << u""_s;
+        for (const auto &typed :
+             {u""_s, u"COM"_s, u"modem"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"2147483648"_s, u"1e3"_s})
+            QTest::newRow(qPrintable(u"bad port "_s + typed))
+                << typed << u"+1"_s << u"5"_s << badPort << QStringList{u"+1"_s, u"9"_s, u"99"_s}
+                << u"PortNumber"_s;
+        QTest::newRow("no centre number") << u"COM3"_s << u""_s << u"5"_s << noCentre
+                                          << QStringList{u""_s, u"3"_s, u"99"_s} << u"CenterCode"_s;
+        for (const auto &typed : {u"abc"_s, u""_s, u"5s"_s})
+            QTest::newRow(qPrintable(u"interval no number: "_s + typed))
+                << u"COM3"_s << u"+1"_s << typed << noNumber << QStringList{u"+1"_s, u"3"_s, u"99"_s}
+                << u"txtTimeDelay"_s;
+        for (const auto &typed : {u"0"_s, u"-5"_s, u"0.4"_s, u"0.5"_s, u"99999999999"_s})
+            QTest::newRow(qPrintable(u"interval not positive: "_s + typed))
+                << u"COM3"_s << u"+1"_s << typed << notPositive << QStringList{u"+1"_s, u"3"_s, u"99"_s}
+                << u"txtTimeDelay"_s;
+        QTest::newRow("interval with fraction")
+            << u"COM3"_s << u"+1"_s << u"2.5"_s << saved << QStringList{u"+1"_s, u"3"_s, u"2.5"_s} << u""_s;
+        QTest::newRow("interval beyond 32")
+            << u"COM3"_s << u"+1"_s << u"3600"_s << saved << QStringList{u"+1"_s, u"3"_s, u"3600"_s} << u""_s;
+    }
+    void ok()
+    {
+        QFETCH(QString, focus);
+        store({u"old"_s, u"9"_s, u"99"_s});
+        open();
+        QFETCH(QString, port);
+        this->port()->setEditText(port);
+        QFETCH(QString, centre);
+        this->centre()->setText(centre);
+        QFETCH(QString, delay);
+        this->delay()->setText(delay);
+        pressOk();
+        QTEST(m_script.shown.join(u'|'), "shown");
+        QTEST(stored(), "storedAfter");
+        QCOMPARE(m_dialog->isVisible(), !focus.isEmpty());
+        if (!focus.isEmpty())
+            QVERIFY(m_dialog->findChild<QWidget *>(focus)->hasFocus());
+    }
+
+    void settingsThatCannotBeWrittenLoseNothingTyped()
+    {
+        store({u"old"_s, u"9"_s, u"99"_s});
+        open();
+        port()->setEditText(u"COM3"_s);
+        centre()->setText(u"+861380"_s);
+        QFile file(m_office->registry.fileName());
+        QVERIFY(file.remove() && QDir().mkdir(file.fileName())); // a folder in the file's place
+        pressOk();
+        QCOMPARE(m_script.shown.size(), 1);
+        QVERIFY(m_script.shown.first().startsWith(u"参数保存失败："_s));
+        QVERIFY(m_dialog->isVisible());
+        QVERIFY(QDir().rmdir(file.fileName()));
+        pressOk();
+        QCOMPARE(stored(), QStringList({u"+861380"_s, u"3"_s, u"99"_s}));
+    }
+
+    void settingsThatCannotBeReadAreTold()
+    {
+        m_script.shown.clear();
+        frmParm dialog(m_office->session, m_office->registry, *m_boxes, nullptr);
+        QVERIFY(m_office->session.OpenDB());
+        QFile file(m_office->registry.fileName());
+        QVERIFY(file.remove() && QDir().mkdir(file.fileName()));
+        dialog.Form_Load();
+        // The connection string stands in the same place, so the database is missed first.
+        QCOMPARE(m_script.shown, QStringList{u"数据库连接失败，成检查数据库是否安装正确"_s});
+    }
+
+    void keyboard()
+    {
+        store({u"+861"_s, u"3"_s, u"5"_s});
+        open();
+        QStringList order;
+        QWidget *const first = QApplication::focusWidget();
+        do {
+            order += QApplication::focusWidget()->objectName();
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        } while (QApplication::focusWidget() != first && order.size() < 10);
+        QCOMPARE(order, QStringList({u"PortNumber"_s, u"CenterCode"_s, u"txtTimeDelay"_s, u"btnOK"_s,
+                                     u"Command1"_s}));
+
+        delay()->setText(u"6"_s);
+        QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
+        QVERIFY(!m_dialog->isVisible());
+        QCOMPARE(stored().last(), u"5"_s);
+
+        open();
+        delay()->setFocus();
+        delay()->setText(u"6"_s);
+        QTest::keyClick(delay(), Qt::Key_Return);
+        QVERIFY(!m_dialog->isVisible());
+        QCOMPARE(stored().last(), u"6"_s);
+    }
+
+    void theConfigureButtonOpensItOverTheWindowAndTouchesNothingElse()
+    {
+        ConsoleFixture console;
+        console.window.show();
+        bool looked = false;
+        QTimer::singleShot(0, this, [&] {
+            auto *dialog = qobject_cast<frmParm *>(QApplication::activeModalWidget());
+            QVERIFY(dialog != nullptr);
+            QCOMPARE(dialog->parentWidget(), &console.window);
+            looked = true;
+            dialog->reject();
+        });
+        QTest::mouseClick(console.child<QPushButton>("Command1"), Qt::LeftButton);
+        QVERIFY(looked);
+        QCOMPARE(console.takeLog(), QStringList());
+    }
+};
+
+QTEST_MAIN(frmParmTest)
+#include "frmParmTest.moc"
