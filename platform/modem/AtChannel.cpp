@@ -310,20 +310,16 @@ AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &d
         answer = collect(Expect::Final, until);
         if (answer.end != AtAnswer::End::Final || !answer.lines.isEmpty())
             return answer;
-        // An OK without the line is late. An error may be late too, or the modem does not know the question:
-        // silence behind it tells.
-        if (answer.result.kind != FinalResult::Kind::Ok) {
-            waitForSilence();
+        // A result without the line is late, or the modem does not know the question and refuses it or says
+        // OK to anything: silence behind it tells.
+        if (isSilent())
             return answer;
-        }
     }
 }
 
-void AtChannel::waitForSilence()
+/// True when nothing more comes for a while; what does come is kept for the splitter.
+bool AtChannel::isSilent()
 {
-    const QDeadlineTimer longest(m_limits.resync);
     const auto quiet = std::min(std::chrono::milliseconds(200), m_limits.syncAttempt);
-    while (!longest.hasExpired() && m_line.waitForOctets(QDeadlineTimer(quiet)) == SerialLine::Wait::Ready)
-        m_splitter.feed(m_line.readAll());
-    drainIdle();
+    return m_line.waitForOctets(QDeadlineTimer(quiet)) != SerialLine::Wait::Ready;
 }

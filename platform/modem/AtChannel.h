@@ -87,7 +87,7 @@ private:
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
     void drainIdle();
-    void waitForSilence();
+    [[nodiscard]] bool isSilent();
     [[nodiscard]] QByteArray spelled(const QByteArray &command) const;
 
     SerialLine &m_line;

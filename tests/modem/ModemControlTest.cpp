@@ -166,6 +166,7 @@ void ModemControlTest::opens_data()
     row("well-behaved", "none", {""}, ModemResult::Ok, 0);
     row("ignores-echo-off", "ATE0", {"ATE0\r\r\nERROR\r\n"}, ModemResult::Ok, 0);
     row("knows-no-cmee", "AT+CMEE", {error}, ModemResult::Ok, 0);
+    row("says-ok-to-the-cmee-question", "AT+CMEE?", {"\r\nOK\r\n"}, ModemResult::Ok, 0);
     row("knows-no-cpin", "AT+CPIN?", {error}, ModemResult::Ok, 0);
     row("knows-no-cpms", "AT+CPMS", {error}, ModemResult::Ok, 0);
     row("knows-no-cnmi", "AT+CNMI", {error}, ModemResult::Ok, 0);
