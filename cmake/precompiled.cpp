@@ -1,0 +1,1 @@
+// Only here to make the precompiled header that every target uses.
