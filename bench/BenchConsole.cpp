@@ -3,6 +3,7 @@
 // not.
 //   bench-console [PATH_OF_SMS_SERVER]
 
+#include "bench/Measure.h"
 #include "console/LogBox.h"
 
 #include <QApplication>
@@ -12,7 +13,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <algorithm>
-#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
@@ -38,7 +38,7 @@ double residentMegabytes(qint64 process)
 }
 
 /// The first log line comes right after the window is shown.
-void measureStart(const QString &server)
+bool measureStart(const QString &server)
 {
     std::vector<double> milliseconds;
     std::vector<double> megabytes;
@@ -57,8 +57,12 @@ void measureStart(const QString &server)
         process.terminate();
         process.waitForFinished();
     }
-    std::printf("start to shown window: %.0f ms (limit 1000)\n", median(milliseconds));
-    std::printf("memory after start: %.0f MB (limit 100)\n", median(megabytes));
+    const double start = median(milliseconds);
+    const double memory = median(megabytes);
+    const bool quick = report(u"start to shown window"_s, start, u"ms"_s, start < 1000, u"below 1000"_s);
+    return report(u"resident memory after start"_s, memory, u"MB"_s, memory > 0 && memory < 100,
+                  u"below 100"_s) &&
+           quick;
 }
 
 QString logLine(int number)
@@ -81,18 +85,22 @@ double lineCost(LogBox &log, int lines)
     return median(microseconds);
 }
 
-void measureLog(bool painted)
+bool measureLog(bool painted)
 {
     LogBox log;
     log.resize(575, 460);
     if (painted)
         log.show();
-    const double few = lineCost(log, 100);
-    const double many = lineCost(log, 10000);
-    const double most = lineCost(log, 100000);
-    std::printf("one log line, %s: %.0f us at 100 lines, %.0f us at 10,000, %.0f us at 100,000; ratio %.2f "
-                "(limit 2)\n",
-                painted ? "painted" : "window hidden", few, many, most, std::max(many, most) / few);
+    const QString kind = painted ? u"painted"_s : u"hidden"_s;
+    std::vector<double> costs;
+    for (const int lines : {100, 10000, 100000}) {
+        costs.push_back(lineCost(log, lines));
+        report(u"one log line at %1 lines, %2"_s.arg(lines).arg(kind), costs.back(), u"us"_s, true, u"-"_s);
+    }
+    const auto [least, most] = std::minmax_element(costs.begin(), costs.end());
+    const double ratio = *most / *least;
+    return report(u"dearest log line by cheapest, %1"_s.arg(kind), ratio, u"times"_s, ratio <= 2,
+                  u"at most 2"_s);
 }
 
 } // namespace
@@ -102,9 +110,9 @@ int main(int argc, char **argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    measureStart(arguments.size() > 1 ? arguments[1]
-                                      : QCoreApplication::applicationDirPath() + u"/sms-server"_s);
-    measureLog(false);
-    measureLog(true);
-    return 0;
+    const bool start = measureStart(
+        arguments.size() > 1 ? arguments[1] : QCoreApplication::applicationDirPath() + u"/sms-server"_s);
+    const bool hidden = measureLog(false);
+    const bool painted = measureLog(true);
+    return start && hidden && painted ? 0 : 1;
 }

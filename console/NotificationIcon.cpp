@@ -9,6 +9,7 @@ using namespace Qt::StringLiterals;
 NotificationIcon::NotificationIcon(QObject *parent) : QObject(parent), m_menu(u"系统菜单"_s)
 {
     m_menu.setObjectName(u"m_dis"_s);
+    m_menu.setWindowTitle(m_menu.title());
     QAction *log = m_menu.addAction(u"打开日志"_s, this, &NotificationIcon::logChosen);
     log->setObjectName(u"m_log"_s);
     m_menu.setDefaultAction(log);

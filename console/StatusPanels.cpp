@@ -40,12 +40,8 @@ StatusPanels::StatusPanels(QWidget *parent) : QStatusBar(parent)
 {
     setObjectName(u"StatusBar"_s);
     setSizeGripEnabled(false);
-    // The panels stand on a strip of their own that may be wider than the bar: the last panel is as wide as
-    // the window and simply runs out of it.
-    auto *strip = new QWidget(this);
-    strip->setMinimumWidth(1);
     for (int panel = 1; panel <= panelCount; ++panel) {
-        auto *label = new QLabel(QString::fromUtf16(design[size_t(panel - 1)].text), strip);
+        auto *label = new QLabel(QString::fromUtf16(design[size_t(panel - 1)].text), this);
         label->setObjectName(u"StatusBarPanel%1"_s.arg(panel));
         label->setAccessibleDescription(QString::fromUtf16(design[size_t(panel - 1)].description));
         label->setTextFormat(Qt::PlainText);
@@ -54,10 +50,7 @@ StatusPanels::StatusPanels(QWidget *parent) : QStatusBar(parent)
         m_labels += label;
         setPanelWidth(panel, pixelsFromTwips(design[size_t(panel - 1)].twips));
     }
-    addWidget(strip, 1);
-    const int height = fontMetrics().height() + 6;
-    strip->setFixedHeight(height);
-    setFixedHeight(height + 2);
+    placePanels();
 }
 
 QLabel *StatusPanels::label(int panel) const
@@ -87,6 +80,7 @@ void StatusPanels::changeEvent(QEvent *event)
         return;
     for (QLabel *each : std::as_const(m_labels))
         fitFont(*each);
+    placePanels();
 }
 
 void StatusPanels::fitFont(QLabel &panel) const
@@ -107,9 +101,18 @@ void StatusPanels::fitFont(QLabel &panel) const
 void StatusPanels::setPanelWidth(int panel, int width)
 {
     label(panel)->setFixedWidth(width);
+    placePanels();
+}
+
+void StatusPanels::placePanels()
+{
+    // By hand and not by the bar's own layout: the last panel is as wide as the window and runs out of it.
+    constexpr int gap = 2;
+    const int height = fontMetrics().height() + 6;
+    setFixedHeight(height + 2 * gap);
     int left = 0;
     for (QLabel *each : std::as_const(m_labels)) {
-        each->setGeometry(left, 0, each->minimumWidth(), fontMetrics().height() + 6);
+        each->setGeometry(left, gap, each->minimumWidth(), height);
         left += each->minimumWidth();
     }
 }

@@ -25,6 +25,7 @@ protected:
 
 private:
     void fitFont(QLabel &panel) const;
+    void placePanels();
     [[nodiscard]] QLabel *label(int panel) const;
 
     QList<QLabel *> m_labels;

@@ -28,8 +28,6 @@ gone() { ! window "$1"; }
 ended() { ! kill -0 "$1"; }
 archived() { [ "$(sqlite3 -cmd '.timeout 5000' "$work/oa.db" 'select count(*) from SMS_ResultDetail')" = "$1" ]; }
 window() { xdotool search --onlyvisible --name "$1" 2>/dev/null | tail -1 | grep .; }
-# The popup menu is the one window that no window manager has a frame for.
-menu_is_up() { xdotool search --onlyvisible --name 系统菜单 || xdotool search --onlyvisible --class sms-server; }
 # A picture of a window with its frame, taken when nothing changes any more.
 shot() {
     local before= now=
@@ -106,7 +104,7 @@ xdotool key alt+F4
 until_true 10 gone Brenmoor
 tray=$(xdotool search --class trayer | tail -1)
 click "$tray" 12 12 3
-until_true 5 menu_is_up
+until_true 10 window 系统菜单
 import -window root -gravity southeast -crop 240x110+0+0 +repage "$out/popup-menu.png"
 xdotool key Escape
 click "$tray" 12 12 1

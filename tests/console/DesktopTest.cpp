@@ -122,7 +122,7 @@ private slots:
         m_desktop->press({u"alt+F4"_s});
         QTRY_VERIFY(main().isEmpty());
         m_desktop->click(m_desktop->notificationArea(), trayIcon, Desktop::Right);
-        QTRY_VERIFY(!m_desktop->window(u"sms-server"_s).isEmpty());
+        QTRY_VERIFY(!m_desktop->window(u"系统菜单"_s).isEmpty());
         m_desktop->press({u"Down"_s, u"Return"_s});
         QTRY_VERIFY(!main().isEmpty());
 
