@@ -14,3 +14,6 @@ insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, Crea
 insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic, UserList) values ('NBYJ', 'DYNB', 'QXNB', '1', '1', '');
 insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic, UserList) values ('WBYJ', 'DYWB', 'QXWB', '1', '0', 'zhangwei;lina');
 insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic, UserList) values ('RCGL', 'DYRC', 'QXRC', '1', '1', '');
+
+-- 张伟 has switched the notice of internal mail off; a missing row counts as subscribed.
+insert into SMS_IsOrder (UserName, Type, IsOrder) values ('zhangwei', 'NBYJ', '0');

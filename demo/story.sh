@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The demo behind ./run: a sample office, a simulated modem, the service started.
+# The demo behind ./run: a sample office, a simulated modem, the service started, and what people do with it.
 #   demo/story.sh FOLDER-OF-THE-PROGRAMS
 set -euo pipefail
 bin=$1
@@ -11,12 +11,15 @@ mkdir run
 cd run
 
 sql() { sqlite3 -cmd '.timeout 5000' oa.db "$@"; }
+modem_command() { "$bin/modem-simulator" --control control --command "$1" >/dev/null; }
+due="ToSendDT < '2099-01-01'"
 
 echo "Creating the sample office database demo/run/oa.db ..."
 # Our own file may be in write-ahead mode; an office's file keeps the mode it has.
 sql 'pragma journal_mode=wal' >/dev/null
 sql <../schema/sqlite.sql
 sql <../data.sql
+messages=$(sql "select count(*) from SMS_WaitToSend where $due")
 
 echo "Starting the simulated modem at demo/run/modem ..."
 "$bin/modem-simulator" --link modem --control control --log sent.jsonl >modem.log 2>&1 &
@@ -38,10 +41,17 @@ set_option CenterCode=+8613800755500
 set_option TimeDelay=1
 set_option ServerPort=3
 set_option "COM3=$PWD/modem"
+# The user table holds 138...; the network delivers +86138...
+set_option SenderCountryCode=86
 
 start=("$bin/sms-server" --settings settings.ini --start --log-file server.log)
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
-    echo "Starting the server with its window. What the modem sends stands in demo/run/modem.log."
+    cat <<EOT
+Starting the server with its window. What the modem sends stands in demo/run/modem.log. Try, from another shell:
+  cd demo/run
+  $bin/modem-simulator --control control --command 'deliver +8613800138001 DYNB'     a subscription code
+  $bin/modem-simulator --control control --command 'deliver +8613900139000 你好'      an ordinary text
+EOT
     "${start[@]}"
     exit
 fi
@@ -50,39 +60,54 @@ echo "Starting the server without a display; its log:"
 "${start[@]}" --headless --screenshot window.png &
 server=$!
 
-messages=$(sql "select count(*) from SMS_WaitToSend where ToSendDT < '2099-01-01'")
-finished() {
-    [ "$(sql "select (select count(distinct SOAID) from SMS_ResultDetail) = $messages
-        and not exists (select * from SMS_WaitToSend where ToSendDT < '2099-01-01')
-        and not exists (select * from SMS_Queues)")" = 1 ]
+deadline=$(($(date +%s) + limit_seconds))
+# wait_for WHAT CONDITION: until the condition, a query that gives 1, holds.
+wait_for() {
+    until [ "$(sql "select $2")" = 1 ]; do
+        if [ "$(date +%s)" -ge $deadline ] || ! kill -0 $server 2>/dev/null; then
+            echo
+            echo "The road stopped: $1 did not happen within $limit_seconds seconds."
+            echo "  waiting to be expanded (SMS_WaitToSend, due): $(sql "select count(*) from SMS_WaitToSend where $due")"
+            echo "  waiting to be sent (SMS_Queues, status 0):    $(sql "select count(*) from SMS_Queues where MsgStatus='0'")"
+            echo "  waiting to be archived (SMS_Queues, others):  $(sql "select count(*) from SMS_Queues where MsgStatus<>'0'")"
+            echo "The server's log is demo/run/server.log, the modem's demo/run/modem.log."
+            exit 1
+        fi
+        sleep 0.25
+    done
 }
-status=1
-for _ in $(seq $((limit_seconds * 4))); do
-    if finished; then
-        status=0
-        break
-    fi
-    kill -0 $server 2>/dev/null || break
-    sleep 0.25
-done
 
-kill -TERM $server 2>/dev/null || true
+wait_for "the outcome of every scheduled message in SMS_ResultDetail" \
+    "(select count(distinct SOAID) from SMS_ResultDetail where SOAID > 0) = $messages
+     and not exists (select * from SMS_WaitToSend where $due) and not exists (select * from SMS_Queues)"
+
+echo "-- 张伟 sends DYNB to the office's number: subscribe to the notice of internal mail"
+modem_command 'deliver +8613800138001 DYNB'
+wait_for "张伟's subscription and its confirmation" \
+    "exists (select * from SMS_IsOrder where UserName='zhangwei' and Type='NBYJ' and IsOrder='1')
+     and exists (select * from SMS_ResultDetail where ToMB='13800138001' and MsgContent like '办公提示%')"
+
+echo "-- 李娜 writes him a mail in the office system"
+sql "insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailFromName, EmailSubject, EmailDate)
+     values ('1', '1', '*zhangwei-0-0-0*', 'lina', '李娜', '周报已提交，请审阅', '2026-01-05 10:00:00')"
+wait_for "the alert of the new mail" \
+    "exists (select * from SMS_ResultDetail where ToMB='13800138001' and MsgContent like '%内部新邮件%')"
+
+echo "-- a customer writes to the office's number"
+modem_command 'deliver +8613900139000 请问贵公司本周六是否营业？'
+wait_for "the customer's message in SMS_SIMReceive" "exists (select * from SMS_SIMReceive)"
+
+kill -TERM $server
 wait $server || true
 server=
 echo
-if [ $status -eq 0 ]; then
-    echo "SMS_ResultDetail, what the office system reads of it:"
-    sql -header -column 'select OAID, SOAID, ToUser, ToMB, SendOutDT, IsSuccess, MsgContent from SMS_ResultDetail order by OAID'
-    echo
-    echo "What the modem sent:"
-    cat modem.log
-    echo
-    echo "A picture of the window: demo/run/window.png"
-else
-    echo "The messages did not all arrive within $limit_seconds seconds. Where they stand:"
-    echo "  waiting to be expanded (SMS_WaitToSend, due): $(sql "select count(*) from SMS_WaitToSend where ToSendDT < '2099-01-01'")"
-    echo "  waiting to be sent (SMS_Queues, status 0):    $(sql "select count(*) from SMS_Queues where MsgStatus='0'")"
-    echo "  waiting to be archived (SMS_Queues, others):  $(sql "select count(*) from SMS_Queues where MsgStatus<>'0'")"
-    echo "The server's log is demo/run/server.log, the modem's demo/run/modem.log."
-fi
-exit $status
+echo "SMS_ResultDetail, what the office system reads of it:"
+sql -header -column 'select OAID, SOAID, ToUser, ToMB, SendOutDT, IsSuccess, MsgContent from SMS_ResultDetail order by OAID'
+echo
+echo "SMS_SIMReceive:"
+sql -header -column 'select * from SMS_SIMReceive'
+echo
+echo "What the modem really received and sent:"
+cat modem.log
+echo
+echo "A picture of the window: demo/run/window.png"
