@@ -47,6 +47,9 @@ Desktop::Desktop()
     }
     m_environment.insert(u"DISPLAY"_s, u":"_s + QString::fromLatin1(server.readLine().trimmed()));
     startPart(u"openbox"_s, {});
+    // A panel that is mapped while the window manager starts up may stay unseen for ever.
+    if (!QTest::qWaitFor([this] { return !xdotool({u"get_num_desktops"_s}).isEmpty(); }, startMilliseconds))
+        throw std::runtime_error("the window manager does not get ready");
     startPart(u"trayer"_s, {u"--edge"_s, u"bottom"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
                             u"request"_s, u"--height"_s, u"24"_s, u"--SetDockType"_s, u"true"_s});
     if (!QTest::qWaitFor([this] { return !notificationArea().isEmpty(); }, startMilliseconds))
