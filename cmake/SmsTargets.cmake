@@ -14,28 +14,12 @@ if(SMS_SANITIZE)
     target_link_options(sms_options INTERFACE -fsanitize=${SMS_SANITIZE})
 endif()
 
-# The headers that nearly every file reads, precompiled once: halves the time of a build.
-option(SMS_PRECOMPILE "Precompile common headers" ON)
-if(SMS_PRECOMPILE)
-    add_library(sms_precompiled STATIC ${PROJECT_SOURCE_DIR}/cmake/precompiled.cpp)
-    target_link_libraries(sms_precompiled PUBLIC sms_options Qt6::Core)
-    target_precompile_headers(sms_precompiled PRIVATE
-        <QByteArray> <QDateTime> <QHash> <QList> <QMap> <QObject> <QString> <QStringList> <QVariant>
-        <functional> <memory> <optional>)
-endif()
-function(sms_precompile name)
-    if(SMS_PRECOMPILE)
-        target_precompile_headers(${name} REUSE_FROM sms_precompiled)
-    endif()
-endfunction()
-
 # sms_library(NAME SOURCES file... [LINKS library...])
 # A static library for one folder. What it links is what its folder may know.
 function(sms_library name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
     target_link_libraries(${name} PUBLIC sms_options Qt6::Core ${arg_LINKS})
-    sms_precompile(${name})
 endfunction()
 
 # sms_program(NAME SOURCES file... [LINKS library...])
@@ -43,7 +27,6 @@ function(sms_program name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE sms_options Qt6::Core ${arg_LINKS})
-    sms_precompile(${name})
 endfunction()
 
 # sms_test(NAME [SOURCES file...] [LINKS library...] [TIMEOUT seconds])

@@ -26,7 +26,6 @@ build_preset() {
     shift
     if command -v ccache >/dev/null; then
         export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-        export CCACHE_SLOPPINESS=pch_defines,time_macros
     fi
     echo "Building the $preset preset in build/$preset ..."
     cmake --preset "$preset" >/dev/null

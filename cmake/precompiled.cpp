@@ -1,1 +1,0 @@
-// Only here to make the precompiled header that every target uses.
