@@ -13,7 +13,7 @@ constexpr char kEndOfBody = 0x1a;
 constexpr char kBackspace = 0x08;
 constexpr qsizetype kMaxCommandLine = 2048;
 constexpr qsizetype kMaxBody = 4096;
-constexpr qsizetype kMaxInput = 1024 * 1024; ///< more than that sent to a busy modem is lost
+constexpr qsizetype kMaxInput = 1'048'576; ///< more than that sent to a busy modem is lost
 } // namespace
 
 AtSession::AtSession(ResultFormat &format, std::function<Reply(const AtCommand &)> run)

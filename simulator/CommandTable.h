@@ -14,7 +14,7 @@ class CommandTable
 public:
     using Handler = std::function<Reply(const AtCommand &)>;
 
-    void add(const QByteArray &name, Handler handler) { m_handlers.insert(name, std::move(handler)); }
+    void add(const QByteArray &name, const Handler &handler) { m_handlers.insert(name, handler); }
 
     /// The handler's reply; ERROR for a command that is not in the table.
     [[nodiscard]] Reply run(const AtCommand &command) const
@@ -32,5 +32,5 @@ private:
 std::optional<int> numberAt(const QList<AtParameter> &parameters, qsizetype at);
 
 /// A handler that is refused while the SIM is locked or busy; test forms are answered all the same.
-CommandTable::Handler withSim(ModemState &state, CommandTable::Handler handler);
+CommandTable::Handler withSim(ModemState &state, const CommandTable::Handler &handler);
 } // namespace simulator

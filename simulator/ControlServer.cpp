@@ -16,7 +16,7 @@ namespace simulator
 {
 namespace
 {
-constexpr qsizetype kMaxLine = 1024 * 1024;
+constexpr qsizetype kMaxLine = 1'048'576;
 constexpr int kBacklog = 16;
 
 std::runtime_error fault(const QString &what)
@@ -79,10 +79,11 @@ ControlServer::ControlServer(QString path, std::function<QString(const QString &
     if (m_listener < 0 ||
         ::bind(m_listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
         ::listen(m_listener, kBacklog) != 0) {
-        const std::runtime_error error = fault(u"cannot listen at "_s + m_path);
+        const int error = errno;
         if (m_listener >= 0)
             ::close(m_listener);
-        throw error;
+        errno = error;
+        throw fault(u"cannot listen at "_s + m_path);
     }
     m_incoming = new QSocketNotifier(m_listener, QSocketNotifier::Read, this);
     connect(m_incoming, &QSocketNotifier::activated, this, &ControlServer::accept);

@@ -13,7 +13,7 @@ QString ControlWords::word(const QString &what)
     qsizetype end = m_rest.indexOf(quoted ? u'"' : u' ', start);
     if (end < 0)
         end = m_rest.size();
-    const QString taken = m_rest.mid(start, end - start);
+    QString taken = m_rest.mid(start, end - start);
     qsizetype next = end + start;
     // One blank ends a word; further ones belong to a text that follows.
     if (next < m_rest.size() && m_rest[next] == u' ')
@@ -55,7 +55,7 @@ bool ControlWords::onOff()
 QByteArray ControlWords::octets(const QString &what)
 {
     const QByteArray hex = word(what).toLatin1();
-    const QByteArray octets = QByteArray::fromHex(hex);
+    QByteArray octets = QByteArray::fromHex(hex);
     if (octets.isEmpty() || octets.toHex() != hex.toLower())
         throw ControlError(what + u" must be an even number of hexadecimal digits"_s);
     return octets;

@@ -44,7 +44,7 @@ private:
     [[nodiscard]] QString obstacle() const;
     QString deliverWaiting();
     bool route(const QByteArray &pdu);
-    bool store(const QByteArray &pdu, const QByteArray &prefix, bool notify);
+    bool store(const QByteArray &pdu, const QByteArray &prefix, bool notifies);
     void direct(const QByteArrayList &lines);
     void notify(const QByteArrayList &lines);
 

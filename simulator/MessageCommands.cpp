@@ -200,8 +200,8 @@ void addMessageCommands(CommandTable &table, ModemState &state, SubmitService &s
     ranged("+CSDH", state.settings.showHeaders, 1);
     table.add("+CSMS", [&state](const AtCommand &command) { return messageService(state, command); });
     table.add("+CSMP", [&state](const AtCommand &command) { return textParameters(state, command); });
-    const auto addWithSim = [&table, &state](const QByteArray &name, CommandTable::Handler handler) {
-        table.add(name, withSim(state, std::move(handler)));
+    const auto addWithSim = [&table, &state](const QByteArray &name, const CommandTable::Handler &handler) {
+        table.add(name, withSim(state, handler));
     };
     addWithSim("+CSCA", [&state](const AtCommand &command) { return serviceCentre(state, command); });
     addWithSim("+CMGW", [&state](const AtCommand &command) {

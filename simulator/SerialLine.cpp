@@ -20,7 +20,7 @@ namespace simulator
 namespace
 {
 /// A peer that reads nothing for so long is not coming back for it.
-constexpr qsizetype kMaxUnwritten = 4 * 1024 * 1024;
+constexpr qsizetype kMaxUnwritten = 4'194'304;
 
 [[noreturn]] void fail(const QString &what)
 {

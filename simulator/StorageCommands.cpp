@@ -151,8 +151,8 @@ Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtComma
 
 void addStorageCommands(CommandTable &table, ModemState &state, DeliverService &deliveries)
 {
-    const auto addWithSim = [&table, &state](const QByteArray &name, CommandTable::Handler handler) {
-        table.add(name, withSim(state, std::move(handler)));
+    const auto addWithSim = [&table, &state](const QByteArray &name, const CommandTable::Handler &handler) {
+        table.add(name, withSim(state, handler));
     };
     addWithSim("+CPMS", [&state](const AtCommand &command) { return selectStorage(state, command); });
     addWithSim("+CMGL", [&state](const AtCommand &command) { return listMessages(state, command); });
