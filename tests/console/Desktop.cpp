@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr int startMilliseconds = 20000;
+constexpr int startMilliseconds = 30000;
 
 std::unique_ptr<QProcess> started(const QString &program, const QStringList &arguments,
                                   const QProcessEnvironment &environment)
@@ -47,19 +47,28 @@ Desktop::Desktop()
     }
     m_environment.insert(u"DISPLAY"_s, u":"_s + QString::fromLatin1(server.readLine().trimmed()));
     startPart(u"openbox"_s, {});
-    // A panel that is mapped while the window manager starts up may stay unseen for ever.
-    if (!QTest::qWaitFor([this] { return !xdotool({u"get_num_desktops"_s}).isEmpty(); }, startMilliseconds))
-        throw std::runtime_error("the window manager does not get ready");
-    startPart(u"trayer"_s, {u"--edge"_s, u"bottom"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
-                            u"request"_s, u"--height"_s, u"24"_s, u"--SetDockType"_s, u"true"_s});
-    if (!QTest::qWaitFor([this] { return !notificationArea().isEmpty(); }, startMilliseconds))
-        throw std::runtime_error("the notification area does not appear");
+    startNotificationArea();
 }
 
 Desktop::~Desktop()
 {
     for (auto part = m_parts.rbegin(); part != m_parts.rend(); ++part)
         end(**part);
+}
+
+/// A panel that starts while the window manager does may stay unseen for ever; another one is then seen.
+void Desktop::startNotificationArea()
+{
+    constexpr int attempts = 6;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        startPart(u"trayer"_s, {u"--edge"_s, u"bottom"_s, u"--align"_s, u"right"_s, u"--widthtype"_s,
+                                u"request"_s, u"--height"_s, u"24"_s, u"--SetDockType"_s, u"true"_s});
+        if (QTest::qWaitFor([this] { return !notificationArea().isEmpty(); }, startMilliseconds / attempts))
+            return;
+        end(*m_parts.back());
+        m_parts.pop_back();
+    }
+    throw std::runtime_error("the notification area does not appear");
 }
 
 void Desktop::startPart(const QString &program, const QStringList &arguments)

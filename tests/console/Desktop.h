@@ -42,6 +42,7 @@ public:
     void type(const QString &text) const;
 
 private:
+    void startNotificationArea();
     void startPart(const QString &program, const QStringList &arguments);
     QString xdotool(const QStringList &arguments) const;
 
