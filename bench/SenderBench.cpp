@@ -91,11 +91,11 @@ private:
     int m_descriptor;
 };
 
-double bareSeconds()
+double bareSeconds(int latency)
 {
     TestOffice office;
     fill(office);
-    const SimulatorProcess simulator;
+    const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
     BareLine line(simulator.devicePath());
     // 70 characters in UCS-2 to 13800000000: what the driver sends as well
     const QByteArray tpdu = "0001000B813108000000F000088C" + QByteArray("957F").repeated(70) + '\x1a';
@@ -142,15 +142,18 @@ bool benchReaction()
 bool benchSender()
 {
     const SenderRun slow = senderRun(latencyMilliseconds);
-    const double networkShare = slow.seconds / (rowCount * latencyMilliseconds / 1000.0);
-    bool holds = report(u"sender: 300 rows at 50 ms against the network's own time"_s, networkShare, u"x"_s,
-                        networkShare <= 1.05, u"at most 1.05"_s);
+    constexpr double networkSeconds = rowCount * latencyMilliseconds / 1000.0;
+    const double networkShare = slow.seconds / networkSeconds;
+    const double bareShare = bareSeconds(latencyMilliseconds) / networkSeconds;
+    bool holds =
+        report(u"sender: 300 rows at 50 ms against the network's own time"_s, networkShare, u"x"_s,
+               networkShare <= 1.05, u"at most 1.05; bare loop with its commits %1"_s.arg(bareShare));
     const double lines = double(slow.commandLines) / rowCount;
     holds =
         report(u"sender: AT command lines a message"_s, lines, u""_s, lines <= 1, u"at most 1"_s) && holds;
 
     const Rivals best = bestOf(
-        3, [] { return senderRun(0).seconds; }, bareSeconds);
+        3, [] { return senderRun(0).seconds; }, [] { return bareSeconds(0); });
     report(u"sender: 300 rows without latency"_s, best.ours, u"s"_s, true, u"bare %1 s"_s.arg(best.bare));
     const double ratio = best.bare / best.ours;
     holds = report(u"sender: rate against the bare loop"_s, ratio, u"x"_s, ratio >= 0.5, u"at least 0.5"_s) &&
