@@ -12,6 +12,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QTest>
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -45,6 +46,7 @@ bool measureStart(const QString &server)
     for (int start = 0; start < repeatedStarts; ++start) {
         const QTemporaryDir folder;
         QProcess process;
+        process.setReadChannel(QProcess::StandardError);
         QElapsedTimer timer;
         timer.start();
         process.start(server,
@@ -89,8 +91,11 @@ bool measureLog(bool painted)
 {
     LogBox log;
     log.resize(575, 460);
-    if (painted)
+    if (painted) {
         log.show();
+        if (!QTest::qWaitForWindowExposed(&log))
+            return report(u"the log box is shown"_s, 0, {}, false, u"needed"_s);
+    }
     const QString kind = painted ? u"painted"_s : u"hidden"_s;
     std::vector<double> costs;
     for (const int lines : {100, 10000, 100000}) {

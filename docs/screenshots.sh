@@ -46,9 +46,10 @@ processes+=($!)
 read -r number <"$work/display"
 export DISPLAY=:$number LC_ALL=C.UTF-8 QT_QPA_PLATFORM=xcb
 unset DBUS_SESSION_BUS_ADDRESS
-xsetroot -solid '#4a6a8a' 2>/dev/null || true
-openbox 2>/dev/null & processes+=($!)
-trayer --edge bottom --align right --widthtype request --height 24 --SetDockType true 2>/dev/null & processes+=($!)
+# Started by the window manager when it is ready: one that comes earlier is now and then never shown.
+openbox --startup "trayer --edge bottom --align right --widthtype request --height 24 --SetDockType true" \
+    2>/dev/null &
+processes+=($!)
 until_true 10 xdotool search --class trayer
 
 sqlite3 "$work/oa.db" <"$root/demo/schema/sqlite.sql"
