@@ -117,6 +117,7 @@ void MessageSource::parse()
     m_lentOctets = g_byte_array_new_take(reinterpret_cast<guint8 *>(m_octets.data()),
                                          static_cast<gsize>(m_octets.size()));
     const GObjectPtr<GMimeStream> stream(g_mime_stream_mem_new_with_byte_array(m_lentOctets));
+    g_mime_stream_mem_set_owner(GMIME_STREAM_MEM(stream.get()), FALSE);
     const GObjectPtr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     m_message.reset(g_mime_parser_construct_message(parser.get(), options));
 }

@@ -103,7 +103,7 @@ void Pop3Client::loadListing()
         m_observer->summarise(u"（%1个邮件标识）"_s.arg(m_uids.size()));
     }
     bool isNumber = false;
-    const qint64 count = stat.text.left(stat.text.indexOf(' ')).toLongLong(&isNumber);
+    const qint64 count = stat.text.split(' ').first().toLongLong(&isNumber);
     m_count = stat.ok && isNumber && count >= 0 ? static_cast<int>(qMin<qint64>(count, limits.messages))
                                                 : static_cast<int>(m_uids.size());
 }

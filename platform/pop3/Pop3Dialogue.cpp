@@ -130,7 +130,7 @@ Pop3Reply Pop3Dialogue::readReply()
         line.chop(1);
     m_observer.received(line);
 
-    const QByteArray indicator = line.left(line.indexOf(' ')).toUpper();
+    const QByteArray indicator = line.split(' ').first().toUpper();
     if (indicator != "+OK" && indicator != "-ERR")
         fail(Pop3Fault::Kind::LineLost, u"服务器的应答不是POP3：%1"_s.arg(m_observer.presentable(line)));
     return {indicator == "+OK", line.mid(indicator.size()).trimmed()};
