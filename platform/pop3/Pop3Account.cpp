@@ -9,7 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int pop3sPort = 995;            // RFC 8314, 3.3
 constexpr int longestHost = 255;          // RFC 1035, 2.3.4
 constexpr int longestCredential = 1024;   // octets; no server accepts more on one command line
 
@@ -64,7 +63,7 @@ QByteArray composeUrl(const char *scheme, const QByteArray &host, int port)
 } // namespace
 
 std::variant<Pop3Account, QString> checkedAccount(const QString &login, const QString &password,
-                                                  const QString &server, int port)
+                                                  const QString &server, int port, int tlsPort)
 {
     if (port < 1 || port > 0xFFFF)
         return u"POP3端口无效：%1"_s.arg(port);
@@ -77,7 +76,7 @@ std::variant<Pop3Account, QString> checkedAccount(const QString &login, const QS
         return u"邮箱密码过长或含有控制字符"_s;
 
     Pop3Account account;
-    account.tlsFromTheFirstByte = port == pop3sPort;
+    account.tlsFromTheFirstByte = port == tlsPort;
     account.url = composeUrl(account.tlsFromTheFirstByte ? "pop3s" : "pop3", host, port);
     if (account.url.isEmpty())
         return u"POP3服务器地址无效：“%1”"_s.arg(server.left(longestHost));

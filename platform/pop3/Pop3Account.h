@@ -6,7 +6,7 @@
 
 /// Where and as whom to log in, checked so that nothing in it can change a command line or an address.
 struct Pop3Account {
-    QByteArray url; ///< pop3://host:port or, for port 995, pop3s://host:port; never holds the login
+    QByteArray url; ///< pop3://host:port or, for the TLS port, pop3s://host:port; never holds the login
     QString server; ///< host:port as shown to people
     QByteArray login;
     QByteArray password;
@@ -18,4 +18,4 @@ struct Pop3Account {
 /// Login and password are sent as UTF-8 as they stand; control characters in them are refused, since a line end
 /// would start a command of its own. Result: the account, or what is wrong with it, in words.
 [[nodiscard]] std::variant<Pop3Account, QString> checkedAccount(const QString &login, const QString &password,
-                                                                const QString &server, int port);
+                                                                const QString &server, int port, int tlsPort);

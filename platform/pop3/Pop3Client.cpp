@@ -27,7 +27,7 @@ Pop3ConnectResult Pop3Client::Connect(const QString &login, const QString &passw
     m_uids.clear();
     m_sizes.reset();
 
-    const auto checked = checkedAccount(login, password, server, port);
+    const auto checked = checkedAccount(login, password, server, port, m_options.tlsPort);
     if (const auto *objection = std::get_if<QString>(&checked))
         return {Pop3ConnectOutcome::InvalidAccount, *objection};
     const auto &account = std::get<Pop3Account>(checked);

@@ -199,14 +199,14 @@ Pop3ConnectResult Pop3Connector::explain(CURLcode code, bool connectedToHost) co
         return {Stopped, u"服务正在停止"_s};
     if (m_connectTimedOut)
         return {HostUnreachable, u"连接邮件服务器超时：%1"_s.arg(m_account.server)};
+    if (!m_observer.looksLikePop3() || code == CURLE_WEIRD_SERVER_REPLY)
+        return {HostUnreachable, u"邮件服务器的应答不是POP3：%1 %2"_s.arg(m_account.server, reply)};
     switch (code) {
     case CURLE_LOGIN_DENIED:
         return {LoginRefused, u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, reply)};
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
         return {HostUnreachable, u"无法连接邮件服务器：%1"_s.arg(cause)};
-    case CURLE_WEIRD_SERVER_REPLY:
-        return {HostUnreachable, u"邮件服务器的应答不是POP3：%1 %2"_s.arg(cause, reply)};
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CACERT_BADFILE:
@@ -232,7 +232,8 @@ int Pop3Connector::onProgress()
     curl_easy_getinfo(m_attempt, CURLINFO_CONNECT_TIME_T, &connected);
     if (connected == 0 && std::chrono::milliseconds(m_clock.elapsed()) >= m_options.limits.connect)
         m_connectTimedOut = true;
-    return m_stopped || m_connectTimedOut ? 1 : 0;
+    // curl itself would wait on for a line that POP3 knows.
+    return m_stopped || m_connectTimedOut || !m_observer.looksLikePop3() ? 1 : 0;
 }
 
 int Pop3Connector::progressed(void *self, curl_off_t /*downloadTotal*/, curl_off_t /*downloaded*/,

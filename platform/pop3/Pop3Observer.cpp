@@ -33,6 +33,7 @@ void Pop3Observer::newLine()
     m_capabilities = {};
     m_loginWay.clear();
     m_lastReply.clear();
+    m_looksLikePop3 = true;
     m_greeted = m_offersApop = m_capaAsked = m_capaListing = m_authenticating = false;
 }
 
@@ -76,6 +77,7 @@ void Pop3Observer::received(QByteArrayView line)
     if (!m_greeted) {
         // A time stamp in the greeting offers APOP (RFC 1939, 7).
         m_greeted = true;
+        m_looksLikePop3 = line.startsWith("+OK") || line.startsWith("-ERR");
         m_offersApop = m_lastReply.contains('<') && m_lastReply.contains('>');
     } else if (m_capaAsked) {
         m_capaAsked = false;

@@ -31,6 +31,8 @@ public:
     [[nodiscard]] bool offersApop() const { return m_offersApop; }
     /// The way that was tried last: a SASL mechanism, "APOP" or "USER"; empty when none was.
     [[nodiscard]] const QByteArray &loginWay() const { return m_loginWay; }
+    /// False once the server greeted with what no POP3 server says.
+    [[nodiscard]] bool looksLikePop3() const { return m_looksLikePop3; }
     /// The last status line that the server sent.
     [[nodiscard]] const QByteArray &lastReply() const { return m_lastReply; }
 
@@ -43,6 +45,7 @@ private:
     QByteArray m_loginWay;
     QByteArray m_lastReply;
     bool m_greeted = false;
+    bool m_looksLikePop3 = true;
     bool m_offersApop = false;
     bool m_capaAsked = false;   // the next status line answers CAPA
     bool m_capaListing = false; // lines are capabilities until "."

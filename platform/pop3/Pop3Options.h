@@ -38,7 +38,7 @@ struct Pop3Limits {
 };
 
 enum class Pop3Tls {
-    Opportunistic, ///< Port 995: TLS, verified. Other ports: STLS whenever offered, not verified.
+    Opportunistic, ///< The TLS port: TLS, verified. Other ports: STLS whenever offered, not verified.
     Verify,        ///< Every port: TLS, verified; a server without it is refused before the login.
 };
 
@@ -51,6 +51,8 @@ struct Pop3Options {
     Pop3Tls tls = Pop3Tls::Opportunistic;
     /// PEM file with the trusted authorities; empty: SSL_CERT_FILE of the environment, else the system's store.
     QString trustedCertificates;
+    /// The port where TLS starts with the first byte, always verified (RFC 8314, 3.3).
+    int tlsPort = 995;
     Pop3Limits limits;
     Pop3Trace trace;
     /// Asked while connecting and between messages; true ends what is going on at the next safe point.

@@ -62,32 +62,39 @@ Pop3Options Pop3ClientTest::watched()
 
 void Pop3ClientTest::lineSecurity_data()
 {
+    QTest::addColumn<bool>("tlsPort");
     QTest::addColumn<Pop3Tls>("tls");
     QTest::addColumn<bool>("trusted");
     QTest::addColumn<QString>("host");
     QTest::addColumn<Pop3ConnectOutcome>("outcome");
 
     using enum Pop3ConnectOutcome;
-    QTest::newRow("stls-unverified") << Pop3Tls::Opportunistic << false << u"127.0.0.1"_s << Connected;
-    QTest::newRow("stls-unknown-authority") << Pop3Tls::Verify << false << u"localhost"_s << TlsRefused;
-    QTest::newRow("stls-other-host") << Pop3Tls::Verify << true << u"127.0.0.1"_s << TlsRefused;
-    QTest::newRow("stls-verified") << Pop3Tls::Verify << true << u" localhost "_s << Connected;
+    QTest::newRow("stls-unverified") << false << Pop3Tls::Opportunistic << false << u"127.0.0.1"_s << Connected;
+    QTest::newRow("stls-unknown-authority") << false << Pop3Tls::Verify << false << u"localhost"_s << TlsRefused;
+    QTest::newRow("stls-other-host") << false << Pop3Tls::Verify << true << u"127.0.0.1"_s << TlsRefused;
+    QTest::newRow("stls-verified") << false << Pop3Tls::Verify << true << u" localhost "_s << Connected;
+    QTest::newRow("tls-port-unknown-authority") << true << Pop3Tls::Opportunistic << false << u"localhost"_s << TlsRefused;
+    QTest::newRow("tls-port-other-host") << true << Pop3Tls::Opportunistic << true << u"127.0.0.1"_s << TlsRefused;
+    QTest::newRow("tls-port-verified") << true << Pop3Tls::Opportunistic << true << u"localhost"_s << Connected;
 }
 
 void Pop3ClientTest::lineSecurity()
 {
+    QFETCH(bool, tlsPort);
     QFETCH(Pop3Tls, tls);
     QFETCH(bool, trusted);
     QFETCH(QString, host);
     Pop3Options options = watched();
     options.tls = tls;
+    options.tlsPort = m_server->tlsPort();
     if (trusted)
         options.trustedCertificates = m_server->authorityFile();
     Pop3Client client(options);
-    const Pop3ConnectResult result = client.Connect(u"tls@x"_s, DovecotServer::password(), host, m_server->port());
+    const int port = tlsPort ? m_server->tlsPort() : m_server->port();
+    const Pop3ConnectResult result = client.Connect(u"tls@x"_s, DovecotServer::password(), host, port);
     QTEST(result.outcome, "outcome");
     QCOMPARE(result.text.isEmpty(), result.connected());
-    QVERIFY(m_trace.contains(u"> STLS"_s));
+    QCOMPARE(m_trace.contains(u"> STLS"_s), !tlsPort);
     if (!result.connected())
         QVERIFY2(m_trace.filter(u"> AUTH"_s).isEmpty(), "a login went over a line that is not trusted");
 }

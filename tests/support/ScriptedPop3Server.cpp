@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -64,13 +65,16 @@ void ScriptedPop3Server::serve(int fd)
     m_fd = fd;
     m_input.clear();
     m_marked.clear();
-    m_closing = m_dripping = false;
+    m_closing = m_dripping = m_hanging = false;
+    const int on = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     QByteArray line;
     if (m_script.hangsAt != "GREETING" && !say(m_script.greeting))
         return;
     while (!m_closing && readLine(line)) {
         const QByteArray verb = line.split(' ').first().toUpper();
-        if (verb == m_script.hangsAt || m_script.hangsAt == "GREETING")
+        m_hanging = m_hanging || verb == m_script.hangsAt || m_script.hangsAt == "GREETING";
+        if (m_hanging)
             continue;
         m_dripping = verb == m_script.dripsAt;
         if (!answer(line))
@@ -144,11 +148,11 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
     }
     if (verb == "QUIT") {
         m_closing = true;
-        if (!say("+OK"))
-            return false;
-        const std::lock_guard lock(m_mutex);
-        m_deleted += m_marked;
-        return true;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_deleted += m_marked;
+        }
+        return say("+OK");
     }
     return say("-ERR unknown");
 }

@@ -31,7 +31,7 @@ public:
         bool bareLineFeeds = false; ///< ends lines with LF only
         /// Octets sent over all connections after which the line is cut, once.
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
-        /// A command verb that is never answered; "GREETING" for silence from the start.
+        /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
         QByteArray hangsAt;
         /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
         QByteArray dripsAt;
@@ -79,6 +79,7 @@ private:
     QByteArray m_input;
     bool m_dripping = false;
     bool m_closing = false;
+    bool m_hanging = false;
     bool m_wasCut = false;
     QList<int> m_marked;
     std::thread m_thread; // last: everything else must exist before it runs
