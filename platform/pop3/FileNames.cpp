@@ -56,6 +56,8 @@ QString safeFileName(const QString &name)
 {
     const qsizetype path = std::max(name.lastIndexOf(u'/'), name.lastIndexOf(u'\\'));
     QString safe = name.mid(path + 1);
+    if (safe.size() > 2 && safe.startsWith(u'\'') && safe.endsWith(u'\'')) // quoted the wrong way
+        safe = safe.mid(1, safe.size() - 2);
     safe.removeIf(isUnusable);
     safe = withoutEdges(safe);
     if (safe.size() <= longestName)

@@ -208,11 +208,17 @@ QByteArray MimeAttachment::BinaryData() const
     if (GMIME_IS_PART(m_part))
         return decodedContent(GMIME_PART(m_part));
     const GObjectPtr<GMimeStream> stream(g_mime_stream_mem_new());
+    // The library writes LF unless told otherwise; messages have CR LF.
+    static GMimeFormatOptions *const format = [] {
+        auto *crLf = g_mime_format_options_new();
+        g_mime_format_options_set_newline_format(crLf, GMIME_NEWLINE_FORMAT_DOS);
+        return crLf;
+    }();
     if (GMIME_IS_MESSAGE_PART(m_part)) {
         if (GMimeMessage *message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(m_part)))
-            g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, stream.get());
+            g_mime_object_write_to_stream(GMIME_OBJECT(message), format, stream.get());
     } else {
-        g_mime_object_write_to_stream(m_part, nullptr, stream.get());
+        g_mime_object_write_to_stream(m_part, format, stream.get());
     }
     const GByteArray *octets = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream.get()));
     return {reinterpret_cast<const char *>(octets->data), static_cast<qsizetype>(octets->len)};

@@ -5,6 +5,8 @@
 
 namespace
 {
+constexpr qsizetype longestField = 1024 * 1024; // octets of a header field that are read; the rest is cut off
+
 void initialiseGMime()
 {
     static const bool done = (g_mime_init(), true);
@@ -52,6 +54,39 @@ qsizetype bodyStart(QByteArrayView octets)
     return at;
 }
 
+bool isAddressField(QByteArrayView line)
+{
+    for (const QByteArrayView name : {QByteArrayView("to:"), QByteArrayView("cc:"), QByteArrayView("bcc:"),
+                                      QByteArrayView("from:"), QByteArrayView("sender:"), QByteArrayView("reply-to:")}) {
+        if (line.size() > name.size() && qstrnicmp(line.data(), name.size(), name.data(), name.size()) == 0)
+            return true;
+    }
+    return false;
+}
+
+/// GMime follows groups within groups in address fields, those of enclosed messages included, as deep as they go,
+/// until the stack ends. No real list has so many colons; those beyond the limit become blanks.
+void flattenNestedGroups(QByteArray &octets)
+{
+    constexpr int mostColons = 500;
+    char *const data = octets.data();
+    bool inField = false;
+    int colons = 0;
+    for (qsizetype at = 0; at < octets.size();) {
+        const QByteArrayView line = firstLine(QByteArrayView(octets).sliced(at));
+        const bool continued = line.front() == ' ' || line.front() == '\t';
+        if (!continued) {
+            inField = isAddressField(line);
+            colons = 0;
+        }
+        for (qsizetype i = 0; inField && i < line.size(); ++i) {
+            if (line[i] == ':' && ++colons > mostColons)
+                data[at + i] = ' ';
+        }
+        at += line.size();
+    }
+}
+
 /// Text that somebody labelled base64: words with blanks between them, or octets outside ASCII.
 bool isEvidentlyNotBase64(QByteArrayView octets)
 {
@@ -66,19 +101,46 @@ bool isEvidentlyNotBase64(QByteArrayView octets)
     return foreign * 50 > octets.size(); // more than 2 in 100
 }
 
-QByteArray readAll(GMimeStream *stream, qint64 expected)
+constexpr qint64 readChunk = 64LL * 1024;
+
+QByteArray readAll(GMimeStream *stream)
 {
-    constexpr qint64 chunk = 64LL * 1024;
     QByteArray octets;
-    octets.reserve(static_cast<qsizetype>(std::max<qint64>(expected, 0) + chunk));
+    octets.reserve(static_cast<qsizetype>(std::max<gint64>(g_mime_stream_length(stream), 0) + readChunk));
     for (;;) {
         const qsizetype before = octets.size();
-        octets.resize(before + chunk);
-        const ssize_t got = g_mime_stream_read(stream, octets.data() + before, chunk);
+        octets.resize(before + readChunk);
+        const ssize_t got = g_mime_stream_read(stream, octets.data() + before, readChunk);
         octets.resize(before + std::max<ssize_t>(got, 0));
         if (got <= 0)
             break;
     }
+    return octets;
+}
+
+QByteArray decodeAll(GMimeStream *stream, GMimeContentEncoding encoding)
+{
+    GMimeEncoding decoder;
+    g_mime_encoding_init_decode(&decoder, encoding);
+    QByteArray octets;
+    const auto decode = [&](const char *in, size_t length) {
+        const qsizetype before = octets.size();
+        octets.resize(before + static_cast<qsizetype>(g_mime_encoding_outlen(&decoder, length)) + 8);
+        octets.resize(before + static_cast<qsizetype>(g_mime_encoding_step(&decoder, in, length, octets.data() + before)));
+    };
+    const gint64 length = g_mime_stream_length(stream);
+    octets.reserve(static_cast<qsizetype>(encoding == GMIME_CONTENT_ENCODING_BASE64 ? length / 4 * 3 : length) +
+                   2 * readChunk);
+    QByteArray chunk(readChunk, Qt::Uninitialized);
+    for (;;) {
+        const ssize_t got = g_mime_stream_read(stream, chunk.data(), readChunk);
+        if (got <= 0)
+            break;
+        decode(chunk.constData(), static_cast<size_t>(got));
+    }
+    // A message that was cut off still gives its last octets when the missing padding is put there.
+    if (encoding == GMIME_CONTENT_ENCODING_BASE64)
+        decode("==", 2);
     return octets;
 }
 } // namespace
@@ -106,8 +168,14 @@ MessageSource::MessageSource(QByteArray octets) : m_octets(std::move(octets))
     if (!isHeaderLine(firstLine(m_octets)))
         return;
     m_bodyAt = bodyStart(m_octets);
+    if (m_bodyAt == m_octets.size()) {
+        // GMime gives nothing at all for a message that was cut off inside a field name.
+        m_octets += "\r\n\r\n";
+        m_bodyAt = m_octets.size();
+    }
     if (QByteArrayView(m_octets).first(m_bodyAt).contains('\0'))
         std::replace(m_octets.begin(), m_octets.begin() + m_bodyAt, '\0', ' ');
+    flattenNestedGroups(m_octets);
     parse();
 }
 
@@ -150,7 +218,7 @@ QList<std::pair<QByteArray, QByteArray>> MessageSource::headerFields(const QByte
             GMimeHeader *header = g_mime_header_list_get_header_at(headers, i);
             const QByteArray name = QByteArray(g_mime_header_get_name(header)).trimmed().toLower();
             if (names.contains(name))
-                fields.append({name, QByteArray(g_mime_header_get_raw_value(header))});
+                fields.append({name, QByteArray(g_mime_header_get_raw_value(header)).left(longestField)});
         }
     };
     if (m_message)
@@ -174,26 +242,35 @@ QByteArray decodedContent(GMimePart *part)
     GMimeStream *encoded = g_mime_data_wrapper_get_stream(content);
     g_mime_stream_reset(encoded);
     const GMimeContentEncoding encoding = g_mime_data_wrapper_get_encoding(content);
-    const gint64 length = g_mime_stream_length(encoded);
-
-    const bool base64 = encoding == GMIME_CONTENT_ENCODING_BASE64;
-    if (!base64 && encoding != GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE &&
-        encoding != GMIME_CONTENT_ENCODING_UUENCODE)
-        return readAll(encoded, length);
-    if (base64 && g_mime_content_type_is_type(g_mime_object_get_content_type(GMIME_OBJECT(part)), "text", "*")) {
-        QByteArray raw = readAll(encoded, length);
-        if (isEvidentlyNotBase64(raw))
-            return raw;
-        g_mime_stream_reset(encoded);
+    switch (encoding) {
+    case GMIME_CONTENT_ENCODING_BASE64:
+        if (g_mime_content_type_is_type(g_mime_object_get_content_type(GMIME_OBJECT(part)), "text", "*")) {
+            QByteArray raw = readAll(encoded);
+            if (isEvidentlyNotBase64(raw))
+                return raw;
+            g_mime_stream_reset(encoded);
+        }
+        return decodeAll(encoded, encoding);
+    case GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE:
+        return decodeAll(encoded, encoding);
+    case GMIME_CONTENT_ENCODING_UUENCODE: {
+        // Only the filter looks for the "begin" line.
+        const GObjectPtr<GMimeStream> decoded(g_mime_stream_filter_new(encoded));
+        const GObjectPtr<GMimeFilter> filter(g_mime_filter_basic_new(encoding, FALSE));
+        g_mime_stream_filter_add(GMIME_STREAM_FILTER(decoded.get()), filter.get());
+        return readAll(decoded.get());
     }
-    const GObjectPtr<GMimeStream> decoded(g_mime_stream_filter_new(encoded));
-    const GObjectPtr<GMimeFilter> filter(g_mime_filter_basic_new(encoding, FALSE));
-    g_mime_stream_filter_add(GMIME_STREAM_FILTER(decoded.get()), filter.get());
-    return readAll(decoded.get(), base64 ? length / 4 * 3 : length);
+    case GMIME_CONTENT_ENCODING_DEFAULT:
+    case GMIME_CONTENT_ENCODING_7BIT:
+    case GMIME_CONTENT_ENCODING_8BIT:
+    case GMIME_CONTENT_ENCODING_BINARY:
+        break;
+    }
+    return readAll(encoded);
 }
 
 QByteArray rawHeader(GMimeObject *object, const char *name)
 {
     GMimeHeader *header = g_mime_header_list_get_header(g_mime_object_get_header_list(object), name);
-    return header ? QByteArray(g_mime_header_get_raw_value(header)) : QByteArray();
+    return header ? QByteArray(g_mime_header_get_raw_value(header)).left(longestField) : QByteArray();
 }

@@ -16,28 +16,55 @@ struct Mailbox {
     QString address;
 };
 
-void appendMailboxes(InternetAddressList *list, QList<Mailbox> &mailboxes)
+/// The addresses of a normalised list, group names removed. Lists are cut here because the parser follows nested
+/// groups without a limit; so ";" between addresses, a habit of many people, separates them too.
+QByteArrayList splitAddresses(const QByteArray &list)
 {
-    for (int i = 0; list && i < internet_address_list_length(list); ++i) {
-        InternetAddress *address = internet_address_list_get_address(list, i);
-        if (INTERNET_ADDRESS_IS_GROUP(address)) {
-            appendMailboxes(internet_address_group_get_members(INTERNET_ADDRESS_GROUP(address)), mailboxes);
+    QByteArrayList addresses;
+    QByteArray address;
+    bool quoted = false;
+    bool inAngle = false;
+    int commentDepth = 0;
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        const char c = list[i];
+        const bool plain = !quoted && commentDepth == 0;
+        if (c == '\\' && !plain && i + 1 < list.size()) {
+            address.append(c).append(list[++i]);
             continue;
         }
-        const auto *mailbox = INTERNET_ADDRESS_MAILBOX(address);
-        const QString text =
-            decodeHeaderText(internet_address_mailbox_get_addr(const_cast<InternetAddressMailbox *>(mailbox)));
-        if (!text.isEmpty())
-            mailboxes.append({decodeHeaderText(internet_address_get_name(address)).trimmed(), text});
+        if (c == '"' && commentDepth == 0)
+            quoted = !quoted;
+        else if (!quoted && (c == '(' || (c == ')' && commentDepth > 0)))
+            commentDepth += c == '(' ? 1 : -1;
+        else if (plain && (c == '<' || c == '>'))
+            inAngle = c == '<';
+        const bool separator = plain && !inAngle && (c == ',' || c == ';');
+        if (separator)
+            addresses << std::exchange(address, {});
+        else if (plain && !inAngle && c == ':')
+            address.clear(); // what came before was the name of a group
+        else
+            address.append(c);
     }
+    addresses << address;
+    return addresses;
 }
 
 QList<Mailbox> parseMailboxes(const QByteArray &rawValue)
 {
     QList<Mailbox> mailboxes;
-    const GObjectPtr<InternetAddressList> list(
-        internet_address_list_parse(tolerantOptions(), normaliseHeader(rawValue).constData()));
-    appendMailboxes(list.get(), mailboxes);
+    for (const QByteArray &one : splitAddresses(normaliseHeader(rawValue))) {
+        const GObjectPtr<InternetAddressList> list(internet_address_list_parse(tolerantOptions(), one.constData()));
+        for (int i = 0; list && i < internet_address_list_length(list.get()); ++i) {
+            InternetAddress *address = internet_address_list_get_address(list.get(), i);
+            if (!INTERNET_ADDRESS_IS_MAILBOX(address))
+                continue;
+            const QString email =
+                decodeHeaderText(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)));
+            if (!email.isEmpty())
+                mailboxes.append({decodeHeaderText(internet_address_get_name(address)).trimmed(), email});
+        }
+    }
     return mailboxes;
 }
 
