@@ -44,17 +44,22 @@ QByteArray canonicalCharset(QByteArrayView label)
     };
     // Code pages instead of the pure standards: mail programs use the characters they add.
     static const Alias aliases[] = {
-        {gb18030,
-         {"gb2312", "gb_2312-80", "gb2312-80", "gb_2312", "gb2312_charset", "csgb2312", "csiso58gb231280", "iso-ir-58",
-          "gbk", "gb", "gb18030", "gb-18030", "gb18030-2000", "cp936", "ms936", "936", "windows-936", "x-gbk",
-          "x-gb2312", "x-cp20936", "euc-cn", "euccn", "x-euc-cn", "cn-gb", "chinese", "zh_cn", "zh-cn"}},
-        {"cp950", {"big5", "big-5", "cn-big5", "x-x-big5", "x-big5", "csbig5", "cp950", "ms950", "windows-950"}},
+        {gb18030, {"gb2312",          "gb_2312-80", "gb2312-80", "gb_2312", "gb2312_charset", "csgb2312",
+                   "csiso58gb231280", "iso-ir-58",  "gbk",       "gb",      "gb18030",        "gb-18030",
+                   "gb18030-2000",    "cp936",      "ms936",     "936",     "windows-936",    "x-gbk",
+                   "x-gb2312",        "x-cp20936",  "euc-cn",    "euccn",   "x-euc-cn",       "cn-gb",
+                   "chinese",         "zh_cn",      "zh-cn"}},
+        {"cp950",
+         {"big5", "big-5", "cn-big5", "x-x-big5", "x-big5", "csbig5", "cp950", "ms950", "windows-950"}},
         {"big5-hkscs", {"big5-hkscs", "big5hkscs", "hkscs"}},
-        {"cp932", {"shift_jis", "shift-jis", "sjis", "x-sjis", "ms_kanji", "csshiftjis", "windows-31j", "cp932"}},
-        {"cp949", {"euc-kr", "euckr", "ks_c_5601-1987", "ks_c_5601", "ksc5601", "korean", "cp949", "windows-949"}},
+        {"cp932",
+         {"shift_jis", "shift-jis", "sjis", "x-sjis", "ms_kanji", "csshiftjis", "windows-31j", "cp932"}},
+        {"cp949",
+         {"euc-kr", "euckr", "ks_c_5601-1987", "ks_c_5601", "ksc5601", "korean", "cp949", "windows-949"}},
         {"iso-2022-jp-2", {"iso-2022-jp", "csiso2022jp"}},
-        {windows1252, {"iso-8859-1", "iso8859-1", "latin1", "latin-1", "l1", "cp1252", "windows-1252", "us-ascii",
-                       "ascii", "ansi_x3.4-1968"}},
+        {windows1252,
+         {"iso-8859-1", "iso8859-1", "latin1", "latin-1", "l1", "cp1252", "windows-1252", "us-ascii", "ascii",
+          "ansi_x3.4-1968"}},
         {utf8, {"utf-8", "utf8", "unicode-1-1-utf-8", "x-utf-8", "utf-8mb4", "utf8mb4"}},
         {hz, {"hz", "hz-gb-2312", "hz-gb2312"}},
         {"utf-7", {"utf-7", "utf7", "unicode-1-1-utf-7", "x-unicode-2-0-utf-7"}},
@@ -190,6 +195,8 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 
 QString decodeText(QByteArrayView octets, QByteArrayView label)
 {
+    if (octets.isEmpty())
+        return {};
     QString text;
     const QByteArray charset = canonicalCharset(label);
     const bool plain = charset.isEmpty() || charset == utf8 || charset == windows1252 || charset == gb18030;

@@ -40,8 +40,8 @@ qsizetype DotUnstuffer::consume(QByteArrayView octets, QByteArray &content)
             break;
         case State::InLine: {
             const char *start = octets.data() + at;
-            const auto *end = static_cast<const char *>(
-                std::memchr(start, '\n', static_cast<size_t>(octets.size() - at)));
+            const auto *end =
+                static_cast<const char *>(std::memchr(start, '\n', static_cast<size_t>(octets.size() - at)));
             const qsizetype length = end ? end - start + 1 : octets.size() - at;
             content.append(start, length);
             at += length;

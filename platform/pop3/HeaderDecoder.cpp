@@ -50,7 +50,8 @@ QByteArray decodeQ(QByteArrayView text)
     QByteArray octets;
     octets.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] == '=' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0) {
+        if (text[i] == '=' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
+            hexDigit(text[i + 2]) >= 0) {
             octets.append(static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2])));
             i += 2;
         } else {
@@ -76,7 +77,8 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
         return std::nullopt;
     EncodedWord word;
     word.charset = line.sliced(2, charsetEnd - 2).toByteArray();
-    word.charset.truncate(word.charset.contains('*') ? word.charset.indexOf('*') : word.charset.size()); // RFC 2231, 5
+    word.charset.truncate(word.charset.contains('*') ? word.charset.indexOf('*')
+                                                     : word.charset.size()); // RFC 2231, 5
     word.length = end + 2;
     const QByteArrayView text = line.sliced(start, end - start);
     if (encoding == 'B' || encoding == 'b')

@@ -20,7 +20,8 @@ using ContentTypePtr = GObjectPtr<GMimeContentType>;
 DispositionPtr dispositionOf(GMimeObject *part)
 {
     const QByteArray raw = normaliseHeader(rawHeader(part, "Content-Disposition"));
-    return DispositionPtr(raw.isEmpty() ? nullptr : g_mime_content_disposition_parse(tolerantOptions(), raw.constData()));
+    return DispositionPtr(
+        raw.isEmpty() ? nullptr : g_mime_content_disposition_parse(tolerantOptions(), raw.constData()));
 }
 
 QString parameterText(const char *value)
@@ -48,7 +49,8 @@ QString givenName(GMimeObject *part)
 bool isMarkedAttachment(GMimeObject *part)
 {
     const DispositionPtr disposition = dispositionOf(part);
-    return disposition && qstricmp(g_mime_content_disposition_get_disposition(disposition.get()), "attachment") == 0;
+    return disposition &&
+           qstricmp(g_mime_content_disposition_get_disposition(disposition.get()), "attachment") == 0;
 }
 
 bool isText(GMimeObject *part, const char *subtype)
@@ -129,9 +131,10 @@ private:
     {
         auto *object = GMIME_OBJECT(part);
         QByteArray octets = decodedContent(part);
-        // The line end before a boundary belongs to the boundary (RFC 2046, 5.1.1); the one that ends the whole
-        // message is treated alike. Base64 encodes exactly what is meant.
-        if (!parent && g_mime_part_get_content_encoding(part) != GMIME_CONTENT_ENCODING_BASE64 && octets.endsWith('\n'))
+        // The line end before a boundary belongs to the boundary (RFC 2046, 5.1.1); the one that ends the
+        // whole message is treated alike. Base64 encodes exactly what is meant.
+        if (!parent && g_mime_part_get_content_encoding(part) != GMIME_CONTENT_ENCODING_BASE64 &&
+            octets.endsWith('\n'))
             octets.chop(octets.endsWith("\r\n") ? 2 : 1);
         QByteArray charset = charsetOf(object);
         m_bodyParent = parent;
@@ -167,7 +170,8 @@ private:
     GMimeObject *m_bodyParent = nullptr;
 };
 
-/// The boundary that a multipart's text evidently uses: a line "--x" followed by a part's header. Empty if none.
+/// The boundary that a multipart's text evidently uses: a line "--x" followed by a part's header. Empty if
+/// none.
 QByteArray evidentBoundary(QByteArrayView body)
 {
     constexpr qsizetype looked = 64LL * 1024;

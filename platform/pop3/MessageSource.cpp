@@ -23,9 +23,10 @@ QByteArrayView firstLine(QByteArrayView text)
 bool isHeaderLine(QByteArrayView line)
 {
     const qsizetype colon = line.indexOf(':');
-    return colon > 0 && std::all_of(line.begin(), line.begin() + colon, [](char c) {
-        return (c > 0x20 && c < 0x7F) || c == '\t' || c == ' ';
-    }) && line.front() != ' ' && line.front() != '\t';
+    return colon > 0 &&
+           std::all_of(line.begin(), line.begin() + colon,
+                       [](char c) { return (c > 0x20 && c < 0x7F) || c == '\t' || c == ' '; }) &&
+           line.front() != ' ' && line.front() != '\t';
 }
 
 /// Blank lines and an mbox separator in front of a message.
@@ -34,7 +35,8 @@ qsizetype rubbishInFront(QByteArrayView octets)
     qsizetype at = 0;
     for (;;) {
         const QByteArrayView line = firstLine(octets.sliced(at));
-        const bool rubbish = line.trimmed().isEmpty() || line.startsWith("From ") || line.startsWith(">From ");
+        const bool rubbish =
+            line.trimmed().isEmpty() || line.startsWith("From ") || line.startsWith(">From ");
         if (line.isEmpty() || !rubbish)
             return at;
         at += line.size();
@@ -56,16 +58,17 @@ qsizetype bodyStart(QByteArrayView octets)
 
 bool isAddressField(QByteArrayView line)
 {
-    for (const QByteArrayView name : {QByteArrayView("to:"), QByteArrayView("cc:"), QByteArrayView("bcc:"),
-                                      QByteArrayView("from:"), QByteArrayView("sender:"), QByteArrayView("reply-to:")}) {
+    for (const QByteArrayView name :
+         {QByteArrayView("to:"), QByteArrayView("cc:"), QByteArrayView("bcc:"), QByteArrayView("from:"),
+          QByteArrayView("sender:"), QByteArrayView("reply-to:")}) {
         if (line.size() > name.size() && qstrnicmp(line.data(), name.size(), name.data(), name.size()) == 0)
             return true;
     }
     return false;
 }
 
-/// GMime follows groups within groups in address fields, those of enclosed messages included, as deep as they go,
-/// until the stack ends. No real list has so many colons; those beyond the limit become blanks.
+/// GMime follows groups within groups in address fields, those of enclosed messages included, as deep as they
+/// go, until the stack ends. No real list has so many colons; those beyond the limit become blanks.
 void flattenNestedGroups(QByteArray &octets)
 {
     constexpr int mostColons = 500;
@@ -94,8 +97,8 @@ bool isEvidentlyNotBase64(QByteArrayView octets)
     octets = octets.first(qMin(octets.size(), looked));
     qsizetype foreign = 0;
     for (const char c : octets) {
-        const bool known = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
-                           c == '/' || c == '=' || c == '\r' || c == '\n';
+        const bool known = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                           c == '+' || c == '/' || c == '=' || c == '\r' || c == '\n';
         foreign += known ? 0 : 1;
     }
     return foreign * 50 > octets.size(); // more than 2 in 100
@@ -126,11 +129,13 @@ QByteArray decodeAll(GMimeStream *stream, GMimeContentEncoding encoding)
     const auto decode = [&](const char *in, size_t length) {
         const qsizetype before = octets.size();
         octets.resize(before + static_cast<qsizetype>(g_mime_encoding_outlen(&decoder, length)) + 8);
-        octets.resize(before + static_cast<qsizetype>(g_mime_encoding_step(&decoder, in, length, octets.data() + before)));
+        octets.resize(before + static_cast<qsizetype>(
+                                   g_mime_encoding_step(&decoder, in, length, octets.data() + before)));
     };
     const gint64 length = g_mime_stream_length(stream);
-    octets.reserve(static_cast<qsizetype>(encoding == GMIME_CONTENT_ENCODING_BASE64 ? length / 4 * 3 : length) +
-                   2 * readChunk);
+    octets.reserve(
+        static_cast<qsizetype>(encoding == GMIME_CONTENT_ENCODING_BASE64 ? length / 4 * 3 : length) +
+        2 * readChunk);
     QByteArray chunk(readChunk, Qt::Uninitialized);
     for (;;) {
         const ssize_t got = g_mime_stream_read(stream, chunk.data(), readChunk);

@@ -7,19 +7,22 @@
 
 struct GObjectRelease {
     template <typename T>
-    void operator()(T *object) const noexcept { g_object_unref(object); }
+    void operator()(T *object) const noexcept
+    {
+        g_object_unref(object);
+    }
 };
 /// Owns one reference to a GObject.
 template <typename T>
 using GObjectPtr = std::unique_ptr<T, GObjectRelease>;
 
-/// The octets of a message with the structure that GMime found in them. GMime reads from these octets and copies
-/// none of them, so everything taken from structure() lives as long as the source.
+/// The octets of a message with the structure that GMime found in them. GMime reads from these octets and
+/// copies none of them, so everything taken from structure() lives as long as the source.
 class MessageSource
 {
 public:
-    /// octets: as retrieved. Blank lines and an mbox "From " line in front are dropped; NUL in the header becomes
-    /// a blank.
+    /// octets: as retrieved. Blank lines and an mbox "From " line in front are dropped; NUL in the header
+    /// becomes a blank.
     explicit MessageSource(QByteArray octets);
     ~MessageSource();
     MessageSource(const MessageSource &) = delete;
@@ -29,7 +32,8 @@ public:
     [[nodiscard]] GMimeObject *structure() const;
     /// Raw values of the header fields with that name, in the order of the message.
     [[nodiscard]] QByteArrayList headerValues(const char *name) const;
-    /// As headerValues for several names at once, in the order of the message; names that match are lower case.
+    /// As headerValues for several names at once, in the order of the message; names that match are lower
+    /// case.
     [[nodiscard]] QList<std::pair<QByteArray, QByteArray>> headerFields(const QByteArrayList &names) const;
     /// Everything after the header, undecoded.
     [[nodiscard]] QByteArrayView rawBody() const;
@@ -46,8 +50,8 @@ private:
 /// Tolerant options for every header that GMime parses for us.
 [[nodiscard]] GMimeParserOptions *tolerantOptions();
 
-/// The content of a part with its transfer encoding undone; as it stands where the encoding is unknown or, for
-/// text, evidently wrong. Never fails: what a damaged encoding still gives is given.
+/// The content of a part with its transfer encoding undone; as it stands where the encoding is unknown or,
+/// for text, evidently wrong. Never fails: what a damaged encoding still gives is given.
 [[nodiscard]] QByteArray decodedContent(GMimePart *part);
 
 /// Raw value of the first header field of that name of a part; empty when there is none.

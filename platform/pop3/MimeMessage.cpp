@@ -16,8 +16,8 @@ struct Mailbox {
     QString address;
 };
 
-/// The addresses of a normalised list, group names removed. Lists are cut here because the parser follows nested
-/// groups without a limit; so ";" between addresses, a habit of many people, separates them too.
+/// The addresses of a normalised list, group names removed. Lists are cut here because the parser follows
+/// nested groups without a limit; so ";" between addresses, a habit of many people, separates them too.
 QByteArrayList splitAddresses(const QByteArray &list)
 {
     QByteArrayList addresses;
@@ -54,7 +54,8 @@ QList<Mailbox> parseMailboxes(const QByteArray &rawValue)
 {
     QList<Mailbox> mailboxes;
     for (const QByteArray &one : splitAddresses(normaliseHeader(rawValue))) {
-        const GObjectPtr<InternetAddressList> list(internet_address_list_parse(tolerantOptions(), one.constData()));
+        const GObjectPtr<InternetAddressList> list(
+            internet_address_list_parse(tolerantOptions(), one.constData()));
         for (int i = 0; list && i < internet_address_list_length(list.get()); ++i) {
             InternetAddress *address = internet_address_list_get_address(list.get(), i);
             if (!INTERNET_ADDRESS_IS_MAILBOX(address))

@@ -13,9 +13,9 @@ struct MimeRecipient {
     QString EMail;  ///< address without display name; never empty
 };
 
-/// An Internet message (RFC 5322, MIME) as a reader wants it: everything decoded, nothing ever refused. Whatever
-/// the octets are, each member gives something: damaged parts give what can be read of them. The members carry
-/// the names by which the mailbox download asks for them.
+/// An Internet message (RFC 5322, MIME) as a reader wants it: everything decoded, nothing ever refused.
+/// Whatever the octets are, each member gives something: damaged parts give what can be read of them. The
+/// members carry the names by which the mailbox download asks for them.
 class MimeMessage
 {
 public:
@@ -27,12 +27,12 @@ public:
     [[nodiscard]] const QList<MimeRecipient> &Recipients() const { return m_recipients; }
     /// One line; blanks at the ends kept, but for the one after the colon. Empty when there is none.
     [[nodiscard]] const QString &Subject() const { return m_subject; }
-    /// "type/subtype" of the whole message without parameters, letter case as written; "text/plain" when absent
-    /// or unreadable.
+    /// "type/subtype" of the whole message without parameters, letter case as written; "text/plain" when
+    /// absent or unreadable.
     [[nodiscard]] const QString &ContentType() const { return m_contentType; }
-    /// The first text/plain part that is no attachment, line ends as in the message (CR LF over POP3), without the
-    /// line end that closes the message. Empty when there is none, even when there is HTML. The raw body of a
-    /// message whose structure cannot be read.
+    /// The first text/plain part that is no attachment, line ends as in the message (CR LF over POP3),
+    /// without the line end that closes the message. Empty when there is none, even when there is HTML. The
+    /// raw body of a message whose structure cannot be read.
     [[nodiscard]] const QString &Body() const { return m_parts.text; }
     /// The first text/html part that is no attachment; otherwise as Body.
     [[nodiscard]] const QString &HTMLBody() const { return m_parts.html; }
@@ -40,8 +40,8 @@ public:
     [[nodiscard]] const QString &FromName() const { return m_fromName; }
     /// Address of the same; empty when there is none.
     [[nodiscard]] const QString &From() const { return m_from; }
-    /// 1 highest to 5 lowest, from X-Priority, Importance, X-MSMail-Priority or Priority, the first that can be
-    /// read; 3 when none can.
+    /// 1 highest to 5 lowest, from X-Priority, Importance, X-MSMail-Priority or Priority, the first that can
+    /// be read; 3 when none can.
     [[nodiscard]] int Priority() const { return m_priority; }
     /// The Date field in local time; invalid when it is absent, unreadable or outside the years 1753 to 9999.
     [[nodiscard]] const QDateTime &Date() const { return m_date; }

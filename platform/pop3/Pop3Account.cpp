@@ -9,8 +9,8 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int longestHost = 255;          // RFC 1035, 2.3.4
-constexpr int longestCredential = 1024;   // octets; no server accepts more on one command line
+constexpr int longestHost = 255;        // RFC 1035, 2.3.4
+constexpr int longestCredential = 1024; // octets; no server accepts more on one command line
 
 bool hasControlCharacter(const QString &text)
 {
@@ -22,16 +22,17 @@ bool isHostName(const QByteArray &host)
 {
     return !host.isEmpty() && host.size() <= longestHost && !host.startsWith('-') && !host.startsWith('.') &&
            std::all_of(host.cbegin(), host.cend(), [](char c) {
-               return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-                      c == '.' || c == '_';
+               return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                      c == '-' || c == '.' || c == '_';
            });
 }
 
 bool looksLikeIpv6(const QByteArray &host)
 {
     return host.contains(':') && std::all_of(host.cbegin(), host.cend(), [](char c) {
-        return (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || (c >= '0' && c <= '9') || c == ':' || c == '.';
-    });
+               return (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || (c >= '0' && c <= '9') ||
+                      c == ':' || c == '.';
+           });
 }
 
 /// The host as a URL writes it; empty when it is none.

@@ -22,9 +22,10 @@ struct Pop3Refusal {
 
 /// A POP3 session (RFC 1939) with one mailbox. The members that the mailbox download calls have its names.
 ///
-/// What is foreseen is a value: a login refused, a message the server will not give, a missing unique id. A line
-/// that breaks is a Pop3Fault; the session is over then, without QUIT, and its deletions do not take effect.
-/// Deletions take effect at Disconnect only. Destroying a connected client breaks the line without QUIT.
+/// What is foreseen is a value: a login refused, a message the server will not give, a missing unique id. A
+/// line that breaks is a Pop3Fault; the session is over then, without QUIT, and its deletions do not take
+/// effect. Deletions take effect at Disconnect only. Destroying a connected client breaks the line without
+/// QUIT.
 class Pop3Client
 {
 public:
@@ -35,25 +36,26 @@ public:
 
     /// Opens the mailbox: connection, TLS as Pop3Options::tls says, login. A session that was open is dropped
     /// without QUIT first. Never throws on what the network or the values do.
-    [[nodiscard]] Pop3ConnectResult Connect(const QString &login, const QString &password, const QString &server,
-                                            int port);
+    [[nodiscard]] Pop3ConnectResult Connect(const QString &login, const QString &password,
+                                            const QString &server, int port);
     [[nodiscard]] bool isConnected() const;
 
     /// Number of messages, numbered from 1: what STAT says, else the highest number that UIDL lists; at most
     /// Pop3Limits::messages. The first call asks the server.
     [[nodiscard]] int Count();
 
-    /// Unique id of message number, from one UIDL for the whole mailbox; nullopt when the server gave none (also
-    /// when it knows no UIDL, or number is not between 1 and Count). Two messages may carry the same id.
+    /// Unique id of message number, from one UIDL for the whole mailbox; nullopt when the server gave none
+    /// (also when it knows no UIDL, or number is not between 1 and Count). Two messages may carry the same
+    /// id.
     [[nodiscard]] std::optional<QString> GetMessageUID(int number);
 
     /// The octets of a message as they came (dots unstuffed), or why the server did not give it.
     using Retrieved = std::variant<QByteArray, Pop3Refusal>;
     using MessageHandler = std::function<void(int number, Retrieved message)>;
-    /// Retrieves messages in the order of numbers and hands over each before it reads the next. Where the server
-    /// offers PIPELINING the requests run ahead within the window of Pop3Limits; only one message is in memory at
-    /// a time all the same. Ends early, without a fault, when a stop is requested between two messages. When
-    /// handler throws, the session stays usable.
+    /// Retrieves messages in the order of numbers and hands over each before it reads the next. Where the
+    /// server offers PIPELINING the requests run ahead within the window of Pop3Limits; only one message is
+    /// in memory at a time all the same. Ends early, without a fault, when a stop is requested between two
+    /// messages. When handler throws, the session stays usable.
     void retrieve(const QList<int> &numbers, const MessageHandler &handler);
 
     /// The message object of one message (Messages.Item of the mailbox download); one round trip.
@@ -64,8 +66,8 @@ public:
     /// Marks every message of the mailbox.
     QList<int> DeleteMessages();
 
-    /// Ends the session with QUIT; deletions take effect now. False when the server did not confirm, or there was
-    /// no session. Never throws.
+    /// Ends the session with QUIT; deletions take effect now. False when the server did not confirm, or there
+    /// was no session. Never throws.
     bool Disconnect() noexcept;
 
 private:

@@ -4,16 +4,17 @@
 #include "platform/pop3/Pop3ConnectResult.h"
 #include "platform/pop3/Pop3Dialogue.h"
 
-/// Connects to a POP3 server, secures the line, and logs in. curl does all three; only USER and PASS as the last
-/// resort are spoken here, since curl 7.88 sends them only to servers that list USER among their capabilities.
+/// Connects to a POP3 server, secures the line, and logs in. curl does all three; only USER and PASS as the
+/// last resort are spoken here, since curl 7.88 sends them only to servers that list USER among their
+/// capabilities.
 class Pop3Connector
 {
 public:
     /// All three must outlive the connector.
     Pop3Connector(const Pop3Account &account, const Pop3Options &options, Pop3Observer &observer);
 
-    /// The way that curl prefers first; when it is refused the others that the server offers, each on a line of
-    /// its own because a refused login may end it; USER and PASS last. dialogue: set when connected.
+    /// The way that curl prefers first; when it is refused the others that the server offers, each on a line
+    /// of its own because a refused login may end it; USER and PASS last. dialogue: set when connected.
     [[nodiscard]] Pop3ConnectResult connect(std::unique_ptr<Pop3Dialogue> &dialogue);
 
 private:

@@ -14,7 +14,10 @@ constexpr milliseconds pollSlice(200); // how soon a limit or a stop request is 
 } // namespace
 
 Pop3Dialogue::Pop3Dialogue(CurlHandle handle, const Pop3Options &options, Pop3Observer &observer)
-    : m_handle(std::move(handle)), m_waiter(curl_multi_init()), m_options(options), m_observer(observer),
+    : m_handle(std::move(handle)),
+      m_waiter(curl_multi_init()),
+      m_options(options),
+      m_observer(observer),
       m_stall(options.limits.stall)
 {
 }
@@ -72,7 +75,8 @@ void Pop3Dialogue::receiveMore()
         m_input.resize(before + receiveChunk);
         size_t received = 0;
         // TLS may hold octets that the socket no longer shows: always receive first, wait afterwards.
-        const CURLcode code = curl_easy_recv(m_handle.get(), m_input.data() + before, receiveChunk, &received);
+        const CURLcode code =
+            curl_easy_recv(m_handle.get(), m_input.data() + before, receiveChunk, &received);
         m_input.resize(before + static_cast<qsizetype>(received));
         if (code == CURLE_OK && received > 0) {
             m_exchangeOctets += static_cast<qint64>(received);

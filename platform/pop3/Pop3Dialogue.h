@@ -22,9 +22,9 @@ struct Pop3Reply {
     QByteArray text; ///< what follows the indicator
 };
 
-/// Commands and answers on a line that is connected already. Sending never waits on its own: what does not fit
-/// goes out while answers are read, so pipelined commands cannot block both sides. Any trouble closes the line
-/// without QUIT and throws Pop3Fault; after that every call throws NotConnected.
+/// Commands and answers on a line that is connected already. Sending never waits on its own: what does not
+/// fit goes out while answers are read, so pipelined commands cannot block both sides. Any trouble closes the
+/// line without QUIT and throws Pop3Fault; after that every call throws NotConnected.
 class Pop3Dialogue
 {
 public:

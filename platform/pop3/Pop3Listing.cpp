@@ -13,8 +13,9 @@ void forEachLine(QByteArrayView content, int most, Use use)
         const qsizetype end = content.indexOf('\n');
         const QByteArrayView line = (end < 0 ? content : content.first(end)).trimmed();
         content = content.sliced(end < 0 ? content.size() : end + 1);
-        const qsizetype blank = std::find_if(line.begin(), line.end(), [](char c) { return c == ' ' || c == '\t'; }) -
-                                line.begin();
+        const qsizetype blank =
+            std::find_if(line.begin(), line.end(), [](char c) { return c == ' ' || c == '\t'; }) -
+            line.begin();
         bool isNumber = false;
         const int number = line.first(blank).toInt(&isNumber);
         if (isNumber && number >= 1 && number <= most)

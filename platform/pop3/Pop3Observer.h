@@ -47,7 +47,7 @@ private:
     bool m_greeted = false;
     bool m_looksLikePop3 = true;
     bool m_offersApop = false;
-    bool m_capaAsked = false;   // the next status line answers CAPA
-    bool m_capaListing = false; // lines are capabilities until "."
+    bool m_capaAsked = false;      // the next status line answers CAPA
+    bool m_capaListing = false;    // lines are capabilities until "."
     bool m_authenticating = false; // whatever is sent belongs to a SASL exchange
 };

@@ -23,8 +23,8 @@ struct Pop3Limits {
     /// Silence after which a stop request gives the line up instead of waiting on.
     std::chrono::milliseconds stopGrace{3'000};
 
-    /// Commands, and octets of expected answers, that may be on their way at once (RFC 2449, 6.6). 64 commands
-    /// hide any round trip; the octets bound what must be read away when a retrieval is broken off.
+    /// Commands, and octets of expected answers, that may be on their way at once (RFC 2449, 6.6). 64
+    /// commands hide any round trip; the octets bound what must be read away when a retrieval is broken off.
     int windowCommands = 64;
     qint64 windowOctets = 1024 * 1024;
 
@@ -49,7 +49,8 @@ using Pop3Trace = std::function<void(Pop3Direction, const QString &line)>;
 
 struct Pop3Options {
     Pop3Tls tls = Pop3Tls::Opportunistic;
-    /// PEM file with the trusted authorities; empty: SSL_CERT_FILE of the environment, else the system's store.
+    /// PEM file with the trusted authorities; empty: SSL_CERT_FILE of the environment, else the system's
+    /// store.
     QString trustedCertificates;
     /// The port where TLS starts with the first byte, always verified (RFC 8314, 3.3).
     int tlsPort = 995;

@@ -5,7 +5,9 @@ namespace
 /// Length of the well-formed character of two or more octets at the front; 0 when there is none.
 qsizetype sequenceLength(QByteArrayView octets)
 {
-    const auto at = [&](qsizetype i) { return i < octets.size() ? static_cast<unsigned char>(octets[i]) : 0U; };
+    const auto at = [&](qsizetype i) {
+        return i < octets.size() ? static_cast<unsigned char>(octets[i]) : 0U;
+    };
     const auto isTail = [&](qsizetype i) { return at(i) >= 0x80 && at(i) <= 0xBF; };
     const unsigned lead = at(0);
     const unsigned second = at(1);

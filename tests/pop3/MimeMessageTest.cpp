@@ -52,14 +52,14 @@ QByteArray shown(const QJsonValue &value)
 bool isFitForDatabases(const MimeMessage &message)
 {
     const auto fit = [](const QString &text) { return !text.contains(QChar(u'\0')) && text.isValidUtf16(); };
-    bool ok = fit(message.Subject()) && fit(message.Body()) && fit(message.HTMLBody()) && fit(message.From()) &&
-              fit(message.FromName()) && fit(message.ContentType()) && message.Priority() >= 1 &&
-              message.Priority() <= 5 && message.ContentType().contains(u'/');
+    bool ok = fit(message.Subject()) && fit(message.Body()) && fit(message.HTMLBody()) &&
+              fit(message.From()) && fit(message.FromName()) && fit(message.ContentType()) &&
+              message.Priority() >= 1 && message.Priority() <= 5 && message.ContentType().contains(u'/');
     for (const MimeRecipient &recipient : message.Recipients())
         ok = ok && fit(recipient.EMail) && !recipient.EMail.isEmpty();
     for (const MimeAttachment &attachment : message.Attachments()) {
-        ok = ok && fit(attachment.Name()) && !attachment.Name().isEmpty() && !attachment.Name().contains(u'/') &&
-             fit(attachment.ContentType());
+        ok = ok && fit(attachment.Name()) && !attachment.Name().isEmpty() &&
+             !attachment.Name().contains(u'/') && fit(attachment.ContentType());
         (void)attachment.BinaryData();
     }
     return ok;
@@ -112,7 +112,8 @@ void MimeMessageTest::sampleMails()
     for (const QString &field : expected.keys()) {
         const QByteArray is = shown(actual.value(field));
         const QByteArray shouldBe = shown(expected.value(field));
-        QVERIFY2(is == shouldBe, (field.toUtf8() + "\n  is        " + is + "\n  should be " + shouldBe).constData());
+        QVERIFY2(is == shouldBe,
+                 (field.toUtf8() + "\n  is        " + is + "\n  should be " + shouldBe).constData());
     }
 }
 
@@ -178,7 +179,8 @@ void MimeMessageTest::hostileHeadersStayCheap_data()
     QTest::addColumn<QByteArray>("end");
     QTest::newRow("word-starts") << QByteArray("=?x") << QByteArray("?=");
     QTest::newRow("word-starts-with-charset") << QByteArray("=?a?b?") << QByteArray();
-    QTest::newRow("words-of-many-charsets") << QByteArray("=?gb2312?B?1cU=?= =?utf-8?B?5L2g?= ") << QByteArray();
+    QTest::newRow("words-of-many-charsets")
+        << QByteArray("=?gb2312?B?1cU=?= =?utf-8?B?5L2g?= ") << QByteArray();
     QTest::newRow("quotes") << QByteArray("\"a\\\" <") << QByteArray(">");
     QTest::newRow("groups") << QByteArray("g: a@b, ") << QByteArray(";");
     QTest::newRow("comments") << QByteArray("(") << QByteArray(")");
@@ -210,8 +212,20 @@ void MimeMessageTest::everyTruncationGivesSomething()
 void MimeMessageTest::mutantsGiveSomething()
 {
     QRandomGenerator random(20240305); // the same mutants every time
-    const QByteArrayList splices = {"--", "\r\n\r\n", "\n", "=?", "?=", "\0", "boundary=", ";", "\"", "Content-Type: ",
-                                    "Content-Transfer-Encoding: base64\r\n", "\xff", "multipart/mixed", "message/rfc822"};
+    const QByteArrayList splices = {"--",
+                                    "\r\n\r\n",
+                                    "\n",
+                                    "=?",
+                                    "?=",
+                                    "\0",
+                                    "boundary=",
+                                    ";",
+                                    "\"",
+                                    "Content-Type: ",
+                                    "Content-Transfer-Encoding: base64\r\n",
+                                    "\xff",
+                                    "multipart/mixed",
+                                    "message/rfc822"};
     for (const QString &name : expectations().keys()) {
         const QByteArray whole = fileContent(name + u".eml"_s);
         for (int i = 0; i < 60 && !whole.isEmpty(); ++i) {
@@ -230,7 +244,8 @@ void MimeMessageTest::mutantsGiveSomething()
                     mutant += '\n';
                     break;
                 default:
-                    mutant.insert(at, whole.mid(random.bounded(static_cast<int>(whole.size())), random.bounded(80)));
+                    mutant.insert(
+                        at, whole.mid(random.bounded(static_cast<int>(whole.size())), random.bounded(80)));
                 }
             }
             QVERIFY2(isFitForDatabases(MimeMessage(mutant)), (name.toUtf8() + ":\n" + mutant).constData());

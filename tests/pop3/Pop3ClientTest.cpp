@@ -69,13 +69,18 @@ void Pop3ClientTest::lineSecurity_data()
     QTest::addColumn<Pop3ConnectOutcome>("outcome");
 
     using enum Pop3ConnectOutcome;
-    QTest::newRow("stls-unverified") << false << Pop3Tls::Opportunistic << false << u"127.0.0.1"_s << Connected;
-    QTest::newRow("stls-unknown-authority") << false << Pop3Tls::Verify << false << u"localhost"_s << TlsRefused;
+    QTest::newRow("stls-unverified") << false << Pop3Tls::Opportunistic << false << u"127.0.0.1"_s
+                                     << Connected;
+    QTest::newRow("stls-unknown-authority")
+        << false << Pop3Tls::Verify << false << u"localhost"_s << TlsRefused;
     QTest::newRow("stls-other-host") << false << Pop3Tls::Verify << true << u"127.0.0.1"_s << TlsRefused;
     QTest::newRow("stls-verified") << false << Pop3Tls::Verify << true << u" localhost "_s << Connected;
-    QTest::newRow("tls-port-unknown-authority") << true << Pop3Tls::Opportunistic << false << u"localhost"_s << TlsRefused;
-    QTest::newRow("tls-port-other-host") << true << Pop3Tls::Opportunistic << true << u"127.0.0.1"_s << TlsRefused;
-    QTest::newRow("tls-port-verified") << true << Pop3Tls::Opportunistic << true << u"localhost"_s << Connected;
+    QTest::newRow("tls-port-unknown-authority")
+        << true << Pop3Tls::Opportunistic << false << u"localhost"_s << TlsRefused;
+    QTest::newRow("tls-port-other-host")
+        << true << Pop3Tls::Opportunistic << true << u"127.0.0.1"_s << TlsRefused;
+    QTest::newRow("tls-port-verified")
+        << true << Pop3Tls::Opportunistic << true << u"localhost"_s << Connected;
 }
 
 void Pop3ClientTest::lineSecurity()
@@ -107,11 +112,13 @@ void Pop3ClientTest::wrongPasswordIsRefused()
     QCOMPARE(result.outcome, Pop3ConnectOutcome::LoginRefused);
     // Every way that the server offers was tried, and none shows the password.
     const QString trace = m_trace.join(u'\n');
-    for (const QString &way : {u"> AUTH CRAM-MD5"_s, u"> AUTH PLAIN ****"_s, u"> AUTH LOGIN ****"_s, u"> PASS ****"_s})
+    for (const QString &way :
+         {u"> AUTH CRAM-MD5"_s, u"> AUTH PLAIN ****"_s, u"> AUTH LOGIN ****"_s, u"> PASS ****"_s})
         QVERIFY2(trace.contains(way), qPrintable(trace));
     for (const QByteArray &secret : {wrong.toUtf8(), wrong.toUtf8().toBase64(),
                                      QByteArray(QByteArray("\0wrong\0", 7) + wrong.toUtf8()).toBase64()})
-        QVERIFY(!trace.contains(QString::fromLatin1(secret)) && !result.text.contains(QString::fromLatin1(secret)));
+        QVERIFY(!trace.contains(QString::fromLatin1(secret)) &&
+                !result.text.contains(QString::fromLatin1(secret)));
     QVERIFY(!client.Disconnect());
 }
 
@@ -120,7 +127,8 @@ void Pop3ClientTest::clearTextLoginOnlyAfterStls()
     DovecotServer strict(DovecotServer::PlainText::AfterTls);
     QVERIFY2(strict.problem().isEmpty(), qPrintable(strict.problem()));
     Pop3Client client(watched());
-    QVERIFY(client.Connect(u"strict user"_s, DovecotServer::password(), u"127.0.0.1"_s, strict.port()).connected());
+    QVERIFY(client.Connect(u"strict user"_s, DovecotServer::password(), u"127.0.0.1"_s, strict.port())
+                .connected());
     QCOMPARE(client.Count(), 0);
     QVERIFY(client.Disconnect());
 }
@@ -156,7 +164,8 @@ void Pop3ClientTest::dotsAndLineEndsSurvive()
     const QByteArray body = ".\n..\n.text\n\n...\nend.";
     m_server->deliver(u"dots"_s, mail("dots", body));
     Pop3Client client;
-    QVERIFY(client.Connect(u"dots"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
+    QVERIFY(
+        client.Connect(u"dots"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
     const auto message = client.Item(1);
     QCOMPARE(std::get<MimeMessage>(message).Body(), QString::fromLatin1(body).replace(u"\n"_s, u"\r\n"_s));
 }
@@ -173,7 +182,8 @@ void Pop3ClientTest::retrievesAheadInOrder()
         numbers.prepend(i);
     }
     Pop3Client client(watched());
-    QVERIFY(client.Connect(u"window"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
+    QVERIFY(
+        client.Connect(u"window"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
     QCOMPARE(client.Count(), 150);
     QList<int> seen;
     int asked = 0;
@@ -194,13 +204,15 @@ void Pop3ClientTest::brokenLineCommitsNothing()
     m_server->deliver(u"broken"_s, mail("kept", "text"));
     {
         Pop3Client client;
-        QVERIFY(client.Connect(u"broken"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
+        QVERIFY(client.Connect(u"broken"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port())
+                    .connected());
         QVERIFY(client.DeleteMessages().isEmpty());
     }
     // The mailbox is free again once the server noticed.
     Pop3Client client;
     const auto connected = [&] {
-        return client.Connect(u"broken"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected();
+        return client.Connect(u"broken"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port())
+            .connected();
     };
     QTRY_VERIFY(connected());
     QCOMPARE(client.Count(), 1);
@@ -211,7 +223,8 @@ void Pop3ClientTest::handlerMayThrow()
     for (int i = 1; i <= 20; ++i)
         m_server->deliver(u"throws"_s, mail(QByteArray::number(i), QByteArray(5000, 'x')));
     Pop3Client client;
-    QVERIFY(client.Connect(u"throws"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
+    QVERIFY(
+        client.Connect(u"throws"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
     QVERIFY_EXCEPTION_THROWN(client.retrieve({1, 2, 3, 4, 5, 6},
                                              [](int number, const Pop3Client::Retrieved &) {
                                                  if (number == 2)
@@ -230,7 +243,8 @@ void Pop3ClientTest::stopEndsBetweenMessages()
     Pop3Options options;
     options.stopRequested = [&seen] { return seen >= 5; };
     Pop3Client client(options);
-    QVERIFY(client.Connect(u"stop"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
+    QVERIFY(
+        client.Connect(u"stop"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
     QList<int> numbers(20);
     std::iota(numbers.begin(), numbers.end(), 1);
     client.retrieve(numbers, [&seen](int, const Pop3Client::Retrieved &) { ++seen; });

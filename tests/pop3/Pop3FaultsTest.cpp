@@ -34,7 +34,8 @@ Script scriptWith(int messages, bool pipelining)
     if (pipelining)
         script.capabilities << "PIPELINING";
     for (int i = 1; i <= messages; ++i)
-        script.messages << "Subject: " + QByteArray::number(i) + "\r\n\r\n.dot\r\nbody " + QByteArray::number(i) + "\r\n";
+        script.messages << "Subject: " + QByteArray::number(i) + "\r\n\r\n.dot\r\nbody " +
+                               QByteArray::number(i) + "\r\n";
     return script;
 }
 
@@ -144,7 +145,8 @@ void Pop3FaultsTest::hostileAccounts_data()
     QTest::newRow("login-nul") << QString(u"u"_s + QChar(0)) << u"p"_s << u"h"_s << 110 << QByteArray();
     QTest::newRow("login-empty") << QString() << u"p"_s << u"h"_s << 110 << QByteArray();
     QTest::newRow("password-empty") << u"u"_s << QString() << u"h"_s << 110 << QByteArray("pop3://h:110/");
-    QTest::newRow("login-1024") << QString(1024, u'u') << u"p"_s << u"h"_s << 110 << QByteArray("pop3://h:110/");
+    QTest::newRow("login-1024") << QString(1024, u'u') << u"p"_s << u"h"_s << 110
+                                << QByteArray("pop3://h:110/");
     QTest::newRow("login-1025") << QString(1025, u'u') << u"p"_s << u"h"_s << 110 << QByteArray();
 }
 
@@ -173,8 +175,9 @@ void Pop3FaultsTest::waysOfLoggingIn_data()
     QTest::addColumn<Pop3ConnectOutcome>("outcome");
     QTest::addColumn<QByteArrayList>("ways"); // in the order in which they were tried
 
-    const auto row = [](const char *name, const QByteArray &sasl, QSet<QByteArray> refused, Pop3ConnectOutcome outcome,
-                        const QByteArrayList &ways, const std::function<void(Script &)> &change = {}) {
+    const auto row = [](const char *name, const QByteArray &sasl, QSet<QByteArray> refused,
+                        Pop3ConnectOutcome outcome, const QByteArrayList &ways,
+                        const std::function<void(Script &)> &change = {}) {
         Script script;
         if (!sasl.isEmpty())
             script.capabilities << "SASL " + sasl;
@@ -191,12 +194,14 @@ void Pop3FaultsTest::waysOfLoggingIn_data()
     row("second-is-taken", "PLAIN LOGIN", {"PLAIN"}, Connected, {"PLAIN", "LOGIN"});
     row("user-is-last", "PLAIN LOGIN CRAM-MD5", {"PLAIN", "LOGIN", "CRAM-MD5"}, Connected,
         {"CRAM-MD5", "PLAIN", "LOGIN", "USER"});
-    row("hangs-up-after-refusal", "PLAIN LOGIN", {"PLAIN", "LOGIN"}, Connected, {"PLAIN", "LOGIN", "USER"}, hangUp);
+    row("hangs-up-after-refusal", "PLAIN LOGIN", {"PLAIN", "LOGIN"}, Connected, {"PLAIN", "LOGIN", "USER"},
+        hangUp);
     row("apop-before-user", "", {"APOP"}, Connected, {"APOP", "USER"}, stamped);
     row("apop-after-sasl", "PLAIN", {"PLAIN"}, Connected, {"PLAIN", "APOP"}, stamped);
     row("no-capa", "", {}, Connected, {"USER"}, noCapa);
     row("unknown-mechanisms-only", "KERBEROS_V4 X-OWN", {}, Connected, {"USER"});
-    row("capa-without-user", "", {}, Connected, {"USER"}, [](Script &script) { script.capabilities = {"TOP"}; });
+    row("capa-without-user", "", {}, Connected, {"USER"},
+        [](Script &script) { script.capabilities = {"TOP"}; });
     row("all-refused", "PLAIN", {"PLAIN", "USER"}, LoginRefused, {"PLAIN", "USER"});
     row("all-refused-no-capa", "", {"USER"}, LoginRefused, {"USER"}, noCapa);
     row("mailbox-in-use", "PLAIN LOGIN", {"PLAIN"}, LoginRefused, {"PLAIN"},
@@ -257,7 +262,8 @@ void Pop3FaultsTest::passwordEchoedByServerIsMasked()
 void Pop3FaultsTest::unreachableHost()
 {
     Pop3Client client(hasty());
-    QCOMPARE(client.Connect(theLogin, thePassword, u"127.0.0.1"_s, freeLoopbackPort()).outcome, HostUnreachable);
+    QCOMPARE(client.Connect(theLogin, thePassword, u"127.0.0.1"_s, freeLoopbackPort()).outcome,
+             HostUnreachable);
     QCOMPARE(client.Connect(theLogin, thePassword, u"no-such-host.invalid"_s, 110).outcome, HostUnreachable);
     Script script;
     script.greeting = "220 smtp.example.com ESMTP";
@@ -296,7 +302,8 @@ void Pop3FaultsTest::lineCutAnywhere()
         QVERIFY2(!part.ended, at.constData());
         // Whatever arrived is whole and in order.
         QVERIFY2(part.messages == script.messages.mid(0, part.messages.size()), at.constData());
-        QVERIFY2(!part.connected.connected() || part.fault == Pop3Fault::Kind::LineLost || server.received().contains("QUIT"),
+        QVERIFY2(!part.connected.connected() || part.fault == Pop3Fault::Kind::LineLost ||
+                     server.received().contains("QUIT"),
                  at.constData());
         QVERIFY2(server.deleted().isEmpty() || part.messages.size() == 4, at.constData());
     }
@@ -393,22 +400,28 @@ void Pop3FaultsTest::listings_data()
         QTest::newRow((QByteArray(name) + "-pipelined").constData()) << script << count << uids;
     };
     row("usual", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s}, [](Script &) {});
-    row("quotes", 3, {u"it's"_s, u"\"x\";--"_s, u"%_[]{}|\\~"_s},
-        [](Script &s) { s.uids = {"it's", "\"x\";--", "%_[]{}|\\~"}; });
+    row("quotes", 3, {u"it's"_s, u"\"x\";--"_s, u"%_[]{}|\\~"_s}, [](Script &s) {
+        s.uids = {"it's", "\"x\";--", "%_[]{}|\\~"};
+    });
     row("duplicates", 3, {u"same"_s, u"same"_s, u"uid-3"_s}, [](Script &s) { s.uids = {"same", "same"}; });
     row("missing-line", 3, {u"a"_s, QString(), u"c"_s}, [](Script &s) { s.uids = {"a", "-", "c"}; });
     row("blanks-inside", 3, {u"a  b"_s, u"b"_s, u"c"_s}, [](Script &s) { s.uids = {"a  b", " b ", "c"}; });
-    row("control-character", 3, {QString(), u"b"_s, QString()},
-        [](Script &s) { s.uids = {QByteArray("a\0b", 3), "b", "\x1b[31m"}; });
+    row("control-character", 3, {QString(), u"b"_s, QString()}, [](Script &s) {
+        s.uids = {QByteArray("a\0b", 3), "b", "\x1b[31m"};
+    });
     row("empty-id", 3, {QString(), u"b"_s, u"c"_s}, [](Script &s) { s.uids = {"", "b", "c"}; });
-    row("utf-8", 3, {u"编号"_s, u"b"_s, u"c"_s}, [](Script &s) { s.uids = {"\xE7\xBC\x96\xE5\x8F\xB7", "b", "c"}; });
+    row("utf-8", 3, {u"编号"_s, u"b"_s, u"c"_s}, [](Script &s) {
+        s.uids = {"\xE7\xBC\x96\xE5\x8F\xB7", "b", "c"};
+    });
     row("no-uidl", 3, {QString(), QString(), QString()}, [](Script &s) { s.knowsUidl = false; });
     row("no-stat", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s}, [](Script &s) { s.statAnswer = "-ERR"; });
-    row("stat-without-number", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s}, [](Script &s) { s.statAnswer = "+OK many"; });
+    row("stat-without-number", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s},
+        [](Script &s) { s.statAnswer = "+OK many"; });
     row("stat-too-small", 2, {u"uid-1"_s, u"uid-2"_s}, [](Script &s) { s.statAnswer = "+OK 2 100"; });
     row("stat-absurd", 1'000'000, {u"uid-1"_s}, [](Script &s) { s.statAnswer = "+OK 4294967297 1"; });
     row("empty", 0, {}, [](Script &s) { s.messages.clear(); });
-    row("bare-line-feeds", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s}, [](Script &s) { s.bareLineFeeds = true; });
+    row("bare-line-feeds", 3, {u"uid-1"_s, u"uid-2"_s, u"uid-3"_s},
+        [](Script &s) { s.bareLineFeeds = true; });
 }
 
 void Pop3FaultsTest::listings()

@@ -29,16 +29,17 @@ void giveToMailUser(const QString &path)
 QString program(const QString &name)
 {
     const QString inPath = QStandardPaths::findExecutable(name);
-    return inPath.isEmpty() ? QStandardPaths::findExecutable(name, {u"/usr/sbin"_s, u"/usr/local/sbin"_s}) : inPath;
+    return inPath.isEmpty() ? QStandardPaths::findExecutable(name, {u"/usr/sbin"_s, u"/usr/local/sbin"_s})
+                            : inPath;
 }
 } // namespace
 
-DovecotServer::DovecotServer(PlainText plainText)
-    : m_port(freeLoopbackPort()), m_tlsPort(freeLoopbackPort())
+DovecotServer::DovecotServer(PlainText plainText) : m_port(freeLoopbackPort()), m_tlsPort(freeLoopbackPort())
 {
     // Dovecot drops its rights and must still reach its folder.
-    QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
-                                            QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
+    QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                            QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
+                                            QFile::ExeOther);
     if (!makeCertificate() || program(u"dovecot"_s).isEmpty()) {
         m_problem = u"dovecot or openssl is missing"_s;
         return;
@@ -61,9 +62,10 @@ DovecotServer::~DovecotServer()
 bool DovecotServer::makeCertificate()
 {
     QProcess openssl;
-    openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s, u"-days"_s, u"30"_s,
-                                 u"-subj"_s, u"/CN=localhost"_s, u"-addext"_s, u"subjectAltName=DNS:localhost"_s,
-                                 u"-keyout"_s, m_dir.filePath(u"key.pem"_s), u"-out"_s, m_dir.filePath(u"cert.pem"_s)});
+    openssl.start(u"openssl"_s,
+                  {u"req"_s, u"-x509"_s, u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s, u"-days"_s, u"30"_s,
+                   u"-subj"_s, u"/CN=localhost"_s, u"-addext"_s, u"subjectAltName=DNS:localhost"_s,
+                   u"-keyout"_s, m_dir.filePath(u"key.pem"_s), u"-out"_s, m_dir.filePath(u"cert.pem"_s)});
     return openssl.waitForFinished(30'000) && openssl.exitCode() == 0;
 }
 
@@ -115,8 +117,8 @@ void DovecotServer::deliver(const QString &user, const QByteArray &octets)
     // Dovecot numbers by the time in front of the name.
     const QString name = u"%1.M%2.test"_s.arg(1'700'000'000 + m_delivered).arg(m_delivered);
     writeFile(folder + u"/new/"_s + name, octets);
-    for (const QString &path : {folder, folder + u"/new"_s, folder + u"/cur"_s, folder + u"/tmp"_s,
-                                folder + u"/new/"_s + name})
+    for (const QString &path :
+         {folder, folder + u"/new"_s, folder + u"/cur"_s, folder + u"/tmp"_s, folder + u"/new/"_s + name})
         giveToMailUser(path);
 }
 

@@ -5,8 +5,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
-/// A private Dovecot on loopback ports of its own, with its own folder, certificate and users. It starts in the
-/// constructor, answers when that returns, and is gone after the destructor.
+/// A private Dovecot on loopback ports of its own, with its own folder, certificate and users. It starts in
+/// the constructor, answers when that returns, and is gone after the destructor.
 class DovecotServer
 {
 public:
@@ -28,8 +28,8 @@ public:
     /// Password of every user; any user name logs in.
     [[nodiscard]] static QString password() { return QStringLiteral("geheim \"%@'密码"); }
 
-    /// Puts a message into a user's mailbox. octets: LF or CR LF line ends. Messages are numbered in the order in
-    /// which they were put there.
+    /// Puts a message into a user's mailbox. octets: LF or CR LF line ends. Messages are numbered in the
+    /// order in which they were put there.
     void deliver(const QString &user, const QByteArray &octets);
     /// Number of messages that the user's mailbox holds on disk.
     [[nodiscard]] int stored(const QString &user) const;

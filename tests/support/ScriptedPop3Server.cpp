@@ -17,7 +17,8 @@ ScriptedPop3Server::ScriptedPop3Server(Script script) : m_script(std::move(scrip
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    if (::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length) != 0 || ::listen(m_listener, 16) != 0 ||
+    if (::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
+        ::listen(m_listener, 16) != 0 ||
         ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length) != 0)
         qFatal("no loopback port");
     m_port = ntohs(address.sin_port);
@@ -128,19 +129,21 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
         for (const QByteArray &message : m_script.messages)
             octets += message.size();
         return say(!m_script.statAnswer.isEmpty() ? m_script.statAnswer
-                                                  : "+OK " + QByteArray::number(m_script.messages.size()) + ' ' +
-                                                        QByteArray::number(octets));
+                                                  : "+OK " + QByteArray::number(m_script.messages.size()) +
+                                                        ' ' + QByteArray::number(octets));
     }
     if (verb == "LIST") {
         QByteArray content;
         for (qsizetype i = 0; i < m_script.messages.size(); ++i)
-            content += QByteArray::number(i + 1) + ' ' + QByteArray::number(m_script.messages[i].size()) + "\r\n";
+            content +=
+                QByteArray::number(i + 1) + ' ' + QByteArray::number(m_script.messages[i].size()) + "\r\n";
         return say("+OK") && sendContent(content);
     }
     if (verb == "UIDL")
         return m_script.knowsUidl ? listUids() : say("-ERR unknown");
     if (verb == "RETR")
-        return refused ? say("-ERR no such message") : say("+OK") && sendContent(m_script.messages[number - 1]);
+        return refused ? say("-ERR no such message")
+                       : say("+OK") && sendContent(m_script.messages[number - 1]);
     if (verb == "DELE") {
         if (!refused)
             m_marked << number;
@@ -220,7 +223,8 @@ bool ScriptedPop3Server::sendOctets(const QByteArray &octets)
         if (ended || waits[0].revents)
             return false;
         const qint64 piece = m_dripping ? 1 : std::min<qint64>(rest.size(), allowed);
-        const ssize_t sent = ::send(m_fd, rest.constData(), static_cast<size_t>(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t sent =
+            ::send(m_fd, rest.constData(), static_cast<size_t>(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0)
             return false;
         m_sentOctets += sent;

@@ -10,8 +10,8 @@
 #include <mutex>
 #include <thread>
 
-/// A POP3 server on a loopback port that behaves as badly as its script says. It serves one connection at a time
-/// on a thread of its own; deletions take effect at QUIT.
+/// A POP3 server on a loopback port that behaves as badly as its script says. It serves one connection at a
+/// time on a thread of its own; deletions take effect at QUIT.
 class ScriptedPop3Server
 {
 public:
