@@ -38,6 +38,12 @@ QByteArray canonicalCharset(QByteArrayView label)
     QByteArray name = label.toByteArray().toLower();
     for (const char mark : {'"', '\'', ' ', '\t', ';'})
         name.replace(mark, QByteArray());
+    const bool isName = std::all_of(name.cbegin(), name.cend(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.' ||
+               c == ':' || c == '+';
+    });
+    if (!isName)
+        return {}; // slashes mean something to iconv
     struct Alias {
         const char *canonical;
         std::initializer_list<const char *> names;

@@ -9,11 +9,11 @@ struct Utf8Check {
     qsizetype strayOctets = 0;    ///< high octets that belong to no character
 
     [[nodiscard]] bool valid() const { return strayOctets == 0; }
-    /// Valid, or so much of it is that it must be UTF-8 with some octets lost: text in GBK or Big5 shows at
-    /// least as many stray octets as sequences.
+    /// Valid, or so much of it is that it must be UTF-8 with some octets lost: text in GBK or Big5 shows ten
+    /// stray octets for every sequence.
     [[nodiscard]] bool isUtf8OrDamagedUtf8() const
     {
-        return valid() || shortSequences + 2 * longSequences > 3 * strayOctets;
+        return valid() || shortSequences + 2 * longSequences > strayOctets;
     }
 };
 
