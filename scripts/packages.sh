@@ -3,7 +3,7 @@
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev
     libgmime-3.0-dev unixodbc-dev libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-mysql"
 demo_packages="sqlite3 fonts-wqy-microhei"
-test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick"
+test_packages="$demo_packages dovecot-pop3d openssl xvfb openbox trayer xdotool imagemagick"
 check_packages="clang-format clang-tidy"
 
 # install_packages PACKAGE...

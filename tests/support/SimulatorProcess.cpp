@@ -109,7 +109,8 @@ QString SimulatorProcess::deliver(const QString &number, const QString &text)
 {
     // JSON has no raw line ends, so any text fits one line.
     const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-    return command(u"deliver --json \"%1\" %2"_s.arg(number, QString::fromUtf8(array.mid(1, array.size() - 2))));
+    return command(
+        u"deliver --json \"%1\" %2"_s.arg(number, QString::fromUtf8(array.mid(1, array.size() - 2))));
 }
 
 QList<SentMessage> SimulatorProcess::sent() const

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+/// The unique ids in the answer to UIDL (RFC 1939, 7). Element m - 1 belongs to message m; null where the
+/// server gave none, or one with control characters. Everything printable is kept, blanks inside included; of
+/// two lines for one message the first counts. Lines for numbers outside 1 to most are ignored.
+[[nodiscard]] QList<QString> parseUidl(QByteArrayView content, int most);
+
+/// The sizes in octets in the answer to LIST (RFC 1939, 5). Element m - 1 belongs to message m; -1 where
+/// unknown.
+[[nodiscard]] QList<qint64> parseList(QByteArrayView content, int most);

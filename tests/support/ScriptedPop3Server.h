@@ -1,0 +1,86 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <atomic>
+#include <limits>
+#include <mutex>
+#include <thread>
+
+/// A POP3 server on a loopback port that behaves as badly as its script says. It serves one connection at a
+/// time on a thread of its own; deletions take effect at QUIT.
+class ScriptedPop3Server
+{
+public:
+    struct Script {
+        QByteArray greeting = "+OK ready";
+        bool knowsCapa = true;
+        QByteArrayList capabilities = {"USER", "UIDL"};
+        /// Ways of logging in ("PLAIN", "LOGIN", "CRAM-MD5", "APOP", "USER") that are refused.
+        QSet<QByteArray> refusedWays;
+        QByteArray refusal = "-ERR no";
+        bool hangUpAfterRefusedLogin = false;
+        bool knowsUidl = true;
+        QByteArrayList messages; ///< with CR LF line ends, dots not stuffed
+        QByteArrayList uids;     ///< one per message; "uid-N" where absent; "-" leaves the line out
+        QByteArray statAnswer;   ///< in place of the true one
+        QSet<int> refusedMessages;
+        bool bareLineFeeds = false; ///< ends lines with LF only
+        /// Octets sent over all connections after which the line is cut, once.
+        qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
+        /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
+        QByteArray hangsAt;
+        /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
+        QByteArray dripsAt;
+        int dripMilliseconds = 20;
+    };
+
+    explicit ScriptedPop3Server(Script script);
+    ~ScriptedPop3Server();
+    ScriptedPop3Server(const ScriptedPop3Server &) = delete;
+    ScriptedPop3Server &operator=(const ScriptedPop3Server &) = delete;
+
+    [[nodiscard]] int port() const { return m_port; }
+    /// Every line received so far, over all connections.
+    [[nodiscard]] QByteArrayList received() const;
+    [[nodiscard]] int connections() const { return m_connections; }
+    /// Octets sent so far.
+    [[nodiscard]] qint64 sentOctets() const { return m_sentOctets; }
+    /// Numbers whose deletion was committed by QUIT.
+    [[nodiscard]] QList<int> deleted() const;
+
+private:
+    void run();
+    void serve(int fd);
+    bool readLine(QByteArray &line);
+    bool answer(const QByteArray &line);
+    bool say(const QByteArray &line);
+    bool sendOctets(const QByteArray &octets);
+    bool sendContent(const QByteArray &content);
+    bool login(const QByteArray &way);
+    bool authenticate(const QByteArrayList &words);
+    bool listUids();
+
+    const Script m_script;
+    int m_listener = -1;
+    int m_wakeUp = -1; // readable when the server is to end
+    int m_port = 0;
+    std::atomic<int> m_connections = 0;
+    std::atomic<qint64> m_sentOctets = 0;
+    mutable std::mutex m_mutex; // guards the two lists
+    QByteArrayList m_received;
+    QList<int> m_deleted;
+
+    // Of the connection that is served.
+    int m_fd = -1;
+    QByteArray m_input;
+    bool m_dripping = false;
+    bool m_closing = false;
+    bool m_hanging = false;
+    bool m_wasCut = false;
+    QList<int> m_marked;
+    std::thread m_thread; // last: everything else must exist before it runs
+};
