@@ -84,7 +84,8 @@ std::unique_ptr<QProcess> Desktop::run(const QString &program, const QStringList
 QString Desktop::xdotool(const QStringList &arguments) const
 {
     const auto process = started(u"xdotool"_s, arguments, m_environment);
-    process->waitForFinished();
+    if (!process->waitForFinished(10000))
+        end(*process);
     return QString::fromUtf8(process->readAllStandardOutput()).trimmed();
 }
 
