@@ -62,6 +62,7 @@ public:
 
 private:
     friend class Transaction;
+    friend class Savepoint;
 
     template <typename Work>
     auto remembering(Work work);
@@ -70,11 +71,16 @@ private:
     void beginTransaction();
     void commitTransaction();
     void rollbackTransaction() noexcept;
+    /// Returns the fault that stood in the transaction's way before the savepoint.
+    std::optional<DatabaseFault> setSavepoint(const QString &name);
+    void releaseSavepoint(const QString &name);
+    void rollbackToSavepoint(const QString &name, const std::optional<DatabaseFault> &earlierFault) noexcept;
 
     std::unique_ptr<Driver> m_driver;
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
     bool m_lost = false;
     int m_transactionDepth = 0;
+    int m_savepoints = 0; // that stand now
     std::optional<DatabaseFault> m_transactionFault;
 };
