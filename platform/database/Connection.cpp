@@ -11,6 +11,7 @@ template <typename Work>
 auto Connection::remembering(Work work)
 {
     requireUsable();
+    ++m_statementsRun;
     try {
         return work();
     } catch (const DatabaseFault &fault) {

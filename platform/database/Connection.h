@@ -60,6 +60,9 @@ public:
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                         const QVariantList &values);
 
+    /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
+    [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
+
 private:
     friend class Transaction;
     friend class Savepoint;
@@ -80,6 +83,7 @@ private:
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
     bool m_lost = false;
+    qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;
     int m_savepoints = 0; // that stand now
     std::optional<DatabaseFault> m_transactionFault;

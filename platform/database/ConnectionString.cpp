@@ -118,7 +118,9 @@ private:
 bool isPasswordKey(const QString &key)
 {
     const QString lower = key.toLower();
-    return lower.contains("password"_L1) || lower == "pwd"_L1 || lower == "passwd"_L1;
+    // Extended properties are a connection string of their own.
+    return lower.contains("password"_L1) || lower == "pwd"_L1 || lower == "passwd"_L1 ||
+           lower == "extended properties"_L1;
 }
 
 } // namespace

@@ -190,8 +190,10 @@ HostAndPort hostAndPort(const ConnectionString &settings)
         splitAt(host.indexOf(u':'));
     if (host.startsWith(u'[') && host.endsWith(u']'))
         host = host.mid(1, host.size() - 2);
-    if (host.isEmpty() || host == "."_L1 || host.compare("(local)"_L1, Qt::CaseInsensitive) == 0)
-        host = u"127.0.0.1"_s;
+    // This machine, alone or in front of an instance's name.
+    const QString machine = host.section(u'\\', 0, 0);
+    if (machine.isEmpty() || machine == "."_L1 || machine.compare("(local)"_L1, Qt::CaseInsensitive) == 0)
+        host.replace(0, machine.size(), u"127.0.0.1"_s);
     if (const QString port = settings.value({"port"_L1}); !port.isEmpty())
         result.port = portNumber(port, u"Port"_s);
     return result;

@@ -50,6 +50,9 @@ public:
     /// A larger packet is answered with an error, and then the connection is cut.
     [[nodiscard]] QString payloadLimitQuery() const override { return u"select @@max_allowed_packet"_s; }
 
+    /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
+    [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
+
     [[nodiscard]] QString quotedName(const QString &name) const override
     {
         return u'`' + QString(name).replace(u'`', "``"_L1) + u'`';

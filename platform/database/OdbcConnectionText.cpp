@@ -42,6 +42,13 @@ private:
     QStringList m_parts;
 };
 
+/// Named, or FreeTDS tries one version after the other, each with the whole time limit. An older server
+/// answers with its own.
+QString tdsVersion()
+{
+    return u"7.4"_s;
+}
+
 /// An installed driver of this family. Of the vendor's several versions the last by name.
 QString installedDriver(OdbcFamily family, const QStringList &drivers)
 {
@@ -99,6 +106,7 @@ OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLi
         builder.add("SERVER"_L1, address.host);
         if (address.port > 0 || !hasInstance)
             builder.add("PORT"_L1, QString::number(address.port > 0 ? address.port : 1433));
+        builder.add("TDS_Version"_L1, tdsVersion());
         if (address.encrypt)
             builder.add("Encryption"_L1, u"require"_s);
     } else {
@@ -150,10 +158,15 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
     if (family == OdbcFamily::MariaDb) {
         // This driver has no limit of its own and ignores ODBC's.
         addUnlessPresent("CONN_TIMEOUT"_L1, QString::number(limits.connect.count()));
+        // Otherwise the machine's locale decides in which form texts reach the server.
+        addUnlessPresent("CHARSET"_L1, u"utf8mb4"_s);
     } else if (family == OdbcFamily::PostgreSql) {
         // Debian switches a communication log on, which holds every text in clear.
         addUnlessPresent("CommLog"_L1, u"0"_s);
         addUnlessPresent("Debug"_L1, u"0"_s);
+    } else if (family == OdbcFamily::FreeTds && present.contains(u"driver"_s) &&
+               !present.contains(u"servername"_s)) {
+        addUnlessPresent("TDS_Version"_L1, tdsVersion());
     }
     return {builder.text(), family, limits};
 }

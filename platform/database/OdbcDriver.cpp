@@ -53,6 +53,8 @@ void OdbcDriver::open()
 
 void OdbcDriver::connect()
 {
+    if (m_connection.isNull())
+        throw DatabaseFault(DatabaseFault::Kind::Lost, u"ODBC 驱动管理器不可用"_s);
     const auto limit = m_target.limits.connect.count();
     SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limit), SQL_IS_UINTEGER);
     const OpenSockets before = OpenSockets::now();
@@ -200,12 +202,21 @@ DatabaseFault OdbcDriver::explained(const DatabaseFault &fault, const QString &s
 
 void OdbcDriver::runPlain(const QString &sql)
 {
-    const OdbcHandle statement(SQL_HANDLE_STMT, m_connection.get());
+    const OdbcHandle statement = newStatementHandle();
     const DeadlineGuard::Watch limit(&m_guard, statementLimit(m_target.limits, 0));
     const SQLRETURN result =
         SQLExecDirectW(statement.get(), odbcText(sql), static_cast<SQLINTEGER>(sql.size()));
     if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA)
         throw fault(sql, statement);
+}
+
+OdbcHandle OdbcDriver::newStatementHandle() const
+{
+    OdbcHandle handle(SQL_HANDLE_STMT, m_connection.get());
+    if (handle.isNull())
+        throw DatabaseFault(DatabaseFault::Kind::Lost,
+                            u"ODBC 数据库连接已断开 "_s + m_connection.diagnosis().text);
+    return handle;
 }
 
 QString OdbcDriver::information(SQLUSMALLINT kind) const

@@ -33,8 +33,9 @@ public:
                                            const QString &condition) const override;
 
     // For its statements.
-    [[nodiscard]] SQLHANDLE connectionHandle() const { return m_connection.get(); }
     [[nodiscard]] const SqlDialect &dialect() const { return *m_dialect; }
+    /// Throws DatabaseFault (Lost) when the connection has none to give.
+    [[nodiscard]] OdbcHandle newStatementHandle() const;
     [[nodiscard]] DeadlineGuard::Watch watch(qint64 payloadOctets);
     /// Throws DatabaseFault (Refused) for values that the server would cut the connection for.
     void requireCarriable(qint64 payloadOctets) const;

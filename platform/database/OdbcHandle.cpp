@@ -3,7 +3,6 @@
 #include <QRegularExpression>
 #include <QStringList>
 #include <array>
-#include <new>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -11,8 +10,8 @@ using namespace Qt::StringLiterals;
 OdbcHandle::OdbcHandle(SQLSMALLINT type, SQLHANDLE parent) : m_type(type)
 {
     if (!SQL_SUCCEEDED(SQLAllocHandle(type, parent, &m_handle)))
-        throw std::bad_alloc();
-    if (type == SQL_HANDLE_ENV)
+        m_handle = nullptr;
+    else if (type == SQL_HANDLE_ENV)
         SQLSetEnvAttr(m_handle, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
 }
 

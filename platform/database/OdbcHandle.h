@@ -12,7 +12,7 @@ class OdbcHandle
 {
 public:
     OdbcHandle() = default;
-    /// parent: none for an environment. Throws std::bad_alloc when there is none to be had.
+    /// parent: none for an environment. Null when there is none to be had, as on a lost connection.
     OdbcHandle(SQLSMALLINT type, SQLHANDLE parent);
     ~OdbcHandle() { free(); }
     OdbcHandle(const OdbcHandle &) = delete;
@@ -21,6 +21,7 @@ public:
     OdbcHandle &operator=(OdbcHandle &&other) noexcept;
 
     [[nodiscard]] SQLHANDLE get() const { return m_handle; }
+    [[nodiscard]] bool isNull() const { return m_handle == nullptr; }
 
     struct Diagnosis {
         SqlErrorCode code; ///< of the first record

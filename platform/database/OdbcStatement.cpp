@@ -36,7 +36,7 @@ QString withoutPadding(QString text)
 } // namespace
 
 OdbcStatement::OdbcStatement(OdbcDriver &driver, const QString &sql, const QString &spelled)
-    : m_driver(driver), m_sql(sql), m_handle(SQL_HANDLE_STMT, driver.connectionHandle())
+    : m_driver(driver), m_sql(sql), m_handle(driver.newStatementHandle())
 {
     const auto watch = driver.watch(0);
     check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
@@ -49,8 +49,9 @@ void OdbcStatement::execute(const QVariantList &values)
     const qint64 payload = payloadOctets(values);
     m_driver.requireCarriable(payload);
     m_values.clear();
+    // ODBC drivers end a text at its NUL.
     for (const QVariant &value : values)
-        m_values += boundValue(value, m_driver.dialect().replacementForNul());
+        m_values += boundValue(value, QChar::ReplacementCharacter);
     m_parameters.assign(static_cast<size_t>(m_values.size()), {});
     for (qsizetype i = 0; i < m_values.size(); ++i)
         bind(static_cast<SQLUSMALLINT>(i + 1), m_values[i], m_parameters[static_cast<size_t>(i)]);
@@ -74,6 +75,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter
     SQLSMALLINT sqlType = SQL_WVARCHAR;
     SQLULEN columnSize = 1;
     const void *data = nullptr;
+    const bool isNull = isNullValue(value);
     if (value.typeId() == QMetaType::QByteArray) {
         // Also a null one: SQL Server turns no null text into a null binary.
         const QByteArray bytes = value.toByteArray();
@@ -82,7 +84,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter
         columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(bytes.size()));
         data = bytes.constData(); // shared with m_values, which keeps it
         parameter.length = bytes.size();
-    } else if (value.isNull()) {
+    } else if (isNull) {
         // A null of any other kind.
     } else if (value.typeId() == QMetaType::Int || value.typeId() == QMetaType::LongLong ||
                value.typeId() == QMetaType::UInt) {
@@ -98,17 +100,26 @@ void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter
         parameter.fraction = value.toDouble();
         data = &parameter.fraction;
     } else {
-        QVariant &text = m_values[position - 1];
-        if (text.typeId() != QMetaType::QString)
-            text = text.toString();
-        const auto *units = static_cast<const QString *>(text.constData());
-        sqlType = units->size() > shortTextLength ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
-        columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(units->size()));
-        data = units->utf16();
-        parameter.length = units->size() * qsizetype(sizeof(SQLWCHAR));
+        QVariant &kept = m_values[position - 1];
+        if (m_driver.dialect().odbcSpeaksUtf8()) {
+            kept = kept.toString().toUtf8();
+            const auto *octets = static_cast<const QByteArray *>(kept.constData());
+            cType = SQL_C_CHAR;
+            sqlType = octets->size() > shortTextLength ? SQL_LONGVARCHAR : SQL_VARCHAR;
+            columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(octets->size()));
+            data = octets->constData();
+            parameter.length = octets->size();
+        } else {
+            kept = kept.toString();
+            const auto *units = static_cast<const QString *>(kept.constData());
+            sqlType = units->size() > shortTextLength ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
+            columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(units->size()));
+            data = units->utf16();
+            parameter.length = units->size() * qsizetype(sizeof(SQLWCHAR));
+        }
     }
     const SQLLEN bufferLength = parameter.length;
-    if (value.isNull())
+    if (isNull)
         parameter.length = SQL_NULL_DATA;
     check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, cType, sqlType, columnSize, 0,
                            const_cast<SQLPOINTER>(data), bufferLength, &parameter.length));
@@ -199,68 +210,72 @@ QVariant OdbcStatement::fetched(SQLUSMALLINT column, SQLSMALLINT type)
     case SQL_BINARY:
     case SQL_VARBINARY:
     case SQL_LONGVARBINARY:
-        return fetchedLong(column, SQL_C_BINARY);
+        return fetchedBytes(column);
     case SQL_DECIMAL:
     case SQL_NUMERIC: {
-        const QVariant text = fetchedLong(column, SQL_C_WCHAR);
+        const QVariant text = fetchedText(column);
         bool isWhole = false;
         const qlonglong whole = text.toString().toLongLong(&isWhole);
         return isWhole ? QVariant(whole) : text;
     }
     case SQL_CHAR:
     case SQL_WCHAR: {
-        const QVariant text = fetchedLong(column, SQL_C_WCHAR);
+        const QVariant text = fetchedText(column);
         return text.isNull() ? text : withoutPadding(text.toString());
     }
     default:
-        return fetchedLong(column, SQL_C_WCHAR);
+        return fetchedText(column);
     }
 }
 
-QVariant OdbcStatement::fetchedLong(SQLUSMALLINT column, SQLSMALLINT cType)
+QVariant OdbcStatement::fetchedText(SQLUSMALLINT column)
 {
-    const bool isText = cType == SQL_C_WCHAR;
-    // A text's piece ends with a NUL that is not part of it.
-    const size_t endOctets = isText ? sizeof(SQLWCHAR) : 0;
-    std::array<char, pieceOctets> first; // not cleared: one for every value read
-    QByteArray octets;
-    SQLLEN indicator = 0;
-    SQLRETURN result =
-        SQLGetData(m_handle.get(), column, cType, first.data(), SQLLEN(first.size()), &indicator);
-    if (result == SQL_NO_DATA)
-        return isText ? QVariant(u""_s) : QVariant(QByteArray(""));
-    check(result);
-    if (indicator == SQL_NULL_DATA)
+    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
+    // Each piece of a text ends with a NUL that is not part of it.
+    const auto octets = isUtf8 ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
+                               : fetchedOctets(column, SQL_C_WCHAR, sizeof(SQLWCHAR));
+    if (!octets)
         return {};
-    const size_t room = first.size() - endOctets;
-    const auto taken = [](SQLLEN told, size_t space) {
-        return told == SQL_NO_TOTAL || size_t(told) > space ? space : size_t(told);
-    };
-    const size_t firstTaken = taken(indicator, room);
-    if (isText && firstTaken == size_t(indicator))
-        return QString(reinterpret_cast<const QChar *>(first.data()), qsizetype(firstTaken / sizeof(QChar)));
-    octets.append(first.data(), qsizetype(firstTaken));
-    while (result == SQL_SUCCESS_WITH_INFO && (indicator == SQL_NO_TOTAL || size_t(indicator) > room)) {
-        const size_t wanted = indicator == SQL_NO_TOTAL ? pieceOctets : size_t(indicator) - room + endOctets;
+    if (isUtf8)
+        return QString::fromUtf8(*octets);
+    return QString(reinterpret_cast<const QChar *>(octets->constData()),
+                   octets->size() / qsizetype(sizeof(QChar)));
+}
+
+QVariant OdbcStatement::fetchedBytes(SQLUSMALLINT column)
+{
+    const auto octets = fetchedOctets(column, SQL_C_BINARY, 0);
+    return octets ? QVariant(*octets) : QVariant();
+}
+
+std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
+                                                       size_t endOctets)
+{
+    QByteArray octets("");
+    std::array<char, pieceOctets> first; // not cleared: one for every value read
+    char *piece = first.data();
+    size_t space = first.size() - endOctets;
+    for (;;) {
+        SQLLEN left = 0; // octets of the value from here on, where the driver knows
+        const SQLRETURN result =
+            SQLGetData(m_handle.get(), column, cType, piece, SQLLEN(space + endOctets), &left);
+        if (result != SQL_NO_DATA)
+            check(result);
+        if (left == SQL_NULL_DATA)
+            return std::nullopt;
+        const bool isKnown = left != SQL_NO_TOTAL;
+        const size_t taken = result == SQL_NO_DATA ? 0 : isKnown ? qMin(size_t(left), space) : space;
+        if (piece == first.data())
+            octets.append(piece, qsizetype(taken));
+        else
+            octets.resize(octets.size() - qsizetype(space + endOctets) + qsizetype(taken));
+        if (result == SQL_NO_DATA || (isKnown && size_t(left) <= space))
+            return octets;
+        space = isKnown ? size_t(left) - taken : pieceOctets;
         const qsizetype start = octets.size();
-        octets.resize(start + qsizetype(wanted));
-        result = SQLGetData(m_handle.get(), column, cType, octets.data() + start, SQLLEN(wanted), &indicator);
-        if (result == SQL_NO_DATA) {
-            octets.resize(start);
-            break;
-        }
-        check(result);
-        const size_t space = wanted - endOctets;
-        octets.resize(start + qsizetype(taken(indicator, space)));
-        if (indicator != SQL_NO_TOTAL && size_t(indicator) <= space)
-            break;
-        if (indicator != SQL_NO_TOTAL)
-            indicator = indicator - SQLLEN(space) + SQLLEN(room); // what is left, as the loop counts it
+        octets.resize(start + qsizetype(space + endOctets));
+        piece = octets.data() + start;
     }
-    if (!isText)
-        return octets;
-    return QString(reinterpret_cast<const QChar *>(octets.constData()),
-                   octets.size() / qsizetype(sizeof(QChar)));
 }
 
 void OdbcStatement::finish() noexcept

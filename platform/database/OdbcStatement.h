@@ -3,6 +3,7 @@
 #include "platform/database/Driver.h"
 #include "platform/database/OdbcHandle.h"
 
+#include <optional>
 #include <vector>
 
 class OdbcDriver;
@@ -35,7 +36,12 @@ private:
     void findResult();
     void describeColumns(SQLSMALLINT count);
     [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);
-    [[nodiscard]] QVariant fetchedLong(SQLUSMALLINT column, SQLSMALLINT cType);
+    [[nodiscard]] QVariant fetchedText(SQLUSMALLINT column);
+    [[nodiscard]] QVariant fetchedBytes(SQLUSMALLINT column);
+    /// The whole value, whatever its length, in pieces that end with endOctets of no value; nothing for a
+    /// null.
+    [[nodiscard]] std::optional<QByteArray> fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
+                                                          size_t endOctets);
     void check(SQLRETURN result);
 
     OdbcDriver &m_driver;

@@ -57,6 +57,9 @@ public:
     /// What a text's NUL becomes. A null QChar where NUL can be stored.
     [[nodiscard]] virtual QChar replacementForNul() const { return {}; }
 
+    /// True when the system's ODBC driver is to give and take texts as UTF-8, not as UTF-16.
+    [[nodiscard]] virtual bool odbcSpeaksUtf8() const { return false; }
+
     [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
 };
 

@@ -51,6 +51,11 @@ struct Office {
         row.update();
     }
 
+    [[nodiscard]] bool keepsNul() const
+    {
+        return database.route() == DatabaseRoute::Sqlite || database.route() == DatabaseRoute::MariaDb;
+    }
+
     TestDatabase database;
     Connection connection;
 };
@@ -163,8 +168,9 @@ private slots:
     {
         Office office(m_servers);
         office.database.loadSchema();
-        QStringList texts = {u""_s, u" "_s, u"x "_s, u"'; drop table SMS_SIMReceive; -- \\' %_\"😀"_s,
-                             u"？?:a"_s};
+        QStringList texts = {
+            u""_s,      u" "_s,  u"x "_s,           u"'; drop table SMS_SIMReceive; -- \\' %_\"😀"_s,
+            u"？?:a"_s, u"一"_s, u"一二三四五一"_s, u"第一"_s};
         for (const qsizetype length :
              {1, 254, 255, 256, 3999, 4000, 4001, 4095, 4096, 4097, 8191, 8192, 300000})
             texts += QString(length, u'长');
@@ -177,6 +183,8 @@ private slots:
             QCOMPARE(back.value("EmailContent"_L1).typeId(), QMetaType::QString);
             QVERIFY2(back.text("EmailContent"_L1) == text, qPrintable(QString::number(text.size())));
             QVERIFY(back.value("EmailSubject"_L1).isNull());
+            // The way in and the way out could be wrong alike: the OA system sees the same text.
+            QVERIFY(office.database.rows(u"select EmailContent from VO_Email"_s) == QStringList(text));
             office.database.oa(u"delete from VO_Email"_s);
         }
         QByteArray pattern;
@@ -205,7 +213,7 @@ private slots:
         const QString nul = u"a"_s + QChar(0) + u"b"_s;
         office.append(u"SMS_SIMReceive"_s, {{"MsgContent"_L1, nul}});
         const auto back = office.connection.firstValue(u"select MsgContent from SMS_SIMReceive"_s, {});
-        QCOMPARE(back->toString(), office.database.isPostgreSql() ? u"a\uFFFDb"_s : nul);
+        QCOMPARE(back->toString(), office.keepsNul() ? nul : u"a\uFFFDb"_s);
         if (office.database.route() == DatabaseRoute::Sqlite)
             return;
         office.database.oa(u"delete from SMS_SIMReceive"_s);
@@ -273,6 +281,7 @@ private slots:
             office.append(u"SMS_SIMReceive"_s, {{"FromMB"_L1, u"13800000000"_s}, {"MsgContent"_L1, text}});
         };
         store(u"一二三四五"_s);
+        store(u"😀😀😀😀😀"_s);
         const auto fault = faultOf([&] { store(u"一二三四五六"_s); });
         QVERIFY(fault);
         QCOMPARE(fault->kind(), DatabaseFault::Kind::Refused);
@@ -283,8 +292,8 @@ private slots:
                      .contains(u"msgcontent"_s, Qt::CaseInsensitive),
                  qPrintable(fault->message()));
         QVERIFY2(!fault->message().contains(u"六"_s), qPrintable(fault->message()));
-        store(u"😀😀😀😀😀"_s);
-        QCOMPARE(office.database.rows(u"select count(*) from SMS_SIMReceive"_s), QStringList(u"2"_s));
+        store(u"后来"_s);
+        QCOMPARE(office.database.rows(u"select count(*) from SMS_SIMReceive"_s), QStringList(u"3"_s));
     }
 
     void stepThatFailsCostsOnlyItself_data() { addDatabaseRoutes(); }

@@ -46,6 +46,8 @@ public:
     [[nodiscard]] QStringList rows(const QString &query, const QVariantList &values = {});
 
     [[nodiscard]] QString connectString() const { return m_connectString; }
+    /// The OA system's connection, by QtSql's name for it.
+    [[nodiscard]] QString oaConnection() const { return m_oaConnection; }
     [[nodiscard]] DatabaseRoute route() const { return m_route; }
     [[nodiscard]] bool isPostgreSql() const;
     [[nodiscard]] bool isMariaDb() const;
