@@ -1,5 +1,5 @@
 #include "mailbox/MailAccount.h"
-#include "tests/mailbox/MailOffice.h"
+#include "tests/support/MailOffice.h"
 
 #include <QTest>
 

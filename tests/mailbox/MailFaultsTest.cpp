@@ -1,5 +1,5 @@
-#include "tests/mailbox/MailOffice.h"
 #include "tests/support/Loopback.h"
+#include "tests/support/MailOffice.h"
 #include "tests/support/ScriptedPop3Server.h"
 
 #include <QTest>

@@ -1,6 +1,6 @@
 #include "mailbox/Pop3PollingDriver.h"
 #include "foundation/Settings.h"
-#include "tests/mailbox/MailOffice.h"
+#include "tests/support/MailOffice.h"
 #include "tests/support/ScriptedPop3Server.h"
 
 #include <QTest>

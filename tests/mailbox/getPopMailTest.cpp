@@ -1,7 +1,7 @@
 #include "mailbox/getPopMail.h"
-#include "tests/mailbox/MailOffice.h"
 #include "tests/support/DovecotServer.h"
 #include "tests/support/Loopback.h"
+#include "tests/support/MailOffice.h"
 
 #include <QFile>
 #include <QJsonArray>

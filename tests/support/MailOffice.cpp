@@ -1,4 +1,4 @@
-#include "tests/mailbox/MailOffice.h"
+#include "tests/support/MailOffice.h"
 
 #include "tests/support/DovecotServer.h"
 
