@@ -56,8 +56,7 @@ private:
             m_client.Connect(m_account.EUsername, m_account.EPassword, m_account.POPIP, m_account.PopPort);
         if (result.connected())
             return true;
-        if (result.outcome == Pop3ConnectOutcome::HostUnreachable ||
-            result.outcome == Pop3ConnectOutcome::TimedOut)
+        if (result.outcome == Pop3ConnectOutcome::HostUnreachable)
             m_collection.silentServers.insert(server);
         note(result.text);
         return false;
