@@ -57,7 +57,7 @@ public:
     bool isWanted = false; ///< the operator's open stands
     bool isLost = false;   ///< it stands, but the modem is gone
     bool isRegistered = false;
-    QString lostCause;     ///< why the last attempt to reopen failed
+    QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;
     quint8 reference; ///< of concatenated messages; starts anywhere, so that a restart repeats none
 };

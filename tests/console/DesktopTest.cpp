@@ -177,6 +177,23 @@ private slots:
                                  patience);
     }
 
+    void aMinimisedWindowStaysSoUntilAskedForByASecondStart()
+    {
+        m_server = start();
+        waitForMain();
+        m_desktop->minimise(main());
+        QTRY_VERIFY_WITH_TIMEOUT(main().isEmpty(), patience);
+        m_desktop->click(m_desktop->notificationArea(), trayIcon);
+        // Once the menu is there the press before it has been dealt with.
+        m_desktop->click(m_desktop->notificationArea(), trayIcon, Desktop::Right);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_desktop->window(u"系统菜单"_s).isEmpty(), patience);
+        QVERIFY(main().isEmpty());
+        m_desktop->press({u"Escape"_s});
+        const auto second = start();
+        QVERIFY(second->waitForFinished(patience));
+        waitForMain();
+    }
+
     void aSecondStartBringsTheHiddenWindowUp()
     {
         m_server = start({u"--hidden"_s});
