@@ -39,19 +39,6 @@ private slots:
     }
     void cleanup() { m_console.reset(); }
 
-    void designedRectangles_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QRect>("rectangle");
-        QTest::newRow("about area") << u"Frame1"_s << rectFromTwips(15, 60, 7605, 960);
-        QTest::newRow("link") << u"lblUrl"_s << rectFromTwips(5280, 660, 2220, 195);
-    }
-    void designedRectangles()
-    {
-        QFETCH(QString, name);
-        QTEST(m_console->window.findChild<QWidget *>(name)->geometry(), "rectangle");
-    }
-
     void noTextIsCut()
     {
         const auto labels = m_console->window.findChildren<QLabel *>();
