@@ -11,6 +11,7 @@ template <typename Work>
 auto Connection::remembering(Work work)
 {
     requireUsable();
+    ++m_statementsRun;
     try {
         return work();
     } catch (const DatabaseFault &fault) {
@@ -22,7 +23,10 @@ auto Connection::remembering(Work work)
     }
 }
 
-Connection::~Connection() = default;
+Connection::~Connection()
+{
+    close();
+}
 
 void Connection::open(const QString &connectionString)
 {
@@ -39,6 +43,8 @@ void Connection::open(const QString &connectionString)
 void Connection::close()
 {
     Q_ASSERT(m_transactionDepth == 0);
+    if (m_driver)
+        m_driver->closing();
     m_statements.clear();
     m_driver.reset();
     m_lost = false;
@@ -114,11 +120,11 @@ QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &v
                                        const QString &identityColumn)
 {
     return remembering([&] {
-        const QString returning = m_driver->returningClause(identityColumn);
-        Statement &statement = prepared(sql + returning);
+        const QString insert = m_driver->identityInsert(sql, identityColumn);
+        Statement &statement = prepared(insert);
         statement.execute(values);
         QVariant identity;
-        if (returning.isEmpty())
+        if (insert.size() == sql.size())
             identity = m_driver->lastIdentity(statement);
         else if (statement.next())
             identity = statement.value(0);
@@ -179,4 +185,27 @@ void Connection::rollbackTransaction() noexcept
         m_driver->rollback();
     else if (!m_transactionFault)
         m_transactionFault = DatabaseFault(DatabaseFault::Kind::Refused, u"事务的一部分已被撤销"_s);
+}
+
+std::optional<DatabaseFault> Connection::setSavepoint(const QString &name)
+{
+    Q_ASSERT(m_transactionDepth > 0);
+    remembering([&] { m_driver->setSavepoint(name); });
+    return m_transactionFault;
+}
+
+void Connection::releaseSavepoint(const QString &name)
+{
+    remembering([&] { m_driver->releaseSavepoint(name); });
+}
+
+void Connection::rollbackToSavepoint(const QString &name,
+                                     const std::optional<DatabaseFault> &earlierFault) noexcept
+{
+    try {
+        remembering([&] { m_driver->rollbackToSavepoint(name); });
+        m_transactionFault = earlierFault;
+    } catch (const DatabaseFault &) {
+        // Remembered: the transaction can only be rolled back as a whole.
+    }
 }

@@ -60,8 +60,12 @@ public:
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                         const QVariantList &values);
 
+    /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
+    [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
+
 private:
     friend class Transaction;
+    friend class Savepoint;
 
     template <typename Work>
     auto remembering(Work work);
@@ -70,11 +74,17 @@ private:
     void beginTransaction();
     void commitTransaction();
     void rollbackTransaction() noexcept;
+    /// Returns the fault that stood in the transaction's way before the savepoint.
+    std::optional<DatabaseFault> setSavepoint(const QString &name);
+    void releaseSavepoint(const QString &name);
+    void rollbackToSavepoint(const QString &name, const std::optional<DatabaseFault> &earlierFault) noexcept;
 
     std::unique_ptr<Driver> m_driver;
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
     bool m_lost = false;
+    qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;
+    int m_savepoints = 0; // that stand now
     std::optional<DatabaseFault> m_transactionFault;
 };

@@ -2,7 +2,8 @@
 
 #include "platform/database/DatabaseFault.h"
 
-#include <QStringList>
+#include <QRegularExpression>
+#include <algorithm>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -10,12 +11,18 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-struct Entry {
-    QString key;
-    QString value;
+struct ScannedEntry : ConnectionString::Entry {
     qsizetype valueStart = 0; // where the value stands in the whole text, quotes included
     qsizetype valueEnd = 0;
 };
+
+bool isOdbcStyle(const QString &text)
+{
+    constexpr auto option = QRegularExpression::CaseInsensitiveOption;
+    static const QRegularExpression provider(u"(^|;)\\s*provider\\s*="_s, option);
+    static const QRegularExpression driver(u"(^|;)\\s*(driver|dsn|filedsn)\\s*="_s, option);
+    return driver.match(text).hasMatch() && !provider.match(text).hasMatch();
+}
 
 DatabaseFault malformed(const QString &what)
 {
@@ -26,9 +33,9 @@ DatabaseFault malformed(const QString &what)
 class Scanner
 {
 public:
-    explicit Scanner(const QString &text) : m_text(text) {}
+    explicit Scanner(const QString &text) : m_text(text), m_quotesMayBePlain(isOdbcStyle(text)) {}
 
-    std::optional<Entry> next()
+    std::optional<ScannedEntry> next()
     {
         while (m_at < m_text.size() && (m_text[m_at] == u';' || m_text[m_at].isSpace()))
             ++m_at;
@@ -38,7 +45,7 @@ public:
         const qsizetype end = m_text.indexOf(u';', m_at);
         if (equals < 0 || (end >= 0 && end < equals))
             throw malformed(u"第 %1 项缺少“=”"_s.arg(m_count + 1));
-        Entry entry;
+        ScannedEntry entry;
         entry.key = m_text.mid(m_at, equals - m_at).trimmed();
         if (entry.key.isEmpty())
             throw malformed(u"第 %1 项缺少名称"_s.arg(m_count + 1));
@@ -47,16 +54,26 @@ public:
         while (m_at < m_text.size() && m_text[m_at].isSpace())
             ++m_at;
         entry.valueStart = m_at;
-        entry.value = atQuote() ? quotedValue(entry.key) : bareValue();
+        entry.value = value(entry.key);
         entry.valueEnd = m_at;
         return entry;
     }
 
 private:
-    [[nodiscard]] bool atQuote() const
+    QString value(const QString &key)
     {
-        return m_at < m_text.size() &&
-               (m_text[m_at] == u'"' || m_text[m_at] == u'\'' || m_text[m_at] == u'{');
+        const QChar open = m_at < m_text.size() ? m_text[m_at] : QChar();
+        if (open != u'"' && open != u'\'' && open != u'{')
+            return bareValue();
+        const qsizetype start = m_at;
+        const auto quoted = quotedValue(open == u'{' ? QChar(u'}') : open);
+        if (quoted && atEntryEnd())
+            return *quoted;
+        if (open != u'{' && m_quotesMayBePlain) {
+            m_at = start;
+            return bareValue();
+        }
+        throw malformed(quoted ? u"“%1”的引号之后有多余字符"_s.arg(key) : u"“%1”的引号没有结束"_s.arg(key));
     }
 
     QString bareValue()
@@ -67,9 +84,9 @@ private:
         return m_text.mid(start, m_at - start).trimmed();
     }
 
-    QString quotedValue(const QString &key)
+    /// Nothing when the closing quote is missing.
+    std::optional<QString> quotedValue(QChar close)
     {
-        const QChar close = m_text[m_at] == u'{' ? QChar(u'}') : m_text[m_at];
         QString value;
         for (++m_at; m_at < m_text.size(); ++m_at) {
             if (m_text[m_at] != close) {
@@ -79,22 +96,21 @@ private:
                 ++m_at;
             } else {
                 ++m_at;
-                skipToEntryEnd(key);
                 return value;
             }
         }
-        throw malformed(u"“%1”的引号没有结束"_s.arg(key));
+        return std::nullopt;
     }
 
-    void skipToEntryEnd(const QString &key)
+    bool atEntryEnd()
     {
         while (m_at < m_text.size() && m_text[m_at].isSpace())
             ++m_at;
-        if (m_at < m_text.size() && m_text[m_at] != u';')
-            throw malformed(u"“%1”的引号之后有多余字符"_s.arg(key));
+        return m_at == m_text.size() || m_text[m_at] == u';';
     }
 
     const QString &m_text;
+    bool m_quotesMayBePlain;
     qsizetype m_at = 0;
     int m_count = 0;
 };
@@ -102,7 +118,9 @@ private:
 bool isPasswordKey(const QString &key)
 {
     const QString lower = key.toLower();
-    return lower.contains("password"_L1) || lower == "pwd"_L1 || lower == "passwd"_L1;
+    // Extended properties are a connection string of their own.
+    return lower.contains("password"_L1) || lower == "pwd"_L1 || lower == "passwd"_L1 ||
+           lower == "extended properties"_L1;
 }
 
 } // namespace
@@ -110,22 +128,33 @@ bool isPasswordKey(const QString &key)
 ConnectionString::ConnectionString(const QString &text)
 {
     Scanner scanner(text);
-    while (const auto entry = scanner.next())
-        m_values[entry->key.toLower()] = entry->value;
+    while (const auto entry = scanner.next()) {
+        const auto earlier = std::find_if(m_entries.begin(), m_entries.end(), [&entry](const Entry &other) {
+            return other.key.compare(entry->key, Qt::CaseInsensitive) == 0;
+        });
+        if (earlier != m_entries.end())
+            earlier->value = entry->value;
+        else
+            m_entries += *entry;
+    }
 }
 
 QString ConnectionString::value(std::initializer_list<QLatin1String> keys) const
 {
     for (const QLatin1String key : keys) {
-        if (const auto found = m_values.constFind(QString(key)); found != m_values.cend())
-            return *found;
+        for (const Entry &entry : m_entries) {
+            if (entry.key.compare(key, Qt::CaseInsensitive) == 0)
+                return entry.value;
+        }
     }
     return {};
 }
 
 bool ConnectionString::contains(QLatin1String key) const
 {
-    return m_values.contains(QString(key));
+    return std::any_of(m_entries.cbegin(), m_entries.cend(), [key](const Entry &entry) {
+        return entry.key.compare(key, Qt::CaseInsensitive) == 0;
+    });
 }
 
 QString ConnectionString::masked(const QString &text)

@@ -45,10 +45,17 @@ public:
     virtual void begin() = 0;
     virtual void commit() = 0;
     virtual void rollback() noexcept = 0;
+    /// Savepoints inside a transaction, by name.
+    virtual void setSavepoint(const QString &name) = 0;
+    virtual void releaseSavepoint(const QString &name) = 0;
+    virtual void rollbackToSavepoint(const QString &name) = 0;
+    /// The connection and its statements are about to go: from now on nothing may wait long for the database.
+    virtual void closing() noexcept {}
 
-    /// The clause after an INSERT that makes it return the new identity as its one row, or "" when
-    /// lastIdentity() tells it instead.
-    [[nodiscard]] virtual QString returningClause(const QString &identityColumn) const = 0;
+    /// The INSERT as a statement that answers with the new identity as its one row, or the INSERT itself when
+    /// lastIdentity() tells it afterwards.
+    [[nodiscard]] virtual QString identityInsert(const QString &insert,
+                                                 const QString &identityColumn) const = 0;
     /// The UPDATE that changes only the first row, in the database's own order, of those that meet the
     /// condition. Parameters of the assignments stand before those of the condition.
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,

@@ -1,34 +1,34 @@
 #include "platform/database/DriverFactory.h"
 
-#include "platform/database/ConnectionString.h"
-#include "platform/database/DatabaseFault.h"
+#include "platform/database/ConnectionTarget.h"
+#include "platform/database/MariaDbDriver.h"
+#include "platform/database/OdbcDriver.h"
+#include "platform/database/PostgreSqlDriver.h"
 #include "platform/database/SqliteDriver.h"
-
-using namespace Qt::StringLiterals;
 
 namespace
 {
 
-DatabaseFault refused(const QString &what)
-{
-    return {DatabaseFault::Kind::Refused, what};
-}
+struct DriverMaker {
+    std::unique_ptr<Driver> operator()(const EmbeddedTarget &target) const
+    {
+        return std::make_unique<SqliteDriver>(target.file);
+    }
+    std::unique_ptr<Driver> operator()(const ServerTarget &target) const
+    {
+        if (target.kind == ServerTarget::Kind::PostgreSql)
+            return std::make_unique<PostgreSqlDriver>(target);
+        return std::make_unique<MariaDbDriver>(target);
+    }
+    std::unique_ptr<Driver> operator()(const OdbcTarget &target) const
+    {
+        return std::make_unique<OdbcDriver>(target);
+    }
+};
 
 } // namespace
 
 std::unique_ptr<Driver> makeDriver(const QString &connectionString)
 {
-    const ConnectionString settings(connectionString);
-    if (settings.isEmpty())
-        throw refused(u"没有配置数据库连接字符串"_s);
-    const QString provider = settings.value({"provider"_L1});
-    if (provider.compare("SQLite"_L1, Qt::CaseInsensitive) == 0) {
-        const QString file = settings.value({"data source"_L1});
-        if (file.isEmpty())
-            throw refused(u"数据库连接字符串缺少“Data Source”"_s);
-        return std::make_unique<SqliteDriver>(file);
-    }
-    if (provider.isEmpty())
-        throw refused(u"数据库连接字符串缺少“Provider”"_s);
-    throw refused(u"不支持数据库连接字符串中的 Provider“%1”"_s.arg(provider));
+    return std::visit(DriverMaker{}, connectionTarget(connectionString, OdbcInstallation::ofThisMachine()));
 }

@@ -1,7 +1,8 @@
 #include "platform/database/QtSqlDriver.h"
 
+#include "platform/database/QtSqlStatement.h"
+
 #include <QSqlQuery>
-#include <QSqlRecord>
 #include <QUuid>
 
 using namespace Qt::StringLiterals;
@@ -11,58 +12,6 @@ namespace
 
 /// Enough of a statement to recognise it in a fault's text.
 constexpr int shownSqlLength = 120;
-
-class QtSqlStatement final : public Statement
-{
-public:
-    QtSqlStatement(const QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql)
-        : m_driver(driver), m_query(database), m_sql(sql)
-    {
-        m_query.setForwardOnly(true);
-        if (!m_query.prepare(sql))
-            throw driver.fault(m_sql, m_query.lastError());
-    }
-
-    void execute(const QVariantList &values) override
-    {
-        for (qsizetype i = 0; i < values.size(); ++i)
-            m_query.bindValue(static_cast<int>(i), values[i]);
-        if (!m_query.exec()) {
-            const DatabaseFault fault = m_driver.fault(m_sql, m_query.lastError());
-            m_query.finish();
-            throw fault;
-        }
-    }
-
-    bool next() override
-    {
-        if (m_query.next())
-            return true;
-        if (m_query.lastError().isValid())
-            throw m_driver.fault(m_sql, m_query.lastError());
-        return false;
-    }
-
-    QVariant value(int column) const override { return m_query.value(column); }
-
-    QStringList columnNames() const override
-    {
-        const QSqlRecord record = m_query.record();
-        QStringList names;
-        for (int i = 0; i < record.count(); ++i)
-            names += record.fieldName(i);
-        return names;
-    }
-
-    qint64 affectedRows() const override { return m_query.numRowsAffected(); }
-    void finish() noexcept override { m_query.finish(); }
-    QVariant lastInsertId() const { return m_query.lastInsertId(); }
-
-private:
-    const QtSqlDriver &m_driver;
-    QSqlQuery m_query;
-    QString m_sql;
-};
 
 } // namespace
 
@@ -112,9 +61,24 @@ void QtSqlDriver::rollback() noexcept
     QSqlQuery(database()).exec(u"ROLLBACK"_s);
 }
 
-QString QtSqlDriver::returningClause(const QString &) const
+void QtSqlDriver::setSavepoint(const QString &name)
 {
-    return {};
+    runPlain("SAVEPOINT "_L1 + name);
+}
+
+void QtSqlDriver::releaseSavepoint(const QString &name)
+{
+    runPlain("RELEASE SAVEPOINT "_L1 + name);
+}
+
+void QtSqlDriver::rollbackToSavepoint(const QString &name)
+{
+    runPlain("ROLLBACK TO SAVEPOINT "_L1 + name);
+}
+
+QString QtSqlDriver::identityInsert(const QString &insert, const QString &) const
+{
+    return insert;
 }
 
 QVariant QtSqlDriver::lastIdentity(Statement &insert)
@@ -122,10 +86,17 @@ QVariant QtSqlDriver::lastIdentity(Statement &insert)
     return static_cast<QtSqlStatement &>(insert).lastInsertId();
 }
 
-DatabaseFault QtSqlDriver::fault(const QString &what, const QSqlError &error) const
+QString QtSqlDriver::causeOf(const QSqlError &error)
 {
     QString cause = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
+    // What stands in the lines below can be the values of the statement.
+    cause = cause.section(u'\n', 0, 0).trimmed();
     if (!error.nativeErrorCode().isEmpty())
         cause += " ["_L1 + error.nativeErrorCode() + u']';
-    return {kindOf(error), what.left(shownSqlLength) + u"："_s + cause};
+    return cause;
+}
+
+DatabaseFault QtSqlDriver::fault(const QString &what, const QSqlError &error) const
+{
+    return {kindOf(error), what.left(shownSqlLength) + u"："_s + causeOf(error)};
 }

@@ -58,6 +58,10 @@ private slots:
     {
         QCOMPARE(ConnectionString::masked(u"User ID=sa;Password='a;b'; PWD=c;Data Source=d"_s),
                  u"User ID=sa;Password=***; PWD=***;Data Source=d"_s);
+        QCOMPARE(ConnectionString::masked(u"Provider=MSDASQL;Extended Properties=\"DSN=x;PWD=secret\""_s),
+                 u"Provider=MSDASQL;Extended Properties=***"_s);
+        // An ODBC password may begin with a quote.
+        QCOMPARE(ConnectionString::masked(u"DSN=x;PWD='secret;UID=sa"_s), u"DSN=x;PWD=***;UID=sa"_s);
     }
 
     void unusableStringsAreRefused_data()

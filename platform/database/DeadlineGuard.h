@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+/// Ends the wait for a database that does not answer any more: shuts the connection's socket down when a
+/// piece of work takes longer than allowed, so that the blocking call comes back with an error.
+///
+/// The program's only second thread, because nothing else can reach a thread that blocks inside a driver. It
+/// touches nothing but the descriptors it was given, and those only while a watch stands.
+class DeadlineGuard
+{
+public:
+    DeadlineGuard() = default;
+    ~DeadlineGuard();
+    DeadlineGuard(const DeadlineGuard &) = delete;
+    DeadlineGuard &operator=(const DeadlineGuard &) = delete;
+
+    /// The sockets to shut down. The owner keeps them open while a watch stands.
+    void setSockets(std::vector<int> sockets);
+    /// True once the sockets have been shut down.
+    [[nodiscard]] bool struck() const;
+
+    /// The time limit of one piece of work, from construction to destruction. Watches do not overlap.
+    class Watch
+    {
+    public:
+        /// guard: none, and nothing is watched.
+        Watch(DeadlineGuard *guard, std::chrono::milliseconds limit);
+        ~Watch();
+        Watch(const Watch &) = delete;
+        Watch &operator=(const Watch &) = delete;
+
+    private:
+        DeadlineGuard *m_guard;
+    };
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    void start(std::chrono::milliseconds limit);
+    void stop();
+    void run();
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<int> m_sockets;
+    Time m_deadline = Time::max(); // max: no watch stands
+    Time m_wakes = Time::max();    // when the thread looks at the deadline by itself
+    bool m_struck = false;
+    bool m_ends = false;
+    std::thread m_thread; // started by the first watch
+};

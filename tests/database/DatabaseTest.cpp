@@ -1,0 +1,439 @@
+#include "platform/database/Recordset.h"
+#include "platform/database/Savepoint.h"
+#include "platform/database/Transaction.h"
+#include "tests/support/TestDatabase.h"
+
+#include <QDateTime>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The fault that some work ends with.
+std::optional<DatabaseFault> faultOf(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const DatabaseFault &fault) {
+        return fault;
+    }
+    return std::nullopt;
+}
+
+std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
+{
+    const auto fault = faultOf(work);
+    return fault ? std::optional(fault->kind()) : std::nullopt;
+}
+
+/// A database on the row's route and the program's connection to it.
+struct Office {
+    explicit Office(TestServers &servers, const QString &extraKeys = {}) : database(servers, currentRoute())
+    {
+        connection.open(database.connectString() + extraKeys);
+    }
+
+    static DatabaseRoute currentRoute()
+    {
+        QFETCH(DatabaseRoute, route);
+        return route;
+    }
+
+    void append(const QString &table, const QList<std::pair<QLatin1String, QVariant>> &values)
+    {
+        Recordset row(connection);
+        row.openForAppend(table);
+        row.addNew();
+        for (const auto &[column, value] : values)
+            row.set(column, value);
+        row.update();
+    }
+
+    [[nodiscard]] bool keepsNul() const
+    {
+        return database.route() == DatabaseRoute::Sqlite || database.route() == DatabaseRoute::MariaDb;
+    }
+
+    TestDatabase database;
+    Connection connection;
+};
+
+} // namespace
+
+class DatabaseTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void statusMayBeTextOrNumber_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::addColumn<QString>("type");
+        for (const auto &[name, route] :
+             {std::pair("SQLite", DatabaseRoute::Sqlite), std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
+              std::pair("MariaDB", DatabaseRoute::MariaDb),
+              std::pair("PostgreSQL through ODBC", DatabaseRoute::PostgreSqlOdbc),
+              std::pair("MariaDB through ODBC", DatabaseRoute::MariaDbOdbc)}) {
+            for (const QString &type : {u"varchar(10)"_s, u"char(4)"_s, u"integer"_s, u"numeric(9)"_s})
+                QTest::addRow("%s, %s", name, qPrintable(type)) << route << type;
+        }
+    }
+    void statusMayBeTextOrNumber()
+    {
+        QFETCH(QString, type);
+        Office office(m_servers);
+        office.database.oa(u"create table SMS_Queues (OAID integer primary key, MsgStatus %1)"_s.arg(type));
+        for (int id = 1; id <= 3; ++id)
+            office.append(u"SMS_Queues"_s, {{"OAID"_L1, id}, {"MsgStatus"_L1, u"0"_s}});
+        office.append(u"SMS_Queues"_s, {{"OAID"_L1, 4}, {"MsgStatus"_L1, QString()}});
+        const auto count = [&](const QString &condition) {
+            return office.connection.firstValue("select count(*) from SMS_Queues where "_L1 + condition, {})
+                ->toInt();
+        };
+        QCOMPARE(count(u"MsgStatus='0'"_s), 3);
+        QCOMPARE(office.connection.execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {2}), 1);
+        QCOMPARE(office.connection.execute(u"update SMS_Queues set MsgStatus=4 where OAID=?"_s, {u"3"_s}), 1);
+        QCOMPARE(office.connection.execute(u"update SMS_Queues set MsgStatus=4 where OAID=?"_s, {77}), 0);
+        QCOMPARE(count(u"MsgStatus='0'"_s), 1);
+        QCOMPARE(count(u"MsgStatus<>'0'"_s), 2);
+        Recordset finished(office.connection);
+        finished.open(u"select OAID, MsgStatus from SMS_Queues where MsgStatus<>'0' order by OAID"_s);
+        QCOMPARE(finished.text("msgstatus"_L1).trimmed(), u"8"_s);
+        finished.moveNext();
+        QCOMPARE(finished.text("MSGSTATUS"_L1).trimmed(), u"4"_s);
+    }
+
+    void numbersGoIntoTextColumnsAndTextsIntoNumberColumns_data() { addDatabaseRoutes(); }
+    void numbersGoIntoTextColumnsAndTextsIntoNumberColumns()
+    {
+        Office office(m_servers);
+        office.database.oa(u"create table T (N integer, B bigint, T1 varchar(40), T2 varchar(40))"_s);
+        office.append(
+            u"T"_s,
+            {{"N"_L1, u"-12"_s}, {"B"_L1, qlonglong(9007199254740993)}, {"T1"_L1, 42}, {"T2"_L1, true}});
+        QCOMPARE(office.database.rows(u"select * from T"_s), QStringList(u"-12|9007199254740993|42|1"_s));
+        QCOMPARE(kindOf([&] {
+                     office.append(u"T"_s, {{"N"_L1, u"twelve"_s}});
+                 }),
+                 office.database.route() == DatabaseRoute::Sqlite
+                     ? std::nullopt
+                     : std::optional(DatabaseFault::Kind::Refused));
+        Recordset row(office.connection);
+        row.open(u"select * from T where T1=? and B=?"_s, {u"42"_s, qlonglong(9007199254740993)});
+        QCOMPARE(row.recordCount(), 1);
+        QCOMPARE(row.value("B"_L1).toLongLong(), 9007199254740993);
+    }
+
+    void datesGoIntoEveryKindOfColumn_data() { addDatabaseRoutes(); }
+    void datesGoIntoEveryKindOfColumn()
+    {
+        Office office(m_servers);
+        const bool isPostgreSql = office.database.isPostgreSql();
+        office.database.oa(u"create table D (AsText varchar(40), AsDate date, AsTime %1, AsZoned %2)"_s.arg(
+            isPostgreSql ? u"timestamp"_s : u"datetime"_s,
+            isPostgreSql ? u"timestamp with time zone"_s : u"timestamp"_s));
+        const auto whole = [&](const QVariant &value) {
+            office.database.oa(u"delete from D"_s);
+            office.append(
+                u"D"_s,
+                {{"AsText"_L1, value}, {"AsDate"_L1, value}, {"AsTime"_L1, value}, {"AsZoned"_L1, value}});
+            Recordset row(office.connection);
+            row.open(u"select * from D"_s);
+            return QStringList{
+                row.text("AsText"_L1), row.value("AsDate"_L1).toDate().toString(Qt::ISODate),
+                row.value("AsTime"_L1).toDateTime().toLocalTime().toString(u"yyyyMMdd hhmmss"_s),
+                row.value("AsZoned"_L1).toDateTime().toLocalTime().toString(u"yyyyMMdd hhmmss"_s)};
+        };
+        const QStringList wanted{u"2006-03-05 07:08:09"_s, u"2006-03-05"_s, u"20060305 070809"_s,
+                                 u"20060305 070809"_s};
+        QCOMPARE(whole(u"2006-03-05 07:08:09"_s), wanted);
+        if (office.database.route() != DatabaseRoute::Sqlite) // there a date's form is the writer's affair
+            QCOMPARE(whole(QDateTime({2006, 3, 5}, {7, 8, 9})), wanted);
+        // A value read is a value that can be written again.
+        if (office.database.route() != DatabaseRoute::Sqlite) {
+            Recordset row(office.connection);
+            row.open(u"select * from D"_s);
+            QCOMPARE(whole(row.value("AsZoned"_L1)), wanted);
+            QCOMPARE(kindOf([&] {
+                         office.append(u"D"_s, {{"AsTime"_L1, u"no date"_s}});
+                     }),
+                     DatabaseFault::Kind::Refused);
+        }
+    }
+
+    void textsAndBytesComeBackAsTheyWent_data() { addDatabaseRoutes(); }
+    void textsAndBytesComeBackAsTheyWent()
+    {
+        Office office(m_servers);
+        office.database.loadSchema();
+        QStringList texts = {
+            u""_s,      u" "_s,  u"x "_s,           u"'; drop table SMS_SIMReceive; -- \\' %_\"😀"_s,
+            u"？?:a"_s, u"一"_s, u"一二三四五一"_s, u"第一"_s};
+        for (const qsizetype length :
+             {1, 254, 255, 256, 3999, 4000, 4001, 4095, 4096, 4097, 8191, 8192, 300000})
+            texts += QString(length, u'长');
+        texts += u"😀"_s.repeated(5000);
+        for (const QString &text : qAsConst(texts)) {
+            office.append(u"VO_Email"_s, {{"EmailContent"_L1, text}, {"EmailSubject"_L1, QString()}});
+            Recordset back(office.connection);
+            back.open(u"select EmailContent, EmailSubject from VO_Email where EmailContent=?"_s, {text});
+            QCOMPARE(back.recordCount(), 1);
+            QCOMPARE(back.value("EmailContent"_L1).typeId(), QMetaType::QString);
+            QVERIFY2(back.text("EmailContent"_L1) == text, qPrintable(QString::number(text.size())));
+            QVERIFY(back.value("EmailSubject"_L1).isNull());
+            // The way in and the way out could be wrong alike: the OA system sees the same text.
+            QVERIFY(office.database.rows(u"select EmailContent from VO_Email"_s) == QStringList(text));
+            office.database.oa(u"delete from VO_Email"_s);
+        }
+        QByteArray pattern;
+        for (int octet = 0; octet < 256; ++octet)
+            pattern += char(octet);
+        for (const QByteArray &bytes : {QByteArray(""), QByteArray("\0", 1), pattern.repeated(31),
+                                        pattern.repeated(32), pattern.repeated(33), pattern.repeated(8000)}) {
+            office.database.oa(u"delete from VO_EmailAttachments"_s);
+            office.append(u"VO_EmailAttachments"_s, {{"FileContent"_L1, bytes}});
+            const auto back =
+                office.connection.firstValue(u"select FileContent from VO_EmailAttachments"_s, {});
+            QVERIFY2(back->toByteArray() == bytes && !back->isNull(),
+                     qPrintable(QString::number(bytes.size())));
+        }
+        office.append(u"VO_EmailAttachments"_s, {{"FileContent"_L1, QByteArray()}});
+        QCOMPARE(
+            office.database.rows(u"select count(*) from VO_EmailAttachments where FileContent is null"_s),
+            QStringList(u"1"_s));
+    }
+
+    void unstorableCharactersAreReplaced_data() { addDatabaseRoutes(); }
+    void unstorableCharactersAreReplaced()
+    {
+        Office office(m_servers);
+        office.database.loadSchema();
+        const QString nul = u"a"_s + QChar(0) + u"b"_s;
+        office.append(u"SMS_SIMReceive"_s, {{"MsgContent"_L1, nul}});
+        const auto back = office.connection.firstValue(u"select MsgContent from SMS_SIMReceive"_s, {});
+        QCOMPARE(back->toString(), office.keepsNul() ? nul : u"a\uFFFDb"_s);
+        if (office.database.route() == DatabaseRoute::Sqlite)
+            return;
+        office.database.oa(u"delete from SMS_SIMReceive"_s);
+        office.append(u"SMS_SIMReceive"_s, {{"MsgContent"_L1, u"x"_s + QChar(0xd83d) + u"y"_s}});
+        QCOMPARE(office.database.rows(u"select MsgContent from SMS_SIMReceive"_s),
+                 QStringList(u"x\uFFFDy"_s));
+    }
+
+    void paddedTextIsReadWithoutItsPadding_data() { addServerRoutes(); }
+    void paddedTextIsReadWithoutItsPadding()
+    {
+        Office office(m_servers);
+        office.database.oa(
+            u"create table VO_UserInfor (UserName char(20), Mobile char(20), TureName varchar(20))"_s);
+        office.append(
+            u"VO_UserInfor"_s,
+            {{"UserName"_L1, u"zhang"_s}, {"Mobile"_L1, u"13800000000"_s}, {"TureName"_L1, u"张 "_s}});
+        Recordset user(office.connection);
+        user.open(u"select Mobile, TureName from VO_UserInFor where Username=?"_s, {u"zhang"_s});
+        QCOMPARE(user.recordCount(), 1);
+        QCOMPARE(user.text("Mobile"_L1), u"13800000000"_s);
+        QCOMPARE(user.text("TureName"_L1), u"张 "_s);
+    }
+
+    void identityIsThisRowsWhateverTriggersNumber_data() { addDatabaseRoutes(); }
+    void identityIsThisRowsWhateverTriggersNumber()
+    {
+        Office office(m_servers);
+        TestDatabase &database = office.database;
+        database.loadSchema();
+        database.oa(
+            database.isPostgreSql()
+                ? u"create table Journal (ID integer generated always as identity primary key, T text)"_s
+            : database.isMariaDb()
+                ? u"create table Journal (ID integer auto_increment primary key, T text)"_s
+                : u"create table Journal (ID integer primary key autoincrement, T text)"_s);
+        for (int i = 0; i < 40; ++i)
+            database.oa(u"insert into Journal (T) values ('earlier')"_s);
+        if (database.isPostgreSql())
+            database.oa(u"create function journal() returns trigger language plpgsql as"
+                        " 'begin insert into Journal (T) values (1); return new; end'"_s);
+        for (const QString &when : {u"before"_s, u"after"_s})
+            database.oa(u"create trigger t_%1 %1 insert on SMS_SendList for each row %2"_s.arg(
+                when, database.isPostgreSql() ? u"execute function journal()"_s
+                      : database.isMariaDb()  ? u"insert into Journal (T) values ('x')"_s
+                                              : u"begin insert into Journal (T) values ('x'); end"_s));
+        Recordset list(office.connection);
+        list.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
+        for (int wanted = 1; wanted <= 3; ++wanted) {
+            list.addNew();
+            list.set("FromUser"_L1, u"张三"_s);
+            list.update();
+            QCOMPARE(list.identity().toInt(), wanted);
+        }
+        QCOMPARE(database.rows(u"select count(*) from Journal"_s), QStringList(u"46"_s));
+    }
+
+    void textTooLongIsOneRowsFault_data() { addServerRoutes(); }
+    void textTooLongIsOneRowsFault()
+    {
+        Office office(m_servers);
+        office.database.oa(
+            u"create table SMS_SIMReceive (Remark varchar(90), MsgContent varchar(5), FromMB varchar(20))"_s);
+        const auto store = [&](const QString &text) {
+            office.append(u"SMS_SIMReceive"_s, {{"FromMB"_L1, u"13800000000"_s}, {"MsgContent"_L1, text}});
+        };
+        store(u"一二三四五"_s);
+        store(u"😀😀😀😀😀"_s);
+        const auto fault = faultOf([&] { store(u"一二三四五六"_s); });
+        QVERIFY(fault);
+        QCOMPARE(fault->kind(), DatabaseFault::Kind::Refused);
+        QVERIFY2(fault->message().contains(u"sms_simreceive"_s, Qt::CaseInsensitive),
+                 qPrintable(fault->message()));
+        QVERIFY2(fault->message()
+                     .mid(fault->message().indexOf(u'：'))
+                     .contains(u"msgcontent"_s, Qt::CaseInsensitive),
+                 qPrintable(fault->message()));
+        QVERIFY2(!fault->message().contains(u"六"_s), qPrintable(fault->message()));
+        store(u"后来"_s);
+        QCOMPARE(office.database.rows(u"select count(*) from SMS_SIMReceive"_s), QStringList(u"3"_s));
+    }
+
+    void stepThatFailsCostsOnlyItself_data() { addDatabaseRoutes(); }
+    void stepThatFailsCostsOnlyItself()
+    {
+        Office office(m_servers);
+        Connection &connection = office.connection;
+        office.database.oa(u"create table T (N integer primary key)"_s);
+        const auto insert = [&](int n) { connection.execute(u"insert into T (N) values (?)"_s, {n}); };
+        {
+            Transaction transaction(connection);
+            insert(1);
+            {
+                Savepoint step(connection);
+                insert(2);
+                QCOMPARE(kindOf([&] { insert(1); }), DatabaseFault::Kind::Refused);
+                QCOMPARE(kindOf([&] { step.release(); }), DatabaseFault::Kind::Refused);
+            }
+            {
+                Savepoint outer(connection);
+                insert(3);
+                {
+                    const Savepoint inner(connection);
+                    insert(4);
+                }
+                outer.release();
+            }
+            transaction.commit();
+        }
+        QCOMPARE(office.database.rows(u"select N from T order by N"_s), QStringList({u"1"_s, u"3"_s}));
+        {
+            // A fault outside a step still forbids the commit.
+            Transaction transaction(connection);
+            insert(6);
+            QVERIFY(kindOf([&] { insert(1); }));
+            QCOMPARE(kindOf([&] { transaction.commit(); }), DatabaseFault::Kind::Refused);
+        }
+        insert(5);
+        QCOMPARE(office.database.rows(u"select count(*) from T"_s), QStringList(u"3"_s));
+    }
+
+    void firstOfSeveralRowsIsChanged_data() { addDatabaseRoutes(); }
+    void firstOfSeveralRowsIsChanged()
+    {
+        Office office(m_servers);
+        office.database.loadSchema();
+        for (int i = 0; i < 3; ++i)
+            office.append(u"SMS_IsOrder"_s,
+                          {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}, {"IsOrder"_L1, u"1"_s}});
+        Recordset rows(office.connection);
+        rows.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and type=?"_s, {u"zhang"_s, u"NBYJ"_s});
+        QCOMPARE(rows.recordCount(), 3);
+        rows.set("IsOrder"_L1, u"0"_s);
+        rows.update();
+        QCOMPARE(office.database.rows(u"select IsOrder from SMS_IsOrder order by OAID"_s),
+                 QStringList({u"0"_s, u"1"_s, u"1"_s}));
+    }
+
+    void namesAreFoundInTheServersSpelling_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::addColumn<QString>("table");
+        QTest::addColumn<QString>("columns");
+        for (const auto &[name, route] : {std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
+                                          std::pair("MariaDB", DatabaseRoute::MariaDb),
+                                          std::pair("PostgreSQL through ODBC", DatabaseRoute::PostgreSqlOdbc),
+                                          std::pair("MariaDB through ODBC", DatabaseRoute::MariaDbOdbc)}) {
+            QTest::addRow("%s, as written", name)
+                << route << u"VO_UserInfor"_s << u"UserName,TYPE,From,Select"_s;
+            QTest::addRow("%s, upper", name) << route << u"VO_USERINFOR"_s << u"USERNAME,TYPE,DESC,COUNT"_s;
+            QTest::addRow("%s, lower", name) << route << u"vo_userinfor"_s << u"username,type,order,where"_s;
+        }
+    }
+    void namesAreFoundInTheServersSpelling()
+    {
+        QFETCH(QString, table);
+        QFETCH(QString, columns);
+        Office office(m_servers);
+        const QChar quote = office.database.isPostgreSql() ? u'"' : u'`';
+        QStringList definitions;
+        const QStringList names = columns.split(u',');
+        for (const QString &column : names)
+            definitions += quote + column + quote + u" varchar(20) not null default 'd'"_s;
+        office.database.oa("create table "_L1 + quote + table + quote + " ("_L1 + definitions.join(u',') +
+                           u')');
+        office.append(u"VO_UserInFor"_s, {{"userName"_L1, u"zhang"_s}, {"tyPe"_L1, u"1"_s}});
+        QCOMPARE(office.connection.execute(
+                     u"Update vo_USERINFOR set Type='2' where Vo_UserInfor.Username=?"_s, {u"zhang"_s}),
+                 1);
+        Recordset user(office.connection);
+        user.open(u"select type, count(*) as Amount from VO_UserInfor where USERNAME=? and TYPE='2'"
+                  " group by type order by type desc"_s,
+                  {u"zhang"_s});
+        QCOMPARE(user.recordCount(), 1);
+        QCOMPARE(user.text("Type"_L1), u"2"_s);
+        QCOMPARE(user.value("amount"_L1).toInt(), 1);
+        Recordset all(office.connection);
+        all.open(u"select * from vo_userinfor"_s);
+        QCOMPARE(all.text("UserName"_L1), u"zhang"_s);
+        QCOMPARE(office.connection.execute(u"delete from vo_UserInfor where userNAME=?"_s, {u"zhang"_s}), 1);
+    }
+
+    void lockedRowIsWaitedForThenUnavailable_data() { addServerRoutes(); }
+    void lockedRowIsWaitedForThenUnavailable()
+    {
+        Office office(m_servers, u";Command Timeout=1"_s);
+        office.database.oa(u"create table T (N integer primary key)"_s);
+        office.database.oa(u"insert into T (N) values (1)"_s);
+        office.database.oa(u"begin"_s);
+        office.database.oa(u"update T set N=2"_s);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(kindOf([&] { office.connection.execute(u"update T set N=3"_s); }),
+                 DatabaseFault::Kind::Unavailable);
+        QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(office.connection.isOpen());
+        office.database.oa(u"rollback"_s);
+        QCOMPARE(office.connection.execute(u"update T set N=3"_s), 1);
+    }
+
+    void valueTooLargeForTheServerIsRefusedAndTheConnectionStays_data() { addServerRoutes(); }
+    void valueTooLargeForTheServerIsRefusedAndTheConnectionStays()
+    {
+        Office office(m_servers);
+        office.database.loadSchema();
+        const auto store = [&](qsizetype octets) {
+            office.append(u"VO_EmailAttachments"_s, {{"FileContent"_L1, QByteArray(octets, 'x')}});
+        };
+        store(12 << 20);
+        if (office.database.isMariaDb())
+            QCOMPARE(kindOf([&] { store(20 << 20); }), DatabaseFault::Kind::Refused);
+        else
+            store(20 << 20);
+        QVERIFY(office.connection.isOpen());
+        store(1);
+    }
+
+private:
+    TestServers m_servers;
+};
+
+QTEST_GUILESS_MAIN(DatabaseTest)
+#include "DatabaseTest.moc"

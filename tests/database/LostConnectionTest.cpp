@@ -1,0 +1,176 @@
+#include "platform/database/Recordset.h"
+#include "platform/database/Transaction.h"
+#include "tests/support/TestDatabase.h"
+
+#include <QTcpServer>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Seconds: connect and statement limit of every connection here.
+constexpr int limitSeconds = 2;
+/// What a statement may take until its connection is given up: the limit, the server's advance, and the time
+/// a loaded machine takes to notice.
+constexpr qint64 longestMilliseconds = (limitSeconds + 2 + 3) * 1000;
+
+QString limits()
+{
+    return u";Connect Timeout=%1;Command Timeout=%1"_s.arg(limitSeconds);
+}
+
+std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const DatabaseFault &fault) {
+        return fault.kind();
+    }
+    return std::nullopt;
+}
+
+DatabaseRoute currentRoute()
+{
+    QFETCH(DatabaseRoute, route);
+    return route;
+}
+
+} // namespace
+
+class LostConnectionTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void restartedServerIsLostOnceAndServesAgain_data() { addServerRoutes(); }
+    void restartedServerIsLostOnceAndServesAgain()
+    {
+        TestDatabase database(m_servers, currentRoute());
+        Connection connection;
+        prepare(database, connection);
+        {
+            Transaction transaction(connection);
+            connection.execute(u"insert into T (N) values (?)"_s, {2});
+            PrivateDatabaseServer &server = m_servers.of(currentRoute());
+            server.stop();
+            QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {3}); }),
+                     DatabaseFault::Kind::Lost);
+            QVERIFY(!connection.isOpen());
+            // At once: nothing is waited for again.
+            QCOMPARE(kindOf([&] { transaction.commit(); }), DatabaseFault::Kind::Lost);
+            QCOMPARE(kindOf([&] { connection.execute(u"delete from T"_s); }), DatabaseFault::Kind::Lost);
+            server.start();
+        }
+        requireServes(database, connection);
+    }
+
+    void connectionKilledOnTheServerIsLost_data() { addServerRoutes(); }
+    void connectionKilledOnTheServerIsLost()
+    {
+        TestDatabase database(m_servers, currentRoute());
+        Connection connection;
+        prepare(database, connection);
+        if (database.isPostgreSql()) {
+            const auto pid = connection.firstValue(u"select pg_backend_pid()"_s, {});
+            QCOMPARE(database.rows(u"select pg_terminate_backend(%1)"_s.arg(pid->toInt())).size(), 1);
+            // Gone from the list of sessions, so that the statement cannot come before the end.
+            QTRY_COMPARE(
+                database.rows(u"select pid from pg_stat_activity where pid=%1"_s.arg(pid->toInt())).size(),
+                0);
+        } else {
+            const auto id = connection.firstValue(u"select connection_id()"_s, {});
+            database.oa(u"kill %1"_s.arg(id->toInt()));
+        }
+        QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {2}); }),
+                 DatabaseFault::Kind::Lost);
+        QVERIFY(!connection.isOpen());
+        requireServes(database, connection);
+    }
+
+    void stoppedServerIsGivenUpInTime_data() { addServerRoutes(); }
+    void stoppedServerIsGivenUpInTime()
+    {
+        TestDatabase database(m_servers, currentRoute());
+        Connection connection;
+        prepare(database, connection);
+        PrivateDatabaseServer &server = m_servers.of(currentRoute());
+        server.suspend();
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {2}); }),
+                 DatabaseFault::Kind::Lost);
+        const qint64 statement = timer.restart();
+        QCOMPARE(kindOf([&] { connection.open(database.connectString() + limits()); }),
+                 DatabaseFault::Kind::Lost);
+        const qint64 reopening = timer.restart();
+        server.resume();
+        QVERIFY2(statement < longestMilliseconds, qPrintable(QString::number(statement)));
+        QVERIFY2(reopening < longestMilliseconds, qPrintable(QString::number(reopening)));
+        requireServes(database, connection);
+    }
+
+    void closingDoesNotWaitForAStoppedServer_data() { addServerRoutes(); }
+    void closingDoesNotWaitForAStoppedServer()
+    {
+        TestDatabase database(m_servers, currentRoute());
+        Connection connection;
+        prepare(database, connection);
+        PrivateDatabaseServer &server = m_servers.of(currentRoute());
+        server.suspend();
+        QElapsedTimer timer;
+        timer.start();
+        connection.close();
+        const qint64 closing = timer.elapsed();
+        server.resume();
+        QVERIFY2(closing < longestMilliseconds, qPrintable(QString::number(closing)));
+        requireServes(database, connection);
+    }
+
+    void silentListenerIsGivenUpInTime_data()
+    {
+        QTest::addColumn<QString>("connectString");
+        const QString where = u"PORT=%1;DATABASE=oa;UID=sms;PWD=x"_s;
+        QTest::newRow("PostgreSQL") << u"Provider=PostgreSQL;Server=127.0.0.1;"_s + where;
+        QTest::newRow("MariaDB") << u"Provider=MariaDB;Server=127.0.0.1;"_s + where;
+        QTest::newRow("PostgreSQL through ODBC")
+            << u"DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;"_s + where;
+        QTest::newRow("MariaDB through ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;"_s + where;
+        QTest::newRow("SQL Server") << u"Provider=SQLOLEDB.1;Data Source=127.0.0.1;"_s + where;
+    }
+    void silentListenerIsGivenUpInTime()
+    {
+        QFETCH(QString, connectString);
+        QTcpServer silent;
+        QVERIFY(silent.listen(QHostAddress::LocalHost));
+        Connection connection;
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(kindOf([&] { connection.open(connectString.arg(silent.serverPort()) + limits()); }),
+                 DatabaseFault::Kind::Lost);
+        QVERIFY2(timer.elapsed() < longestMilliseconds, qPrintable(QString::number(timer.elapsed())));
+    }
+
+private:
+    static void prepare(TestDatabase &database, Connection &connection)
+    {
+        database.oa(u"create table T (N integer primary key)"_s);
+        connection.open(database.connectString() + limits());
+        connection.execute(u"insert into T (N) values (?)"_s, {1});
+    }
+
+    /// The connection can be opened again; of what was not committed nothing is left.
+    static void requireServes(TestDatabase &database, Connection &connection)
+    {
+        connection.open(database.connectString() + limits());
+        connection.execute(u"insert into T (N) values (?)"_s, {9});
+        database.reopen();
+        QCOMPARE(database.rows(u"select N from T where N<>2 order by N"_s), QStringList({u"1"_s, u"9"_s}));
+    }
+
+    TestServers m_servers;
+};
+
+QTEST_GUILESS_MAIN(LostConnectionTest)
+#include "LostConnectionTest.moc"
