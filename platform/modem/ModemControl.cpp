@@ -69,7 +69,7 @@ BringUpReport ModemControl::Private::connectDevice(std::chrono::milliseconds syn
         device = serialDevice(portNumber);
     if (device.isEmpty())
         return {ModemResult::NoSuchPort, false, u"端口 COM%1 不存在"_s.arg(portNumber)};
-    const BringUpReport report = link.open(device, serviceCentre, syncLimit);
+    BringUpReport report = link.open(device, serviceCentre, syncLimit);
     isRegistered = report.isRegistered;
     return report;
 }
