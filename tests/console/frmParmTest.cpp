@@ -192,23 +192,6 @@ private slots:
         QVERIFY(!m_dialog->isVisible());
         QCOMPARE(stored().last(), u"6"_s);
     }
-
-    void theConfigureButtonOpensItOverTheWindowAndTouchesNothingElse()
-    {
-        ConsoleFixture console;
-        console.window.show();
-        bool looked = false;
-        QTimer::singleShot(0, this, [&] {
-            auto *dialog = qobject_cast<frmParm *>(QApplication::activeModalWidget());
-            QVERIFY(dialog != nullptr);
-            QCOMPARE(dialog->parentWidget(), &console.window);
-            looked = true;
-            dialog->reject();
-        });
-        QTest::mouseClick(console.child<QPushButton>("Command1"), Qt::LeftButton);
-        QVERIFY(looked);
-        QCOMPARE(console.takeLog(), QStringList());
-    }
 };
 
 QTEST_MAIN(frmParmTest)
