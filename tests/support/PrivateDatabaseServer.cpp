@@ -193,6 +193,10 @@ void PrivateDatabaseServer::launch(QProcess &process, const QString &program,
             ::_exit(127);
         ::prctl(PR_SET_PDEATHSIG, lastSignal);
     });
+    // A server's own zone is rarely that of its clients.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"TZ"_s, u"America/New_York"_s);
+    process.setProcessEnvironment(environment);
     process.setWorkingDirectory(dataFolder());
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
