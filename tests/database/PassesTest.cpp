@@ -1,6 +1,7 @@
 #include "tests/database/OfficeAtWork.h"
 
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -229,6 +230,40 @@ private slots:
                      qPrintable(lines[0]));
         }
         QCOMPARE(log.filter(u"无法处理"_s).size(), 3);
+    }
+
+    void stoppedServerBlocksNoTickForLonger_data() { addServerRoutes(); }
+    void stoppedServerBlocksNoTickForLonger()
+    {
+        QFETCH(DatabaseRoute, route);
+        OfficeAtWork office(m_servers, route, SchemaKind::Sample, u";Connect Timeout=2;Command Timeout=2"_s);
+        const auto tick = [&] {
+            QElapsedTimer timer;
+            timer.start();
+            office.send();
+            office.archive();
+            office.expand();
+            office.alert();
+            return timer.elapsed();
+        };
+        tick();
+        office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1001"_s, u"x"_s, 0});
+        QList<qint64> ticks;
+        {
+            m_servers.of(route).suspend();
+            const auto goOn = qScopeGuard([&] { m_servers.of(route).resume(); });
+            // The first finds the server silent, a later one tries to connect again.
+            for (int i = 0; i < 2; ++i)
+                QVERIFY(QTest::qWaitFor([&] { return ticks.emplaceBack(tick()) > 100; }));
+        }
+        // The statement's limit and the two seconds the server has to keep it; then that of connecting.
+        // Three seconds for a busy machine.
+        for (const qint64 milliseconds : qAsConst(ticks))
+            QVERIFY2(milliseconds < (2 + 2 + 3) * 1000, qPrintable(QString::number(milliseconds)));
+        QTRY_COMPARE((tick(), office.simulator.sent().size()), 1);
+        const QStringList log = office.console.takeLog();
+        QVERIFY2(log.size() == 2 && log[0].startsWith(u"数据库连接失败"_s) && log[1] == u"数据库连接恢复正常",
+                 qPrintable(log.join(u'\n')));
     }
 
 private:

@@ -65,7 +65,7 @@ TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route) : m_route(
         return;
     }
     const PrivateDatabaseServer &server = servers.of(route);
-    m_port = server.port();
+    m_server = &server;
     openOaSystem(server.firstDatabase());
     oa("create database "_L1 + name + (isMariaDb() ? QString(u" character set utf8mb4"_s) : QString()));
     openOaSystem(name);
@@ -89,8 +89,10 @@ void TestDatabase::openOaSystem(const QString &database)
                                                                                  : u"QMYSQL"_s,
                                                 m_oaConnection);
     oa.setDatabaseName(database);
-    oa.setHostName(u"127.0.0.1"_s);
-    oa.setPort(m_port);
+    if (m_server) {
+        oa.setHostName(m_server->address());
+        oa.setPort(m_server->port());
+    }
     if (!oa.open(PrivateDatabaseServer::user(), PrivateDatabaseServer::password()))
         throw Fault(oa.lastError().text());
     // The OA system's clock is this machine's.

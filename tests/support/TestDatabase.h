@@ -63,7 +63,7 @@ private:
 
     DatabaseRoute m_route;
     QTemporaryDir m_folder;
-    int m_port = 0;
+    const PrivateDatabaseServer *m_server = nullptr; // none for SQLite
     QString m_oaConnection;
     QString m_oaDatabase;
     QString m_connectString;
