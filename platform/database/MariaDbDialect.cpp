@@ -29,6 +29,11 @@ public:
         return statements;
     }
 
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"start transaction read write"_s, u"rollback"_s};
+    }
+
     [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select last_insert_id()"_s; }

@@ -84,7 +84,8 @@ void OdbcDriver::setUpSession()
 {
     const QString version = information(SQL_DBMS_NAME) + u' ' + information(SQL_DBMS_VER);
     const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits});
+        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
+        m_dialect->writingProbe();
     for (const QString &statement : setup) {
         try {
             runPlain(statement);

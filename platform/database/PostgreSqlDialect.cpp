@@ -29,6 +29,12 @@ public:
         };
     }
 
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"do $$begin if current_setting('transaction_read_only')='on' then"
+                " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s};
+    }
+
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
     {
         return insert + " returning "_L1 + column;

@@ -112,7 +112,8 @@ void QtSqlServerDriver::open()
     m_guard.setSockets({socket(db)});
     const QString version = plainValue(u"select version()"_s).toString();
     const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits});
+        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
+        m_dialect->writingProbe();
     for (const QString &statement : setup) {
         try {
             runPlain(statement);

@@ -32,6 +32,10 @@ public:
     /// Each is tried; a refusal is no fault (older servers know fewer settings).
     [[nodiscard]] virtual QStringList sessionSetup(const Session &) const { return {}; }
 
+    /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
+    /// has become a standby. Without it the connection would be opened and found useless in every tick.
+    [[nodiscard]] virtual QStringList writingProbe() const { return {}; }
+
     [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
     [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
     [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }

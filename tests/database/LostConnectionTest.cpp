@@ -3,6 +3,7 @@
 #include "platform/database/Transaction.h"
 #include "tests/support/TestDatabase.h"
 
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTest>
 #include <linux/filter.h>
@@ -132,6 +133,29 @@ private slots:
         server.resume();
         QVERIFY2(closing < longestMilliseconds, qPrintable(QString::number(closing)));
         requireServes(database, connection);
+    }
+
+    void readOnlyServerIsNotOpened_data() { addServerRoutes(); }
+    void readOnlyServerIsNotOpened()
+    {
+        TestDatabase database(m_servers, currentRoute());
+        Connection connection;
+        prepare(database, connection);
+        const bool isPostgreSql = database.isPostgreSql();
+        QString connectString = database.connectString();
+        if (isPostgreSql) {
+            const QString name = database.rows(u"select current_database()"_s)[0];
+            database.oa(u"alter database %1 set default_transaction_read_only=on"_s.arg(name));
+        } else {
+            // An account without the right to write all the same.
+            database.oa(u"create or replace user plain@'%' identified by 'p;w''d=1'"_s);
+            database.oa(u"grant select, insert on *.* to plain@'%'"_s);
+            database.oa(u"set global read_only=1"_s);
+            connectString.replace(QRegularExpression(u"(UID|User ID)=sms"_s), u"\\1=plain"_s);
+        }
+        QCOMPARE(kindOf([&] { connection.open(connectString + limits()); }), DatabaseFault::Kind::Lost);
+        if (!isPostgreSql)
+            database.oa(u"set global read_only=0"_s);
     }
 
     void silentListenerIsGivenUpInTime_data()

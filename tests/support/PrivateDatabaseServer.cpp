@@ -95,7 +95,7 @@ void PrivateDatabaseServer::makeData()
     } else {
         writeFile(secret,
                   u"create user if not exists '%1'@'%' identified by '%2';\n"
-                  "grant all on *.* to '%1'@'%';\n"_s.arg(user(), password().replace(u'\'', "''"_L1)));
+                  "grant all on *.* to '%1'@'%' with grant option;\n"_s.arg(user(), password().replace(u'\'', "''"_L1)));
         runToEnd(program(u"mariadb-install-db"_s),
                  {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--skip-test-db"_s,
                   u"--auth-root-authentication-method=normal"_s, u"--innodb-flush-method=nosync"_s,
