@@ -164,7 +164,7 @@ void checkModem(const ServerParts &parts, CheckReport &report)
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show)
 {
     CheckReport report(show);
-    for (const auto check : {checkDatabase, checkSettings, checkModem})
+    for (const auto check : {checkDatabase, checkSettings, checkModem, checkMailAccounts})
         check(parts, report);
     show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);
     return report.isWell();

@@ -31,6 +31,8 @@ private:
 void checkSettings(const ServerParts &parts, CheckReport &report);
 void checkDatabase(const ServerParts &parts, CheckReport &report);
 void checkModem(const ServerParts &parts, CheckReport &report);
+/// Logs in to every mailbox that would be collected. Tells nothing when there is no database or no mailbox.
+void checkMailAccounts(const ServerParts &parts, CheckReport &report);
 
 /// All of them, in the order in which a Start needs them. True when all is well.
 [[nodiscard]] bool checkEverything(const ServerParts &parts, const CheckReport::Show &show);

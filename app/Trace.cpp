@@ -29,12 +29,25 @@ QByteArray printable(QByteArrayView octets)
     return text;
 }
 
+/// sign: ">" sent, "<" received.
+void show(char sign, const QByteArray &text)
+{
+    const QByteArray time = QTime::currentTime().toString(u"HH:mm:ss.zzz"_s).toLatin1();
+    const QByteArray line = time + ' ' + sign + ' ' + text + '\n';
+    std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
+}
+
 } // namespace
 
 void traceModem(TraceDirection direction, QByteArrayView octets)
 {
-    const QByteArray time = QTime::currentTime().toString(u"HH:mm:ss.zzz"_s).toLatin1();
-    const char *arrow = direction == TraceDirection::Sent ? " > " : " < ";
-    const QByteArray line = time + arrow + printable(octets) + '\n';
-    std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
+    show(direction == TraceDirection::Sent ? '>' : '<', printable(octets));
+}
+
+MailTrace mailTrace()
+{
+    return {[](Pop3Direction direction, const QString &line) {
+                show(direction == Pop3Direction::Sent ? '>' : '<', "POP3 " + line.toUtf8());
+            },
+            [](const QString &text) { show('!', text.toUtf8()); }};
 }

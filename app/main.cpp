@@ -45,7 +45,9 @@ struct World {
     ModemControl modem{clock,
                        [this](int comPort) { return registry.read(Settings::comDevicePath(comPort)); }};
 
-    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem}; }
+    MailTrace mail;
+
+    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem, mail}; }
 };
 
 int runWindow(const CommandLine &line, World &world)
@@ -110,8 +112,10 @@ int run(const CommandLine &line)
         return 0;
     }
     World world(registry);
-    if (line.trace)
+    if (line.trace) {
         world.modem.setTrace(traceModem);
+        world.mail = mailTrace();
+    }
     if (line.check)
         return checkEverything(world.parts(), [](const QString &text) { print(stdout, text + u'\n'); }) ? 0
                                                                                                         : 1;

@@ -1,6 +1,6 @@
 #include "bench/Measure.h"
 #include "bench/OutgoingBenches.h"
-#include "bench/ServerProcess.h"
+#include "bench/StartedServer.h"
 #include "foundation/Settings.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
@@ -45,7 +45,7 @@ bool benchIdle()
     TestOffice office;
     const SimulatorProcess simulator;
     office.configureModem(simulator.devicePath(), 10);
-    const ServerProcess server(office.registry.fileName());
+    const StartedServer server(office.registry.fileName());
     const double before = processorSeconds(server.processId());
     QThread::sleep(idleSeconds); // the time itself is what is measured
     const double share = (processorSeconds(server.processId()) - before) / idleSeconds * 100;

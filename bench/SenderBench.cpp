@@ -1,6 +1,6 @@
 #include "bench/Measure.h"
 #include "bench/OutgoingBenches.h"
-#include "bench/ServerProcess.h"
+#include "bench/StartedServer.h"
 #include "outgoing/QueueSender.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
@@ -109,7 +109,7 @@ double bareSeconds(int latency)
 }
 
 /// Milliseconds from the commit of a waiting row to the first octet of its send, by the server's own trace.
-double reactionMilliseconds(TestOffice &office, ServerProcess &server)
+double reactionMilliseconds(TestOffice &office, StartedServer &server)
 {
     office.oa(
         u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2006-01-01', 'user', 'x')"_s);
@@ -128,7 +128,7 @@ bool benchReaction()
         u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('user', '13800000000', '1')"_s);
     const SimulatorProcess simulator;
     office.configureModem(simulator.devicePath(), scanIntervalSeconds);
-    ServerProcess server(office.registry.fileName(), {u"--trace"_s});
+    StartedServer server(office.registry.fileName(), {u"--trace"_s});
     double worst = 0;
     for (int i = 0; i < 10; ++i)
         worst = qMax(worst, reactionMilliseconds(office, server));

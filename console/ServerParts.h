@@ -1,5 +1,7 @@
 #pragma once
 
+#include "mailbox/MailTrace.h"
+
 class Clock;
 class DatabaseSession;
 class ModemControl;
@@ -11,4 +13,5 @@ struct ServerParts {
     Registry &registry;
     DatabaseSession &session;
     ModemControl &modem;
+    MailTrace mailTrace = {};
 };

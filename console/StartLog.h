@@ -29,6 +29,7 @@ public:
     }
     [[nodiscard]] QString panelText(Panel panel) const override { return m_console.panelText(panel); }
     void setPanelText(Panel panel, const QString &text) override { m_console.setPanelText(panel, text); }
+    void showActivity(const QString &activity) override { m_console.showActivity(activity); }
     [[nodiscard]] bool stopRequested() const override { return m_console.stopRequested(); }
 
 private:

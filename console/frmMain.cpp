@@ -65,6 +65,16 @@ void frmMain::addLogLine(const QString &message)
     emit logLineAdded(line);
 }
 
+void frmMain::showActivity(const QString &activity)
+{
+    // Both reach the screen at once, without an event loop.
+    setWindowTitle(activity.isEmpty() ? windowCaption() : windowCaption() + u" - "_s + activity);
+    if (activity.isEmpty())
+        unsetCursor();
+    else
+        setCursor(Qt::BusyCursor);
+}
+
 bool frmMain::isRunning() const
 {
     return btnOp.text() != startCaption();
@@ -201,7 +211,8 @@ void frmMain::connectTimers()
            [this] { m_guard.runPass(u"定时短信处理"_s, [this] { m_expander.pass(); }); });
     onTick(TNewMail, u"TNewMail"_s,
            [this] { m_guard.runPass(u"新邮件提醒"_s, [this] { m_newMailAlerts.pass(); }); });
-    tReceivePopMail.setObjectName(u"tReceivePopMail"_s);
+    onTick(tReceivePopMail, u"tReceivePopMail"_s,
+           [this] { m_guard.runPass(u"外部邮件收取"_s, [this] { m_pop3PollingDriver.pass(); }); });
     onTick(tDisTime, u"tDisTime"_s, [this] { tDisTime_Timer(); });
     tDisTime.start(clockIntervalMilliseconds);
 }

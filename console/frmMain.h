@@ -10,6 +10,7 @@
 #include "foundation/OperatorConsole.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
+#include "mailbox/Pop3PollingDriver.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
@@ -32,6 +33,8 @@ public:
     void addLogLine(const QString &message) override;
     [[nodiscard]] QString panelText(Panel panel) const override { return m_statusBar.text(panel); }
     void setPanelText(Panel panel, const QString &text) override { m_statusBar.setText(panel, text); }
+    /// In the title, and as a busy pointer over the window.
+    void showActivity(const QString &activity) override;
     [[nodiscard]] bool stopRequested() const override { return m_stopRequested && m_stopRequested(); }
 
     /// Asked between the rows of a pass: has the program been told to end?
@@ -73,6 +76,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    [[nodiscard]] static QString windowCaption();
     void buildWindow();
     void describeForScreenReaders();
     void holdMinimumSize();
@@ -100,6 +104,7 @@ private:
     ResultArchiver m_archiver{m_parts.session, *this, m_faults, m_parts.clock};
     InboundMessageHandler m_inbound{m_parts.session, *this, m_faults, m_guard, m_parts.modem};
     NewMailAlerts m_newMailAlerts{m_parts.session, *this, m_faults};
+    Pop3PollingDriver m_pop3PollingDriver{m_parts.session, m_parts.registry, *this, m_parts.mailTrace};
 
     StartLog m_startLog{*this};
     ServiceStart m_start{m_parts, m_startLog};

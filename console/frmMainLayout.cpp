@@ -28,10 +28,15 @@ QLabel *placeLabel(QWidget *parent, const QString &name, const QString &text, co
 
 } // namespace
 
+QString frmMain::windowCaption()
+{
+    return u"Brenmoor网络协同办公系统短信平台服务器"_s;
+}
+
 void frmMain::buildWindow()
 {
     setObjectName(u"frmMain"_s);
-    setWindowTitle(u"Brenmoor网络协同办公系统短信平台服务器"_s);
+    setWindowTitle(windowCaption());
     setWindowIcon(programIcon());
     // The design's letters are 9 points high; like everything else in it, whatever the desktop's own font is.
     QFont letters = font();

@@ -5,7 +5,7 @@
 #   sql QUERY   or   sql <FILE                 runs it, rows as bare values
 #   sql_table QUERY                            the same as a table with headings
 #   stop_database                              ends the private server; its data stays in demo/run
-# start_database sets connect_string. demo/run is the current folder.
+# start_database sets connect_string. Needs free_port. demo/run is the current folder.
 
 database_user=sms
 database_password=demo
@@ -96,9 +96,7 @@ make_data_folder() {
         chmod 755 "$parent"
         chown "$1" "$data"
     fi
-    for port in $(seq 54320 54420); do
-        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || break
-    done
+    port=$(free_port)
 }
 
 as_account() { "${as_account[@]}" "$@"; }

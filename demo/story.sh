@@ -5,6 +5,7 @@ set -euo pipefail
 bin=$1
 system=${2:-sqlite}
 cd "$(dirname "$0")"
+. ./mail-server.sh
 limit_seconds=120
 
 rm -rf run
@@ -20,6 +21,7 @@ server=
 stop_all() {
     [ -z "$server" ] || kill -TERM "$server" 2>/dev/null || true
     [ -z "$simulator" ] || kill -TERM "$simulator" 2>/dev/null || true
+    stop_mail_server
     [ -z "$server" ] || wait "$server" 2>/dev/null || true
     stop_database
 }
@@ -47,6 +49,14 @@ set_option "COM3=$PWD/modem"
 # The user table holds 138...; the network delivers +86138...
 set_option SenderCountryCode=86
 
+echo "Starting a private POP3 server with a mailbox of 张伟's ..."
+if start_mail_server ../dovecot.conf.in; then
+    sql "insert into SA_email (UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)
+         values ('zhangwei', '127.0.0.1', $mail_port, '$mail_user', '$mail_password', '0')"
+else
+    echo "There is none on this machine; the story goes on without external mail."
+fi
+
 start=("$bin/sms-server" --settings settings.ini --start --log-file server.log)
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     cat <<EOT
@@ -55,6 +65,7 @@ Starting the server with its window. What the modem sends stands in demo/run/mod
   $bin/modem-simulator --control control --command 'deliver +8613800138001 DYNB'     a subscription code
   $bin/modem-simulator --control control --command 'deliver +8613900139000 你好'      an ordinary text
 EOT
+    [ -z "$mail_server" ] || deliver_mail ../mail.eml
     "${start[@]}"
     exit
 fi
@@ -96,6 +107,14 @@ sql "insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailFr
 wait_for "the alert of the new mail" \
     "exists (select * from SMS_ResultDetail where ToMB='13800138001' and MsgContent like '%内部新邮件%')"
 
+if [ -n "$mail_server" ]; then
+    echo "-- a supplier sends 张伟 a mail with an attachment to his external mailbox"
+    deliver_mail ../mail.eml
+    wait_for "the collected mail with its attachment, and its alert" \
+        "exists (select * from VO_EmailAttachments where EmailID in (select VOID from VO_Email where EmailSource='2'))
+         and exists (select * from SMS_ResultDetail where ToMB='13800138001' and MsgContent like '%外部新邮件%')"
+fi
+
 echo "-- a customer writes to the office's number"
 modem_command 'deliver +8613900139000 请问贵公司本周六是否营业？'
 wait_for "the customer's message in SMS_SIMReceive" "exists (select * from SMS_SIMReceive)"
@@ -109,6 +128,11 @@ sql_table 'select OAID, SOAID, ToUser, ToMB, SendOutDT, IsSuccess, MsgContent fr
 echo
 echo "SMS_SIMReceive:"
 sql_table 'select * from SMS_SIMReceive order by OAID'
+echo
+echo "VO_Email, the external mail collected:"
+sql_table "select VOID, EmailSubject, EmailFromName, EmailFrom, ImpDegree, EmailDate, EmailToDis, EmailCC,
+                     EmailContent, FileName, FileType, length(FileContent) as FileLength
+                     from VO_Email join VO_EmailAttachments on EmailID=VOID where EmailSource='2'"
 echo
 echo "What the modem really received and sent:"
 cat modem.log

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] virtual QString panelText(Panel panel) const = 0;
     /// Visible at once, also in the middle of a pass.
     virtual void setPanelText(Panel panel, const QString &text) = 0;
+    /// What a long pass is doing, in a few words; empty when it is over. Visible at once.
+    virtual void showActivity(const QString &activity) = 0;
     /// True once the program has been asked to end. A pass asks between rows and ends early.
     [[nodiscard]] virtual bool stopRequested() const = 0;
 };

@@ -3,8 +3,8 @@
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev
     libgmime-3.0-dev libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-mysql libpq-dev libmariadb-dev
     unixodbc-dev odbcinst"
-demo_packages="sqlite3 fonts-wqy-microhei"
-test_packages="$demo_packages dovecot-pop3d openssl xvfb openbox trayer xdotool imagemagick
+demo_packages="sqlite3 fonts-wqy-microhei dovecot-pop3d openssl"
+test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick
     postgresql mariadb-server odbc-postgresql odbc-mariadb tdsodbc"
 check_packages="clang-format clang-tidy"
 

@@ -1,5 +1,7 @@
 #include "platform/database/QtSqlStatement.h"
 
+#include "platform/database/BoundValue.h"
+
 #include <QSqlRecord>
 
 QtSqlStatement::QtSqlStatement(const QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql)
@@ -12,8 +14,12 @@ QtSqlStatement::QtSqlStatement(const QtSqlDriver &driver, const QSqlDatabase &da
 
 void QtSqlStatement::execute(const QVariantList &values)
 {
-    for (qsizetype i = 0; i < values.size(); ++i)
-        m_query.bindValue(static_cast<int>(i), values[i]);
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        // Left alone, a date-time would be stored with a "T" and milliseconds; other values are fit as they
+        // are.
+        const bool isDateTime = values[i].typeId() == QMetaType::QDateTime;
+        m_query.bindValue(static_cast<int>(i), isDateTime ? boundValue(values[i], QChar()) : values[i]);
+    }
     if (!m_query.exec()) {
         const DatabaseFault fault = m_driver.fault(m_sql, m_query.lastError());
         m_query.finish();

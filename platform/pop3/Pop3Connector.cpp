@@ -216,9 +216,10 @@ Pop3ConnectResult Pop3Connector::explain(CURLcode code, bool connectedToHost) co
     case CURLE_USE_SSL_FAILED:
         return {TlsRefused, u"无法与邮件服务器建立可信的加密连接：%1"_s.arg(cause)};
     case CURLE_OPERATION_TIMEDOUT:
-        return connectedToHost
-                   ? Pop3ConnectResult{TimedOut, u"邮件服务器没有响应：%1"_s.arg(m_account.server)}
-                   : Pop3ConnectResult{HostUnreachable, u"连接邮件服务器超时：%1"_s.arg(m_account.server)};
+        if (!connectedToHost)
+            return {HostUnreachable, u"连接邮件服务器超时：%1"_s.arg(m_account.server)};
+        return {m_observer.hasGreeted() ? TimedOut : HostUnreachable,
+                u"邮件服务器没有响应：%1"_s.arg(m_account.server)};
     default:
         return {LineLost, u"邮件服务器连接中断：%1"_s.arg(cause)};
     }

@@ -31,6 +31,7 @@ public:
     [[nodiscard]] bool offersApop() const { return m_offersApop; }
     /// The way that was tried last: a SASL mechanism, "APOP" or "USER"; empty when none was.
     [[nodiscard]] const QByteArray &loginWay() const { return m_loginWay; }
+    [[nodiscard]] bool hasGreeted() const { return m_greeted; }
     /// False once the server greeted with what no POP3 server says.
     [[nodiscard]] bool looksLikePop3() const { return m_looksLikePop3; }
     /// The last status line that the server sent.

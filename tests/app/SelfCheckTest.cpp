@@ -1,6 +1,7 @@
 #include "app/SelfCheck.h"
 #include "foundation/Settings.h"
 #include "platform/modem/ModemControl.h"
+#include "tests/support/ScriptedPop3Server.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
 
@@ -85,6 +86,41 @@ private slots:
         QCOMPARE(check(answer), told.isEmpty());
         QVERIFY2(answer.contains(told), qPrintable(answer));
         QCOMPARE(answer.contains(u"处理办法"_s), !told.isEmpty());
+    }
+
+    void mailAccounts_data()
+    {
+        QTest::addColumn<QSet<QByteArray>>("refusedWays");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("told");
+        const QSet<QByteArray> none;
+        QTest::newRow("well") << none << u"127.0.0.1"_s << u"[正常] 用户 ann 的邮箱 box（127.0.0.1:"_s;
+        QTest::newRow("login refused")
+            << QSet<QByteArray>{"USER", "PLAIN"} << u"127.0.0.1"_s << u"邮箱登录被拒绝"_s;
+        QTest::newRow("no such host") << none << u"pop.invalid"_s << u"无法连接邮件服务器"_s;
+        QTest::newRow("no host") << none << u""_s << u"不能收取"_s;
+    }
+    void mailAccounts()
+    {
+        QFETCH(QSet<QByteArray>, refusedWays);
+        QFETCH(QString, host);
+        QFETCH(QString, told);
+        const ScriptedPop3Server server({.refusedWays = refusedWays, .messages = {"Subject: s\r\n\r\n"}});
+        const SimulatorProcess simulator;
+        set(u"COM3"_s, simulator.devicePath());
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+        m_office->oa(
+            u"insert into VO_UserInfor (UserName, AccountState) values ('ann', '1'), ('bob', '0')"_s);
+        m_office->oa(
+            u"insert into SA_email (OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)"
+            " values (1, 'ann', ?, ?, 'box', 'secret', 0), (2, 'bob', 'pop.invalid', 1, '', '', 0)"_s,
+            {host, server.port()});
+        QString answer;
+        QCOMPARE(check(answer), told.startsWith(u"[正常]"_s));
+        QVERIFY2(answer.contains(told), qPrintable(answer));
+        QVERIFY2(!answer.contains(u"secret"_s) && !answer.contains(u"bob"_s), qPrintable(answer));
+        QVERIFY(server.deleted().isEmpty());
+        QCOMPARE(m_office->rows(u"select count(*) from VO_Email"_s), QStringList(u"0"_s));
     }
 
     void theDeviceIsTaken()

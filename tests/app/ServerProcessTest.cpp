@@ -1,8 +1,8 @@
+#include "tests/support/ServerProcess.h"
 #include "foundation/Settings.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
 #include <csignal>
@@ -16,32 +16,6 @@ namespace
 constexpr int patience = 60000;
 
 } // namespace
-
-/// The built server as a process of its own, without a display.
-class Server : public QProcess
-{
-public:
-    explicit Server(const QStringList &arguments) { start(QStringLiteral(SERVER_PROGRAM), arguments); }
-    ~Server() override
-    {
-        kill();
-        waitForFinished();
-    }
-    /// Sends the signal and waits for the end.
-    [[nodiscard]] bool end(int signal)
-    {
-        ::kill(pid_t(processId()), signal);
-        return waitForFinished();
-    }
-    [[nodiscard]] QString errors()
-    {
-        m_errors += readAllStandardError();
-        return QString::fromUtf8(m_errors);
-    }
-
-private:
-    QByteArray m_errors;
-};
 
 class ServerProcessTest : public QObject
 {
@@ -91,7 +65,7 @@ private slots:
     void answersOnTheTerminal()
     {
         QFETCH(QStringList, arguments);
-        Server server(QStringList{u"--settings"_s, m_office->registry.fileName()} + arguments);
+        ServerProcess server(QStringList{u"--settings"_s, m_office->registry.fileName()} + arguments);
         QVERIFY(server.waitForFinished());
         QTEST(server.exitCode(), "status");
         QFETCH(QString, said);
@@ -102,7 +76,7 @@ private slots:
     void messageBoxesBecomeLogLinesAndTheLogFileHoldsThemOldestFirst()
     {
         const QString logFile = m_office->path(u"log"_s);
-        Server server(unattended({u"--log-file"_s, logFile}));
+        ServerProcess server(unattended({u"--log-file"_s, logFile}));
         QTRY_VERIFY_WITH_TIMEOUT(server.errors().contains(u"请首先进行参数配置"_s), patience);
         QVERIFY(server.end(SIGTERM));
         QCOMPARE(server.exitStatus(), QProcess::NormalExit);
@@ -129,7 +103,7 @@ private slots:
         configure(modem);
         queue(messages);
         {
-            Server server(unattended({u"--screenshot"_s, m_office->path(u"end.png"_s)}));
+            ServerProcess server(unattended({u"--screenshot"_s, m_office->path(u"end.png"_s)}));
             QTRY_VERIFY_WITH_TIMEOUT(modem.sent().size() >= 5, patience);
             QVERIFY(server.end(signal));
             QCOMPARE(server.exitCode(), 0);
@@ -140,7 +114,7 @@ private slots:
                          count(u"select count(*) from SMS_ResultDetail"_s);
         QVERIFY(done < messages);
         QCOMPARE(modem.sent().size(), done);
-        Server again(unattended());
+        ServerProcess again(unattended());
         QTRY_COMPARE_WITH_TIMEOUT(count(u"select count(*) from SMS_ResultDetail where IsSuccess='1'"_s),
                                   messages, patience);
         QStringList numbers;
@@ -155,15 +129,15 @@ private slots:
     {
         const SimulatorProcess modem;
         configure(modem);
-        Server first(unattended());
+        ServerProcess first(unattended());
         QTRY_VERIFY_WITH_TIMEOUT(first.errors().contains(u"端口成功"_s), patience);
-        Server second(unattended());
+        ServerProcess second(unattended());
         QVERIFY(second.waitForFinished());
         QCOMPARE(second.exitCode(), 0);
         QVERIFY2(second.errors().contains(u"已请它显示窗口"_s), qPrintable(second.errors()));
         QCOMPARE(first.state(), QProcess::Running);
         QVERIFY(first.end(SIGKILL));
-        Server third(unattended());
+        ServerProcess third(unattended());
         QTRY_VERIFY_WITH_TIMEOUT(third.errors().contains(u"端口成功"_s), patience);
         QVERIFY(third.end(SIGTERM));
     }

@@ -74,7 +74,7 @@ void DovecotServer::writeConfiguration(PlainText plainText)
     QDir().mkpath(m_dir.filePath(u"run"_s));
     QDir().mkpath(m_dir.filePath(u"mail"_s));
     giveToMailUser(m_dir.filePath(u"mail"_s));
-    QFile pattern(QStringLiteral(TEST_SUPPORT_FOLDER "/dovecot.conf.in"));
+    QFile pattern(QStringLiteral(DOVECOT_CONFIGURATION));
     if (!pattern.open(QIODevice::ReadOnly))
         qFatal("dovecot.conf.in is missing");
     const bool allowed = plainText == PlainText::Allowed;

@@ -1,6 +1,7 @@
 #include "tests/support/Loopback.h"
 
 #include <QDeadlineTimer>
+#include <QRandomGenerator>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -33,15 +34,29 @@ bool greets(int port, int milliseconds)
 }
 } // namespace
 
+int listenOnLoopback(int &fd)
+{
+    // Below the ports that the system gives out by itself, and within the 16-bit signed range of a mail
+    // account's port.
+    constexpr int lowest = 12'000;
+    constexpr int highest = 32'000;
+    for (;;) {
+        const int port = QRandomGenerator::global()->bounded(lowest, highest);
+        fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in address = loopback(port);
+        if (::bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+            ::listen(fd, SOMAXCONN) == 0)
+            return port;
+        ::close(fd);
+    }
+}
+
 int freeLoopbackPort()
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    ::bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
+    int fd = -1;
+    const int port = listenOnLoopback(fd);
     ::close(fd);
-    return ntohs(address.sin_port);
+    return port;
 }
 
 bool waitForGreeting(int port, std::chrono::milliseconds limit)

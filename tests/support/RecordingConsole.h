@@ -13,6 +13,7 @@ public:
     void addLogLine(const QString &message) override { m_log += message; }
     [[nodiscard]] QString panelText(Panel panel) const override { return m_panels.value(panel); }
     void setPanelText(Panel panel, const QString &text) override { m_panels[panel] = text; }
+    void showActivity(const QString &activity) override { activities += activity; }
     [[nodiscard]] bool stopRequested() const override { return stopWhen && stopWhen(); }
 
     /// The messages logged since the last call, oldest first. A case takes those that it expects; a fixture's
@@ -20,6 +21,7 @@ public:
     [[nodiscard]] QStringList takeLog() { return std::exchange(m_log, {}); }
 
     std::function<bool()> stopWhen;
+    QStringList activities; ///< as shown one after the other
 
 private:
     QStringList m_log;

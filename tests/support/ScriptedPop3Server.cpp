@@ -1,5 +1,6 @@
 #include "tests/support/ScriptedPop3Server.h"
 
+#include "tests/support/Loopback.h"
 #include <algorithm>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -12,16 +13,7 @@
 ScriptedPop3Server::ScriptedPop3Server(Script script) : m_script(std::move(script))
 {
     m_wakeUp = ::eventfd(0, EFD_CLOEXEC);
-    m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
-        ::listen(m_listener, 16) != 0 ||
-        ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length) != 0)
-        qFatal("no loopback port");
-    m_port = ntohs(address.sin_port);
+    m_port = listenOnLoopback(m_listener);
     m_thread = std::thread([this] { run(); });
 }
 

@@ -20,21 +20,21 @@ public:
         bool knowsCapa = true;
         QByteArrayList capabilities = {"USER", "UIDL"};
         /// Ways of logging in ("PLAIN", "LOGIN", "CRAM-MD5", "APOP", "USER") that are refused.
-        QSet<QByteArray> refusedWays;
+        QSet<QByteArray> refusedWays = {};
         QByteArray refusal = "-ERR no";
         bool hangUpAfterRefusedLogin = false;
         bool knowsUidl = true;
-        QByteArrayList messages; ///< with CR LF line ends, dots not stuffed
-        QByteArrayList uids;     ///< one per message; "uid-N" where absent; "-" leaves the line out
-        QByteArray statAnswer;   ///< in place of the true one
-        QSet<int> refusedMessages;
+        QByteArrayList messages = {}; ///< with CR LF line ends, dots not stuffed
+        QByteArrayList uids = {};     ///< one per message; "uid-N" where absent; "-" leaves the line out
+        QByteArray statAnswer = {};   ///< in place of the true one
+        QSet<int> refusedMessages = {};
         bool bareLineFeeds = false; ///< ends lines with LF only
         /// Octets sent over all connections after which the line is cut, once.
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
-        QByteArray hangsAt;
+        QByteArray hangsAt = {};
         /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
-        QByteArray dripsAt;
+        QByteArray dripsAt = {};
         int dripMilliseconds = 20;
     };
 

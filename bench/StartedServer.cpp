@@ -1,4 +1,4 @@
-#include "bench/ServerProcess.h"
+#include "bench/StartedServer.h"
 
 #include <stdexcept>
 
@@ -11,22 +11,20 @@ constexpr int patienceMilliseconds = 60000;
 
 } // namespace
 
-ServerProcess::ServerProcess(const QString &settingsFile, const QStringList &options)
+StartedServer::StartedServer(const QString &settingsFile, const QStringList &options)
+    : m_process(QStringList{u"--settings"_s, settingsFile, u"--headless"_s, u"--start"_s} + options)
 {
     m_process.setReadChannel(QProcess::StandardError);
-    m_process.start(QStringLiteral(SERVER_PROGRAM),
-                    QStringList{u"--settings"_s, settingsFile, u"--headless"_s, u"--start"_s} + options);
     while (!nextLine().contains(u"端口成功"_s)) {
     }
 }
 
-ServerProcess::~ServerProcess()
+StartedServer::~StartedServer()
 {
-    m_process.terminate();
-    m_process.waitForFinished(patienceMilliseconds);
+    static_cast<void>(m_process.end(SIGTERM));
 }
 
-QString ServerProcess::nextLine()
+QString StartedServer::nextLine()
 {
     while (!m_process.canReadLine()) {
         if (!m_process.waitForReadyRead(patienceMilliseconds))

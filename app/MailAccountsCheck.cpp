@@ -1,0 +1,71 @@
+#include "app/SelfCheck.h"
+#include "foundation/DatabaseSession.h"
+#include "mailbox/MailAccount.h"
+#include "mailbox/Pop3PollingDriver.h"
+#include "platform/pop3/Pop3Client.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString remedy(Pop3ConnectOutcome outcome)
+{
+    switch (outcome) {
+    case Pop3ConnectOutcome::InvalidAccount:
+        return u"请检查邮箱设置（SA_email）中的服务器、端口、登录名和密码"_s;
+    case Pop3ConnectOutcome::HostUnreachable:
+        return u"请检查服务器名称、端口、网络和防火墙"_s;
+    case Pop3ConnectOutcome::TlsRefused:
+        return u"请检查服务器名称与证书是否一致、证书是否受信任；设置 MailTls=verify 时服务器必须支持加密"_s;
+    case Pop3ConnectOutcome::LoginRefused:
+        return u"请检查登录名和密码，并在邮箱网站上开通 POP3（有的服务商要求使用授权码）"_s;
+    case Pop3ConnectOutcome::LineLost:
+    case Pop3ConnectOutcome::TimedOut:
+        return u"请稍后再试；一直如此请与邮箱服务商联系"_s;
+    case Pop3ConnectOutcome::Connected:
+    case Pop3ConnectOutcome::Stopped:
+        break;
+    }
+    return {};
+}
+
+void checkAccount(const QString &userName, const MailAccount &account, const Pop3Options &options,
+                  CheckReport &report)
+{
+    const QString mailbox =
+        u"用户 %1 的邮箱 %2（%3:%4）"_s.arg(userName, account.EUsername, account.POPIP).arg(account.PopPort);
+    if (!account.OAID) {
+        report.wrong(mailbox + u" 的 OAID 不是整数，不会收取"_s, u"请 OA 系统管理员检查 SA_email"_s);
+        return;
+    }
+    Pop3Client client(options);
+    const Pop3ConnectResult result =
+        client.Connect(account.EUsername, account.EPassword, account.POPIP, account.PopPort);
+    if (!result.connected()) {
+        report.wrong(mailbox + u" 不能收取："_s + result.text, remedy(result.outcome));
+        return;
+    }
+    report.well(mailbox + u" 可以登录"_s);
+    static_cast<void>(client.Disconnect());
+}
+
+} // namespace
+
+void checkMailAccounts(const ServerParts &parts, CheckReport &report)
+{
+    if (!parts.session.Conn().isOpen())
+        return; // told by the database
+    try {
+        Pop3Options options = mailServerOptions(parts.registry);
+        options.trace = parts.mailTrace.lines;
+        const QStringList users = collectedUsers(parts.session.Conn());
+        for (const QString &userName : users) {
+            const QList<MailAccount> accounts = mailAccounts(parts.session.Conn(), userName);
+            for (const MailAccount &account : accounts)
+                checkAccount(userName, account, options, report);
+        }
+    } catch (const DatabaseFault &fault) {
+        report.wrong(u"不能读取要收取的邮箱："_s + fault.message(), u"请先解决上面的数据库问题"_s);
+    }
+}

@@ -1,0 +1,278 @@
+// bench-mailbox: the mailbox download against a private Dovecot, beside bare libcurl loops and bare commits
+// in the same run; then over a line with a round trip of 20 ms.
+
+#include "bench/BareMailbox.h"
+#include "bench/DelayRelay.h"
+#include "bench/Measure.h"
+#include "mailbox/Pop3PollingDriver.h"
+#include "tests/support/DovecotServer.h"
+#include "tests/support/MailOffice.h"
+#include "tests/support/ScriptedPop3Server.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr int newMessages = 2'000;
+constexpr int keptMessages = 10'000;
+constexpr int attachmentOctets = 20 * 1024 * 1024;
+constexpr int accounts = 200;
+constexpr std::chrono::milliseconds roundTrip{20};
+
+/// 5 kB on the wire: a text in base64.
+QByteArray usualMail(int number)
+{
+    const QByteArray text(3500, static_cast<char>('a' + number % 26));
+    QByteArray lines;
+    const QByteArray encoded = text.toBase64();
+    for (qsizetype at = 0; at < encoded.size(); at += 76)
+        lines += encoded.mid(at, 76) + '\n';
+    return "From: =?gb2312?B?1cXI/Q==?= <a@example.com>\nTo: b@example.com\nSubject: =?gb2312?B?suLK1A==?= " +
+           QByteArray::number(number) +
+           "\nDate: Mon, 5 Jan 2026 10:20:30 +0800\nContent-Type: text/plain; charset=gb2312\n"
+           "Content-Transfer-Encoding: base64\n\n" +
+           lines;
+}
+
+void require(bool isTrue, const char *what)
+{
+    if (!isTrue)
+        throw Fault(QString::fromLatin1(what));
+}
+
+/// One pass; what it passes over is a failure of the measurement.
+double collectionSeconds(MailOffice &office)
+{
+    const double seconds = secondsOf([&] { office.collect(); });
+    require(office.notes.isEmpty(), office.notes.join(u' ').toUtf8().constData());
+    return seconds;
+}
+
+int mailCount(MailOffice &office)
+{
+    return office.mails(u"count(*)"_s).constFirst().toInt();
+}
+
+double bareRetrievalSeconds(const DovecotServer &server, const QString &box)
+{
+    return secondsOf([&] {
+        BareMailbox mailbox(server.port(), box, DovecotServer::password());
+        for (int number = 1; number <= newMessages; ++number)
+            mailbox.retrieve(number);
+    });
+}
+
+double bareCommitSeconds(const QString &file)
+{
+    QSqlDatabase database = QSqlDatabase::database();
+    database.setDatabaseName(file);
+    require(database.open(), "the database does not open");
+    QSqlQuery insert(database);
+    insert.prepare(
+        u"insert into VO_Email (EmailSubject, EmailContent, MSGID, EOAID) values ('s', ?, 'm', 0)"_s);
+    const QString content(3500, u'a');
+    return secondsOf([&] {
+        for (int i = 0; i < newMessages; ++i) {
+            insert.addBindValue(content);
+            require(insert.exec(), "the insert fails");
+        }
+    });
+}
+
+bool newMail(DovecotServer &server)
+{
+    const QString box = u"new"_s;
+    for (int number = 1; number <= newMessages; ++number)
+        server.deliver(box, usualMail(number));
+    double commits = 0;
+    double retrieval = 0;
+    const Rivals best = bestOf(
+        3,
+        [&] {
+            MailOffice office;
+            office.makeDurable();
+            office.account(1, u"user12"_s, server.port(), 1, box);
+            const double seconds = collectionSeconds(office);
+            require(mailCount(office) == newMessages, "not every message is stored");
+            return seconds;
+        },
+        [&] {
+            MailOffice office;
+            office.makeDurable();
+            retrieval = bareRetrievalSeconds(server, box);
+            commits = bareCommitSeconds(office.databaseFile());
+            return retrieval + commits;
+        });
+    std::printf("    ours %.2f s; bare %.2f s, for example %.2f s retrieval and %.2f s commits\n", best.ours,
+                best.bare, retrieval, commits);
+    return report(u"(a) 2,000 new messages of 5 kB / bare loop and commits"_s, best.ours / best.bare, {},
+                  best.ours <= 1.5 * best.bare, u"at most 1.5"_s);
+}
+
+bool nothingNew(DovecotServer &server)
+{
+    const QString box = u"kept"_s;
+    for (int number = 1; number <= keptMessages; ++number)
+        server.deliver(box, "Subject: s\n\nx\n");
+    MailOffice office;
+    office.account(1, u"user12"_s, server.port(), 1, box);
+    collectionSeconds(office);
+    require(mailCount(office) == keptMessages, "not every message is stored");
+    QSqlDatabase database = QSqlDatabase::database();
+    database.setDatabaseName(office.databaseFile());
+    require(database.open(), "the database does not open");
+    const Rivals best = bestOf(
+        7, [&] { return collectionSeconds(office); },
+        [&] {
+            return secondsOf([&] {
+                BareMailbox mailbox(server.port(), box, DovecotServer::password());
+                mailbox.listUniqueIds();
+                QSqlQuery query(database);
+                require(query.exec(u"select MSGID from VO_Email where EOAID=1"_s), "the query fails");
+                while (query.next())
+                    static_cast<void>(query.value(0).toString());
+            });
+        });
+    require(mailCount(office) == keptMessages, "a message was stored again");
+    std::printf("    ours %.3f s; bare %.3f s\n", best.ours, best.bare);
+    return report(u"(b) nothing new among 10,000 / bare UIDL and one query"_s, best.ours / best.bare, {},
+                  best.ours <= 2 * best.bare, u"at most 2"_s);
+}
+
+/// Peak of this process's memory since the last call, in octets.
+qint64 peakMemory()
+{
+    qint64 kilobytes = 0;
+    QFile status(u"/proc/self/status"_s);
+    require(status.open(QIODevice::ReadOnly), "no /proc");
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("VmHWM:"))
+            kilobytes = line.mid(6).replace("kB", "").trimmed().toLongLong();
+    }
+    QFile reset(u"/proc/self/clear_refs"_s);
+    if (reset.open(QIODevice::WriteOnly))
+        reset.write("5");
+    return kilobytes * 1024;
+}
+
+bool bigAttachment(DovecotServer &server)
+{
+    QByteArray wire = "Subject: big\nContent-Type: application/zip; name=big.zip\n"
+                      "Content-Transfer-Encoding: base64\n\n";
+    QByteArray content(attachmentOctets, Qt::Uninitialized);
+    QRandomGenerator::securelySeeded().fillRange(reinterpret_cast<quint32 *>(content.data()),
+                                                 attachmentOctets / 4);
+    {
+        const QByteArray encoded = content.toBase64();
+        for (qsizetype at = 0; at < encoded.size(); at += 76)
+            wire += encoded.mid(at, 76) + '\n';
+    }
+    server.deliver(u"big"_s, wire);
+    const double size = static_cast<double>(wire.size());
+    wire = {};
+    MailOffice office;
+    office.account(1, u"user12"_s, server.port(), 1, u"big"_s);
+    static_cast<void>(peakMemory());
+    collectionSeconds(office);
+    const double peak = static_cast<double>(peakMemory());
+    Connection reader;
+    reader.open(office.connectString());
+    require(reader.firstValue(u"select FileContent from VO_EmailAttachments"_s, {})->toByteArray() == content,
+            "the attachment is not byte for byte");
+    return report(u"(c) peak memory of the whole program / 20 MB mail on the wire"_s, peak / size, {},
+                  peak < 6 * size, u"below 6"_s);
+}
+
+struct LongLine {
+    double seconds = 0;
+    double turns = 0; ///< of the line, a message
+};
+
+LongLine overALongLine(int serverPort, const QString &box)
+{
+    const DelayRelay line(serverPort, roundTrip);
+    MailOffice office;
+    office.account(1, u"user12"_s, line.port(), 1, box);
+    const double seconds = collectionSeconds(office);
+    require(mailCount(office) == newMessages, "not every message is stored");
+    std::printf("    2,000 messages in %.2f s\n", seconds);
+    return {seconds, static_cast<double>(line.turns()) / newMessages};
+}
+
+/// Requests run ahead of the answers here, so that only the time tells how often the line was waited for.
+bool pipelined(const DovecotServer &server)
+{
+    const double perMessage = overALongLine(server.port(), u"new"_s).seconds /
+                              std::chrono::duration<double>(roundTrip).count() / newMessages;
+    return report(u"(d) round trips' time a message, PIPELINING offered"_s, perMessage, {}, perMessage <= 0.1,
+                  u"at most 0.1"_s);
+}
+
+bool notPipelined()
+{
+    ScriptedPop3Server::Script script;
+    for (int number = 1; number <= newMessages; ++number)
+        script.messages += usualMail(number).replace('\n', "\r\n");
+    const ScriptedPop3Server server(script);
+    const double perMessage = overALongLine(server.port(), u"box"_s).turns;
+    // The session's own few commands come on top.
+    return report(u"(d) round trips a message, PIPELINING not offered"_s, perMessage, {}, perMessage <= 1.01,
+                  u"1, and a few for the session"_s);
+}
+
+void manyAccounts(DovecotServer &server)
+{
+    const DelayRelay line(server.port(), roundTrip);
+    MailOffice office;
+    office.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+    for (int i = 1; i <= accounts; ++i) {
+        const QString name = u"user%1"_s.arg(i);
+        server.deliver(name, "Subject: s\n\nx\n");
+        office.oa(u"insert into VO_UserInfor (UserName, AccountState) values (?, '1')"_s, {name});
+        office.account(i, name, line.port(), 1, name);
+    }
+    Pop3PollingDriver driver(office.session, office.registry, office.console, {});
+    driver.pass();
+    require(mailCount(office) == accounts, "not every message is stored");
+    const qint64 before = line.turns();
+    const double seconds = secondsOf([&] { driver.pass(); });
+    std::printf("(d) %d accounts with nothing new: %.2f s, %.1f round trips an account\n", accounts, seconds,
+                static_cast<double>(line.turns() - before) / accounts);
+}
+
+bool measure()
+{
+    QSqlDatabase::addDatabase(u"QSQLITE"_s);
+    DovecotServer server;
+    require(server.problem().isEmpty(), server.problem().toUtf8().constData());
+    bool holds = newMail(server);
+    holds &= nothingNew(server);
+    holds &= bigAttachment(server);
+    holds &= pipelined(server);
+    holds &= notPipelined();
+    manyAccounts(server);
+    return holds;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    try {
+        return measure() ? 0 : 1;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "bench-mailbox: %s\n", error.what());
+        return 1;
+    }
+}

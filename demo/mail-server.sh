@@ -1,0 +1,64 @@
+# Sourced by story.sh: a private POP3 server on a loopback port, with one mailbox.
+
+mail_user=zhangwei
+mail_password=demo-password
+mail_server=
+mail_folder=
+mail_port=
+
+# start_mail_server: fails when there is none on this machine.
+start_mail_server() {
+    local dovecot internal_user=dovecot login_user=dovenull uid gid template=$1
+    dovecot=$(PATH=$PATH:/usr/sbin command -v dovecot) || return 1
+    # The server gives its rights up and must still reach its files, wherever this folder is.
+    mail_folder=$(mktemp -d)
+    chmod 755 "$mail_folder"
+    mkdir -p "$mail_folder/run" "$mail_folder/mail/$mail_user/new" "$mail_folder/mail/$mail_user/cur" \
+        "$mail_folder/mail/$mail_user/tmp"
+    if [ "$(id -u)" -eq 0 ]; then
+        uid=$(id -u mail) gid=$(id -g mail)
+        chown -R mail "$mail_folder/mail"
+    else
+        uid=$(id -u) gid=$(id -g) internal_user=$(id -un) login_user=$internal_user
+    fi
+    openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj /CN=localhost -keyout "$mail_folder/key.pem" \
+        -out "$mail_folder/cert.pem" 2>/dev/null
+    mail_port=$(free_port)
+    sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$(free_port)|; s|@UID@|$uid|; s|@GID@|$gid|" \
+        -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|; s|@NO_PLAIN_TEXT@|no|" \
+        -e "s|@MECHANISMS@|plain login|; s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|" \
+        "$template" >"$mail_folder/dovecot.conf"
+    "$dovecot" -F -c "$mail_folder/dovecot.conf" &
+    mail_server=$!
+    for _ in $(seq 200); do
+        port_answers "$mail_port" && return 0
+        sleep 0.05
+    done
+    return 1
+}
+
+port_answers() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
+# A port that nothing listens on, within the range that a mail account's port has.
+free_port() {
+    local port
+    while :; do
+        port=$((RANDOM % 20000 + 12000))
+        port_answers $port || break
+    done
+    echo $port
+}
+
+# deliver_mail FILE
+deliver_mail() {
+    local new=$mail_folder/mail/$mail_user/new
+    cp "$1" "$new/../tmp/demo"
+    [ "$(id -u)" -ne 0 ] || chown mail "$new/../tmp/demo"
+    mv "$new/../tmp/demo" "$new/$(date +%s).M1.demo"
+}
+
+stop_mail_server() {
+    [ -n "$mail_folder" ] || return 0
+    [ -z "$mail_server" ] || { kill -TERM $mail_server 2>/dev/null && wait $mail_server; } || true
+    rm -rf "$mail_folder"
+}

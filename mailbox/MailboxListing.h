@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/database/Connection.h"
+#include "platform/pop3/Pop3Client.h"
+
+#include <QSet>
+
+/// The messages of one mailbox, sorted into those that VO_Email holds for the account and those that are new.
+/// It costs one listing and one query, however many messages there are. Unique ids are compared exactly, but
+/// for blanks at their end, which fixed-width columns add.
+class MailboxListing
+{
+public:
+    /// accountKey: SA_email.OAID. Throws Pop3Fault and DatabaseFault.
+    MailboxListing(Pop3Client &client, Connection &connection, qint64 accountKey);
+
+    /// The numbers of the messages that are not stored, ascending; of several with one id only the first.
+    /// Messages without a readable id are in neither list.
+    [[nodiscard]] QList<int> unstored() const;
+    /// The numbers of the messages that are stored, ascending.
+    [[nodiscard]] QList<int> stored() const;
+    void noteStored(int number) { m_stored.insert(m_ids[number - 1]); }
+
+private:
+    QStringList m_ids; // by number - 1; empty where the server gave none
+    QSet<QString> m_stored;
+};

@@ -1,0 +1,53 @@
+#include "mailbox/Pop3PollingDriver.h"
+
+#include "foundation/Settings.h"
+#include "incoming/OrderType.h"
+#include "incoming/SubscriptionTest.h"
+#include "mailbox/LongPassSign.h"
+#include "mailbox/getPopMail.h"
+#include "platform/database/Recordset.h"
+
+using namespace Qt::StringLiterals;
+
+QStringList collectedUsers(Connection &connection)
+{
+    Recordset users(connection);
+    users.open(u"select UserName from VO_UserInfor where AccountState='1'"_s);
+    const SubscriptionReading subscriptions(connection, {OrderType::externalMail});
+    QStringList names;
+    for (; !users.atEnd(); users.moveNext()) {
+        const QString userName = users.text("UserName"_L1);
+        // No mailbox belongs to a user without a name.
+        if (!userName.isNull() && subscriptions.isUserOrdered(OrderType::externalMail, userName))
+            names += userName;
+    }
+    return names;
+}
+
+Pop3Options mailServerOptions(const Registry &registry)
+{
+    Pop3Options options;
+    const QString tls = ReadRegValue(registry, Settings::mailTlsPath()).trimmed();
+    if (tls.compare("verify"_L1, Qt::CaseInsensitive) == 0)
+        options.tls = Pop3Tls::Verify;
+    return options;
+}
+
+void Pop3PollingDriver::pass()
+{
+    LongPassSign sign(m_console, u"正在收取外部邮件"_s);
+    MailCollection collection{m_session.Conn(), m_console, mailServerOptions(m_registry), m_trace, {}, {}};
+    collection.pop3.trace = m_trace.lines;
+    collection.pop3.stopRequested = [&] {
+        sign.look();
+        return m_console.stopRequested();
+    };
+    const QStringList users = collectedUsers(m_session.Conn());
+    for (const QString &userName : users) {
+        if (m_console.stopRequested())
+            return;
+        getPopMail(userName, collection);
+        if (collection.databaseGone)
+            throw DatabaseFault(*collection.databaseGone);
+    }
+}

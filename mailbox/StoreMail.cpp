@@ -1,0 +1,100 @@
+#include "mailbox/StoreMail.h"
+
+#include "mailbox/RowInsert.h"
+#include "platform/database/Transaction.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString shownSubject(const QString &subject)
+{
+    const bool isBlank = std::all_of(subject.cbegin(), subject.cend(), [](QChar c) { return c == u' '; });
+    return isBlank ? u"无标题"_s : subject;
+}
+
+QString content(const MimeMessage &message)
+{
+    const QString &type = message.ContentType();
+    if (type == u"multipart/alternative"_s || type == u"text/plain"_s)
+        return u"<pre>"_s + message.Body() + u"</pre><br>"_s;
+    return message.HTMLBody();
+}
+
+enum class Kind { To, Others };
+
+QString addresses(const MimeMessage &message, Kind kind)
+{
+    QStringList list;
+    for (const MimeRecipient &recipient : message.Recipients()) {
+        if ((recipient.ReType == 0) == (kind == Kind::To))
+            list += recipient.EMail;
+    }
+    return list.join(u", "_s);
+}
+
+/// Without MSGID and EOAID the message would be stored anew in every pass.
+QList<ColumnValue> mailColumns(const CollectedMail &mail)
+{
+    const MimeMessage &message = mail.message;
+    QList<ColumnValue> columns = {
+        {"EmailSubject"_L1, shownSubject(message.Subject())},
+        {"EmailContent"_L1, textParameter(content(message))},
+        {"EmailFromName"_L1, textParameter(message.FromName())},
+        {"EmailFrom"_L1, textParameter(message.From())},
+        {"ImpDegree"_L1, message.Priority()},
+        {"EmailStatus"_L1, u"1"_s},
+    };
+    if (message.Date().isValid())
+        columns += {"EmailDate"_L1, message.Date()};
+    columns += {
+        {"EmailTo"_L1, u"*"_s + mail.userName + u"-0-0-0*"_s},
+        {"EmailToDis"_L1, textParameter(addresses(message, Kind::To))},
+        {"EmailCC"_L1, textParameter(addresses(message, Kind::Others))},
+        {"MSGID"_L1, mail.uid, true},
+        {"EOAID"_L1, mail.accountKey, true},
+        {"EmailSource"_L1, u"2"_s},
+    };
+    return columns;
+}
+
+QList<ColumnValue> attachmentColumns(const QVariant &mailNumber, const MimeAttachment &attachment)
+{
+    QByteArray octets = attachment.BinaryData();
+    if (octets.isNull())
+        octets = "";
+    return {
+        {"EmailID"_L1, mailNumber, true},
+        {"FileName"_L1, textParameter(attachment.Name())},
+        {"FileTitle"_L1, textParameter(attachment.Name())},
+        {"FileType"_L1, textParameter(attachment.ContentType())},
+        {"FileContent"_L1, octets, true},
+    };
+}
+
+} // namespace
+
+void storeMail(Connection &connection, const CollectedMail &mail, const MailTrace &trace)
+{
+    const auto insert = [&](const QString &table, const QString &identityColumn,
+                            const QList<ColumnValue> &columns) {
+        const InsertedRow row = insertRow(connection, table, identityColumn, columns);
+        for (const QLatin1String column : row.leftOut)
+            trace.note(u"邮件 %1：数据库不接受 %2.%3 的值"_s.arg(mail.uid, table, column));
+        return row.identity;
+    };
+    Transaction transaction(connection);
+    const QVariant mailNumber = insert(u"VO_Email"_s, u"VOID"_s, mailColumns(mail));
+    for (const MimeAttachment &attachment : mail.message.Attachments()) {
+        try {
+            static_cast<void>(
+                insert(u"VO_EmailAttachments"_s, {}, attachmentColumns(mailNumber, attachment)));
+        } catch (const DatabaseFault &fault) {
+            if (!fault.concernsOneRow())
+                throw;
+            trace.note(u"邮件 %1 的附件 %2 未能保存：%3"_s.arg(mail.uid, attachment.Name(), fault.message()));
+        }
+    }
+    transaction.commit();
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "mailbox/MailTrace.h"
+#include "platform/database/Connection.h"
+#include "platform/pop3/MimeMessage.h"
+
+/// A retrieved message and for whom it is.
+struct CollectedMail {
+    QString userName;      ///< the OA user
+    qint64 accountKey = 0; ///< SA_email.OAID
+    QString uid;
+    MimeMessage message;
+};
+
+/// Stores a message as a row of VO_Email with a row of VO_EmailAttachments for each attachment, all in one
+/// transaction. A column value that the database refuses is left unset and an attachment that it refuses is
+/// missing, with a note each; the mail stands all the same. Throws DatabaseFault, nothing then stored, when
+/// the mail's row is refused or the database is gone.
+void storeMail(Connection &connection, const CollectedMail &mail, const MailTrace &trace);

@@ -1,0 +1,124 @@
+#include "mailbox/getPopMail.h"
+
+#include "mailbox/MailAccount.h"
+#include "mailbox/MailboxListing.h"
+#include "mailbox/StoreMail.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// One account's turn.
+class AccountDownload
+{
+public:
+    AccountDownload(const QString &userName, const MailAccount &account, MailCollection &collection)
+        : m_userName(userName), m_account(account), m_collection(collection), m_client(collection.pop3)
+    {
+    }
+
+    void run()
+    {
+        if (!m_account.OAID) {
+            note(u"SA_email.OAID 不是整数"_s);
+            return;
+        }
+        if (!connect())
+            return;
+        MailboxListing listing(m_client, m_collection.connection, *m_account.OAID);
+        storeNewMessages(listing);
+        // After a stop the line is dropped: a server may take long over a farewell.
+        if (m_collection.console.stopRequested())
+            return;
+        if (!m_account.keepsCopies) {
+            for (const int number : m_client.DeleteMessages(listing.stored()))
+                note(u"服务器没有删除第%1封邮件"_s.arg(number));
+        }
+        if (!m_client.Disconnect())
+            note(u"服务器没有确认结束会话"_s);
+    }
+
+    void note(const QString &text) const
+    {
+        m_collection.trace.note(
+            u"用户 %1 的邮箱 %2 @ %3：%4"_s.arg(m_userName, m_account.EUsername, m_account.POPIP, text));
+    }
+
+private:
+    bool connect()
+    {
+        const QString server =
+            m_account.POPIP.trimmed().toLower() + u':' + QString::number(m_account.PopPort);
+        if (m_collection.silentServers.contains(server))
+            return false;
+        const Pop3ConnectResult result =
+            m_client.Connect(m_account.EUsername, m_account.EPassword, m_account.POPIP, m_account.PopPort);
+        if (result.connected())
+            return true;
+        if (result.outcome == Pop3ConnectOutcome::HostUnreachable)
+            m_collection.silentServers.insert(server);
+        note(result.text);
+        return false;
+    }
+
+    void storeNewMessages(MailboxListing &listing)
+    {
+        m_client.retrieve(listing.unstored(), [&](int number, Pop3Client::Retrieved message) {
+            if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
+                note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
+                return;
+            }
+            try {
+                storeMail(m_collection.connection,
+                          {m_userName, *m_account.OAID, m_client.GetMessageUID(number).value(),
+                           MimeMessage(std::get<QByteArray>(std::move(message)))},
+                          m_collection.trace);
+                listing.noteStored(number);
+            } catch (const DatabaseFault &fault) {
+                if (!fault.concernsOneRow())
+                    throw;
+                note(u"第%1封邮件未能保存：%2"_s.arg(number).arg(fault.message()));
+            }
+        });
+    }
+
+    const QString &m_userName;
+    const MailAccount &m_account;
+    MailCollection &m_collection;
+    Pop3Client m_client;
+};
+
+void downloadAccounts(const QString &userName, MailCollection &collection)
+{
+    const QList<MailAccount> accounts = mailAccounts(collection.connection, userName);
+    for (const MailAccount &account : accounts) {
+        if (collection.console.stopRequested())
+            return;
+        AccountDownload download(userName, account, collection);
+        try {
+            download.run();
+        } catch (const DatabaseFault &fault) {
+            if (!fault.concernsOneRow())
+                throw;
+            download.note(fault.message());
+        } catch (const std::exception &error) { // the line to the server broke, or memory is short
+            download.note(QString::fromUtf8(error.what()));
+        }
+    }
+}
+
+} // namespace
+
+void getPopMail(const QString &strUserName, MailCollection &collection) noexcept
+{
+    try {
+        downloadAccounts(strUserName, collection);
+    } catch (const DatabaseFault &fault) {
+        if (!fault.concernsOneRow())
+            collection.databaseGone = fault;
+        collection.trace.note(fault.message());
+    } catch (const std::exception &error) {
+        collection.trace.note(QString::fromUtf8(error.what()));
+    }
+}

@@ -1,0 +1,221 @@
+#include "tests/support/Loopback.h"
+#include "tests/support/MailOffice.h"
+#include "tests/support/ScriptedPop3Server.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QByteArray withAttachment(int number)
+{
+    return "Subject: " + QByteArray::number(number) +
+           "\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: text/html\r\n\r\nx\r\n"
+           "--b\r\nContent-Type: application/pdf; name=a.pdf\r\n\r\n" +
+           QByteArray(50, 'a') + "\r\n--b--\r\n";
+}
+
+QByteArrayList messages(int count)
+{
+    QByteArrayList list;
+    for (int number = 1; number <= count; ++number)
+        list += withAttachment(number);
+    return list;
+}
+
+} // namespace
+
+/// Collecting from servers and into databases that fail at the worst moments.
+class MailFaultsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<MailOffice> m_office;
+
+    void account(const ScriptedPop3Server &server, const QVariant &isBaoLiu = 0, int key = 7)
+    {
+        m_office->account(key, u"user12"_s, server.port(), isBaoLiu, u"box"_s, u"pass"_s);
+    }
+    QStringList subjects() { return m_office->mails(u"EmailSubject"_s); }
+
+private slots:
+    void init() { m_office = std::make_unique<MailOffice>(); }
+    void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
+
+    void lineCutAnywhere()
+    {
+        ScriptedPop3Server::Script script;
+        script.messages = messages(3);
+        qint64 wholeSession = 0;
+        {
+            MailOffice office;
+            const ScriptedPop3Server server(script);
+            office.account(7, u"user12"_s, server.port(), 0, u"box"_s, u"pass"_s);
+            office.collect();
+            QCOMPARE(server.deleted().size(), 3);
+            wholeSession = server.sentOctets();
+        }
+        for (qint64 octets = 1; octets <= wholeSession; octets += 17) {
+            m_office = std::make_unique<MailOffice>();
+            script.cutAfterOctets = octets;
+            const ScriptedPop3Server server(script);
+            account(server);
+            m_office->collect();
+            m_office->collect(); // the server has recovered
+            const QByteArray where = QByteArray::number(octets);
+            QVERIFY2(subjects() == (QStringList{u"1"_s, u"2"_s, u"3"_s}), where);
+            QVERIFY2(m_office->attachments().size() == 3, where);
+            QVERIFY2(server.deleted() == (QList<int>{1, 2, 3}), where);
+        }
+    }
+
+    void hangingServerCostsItsLimit_data()
+    {
+        QTest::addColumn<QByteArray>("hangsAt");
+        QTest::addColumn<int>("connections");
+        QTest::newRow("no greeting: once for the server") << QByteArray("GREETING") << 1;
+        QTest::newRow("no answer to the login: once for each account") << QByteArray("PASS") << 2;
+    }
+    void hangingServerCostsItsLimit()
+    {
+        QFETCH(QByteArray, hangsAt);
+        ScriptedPop3Server::Script script;
+        script.hangsAt = hangsAt;
+        const ScriptedPop3Server hanging(script);
+        const ScriptedPop3Server good({.messages = messages(1)});
+        m_office->pop3.limits.connect = std::chrono::milliseconds(200);
+        m_office->pop3.limits.login = std::chrono::milliseconds(200);
+        account(hanging, 1, 1);
+        account(hanging, 1, 2);
+        account(good, 1, 3);
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"EOAID"_s), QStringList(u"3"_s));
+        QTEST(hanging.connections(), "connections");
+    }
+
+    void refusedMessageAndMissingIdAreLeft()
+    {
+        ScriptedPop3Server::Script script;
+        script.messages = messages(4);
+        script.uids = {"a", "-", "c", "d"};
+        script.refusedMessages = {3};
+        const ScriptedPop3Server server(script);
+        account(server);
+        m_office->collect();
+        QCOMPARE(subjects(), (QStringList{u"1"_s, u"4"_s}));
+        QCOMPARE(server.deleted(), (QList<int>{1, 4}));
+    }
+
+    void idsAreComparedExactly()
+    {
+        ScriptedPop3Server::Script script;
+        script.messages = messages(5);
+        script.uids = {"it's", "a", "A", "a", "padded"};
+        const ScriptedPop3Server server(script);
+        account(server);
+        m_office->oa(u"insert into VO_Email (EmailSubject, MSGID, EOAID) values ('known', 'padded   ', 7),"
+                     " ('another account', 'a', 8), ('no id', null, 7)"_s);
+        m_office->collect();
+        QCOMPARE(subjects().mid(3), (QStringList{u"1"_s, u"2"_s, u"3"_s}));
+        QCOMPARE(m_office->mails(u"MSGID"_s).mid(3), (QStringList{u"it's"_s, u"a"_s, u"A"_s}));
+        QCOMPARE(server.deleted(), (QList<int>{1, 2, 3, 4, 5}));
+    }
+
+    void nothingNewCostsBoundedQueries()
+    {
+        constexpr int count = 50'000;
+        ScriptedPop3Server::Script script;
+        script.messages = QByteArrayList(count, "Subject: s\r\n\r\n");
+        const ScriptedPop3Server server(script);
+        account(server, 1);
+        m_office->oa(u"with recursive n(i) as (select 1 union all select i+1 from n where i<%1)"
+                     " insert into VO_Email (MSGID, EOAID) select 'uid-'||i, 7 from n"_s.arg(count));
+        const qint64 before = m_office->session.Conn().statementsRun();
+        m_office->collect();
+        QCOMPARE(m_office->session.Conn().statementsRun() - before, 2);
+        QCOMPARE(m_office->mails(u"1"_s).size(), count);
+        QCOMPARE(server.received().count("UIDL"), 1);
+        QVERIFY(!server.received().contains("RETR 1"));
+    }
+
+    void refusedColumnIsLeftUnset_data()
+    {
+        QTest::addColumn<QString>("refused");
+        QTest::addColumn<QString>("row");
+        QTest::newRow("one") << u"length(new.EmailSubject)>1"_s << u"NULL|a@example.com|3|x"_s;
+        QTest::newRow("two") << u"length(new.EmailSubject)>1 or new.ImpDegree is not null"_s
+                             << u"NULL|a@example.com|NULL|x"_s;
+        QTest::newRow("all that may be missing")
+            << u"coalesce(new.EmailSubject, new.EmailContent, new.EmailFrom, new.EmailFromName, "
+               u"new.ImpDegree,"
+               " new.EmailStatus, new.EmailTo, new.EmailToDis, new.EmailCC, new.EmailSource) is not null"_s
+            << u"NULL|NULL|NULL|NULL"_s;
+    }
+    void refusedColumnIsLeftUnset()
+    {
+        QFETCH(QString, refused);
+        QFETCH(QString, row);
+        const ScriptedPop3Server server(
+            {.messages = {"From: a@example.com\r\nSubject: long\r\nContent-Type: text/html\r\n\r\nx\r\n"}});
+        m_office->oa(u"create trigger refuse before insert on VO_Email when %1"
+                     " begin select raise(abort, 'no'); end"_s.arg(refused));
+        account(server, 1);
+        m_office->collect();
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"EmailSubject, EmailFrom, ImpDegree, EmailContent"_s), QStringList(row));
+        QCOMPARE(m_office->mails(u"MSGID, EOAID"_s), QStringList(u"uid-1|7"_s));
+        m_office->oa(u"drop trigger refuse"_s);
+    }
+
+    void refusedAttachmentIsMissing()
+    {
+        const QByteArray three = "Content-Type: multipart/mixed; boundary=b\r\n\r\n"
+                                 "--b\r\nContent-Type: application/pdf; name=1.pdf\r\n\r\na\r\n"
+                                 "--b\r\nContent-Type: application/pdf; name=2.pdf\r\n\r\nbad\r\n"
+                                 "--b\r\nContent-Type: application/pdf; name=3.pdf\r\n\r\nc\r\n--b--\r\n";
+        const ScriptedPop3Server server({.messages = {three, "Subject: next\r\n\r\n"}});
+        m_office->oa(u"create trigger refuse before insert on VO_EmailAttachments"
+                     " when cast(new.FileContent as text)='bad' begin select raise(abort, 'no'); end"_s);
+        account(server);
+        m_office->collect();
+        QCOMPARE(m_office->rows(u"select FileName from VO_EmailAttachments order by OAID"_s),
+                 (QStringList{u"1.pdf"_s, u"3.pdf"_s}));
+        QCOMPARE(subjects(), (QStringList{u"无标题"_s, u"next"_s}));
+        QCOMPARE(server.deleted().size(), 2);
+    }
+
+    void lockedDatabaseEndsThePass()
+    {
+        const ScriptedPop3Server server({.messages = messages(2)});
+        account(server);
+        m_office->session.Conn().execute(u"pragma busy_timeout=100"_s);
+        m_office->oa(u"begin exclusive"_s);
+        m_office->collect();
+        QVERIFY(m_office->databaseGone);
+        m_office->oa(u"rollback"_s);
+        QCOMPARE(server.deleted().size(), 0);
+        m_office->collect();
+        QCOMPARE(subjects(), (QStringList{u"1"_s, u"2"_s}));
+        QCOMPARE(server.deleted().size(), 2);
+    }
+
+    void stopBetweenMessages()
+    {
+        const ScriptedPop3Server server({.messages = messages(5)});
+        account(server);
+        m_office->console.stopWhen = [this] { return subjects().size() >= 2; };
+        m_office->collect();
+        QCOMPARE(subjects(), (QStringList{u"1"_s, u"2"_s}));
+        QCOMPARE(server.deleted().size(), 0);
+        m_office->console.stopWhen = {};
+        m_office->collect();
+        QCOMPARE(subjects().size(), 5);
+        QCOMPARE(server.deleted().size(), 5);
+    }
+};
+
+QTEST_GUILESS_MAIN(MailFaultsTest)
+#include "MailFaultsTest.moc"

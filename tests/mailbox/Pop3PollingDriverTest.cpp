@@ -1,0 +1,106 @@
+#include "mailbox/Pop3PollingDriver.h"
+#include "foundation/Settings.h"
+#include "tests/support/MailOffice.h"
+#include "tests/support/ScriptedPop3Server.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class Pop3PollingDriverTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<MailOffice> m_office;
+    std::unique_ptr<Pop3PollingDriver> m_driver;
+
+    void user(const QVariant &name, const QVariant &state = u"1"_s)
+    {
+        m_office->oa(u"insert into VO_UserInfor (UserName, AccountState) values (?, ?)"_s, {name, state});
+    }
+
+private slots:
+    void init()
+    {
+        m_office = std::make_unique<MailOffice>();
+        m_driver = std::make_unique<Pop3PollingDriver>(m_office->session, m_office->registry,
+                                                       m_office->console, MailTrace());
+    }
+    void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
+
+    void whoIsCollected_data()
+    {
+        QTest::addColumn<QString>("order");
+        QTest::addColumn<QString>("switches");
+        QTest::addColumn<QString>("collected");
+        const QString open = u"('WBYJ', '1', '1', null)"_s;
+        const QString none = u"(null, null, null)"_s;
+        QTest::newRow("open to all, no switch") << open << none << u"ann bob"_s;
+        QTest::newRow("switched off and on")
+            << open << u"('bob', 'WBYJ', '0'), ('ann', 'WBYJ', '1')"_s << u"ann"_s;
+        QTest::newRow("another type's switch") << open << u"('bob', 'NBYJ', '0')"_s << u"ann bob"_s;
+        QTest::newRow("closed") << u"('WBYJ', '0', '1', null)"_s << u"('bob', 'WBYJ', '1')"_s << u""_s;
+        QTest::newRow("no such type") << u"('NBYJ', '1', '1', null)"_s << u"('bob', 'WBYJ', '1')"_s << u""_s;
+        QTest::newRow("listed") << u"('WBYJ', '1', '0', 'x;bob;y')"_s << none << u"bob"_s;
+    }
+    void whoIsCollected()
+    {
+        QFETCH(QString, order);
+        QFETCH(QString, switches);
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic, UserList) values "_s + order);
+        m_office->oa(u"insert into SMS_IsOrder (UserName, Type, IsOrder) values "_s + switches);
+        user(u"ann"_s);
+        user(QVariant());
+        user(u"bob"_s);
+        user(u"left"_s, u"0"_s);
+        user(u"unknown"_s, QVariant());
+        QTEST(collectedUsers(m_office->session.Conn()).join(u' '), "collected");
+    }
+
+    void passCollectsEachAndGoesOn()
+    {
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+        const ScriptedPop3Server server({.messages = {"Subject: s\r\n\r\n"}});
+        const ScriptedPop3Server refusing({.refusedWays = {"PLAIN", "LOGIN", "CRAM-MD5", "APOP", "USER"}});
+        for (const QString &name : {u"ann"_s, u"bob"_s, u"eve"_s})
+            user(name);
+        m_office->account(1, u"ann"_s, server.port());
+        m_office->account(2, u"bob"_s, refusing.port());
+        m_office->account(3, u"eve"_s, server.port());
+        m_driver->pass();
+        QCOMPARE(m_office->mails(u"EOAID, EmailTo"_s), (QStringList{u"1|*ann-0-0-0*"_s, u"3|*eve-0-0-0*"_s}));
+        QVERIFY(m_office->console.activities.isEmpty()); // it was short
+    }
+
+    void longPassIsShown()
+    {
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+        ScriptedPop3Server::Script script;
+        script.messages = {"Subject: s\r\n\r\n"};
+        script.dripsAt = "PASS";
+        script.dripMilliseconds = 300;
+        const ScriptedPop3Server server(script);
+        user(u"ann"_s);
+        m_office->account(1, u"ann"_s, server.port());
+        m_driver->pass();
+        QCOMPARE(m_office->mails(u"1"_s).size(), 1);
+        QCOMPARE(m_office->console.activities, (QStringList{u"正在收取外部邮件"_s, u""_s}));
+    }
+
+    void databaseFaultEndsThePass()
+    {
+        m_office->oa(u"drop table VO_UserInfor"_s);
+        QVERIFY_THROWS_EXCEPTION(DatabaseFault, m_driver->pass());
+    }
+
+    void verificationIsASetting()
+    {
+        QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Opportunistic);
+        m_office->registry.write(Settings::mailTlsPath(), u"Verify"_s);
+        QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Verify);
+    }
+};
+
+QTEST_GUILESS_MAIN(Pop3PollingDriverTest)
+#include "Pop3PollingDriverTest.moc"

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "mailbox/getPopMail.h"
+#include "tests/support/TestOffice.h"
+
+/// An office whose users have external mailboxes, and what its collection passes left in the trace.
+class MailOffice : public TestOffice
+{
+public:
+    /// A row of SA_email on this machine. IsBaoLiu 1 keeps the copies.
+    void account(int key, const QString &user, int port, const QVariant &isBaoLiu = 1,
+                 const QString &login = QStringLiteral("box"), const QVariant &password = {});
+    /// One pass for one user, as the driver makes it.
+    void collect(const QString &user = QStringLiteral("user12"));
+
+    /// Values of the collected mails in the order of VOID, columns joined by "|".
+    [[nodiscard]] QStringList mails(const QString &columns);
+    [[nodiscard]] QStringList attachments();
+
+    Pop3Options pop3;
+    QStringList notes;
+    std::optional<DatabaseFault> databaseGone;
+};
+
+/// A message with these headers, LF line ends.
+[[nodiscard]] QByteArray mailWith(const QByteArray &headers, const QByteArray &body = "body\n");
