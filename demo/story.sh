@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The demo behind ./run: a sample office, a simulated modem, the service started, and what people do with it.
-#   demo/story.sh FOLDER-OF-THE-PROGRAMS
+#   demo/story.sh FOLDER-OF-THE-PROGRAMS [sqlite|postgresql|mariadb]
 set -euo pipefail
 bin=$1
+system=${2:-sqlite}
 cd "$(dirname "$0")"
 . ./mail-server.sh
 limit_seconds=120
@@ -11,34 +12,36 @@ rm -rf run
 mkdir run
 cd run
 
-sql() { sqlite3 -cmd '.timeout 5000' oa.db "$@"; }
+. ../databases.sh
 modem_command() { "$bin/modem-simulator" --control control --command "$1" >/dev/null; }
 due="ToSendDT < '2099-01-01'"
 
-echo "Creating the sample office database demo/run/oa.db ..."
-# Our own file may be in write-ahead mode; an office's file keeps the mode it has.
-sql 'pragma journal_mode=wal' >/dev/null
-sql <../schema/sqlite.sql
-sql <../data.sql
+simulator=
+server=
+stop_all() {
+    [ -z "$server" ] || kill -TERM "$server" 2>/dev/null || true
+    [ -z "$simulator" ] || kill -TERM "$simulator" 2>/dev/null || true
+    stop_mail_server
+    [ -z "$server" ] || wait "$server" 2>/dev/null || true
+    stop_database
+}
+trap stop_all EXIT
+
+echo "Creating the sample office's $system database in demo/run ..."
+start_database "$system"
+sql <../data.sql >/dev/null
 messages=$(sql "select count(*) from SMS_WaitToSend where $due")
 
 echo "Starting the simulated modem at demo/run/modem ..."
 "$bin/modem-simulator" --link modem --control control --log sent.jsonl >modem.log 2>&1 &
 simulator=$!
-server=
-stop_all() {
-    [ -z "$server" ] || kill -TERM "$server" 2>/dev/null || true
-    kill -TERM $simulator 2>/dev/null || true
-    stop_mail_server
-}
-trap stop_all EXIT
 for _ in $(seq 100); do
     [ -e modem ] && break
     sleep 0.05
 done
 
 set_option() { "$bin/sms-server" --settings settings.ini --set "$1"; }
-set_option "ConnectString=Provider=SQLite;Data Source=\"$PWD/oa.db\""
+set_option "ConnectString=$connect_string"
 set_option CenterCode=+8613800755500
 set_option TimeDelay=1
 set_option ServerPort=3
@@ -74,7 +77,7 @@ server=$!
 deadline=$(($(date +%s) + limit_seconds))
 # wait_for WHAT CONDITION: until the condition, a query that gives 1, holds.
 wait_for() {
-    until [ "$(sql "select $2")" = 1 ]; do
+    until [ "$(sql "select case when $2 then 1 else 0 end")" = 1 ]; do
         if [ "$(date +%s)" -ge $deadline ] || ! kill -0 $server 2>/dev/null; then
             echo
             echo "The road stopped: $1 did not happen within $limit_seconds seconds."
@@ -121,13 +124,13 @@ wait $server || true
 server=
 echo
 echo "SMS_ResultDetail, what the office system reads of it:"
-sql -header -column 'select OAID, SOAID, ToUser, ToMB, SendOutDT, IsSuccess, MsgContent from SMS_ResultDetail order by OAID'
+sql_table 'select OAID, SOAID, ToUser, ToMB, SendOutDT, IsSuccess, MsgContent from SMS_ResultDetail order by OAID'
 echo
 echo "SMS_SIMReceive:"
-sql -header -column 'select * from SMS_SIMReceive'
+sql_table 'select * from SMS_SIMReceive order by OAID'
 echo
 echo "VO_Email, the external mail collected:"
-sql -header -column "select VOID, EmailSubject, EmailFromName, EmailFrom, ImpDegree, EmailDate, EmailToDis, EmailCC,
+sql_table "select VOID, EmailSubject, EmailFromName, EmailFrom, ImpDegree, EmailDate, EmailToDis, EmailCC,
                      EmailContent, FileName, FileType, length(FileContent) as FileLength
                      from VO_Email join VO_EmailAttachments on EmailID=VOID where EmailSource='2'"
 echo

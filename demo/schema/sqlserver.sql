@@ -1,5 +1,6 @@
 -- The OA system's tables as far as the SMS server knows them, for SQL Server.
 -- The server never creates or alters a table: load this with  sqlcmd -d DATABASE -i sqlserver.sql
+-- For demo/data.sql the database needs a Chinese or a UTF-8 collation (sqlcmd -f 65001), as its literals are plain ones.
 
 create table SMS_WaitToSend (
     OAID int identity(1,1) primary key,

@@ -46,6 +46,7 @@ void Connection::close()
     if (m_driver)
         m_driver->closing();
     m_statements.clear();
+    m_failedStatements.clear();
     m_driver.reset();
     m_lost = false;
 }
@@ -55,42 +56,45 @@ bool Connection::isOpen() const
     return m_driver && !m_lost && m_driver->isUsable();
 }
 
-qint64 Connection::execute(const QString &sql, const QVariantList &values)
+/// Executes a statement, prepared if need be, and works on its result. One that fails is prepared anew the
+/// next time: the table may have changed since.
+template <typename Work>
+auto Connection::withStatement(const QString &sql, const QVariantList &values, Work work)
 {
     return remembering([&] {
         Statement &statement = prepared(sql);
-        statement.execute(values);
-        const qint64 rows = statement.affectedRows();
-        statement.finish();
-        return rows;
+        try {
+            statement.execute(values);
+            const auto letGo = qScopeGuard([&] { statement.finish(); });
+            return work(statement);
+        } catch (const DatabaseFault &) {
+            m_failedStatements += sql;
+            throw;
+        }
     });
+}
+
+qint64 Connection::execute(const QString &sql, const QVariantList &values)
+{
+    return withStatement(sql, values, [](const Statement &statement) { return statement.affectedRows(); });
 }
 
 std::optional<QVariant> Connection::firstValue(const QString &sql, const QVariantList &values)
 {
-    return remembering([&]() -> std::optional<QVariant> {
-        Statement &statement = prepared(sql);
-        statement.execute(values);
-        std::optional<QVariant> value;
-        if (statement.next())
-            value = statement.value(0);
-        statement.finish();
-        return value;
+    return withStatement(sql, values, [](Statement &statement) {
+        return statement.next() ? std::optional(statement.value(0)) : std::nullopt;
     });
 }
 
 Connection::Snapshot Connection::query(const QString &sql, const QVariantList &values)
 {
-    return remembering([&] {
-        Statement &statement = prepared(sql);
-        statement.execute(values);
+    return withStatement(sql, values, [](Statement &statement) {
         Snapshot snapshot{statement.columnNames(), {}};
         const int columns = static_cast<int>(snapshot.columns.size());
         while (statement.next()) {
             for (int column = 0; column < columns; ++column)
                 snapshot.values.push_back(statement.value(column));
         }
-        statement.finish();
         return snapshot;
     });
 }
@@ -98,10 +102,7 @@ Connection::Snapshot Connection::query(const QString &sql, const QVariantList &v
 void Connection::scan(const QString &sql, const QVariantList &values,
                       const std::function<bool(const Statement &)> &visit)
 {
-    remembering([&] {
-        Statement &statement = prepared(sql);
-        statement.execute(values);
-        const auto letGo = qScopeGuard([&] { statement.finish(); });
+    withStatement(sql, values, [&](Statement &statement) {
         while (statement.next() && visit(statement)) {
         }
     });
@@ -109,38 +110,27 @@ void Connection::scan(const QString &sql, const QVariantList &values,
 
 void Connection::insert(const QString &sql, const QVariantList &values)
 {
-    remembering([&] {
-        Statement &statement = prepared(sql);
-        statement.execute(values);
-        statement.finish();
-    });
+    withStatement(sql, values, [](const Statement &) {});
 }
 
 QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &values,
                                        const QString &identityColumn)
 {
-    return remembering([&] {
-        const QString insert = m_driver->identityInsert(sql, identityColumn);
-        Statement &statement = prepared(insert);
-        statement.execute(values);
-        QVariant identity;
+    requireUsable();
+    const QString insert = m_driver->identityInsert(sql, identityColumn);
+    return withStatement(insert, values, [&](Statement &statement) {
         if (insert.size() == sql.size())
-            identity = m_driver->lastIdentity(statement);
-        else if (statement.next())
-            identity = statement.value(0);
-        statement.finish();
-        return identity;
+            return m_driver->lastIdentity(statement);
+        return statement.next() ? statement.value(0) : QVariant();
     });
 }
 
 void Connection::updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                                 const QVariantList &values)
 {
-    remembering([&] {
-        Statement &statement = prepared(m_driver->updateOfFirstRow(table, assignments, condition));
-        statement.execute(values);
-        statement.finish();
-    });
+    requireUsable();
+    withStatement(m_driver->updateOfFirstRow(table, assignments, condition), values,
+                  [](const Statement &) {});
 }
 
 void Connection::requireUsable()
@@ -154,6 +144,14 @@ void Connection::requireUsable()
 
 Statement &Connection::prepared(const QString &sql)
 {
+    // Not inside a transaction: one that has struck a fault lets no statement go.
+    if (m_transactionDepth == 0) {
+        for (const QString &failed : std::exchange(m_failedStatements, {}))
+            m_statements.erase(failed);
+    }
+    // All columns are those of now, not of when the statement was prepared.
+    if (sql.startsWith("select *"_L1, Qt::CaseInsensitive))
+        m_statements.erase(sql);
     auto &statement = m_statements[sql];
     if (!statement)
         statement = m_driver->prepare(sql);

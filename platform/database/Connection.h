@@ -70,6 +70,8 @@ private:
     template <typename Work>
     auto remembering(Work work);
     void requireUsable();
+    template <typename Work>
+    auto withStatement(const QString &sql, const QVariantList &values, Work work);
     Statement &prepared(const QString &sql);
     void beginTransaction();
     void commitTransaction();
@@ -82,6 +84,7 @@ private:
     std::unique_ptr<Driver> m_driver;
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
+    QStringList m_failedStatements;
     bool m_lost = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;

@@ -29,6 +29,11 @@ public:
         return statements;
     }
 
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"start transaction read write"_s, u"rollback"_s};
+    }
+
     [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select last_insert_id()"_s; }
@@ -49,6 +54,17 @@ public:
 
     /// A larger packet is answered with an error, and then the connection is cut.
     [[nodiscard]] QString payloadLimitQuery() const override { return u"select @@max_allowed_packet"_s; }
+
+    [[nodiscard]] QString leniencyQuery() const override
+    {
+        return u"select @@sql_mode not like '%STRICT%'"_s;
+    }
+    [[nodiscard]] QString warningsQuery() const override { return u"show warnings"_s; }
+    /// A number cut to its range, data truncated, data too long.
+    [[nodiscard]] bool tellsCutValue(int number) const override
+    {
+        return number == 1264 || number == 1265 || number == 1406;
+    }
 
     /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
     [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }

@@ -34,5 +34,8 @@ int MariaDbDriver::socket(const QSqlDatabase &database) const
 
 SqlErrorCode MariaDbDriver::codeOf(const QSqlError &error) const
 {
-    return {{}, error.nativeErrorCode().toInt()};
+    const int number = error.nativeErrorCode().toInt();
+    // Without a number it is Qt's driver that fails to fetch, from a result that is here already: a column
+    // was widened since the statement was prepared.
+    return {number == 0 ? u"HY000"_s : QString(), number};
 }

@@ -84,7 +84,8 @@ void OdbcDriver::setUpSession()
 {
     const QString version = information(SQL_DBMS_NAME) + u' ' + information(SQL_DBMS_VER);
     const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits});
+        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
+        m_dialect->writingProbe();
     for (const QString &statement : setup) {
         try {
             runPlain(statement);
@@ -99,6 +100,7 @@ void OdbcDriver::setUpSession()
         if (statement.next())
             m_maximumPayload = statement.value(0).toLongLong() - packetOverheadOctets;
     }
+    m_lenient.recognise(*m_dialect);
 }
 
 std::unique_ptr<Statement> OdbcDriver::prepare(const QString &sql)
@@ -110,15 +112,18 @@ std::unique_ptr<Statement> OdbcDriver::prepare(const QString &sql)
 void OdbcDriver::begin()
 {
     runPlain(m_dialect->begin());
+    m_lenient.transactionBegan();
 }
 
 void OdbcDriver::commit()
 {
     runPlain(m_dialect->commit());
+    m_lenient.transactionEnded();
 }
 
 void OdbcDriver::rollback() noexcept
 {
+    m_lenient.transactionEnded();
     try {
         runPlain(m_dialect->rollback());
     } catch (const DatabaseFault &) {
@@ -233,6 +238,17 @@ bool OdbcDriver::isDead() const
     return SQL_SUCCEEDED(SQLGetConnectAttrW(m_connection.get(), SQL_ATTR_CONNECTION_DEAD, &dead, sizeof dead,
                                             nullptr)) &&
            dead == SQL_CD_TRUE;
+}
+
+QList<LenientSession::Warning> OdbcDriver::warnings(const QString &query)
+{
+    OdbcStatement statement(*this, query, query);
+    statement.execute({});
+    QList<LenientSession::Warning> warnings;
+    while (statement.next())
+        warnings +=
+            {statement.value(0).toString(), statement.value(1).toInt(), statement.value(2).toString()};
+    return warnings;
 }
 
 QList<NameResolver::Column> OdbcDriver::columnsOf(const QString &lowerCaseTable)

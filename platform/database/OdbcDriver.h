@@ -4,6 +4,7 @@
 #include "platform/database/DatabaseFault.h"
 #include "platform/database/DeadlineGuard.h"
 #include "platform/database/Driver.h"
+#include "platform/database/LenientSession.h"
 #include "platform/database/NameResolver.h"
 #include "platform/database/OdbcHandle.h"
 
@@ -36,6 +37,7 @@ public:
     [[nodiscard]] const SqlDialect &dialect() const { return *m_dialect; }
     /// Throws DatabaseFault (Lost) when the connection has none to give.
     [[nodiscard]] OdbcHandle newStatementHandle() const;
+    [[nodiscard]] LenientSession &lenientSession() { return m_lenient; }
     [[nodiscard]] DeadlineGuard::Watch watch(qint64 payloadOctets);
     /// Throws DatabaseFault (Refused) for values that the server would cut the connection for.
     void requireCarriable(qint64 payloadOctets) const;
@@ -52,6 +54,7 @@ private:
     void runPlain(const QString &sql);
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
     [[nodiscard]] bool isDead() const;
+    [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
 
     OdbcTarget m_target;
@@ -64,5 +67,6 @@ private:
     NameResolver m_names;
     std::unique_ptr<Statement> m_columnsQuery;
     std::unique_ptr<Statement> m_identityQuery;
+    LenientSession m_lenient{*this, [this](const QString &query) { return warnings(query); }};
     qint64 m_maximumPayload = 0; // 0: no limit known
 };

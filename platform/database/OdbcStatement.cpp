@@ -55,17 +55,24 @@ void OdbcStatement::execute(const QVariantList &values)
     m_parameters.assign(static_cast<size_t>(m_values.size()), {});
     for (qsizetype i = 0; i < m_values.size(); ++i)
         bind(static_cast<SQLUSMALLINT>(i + 1), m_values[i], m_parameters[static_cast<size_t>(i)]);
+    try {
+        if (LenientSession &lenient = m_driver.lenientSession(); lenient.concerns(m_sql))
+            lenient.run(m_sql, [&] { executeInTime(payload); });
+        else
+            executeInTime(payload);
+    } catch (const DatabaseFault &fault) {
+        finish();
+        throw m_driver.explained(fault, m_sql, values);
+    }
+}
+
+void OdbcStatement::executeInTime(qint64 payload)
+{
     const auto watch = m_driver.watch(payload);
     const SQLRETURN result = SQLExecute(m_handle.get());
     // An UPDATE or DELETE that found no row says so here.
-    if (result != SQL_NO_DATA) {
-        try {
-            check(result);
-        } catch (const DatabaseFault &fault) {
-            finish();
-            throw m_driver.explained(fault, m_sql, values);
-        }
-    }
+    if (result != SQL_NO_DATA)
+        check(result);
     findResult();
 }
 

@@ -33,6 +33,7 @@ private:
     };
 
     void bind(SQLUSMALLINT position, const QVariant &value, Parameter &parameter);
+    void executeInTime(qint64 payloadOctets);
     void findResult();
     void describeColumns(SQLSMALLINT count);
     [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);

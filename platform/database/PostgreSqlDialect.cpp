@@ -29,6 +29,12 @@ public:
         };
     }
 
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"do $$begin if current_setting('transaction_read_only')='on' then"
+                " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s};
+    }
+
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
     {
         return insert + " returning "_L1 + column;
@@ -60,10 +66,10 @@ public:
         const QString &state = code.state;
         if (state.isEmpty() || state.startsWith("08"_L1) || state == "HY000"_L1)
             return Kind::Lost;
-        // Shut down, or a session that cannot serve us until it is a new one: a statement it has forgotten,
-        // a result it planned for a table as it was, a server that became a read-only standby.
-        for (const auto lost :
-             {"57P01"_L1, "57P02"_L1, "57P03"_L1, "57P05"_L1, "26000"_L1, "0A000"_L1, "25006"_L1}) {
+        // Shut down, or a session that cannot serve us until it is a new one: a statement it has forgotten, a
+        // server that became a read-only standby. Not 0A000: said by an office's trigger or view it concerns
+        // one row, and said of a result planned for a table as it was it is over when prepared anew.
+        for (const auto lost : {"57P01"_L1, "57P02"_L1, "57P03"_L1, "57P05"_L1, "26000"_L1, "25006"_L1}) {
             if (state == lost)
                 return Kind::Lost;
         }

@@ -34,10 +34,11 @@ public:
         m_bound.clear();
         for (const QVariant &value : values)
             m_bound += boundValue(value, m_driver.m_dialect->replacementForNul());
-        const DeadlineGuard::Watch watch(&m_driver.m_guard,
-                                         statementLimit(m_driver.m_target.limits, payload));
         try {
-            QtSqlStatement::execute(m_bound);
+            if (m_driver.m_lenient.concerns(m_sql))
+                m_driver.m_lenient.run(m_sql, [&] { executeInTime(payload); });
+            else
+                executeInTime(payload);
         } catch (const DatabaseFault &fault) {
             if (fault.kind() != DatabaseFault::Kind::Refused)
                 throw;
@@ -56,6 +57,13 @@ public:
     }
 
 private:
+    void executeInTime(qint64 payload)
+    {
+        const DeadlineGuard::Watch watch(&m_driver.m_guard,
+                                         statementLimit(m_driver.m_target.limits, payload));
+        QtSqlStatement::execute(m_bound);
+    }
+
     /// PostgreSQL fills char(n) with blanks that mean nothing; MariaDB takes them off by itself.
     [[nodiscard]] bool isPadded(int column) const
     {
@@ -104,7 +112,8 @@ void QtSqlServerDriver::open()
     m_guard.setSockets({socket(db)});
     const QString version = plainValue(u"select version()"_s).toString();
     const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits});
+        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
+        m_dialect->writingProbe();
     for (const QString &statement : setup) {
         try {
             runPlain(statement);
@@ -116,6 +125,7 @@ void QtSqlServerDriver::open()
     if (const QString query = m_dialect->payloadLimitQuery(); !query.isEmpty())
         m_maximumPayload = plainValue(query).toLongLong() - packetOverheadOctets;
     checkSession();
+    m_lenient.recognise(*m_dialect);
 }
 
 std::unique_ptr<Statement> QtSqlServerDriver::prepare(const QString &sql)
@@ -127,12 +137,20 @@ std::unique_ptr<Statement> QtSqlServerDriver::prepare(const QString &sql)
 void QtSqlServerDriver::begin()
 {
     runPlain(m_dialect->begin());
+    m_lenient.transactionBegan();
+}
+
+void QtSqlServerDriver::commit()
+{
+    QtSqlDriver::commit();
+    m_lenient.transactionEnded();
 }
 
 void QtSqlServerDriver::rollback() noexcept
 {
     const DeadlineGuard::Watch watch(&m_guard, statementLimit(m_target.limits, 0));
     QtSqlDriver::rollback();
+    m_lenient.transactionEnded();
 }
 
 void QtSqlServerDriver::closing() noexcept
@@ -183,6 +201,19 @@ QVariant QtSqlServerDriver::plainValue(const QString &sql)
     if (!query.exec(sql))
         throw fault(sql, query.lastError());
     return query.next() ? query.value(0) : QVariant();
+}
+
+/// Not prepared: the server forgets the warnings when a statement is prepared or reset.
+QList<LenientSession::Warning> QtSqlServerDriver::warnings(const QString &query)
+{
+    const DeadlineGuard::Watch watch(&m_guard, statementLimit(m_target.limits, 0));
+    QSqlQuery result(database());
+    if (!result.exec(query))
+        throw fault(query, result.lastError());
+    QList<LenientSession::Warning> warnings;
+    while (result.next())
+        warnings += {result.value(0).toString(), result.value(1).toInt(), result.value(2).toString()};
+    return warnings;
 }
 
 QList<NameResolver::Column> QtSqlServerDriver::columnsOf(const QString &lowerCaseTable)

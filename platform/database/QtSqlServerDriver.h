@@ -2,6 +2,7 @@
 
 #include "platform/database/ConnectionTarget.h"
 #include "platform/database/DeadlineGuard.h"
+#include "platform/database/LenientSession.h"
 #include "platform/database/NameResolver.h"
 #include "platform/database/QtSqlDriver.h"
 #include "platform/database/SqlDialect.h"
@@ -21,6 +22,7 @@ public:
     [[nodiscard]] bool isUsable() const override { return true; }
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;
     void begin() override;
+    void commit() override;
     void rollback() noexcept override;
     void closing() noexcept override;
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
@@ -46,6 +48,7 @@ protected:
 private:
     friend class QtSqlServerStatement;
 
+    [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
 
     ServerTarget m_target;
@@ -54,5 +57,6 @@ private:
     std::optional<DeadlineGuard::Watch> m_closing;
     NameResolver m_names;
     std::unique_ptr<Statement> m_columnsQuery;
+    LenientSession m_lenient{*this, [this](const QString &query) { return warnings(query); }};
     qint64 m_maximumPayload = 0; // 0: no limit known
 };

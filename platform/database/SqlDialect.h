@@ -32,6 +32,10 @@ public:
     /// Each is tried; a refusal is no fault (older servers know fewer settings).
     [[nodiscard]] virtual QStringList sessionSetup(const Session &) const { return {}; }
 
+    /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
+    /// has become a standby. Without it the connection would be opened and found useless in every tick.
+    [[nodiscard]] virtual QStringList writingProbe() const { return {}; }
+
     [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
     [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
     [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }
@@ -54,6 +58,13 @@ public:
     [[nodiscard]] virtual QString quotedName(const QString &name) const;
     /// The query for the octets that a statement with its values may have; "" where there is no such limit.
     [[nodiscard]] virtual QString payloadLimitQuery() const { return {}; }
+    /// The query that answers 1 when this session cuts a value that does not fit, with only a warning; ""
+    /// where the server always refuses.
+    [[nodiscard]] virtual QString leniencyQuery() const { return {}; }
+    /// Then: the query for the last statement's warnings (level, number, text), and whether one of this
+    /// number tells that a value was cut.
+    [[nodiscard]] virtual QString warningsQuery() const { return {}; }
+    [[nodiscard]] virtual bool tellsCutValue(int /*number*/) const { return false; }
     /// What a text's NUL becomes. A null QChar where NUL can be stored.
     [[nodiscard]] virtual QChar replacementForNul() const { return {}; }
 

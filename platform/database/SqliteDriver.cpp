@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QUrl>
 #include <sys/stat.h>
 
@@ -34,6 +35,27 @@ bool SqliteDriver::isUsable() const
 void SqliteDriver::begin()
 {
     runPlain(u"BEGIN IMMEDIATE"_s);
+}
+
+std::unique_ptr<Statement> SqliteDriver::prepare(const QString &sql)
+{
+    return QtSqlDriver::prepare(withColumnNames(sql));
+}
+
+QString SqliteDriver::withColumnNames(const QString &sql)
+{
+    static const QRegularExpression allColumns(u"^select \\* from (\\w+)"_s,
+                                               QRegularExpression::CaseInsensitiveOption);
+    const auto match = allColumns.match(sql);
+    if (!match.hasMatch())
+        return sql;
+    const auto query = QtSqlDriver::prepare(u"select name from pragma_table_info(?)"_s);
+    query->execute({match.captured(1)});
+    QStringList columns;
+    while (query->next())
+        columns += u'"' + query->value(0).toString().replace(u'"', "\"\""_L1) + u'"';
+    const QString from = sql.mid(match.capturedStart(1));
+    return columns.isEmpty() ? sql : "select "_L1 + columns.join(u',') + " from "_L1 + from;
 }
 
 QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assignments,

@@ -396,6 +396,36 @@ private slots:
         QCOMPARE(office.connection.execute(u"delete from vo_UserInfor where userNAME=?"_s, {u"zhang"_s}), 1);
     }
 
+    void changedTableCostsAtMostOneStatement_data() { addDatabaseRoutes(); }
+    void changedTableCostsAtMostOneStatement()
+    {
+        Office office(m_servers);
+        office.database.oa(u"create table T (N integer primary key, Name varchar(5))"_s);
+        office.append(u"T"_s, {{"N"_L1, 1}, {"Name"_L1, u"short"_s}});
+        const auto read = [&](const QString &columns) {
+            Recordset rows(office.connection);
+            rows.open("select "_L1 + columns + " from T where N=?"_L1, {1});
+            return rows.atEnd() ? QStringList() : QStringList({rows.text("Name"_L1), rows.text("More"_L1)});
+        };
+        for (const QString &columns : {u"*"_s, u"Name"_s, u"N, Name"_s})
+            QCOMPARE(read(columns), QStringList({u"short"_s, QString()}));
+        // The administrator makes room for what the log complained of, and more.
+        office.database.oa(u"alter table T add More varchar(9) default 'more'"_s);
+        if (office.database.isPostgreSql())
+            office.database.oa(u"alter table T alter column Name type varchar(500)"_s);
+        else if (office.database.isMariaDb())
+            office.database.oa(u"alter table T modify Name varchar(500)"_s);
+        const QString longName(500, u'长');
+        office.database.oa(u"update T set Name=?"_s, {longName});
+        for (const QString &columns : {u"*"_s, u"Name"_s, u"N, Name"_s}) {
+            const auto fault = faultOf([&] { (void)read(columns); });
+            QVERIFY2(!fault || fault->kind() == DatabaseFault::Kind::Refused,
+                     qPrintable(fault ? fault->message() : QString()));
+            QCOMPARE(read(columns), QStringList({longName, columns == u"*" ? u"more"_s : QString()}));
+        }
+        QVERIFY(office.connection.isOpen());
+    }
+
     void lockedRowIsWaitedForThenUnavailable_data() { addServerRoutes(); }
     void lockedRowIsWaitedForThenUnavailable()
     {

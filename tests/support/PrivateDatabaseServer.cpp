@@ -95,7 +95,7 @@ void PrivateDatabaseServer::makeData()
     } else {
         writeFile(secret,
                   u"create user if not exists '%1'@'%' identified by '%2';\n"
-                  "grant all on *.* to '%1'@'%';\n"_s.arg(user(), password().replace(u'\'', "''"_L1)));
+                  "grant all on *.* to '%1'@'%' with grant option;\n"_s.arg(user(), password().replace(u'\'', "''"_L1)));
         runToEnd(program(u"mariadb-install-db"_s),
                  {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--skip-test-db"_s,
                   u"--auth-root-authentication-method=normal"_s, u"--innodb-flush-method=nosync"_s,
@@ -103,17 +103,18 @@ void PrivateDatabaseServer::makeData()
     }
 }
 
-void PrivateDatabaseServer::start()
+void PrivateDatabaseServer::start(const QString &address)
 {
+    m_address = address;
     if (m_system == System::PostgreSql)
         launch(m_process, program(u"postgres"_s),
                {u"-D"_s, dataFolder(), u"-p"_s, QString::number(m_port), u"-c"_s,
-                u"listen_addresses=127.0.0.1"_s, u"-c"_s, u"unix_socket_directories="_s, u"-c"_s,
+                u"listen_addresses="_s + address, u"-c"_s, u"unix_socket_directories="_s, u"-c"_s,
                 u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s});
     else
         launch(m_process, program(u"mariadbd"_s),
                {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--port="_s + QString::number(m_port),
-                u"--bind-address=127.0.0.1"_s, u"--socket="_s + dataFolder() + u"/socket"_s,
+                u"--bind-address="_s + address, u"--socket="_s + dataFolder() + u"/socket"_s,
                 u"--pid-file="_s + dataFolder() + u"/pid"_s, u"--skip-name-resolve"_s,
                 u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s,
                 u"--init-file="_s + m_folder.filePath(u"secret"_s)});
@@ -163,18 +164,18 @@ void PrivateDatabaseServer::resume()
 
 QString PrivateDatabaseServer::nativeConnectString(const QString &database) const
 {
-    return u"Provider=%1;Data Source=127.0.0.1;Port=%2;Initial Catalog=%3;User ID=%4;Password=\"%5\""_s
+    return u"Provider=%1;Data Source=%6;Port=%2;Initial Catalog=%3;User ID=%4;Password=\"%5\""_s
         .arg(m_system == System::PostgreSql ? u"PostgreSQL"_s : u"MariaDB"_s)
         .arg(m_port)
-        .arg(database, user(), password());
+        .arg(database, user(), password(), m_address);
 }
 
 QString PrivateDatabaseServer::odbcConnectString(const QString &database) const
 {
-    return u"DRIVER={%1};SERVER=127.0.0.1;PORT=%2;DATABASE=%3;UID=%4;PWD={%5};"_s
+    return u"DRIVER={%1};SERVER=%6;PORT=%2;DATABASE=%3;UID=%4;PWD={%5};"_s
         .arg(m_system == System::PostgreSql ? u"PostgreSQL Unicode"_s : u"MariaDB Unicode"_s)
         .arg(m_port)
-        .arg(database, user(), password());
+        .arg(database, user(), password(), m_address);
 }
 
 QString PrivateDatabaseServer::firstDatabase() const
@@ -193,6 +194,10 @@ void PrivateDatabaseServer::launch(QProcess &process, const QString &program,
             ::_exit(127);
         ::prctl(PR_SET_PDEATHSIG, lastSignal);
     });
+    // A server's own zone is rarely that of its clients.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"TZ"_s, u"America/New_York"_s);
+    process.setProcessEnvironment(environment);
     process.setWorkingDirectory(dataFolder());
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);

@@ -1,5 +1,7 @@
 #include "tests/support/TestDatabase.h"
 
+#include "platform/database/BoundValue.h"
+
 #include <QFile>
 #include <QRegularExpression>
 #include <QSqlError>
@@ -8,6 +10,20 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QString shown(const QVariant &value)
+{
+    if (value.isNull())
+        return u"NULL"_s;
+    return value.typeId() == QMetaType::QDateTime
+               ? value.toDateTime().toLocalTime().toString(u"yyyy-MM-dd HH:mm:ss"_s)
+               : value.toString();
+}
+
+} // namespace
 
 void addServerRoutes()
 {
@@ -49,7 +65,7 @@ TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route) : m_route(
         return;
     }
     const PrivateDatabaseServer &server = servers.of(route);
-    m_port = server.port();
+    m_server = &server;
     openOaSystem(server.firstDatabase());
     oa("create database "_L1 + name + (isMariaDb() ? QString(u" character set utf8mb4"_s) : QString()));
     openOaSystem(name);
@@ -73,13 +89,21 @@ void TestDatabase::openOaSystem(const QString &database)
                                                                                  : u"QMYSQL"_s,
                                                 m_oaConnection);
     oa.setDatabaseName(database);
-    oa.setHostName(u"127.0.0.1"_s);
-    oa.setPort(m_port);
+    if (m_server) {
+        oa.setHostName(m_server->address());
+        oa.setPort(m_server->port());
+    }
     if (!oa.open(PrivateDatabaseServer::user(), PrivateDatabaseServer::password()))
         throw Fault(oa.lastError().text());
+    // The OA system's clock is this machine's.
+    const QString offset = localZoneOffset();
+    if (isPostgreSql())
+        run(u"set time zone interval '%1' hour to minute"_s.arg(offset), {});
+    else if (isMariaDb())
+        run(u"set time_zone='%1'"_s.arg(offset), {});
 }
 
-void TestDatabase::loadSchema()
+QString TestDatabase::sampleSchema() const
 {
     const QString name = m_route == DatabaseRoute::Sqlite ? u"sqlite"_s
                          : isPostgreSql()                 ? u"postgresql"_s
@@ -88,8 +112,12 @@ void TestDatabase::loadSchema()
     if (!file.open(QIODevice::ReadOnly))
         throw Fault(u"cannot read %1"_s.arg(file.fileName()));
     QString schema = QString::fromUtf8(file.readAll());
-    schema.remove(QRegularExpression(u"--[^\n]*"_s));
-    const QStringList statements = schema.split(u';');
+    return schema.remove(QRegularExpression(u"--[^\n]*"_s));
+}
+
+void TestDatabase::loadSchema()
+{
+    const QStringList statements = sampleSchema().split(u';');
     for (const QString &statement : statements) {
         if (!statement.trimmed().isEmpty())
             oa(statement.trimmed());
@@ -126,7 +154,7 @@ QStringList TestDatabase::rows(const QString &query, const QVariantList &values)
     while (result.next()) {
         QStringList row;
         for (int column = 0; column < result.record().count(); ++column)
-            row += result.value(column).isNull() ? u"NULL"_s : result.value(column).toString();
+            row += shown(result.value(column));
         rows += row.join(u'|');
     }
     return rows;

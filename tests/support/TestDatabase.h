@@ -37,12 +37,14 @@ public:
     TestDatabase(const TestDatabase &) = delete;
     TestDatabase &operator=(const TestDatabase &) = delete;
 
-    /// Loads the sample schema of the route's system.
+    /// The text of the sample schema of the route's system, without its comments.
+    [[nodiscard]] QString sampleSchema() const;
     void loadSchema();
     /// A statement of the OA system, which is no part of the program and has its own way to the database.
     /// Throws Fault.
     void oa(const QString &sql, const QVariantList &values = {});
-    /// Rows as the OA system sees them, one text a row, columns joined by "|", null shown as "NULL".
+    /// Rows as the OA system sees them, one text a row, columns joined by "|", null shown as "NULL", times
+    /// in this machine's zone.
     [[nodiscard]] QStringList rows(const QString &query, const QVariantList &values = {});
 
     [[nodiscard]] QString connectString() const { return m_connectString; }
@@ -61,7 +63,7 @@ private:
 
     DatabaseRoute m_route;
     QTemporaryDir m_folder;
-    int m_port = 0;
+    const PrivateDatabaseServer *m_server = nullptr; // none for SQLite
     QString m_oaConnection;
     QString m_oaDatabase;
     QString m_connectString;

@@ -1,0 +1,204 @@
+#include "foundation/Settings.h"
+#include "platform/registry/FileRegistry.h"
+#include "tests/support/SimulatorProcess.h"
+#include "tests/support/TestDatabase.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QSet>
+#include <QTest>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Milliseconds that a condition may take to come true on a machine that is busy with other work.
+constexpr int patience = 120000;
+
+/// Name of the database server in the hosts file that the server program sees.
+const QString serverName = u"oa-database.test"_s;
+
+/// A number from the environment, to run with more than the suite has time for.
+int sizeOf(const char *variable, int usual)
+{
+    return qEnvironmentVariableIsSet(variable) ? qEnvironmentVariableIntValue(variable) : usual;
+}
+
+} // namespace
+
+/// The built server in daily life: its database server goes away and comes back.
+class OutageTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    TestServers m_servers;
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<TestDatabase> m_database;
+    std::unique_ptr<SimulatorProcess> m_modem;
+    std::unique_ptr<QProcess> m_server;
+
+    [[nodiscard]] QString path(const QString &name) const { return m_folder->filePath(name); }
+
+    void writeHosts(const QString &address)
+    {
+        // In place: the server program has the file itself bound over the machine's.
+        QFile hosts(path(u"hosts"_s));
+        QVERIFY(hosts.open(QIODevice::ReadWrite));
+        hosts.resize(0);
+        hosts.write("127.0.0.1 localhost\n"_ba + (address + u' ' + serverName + u'\n').toLatin1());
+    }
+
+    void startServer(DatabaseRoute route)
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_database = std::make_unique<TestDatabase>(m_servers, route);
+        m_database->loadSchema();
+        m_modem = std::make_unique<SimulatorProcess>(QStringList{u"--latency"_s, u"10"_s});
+        writeHosts(m_servers.of(route).address());
+        FileRegistry registry(path(u"settings.ini"_s));
+        registry.write(Settings::connectStringPath(),
+                       m_database->connectString().replace(m_servers.of(route).address(), serverName));
+        registry.write(Settings::centerCodePath(), u"+8613800755500"_s);
+        registry.write(Settings::timeDelayPath(), u"1"_s);
+        registry.write(Settings::serverPortPath(), u"3"_s);
+        registry.write(Settings::comDevicePath(3), m_modem->devicePath());
+        m_server = std::make_unique<QProcess>();
+        m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QStringList arguments{u"--mount"_s};
+        if (::geteuid() != 0)
+            arguments += u"--map-root-user"_s;
+        arguments += {u"sh"_s,
+                      u"-c"_s,
+                      u"mount --bind \"$0\" /etc/hosts && exec \"$@\""_s,
+                      path(u"hosts"_s),
+                      QStringLiteral(SERVER_PROGRAM),
+                      u"--headless"_s,
+                      u"--start"_s,
+                      u"--settings"_s,
+                      path(u"settings.ini"_s),
+                      u"--log-file"_s,
+                      path(u"log"_s)};
+        m_server->start(u"unshare"_s, arguments);
+        QTRY_COMPARE_WITH_TIMEOUT(logged(u"端口成功"_s).size(), 1, patience);
+    }
+
+    QStringList logged(const QString &text) const
+    {
+        QFile log(path(u"log"_s));
+        return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).split(u'\n').filter(text)
+                                             : QStringList();
+    }
+    [[nodiscard]] int count(const QString &what)
+    {
+        return m_database->rows(u"select count(*) from "_s + what).constFirst().toInt();
+    }
+    void schedule(int number)
+    {
+        m_database->oa(
+            u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
+            " MsgType, MsgContent) values ('2006-01-01', 'boss', 'zhang', '', '2006-01-01', '0', ?)"_s,
+            {u"第%1条"_s.arg(number)});
+    }
+
+private slots:
+    void cleanup()
+    {
+        if (m_server) {
+            m_server->terminate();
+            QVERIFY(m_server->waitForFinished(patience));
+        }
+        m_server.reset();
+        m_database.reset();
+        m_modem.reset();
+    }
+
+    void databaseServerStopsAtOnceAgainAndAgain_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::newRow("PostgreSQL") << DatabaseRoute::PostgreSql;
+        QTest::newRow("MariaDB") << DatabaseRoute::MariaDb;
+        if (qEnvironmentVariableIsSet("OUTAGE_STOPS")) {
+            QTest::newRow("PostgreSQL through ODBC") << DatabaseRoute::PostgreSqlOdbc;
+            QTest::newRow("MariaDB through ODBC") << DatabaseRoute::MariaDbOdbc;
+        }
+    }
+    void databaseServerStopsAtOnceAgainAndAgain()
+    {
+        QFETCH(DatabaseRoute, route);
+        const int out = sizeOf("OUTAGE_OUT", 120);
+        const int in = sizeOf("OUTAGE_IN", 20);
+        const int stops = sizeOf("OUTAGE_STOPS", 2);
+        startServer(route);
+        m_database->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
+        int scheduled = 0;
+        const auto scheduleUpTo = [&](int share, int of) {
+            for (; scheduled < out * share / of; ++scheduled)
+                schedule(scheduled);
+        };
+        int delivered = 0;
+        const auto deliverUpTo = [&](int share, int of) {
+            for (; delivered < in * share / of; ++delivered)
+                m_modem->command(u"deliver +8613900139000 来信%1"_s.arg(delivered));
+        };
+        for (int stop = 1; stop <= stops; ++stop) {
+            scheduleUpTo(stop, stops + 1);
+            // Wherever in its work the program then is.
+            QTRY_VERIFY_WITH_TIMEOUT(m_modem->sent().size() >= out * (2 * stop - 1) / (2 * stops + 2),
+                                     patience);
+            deliverUpTo(2 * stop - 1, 2 * stops + 1);
+            m_servers.of(route).stop();
+            deliverUpTo(2 * stop, 2 * stops + 1);
+            m_servers.of(route).start();
+            m_database->reopen();
+            QTRY_COMPARE_WITH_TIMEOUT(logged(u"数据库连接恢复正常"_s).size(), stop, patience);
+        }
+        scheduleUpTo(1, 1);
+        deliverUpTo(1, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(count(u"SMS_ResultDetail where IsSuccess='1'"_s), out, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(m_modem->command(u"status"_s).contains(u"SM=0/"_s), patience);
+
+        QCOMPARE(count(u"SMS_WaitToSend"_s) + count(u"SMS_Queues"_s), 0);
+        QCOMPARE(count(u"SMS_SendList"_s), out);
+        QSet<QString> texts;
+        const auto sent = m_modem->sent();
+        for (const SentMessage &message : sent)
+            texts.insert(message.text);
+        QCOMPARE(texts.size(), out);
+        const auto twice = sent.size() - out;
+        QVERIFY2(twice <= stops, qPrintable(QString::number(twice)));
+        QCOMPARE(count(u"(select distinct MsgContent from SMS_SIMReceive) t"_s), in);
+        QCOMPARE(count(u"SMS_SIMReceive"_s), in);
+        QCOMPARE(logged(u"失败"_s), logged(u"数据库连接失败"_s));
+        QCOMPARE(logged(u"数据库连接失败"_s).size(), stops);
+        QCOMPARE(logged(u"恢复正常"_s).size(), stops);
+        qInfo("%d out, %lld of them twice; %d in; %d stops", out, twice, in, stops);
+    }
+
+    void serverMovesToAnotherAddress_data() { addServerRoutes(); }
+    void serverMovesToAnotherAddress()
+    {
+        QFETCH(DatabaseRoute, route);
+        startServer(route);
+        m_servers.of(route).stop();
+        QTRY_COMPARE_WITH_TIMEOUT(logged(u"数据库连接失败"_s).size(), 1, patience);
+        m_servers.of(route).start(u"127.0.0.2"_s);
+        const auto back = qScopeGuard([&] {
+            m_servers.of(route).stop();
+            m_servers.of(route).start();
+        });
+        m_database->reopen();
+        m_database->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
+        schedule(1);
+        writeHosts(u"127.0.0.2"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(count(u"SMS_ResultDetail where IsSuccess='1'"_s), 1, patience);
+        QCOMPARE(logged(u"数据库连接"_s).filter(u"失败"_s).size(), 1);
+        QCOMPARE(logged(u"恢复正常"_s).size(), 1);
+        m_database.reset();
+    }
+};
+
+QTEST_GUILESS_MAIN(OutageTest)
+#include "OutageTest.moc"
