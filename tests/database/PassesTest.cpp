@@ -1,4 +1,5 @@
 #include "tests/database/OfficeAtWork.h"
+#include "tests/support/ScriptedPop3Server.h"
 
 #include <QRegularExpression>
 #include <QScopeGuard>
@@ -20,6 +21,17 @@ QStringList pieces()
 {
     const QString text = longText();
     return {text.left(70), u"续1："_s + text.mid(70, 67), u"续2："_s + text.mid(137)};
+}
+
+/// As it lies in an external mailbox: a text in GBK and two attachments, the second empty.
+QByteArray externalMail()
+{
+    return "From: =?gbk?B?wO7EyA==?= <li@x.example>\r\nTo: a@x.example\r\nCc: b@x.example\r\n"
+           "Subject: It's =?gbk?B?u+HS6Q==?= =?utf-8?B?8J+YgA==?=\r\nX-Priority: 1\r\n"
+           "Date: Sun, 05 Mar 2006 07:00:00 +0800\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
+           "--b\r\nContent-Type: text/html; charset=gbk\r\n\r\n<b>\xbb\xe1\xd2\xe9</b>\r\n"
+           "--b\r\nContent-Type: application/pdf; name=\"=?gbk?B?u+HS6Q==?=.pdf\"\r\n\r\nO'Neil\\\r\n"
+           "--b\r\nContent-Type: image/png; name=e.png\r\n\r\n\r\n--b--\r\n";
 }
 
 struct TableRows {
@@ -64,6 +76,19 @@ QList<TableRows> officeAfterTheDay()
         {u"SMS_Alert_MaxOAID"_s,
          u"UserName, Source, CurrentMaxOAID"_s,
          {u"zhang|NBYJ|2"_s, u"zhang|WBYJ|3"_s, u"li|WBYJ|0"_s, u"o'neil|NBYJ|0"_s}},
+        {u"VO_Email"_s,
+         u"EmailSubject, EmailContent, EmailFromName, EmailFrom, ImpDegree, EmailStatus, EmailDate, EmailTo,"
+         " EmailToDis, EmailCC, MSGID, EOAID, EmailSource"_s,
+         {u"already alerted|NULL|NULL|li|NULL|1|2006-03-05 07:00:00|*zhang-0-0-0*li-1-0-0*|NULL|NULL|NULL|NULL|1"_s,
+          u"It's 会议 😀|NULL|NULL|li|NULL|1|2006-03-05 07:00:00|*zhang-0-0-0*li-1-0-0*|NULL|NULL|NULL|NULL|1"_s,
+          u"|NULL|NULL|a@b.example|NULL|1|2006-03-05 07:00:00|*zhang-0-0-0*li-1-0-0*|NULL|NULL|NULL|NULL|2"_s,
+          u"It's 会议😀|<b>会议</b>|李娜|li@x.example|1|1|2006-03-05 "
+          u"07:00:00|*li-0-0-0*|a@x.example|b@x.example|"
+          "it's|1|2"_s,
+          u"无标题|<pre>plain</pre><br>|||3|1|NULL|*li-0-0-0*|||second|1|2"_s}},
+        {u"VO_EmailAttachments"_s,
+         u"EmailID, FileName, FileTitle, FileType, FileContent"_s,
+         {u"4|会议.pdf|会议.pdf|application/pdf|O'Neil\\"_s, u"4|e.png|e.png|image/png|"_s}},
     };
 }
 
@@ -159,6 +184,12 @@ private slots:
         office.alert();
         office.send();
         office.archive();
+        const ScriptedPop3Server mailbox(
+            {.messages = {externalMail(), "\r\nplain\r\n"}, .uids = {"it's", "second"}});
+        office.add(u"SA_email"_s, u"UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+                   {u"li"_s, u"127.0.0.1"_s, mailbox.port(), u"box"_s, u"p'w"_s, 1});
+        office.collect();
+        office.collect();
 
         QStringList log = office.console.takeLog();
         QCOMPARE(log.filter(u"13800000002短信发送失败."_s).size(), 3);
@@ -167,7 +198,9 @@ private slots:
         QVERIFY2(log.size() == 6, qPrintable(log.join(u'\n')));
         QCOMPARE(office.simulator.sentWhole().size(), 10);
         for (const TableRows &wanted : officeAfterTheDay())
-            QCOMPARE(office.rows(wanted.table, wanted.columns), wanted.rows);
+            QCOMPARE(office.rows(wanted.table, wanted.columns,
+                                 wanted.table == u"VO_Email" ? u"VOID"_s : u"OAID"_s),
+                     wanted.rows);
     }
 
     void valueTooLongForItsColumnConcernsItsRowAlone_data()
