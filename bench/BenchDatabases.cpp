@@ -1,11 +1,4 @@
-#include "bench/BareLoop.h"
-#include "bench/Measure.h"
-#include "foundation/Settings.h"
-#include "outgoing/MessagePieces.h"
-#include "outgoing/ResultArchiver.h"
-#include "outgoing/ScheduledMessageExpander.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/RecordingConsole.h"
+#include "bench/RoadBench.h"
 
 #include <QCoreApplication>
 
@@ -14,106 +7,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr int recipientCount = 1000;
+constexpr int recipients = 1000;
 constexpr int runs = 3;
-
-struct Workload {
-    QStringList names;
-    QString text = QString(150, u'长');
-
-    Workload()
-    {
-        for (int i = 0; i < recipientCount; ++i)
-            names += u"user%1"_s.arg(i);
-    }
-};
-
-/// One office on a route, filled, with the program's session on it.
-struct Office {
-    Office(TestServers &servers, DatabaseRoute route, const Workload &load) : database(servers, route)
-    {
-        database.loadSchema();
-        database.oa(u"begin"_s);
-        for (int i = 0; i < recipientCount; ++i)
-            database.oa(
-                u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('%1', '%2', '1')"_s
-                    .arg(load.names[i])
-                    .arg(13800000000LL + i));
-        database.oa(
-            u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
-            " MsgType, MsgContent) values ('2006-01-01', 'boss', '%1', '', '2006-01-01', '0', '%2')"_s.arg(
-                load.names.join(u';'), load.text));
-        database.oa(u"commit"_s);
-        registry.write(Settings::connectStringPath(), database.connectString());
-        if (!session.OpenDB())
-            qFatal("%s", qPrintable(session.openFailure()));
-    }
-
-    TestDatabase database;
-    QTemporaryDir folder;
-    FileRegistry registry{folder.filePath(u"settings.ini"_s)};
-    DatabaseSession session{registry};
-    RecordingConsole console;
-    FaultLog faults{console};
-    ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
-};
-
-struct Figures {
-    double expand = 1e9;
-    double archive = 1e9;
-    double statementsPerQueueRow = 0;
-    double statementsPerArchivedRow = 0;
-};
-
-void keepBest(Figures &best, double expand, double archive)
-{
-    best.expand = qMin(best.expand, expand);
-    best.archive = qMin(best.archive, archive);
-}
-
-bool benchRoute(TestServers &servers, DatabaseRoute route, const QString &name, const Workload &load)
-{
-    Figures ours;
-    Figures bare;
-    const QStringList pieces = cutIntoPieces(load.text);
-    const double queueRows = double(load.names.size() * pieces.size());
-    for (int run = 0; run < runs; ++run) {
-        {
-            Office office(servers, route, load);
-            const Connection &connection = office.session.Conn();
-            ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
-            const qint64 before = connection.statementsRun();
-            const double expand = secondsOf([&] { expander.pass(); });
-            const qint64 between = connection.statementsRun();
-            office.database.oa(u"update SMS_Queues set MsgStatus=8"_s);
-            ResultArchiver archiver(office.session, office.console, office.faults, office.clock);
-            const double archive = secondsOf([&] { archiver.pass(); });
-            keepBest(ours, expand, archive);
-            ours.statementsPerQueueRow = double(between - before) / queueRows;
-            ours.statementsPerArchivedRow = double(connection.statementsRun() - between) / queueRows;
-            if (office.database.rows(u"select count(*) from SMS_ResultDetail"_s) !=
-                QStringList(QString::number(qint64(queueRows))))
-                qFatal("rows are missing");
-        }
-        {
-            Office office(servers, route, load);
-            const auto loop = bareLoop(office.database);
-            const double expand = secondsOf([&] { loop->expand(load.names, pieces); });
-            office.database.oa(u"update SMS_Queues set MsgStatus=8"_s);
-            keepBest(bare, expand, secondsOf([&] { loop->archive(); }));
-        }
-    }
-    report(name + u": statements per queue row"_s, ours.statementsPerQueueRow, u""_s, true, u"shown"_s);
-    report(name + u": statements per archived row"_s, ours.statementsPerArchivedRow, u""_s, true, u"shown"_s);
-    const double expand = bare.expand / ours.expand;
-    const double archive = bare.archive / ours.archive;
-    const bool expandHolds =
-        report(name + u": expander against the bare loop"_s, expand, u"x"_s, expand >= 0.7,
-               u"at least 0.7 (%1 s, bare %2 s)"_s.arg(ours.expand).arg(bare.expand));
-    return report(name + u": archiver against the bare loop"_s, archive, u"x"_s, archive >= 0.7,
-                  u"at least 0.7 (%1 s, bare %2 s)"_s.arg(ours.archive).arg(bare.archive)) &&
-           expandHolds;
-}
 
 } // namespace
 
@@ -122,13 +17,12 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     TestServers servers;
-    const Workload load;
     bool holds = true;
     for (const auto &[route, name] : {std::pair(DatabaseRoute::Sqlite, u"SQLite"_s),
                                       std::pair(DatabaseRoute::PostgreSql, u"PostgreSQL"_s),
                                       std::pair(DatabaseRoute::MariaDb, u"MariaDB"_s),
                                       std::pair(DatabaseRoute::PostgreSqlOdbc, u"PostgreSQL through ODBC"_s),
                                       std::pair(DatabaseRoute::MariaDbOdbc, u"MariaDB through ODBC"_s)})
-        holds = benchRoute(servers, route, name, load) && holds;
+        holds = benchRoad(servers, route, name, recipients, runs) && holds;
     return holds ? 0 : 1;
 }

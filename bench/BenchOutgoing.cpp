@@ -1,16 +1,29 @@
 #include "bench/OutgoingBenches.h"
 
+#include "bench/RoadBench.h"
+
 #include <QCoreApplication>
 
+namespace
+{
+
+/// The expander and the archiver at an office's largest.
+bool benchEmbeddedRoad()
+{
+    TestServers servers;
+    return benchRoad(servers, DatabaseRoute::Sqlite, QStringLiteral("SQLite"), 10'000, 3);
+}
+
+} // namespace
+
 /// Prints each figure beside its limit; exit status 1 when one is missed.
-///   bench-outgoing [expander] [archiver] [sender] [idle]     these parts, else all
+///   bench-outgoing [road] [sender] [idle]     these parts, else all
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList wanted = QCoreApplication::arguments().mid(1);
     const std::pair<QString, bool (*)()> parts[] = {
-        {QStringLiteral("expander"), benchExpander},
-        {QStringLiteral("archiver"), benchArchiver},
+        {QStringLiteral("road"), benchEmbeddedRoad},
         {QStringLiteral("sender"), benchSender},
         {QStringLiteral("idle"), benchIdle},
     };
