@@ -11,7 +11,7 @@ namespace
 bool benchEmbeddedRoad()
 {
     TestServers servers;
-    return benchRoad(servers, DatabaseRoute::Sqlite, QStringLiteral("SQLite"), 10'000, 3);
+    return benchRoad(servers, DatabaseRoute::Sqlite, QStringLiteral("SQLite"), 10'000, 1);
 }
 
 } // namespace
