@@ -65,3 +65,8 @@ void OfficeAtWork::alert()
 {
     guard.runPass(u"新邮件提醒"_s, [this] { m_alerts.pass(); });
 }
+
+void OfficeAtWork::collect()
+{
+    guard.runPass(u"收取外部邮件"_s, [this] { m_mailboxes.pass(); });
+}

@@ -2,6 +2,7 @@
 
 #include "alerts/NewMailAlerts.h"
 #include "incoming/InboundMessageHandler.h"
+#include "mailbox/Pop3PollingDriver.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
@@ -32,6 +33,7 @@ public:
     void send();
     void archive();
     void alert();
+    void collect();
 
     TestDatabase database;
     OtherSchema schema;
@@ -54,5 +56,6 @@ private:
     QueueSender m_sender{session, console, faults, modem};
     ResultArchiver m_archiver{session, console, faults, clock};
     NewMailAlerts m_alerts{session, console, faults};
+    Pop3PollingDriver m_mailboxes{session, m_registry, console, {}};
     InboundMessageHandler m_inbound{session, console, faults, guard, modem};
 };

@@ -1,5 +1,7 @@
 #include "tests/database/OfficeAtWork.h"
 
+#include "tests/support/DovecotServer.h"
+
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTest>
@@ -26,6 +28,7 @@ struct TableRows {
     QString table;
     QString columns;
     QStringList rows;
+    QString key = u"OAID"_s;
 };
 
 /// A day of the office in each table, whatever database it has.
@@ -42,7 +45,8 @@ QList<TableRows> officeAfterTheDay()
          {u"-1|zhang|13800000001|办公提示：您已经成功订阅了内部邮件短信通知功能。"_s,
           u"-1|o'neil|13800000003|办公提示：您已经成功取消了外部邮件短信通知功能。"_s,
           u"-1|zhang|13800000001|"_s + head + u"内部新邮件，发件人：李娜 邮件标题：It's 会议 😀"_s,
-          u"-1|zhang|13800000001|"_s + head + u"外部新邮件，发件人：a@b.example 邮件标题："_s})
+          u"-1|zhang|13800000001|"_s + head + u"外部新邮件，发件人：a@b.example 邮件标题："_s,
+          u"-1|zhang|13800000001|"_s + head + u"外部新邮件，发件人：sales@example.com 邮件标题：报价单 😀"_s})
         results += row + u"|2006-03-05 07:08:09|1"_s;
     return {
         {u"SMS_WaitToSend"_s,
@@ -63,8 +67,37 @@ QList<TableRows> officeAfterTheDay()
          {u"zhang|NBYJ|1"_s, u"li|NBYJ|0"_s, u"o'neil|WBYJ|0"_s}},
         {u"SMS_Alert_MaxOAID"_s,
          u"UserName, Source, CurrentMaxOAID"_s,
-         {u"zhang|NBYJ|2"_s, u"zhang|WBYJ|3"_s, u"li|WBYJ|0"_s, u"o'neil|NBYJ|0"_s}},
+         {u"zhang|NBYJ|2"_s, u"zhang|WBYJ|4"_s, u"li|WBYJ|0"_s, u"o'neil|NBYJ|0"_s}},
+        {u"VO_Email"_s,
+         u"VOID, EmailSource, EmailStatus, EmailTo, EmailFrom, EmailFromName, EmailSubject, ImpDegree, "
+         u"EmailDate,"
+         " EmailToDis, EmailCC, EOAID, EmailContent"_s,
+         {u"1|1|1|*zhang-0-0-0*li-1-0-0*|li|NULL|already alerted|NULL|2006-03-05 07:00:00|NULL|NULL|NULL|NULL"_s,
+          u"2|1|1|*zhang-0-0-0*li-1-0-0*|li|NULL|It's 会议 😀|NULL|2006-03-05 07:00:00|NULL|NULL|NULL|NULL"_s,
+          u"3|2|1|*zhang-0-0-0*li-1-0-0*|a@b.example|NULL||NULL|2006-03-05 07:00:00|NULL|NULL|NULL|NULL"_s,
+          u"4|2|1|*zhang-0-0-0*|sales@example.com|王芳|报价单 😀|3|2006-03-05 06:30:00|zhang@example.com||9|"
+          "<p>价格见附件</p>"_s},
+         u"VOID"_s},
+        {u"VO_EmailAttachments"_s,
+         u"EmailID, FileName, FileTitle, FileType, FileContent"_s,
+         {u"4|价格.txt|价格.txt|text/plain|12.50"_s}},
     };
+}
+
+/// Encoded as a mail client does it: "报价单 😀" from "王芳", and a file 价格.txt.
+QByteArray externalMail()
+{
+    return "From: =?UTF-8?B?546L6Iqz?= <sales@example.com>\n"
+           "To: zhang@example.com\n"
+           "Subject: =?UTF-8?B?5oql5Lu35Y2VIPCfmIA=?=\n"
+           "Date: Sat, 04 Mar 2006 22:30:00 +0000\n"
+           "MIME-Version: 1.0\n"
+           "Content-Type: multipart/mixed; boundary=b\n\n"
+           "--b\nContent-Type: text/html; charset=UTF-8\nContent-Transfer-Encoding: base64\n\n"
+           "PHA+5Lu35qC86KeB6ZmE5Lu2PC9wPg==\n"
+           "--b\nContent-Type: text/plain\nContent-Transfer-Encoding: base64\n"
+           "Content-Disposition: attachment; filename*=UTF-8''%E4%BB%B7%E6%A0%BC.txt\n\n"
+           "MTIuNTA=\n--b--\n";
 }
 
 } // namespace
@@ -151,10 +184,16 @@ private slots:
         office.send();
         office.archive();
         receive(office);
+        const QString box = u"box%1"_s.arg(++m_boxes);
+        m_mailServer.deliver(box, externalMail());
+        office.add(u"SA_email"_s, u"OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+                   {9, u"zhang"_s, u"127.0.0.1"_s, m_mailServer.port(), box, DovecotServer::password(), 0});
+        office.collect();
         office.alert();
         office.send();
         office.archive();
         // A second round finds nothing to do.
+        office.collect();
         office.expand();
         office.alert();
         office.send();
@@ -165,9 +204,10 @@ private slots:
         QCOMPARE(log.filter(u"发来短信"_s).size(), 2);
         QCOMPARE(log.filter(u"SMS_WaitToSend 3 无法处理"_s).size(), 1);
         QVERIFY2(log.size() == 6, qPrintable(log.join(u'\n')));
-        QCOMPARE(office.simulator.sentWhole().size(), 10);
+        QCOMPARE(office.simulator.sentWhole().size(), 11);
+        QCOMPARE(m_mailServer.stored(box), 0);
         for (const TableRows &wanted : officeAfterTheDay())
-            QCOMPARE(office.rows(wanted.table, wanted.columns), wanted.rows);
+            QCOMPARE(office.rows(wanted.table, wanted.columns, wanted.key), wanted.rows);
     }
 
     void valueTooLongForItsColumnConcernsItsRowAlone_data()
@@ -268,6 +308,8 @@ private slots:
 
 private:
     TestServers m_servers;
+    DovecotServer m_mailServer;
+    int m_boxes = 0;
 };
 
 int main(int argc, char **argv)
