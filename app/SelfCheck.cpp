@@ -155,10 +155,10 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         return;
     }
     report.well(u"COM%1 短信猫应答正常"_s.arg(*port));
-    for (const QString &notice : std::as_const(notices))
-        report.wrong(notice, u"请检查天线、信号和 SIM 卡状态"_s);
-    if (notices.isEmpty())
+    if (parts.modem.isRegistered())
         report.well(u"已注册到网络"_s);
+    else
+        report.wrong(u"短信猫未注册到网络，暂时不能收发短信"_s, u"请检查天线、信号和 SIM 卡状态"_s);
 }
 
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show)

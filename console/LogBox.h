@@ -16,4 +16,7 @@ public:
     void prependLine(const QString &line);
     /// The line at the view's upper edge.
     [[nodiscard]] QString firstVisibleLine() const { return firstVisibleBlock().text(); }
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
 };

@@ -71,6 +71,7 @@ signals:
     void ended();
 
 protected:
+    void changeEvent(QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     void moveEvent(QMoveEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -80,6 +81,7 @@ private:
     void buildWindow();
     void describeForScreenReaders();
     void holdMinimumSize();
+    void layOut();
     void connectTimers();
     std::optional<ServiceStart::Outcome> startService();
     void enableWorkTimers();

@@ -4,6 +4,7 @@
 #include "foundation/GetFormateTime.h"
 
 #include <QLabel>
+#include <QWindowStateChangeEvent>
 
 using namespace Qt::StringLiterals;
 
@@ -63,6 +64,8 @@ void frmMain::buildWindow()
     Command1.setGeometry(rectFromTwips(7665, 630, 900, 390));
     m_smsLog.setObjectName(u"SMSLog"_s);
     m_smsLog.setGeometry(rectFromTwips(30, 1110, 8535, 6960));
+    for (QPushButton *button : {&btnOp, &Command1})
+        button->setAutoDefault(true); // Enter presses the focused one, as in a dialog
     setTabOrder(&btnOp, &Command1);
     setTabOrder(&Command1, &lblUrl);
     setTabOrder(&lblUrl, &m_smsLog);
@@ -103,6 +106,20 @@ void frmMain::moveEvent(QMoveEvent *)
 }
 
 void frmMain::resizeEvent(QResizeEvent *)
+{
+    layOut();
+}
+
+void frmMain::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    // A window that is restored to the size it had is not told of a resize.
+    if (event->type() == QEvent::WindowStateChange &&
+        static_cast<QWindowStateChangeEvent *>(event)->oldState().testFlag(Qt::WindowMinimized))
+        layOut();
+}
+
+void frmMain::layOut()
 {
     if (isMinimized())
         return;

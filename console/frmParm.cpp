@@ -74,8 +74,9 @@ void frmParm::buildDialog()
 
     PortNumber = new QComboBox;
     PortNumber->setObjectName(u"PortNumber"_s);
-    PortNumber->setAccessibleName(u"端口号"_s);
     PortNumber->setEditable(true);
+    PortNumber->setAccessibleName(u"端口号"_s);
+    PortNumber->lineEdit()->setAccessibleName(PortNumber->accessibleName()); // the part that gets the focus
     PortNumber->setInsertPolicy(QComboBox::NoInsert);
     PortNumber->setCompleter(nullptr); // it would turn a typed "com1" into "COM10"
     QHBoxLayout *port = addGroup(*column, u"GSM Modem 端口配置"_s);

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Makes the manual's pictures: a desktop of its own (Xvfb, openbox, trayer), the server driven with mouse and
 # keyboard, a simulated modem, a sample database.
-#   docs/screenshots.sh [BUILD_FOLDER [OUTPUT_FOLDER]]
-# Needs: xvfb openbox trayer xdotool imagemagick sqlite3 fonts-wqy-microhei
+#   [DPI=144] docs/screenshots.sh [BUILD_FOLDER [OUTPUT_FOLDER]]
+# DPI sets the desktop's Xft.dpi, for a look at the windows on finer screens than the manual's 96.
+# Needs: xvfb openbox trayer xdotool imagemagick sqlite3 fonts-wqy-microhei x11-xserver-utils
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 bin=${1:-$root/build/release}/bin
 out=${2:-$root/docs/screenshots}
+dpi=${DPI:-96}
 work=$(mktemp -d)
 processes=()
 finish() {
@@ -37,20 +39,25 @@ shot() {
     done
     import -frame -window "$1" "$out/$2.png"
 }
-click() { xdotool mousemove --sync --window "$1" "$2" "$3" click "${4:-1}"; }
+# Positions and sizes are those at 96 dpi.
+scaled() { echo $(($1 * dpi / 96)); }
+click() { xdotool mousemove --sync --window "$1" "$(scaled "$2")" "$(scaled "$3")" click "${4:-1}"; }
 
 mkdir -p "$out"
 mkfifo "$work/display"
-Xvfb -displayfd 3 -screen 0 "${SCREEN:-900x680x24}" -dpi "${DPI:-96}" -nolisten tcp 3>"$work/display" 2>/dev/null &
+Xvfb -displayfd 3 -screen 0 "$(scaled 900)x$(scaled 680)x24" -nolisten tcp 3>"$work/display" 2>/dev/null &
 processes+=($!)
 read -r number <"$work/display"
 export DISPLAY=:$number LC_ALL=C.UTF-8 QT_QPA_PLATFORM=xcb
 unset DBUS_SESSION_BUS_ADDRESS
 # Started by the window manager when it is ready: one that comes earlier is now and then never shown.
-openbox --startup "trayer --edge bottom --align right --widthtype request --height 24 --SetDockType true" \
+openbox --startup "trayer --edge top --align left --widthtype request --height $(scaled 24) --SetDockType true" \
     2>/dev/null &
 processes+=($!)
 until_true 10 xdotool search --class trayer
+# Not earlier: an X server that loses its only client forgets everything.
+xsetroot -solid '#3a6ea5'
+if [ -n "${DPI:-}" ]; then echo "Xft.dpi: $dpi" | xrdb -merge; fi
 
 sqlite3 "$work/oa.db" <"$root/demo/schema/sqlite.sql"
 "$bin/modem-simulator" --link "$work/modem" --control "$work/control" --latency 300 >/dev/null 2>&1 &
@@ -96,7 +103,7 @@ click "$main" 541 23 # 启动
 until_true 30 archived 6
 shot "$main" main-running
 
-xdotool mousemove --sync --window "$main" 400 53
+xdotool mousemove --sync --window "$main" "$(scaled 400)" "$(scaled 53)"
 shot "$main" link-hovered
 xdotool windowsize --sync "$main" 300 200 || true
 shot "$main" main-smallest
@@ -104,9 +111,9 @@ shot "$main" main-smallest
 xdotool key alt+F4
 until_true 10 gone Brenmoor
 tray=$(xdotool search --class trayer | tail -1)
-click "$tray" 12 12 3
+click "$tray" 22 22 3 # the menu opens at the pointer and leaves the icon to be seen
 until_true 10 window 系统菜单
-import -window root -gravity southeast -crop 240x110+0+0 +repage "$out/popup-menu.png"
+import -window root -gravity northwest -crop "$(scaled 240)x$(scaled 110)+0+0" +repage "$out/popup-menu.png"
 xdotool key Escape
 click "$tray" 12 12 1
 until_true 10 window Brenmoor

@@ -9,8 +9,8 @@ namespace
 class RowInsert
 {
 public:
-    RowInsert(Connection &connection, const QString &table, const QString &identityColumn)
-        : m_connection(connection), m_table(table), m_identityColumn(identityColumn)
+    RowInsert(Connection &connection, QString table, QString identityColumn)
+        : m_connection(connection), m_table(std::move(table)), m_identityColumn(std::move(identityColumn))
     {
     }
 

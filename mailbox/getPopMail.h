@@ -13,8 +13,8 @@ struct MailCollection {
     Pop3Options pop3;
     MailTrace trace;
 
-    /// Servers ("host:port") that could not be reached or did not greet: not tried again in the same pass. One
-    /// that falls silent later costs each of its accounts the limit, for it may be that account's fault.
+    /// Servers ("host:port") that could not be reached or did not greet: not tried again in the same pass.
+    /// One that falls silent later costs each of its accounts the limit, for it may be that account's fault.
     QSet<QString> silentServers;
     /// Why the database serves nobody any more: the download that found it ended there.
     std::optional<DatabaseFault> databaseGone;

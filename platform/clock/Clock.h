@@ -26,7 +26,7 @@ public:
 class ManualClock final : public Clock
 {
 public:
-    explicit ManualClock(const QDateTime &now) : m_now(now) {}
+    explicit ManualClock(QDateTime now) : m_now(std::move(now)) {}
     [[nodiscard]] QDateTime now() const override { return m_now; }
     void set(const QDateTime &now) { m_now = now; }
     void advanceSeconds(qint64 seconds) { m_now = m_now.addSecs(seconds); }

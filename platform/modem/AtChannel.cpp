@@ -188,7 +188,7 @@ QByteArray AtChannel::withoutEcho(const QByteArray &line)
 {
     if (m_echo.isEmpty() || !startsWith(line, m_echo))
         return line;
-    const QByteArray rest = line.sliced(m_echo.size()).trimmed();
+    QByteArray rest = line.sliced(m_echo.size()).trimmed();
     m_echo.clear(); // a command is echoed once
     return rest;
 }

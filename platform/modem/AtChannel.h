@@ -83,7 +83,7 @@ private:
     AtAnswer collect(Expect expect, const QDeadlineTimer &deadline);
     AtAnswer findModem(const QByteArray &command, const QDeadlineTimer &deadline);
     bool processInput(Expect expect);
-    bool takeAnswerLine(const QByteArray &line, Expect expect);
+    bool takeAnswerLine(const QByteArray &received, Expect expect);
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
     void drainIdle();

@@ -2,6 +2,7 @@
 
 #include "platform/modem/GsmIndianTables.h"
 
+#include <initializer_list>
 #include <string_view>
 
 namespace
@@ -27,8 +28,7 @@ struct Place {
     char16_t character;
 };
 
-template <std::size_t N>
-constexpr Table with(Table table, const Place (&places)[N])
+constexpr Table with(Table table, std::initializer_list<Place> places)
 {
     for (const Place &place : places)
         table.at(place.septet) = place.character;

@@ -3,6 +3,8 @@
 #include "platform/modem/AnswerFields.h"
 #include "platform/modem/AtChannel.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -31,11 +33,9 @@ SendOutcome modemRefused(const FinalResult &result)
 /// "+CMGS: <mr>[,...]": only a number is a message reference.
 bool hasMessageReference(const AtAnswer &answer)
 {
-    for (const AtLine &line : answer.lines) {
-        if (answerFields(line.text).first().number())
-            return true;
-    }
-    return false;
+    return std::any_of(answer.lines.cbegin(), answer.lines.cend(), [](const AtLine &line) {
+        return answerFields(line.text).first().number().has_value();
+    });
 }
 
 } // namespace

@@ -56,7 +56,8 @@ public:
     QString countryCode;
     bool isWanted = false; ///< the operator's open stands
     bool isLost = false;   ///< it stands, but the modem is gone
-    QString lostCause;     ///< why the last attempt to reopen failed
+    bool isRegistered = false;
+    QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;
     quint8 reference; ///< of concatenated messages; starts anywhere, so that a restart repeats none
 };
@@ -68,7 +69,9 @@ BringUpReport ModemControl::Private::connectDevice(std::chrono::milliseconds syn
         device = serialDevice(portNumber);
     if (device.isEmpty())
         return {ModemResult::NoSuchPort, false, u"端口 COM%1 不存在"_s.arg(portNumber)};
-    return link.open(device, serviceCentre, syncLimit);
+    BringUpReport report = link.open(device, serviceCentre, syncLimit);
+    isRegistered = report.isRegistered;
+    return report;
 }
 
 /// The modem is gone although it is wanted. The operator is told once.
@@ -107,7 +110,9 @@ bool ModemControl::Private::reopen()
 
 void ModemControl::Private::bringUpAgain()
 {
-    if (link.bringUpAgain().result == ModemResult::Ok)
+    const BringUpReport report = link.bringUpAgain();
+    isRegistered = report.isRegistered;
+    if (report.result == ModemResult::Ok)
         receiver.start();
     else
         noteLost();
@@ -176,6 +181,11 @@ void ModemControl::setTrace(ModemTrace trace)
 bool ModemControl::isPortOpen() const
 {
     return d->isWanted && d->link.isOpen();
+}
+
+bool ModemControl::isRegistered() const
+{
+    return isPortOpen() && d->isRegistered;
 }
 
 qint16 ModemControl::open()

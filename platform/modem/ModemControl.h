@@ -44,6 +44,9 @@ public:
 
     /// True from a successful open() to close(), except while the device is gone.
     [[nodiscard]] bool isPortOpen() const;
+    /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
+    /// open() or when the device came back. False while the port is closed.
+    [[nodiscard]] bool isRegistered() const;
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();

@@ -79,6 +79,13 @@ QString subjectOf(GMimeMessage *message)
     return message ? decodeHeaderText(rawHeader(GMIME_OBJECT(message), "Subject")) : QString();
 }
 
+/// Octets of the line end that closes a message. The one before a boundary belongs to the boundary (RFC 2046,
+/// 5.1.1); this one is treated alike.
+qsizetype closingLineEnd(QByteArrayView octets)
+{
+    return octets.endsWith("\r\n") ? 2 : octets.endsWith('\n') ? 1 : 0;
+}
+
 class PartCollector
 {
 public:
@@ -131,11 +138,9 @@ private:
     {
         auto *object = GMIME_OBJECT(part);
         QByteArray octets = decodedContent(part);
-        // The line end before a boundary belongs to the boundary (RFC 2046, 5.1.1); the one that ends the
-        // whole message is treated alike. Base64 encodes exactly what is meant.
-        if (!parent && g_mime_part_get_content_encoding(part) != GMIME_CONTENT_ENCODING_BASE64 &&
-            octets.endsWith('\n'))
-            octets.chop(octets.endsWith("\r\n") ? 2 : 1);
+        // Base64 encodes exactly what is meant.
+        if (!parent && g_mime_part_get_content_encoding(part) != GMIME_CONTENT_ENCODING_BASE64)
+            octets.chop(closingLineEnd(octets));
         QByteArray charset = charsetOf(object);
         m_bodyParent = parent;
         if (isText(object, "html")) {
@@ -181,6 +186,12 @@ QByteArray evidentBoundary(QByteArrayView body)
     return pattern.match(text).captured(1).trimmed().toLatin1();
 }
 
+/// A message whose structure cannot be read.
+MessageParts unstructured(QByteArrayView body)
+{
+    return {decodeText(body.chopped(closingLineEnd(body)), {}), {}, {}};
+}
+
 /// A multipart without parts: its boundary is missing or wrong.
 MessageParts collectBoundless(const std::shared_ptr<const MessageSource> &source)
 {
@@ -193,7 +204,7 @@ MessageParts collectBoundless(const std::shared_ptr<const MessageSource> &source
         if (root && GMIME_IS_MULTIPART(root) && g_mime_multipart_get_count(GMIME_MULTIPART(root)) > 0)
             return PartCollector(repaired).collect();
     }
-    return {decodeText(body, {}), {}, {}};
+    return unstructured(body);
 }
 } // namespace
 
@@ -241,7 +252,7 @@ MessageParts collectParts(const std::shared_ptr<const MessageSource> &source)
 {
     GMimeObject *root = source->structure();
     if (!root)
-        return {decodeText(source->rawBody(), {}), {}, {}};
+        return unstructured(source->rawBody());
     if (GMIME_IS_MULTIPART(root) && g_mime_multipart_get_count(GMIME_MULTIPART(root)) == 0)
         return collectBoundless(source);
     return PartCollector(source).collect();

@@ -5,7 +5,8 @@
 #include <memory>
 
 class MessageSource;
-using GMimeObject = struct _GMimeObject; // keeps the library's headers out of ours
+// The library's own name for it, which keeps its headers out of ours.
+using GMimeObject = struct _GMimeObject; // NOLINT(bugprone-reserved-identifier)
 
 /// One attachment of a message: any part with disposition attachment or a file name, any part that is not
 /// text (pictures inside HTML too), enclosed messages, and text parts that do not fit into the two bodies.

@@ -26,7 +26,7 @@ struct Pop3Limits {
     /// Commands, and octets of expected answers, that may be on their way at once (RFC 2449, 6.6). 64
     /// commands hide any round trip; the octets bound what must be read away when a retrieval is broken off.
     int windowCommands = 64;
-    qint64 windowOctets = 1024 * 1024;
+    qint64 windowOctets = 1024LL * 1024;
 
     /// A longer message is refused, that one only; the line is given up when it does not end by twice that.
     qint64 messageOctets = 256LL * 1024 * 1024;

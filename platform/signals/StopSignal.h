@@ -3,8 +3,8 @@
 #include <QObject>
 
 /// SIGINT and SIGTERM as a wish to end: received() comes from the event loop, and wasReceived() tells at any
-/// time, also in the middle of a pass that keeps the event loop waiting. Make it before any thread is
-/// started: the two signals are blocked from then on.
+/// time, also in the middle of a pass that keeps the event loop waiting. One at a time; without it the two
+/// signals end the program at once. Throws Fault when it cannot be set up.
 class StopSignal final : public QObject
 {
     Q_OBJECT
@@ -18,6 +18,5 @@ signals:
     void received();
 
 private:
-    int m_descriptor = -1;
     bool m_received = false;
 };

@@ -5,7 +5,10 @@
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
 
+#include <QScopeGuard>
 #include <QTest>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -133,6 +136,29 @@ private slots:
         QString told;
         QVERIFY(!check(told));
         QVERIFY2(told.contains(u"短信服务器正在运行"_s), qPrintable(told));
+    }
+
+    void noRightOnTheDevice()
+    {
+        const SimulatorProcess simulator;
+        set(u"COM3"_s, simulator.devicePath());
+        const QByteArray device = QFile::symLinkTarget(simulator.devicePath()).toLocal8Bit();
+        QCOMPARE(::chmod(device.constData(), 0), 0);
+        // The administrator may open anything: be somebody else for a while, whom the office belongs to.
+        const bool isAdministrator = ::getuid() == 0;
+        constexpr uid_t nobody = 65534;
+        if (isAdministrator) {
+            for (const QString &file : {u"."_s, u"settings.ini"_s, u"oa.db"_s})
+                QCOMPARE(::chown(qPrintable(m_office->path(file)), nobody, nobody), 0);
+            QCOMPARE(::setresuid(nobody, nobody, 0), 0);
+        }
+        const auto leave = qScopeGuard([isAdministrator] {
+            if (isAdministrator)
+                static_cast<void>(::setresuid(0, 0, 0));
+        });
+        QString told;
+        QVERIFY(!check(told));
+        QVERIFY2(told.contains(u"dialout"_s), qPrintable(told));
     }
 
     void nothingIsChanged()

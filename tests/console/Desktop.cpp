@@ -149,6 +149,11 @@ void Desktop::dragCorner(const QString &window, QPoint by) const
     xdotool({u"mouseup"_s, u"3"_s, u"keyup"_s, u"alt"_s});
 }
 
+void Desktop::minimise(const QString &window) const
+{
+    xdotool({u"windowminimize"_s, window});
+}
+
 void Desktop::askForSize(const QString &window, QSize size) const
 {
     xdotool({u"windowsize"_s, window, QString::number(size.width()), QString::number(size.height())});

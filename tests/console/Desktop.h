@@ -36,6 +36,7 @@ public:
     void doubleClick(const QString &window, QPoint position) const;
     /// Resizes the window with the mouse as a person does, its lower right corner moved by so much.
     void dragCorner(const QString &window, QPoint by) const;
+    void minimise(const QString &window) const;
     void askForSize(const QString &window, QSize size) const;
     /// Keys by their X names, one after the other, for example "Tab", "alt+F4".
     void press(const QStringList &keys) const;

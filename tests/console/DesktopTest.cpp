@@ -177,6 +177,23 @@ private slots:
                                  patience);
     }
 
+    void aMinimisedWindowStaysSoUntilAskedForByASecondStart()
+    {
+        m_server = start();
+        waitForMain();
+        m_desktop->minimise(main());
+        QTRY_VERIFY_WITH_TIMEOUT(main().isEmpty(), patience);
+        m_desktop->click(m_desktop->notificationArea(), trayIcon);
+        // Once the menu is there the press before it has been dealt with.
+        m_desktop->click(m_desktop->notificationArea(), trayIcon, Desktop::Right);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_desktop->window(u"系统菜单"_s).isEmpty(), patience);
+        QVERIFY(main().isEmpty());
+        m_desktop->press({u"Escape"_s});
+        const auto second = start();
+        QVERIFY(second->waitForFinished(patience));
+        waitForMain();
+    }
+
     void aSecondStartBringsTheHiddenWindowUp()
     {
         m_server = start({u"--hidden"_s});
@@ -189,7 +206,7 @@ private slots:
         QCOMPARE(m_server->state(), QProcess::Running);
     }
 
-    void theScreenFollowsALongPass()
+    void theScreenFollowsALongPassAndTheStopSignalEndsIt()
     {
         const SimulatorProcess modem({u"--latency"_s, u"700"_s});
         m_office->registry.write(Settings::comDevicePath(3), modem.devicePath());
@@ -205,6 +222,15 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(modem.sent().size() >= 4, patience);
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop->picture(main()) != before, patience);
         QVERIFY(modem.sent().size() < 20); // still the same pass
+
+        // The windowing system's threads do not keep the stop signal from finishing the message in hand.
+        m_server->terminate();
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->state(), QProcess::NotRunning, patience);
+        QCOMPARE(m_server->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_server->exitCode(), 0);
+        QVERIFY(log().endsWith(u"释放 COM3端口成功！\n"_s));
+        QCOMPARE(m_office->rows(u"select count(*) from SMS_Queues where MsgStatus='8'"_s),
+                 QStringList{QString::number(modem.sent().size())});
     }
 };
 

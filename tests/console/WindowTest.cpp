@@ -1,6 +1,8 @@
 #include "console/Twips.h"
+#include "console/frmParm.h"
 #include "tests/console/ConsoleFixture.h"
 
+#include <QAccessible>
 #include <QDesktopServices>
 #include <QScrollBar>
 #include <QTest>
@@ -36,19 +38,6 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&m_console->window));
     }
     void cleanup() { m_console.reset(); }
-
-    void designedRectangles_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QRect>("rectangle");
-        QTest::newRow("about area") << u"Frame1"_s << rectFromTwips(15, 60, 7605, 960);
-        QTest::newRow("link") << u"lblUrl"_s << rectFromTwips(5280, 660, 2220, 195);
-    }
-    void designedRectangles()
-    {
-        QFETCH(QString, name);
-        QTEST(m_console->window.findChild<QWidget *>(name)->geometry(), "rectangle");
-    }
 
     void noTextIsCut()
     {
@@ -95,6 +84,41 @@ private slots:
              {OperatorConsole::ToSend, OperatorConsole::Succeeded, OperatorConsole::Failed})
             QCOMPARE(window.panelText(panel), u"0"_s);
         QCOMPARE(window.panelText(OperatorConsole::Time), u"2006-03-05 07:08:09"_s);
+    }
+
+    void restoringLaysOutAgain()
+    {
+        auto &window = m_console->window;
+        window.showMinimized();
+        window.setPanelText(OperatorConsole::Failed, u"7"_s);
+        window.resize(window.size() + QSize(1, 1)); // minimised it does nothing
+        QCOMPARE(window.panelText(OperatorConsole::Failed), u"7"_s);
+        window.showNormal();
+        QTRY_COMPARE(window.panelText(OperatorConsole::Failed), u"0"_s);
+    }
+
+    void everyControlHasANameForAScreenReader()
+    {
+        WindowMessageBoxes boxes;
+        frmParm dialog(m_console->office.session, m_console->office.registry, boxes, &m_console->window);
+        for (QWidget *window :
+             {static_cast<QWidget *>(&m_console->window), static_cast<QWidget *>(&dialog)}) {
+            const auto widgets = window->findChildren<QWidget *>();
+            for (QWidget *widget : widgets) {
+                const bool isReached =
+                    widget->window() == window && (widget->focusPolicy() & Qt::TabFocus) != 0;
+                QVERIFY2(
+                    !isReached ||
+                        !QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name).isEmpty(),
+                    qPrintable(widget->objectName()));
+            }
+        }
+    }
+
+    void enterPressesTheFocusedButton()
+    {
+        QTest::keyClick(m_console->child<QPushButton>("btnOp"), Qt::Key_Return);
+        QVERIFY(!m_console->boxes.shown.isEmpty()); // it asks for the missing settings
     }
 
     void theClockTicksEverySecondAlsoWhileStopped()
@@ -182,6 +206,16 @@ private slots:
         log->verticalScrollBar()->setValue(0);
         log->prependLine(u"newer"_s);
         QCOMPARE(log->firstVisibleLine(), u"newer"_s);
+
+        // A line that is too long can be scrolled to its end, whatever width the window had before.
+        QCOMPARE(log->horizontalScrollBar()->maximum(), 0);
+        log->prependLine(QString(200, u'x'));
+        const auto reach = [log] { return log->horizontalScrollBar()->maximum() + log->viewport()->width(); };
+        const int longest = reach();
+        m_console->window.resize(m_console->window.size() + QSize(100, 0));
+        QCOMPARE(reach(), longest);
+        QVERIFY(longest > log->viewport()->width());
+        log->prependLine(u"newer"_s);
 
         // A selection survives new lines.
         log->moveCursor(QTextCursor::Start);

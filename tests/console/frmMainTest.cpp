@@ -1,10 +1,7 @@
 #include "tests/console/ConsoleFixture.h"
 #include "tests/support/SimulatorProcess.h"
 
-#include <QCloseEvent>
-#include <QMessageBox>
 #include <QTest>
-#include <chrono>
 
 using namespace Qt::StringLiterals;
 
@@ -165,21 +162,6 @@ private slots:
         QCOMPARE(m_console->endings, 1);
     }
 
-    void aWaitingRowReachesTheModemAndTheCountersWhileTheWindowIsHidden()
-    {
-        const SimulatorProcess modem;
-        startOn(modem, u"1"_s);
-        m_console->office.oa(
-            u"insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount) "
-            "values (-1, '', '13800000001', '你好', '0', 0)"_s);
-        m_console->window.close();
-        QVERIFY(!m_console->window.isVisible());
-        QTRY_COMPARE(m_console->office.rows(u"select ToMB, IsSuccess from SMS_ResultDetail"_s),
-                     QStringList{u"13800000001|1"_s});
-        QCOMPARE(m_console->panel(OperatorConsole::Succeeded), u"1"_s);
-        QCOMPARE(modem.sent().size(), 1);
-    }
-
     void stopMenuItem_data()
     {
         QTest::addColumn<bool>("running");
@@ -197,20 +179,6 @@ private slots:
         QCOMPARE(m_console->endings, running ? 0 : 1);
     }
 
-    void closingHidesTheWindowAndGoesOn()
-    {
-        QVERIFY(!m_console->window.close());
-        QVERIFY(!m_console->window.isVisible());
-        QCOMPARE(m_console->endings, 0);
-        m_console->window.m_log_Click();
-        QVERIFY(m_console->window.isVisible());
-        m_console->window.showMinimized();
-        m_console->window.m_log_Click();
-        QVERIFY(m_console->window.isMinimized());
-        m_console->window.bringToFront();
-        QVERIFY(!m_console->window.isMinimized());
-    }
-
     void logLinesAreOneLineEachNewestFirst()
     {
         m_console->window.addLogLine(u"先"_s);
@@ -218,35 +186,6 @@ private slots:
         QCOMPARE(m_console->child<LogBox>("SMSLog")->toPlainText(),
                  u"2006-03-05 07:08:09 后  两 行 \n2006-03-05 07:08:09 先\n"_s);
         m_console->log.clear();
-    }
-
-    void theRealBoxesHaveTheirTitleIconAndButtons_data()
-    {
-        QTest::addColumn<bool>("question");
-        QTest::newRow("notice") << false;
-        QTest::newRow("question") << true;
-    }
-    void theRealBoxesHaveTheirTitleIconAndButtons()
-    {
-        QFETCH(bool, question);
-        WindowMessageBoxes boxes;
-        bool looked = false;
-        QTimer::singleShot(0, this, [&] {
-            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-            QVERIFY(box != nullptr);
-            const auto leave = qScopeGuard([box] { QTest::keyClick(box, Qt::Key_Return); });
-            QCOMPARE(box->windowTitle(), u"系统提示"_s);
-            QCOMPARE(box->text(), u"<b>文字</b>"_s);
-            QCOMPARE(box->textFormat(), Qt::PlainText);
-            QCOMPARE(box->icon(), question ? QMessageBox::Question : QMessageBox::Information);
-            QCOMPARE(box->buttons().size(), question ? 2 : 1);
-            looked = true;
-        });
-        if (question)
-            QVERIFY(!boxes.confirm(u"<b>文字</b>"_s)); // Enter takes the default, Cancel
-        else
-            boxes.inform(u"<b>文字</b>"_s);
-        QVERIFY(looked);
     }
 };
 

@@ -68,5 +68,5 @@ void OfficeAtWork::alert()
 
 void OfficeAtWork::collect()
 {
-    guard.runPass(u"收取外部邮件"_s, [this] { m_mailboxes.pass(); });
+    guard.runPass(u"外部邮件收取"_s, [this] { m_pop3PollingDriver.pass(); });
 }

@@ -56,6 +56,6 @@ private:
     QueueSender m_sender{session, console, faults, modem};
     ResultArchiver m_archiver{session, console, faults, clock};
     NewMailAlerts m_alerts{session, console, faults};
-    Pop3PollingDriver m_mailboxes{session, m_registry, console, {}};
+    Pop3PollingDriver m_pop3PollingDriver{session, m_registry, console, {}};
     InboundMessageHandler m_inbound{session, console, faults, guard, modem};
 };

@@ -234,7 +234,7 @@ mail("bare-line-feeds", (head(more=multipart(b"mixed", b"m", plain(b"gbk") + "�
      raw=True, contentType="multipart/mixed", body="一\n二", attachments=[("b.zip", "application/zip", ZIP)])
 mail("nul-octets", head(b"a\0b", more=plain(b"gbk")) + b"c\0d\n", subject="a b", body="c\ufffdd")
 mail("boundary-never-occurs", head(more=b"Content-Type: multipart/mixed; boundary=gone\n\njust text\n--other\nmore\n"),
-     contentType="multipart/mixed", body="just text\r\n--other\r\nmore\r\n")
+     contentType="multipart/mixed", body="just text\r\n--other\r\nmore")
 mail("boundary-not-declared", head(more=b"Content-Type: multipart/mixed\n\npreamble\n--real\n" + plain(b"gbk") + "正文".encode("gbk") +
                                    b"\n--real\n" + attachment(b"Content-Type: application/zip; name=b.zip\n", ZIP) + b"\n--real--\n"),
      contentType="multipart/mixed", body="正文", attachments=[("b.zip", "application/zip", ZIP)])
@@ -247,7 +247,7 @@ mail("base64-label-on-text", head(more=plain(b"gbk", b"base64")) + "这不是编
 mail("broken-quoted-printable", head(more=plain(b"utf-8", b"quoted-printable")) + b"a=ZZ=4\n=E4=BD=A0 100=\n", body="a=ZZ=4\r\n你 100")
 mail("unknown-transfer-encoding", head(more=plain(b"gbk", b"x-zip")) + "原样\n".encode("gbk"), body="原样")
 mail("headerless", b"no header at all\nsecond line\n", subject="", fromName="", sender="", date="", recipients=[],
-     body="no header at all\r\nsecond line\r\n")
+     body="no header at all\r\nsecond line")
 mail("empty", b"", subject="", fromName="", sender="", date="", recipients=[])
 mail("blank-lines-in-front", b"\n\n" + head(more=plain(b"gbk")) + "正文\n".encode("gbk"), body="正文")
 mail("mbox-separator-in-front", b"From zhang@example.com Tue Mar  5 10:04:06 2024\n" + head(more=plain(b"gbk")) + b"x\n", body="x")
