@@ -293,7 +293,8 @@ private slots:
         // Three seconds for a busy machine.
         for (const qint64 milliseconds : qAsConst(ticks))
             QVERIFY2(milliseconds < (2 + 2 + 3) * 1000, qPrintable(QString::number(milliseconds)));
-        QTRY_COMPARE((tick(), office.simulator.sent().size()), 1);
+        QTRY_COMPARE((tick(), office.rows(u"SMS_ResultDetail"_s, u"ToMB"_s)), QStringList(u"1001"_s));
+        QCOMPARE(office.simulator.sent().size(), 1);
         const QStringList log = office.console.takeLog();
         QVERIFY2(log.size() == 2 && log[0].startsWith(u"数据库连接失败"_s) && log[1] == u"数据库连接恢复正常",
                  qPrintable(log.join(u'\n')));
