@@ -31,7 +31,7 @@ private:
     Pop3Observer &m_observer;
     CURL *m_attempt = nullptr; // the handle that curl_easy_perform runs on
     QElapsedTimer m_clock;
-    QByteArray m_pendingLine[2]; // lines that curl showed without their end so far, per direction
+    std::array<QByteArray, 2> m_pendingLine; // lines that curl showed without their end so far, per direction
     bool m_connectTimedOut = false;
     bool m_stopped = false;
 

@@ -9,7 +9,7 @@ using std::chrono::milliseconds;
 
 namespace
 {
-constexpr qsizetype receiveChunk = 128 * 1024;
+constexpr qsizetype receiveChunk = 128LL * 1024;
 constexpr milliseconds pollSlice(200); // how soon a limit or a stop request is noticed
 } // namespace
 
