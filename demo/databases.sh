@@ -63,10 +63,10 @@ create database if not exists oa character set utf8mb4;
 create user if not exists '$database_user'@'127.0.0.1' identified by '$database_password';
 grant all on oa.* to '$database_user'@'127.0.0.1';
 EOT
-    as_account mariadb-install-db --no-defaults --datadir="$data" --skip-test-db \
+    as_account mariadb-install-db --no-defaults --datadir="$data" --tmpdir="$scratch" --skip-test-db \
         --auth-root-authentication-method=normal >database.log 2>&1
     database_stop_signal=TERM
-    launch_database /usr/sbin/mariadbd --no-defaults --datadir="$data" --port="$port" \
+    launch_database /usr/sbin/mariadbd --no-defaults --datadir="$data" --tmpdir="$scratch" --port="$port" \
         --bind-address=127.0.0.1 --skip-name-resolve --socket=socket --pid-file=pid --init-file="$data/../begin.sql"
     export MYSQL_PWD=$database_password
     client=(mariadb --no-defaults --protocol=tcp -h 127.0.0.1 -P "$port" -u "$database_user"
@@ -78,8 +78,10 @@ EOT
     connect_string+=";User ID=$database_user;Password=$database_password"
 }
 
-# Sets data, port and as_account, the command that runs another under the server's account. Database servers refuse to run as root: they get the account of their package,
-# and a folder elsewhere when that account cannot come to this one.
+# Sets data, scratch, port and as_account, the command that runs another under the server's account. Database
+# servers refuse to run as root: they get the account of their package, and a folder elsewhere when that account
+# cannot come to this one. scratch is for temporary files: a MariaDB that starts removes those of others in the
+# common folder.
 make_data_folder() {
     local parent=$PWD/database
     as_account=(env)
@@ -91,10 +93,11 @@ make_data_folder() {
         fi
     fi
     data=$parent/data
-    mkdir -p "$data"
+    scratch=$parent/scratch
+    mkdir -p "$data" "$scratch"
     if [ "$(id -u)" -eq 0 ]; then
         chmod 755 "$parent"
-        chown "$1" "$data"
+        chown "$1" "$data" "$scratch"
     fi
     port=$(free_port)
 }

@@ -81,11 +81,12 @@ PrivateDatabaseServer::~PrivateDatabaseServer()
 
 void PrivateDatabaseServer::makeData()
 {
-    QDir().mkpath(dataFolder());
-    if (const passwd *account = accountOf(m_system);
-        account &&
-        ::chown(QFile::encodeName(dataFolder()).constData(), account->pw_uid, account->pw_gid) != 0)
-        throw Fault(u"cannot hand over %1"_s.arg(dataFolder()));
+    const passwd *account = accountOf(m_system);
+    for (const QString &folder : {dataFolder(), scratchFolder()}) {
+        QDir().mkpath(folder);
+        if (account && ::chown(QFile::encodeName(folder).constData(), account->pw_uid, account->pw_gid) != 0)
+            throw Fault(u"cannot hand over %1"_s.arg(folder));
+    }
     const QString secret = m_folder.filePath(u"secret"_s);
     if (m_system == System::PostgreSql) {
         writeFile(secret, password() + u'\n');
@@ -93,13 +94,13 @@ void PrivateDatabaseServer::makeData()
                  {u"-D"_s, dataFolder(), u"-U"_s, user(), u"-A"_s, u"scram-sha-256"_s, u"--pwfile"_s, secret,
                   u"-E"_s, u"UTF8"_s, u"--locale=C.UTF-8"_s, u"--no-sync"_s});
     } else {
-        writeFile(secret,
-                  u"create user if not exists '%1'@'%' identified by '%2';\n"
-                  "grant all on *.* to '%1'@'%' with grant option;\n"_s.arg(user(), password().replace(u'\'', "''"_L1)));
+        writeFile(secret, u"create user if not exists '%1'@'%' identified by '%2';\n"
+                          "grant all on *.* to '%1'@'%' with grant option;\n"_s.arg(
+                              user(), password().replace(u'\'', "''"_L1)));
         runToEnd(program(u"mariadb-install-db"_s),
-                 {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--skip-test-db"_s,
-                  u"--auth-root-authentication-method=normal"_s, u"--innodb-flush-method=nosync"_s,
-                  u"--debug-no-sync"_s});
+                 {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--tmpdir="_s + scratchFolder(),
+                  u"--skip-test-db"_s, u"--auth-root-authentication-method=normal"_s,
+                  u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s});
     }
 }
 
@@ -113,10 +114,10 @@ void PrivateDatabaseServer::start(const QString &address)
                 u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s});
     else
         launch(m_process, program(u"mariadbd"_s),
-               {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--port="_s + QString::number(m_port),
-                u"--bind-address="_s + address, u"--socket="_s + dataFolder() + u"/socket"_s,
-                u"--pid-file="_s + dataFolder() + u"/pid"_s, u"--skip-name-resolve"_s,
-                u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s,
+               {u"--no-defaults"_s, u"--datadir="_s + dataFolder(), u"--tmpdir="_s + scratchFolder(),
+                u"--port="_s + QString::number(m_port), u"--bind-address="_s + address,
+                u"--socket="_s + dataFolder() + u"/socket"_s, u"--pid-file="_s + dataFolder() + u"/pid"_s,
+                u"--skip-name-resolve"_s, u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s,
                 u"--init-file="_s + m_folder.filePath(u"secret"_s)});
     QString lastFault;
     const auto answers = [this, &lastFault] {
@@ -230,6 +231,11 @@ QString PrivateDatabaseServer::program(const QString &name) const
 QString PrivateDatabaseServer::dataFolder() const
 {
     return m_folder.filePath(u"data"_s);
+}
+
+QString PrivateDatabaseServer::scratchFolder() const
+{
+    return m_folder.filePath(u"scratch"_s);
 }
 
 void PrivateDatabaseServer::signalAll(int signal) const

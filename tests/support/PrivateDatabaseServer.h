@@ -45,6 +45,8 @@ private:
     void runToEnd(const QString &program, const QStringList &arguments) const;
     [[nodiscard]] QString program(const QString &name) const;
     [[nodiscard]] QString dataFolder() const;
+    /// For temporary files: a MariaDB that starts removes those that others have in the common folder.
+    [[nodiscard]] QString scratchFolder() const;
     void signalAll(int signal) const;
 
     System m_system;
