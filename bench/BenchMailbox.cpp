@@ -77,12 +77,15 @@ double bareCommitSeconds(const QString &file)
     database.setDatabaseName(file);
     require(database.open(), "the database does not open");
     QSqlQuery insert(database);
-    insert.prepare(
-        u"insert into VO_Email (EmailSubject, EmailContent, MSGID, EOAID) values ('s', ?, 'm', 0)"_s);
-    const QString content(3500, u'a');
+    insert.prepare(u"insert into VO_Email (EmailSubject, EmailContent, EmailFromName, EmailFrom, ImpDegree,"
+                   " EmailStatus, EmailDate, EmailTo, EmailToDis, EmailCC, MSGID, EOAID, EmailSource)"
+                   " values ('测试 1', ?, '张三', 'a@example.com', 3, '1', '2026-01-05 10:20:30',"
+                   " '*user12-0-0-0*', 'b@example.com', '', ?, 1, '2')"_s);
+    const QString content = u"<pre>"_s + QString(3500, u'a') + u"</pre><br>"_s;
     return secondsOf([&] {
         for (int i = 0; i < newMessages; ++i) {
             insert.addBindValue(content);
+            insert.addBindValue(u"%1"_s.arg(i, 16, 16, QChar(u'0')));
             require(insert.exec(), "the insert fails");
         }
     });

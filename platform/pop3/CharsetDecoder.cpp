@@ -2,10 +2,12 @@
 
 #include "platform/pop3/Utf8Check.h"
 #include <QByteArray>
+#include <QHash>
 #include <algorithm>
 #include <cerrno>
 #include <glib.h>
 #include <limits>
+#include <optional>
 
 namespace
 {
@@ -77,11 +79,52 @@ QByteArray canonicalCharset(QByteArrayView label)
     return name;
 }
 
+/// Open converters to UTF-16 by charset. Closing the last one of a charset unloads its tables, and loading
+/// them costs more than a usual message.
+class Converters
+{
+public:
+    Converters() = default;
+    ~Converters() { closeAll(); }
+    Converters(const Converters &) = delete;
+    Converters &operator=(const Converters &) = delete;
+
+    /// In its initial state; nothing for a charset that iconv does not know.
+    std::optional<GIConv> from(const QByteArray &charset)
+    {
+        if (const auto known = m_open.constFind(charset); known != m_open.cend()) {
+            g_iconv(*known, nullptr, nullptr, nullptr, nullptr);
+            return *known;
+        }
+        const GIConv converter = g_iconv_open(nativeUtf16, charset.constData());
+        if (converter == reinterpret_cast<GIConv>(-1)) // NOLINT(performance-no-int-to-ptr) its error value
+            return std::nullopt;
+        if (m_open.size() >= maximumOpen)
+            closeAll();
+        m_open.insert(charset, converter);
+        return converter;
+    }
+
+private:
+    static constexpr qsizetype maximumOpen = 32;
+
+    void closeAll()
+    {
+        for (const GIConv converter : std::as_const(m_open))
+            g_iconv_close(converter);
+        m_open.clear();
+    }
+
+    QHash<QByteArray, GIConv> m_open;
+};
+
 Decoded decodeIconv(QByteArrayView octets, const QByteArray &charset)
 {
-    const GIConv converter = g_iconv_open(nativeUtf16, charset.constData());
-    if (converter == reinterpret_cast<GIConv>(-1)) // NOLINT(performance-no-int-to-ptr) its own error value
+    static Converters converters;
+    const auto open = converters.from(charset);
+    if (!open)
         return {{}, undecodable};
+    const GIConv converter = *open;
     Decoded result;
     // No charset needs more UTF-16 units than octets, but for a few single marks; the loop grows then.
     QString &text = result.text;
@@ -113,7 +156,6 @@ Decoded decodeIconv(QByteArrayView octets, const QByteArray &charset)
     const gsize room = outLeft;
     if (g_iconv(converter, nullptr, nullptr, &out, &outLeft) != static_cast<gsize>(-1))
         units += static_cast<qsizetype>((room - outLeft) / sizeof(QChar));
-    g_iconv_close(converter);
     text.truncate(units);
     return result;
 }
