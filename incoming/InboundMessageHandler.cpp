@@ -51,6 +51,7 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
             store(message);
         return MessageFate::Handled;
     } catch (const DatabaseFault &fault) {
+        m_mayBeStored = m_mayBeStored || fault.kind() == DatabaseFault::Kind::Lost;
         if (!fault.concernsOneRow())
             throw;
         m_faults.rowSetAside(u"%1 于 %2 发来的短信"_s.arg(message.sender, message.receiveTime),
@@ -61,6 +62,29 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
 
 void InboundMessageHandler::store(const ReceivedMessage &message)
 {
+    // A database that carried the insert out and was lost before it could say so.
+    if (!m_mayBeStored || !isStored(message))
+        insert(message);
+    m_mayBeStored = false;
+    m_console.addLogLine(u"手机："_s + replyAddress(message.sender) + u"发来短信,时间:"_s +
+                         message.receiveTime);
+}
+
+bool InboundMessageHandler::isStored(const ReceivedMessage &message)
+{
+    // Some databases compare no long texts.
+    Recordset stored(m_session.Conn());
+    stored.open(u"select MsgContent from SMS_SIMReceive where FromMB=? and JieSHouDT=?"_s,
+                {message.sender, message.receiveTime});
+    for (; !stored.atEnd(); stored.moveNext()) {
+        if (stored.text("MsgContent"_L1) == message.text)
+            return true;
+    }
+    return false;
+}
+
+void InboundMessageHandler::insert(const ReceivedMessage &message)
+{
     Recordset received(m_session.Conn());
     received.openForAppend(u"SMS_SIMReceive"_s);
     received.addNew();
@@ -68,6 +92,4 @@ void InboundMessageHandler::store(const ReceivedMessage &message)
     received.set("JieSHouDT"_L1, message.receiveTime);
     received.set("MsgContent"_L1, message.text);
     received.update();
-    m_console.addLogLine(u"手机："_s + replyAddress(message.sender) + u"发来短信,时间:"_s +
-                         message.receiveTime);
 }

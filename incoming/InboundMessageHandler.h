@@ -31,12 +31,15 @@ public:
 private:
     [[nodiscard]] MessageFate deliver(const ReceivedMessage &message);
     void store(const ReceivedMessage &message);
+    void insert(const ReceivedMessage &message);
+    [[nodiscard]] bool isStored(const ReceivedMessage &message);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
     TaskGuard &m_guard;
     ModemControl &m_modem;
+    bool m_mayBeStored = false; // the connection was lost over the message that comes again now
 };
 
 /// Where answers to a sender go: its number without one leading "+" and then without a leading "86".

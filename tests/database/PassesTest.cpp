@@ -265,6 +265,29 @@ private slots:
         QCOMPARE(log.filter(u"无法处理"_s).size(), 3);
     }
 
+    void messageStoredJustBeforeALossIsNotStoredAgain()
+    {
+        OfficeAtWork office(m_servers, DatabaseRoute::PostgreSql, SchemaKind::Sample);
+        office.database.oa(u"create function hang_up() returns trigger language plpgsql as"
+                           " 'begin perform pg_terminate_backend(pg_backend_pid()); return new; end'"_s);
+        office.database.oa(u"create trigger hang_up before insert on SMS_SIMReceive"
+                           " for each row execute function hang_up()"_s);
+        InboundMessageHandler handler(office.session, office.console, office.faults, office.guard,
+                                      office.modem);
+        const ReceivedMessage message{u"10086"_s, u"It's 会议"_s, u"2006-03-05 06:00:00"_s};
+        QCOMPARE(handler.handle(0, message), MessageFate::Wait);
+        office.database.oa(u"drop trigger hang_up on SMS_SIMReceive"_s);
+        // As the server would have it, had it been lost between the commit and its answer.
+        office.add(u"SMS_SIMReceive"_s, u"FromMB, JieSHouDT, MsgContent"_s,
+                   {message.sender, message.receiveTime, message.text});
+        QVERIFY(QTest::qWaitFor([&] { return handler.handle(0, message) == MessageFate::Handled; }));
+        QCOMPARE(office.rows(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 1);
+        // From then on the same text in the same second is another message.
+        QCOMPARE(handler.handle(0, message), MessageFate::Handled);
+        QCOMPARE(office.rows(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 2);
+        QCOMPARE(office.console.takeLog().size(), 4); // lost, back, two messages
+    }
+
     void stoppedServerBlocksNoTickForLonger_data() { addServerRoutes(); }
     void stoppedServerBlocksNoTickForLonger()
     {
