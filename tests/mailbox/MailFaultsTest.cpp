@@ -96,6 +96,27 @@ private slots:
         QTEST(hanging.connections(), "connections");
     }
 
+    void brokenServersBetweenGoodOnes()
+    {
+        const ScriptedPop3Server good({.messages = messages(1)});
+        ScriptedPop3Server::Script broken;
+        broken.messages = messages(2);
+        broken.hangsAt = "RETR";
+        const ScriptedPop3Server hanging(broken);
+        broken.hangsAt = {};
+        broken.cutAfterOctets = 250; // in the middle of the first message
+        const ScriptedPop3Server cutting(broken);
+        m_office->pop3.limits.stall = std::chrono::milliseconds(300);
+        account(good, 0, 1);
+        account(hanging, 0, 2);
+        account(cutting, 0, 3);
+        account(good, 0, 4);
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"EOAID"_s), (QStringList{u"1"_s, u"4"_s}));
+        QCOMPARE(m_office->notes.size(), 2);
+        QVERIFY(hanging.deleted().isEmpty() && cutting.deleted().isEmpty());
+    }
+
     void refusedMessageAndMissingIdAreLeft()
     {
         ScriptedPop3Server::Script script;
