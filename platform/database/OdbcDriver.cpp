@@ -1,6 +1,5 @@
 #include "platform/database/OdbcDriver.h"
 
-#include "platform/database/BoundValue.h"
 #include "platform/database/OdbcStatement.h"
 #include "platform/database/OpenSockets.h"
 #include "platform/database/StatementLimit.h"
@@ -83,17 +82,7 @@ void OdbcDriver::recogniseServer()
 void OdbcDriver::setUpSession()
 {
     const QString version = information(SQL_DBMS_NAME) + u' ' + information(SQL_DBMS_VER);
-    const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
-        m_dialect->writingProbe();
-    for (const QString &statement : setup) {
-        try {
-            runPlain(statement);
-        } catch (const DatabaseFault &fault) {
-            if (fault.kind() != DatabaseFault::Kind::Refused)
-                throw;
-        }
-    }
+    m_dialect->setUpSession(version, m_target.limits, [this](const QString &sql) { runPlain(sql); });
     if (const QString query = m_dialect->payloadLimitQuery(); !query.isEmpty()) {
         OdbcStatement statement(*this, query, query);
         statement.execute({});

@@ -111,17 +111,7 @@ void QtSqlServerDriver::open()
                             u"无法连接数据库服务器 %1：%2"_s.arg(m_target.host, causeOf(db.lastError())));
     m_guard.setSockets({socket(db)});
     const QString version = plainValue(u"select version()"_s).toString();
-    const QStringList setup =
-        m_dialect->sessionSetup({version, localZoneName(), localZoneOffset(), m_target.limits}) +
-        m_dialect->writingProbe();
-    for (const QString &statement : setup) {
-        try {
-            runPlain(statement);
-        } catch (const DatabaseFault &fault) {
-            if (fault.kind() != DatabaseFault::Kind::Refused)
-                throw;
-        }
-    }
+    m_dialect->setUpSession(version, m_target.limits, [this](const QString &sql) { runPlain(sql); });
     if (const QString query = m_dialect->payloadLimitQuery(); !query.isEmpty())
         m_maximumPayload = plainValue(query).toLongLong() - packetOverheadOctets;
     checkSession();

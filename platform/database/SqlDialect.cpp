@@ -1,6 +1,23 @@
 #include "platform/database/SqlDialect.h"
 
+#include "platform/database/BoundValue.h"
+
 using namespace Qt::StringLiterals;
+
+void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limits,
+                              const std::function<void(const QString &sql)> &run) const
+{
+    const QStringList statements =
+        sessionSetup({version, localZoneName(), localZoneOffset(), limits}) + writingProbe();
+    for (const QString &statement : statements) {
+        try {
+            run(statement);
+        } catch (const DatabaseFault &fault) {
+            if (fault.kind() != DatabaseFault::Kind::Refused)
+                throw;
+        }
+    }
+}
 
 QString SqlDialect::savepoint(const QString &name) const
 {

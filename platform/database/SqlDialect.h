@@ -4,6 +4,7 @@
 #include "platform/database/DatabaseLimits.h"
 
 #include <QStringList>
+#include <functional>
 #include <memory>
 
 /// What a database system calls an error: SQLSTATE, its own number, or both.
@@ -35,6 +36,10 @@ public:
     /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
     /// has become a standby. Without it the connection would be opened and found useless in every tick.
     [[nodiscard]] virtual QStringList writingProbe() const { return {}; }
+
+    /// Runs the set-up and the probe. run: executes one statement. Throws what it throws, refusals apart.
+    void setUpSession(const QString &version, const DatabaseLimits &limits,
+                      const std::function<void(const QString &sql)> &run) const;
 
     [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
     [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
