@@ -1,9 +1,9 @@
 #include "alerts/NewMail.h"
 
 #include "alerts/Watermarks.h"
-#include "incoming/SubscriptionTest.h"
+#include "database/Recordset.h"
+#include "incoming/Subscription.h"
 #include "outgoing/MessagePieces.h"
-#include "platform/database/Recordset.h"
 
 using namespace Qt::StringLiterals;
 

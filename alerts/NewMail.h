@@ -2,8 +2,8 @@
 
 #include "alerts/MailKind.h"
 #include "alerts/RecipientIndex.h"
+#include "database/Connection.h"
 #include "foundation/FaultLog.h"
-#include "platform/database/Connection.h"
 
 #include <vector>
 

@@ -2,9 +2,9 @@
 
 #include "alerts/AlertText.h"
 #include "alerts/Watermarks.h"
+#include "database/Transaction.h"
 #include "foundation/UserDirectory.h"
 #include "outgoing/MessageEnqueue.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 

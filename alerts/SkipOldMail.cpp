@@ -1,8 +1,8 @@
 #include "alerts/SkipOldMail.h"
 
 #include "alerts/Watermarks.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 
 #include <QSet>
 

@@ -1,6 +1,6 @@
 #include "alerts/Watermarks.h"
 
-#include "platform/database/Recordset.h"
+#include "database/Recordset.h"
 
 using namespace Qt::StringLiterals;
 

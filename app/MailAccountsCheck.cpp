@@ -2,7 +2,7 @@
 #include "foundation/DatabaseSession.h"
 #include "mailbox/MailAccount.h"
 #include "mailbox/Pop3PollingDriver.h"
-#include "platform/pop3/Pop3Client.h"
+#include "pop3/Pop3Client.h"
 
 using namespace Qt::StringLiterals;
 

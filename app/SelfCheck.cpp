@@ -1,10 +1,10 @@
 #include "app/SelfCheck.h"
 
 #include "app/OfficeTables.h"
-#include "console/ServiceStart.h"
+#include "console/service/ServiceStart.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/Settings.h"
-#include "platform/modem/ModemControl.h"
+#include "modem/ModemControl.h"
 
 #include <QRegularExpression>
 #include <QScopeGuard>

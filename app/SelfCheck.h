@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/ServerParts.h"
+#include "console/service/ServerParts.h"
 
 #include <QStringList>
 #include <functional>

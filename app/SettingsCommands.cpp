@@ -1,7 +1,7 @@
 #include "app/SettingsCommands.h"
 
+#include "database/ConnectionString.h"
 #include "foundation/Settings.h"
-#include "platform/database/ConnectionString.h"
 
 void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {

@@ -7,7 +7,7 @@
 #include "app/Trace.h"
 #include "console/frmMain.h"
 #include "foundation/Settings.h"
-#include "platform/modem/ModemControl.h"
+#include "modem/ModemControl.h"
 #include "platform/registry/FileRegistry.h"
 #include "platform/signals/StopSignal.h"
 

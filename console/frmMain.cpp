@@ -51,7 +51,6 @@ frmMain::frmMain(const ServerParts &parts) : m_parts(parts)
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
     connect(&m_parts.modem, &ModemControl::notice, this,
             [this](const QString &text) { m_startLog.addLogLine(text); });
-    connect(&m_parts.modem, &ModemControl::messageArrived, this, [this] { m_inbound.messageArrived(); });
     setPanelText(Status, u"等待..."_s);
     tDisTime_Timer();
 }
@@ -109,7 +108,7 @@ void frmMain::stopWithoutQuestion()
     m_ended = true;
     m_unattendedStart.end();
     if (isRunning())
-        m_guard.run(u"停止服务"_s, [this] { stopService(); });
+        m_passes.guard().run(u"停止服务"_s, [this] { stopService(); });
     m_icon.remove();
     emit ended();
 }
@@ -117,7 +116,7 @@ void frmMain::stopWithoutQuestion()
 std::optional<ServiceStart::Outcome> frmMain::startService()
 {
     std::optional<ServiceStart::Outcome> outcome;
-    m_guard.run(u"启动服务"_s, [this, &outcome] {
+    m_passes.guard().run(u"启动服务"_s, [this, &outcome] {
         outcome = m_start.run(*m_boxes);
         if (outcome == ServiceStart::Outcome::PortOpened)
             enableWorkTimers();
@@ -145,7 +144,7 @@ void frmMain::startUnattended()
 int frmMain::retryInterval()
 {
     int interval = ServiceStart::defaultIntervalMilliseconds;
-    m_guard.run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanIntervalMilliseconds(); });
+    m_passes.guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanIntervalMilliseconds(); });
     return interval;
 }
 
@@ -204,15 +203,11 @@ void frmMain::connectTimers()
         timer.setTimerType(Qt::PreciseTimer);
         connect(&timer, &QTimer::timeout, this, handler);
     };
-    onTick(TSend, u"TSend"_s, [this] { m_guard.runPass(u"短信发送"_s, [this] { m_sender.pass(); }); });
-    onTick(TSendResultDetail, u"TSendResultDetail"_s,
-           [this] { m_guard.runPass(u"发送结果归档"_s, [this] { m_archiver.pass(); }); });
-    onTick(tSchedule, u"tSchedule"_s,
-           [this] { m_guard.runPass(u"定时短信处理"_s, [this] { m_expander.pass(); }); });
-    onTick(TNewMail, u"TNewMail"_s,
-           [this] { m_guard.runPass(u"新邮件提醒"_s, [this] { m_newMailAlerts.pass(); }); });
-    onTick(tReceivePopMail, u"tReceivePopMail"_s,
-           [this] { m_guard.runPass(u"外部邮件收取"_s, [this] { m_pop3PollingDriver.pass(); }); });
+    onTick(TSend, u"TSend"_s, [this] { m_passes.send(); });
+    onTick(TSendResultDetail, u"TSendResultDetail"_s, [this] { m_passes.archive(); });
+    onTick(tSchedule, u"tSchedule"_s, [this] { m_passes.expand(); });
+    onTick(TNewMail, u"TNewMail"_s, [this] { m_passes.alert(); });
+    onTick(tReceivePopMail, u"tReceivePopMail"_s, [this] { m_passes.collect(); });
     onTick(tDisTime, u"tDisTime"_s, [this] { tDisTime_Timer(); });
     tDisTime.start(clockIntervalMilliseconds);
 }

@@ -1,19 +1,12 @@
 #pragma once
 
-#include "alerts/NewMailAlerts.h"
 #include "console/LinkLabel.h"
 #include "console/LogBox.h"
 #include "console/NotificationIcon.h"
-#include "console/ServerParts.h"
 #include "console/StatusPanels.h"
-#include "console/UnattendedStart.h"
-#include "foundation/OperatorConsole.h"
-#include "foundation/TaskGuard.h"
-#include "incoming/InboundMessageHandler.h"
-#include "mailbox/Pop3PollingDriver.h"
-#include "outgoing/QueueSender.h"
-#include "outgoing/ResultArchiver.h"
-#include "outgoing/ScheduledMessageExpander.h"
+#include "console/WindowMessageBoxes.h"
+#include "console/service/ServicePasses.h"
+#include "console/service/UnattendedStart.h"
 
 #include <QGroupBox>
 #include <QPushButton>
@@ -99,15 +92,7 @@ private:
     std::function<bool()> m_stopRequested;
     std::unique_ptr<MessageBoxes> m_boxes = std::make_unique<WindowMessageBoxes>();
 
-    FaultLog m_faults{*this};
-    TaskGuard m_guard{m_parts.session, *this, m_faults};
-    ScheduledMessageExpander m_expander{m_parts.session, *this, m_faults, m_parts.clock};
-    QueueSender m_sender{m_parts.session, *this, m_faults, m_parts.modem};
-    ResultArchiver m_archiver{m_parts.session, *this, m_faults, m_parts.clock};
-    InboundMessageHandler m_inbound{m_parts.session, *this, m_faults, m_guard, m_parts.modem};
-    NewMailAlerts m_newMailAlerts{m_parts.session, *this, m_faults};
-    Pop3PollingDriver m_pop3PollingDriver{m_parts.session, m_parts.registry, *this, m_parts.mailTrace};
-
+    ServicePasses m_passes{m_parts, *this};
     StartLog m_startLog{*this};
     ServiceStart m_start{m_parts, m_startLog};
     UnattendedStart m_unattendedStart{m_startLog, [this] { return startService(); },

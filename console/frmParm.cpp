@@ -3,7 +3,7 @@
 #include "foundation/DatabaseSession.h"
 #include "foundation/NumericText.h"
 #include "foundation/Settings.h"
-#include "platform/modem/SerialDevice.h"
+#include "modem/SerialDevice.h"
 
 #include <QComboBox>
 #include <QGroupBox>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/MessageBoxes.h"
+#include "console/service/MessageBoxes.h"
 
 #include <QDialog>
 

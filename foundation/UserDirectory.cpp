@@ -8,7 +8,7 @@ namespace
 QString textOrNothing(Connection &connection, const QString &query, const QString &argument)
 {
     try {
-        const auto found = connection.firstValue(query, {textParameter(argument)});
+        const auto found = connection.firstValue(query, {argument});
         if (found && !found->isNull())
             return found->toString();
     } catch (const DatabaseFault &) {
@@ -33,7 +33,7 @@ QString getMBUser(Connection &connection, const QString &MB)
 
 QVariant ShowUserName(Connection &connection, const QString &UserName)
 {
-    const auto name = connection.firstValue(u"select TureName from VO_UserInfor where UserName=?"_s,
-                                            {textParameter(UserName)});
+    const auto name =
+        connection.firstValue(u"select TureName from VO_UserInfor where UserName=?"_s, {UserName});
     return name.value_or(QVariant());
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 /// Lookups in the OA system's user table: exact text equality, first row in the database's own order, nothing
 /// trimmed, normalised or cached.

@@ -1,5 +1,5 @@
-#include "platform/modem/ModemLimits.h"
-#include "platform/modem/ReceivedTpdu.h"
+#include "modem/ModemLimits.h"
+#include "modem/ReceivedTpdu.h"
 
 #include <cstdlib>
 

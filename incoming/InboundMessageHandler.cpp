@@ -1,7 +1,7 @@
 #include "incoming/InboundMessageHandler.h"
 
+#include "database/Recordset.h"
 #include "incoming/SmsCommandInterpreter.h"
-#include "platform/database/Recordset.h"
 
 using namespace Qt::StringLiterals;
 
@@ -19,11 +19,6 @@ void InboundMessageHandler::messageArrived()
 {
     ReceivedMessage message;
     const qint16 status = m_modem.read(message.sender, message.text, message.receiveTime);
-    // A message without text or sender is stored with the empty value, which is not null.
-    for (QString *value : {&message.sender, &message.text, &message.receiveTime}) {
-        if (value->isNull())
-            *value = u""_s;
-    }
     m_modem.settle(handle(status, message));
 }
 

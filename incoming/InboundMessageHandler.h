@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/TaskGuard.h"
-#include "platform/modem/ModemControl.h"
+#include "modem/ModemControl.h"
 
 /// One message as the modem control delivers it.
 struct ReceivedMessage {

@@ -1,6 +1,6 @@
 #include "incoming/OrderPermission.h"
 
-#include "platform/database/Recordset.h"
+#include "database/Recordset.h"
 
 using namespace Qt::StringLiterals;
 

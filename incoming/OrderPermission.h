@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 /// Who may use an order type, as the first open row of SMS_Order says.
 class OrderPermission

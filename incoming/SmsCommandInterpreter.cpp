@@ -1,11 +1,11 @@
 #include "incoming/SmsCommandInterpreter.h"
 
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "foundation/UserDirectory.h"
 #include "incoming/OrderPermission.h"
 #include "incoming/OrderType.h"
 #include "outgoing/MessageEnqueue.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 

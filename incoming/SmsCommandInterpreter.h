@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 /// The SMS command language: a text that equals a code of SMS_Order switches its sender's subscription.
 /// Every operation throws DatabaseFault. "First" is always the first row in the database's own order.

@@ -1,7 +1,7 @@
 #include "mailbox/MailAccount.h"
 
+#include "database/Recordset.h"
 #include "foundation/NumericText.h"
-#include "platform/database/Recordset.h"
 
 #include <limits>
 
@@ -40,7 +40,7 @@ std::optional<qint64> key(const QVariant &value)
 QList<MailAccount> mailAccounts(Connection &connection, const QString &userName)
 {
     Recordset rows(connection);
-    rows.open(u"select * from SA_email where UserName=?"_s, {textParameter(userName)});
+    rows.open(u"select * from SA_email where UserName=?"_s, {userName});
     QList<MailAccount> accounts;
     for (; !rows.atEnd(); rows.moveNext()) {
         accounts.append({key(rows.value("OAID"_L1)), rows.text("POPIP"_L1),

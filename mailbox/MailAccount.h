@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 #include <QList>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/pop3/Pop3Options.h"
+#include "pop3/Pop3Options.h"
 
 /// Where the mail collection shows what it does, for it reports nothing else: the lines of the sessions, and
 /// whatever was passed over with its cause. Neither ever holds a password. Both may be empty.

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/database/Connection.h"
-#include "platform/pop3/Pop3Client.h"
+#include "database/Connection.h"
+#include "pop3/Pop3Client.h"
 
 #include <QSet>
 

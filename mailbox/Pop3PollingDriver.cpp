@@ -1,11 +1,11 @@
 #include "mailbox/Pop3PollingDriver.h"
 
+#include "database/Recordset.h"
 #include "foundation/Settings.h"
 #include "incoming/OrderType.h"
-#include "incoming/SubscriptionTest.h"
+#include "incoming/Subscription.h"
 #include "mailbox/LongPassSign.h"
 #include "mailbox/getPopMail.h"
-#include "platform/database/Recordset.h"
 
 using namespace Qt::StringLiterals;
 

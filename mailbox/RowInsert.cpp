@@ -1,7 +1,7 @@
 #include "mailbox/RowInsert.h"
 
-#include "platform/database/Recordset.h"
-#include "platform/database/Savepoint.h"
+#include "database/Recordset.h"
+#include "database/Savepoint.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 #include "mailbox/StoreMail.h"
 
+#include "database/Transaction.h"
 #include "mailbox/RowInsert.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 
@@ -40,9 +40,9 @@ QList<ColumnValue> mailColumns(const CollectedMail &mail)
     const MimeMessage &message = mail.message;
     QList<ColumnValue> columns = {
         {"EmailSubject"_L1, shownSubject(message.Subject())},
-        {"EmailContent"_L1, textParameter(content(message))},
-        {"EmailFromName"_L1, textParameter(message.FromName())},
-        {"EmailFrom"_L1, textParameter(message.From())},
+        {"EmailContent"_L1, content(message)},
+        {"EmailFromName"_L1, message.FromName()},
+        {"EmailFrom"_L1, message.From()},
         {"ImpDegree"_L1, message.Priority()},
         {"EmailStatus"_L1, u"1"_s},
     };
@@ -50,8 +50,8 @@ QList<ColumnValue> mailColumns(const CollectedMail &mail)
         columns += {"EmailDate"_L1, message.Date()};
     columns += {
         {"EmailTo"_L1, u"*"_s + mail.userName + u"-0-0-0*"_s},
-        {"EmailToDis"_L1, textParameter(addresses(message, Kind::To))},
-        {"EmailCC"_L1, textParameter(addresses(message, Kind::Others))},
+        {"EmailToDis"_L1, addresses(message, Kind::To)},
+        {"EmailCC"_L1, addresses(message, Kind::Others)},
         {"MSGID"_L1, mail.uid, true},
         {"EOAID"_L1, mail.accountKey, true},
         {"EmailSource"_L1, u"2"_s},
@@ -65,10 +65,8 @@ QList<ColumnValue> attachmentColumns(const QVariant &mailNumber, const MimeAttac
     if (octets.isNull())
         octets = "";
     return {
-        {"EmailID"_L1, mailNumber, true},
-        {"FileName"_L1, textParameter(attachment.Name())},
-        {"FileTitle"_L1, textParameter(attachment.Name())},
-        {"FileType"_L1, textParameter(attachment.ContentType())},
+        {"EmailID"_L1, mailNumber, true},    {"FileName"_L1, attachment.Name()},
+        {"FileTitle"_L1, attachment.Name()}, {"FileType"_L1, attachment.ContentType()},
         {"FileContent"_L1, octets, true},
     };
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "database/Connection.h"
 #include "mailbox/MailTrace.h"
-#include "platform/database/Connection.h"
-#include "platform/pop3/MimeMessage.h"
+#include "mime/MimeMessage.h"
 
 /// A retrieved message and for whom it is.
 struct CollectedMail {

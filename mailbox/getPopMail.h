@@ -1,8 +1,8 @@
 #pragma once
 
+#include "database/Connection.h"
 #include "foundation/OperatorConsole.h"
 #include "mailbox/MailTrace.h"
-#include "platform/database/Connection.h"
 
 #include <QSet>
 

@@ -1,8 +1,8 @@
 #include "outgoing/MessageEnqueue.h"
 
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "foundation/UserDirectory.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 
@@ -22,8 +22,8 @@ void sysSendSMS(Connection &connection, const QString &MB, const QStringList &me
         queue.addNew();
         queue.set("SOAID"_L1, -1);
         queue.set("ToUser"_L1, toUser);
-        queue.set("ToMB"_L1, textParameter(MB));
-        queue.set("MsgContent"_L1, textParameter(message));
+        queue.set("ToMB"_L1, MB);
+        queue.set("MsgContent"_L1, message);
         queue.set("MsgStatus"_L1, u"0"_s);
         queue.set("RetryCount"_L1, 0);
         queue.update();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 /// Queues one text for one mobile number, outside any send list (SOAID -1): one row, the text whole.
 /// MB, Msg: stored unchanged; neither is checked. The name of the user with that number is stored beside it,

@@ -1,6 +1,6 @@
 #include "outgoing/QueueSender.h"
 
-#include "platform/database/Recordset.h"
+#include "database/Recordset.h"
 
 #include <QScopeGuard>
 

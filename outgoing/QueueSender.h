@@ -2,8 +2,8 @@
 
 #include "foundation/DatabaseSession.h"
 #include "foundation/FaultLog.h"
+#include "modem/ModemControl.h"
 #include "outgoing/MessageStatus.h"
-#include "platform/modem/ModemControl.h"
 
 #include <QHash>
 

@@ -1,9 +1,9 @@
 #include "outgoing/ResultArchiver.h"
 
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "foundation/GetFormateTime.h"
 #include "outgoing/MessageStatus.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 

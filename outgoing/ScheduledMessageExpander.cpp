@@ -1,10 +1,10 @@
 #include "outgoing/ScheduledMessageExpander.h"
 
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "foundation/DateTimeValue.h"
 #include "foundation/UserDirectory.h"
 #include "outgoing/MessagePieces.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
 
 using namespace Qt::StringLiterals;
 

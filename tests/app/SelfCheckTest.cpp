@@ -1,6 +1,6 @@
 #include "app/SelfCheck.h"
 #include "foundation/Settings.h"
-#include "platform/modem/ModemControl.h"
+#include "modem/ModemControl.h"
 #include "tests/support/ScriptedPop3Server.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"

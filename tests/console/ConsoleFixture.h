@@ -1,7 +1,7 @@
 #pragma once
 
-#include "console/MessageBoxes.h"
 #include "console/frmMain.h"
+#include "console/service/MessageBoxes.h"
 #include "foundation/Settings.h"
 #include "tests/support/TestOffice.h"
 

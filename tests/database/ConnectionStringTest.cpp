@@ -1,5 +1,5 @@
-#include "platform/database/ConnectionString.h"
-#include "platform/database/Connection.h"
+#include "database/ConnectionString.h"
+#include "database/Connection.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "platform/database/ConnectionTarget.h"
-#include "platform/database/DatabaseFault.h"
+#include "database/ConnectionTarget.h"
+#include "database/DatabaseFault.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "tests/support/TestOffice.h"
 
 #include <QFile>

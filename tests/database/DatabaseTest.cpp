@@ -1,6 +1,6 @@
-#include "platform/database/Recordset.h"
-#include "platform/database/Savepoint.h"
-#include "platform/database/Transaction.h"
+#include "database/Recordset.h"
+#include "database/Savepoint.h"
+#include "database/Transaction.h"
 #include "tests/support/TestDatabase.h"
 
 #include <QDateTime>
@@ -87,7 +87,7 @@ private slots:
         office.database.oa(u"create table SMS_Queues (OAID integer primary key, MsgStatus %1)"_s.arg(type));
         for (int id = 1; id <= 3; ++id)
             office.append(u"SMS_Queues"_s, {{"OAID"_L1, id}, {"MsgStatus"_L1, u"0"_s}});
-        office.append(u"SMS_Queues"_s, {{"OAID"_L1, 4}, {"MsgStatus"_L1, QString()}});
+        office.append(u"SMS_Queues"_s, {{"OAID"_L1, 4}, {"MsgStatus"_L1, QVariant()}});
         const auto count = [&](const QString &condition) {
             return office.connection.firstValue("select count(*) from SMS_Queues where "_L1 + condition, {})
                 ->toInt();
@@ -176,7 +176,7 @@ private slots:
             texts += QString(length, u'长');
         texts += u"😀"_s.repeated(5000);
         for (const QString &text : qAsConst(texts)) {
-            office.append(u"VO_Email"_s, {{"EmailContent"_L1, text}, {"EmailSubject"_L1, QString()}});
+            office.append(u"VO_Email"_s, {{"EmailContent"_L1, text}, {"EmailSubject"_L1, QVariant()}});
             Recordset back(office.connection);
             back.open(u"select EmailContent, EmailSubject from VO_Email where EmailContent=?"_s, {text});
             QCOMPARE(back.recordCount(), 1);

@@ -1,6 +1,6 @@
-#include "platform/database/OpenSockets.h"
-#include "platform/database/Recordset.h"
-#include "platform/database/Transaction.h"
+#include "database/OpenSockets.h"
+#include "database/Recordset.h"
+#include "database/Transaction.h"
 #include "tests/support/TestDatabase.h"
 
 #include <QRegularExpression>

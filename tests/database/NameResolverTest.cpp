@@ -1,4 +1,4 @@
-#include "platform/database/NameResolver.h"
+#include "database/NameResolver.h"
 
 #include <QTest>
 

@@ -16,7 +16,6 @@ OfficeAtWork::OfficeAtWork(TestServers &servers, DatabaseRoute route, SchemaKind
         throw Fault(session.openFailure());
     QObject::connect(&modem, &ModemControl::notice, &modem,
                      [this](const QString &text) { console.addLogLine(text); });
-    QObject::connect(&modem, &ModemControl::messageArrived, &modem, [this] { m_inbound.messageArrived(); });
     modem.setPortNumber(3);
     modem.setServiceCentre(u"+8613800755500"_s);
     modem.setSenderCountryCode(u"86"_s);
@@ -44,29 +43,4 @@ QStringList OfficeAtWork::rows(const QString &table, const QString &columns, con
     for (QString &row : rows)
         row.remove(padding).replace(dateAlone, u"\\1 00:00:00"_s);
     return rows;
-}
-
-void OfficeAtWork::expand()
-{
-    guard.runPass(u"定时短信处理"_s, [this] { m_expander.pass(); });
-}
-
-void OfficeAtWork::send()
-{
-    guard.runPass(u"短信发送"_s, [this] { m_sender.pass(); });
-}
-
-void OfficeAtWork::archive()
-{
-    guard.runPass(u"发送结果归档"_s, [this] { m_archiver.pass(); });
-}
-
-void OfficeAtWork::alert()
-{
-    guard.runPass(u"新邮件提醒"_s, [this] { m_alerts.pass(); });
-}
-
-void OfficeAtWork::collect()
-{
-    guard.runPass(u"外部邮件收取"_s, [this] { m_pop3PollingDriver.pass(); });
 }

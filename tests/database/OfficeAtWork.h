@@ -1,11 +1,6 @@
 #pragma once
 
-#include "alerts/NewMailAlerts.h"
-#include "incoming/InboundMessageHandler.h"
-#include "mailbox/Pop3PollingDriver.h"
-#include "outgoing/QueueSender.h"
-#include "outgoing/ResultArchiver.h"
-#include "outgoing/ScheduledMessageExpander.h"
+#include "console/service/ServicePasses.h"
 #include "platform/clock/Clock.h"
 #include "platform/registry/FileRegistry.h"
 #include "tests/support/OtherSchema.h"
@@ -28,13 +23,6 @@ public:
     [[nodiscard]] QStringList rows(const QString &table, const QString &columns,
                                    const QString &key = QStringLiteral("OAID"));
 
-    // The passes as the window's timers run them.
-    void expand();
-    void send();
-    void archive();
-    void alert();
-    void collect();
-
     TestDatabase database;
     OtherSchema schema;
 
@@ -45,17 +33,8 @@ private:
 public:
     DatabaseSession session{m_registry};
     RecordingConsole console;
-    FaultLog faults{console};
-    TaskGuard guard{session, console, faults};
     ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
     SimulatorProcess simulator;
     ModemControl modem{clock, [this](int) { return simulator.devicePath(); }};
-
-private:
-    ScheduledMessageExpander m_expander{session, console, faults, clock};
-    QueueSender m_sender{session, console, faults, modem};
-    ResultArchiver m_archiver{session, console, faults, clock};
-    NewMailAlerts m_alerts{session, console, faults};
-    Pop3PollingDriver m_pop3PollingDriver{session, m_registry, console, {}};
-    InboundMessageHandler m_inbound{session, console, faults, guard, modem};
+    ServicePasses passes{{clock, m_registry, session, modem}, console};
 };

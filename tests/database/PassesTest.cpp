@@ -172,24 +172,24 @@ private slots:
         OfficeAtWork office(m_servers, route, kind);
         fill(office);
         office.simulator.command(u"refuse-number 13800000002 500"_s);
-        office.expand();
-        office.send();
-        office.archive();
+        office.passes.expand();
+        office.passes.send();
+        office.passes.archive();
         receive(office);
-        office.alert();
-        office.send();
-        office.archive();
+        office.passes.alert();
+        office.passes.send();
+        office.passes.archive();
         // A second round finds nothing to do.
-        office.expand();
-        office.alert();
-        office.send();
-        office.archive();
+        office.passes.expand();
+        office.passes.alert();
+        office.passes.send();
+        office.passes.archive();
         const ScriptedPop3Server mailbox(
             {.messages = {externalMail(), "\r\nplain\r\n"}, .uids = {"it's", "second"}});
         office.add(u"SA_email"_s, u"UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
                    {u"li"_s, u"127.0.0.1"_s, mailbox.port(), u"box"_s, u"p'w"_s, 1});
-        office.collect();
-        office.collect();
+        office.passes.collect();
+        office.passes.collect();
 
         QStringList log = office.console.takeLog();
         QCOMPARE(log.filter(u"13800000002短信发送失败."_s).size(), 3);
@@ -240,8 +240,8 @@ private slots:
                        {u"2006-03-05"_s, u"zhang"_s, names, u"x"_s});
         for (const QString &text : {u"短"_s, u"一二三四五六"_s, u"一二三四五"_s})
             office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1"_s, text, 8});
-        office.expand();
-        office.archive();
+        office.passes.expand();
+        office.passes.archive();
         for (const QString &text : {u"before"_s, u"一二三"_s, u"一二三四五"_s})
             office.simulator.command(u"deliver 13900000001 "_s + text);
         QTRY_VERIFY(office.simulator.command(u"status"_s).contains(u"SM=1/"_s));
@@ -272,8 +272,9 @@ private slots:
                            " 'begin perform pg_terminate_backend(pg_backend_pid()); return new; end'"_s);
         office.database.oa(u"create trigger hang_up before insert on SMS_SIMReceive"
                            " for each row execute function hang_up()"_s);
-        InboundMessageHandler handler(office.session, office.console, office.faults, office.guard,
-                                      office.modem);
+        FaultLog faults(office.console);
+        TaskGuard guard(office.session, office.console, faults);
+        InboundMessageHandler handler(office.session, office.console, faults, guard, office.modem);
         const ReceivedMessage message{u"10086"_s, u"It's 会议"_s, u"2006-03-05 06:00:00"_s};
         QCOMPARE(handler.handle(0, message), MessageFate::Wait);
         office.database.oa(u"drop trigger hang_up on SMS_SIMReceive"_s);
@@ -296,10 +297,10 @@ private slots:
         const auto tick = [&] {
             QElapsedTimer timer;
             timer.start();
-            office.send();
-            office.archive();
-            office.expand();
-            office.alert();
+            office.passes.send();
+            office.passes.archive();
+            office.passes.expand();
+            office.passes.alert();
             return timer.elapsed();
         };
         tick();

@@ -1,5 +1,5 @@
 #include "foundation/UserDirectory.h"
-#include "platform/database/Transaction.h"
+#include "database/Transaction.h"
 #include "tests/support/TestOffice.h"
 
 #include <QTest>

@@ -1,6 +1,6 @@
-#include "platform/modem/AtChannel.h"
+#include "modem/AtChannel.h"
 
-#include "platform/modem/SerialLine.h"
+#include "modem/SerialLine.h"
 #include "tests/modem/PtyPeer.h"
 
 #include <QTest>

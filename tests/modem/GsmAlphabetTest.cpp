@@ -1,6 +1,6 @@
-#include "platform/modem/GsmAlphabet.h"
+#include "modem/GsmAlphabet.h"
 
-#include "platform/modem/GsmTables.h"
+#include "modem/GsmTables.h"
 
 #include <QSet>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "platform/modem/Inbox.h"
+#include "modem/Inbox.h"
 
 #include "tests/modem/Deliver.h"
 

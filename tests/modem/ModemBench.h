@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/modem/ModemControl.h"
+#include "modem/ModemControl.h"
 #include "tests/modem/PtyPeer.h"
 
 #include <QFile>

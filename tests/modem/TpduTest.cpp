@@ -1,8 +1,8 @@
-#include "platform/modem/ReceivedTpdu.h"
+#include "modem/ReceivedTpdu.h"
 
-#include "platform/modem/ModemLimits.h"
-#include "platform/modem/Scts.h"
-#include "platform/modem/SmsSubmit.h"
+#include "modem/ModemLimits.h"
+#include "modem/Scts.h"
+#include "modem/SmsSubmit.h"
 #include "tests/modem/TpduSamples.h"
 
 #include <QRandomGenerator>

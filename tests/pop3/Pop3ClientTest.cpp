@@ -1,4 +1,4 @@
-#include "platform/pop3/Pop3Client.h"
+#include "pop3/Pop3Client.h"
 #include "tests/support/DovecotServer.h"
 #include <QTest>
 #include <memory>

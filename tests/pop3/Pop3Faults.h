@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/pop3/Pop3Client.h"
+#include "pop3/Pop3Client.h"
 #include "tests/support/ScriptedPop3Server.h"
 
 #include <numeric>

@@ -1,4 +1,4 @@
-#include "platform/pop3/Pop3Account.h"
+#include "pop3/Pop3Account.h"
 #include "tests/pop3/Pop3Faults.h"
 #include "tests/support/Loopback.h"
 

@@ -1,6 +1,6 @@
 #include "tests/support/PrivateDatabaseServer.h"
 
-#include "platform/database/Connection.h"
+#include "database/Connection.h"
 
 #include <QDir>
 #include <QStandardPaths>

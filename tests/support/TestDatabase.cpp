@@ -1,6 +1,6 @@
 #include "tests/support/TestDatabase.h"
 
-#include "platform/database/BoundValue.h"
+#include "database/BoundValue.h"
 
 #include <QFile>
 #include <QRegularExpression>

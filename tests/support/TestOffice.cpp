@@ -1,7 +1,7 @@
 #include "tests/support/TestOffice.h"
 
+#include "database/Recordset.h"
 #include "foundation/Settings.h"
-#include "platform/database/Recordset.h"
 
 #include <QFile>
 #include <QRegularExpression>

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "alerts/NewMailAlerts.h"
+#include "console/service/ServerParts.h"
+#include "foundation/TaskGuard.h"
+#include "incoming/InboundMessageHandler.h"
+#include "mailbox/Pop3PollingDriver.h"
+#include "outgoing/QueueSender.h"
+#include "outgoing/ResultArchiver.h"
+#include "outgoing/ScheduledMessageExpander.h"
+
+/// The service at work: the five passes as the work timers call them, each inside the guard under its task's
+/// name, and the receiving, which begins with this object. None of them throws.
+class ServicePasses
+{
+public:
+    ServicePasses(const ServerParts &parts, OperatorConsole &console);
+    ~ServicePasses();
+    ServicePasses(const ServicePasses &) = delete;
+    ServicePasses &operator=(const ServicePasses &) = delete;
+
+    /// TSend: the queue to the modem.
+    void send();
+    /// TSendResultDetail: finished rows to the archive.
+    void archive();
+    /// tSchedule: due messages to the queue.
+    void expand();
+    /// TNewMail: new mail to alerts.
+    void alert();
+    /// tReceivePopMail: external mail to the OA tables.
+    void collect();
+
+    /// For what else has to end in the guard.
+    [[nodiscard]] TaskGuard &guard() { return m_guard; }
+
+private:
+    FaultLog m_faults;
+    TaskGuard m_guard;
+    QueueSender m_sender;
+    ResultArchiver m_archiver;
+    ScheduledMessageExpander m_expander;
+    NewMailAlerts m_alerts;
+    Pop3PollingDriver m_pop3PollingDriver;
+    InboundMessageHandler m_inbound;
+    QMetaObject::Connection m_receiving;
+};

@@ -1,0 +1,209 @@
+#include "database/Connection.h"
+
+#include "database/DriverFactory.h"
+
+#include <QScopeGuard>
+
+using namespace Qt::StringLiterals;
+
+/// Runs a piece of work on the database and remembers the fault that it strikes.
+template <typename Work>
+auto Connection::remembering(Work work)
+{
+    requireUsable();
+    ++m_statementsRun;
+    try {
+        return work();
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost)
+            m_lost = true;
+        if (m_transactionDepth > 0 && !m_transactionFault)
+            m_transactionFault = fault;
+        throw;
+    }
+}
+
+Connection::~Connection()
+{
+    close();
+}
+
+void Connection::open(const QString &connectionString)
+{
+    close();
+    m_driver = makeDriver(connectionString);
+    try {
+        m_driver->open();
+    } catch (const DatabaseFault &) {
+        close();
+        throw;
+    }
+}
+
+void Connection::close()
+{
+    Q_ASSERT(m_transactionDepth == 0);
+    if (m_driver)
+        m_driver->closing();
+    m_statements.clear();
+    m_failedStatements.clear();
+    m_driver.reset();
+    m_lost = false;
+}
+
+bool Connection::isOpen() const
+{
+    return m_driver && !m_lost && m_driver->isUsable();
+}
+
+/// Executes a statement, prepared if need be, and works on its result. One that fails is prepared anew the
+/// next time: the table may have changed since.
+template <typename Work>
+auto Connection::withStatement(const QString &sql, const QVariantList &values, Work work)
+{
+    return remembering([&] {
+        Statement &statement = prepared(sql);
+        try {
+            statement.execute(values);
+            const auto letGo = qScopeGuard([&] { statement.finish(); });
+            return work(statement);
+        } catch (const DatabaseFault &) {
+            m_failedStatements += sql;
+            throw;
+        }
+    });
+}
+
+qint64 Connection::execute(const QString &sql, const QVariantList &values)
+{
+    return withStatement(sql, values, [](const Statement &statement) { return statement.affectedRows(); });
+}
+
+std::optional<QVariant> Connection::firstValue(const QString &sql, const QVariantList &values)
+{
+    return withStatement(sql, values, [](Statement &statement) {
+        return statement.next() ? std::optional(statement.value(0)) : std::nullopt;
+    });
+}
+
+Connection::Snapshot Connection::query(const QString &sql, const QVariantList &values)
+{
+    return withStatement(sql, values, [](Statement &statement) {
+        Snapshot snapshot{statement.columnNames(), {}};
+        const int columns = static_cast<int>(snapshot.columns.size());
+        while (statement.next()) {
+            for (int column = 0; column < columns; ++column)
+                snapshot.values.push_back(statement.value(column));
+        }
+        return snapshot;
+    });
+}
+
+void Connection::scan(const QString &sql, const QVariantList &values,
+                      const std::function<bool(const Statement &)> &visit)
+{
+    withStatement(sql, values, [&](Statement &statement) {
+        while (statement.next() && visit(statement)) {
+        }
+    });
+}
+
+void Connection::insert(const QString &sql, const QVariantList &values)
+{
+    withStatement(sql, values, [](const Statement &) {});
+}
+
+QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &values,
+                                       const QString &identityColumn)
+{
+    requireUsable();
+    const QString insert = m_driver->identityInsert(sql, identityColumn);
+    return withStatement(insert, values, [&](Statement &statement) {
+        if (insert.size() == sql.size())
+            return m_driver->lastIdentity(statement);
+        return statement.next() ? statement.value(0) : QVariant();
+    });
+}
+
+void Connection::updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
+                                const QVariantList &values)
+{
+    requireUsable();
+    withStatement(m_driver->updateOfFirstRow(table, assignments, condition), values,
+                  [](const Statement &) {});
+}
+
+void Connection::requireUsable()
+{
+    // Inside a transaction the database was there a moment ago, and every row would ask again.
+    if (m_driver && !m_lost && m_transactionDepth == 0 && !m_driver->isUsable())
+        m_lost = true;
+    if (!m_driver || m_lost)
+        throw DatabaseFault(DatabaseFault::Kind::Lost, u"数据库连接已断开"_s);
+}
+
+Statement &Connection::prepared(const QString &sql)
+{
+    // Not inside a transaction: one that has struck a fault lets no statement go.
+    if (m_transactionDepth == 0) {
+        for (const QString &failed : std::exchange(m_failedStatements, {}))
+            m_statements.erase(failed);
+    }
+    // All columns are those of now, not of when the statement was prepared.
+    if (sql.startsWith("select *"_L1, Qt::CaseInsensitive))
+        m_statements.erase(sql);
+    auto &statement = m_statements[sql];
+    if (!statement)
+        statement = m_driver->prepare(sql);
+    return *statement;
+}
+
+void Connection::beginTransaction()
+{
+    if (m_transactionDepth == 0) {
+        remembering([this] { m_driver->begin(); });
+        m_transactionFault.reset();
+    }
+    ++m_transactionDepth;
+}
+
+void Connection::commitTransaction()
+{
+    Q_ASSERT(m_transactionDepth > 0);
+    if (m_transactionFault)
+        throw DatabaseFault(*m_transactionFault);
+    if (m_transactionDepth == 1)
+        remembering([this] { m_driver->commit(); });
+    --m_transactionDepth;
+}
+
+void Connection::rollbackTransaction() noexcept
+{
+    if (--m_transactionDepth == 0)
+        m_driver->rollback();
+    else if (!m_transactionFault)
+        m_transactionFault = DatabaseFault(DatabaseFault::Kind::Refused, u"事务的一部分已被撤销"_s);
+}
+
+std::optional<DatabaseFault> Connection::setSavepoint(const QString &name)
+{
+    Q_ASSERT(m_transactionDepth > 0);
+    remembering([&] { m_driver->setSavepoint(name); });
+    return m_transactionFault;
+}
+
+void Connection::releaseSavepoint(const QString &name)
+{
+    remembering([&] { m_driver->releaseSavepoint(name); });
+}
+
+void Connection::rollbackToSavepoint(const QString &name,
+                                     const std::optional<DatabaseFault> &earlierFault) noexcept
+{
+    try {
+        remembering([&] { m_driver->rollbackToSavepoint(name); });
+        m_transactionFault = earlierFault;
+    } catch (const DatabaseFault &) {
+        // Remembered: the transaction can only be rolled back as a whole.
+    }
+}

@@ -1,0 +1,306 @@
+#include "database/ConnectionTarget.h"
+
+#include "database/ConnectionString.h"
+#include "database/DatabaseFault.h"
+#include "database/OdbcConnectionText.h"
+
+#include <QSet>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Keys = std::initializer_list<QLatin1String>;
+
+constexpr Keys hostKeys = {"data source"_L1, "server"_L1, "host"_L1,           "hostname"_L1,
+                           "address"_L1,     "addr"_L1,   "network address"_L1};
+constexpr Keys databaseKeys = {"initial catalog"_L1, "database"_L1, "dbname"_L1, "db"_L1};
+constexpr Keys userKeys = {"user id"_L1, "uid"_L1, "user"_L1, "username"_L1, "user name"_L1};
+constexpr Keys passwordKeys = {"password"_L1, "pwd"_L1};
+constexpr Keys integratedKeys = {"integrated security"_L1, "trusted_connection"_L1};
+constexpr Keys connectLimitKeys = {"connect timeout"_L1, "connection timeout"_L1, "timeout"_L1};
+constexpr Keys statementLimitKeys = {"command timeout"_L1, "general timeout"_L1};
+constexpr Keys encryptKeys = {"use encryption for data"_L1, "encrypt"_L1};
+
+/// Whatever an old string asks for, the window does not stand still for longer.
+constexpr int longestLimitSeconds = 30;
+
+/// Keys that old installations carry and that change nothing here.
+const QSet<QString> &harmlessKeys()
+{
+    static const QSet<QString> keys = {
+        u"persist security info"_s,
+        u"persistsecurityinfo"_s,
+        u"packet size"_s,
+        u"workstation id"_s,
+        u"wsid"_s,
+        u"use procedure for prepare"_s,
+        u"auto translate"_s,
+        u"tag with column collation when possible"_s,
+        u"application name"_s,
+        u"app"_s,
+        u"network library"_s,
+        u"network"_s,
+        u"net"_s,
+        u"current language"_s,
+        u"language"_s,
+        u"initial file name"_s,
+        u"locale identifier"_s,
+        u"prompt"_s,
+        u"mode"_s,
+        u"cache authentication"_s,
+        u"encrypt password"_s,
+        u"mask password"_s,
+        u"impersonation level"_s,
+        u"protection level"_s,
+        u"ole db services"_s,
+        u"oledb services"_s,
+        u"asynchronous processing"_s,
+        u"failover partner"_s,
+        u"mars connection"_s,
+        u"multipleactiveresultsets"_s,
+        u"datatypecompatibility"_s,
+        u"replication server name connect option"_s,
+        u"window handle"_s,
+        u"use ftmtonly"_s,
+        u"connect retry count"_s,
+        u"connect retry interval"_s,
+        u"enlist"_s,
+        u"pooling"_s,
+        u"min pool size"_s,
+        u"max pool size"_s,
+        u"trust server certificate"_s,
+        u"trustservercertificate"_s,
+        u"application intent"_s,
+        u"applicationintent"_s,
+        u"multisubnetfailover"_s,
+        u"server spn"_s,
+        u"charset"_s,
+        u"extended properties"_s,
+        u"option"_s,
+        u"lcid"_s,
+    };
+    return keys;
+}
+
+DatabaseFault refused(const QString &what)
+{
+    return {DatabaseFault::Kind::Refused, what};
+}
+
+bool isOneOf(const QString &key, Keys keys)
+{
+    return std::any_of(keys.begin(), keys.end(),
+                       [&key](QLatin1String known) { return key.compare(known, Qt::CaseInsensitive) == 0; });
+}
+
+bool isProvider(const QString &provider, Keys names)
+{
+    return isOneOf(provider, names);
+}
+
+void refuseUnknownKeys(const ConnectionString &settings, std::initializer_list<Keys> known)
+{
+    for (const auto &entry : settings.entries()) {
+        const bool isKnown =
+            isOneOf(entry.key, {"provider"_L1}) ||
+            harmlessKeys().contains(entry.key.simplified().toLower()) ||
+            std::any_of(known.begin(), known.end(), [&entry](Keys keys) { return isOneOf(entry.key, keys); });
+        if (!isKnown)
+            throw refused(u"不认识数据库连接字符串中的“%1”"_s.arg(entry.key));
+    }
+}
+
+QString required(const ConnectionString &settings, Keys keys, const QString &shownKey)
+{
+    QString value = settings.value(keys);
+    if (value.isEmpty())
+        throw refused(u"数据库连接字符串缺少“%1”"_s.arg(shownKey));
+    return value;
+}
+
+bool isYes(const QString &value)
+{
+    return !value.isEmpty() && !isOneOf(value, {"false"_L1, "no"_L1, "0"_L1});
+}
+
+void refuseIntegratedSecurity(const ConnectionString &settings)
+{
+    if (isYes(settings.value(integratedKeys)))
+        throw refused(u"数据库连接字符串要求 Windows 集成身份验证（Integrated Security），本机无法使用，"
+                      "请改为填写“User ID”和“Password”"_s);
+}
+
+std::chrono::seconds limit(const ConnectionString &settings, Keys keys, std::chrono::seconds usual)
+{
+    for (const QLatin1String key : keys) {
+        if (!settings.contains(key))
+            continue;
+        bool isNumber = false;
+        const int seconds = settings.value({key}).toInt(&isNumber);
+        if (!isNumber || seconds < 0)
+            throw refused(u"数据库连接字符串中“%1”不是有效的秒数"_s.arg(key));
+        // 0 means "for ever" in the old strings.
+        if (seconds > 0)
+            return std::chrono::seconds(std::min(seconds, longestLimitSeconds));
+    }
+    return usual;
+}
+
+DatabaseLimits limits(const ConnectionString &settings)
+{
+    const DatabaseLimits usual;
+    return {limit(settings, connectLimitKeys, usual.connect),
+            limit(settings, statementLimitKeys, usual.statement)};
+}
+
+int portNumber(const QString &text, const QString &key)
+{
+    bool isNumber = false;
+    const int port = text.trimmed().toInt(&isNumber);
+    if (!isNumber || port < 1 || port > 65535)
+        throw refused(u"数据库连接字符串中“%1”的端口号无效"_s.arg(key));
+    return port;
+}
+
+struct HostAndPort {
+    QString host;
+    int port = 0;
+};
+
+/// "host", "host,port", "host:port", "[v6 address]:port"; the port key wins.
+HostAndPort hostAndPort(const ConnectionString &settings)
+{
+    const QString key = u"Data Source"_s;
+    HostAndPort result{required(settings, hostKeys, key), 0};
+    QString &host = result.host;
+    const auto splitAt = [&result, &key](qsizetype at) {
+        result.port = portNumber(result.host.mid(at + 1), key);
+        result.host = result.host.left(at).trimmed();
+    };
+    if (host.startsWith("tcp:"_L1, Qt::CaseInsensitive))
+        host.remove(0, 4);
+    if (const qsizetype comma = host.indexOf(u','); comma >= 0)
+        splitAt(comma);
+    else if (const qsizetype bracket = host.indexOf("]:"_L1); bracket >= 0)
+        splitAt(bracket + 1);
+    else if (host.count(u':') == 1)
+        splitAt(host.indexOf(u':'));
+    if (host.startsWith(u'[') && host.endsWith(u']'))
+        host = host.mid(1, host.size() - 2);
+    // This machine, alone or in front of an instance's name.
+    const QString machine = host.section(u'\\', 0, 0);
+    if (machine.isEmpty() || machine == "."_L1 || machine.compare("(local)"_L1, Qt::CaseInsensitive) == 0)
+        host.replace(0, machine.size(), u"127.0.0.1"_s);
+    if (const QString port = settings.value({"port"_L1}); !port.isEmpty())
+        result.port = portNumber(port, u"Port"_s);
+    return result;
+}
+
+EmbeddedTarget embedded(const ConnectionString &settings)
+{
+    static constexpr Keys fileKeys = {"data source"_L1, "database"_L1};
+    refuseUnknownKeys(settings, {fileKeys, connectLimitKeys, statementLimitKeys});
+    return {required(settings, fileKeys, u"Data Source"_s)};
+}
+
+ServerTarget server(const ConnectionString &settings, ServerTarget::Kind kind)
+{
+    static constexpr Keys ownKeys = {"port"_L1, "sslmode"_L1};
+    refuseUnknownKeys(settings, {hostKeys, databaseKeys, userKeys, passwordKeys, integratedKeys,
+                                 connectLimitKeys, statementLimitKeys, ownKeys});
+    refuseIntegratedSecurity(settings);
+    ServerTarget target;
+    target.kind = kind;
+    const HostAndPort address = hostAndPort(settings);
+    target.host = address.host;
+    target.port = address.port;
+    target.database = required(settings, databaseKeys, u"Initial Catalog"_s);
+    target.user = settings.value(userKeys);
+    target.password = settings.value(passwordKeys);
+    target.sslMode = settings.value({"sslmode"_L1}).toLower();
+    if (kind == ServerTarget::Kind::MariaDb &&
+        isOneOf(target.sslMode, {"none"_L1, "disabled"_L1, "preferred"_L1}))
+        target.sslMode.clear();
+    static const QSet<QString> sslModes = {u""_s,        u"disable"_s,   u"allow"_s,      u"prefer"_s,
+                                           u"require"_s, u"verify-ca"_s, u"verify-full"_s};
+    if (!sslModes.contains(target.sslMode) ||
+        (kind == ServerTarget::Kind::MariaDb && !target.sslMode.isEmpty()))
+        throw refused(u"数据库连接字符串中“SslMode”的值不受支持"_s);
+    target.limits = limits(settings);
+    return target;
+}
+
+OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &installation)
+{
+    static constexpr Keys ownKeys = {"port"_L1};
+    refuseUnknownKeys(settings, {hostKeys, databaseKeys, userKeys, passwordKeys, integratedKeys, encryptKeys,
+                                 connectLimitKeys, statementLimitKeys, ownKeys});
+    refuseIntegratedSecurity(settings);
+    if (settings.value(hostKeys).startsWith("np:"_L1, Qt::CaseInsensitive) ||
+        settings.value(hostKeys).startsWith("\\\\"_L1))
+        throw refused(u"数据库连接字符串中“Data Source”是命名管道，本机无法使用，请改为主机名或地址"_s);
+    const HostAndPort address = hostAndPort(settings);
+    SqlServerAddress where;
+    where.host = address.host;
+    where.port = address.port;
+    where.database = settings.value(databaseKeys);
+    where.user = required(settings, userKeys, u"User ID"_s);
+    where.password = settings.value(passwordKeys);
+    where.encrypt = isYes(settings.value(encryptKeys));
+    return sqlServerOdbcTarget(where, limits(settings), installation);
+}
+
+/// OLE DB's bridge to ODBC: the ODBC keys stand beside the OLE DB ones or inside Extended Properties.
+OdbcTarget odbcBridge(const ConnectionString &settings, const OdbcInstallation &installation)
+{
+    static constexpr Keys translated = {
+        "provider"_L1, "extended properties"_L1, "data source"_L1, "user id"_L1,
+        "password"_L1, "initial catalog"_L1,     "user name"_L1};
+    QList<ConnectionString::Entry> entries;
+    if (const QString inner = settings.value({"extended properties"_L1}); !inner.isEmpty())
+        entries = ConnectionString(inner).entries();
+    const auto add = [&entries](const QString &key, const QString &value) {
+        if (!value.isEmpty())
+            entries += {key, value};
+    };
+    add(u"DSN"_s, settings.value({"data source"_L1}));
+    add(u"DATABASE"_s, settings.value({"initial catalog"_L1}));
+    add(u"UID"_s, settings.value({"user id"_L1, "user name"_L1}));
+    add(u"PWD"_s, settings.value({"password"_L1}));
+    for (const auto &entry : settings.entries()) {
+        if (!isOneOf(entry.key, translated) && !harmlessKeys().contains(entry.key.simplified().toLower()))
+            entries += entry;
+    }
+    return odbcTarget(entries, limits(settings), installation);
+}
+
+} // namespace
+
+ConnectionTarget connectionTarget(const QString &connectionString, const OdbcInstallation &installation)
+{
+    const ConnectionString settings(connectionString);
+    if (settings.isEmpty())
+        throw refused(u"没有配置数据库连接字符串"_s);
+    const QString provider = settings.value({"provider"_L1});
+    if (provider.isEmpty()) {
+        if (settings.contains("driver"_L1) || settings.contains("dsn"_L1) || settings.contains("filedsn"_L1))
+            return odbcTarget(settings.entries(), limits(settings), installation);
+        throw refused(u"数据库连接字符串缺少“Provider”（或“DRIVER”、“DSN”）"_s);
+    }
+    if (isProvider(provider, {"SQLite"_L1}))
+        return embedded(settings);
+    if (isProvider(provider, {"PostgreSQL"_L1, "Postgres"_L1}))
+        return server(settings, ServerTarget::Kind::PostgreSql);
+    if (isProvider(provider, {"MariaDB"_L1, "MySQL"_L1}))
+        return server(settings, ServerTarget::Kind::MariaDb);
+    if (isProvider(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
+                              "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
+                              "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))
+        return sqlServer(settings, installation);
+    if (isProvider(provider, {"MSDASQL"_L1, "MSDASQL.1"_L1}))
+        return odbcBridge(settings, installation);
+    throw refused(u"不支持数据库连接字符串中的 Provider“%1”"_s.arg(provider));
+}

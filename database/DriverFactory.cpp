@@ -1,0 +1,34 @@
+#include "database/DriverFactory.h"
+
+#include "database/ConnectionTarget.h"
+#include "database/MariaDbDriver.h"
+#include "database/OdbcDriver.h"
+#include "database/PostgreSqlDriver.h"
+#include "database/SqliteDriver.h"
+
+namespace
+{
+
+struct DriverMaker {
+    std::unique_ptr<Driver> operator()(const EmbeddedTarget &target) const
+    {
+        return std::make_unique<SqliteDriver>(target.file);
+    }
+    std::unique_ptr<Driver> operator()(const ServerTarget &target) const
+    {
+        if (target.kind == ServerTarget::Kind::PostgreSql)
+            return std::make_unique<PostgreSqlDriver>(target);
+        return std::make_unique<MariaDbDriver>(target);
+    }
+    std::unique_ptr<Driver> operator()(const OdbcTarget &target) const
+    {
+        return std::make_unique<OdbcDriver>(target);
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Driver> makeDriver(const QString &connectionString)
+{
+    return std::visit(DriverMaker{}, connectionTarget(connectionString, OdbcInstallation::ofThisMachine()));
+}

@@ -1,0 +1,125 @@
+#include "database/SqlDialect.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = DatabaseFault::Kind;
+
+class MariaDbDialect final : public SqlDialect
+{
+public:
+    [[nodiscard]] QStringList sessionSetup(const Session &session) const override
+    {
+        const auto seconds = session.limits.statement.count();
+        QStringList statements = {
+            u"set autocommit=1"_s,
+            u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
+            u"set session lock_wait_timeout=%1"_s.arg(seconds),
+            // Times of timestamp columns are ours, whatever the server's zone is. The offset stands where the
+            // server has no zone tables.
+            u"set time_zone='%1'"_s.arg(session.offset),
+            u"set time_zone='%1'"_s.arg(session.zone),
+        };
+        if (session.version.contains("MariaDB"_L1, Qt::CaseInsensitive))
+            statements += u"set session max_statement_time=%1"_s.arg(seconds);
+        else
+            statements += u"set session max_execution_time=%1"_s.arg(seconds * 1000);
+        return statements;
+    }
+
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"start transaction read write"_s, u"rollback"_s};
+    }
+
+    [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
+
+    [[nodiscard]] QString identityQuery() const override { return u"select last_insert_id()"_s; }
+
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override
+    {
+        return u"update %1 set %2 where %3 limit 1"_s.arg(table, assignments, condition);
+    }
+
+    [[nodiscard]] QString columnsQuery() const override
+    {
+        // The length is left out: this server's refusal names the column itself.
+        return u"select table_name, column_name, null from information_schema.columns"
+               " where table_schema=database() and lower(table_name)=?"
+               " order by table_name, ordinal_position"_s;
+    }
+
+    /// A larger packet is answered with an error, and then the connection is cut.
+    [[nodiscard]] QString payloadLimitQuery() const override { return u"select @@max_allowed_packet"_s; }
+
+    [[nodiscard]] QString leniencyQuery() const override
+    {
+        return u"select @@sql_mode not like '%STRICT%'"_s;
+    }
+    [[nodiscard]] QString warningsQuery() const override { return u"show warnings"_s; }
+    /// A number cut to its range, data truncated, data too long.
+    [[nodiscard]] bool tellsCutValue(int number) const override
+    {
+        return number == 1264 || number == 1265 || number == 1406;
+    }
+
+    /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
+    [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
+
+    [[nodiscard]] QString quotedName(const QString &name) const override
+    {
+        return u'`' + QString(name).replace(u'`', "``"_L1) + u'`';
+    }
+
+    /// Numbers of the server (1xxx and up) and of the client library (2xxx, 5xxx).
+    [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
+    {
+        switch (code.number) {
+        case 0: // said by a driver that is not the server
+            return code.state.isEmpty() || code.state.startsWith("08"_L1) ? Kind::Lost : Kind::Refused;
+        case 1053: // server shutdown in progress
+        case 1077:
+        case 1079:
+        case 1080:
+        case 1158: // communication errors on the server's side
+        case 1159:
+        case 1160:
+        case 1161:
+        case 1184:
+        case 1243: // the server has forgotten a prepared statement
+        case 1290: // read-only: the server became a replica
+        case 1615: // a prepared statement's table has changed
+        case 1836:
+        case 1927: // connection was killed
+            return Kind::Lost;
+        case 1021: // disk full
+        case 1037: // out of memory
+        case 1038:
+        case 1040: // too many connections
+        case 1041:
+        case 1114: // table full
+        case 1203:
+        case 1205: // lock wait time limit
+        case 1213: // deadlock
+        case 1317: // interrupted
+        case 1969: // statement time limit, MariaDB
+        case 3024: // statement time limit, MySQL
+            return Kind::Unavailable;
+        default:
+            return (code.number >= 2000 && code.number < 2030) || code.number == 2048 ||
+                           code.number == 2055 || (code.number >= 5000 && code.number < 5100)
+                       ? Kind::Lost
+                       : Kind::Refused;
+        }
+    }
+};
+
+} // namespace
+
+std::unique_ptr<SqlDialect> mariaDbDialect()
+{
+    return std::make_unique<MariaDbDialect>();
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "database/QtSqlServerDriver.h"
+
+/// PostgreSQL. A NUL, which it cannot store in a text, becomes U+FFFD.
+class PostgreSqlDriver final : public QtSqlServerDriver
+{
+public:
+    explicit PostgreSqlDriver(ServerTarget target);
+
+protected:
+    void configure(QSqlDatabase &database) const override;
+    [[nodiscard]] int socket(const QSqlDatabase &database) const override;
+    void checkSession() override;
+    [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
+};

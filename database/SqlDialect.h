@@ -1,0 +1,87 @@
+#pragma once
+
+#include "database/DatabaseFault.h"
+#include "database/DatabaseLimits.h"
+
+#include <QStringList>
+#include <functional>
+#include <memory>
+
+/// What a database system calls an error: SQLSTATE, its own number, or both.
+struct SqlErrorCode {
+    QString state;  ///< SQLSTATE, "" when the driver tells none
+    int number = 0; ///< 0 when the driver tells none
+};
+
+/// What one database system needs said its own way in SQL, whichever driver reaches it.
+class SqlDialect
+{
+public:
+    SqlDialect() = default;
+    virtual ~SqlDialect() = default;
+    SqlDialect(const SqlDialect &) = delete;
+    SqlDialect &operator=(const SqlDialect &) = delete;
+
+    /// Statements that put a new session into the state the program relies on. version: what the server calls
+    /// itself. zone: the IANA name of the local time zone; offset: its present offset, "+08:00".
+    struct Session {
+        QString version;
+        QString zone;
+        QString offset;
+        DatabaseLimits limits;
+    };
+    /// Each is tried; a refusal is no fault (older servers know fewer settings).
+    [[nodiscard]] virtual QStringList sessionSetup(const Session &) const { return {}; }
+
+    /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
+    /// has become a standby. Without it the connection would be opened and found useless in every tick.
+    [[nodiscard]] virtual QStringList writingProbe() const { return {}; }
+
+    /// Runs the set-up and the probe. run: executes one statement. Throws what it throws, refusals apart.
+    void setUpSession(const QString &version, const DatabaseLimits &limits,
+                      const std::function<void(const QString &sql)> &run) const;
+
+    [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
+    [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
+    [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }
+    [[nodiscard]] virtual QString savepoint(const QString &name) const;
+    /// "" where savepoints need no release.
+    [[nodiscard]] virtual QString releaseSavepoint(const QString &name) const;
+    [[nodiscard]] virtual QString rollbackToSavepoint(const QString &name) const;
+
+    /// The insert as a statement that answers with the new identity as its one row; the insert itself when
+    /// identityQuery() tells it afterwards.
+    [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &column) const;
+    [[nodiscard]] virtual QString identityQuery() const { return {}; }
+    [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                                   const QString &condition) const = 0;
+
+    /// The query for the columns of the tables with a name, letter case apart (its parameter, in lower case):
+    /// table, column, longest text in characters (null: no limit). "" where the server itself does not care
+    /// about letter case.
+    [[nodiscard]] virtual QString columnsQuery() const { return {}; }
+    [[nodiscard]] virtual QString quotedName(const QString &name) const;
+    /// The query for the octets that a statement with its values may have; "" where there is no such limit.
+    [[nodiscard]] virtual QString payloadLimitQuery() const { return {}; }
+    /// The query that answers 1 when this session cuts a value that does not fit, with only a warning; ""
+    /// where the server always refuses.
+    [[nodiscard]] virtual QString leniencyQuery() const { return {}; }
+    /// Then: the query for the last statement's warnings (level, number, text), and whether one of this
+    /// number tells that a value was cut.
+    [[nodiscard]] virtual QString warningsQuery() const { return {}; }
+    [[nodiscard]] virtual bool tellsCutValue(int /*number*/) const { return false; }
+    /// What a text's NUL becomes. A null QChar where NUL can be stored.
+    [[nodiscard]] virtual QChar replacementForNul() const { return {}; }
+
+    /// True when the system's ODBC driver is to give and take texts as UTF-8, not as UTF-16.
+    [[nodiscard]] virtual bool odbcSpeaksUtf8() const { return false; }
+
+    [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
+};
+
+[[nodiscard]] std::unique_ptr<SqlDialect> postgreSqlDialect();
+/// MariaDB and MySQL.
+[[nodiscard]] std::unique_ptr<SqlDialect> mariaDbDialect();
+[[nodiscard]] std::unique_ptr<SqlDialect> sqlServerDialect();
+/// A system we know nothing of but that it speaks SQL. Offers no identity.
+[[nodiscard]] std::unique_ptr<SqlDialect> standardSqlDialect();

@@ -1,0 +1,94 @@
+#include "database/SqlDialect.h"
+
+#include <chrono>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = DatabaseFault::Kind;
+
+class SqlServerDialect final : public SqlDialect
+{
+public:
+    [[nodiscard]] QStringList sessionSetup(const Session &session) const override
+    {
+        return {
+            // "2006-03-05 07:08:09" is read by the session's language otherwise, in some with day and month
+            // exchanged.
+            u"set dateformat ymd"_s,
+            u"set lock_timeout %1"_s.arg(std::chrono::milliseconds(session.limits.statement).count()),
+            // A text too long is refused, not cut.
+            u"set ansi_warnings on"_s,
+            u"set ansi_padding on"_s,
+            // A refused statement costs only itself, not the transaction.
+            u"set xact_abort off"_s,
+            u"set implicit_transactions off"_s,
+        };
+    }
+
+    [[nodiscard]] QString begin() const override { return u"BEGIN TRANSACTION"_s; }
+    [[nodiscard]] QString commit() const override { return u"COMMIT TRANSACTION"_s; }
+    [[nodiscard]] QString rollback() const override { return u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s; }
+    [[nodiscard]] QString savepoint(const QString &name) const override
+    {
+        return "SAVE TRANSACTION "_L1 + name;
+    }
+    [[nodiscard]] QString releaseSavepoint(const QString &) const override { return {}; }
+    [[nodiscard]] QString rollbackToSavepoint(const QString &name) const override
+    {
+        return "ROLLBACK TRANSACTION "_L1 + name;
+    }
+
+    /// scope_identity() is this batch's own, whatever a trigger numbers; OUTPUT is refused on tables with
+    /// triggers.
+    [[nodiscard]] QString identityInsert(const QString &insert, const QString &) const override
+    {
+        return "set nocount on; "_L1 + insert + "; select cast(scope_identity() as bigint)"_L1;
+    }
+
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override
+    {
+        return u"update top (1) %1 set %2 where %3"_s.arg(table, assignments, condition);
+    }
+
+    [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
+    {
+        switch (code.number) {
+        case 233:   // the server closed the connection
+        case 596:   // session killed
+        case 3906:  // the database became read-only
+        case 6005:  // shutdown in progress
+        case 10053: // aborted, reset or timed out on the line
+        case 10054:
+        case 10060:
+        case 20003: // FreeTDS: time limit, read, write and connection failures
+        case 20004:
+        case 20006:
+        case 20009:
+        case 20047:
+            return Kind::Lost;
+        case 701:   // no memory
+        case 1105:  // disk full
+        case 1205:  // deadlock
+        case 1222:  // lock time limit
+        case 9002:  // log full
+        case 17142: // paused
+            return Kind::Unavailable;
+        default:
+            break;
+        }
+        if (code.state.isEmpty() || code.state.startsWith("08"_L1))
+            return Kind::Lost;
+        return code.state.startsWith("HYT"_L1) ? Kind::Unavailable : Kind::Refused;
+    }
+};
+
+} // namespace
+
+std::unique_ptr<SqlDialect> sqlServerDialect()
+{
+    return std::make_unique<SqlServerDialect>();
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "database/QtSqlDriver.h"
+
+#include <QByteArray>
+
+/// The embedded database. The file must exist (an office's tables are never created here) and keeps its
+/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds.
+class SqliteDriver final : public QtSqlDriver
+{
+public:
+    static constexpr int busyLimitMilliseconds = 3000;
+
+    explicit SqliteDriver(QString fileName);
+
+    void open() override;
+    /// False when the file was removed or replaced: SQLite itself would go on with the vanished one.
+    [[nodiscard]] bool isUsable() const override;
+    /// BEGIN IMMEDIATE: a transaction that reads and then writes would otherwise be refused, without waiting,
+    /// when another program has committed in between.
+    void begin() override;
+    /// A statement that asks for all columns is given their names: Qt's driver crashes on a result that has
+    /// more columns than when it was prepared, and a table may be altered between the two.
+    [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override;
+    [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
+
+private:
+    [[nodiscard]] QByteArray fileIdentity() const;
+    [[nodiscard]] QString withColumnNames(const QString &sql);
+
+    QString m_fileName;
+    QByteArray m_openedFile; // identity of the file at open
+};

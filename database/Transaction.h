@@ -1,0 +1,23 @@
+#pragma once
+
+#include "database/Connection.h"
+
+/// Writes that stand together: rolled back at the end of the scope unless committed. A transaction inside
+/// another joins it; when the inner one is rolled back, the outer one can no longer be committed.
+class Transaction
+{
+public:
+    /// Throws DatabaseFault when it cannot begin.
+    explicit Transaction(Connection &connection);
+    ~Transaction();
+    Transaction(const Transaction &) = delete;
+    Transaction &operator=(const Transaction &) = delete;
+
+    /// Throws DatabaseFault, the writes then rolled back, when the database refuses or when any statement
+    /// since the beginning struck a fault, also one that its caller absorbed.
+    void commit();
+
+private:
+    Connection &m_connection;
+    bool m_committed = false;
+};

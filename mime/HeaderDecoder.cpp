@@ -1,0 +1,170 @@
+#include "mime/HeaderDecoder.h"
+
+#include "mime/CharsetDecoder.h"
+#include <QList>
+#include <optional>
+
+namespace
+{
+/// A run of encoded words, or the text between such runs.
+struct Segment {
+    QString text;
+    bool encoded = false;
+};
+
+struct EncodedWord {
+    QByteArray charset;
+    QByteArray octets;
+    qsizetype length = 0; // of the whole word in the header
+};
+
+QByteArray unfold(QByteArrayView raw)
+{
+    QByteArray line;
+    line.reserve(raw.size());
+    for (qsizetype i = 0; i < raw.size(); ++i) {
+        const char c = raw[i];
+        if (c == '\n' || c == '\r')
+            continue;
+        const bool folded = i > 0 && raw[i - 1] == '\n' && c == '\t';
+        line.append(folded ? ' ' : c);
+    }
+    if (line.startsWith(' ') || line.startsWith('\t'))
+        line.remove(0, 1);
+    return line;
+}
+
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
+QByteArray decodeQ(QByteArrayView text)
+{
+    QByteArray octets;
+    octets.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == '=' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
+            hexDigit(text[i + 2]) >= 0) {
+            octets.append(static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2])));
+            i += 2;
+        } else {
+            octets.append(text[i] == '_' ? ' ' : text[i]);
+        }
+    }
+    return octets;
+}
+
+/// The encoded word at the front of line (RFC 2047, 2), more forgiving than that: blanks inside are allowed.
+std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
+{
+    constexpr qsizetype longestCharset = 64; // so that "=?" without an end costs no search through the line
+    if (!line.startsWith("=?"))
+        return std::nullopt;
+    const qsizetype charsetEnd = line.first(qMin(line.size(), longestCharset)).indexOf('?', 2);
+    if (charsetEnd <= 2 || charsetEnd + 3 >= line.size() || line[charsetEnd + 2] != '?')
+        return std::nullopt;
+    const char encoding = line[charsetEnd + 1];
+    const qsizetype start = charsetEnd + 3;
+    const qsizetype end = line.indexOf("?=", start);
+    if (end < 0)
+        return std::nullopt;
+    EncodedWord word;
+    word.charset = line.sliced(2, charsetEnd - 2).toByteArray();
+    word.charset.truncate(word.charset.contains('*') ? word.charset.indexOf('*')
+                                                     : word.charset.size()); // RFC 2231, 5
+    word.length = end + 2;
+    const QByteArrayView text = line.sliced(start, end - start);
+    if (encoding == 'B' || encoding == 'b')
+        word.octets = QByteArray::fromBase64(text.toByteArray());
+    else if (encoding == 'Q' || encoding == 'q')
+        word.octets = decodeQ(text);
+    else
+        return std::nullopt;
+    return word;
+}
+
+bool isBlank(QByteArrayView text)
+{
+    return text.trimmed().isEmpty();
+}
+
+QList<Segment> segmentsOf(const QByteArray &line)
+{
+    QList<Segment> segments;
+    QByteArray charset; // of the run of words that is open
+    QByteArray octets;
+    qsizetype textStart = 0;
+    bool wordBefore = false; // a run is open or was just ended by a change of charset
+    qsizetype nextEnd = 0;   // of the nearest "?=" after at; looked for once, so that many "=?" stay cheap
+    const auto closeRun = [&] {
+        if (!charset.isEmpty())
+            segments.append({decodeText(octets, charset), true});
+        charset.clear();
+        octets.clear();
+    };
+    qsizetype at = line.indexOf("=?");
+    while (at >= 0) {
+        if (nextEnd < at + 2)
+            nextEnd = line.indexOf("?=", at + 2);
+        if (nextEnd < 0)
+            break;
+        const std::optional<EncodedWord> word = encodedWordAt(QByteArrayView(line).sliced(at));
+        if (!word) {
+            at = line.indexOf("=?", at + 2);
+            continue;
+        }
+        const QByteArrayView between = QByteArrayView(line).sliced(textStart, at - textStart);
+        const bool adjacent = wordBefore && isBlank(between);
+        if (!adjacent || word->charset.compare(charset, Qt::CaseInsensitive) != 0)
+            closeRun();
+        if (!adjacent && !between.isEmpty())
+            segments.append({decodeText(between, {}), false});
+        charset = word->charset;
+        octets += word->octets;
+        wordBefore = true;
+        textStart = at + word->length;
+        at = line.indexOf("=?", textStart);
+    }
+    closeRun();
+    if (textStart < line.size())
+        segments.append({decodeText(QByteArrayView(line).sliced(textStart), {}), false});
+    return segments;
+}
+} // namespace
+
+QString decodeHeaderText(QByteArrayView raw)
+{
+    QString text;
+    for (const Segment &segment : segmentsOf(unfold(raw)))
+        text += segment.text;
+    for (QChar &c : text) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F)
+            c = u' ';
+    }
+    return text;
+}
+
+QByteArray normaliseHeader(QByteArrayView raw)
+{
+    QByteArray normal;
+    bool afterWord = false;
+    for (const Segment &segment : segmentsOf(unfold(raw))) {
+        const QByteArray octets = segment.text.toUtf8();
+        if (segment.encoded) {
+            normal += (afterWord ? " =?utf-8?B?" : "=?utf-8?B?") + octets.toBase64() + "?=";
+        } else {
+            if (afterWord && octets.startsWith('<'))
+                normal += ' ';
+            normal += octets;
+        }
+        afterWord = segment.encoded;
+    }
+    return normal;
+}

@@ -1,0 +1,325 @@
+#include "modem/AtChannel.h"
+
+#include "modem/SerialLine.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace
+{
+
+constexpr char escape = '\x1b';
+constexpr char controlZ = '\x1a';
+
+bool isHexDigits(const QByteArray &line)
+{
+    return std::all_of(line.begin(), line.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
+}
+
+bool startsWith(const QByteArray &line, const QByteArray &prefix)
+{
+    return line.size() >= prefix.size() &&
+           line.first(prefix.size()).compare(prefix, Qt::CaseInsensitive) == 0;
+}
+
+/// Unsolicited lines that a TPDU line follows in PDU mode (3GPP TS 27.005, 3.4.1).
+bool announcesPayload(const QByteArray &line)
+{
+    return startsWith(line, "+CMT:") || startsWith(line, "+CDS:") || startsWith(line, "+CBM:");
+}
+
+} // namespace
+
+AtChannel::AtChannel(SerialLine &line, const ModemLimits &limits, QObject *parent)
+    : QObject(parent), m_line(line), m_limits(limits)
+{
+    connect(&m_line, &SerialLine::octetsArrived, this, [this] {
+        if (!m_busy)
+            drainIdle();
+    });
+}
+
+AtAnswer AtChannel::exchange(const QByteArray &command, const QByteArray &prefix,
+                             std::chrono::milliseconds limit)
+{
+    return run(command, prefix, Expect::Final, QDeadlineTimer(limit));
+}
+
+AtAnswer AtChannel::exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
+                                        std::chrono::milliseconds limit)
+{
+    return run(command, prefix, Expect::FinalWithPayload, QDeadlineTimer(limit));
+}
+
+AtAnswer AtChannel::exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit)
+{
+    return run(command, {}, Expect::Prompt, QDeadlineTimer(limit));
+}
+
+AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Expect expect,
+                        const QDeadlineTimer &deadline)
+{
+    Q_ASSERT(!m_busy);
+    if (!m_synchronised && !resynchronise(m_limits.resync))
+        return {m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost, {}, {}};
+    drainIdle();
+    m_echo = spelled(command);
+    m_prefix = prefix;
+    m_lateFinals = 0;
+    m_busy = true;
+    AtAnswer answer;
+    switch (m_line.write(m_echo + '\r', deadline)) {
+    case SerialLine::Wait::Ready:
+        answer = collect(expect, deadline);
+        break;
+    case SerialLine::Wait::TimedOut:
+        m_synchronised = false;
+        answer.end = AtAnswer::End::TimedOut;
+        break;
+    case SerialLine::Wait::Lost:
+        answer.end = AtAnswer::End::Lost;
+        break;
+    }
+    m_busy = false;
+    return answer;
+}
+
+AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, const QByteArray &prefix,
+                                std::chrono::milliseconds limit, bool &handedOver)
+{
+    Q_ASSERT(!m_busy);
+    const QDeadlineTimer deadline(limit);
+    m_echo = hexDigits;
+    m_prefix = prefix;
+    m_lateFinals = 0;
+    m_busy = true;
+    const SerialLine::Wait written = m_line.write(hexDigits + controlZ, deadline);
+    handedOver = written == SerialLine::Wait::Ready;
+    AtAnswer answer;
+    if (handedOver) {
+        answer = collect(Expect::Final, deadline);
+    } else {
+        m_synchronised = false;
+        answer.end = written == SerialLine::Wait::Lost ? AtAnswer::End::Lost : AtAnswer::End::TimedOut;
+    }
+    m_busy = false;
+    return answer;
+}
+
+AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
+{
+    m_answer = {};
+    while (!processInput(expect)) {
+        // A long answer may take long, but it does not pause: a modem that says nothing more is not waited
+        // for.
+        const bool isLong = expect == Expect::FinalWithPayload;
+        const QDeadlineTimer until = isLong ? std::min(deadline, QDeadlineTimer(m_limits.command)) : deadline;
+        switch (m_line.waitForOctets(until)) {
+        case SerialLine::Wait::Ready:
+            m_splitter.feed(m_line.readAll());
+            break;
+        case SerialLine::Wait::TimedOut:
+            m_synchronised = false;
+            m_answer.end = AtAnswer::End::TimedOut;
+            return m_answer;
+        case SerialLine::Wait::Lost:
+            m_synchronised = false;
+            m_answer.end = AtAnswer::End::Lost;
+            return m_answer;
+        }
+    }
+    return m_answer;
+}
+
+/// True when the answer is complete. Octets behind it stay for later.
+bool AtChannel::processInput(Expect expect)
+{
+    while (true) {
+        if (expect == Expect::Prompt && m_splitter.takePrompt()) {
+            m_answer.end = AtAnswer::End::Prompt;
+            return true;
+        }
+        const std::optional<QByteArray> line = m_splitter.takeLine();
+        if (!line)
+            return false;
+        if (takeAnswerLine(*line, expect))
+            return true;
+    }
+}
+
+bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
+{
+    if (m_unsolicitedWantsPayload && isHexDigits(received)) {
+        setAside(received);
+        return false;
+    }
+    const QByteArray line = withoutEcho(received);
+    if (line.isEmpty())
+        return false;
+    if (const std::optional<FinalResult> result = finalResult(line)) {
+        if (m_lateFinals > 0 && result->kind == FinalResult::Kind::Ok) {
+            --m_lateFinals;
+            return false;
+        }
+        m_answer.end = AtAnswer::End::Final;
+        m_answer.result = *result;
+        return true;
+    }
+    // A message reference before the prompt is the late result of an earlier message, and so is its OK.
+    if (expect == Expect::Prompt && startsWith(line, "+CMGS:")) {
+        ++m_lateFinals;
+        return false;
+    }
+    if (!m_prefix.isEmpty() && startsWith(line, m_prefix)) {
+        if (m_answer.lines.size() < ModemBounds::answerLines)
+            m_answer.lines.append({line, {}});
+        return false;
+    }
+    if (expect == Expect::FinalWithPayload && isHexDigits(line) && !m_answer.lines.isEmpty() &&
+        m_answer.lines.last().payload.isEmpty()) {
+        m_answer.lines.last().payload = line;
+        return false;
+    }
+    setAside(line);
+    return false;
+}
+
+QByteArray AtChannel::withoutEcho(const QByteArray &line)
+{
+    if (m_echo.isEmpty() || !startsWith(line, m_echo))
+        return line;
+    QByteArray rest = line.sliced(m_echo.size()).trimmed();
+    m_echo.clear(); // a command is echoed once
+    return rest;
+}
+
+void AtChannel::setAside(const QByteArray &line)
+{
+    if (m_unsolicitedWantsPayload && isHexDigits(line)) {
+        m_unsolicitedWantsPayload = false;
+        if (!m_unsolicited.isEmpty())
+            m_unsolicited.last().payload = line;
+        emit unsolicitedArrived();
+        return;
+    }
+    m_unsolicitedWantsPayload = false;
+    if (m_unsolicited.size() >= ModemBounds::unsolicitedLines)
+        return;
+    m_unsolicited.append({line, {}});
+    m_unsolicitedWantsPayload = announcesPayload(line);
+    if (!m_unsolicitedWantsPayload)
+        emit unsolicitedArrived();
+}
+
+/// Everything that comes while no command runs is unsolicited; a stray final result means nothing.
+void AtChannel::drainIdle()
+{
+    m_splitter.feed(m_line.readAll());
+    while (const std::optional<QByteArray> line = m_splitter.takeLine()) {
+        if (!finalResult(*line))
+            setAside(*line);
+    }
+}
+
+QList<AtLine> AtChannel::takeUnsolicited()
+{
+    listen(std::chrono::milliseconds(0)); // what the device holds is not read before somebody asks
+    QList<AtLine> taken = std::exchange(m_unsolicited, {});
+    // A line whose TPDU is still on its way stays.
+    if (m_unsolicitedWantsPayload && !taken.isEmpty())
+        m_unsolicited.append(taken.takeLast());
+    return taken;
+}
+
+void AtChannel::listen(std::chrono::milliseconds limit)
+{
+    m_busy = true;
+    static_cast<void>(m_line.waitForOctets(QDeadlineTimer(limit)));
+    m_busy = false;
+    drainIdle();
+}
+
+void AtChannel::reset()
+{
+    m_splitter.clear();
+    m_unsolicited.clear();
+    m_unsolicitedWantsPayload = false;
+    m_synchronised = false;
+    m_lowerCase = false;
+}
+
+/// Commands in the case that the modem understands; what stands in quotes is data.
+QByteArray AtChannel::spelled(const QByteArray &command) const
+{
+    if (!m_lowerCase)
+        return command;
+    QByteArray lower = command;
+    bool quoted = false;
+    for (char &c : lower) {
+        if (c == '"')
+            quoted = !quoted;
+        else if (!quoted)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return lower;
+}
+
+bool AtChannel::resynchronise(std::chrono::milliseconds limit)
+{
+    Q_ASSERT(!m_busy);
+    const QDeadlineTimer deadline(limit);
+    const bool knownLowerCase = m_lowerCase;
+    for (int attempt = 0; m_line.isOpen() && (attempt == 0 || !deadline.hasExpired()); ++attempt) {
+        drainIdle();
+        // Later attempts are for rare modems: some were left without result codes or with numeric ones, some
+        // know only lower case.
+        m_lowerCase = knownLowerCase || attempt % 4 == 3;
+        m_busy = true;
+        const AtAnswer answer = findModem(attempt % 2 == 0 ? "AT" : "ATQ0V1", deadline);
+        m_busy = false;
+        m_synchronised = answer.end == AtAnswer::End::Final;
+        if (m_synchronised)
+            return true;
+    }
+    m_lowerCase = knownLowerCase;
+    return false;
+}
+
+/// One attempt. ESC leaves a prompt and AT must be answered; but that answer may be a late one of an earlier
+/// command, or ESC may have had one of its own. Only a line that nothing else says proves that all of them
+/// are through, so a question with a prefix follows. End::Final means in step.
+AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &deadline)
+{
+    const auto attemptDeadline = [&] { return std::min(QDeadlineTimer(m_limits.syncAttempt), deadline); };
+    m_prefix.clear();
+    m_lateFinals = 0;
+    m_echo = spelled(command);
+    QDeadlineTimer until = attemptDeadline();
+    if (m_line.write(escape + m_echo + '\r', until) != SerialLine::Wait::Ready)
+        return {AtAnswer::End::TimedOut, {}, {}};
+    AtAnswer answer = collect(Expect::Final, until);
+    if (answer.end != AtAnswer::End::Final)
+        return answer;
+
+    m_echo = spelled("AT+CMEE?");
+    m_prefix = "+CMEE:";
+    until = attemptDeadline();
+    if (m_line.write(m_echo + '\r', until) != SerialLine::Wait::Ready)
+        return {AtAnswer::End::TimedOut, {}, {}};
+    while (true) {
+        answer = collect(Expect::Final, until);
+        if (answer.end != AtAnswer::End::Final || !answer.lines.isEmpty())
+            return answer;
+        // A result without the line is late, or the modem does not know the question and refuses it or says
+        // OK to anything: silence behind it tells.
+        if (isSilent())
+            return answer;
+    }
+}
+
+/// True when nothing more comes for a while; what does come is kept for the splitter.
+bool AtChannel::isSilent()
+{
+    const auto quiet = std::min(std::chrono::milliseconds(200), m_limits.syncAttempt);
+    return m_line.waitForOctets(QDeadlineTimer(quiet)) != SerialLine::Wait::Ready;
+}

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "modem/FinalResult.h"
+#include "modem/LineSplitter.h"
+#include "modem/ModemLimits.h"
+
+#include <QByteArray>
+#include <QDeadlineTimer>
+#include <QList>
+#include <QObject>
+
+class SerialLine;
+
+/// An information line and the TPDU line that follows it in answers that carry one.
+struct AtLine {
+    QByteArray text;
+    QByteArray payload; ///< hexadecimal digits, "" when none followed
+    bool operator==(const AtLine &) const = default;
+};
+
+/// How one exchange ended.
+struct AtAnswer {
+    enum class End {
+        Final,    ///< result tells how
+        Prompt,   ///< the modem waits for the TPDU
+        TimedOut, ///< nothing decisive came before the deadline; the channel is out of step
+        Lost,     ///< the device is gone and the line closed
+    };
+    End end = End::Final;
+    FinalResult result;
+    QList<AtLine> lines; ///< those with the expected prefix
+
+    [[nodiscard]] bool isOk() const { return end == End::Final && result.kind == FinalResult::Kind::Ok; }
+    [[nodiscard]] bool isLost() const { return end == End::Lost; }
+};
+
+/// AT command exchanges over a serial line, one at a time (ITU-T V.250, 3GPP TS 27.007).
+/// An answer consists of the lines with the prefix that the command expects, up to a final result; every
+/// other line is unsolicited, is set aside, and is told by a signal after the exchange. Echo may be on. An
+/// exchange has one deadline for the whole of it. After a time-out the channel is out of step: the next
+/// command first brings it back, so that a late answer is never taken for another command's.
+class AtChannel final : public QObject
+{
+    Q_OBJECT
+public:
+    AtChannel(SerialLine &line, const ModemLimits &limits, QObject *parent = nullptr);
+
+    /// command: the whole command line without its end. prefix: "+CSQ:" and the like, "" when the answer is
+    /// the final result alone.
+    [[nodiscard]] AtAnswer exchange(const QByteArray &command, const QByteArray &prefix,
+                                    std::chrono::milliseconds limit);
+    /// The same for answers in which a line of hexadecimal digits follows each information line (+CMGL,
+    /// +CMGR).
+    [[nodiscard]] AtAnswer exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
+                                               std::chrono::milliseconds limit);
+    /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
+    [[nodiscard]] AtAnswer exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit);
+    /// hexDigits go out with Ctrl-Z behind them. handedOver: all of it was written to the device, so that the
+    /// modem may have acted on it whatever the answer says.
+    [[nodiscard]] AtAnswer sendPayload(const QByteArray &hexDigits, const QByteArray &prefix,
+                                       std::chrono::milliseconds limit, bool &handedOver);
+
+    /// Leaves a prompt, finds the modem, and waits out late answers. False when nothing answers within limit
+    /// or the device is gone.
+    [[nodiscard]] bool resynchronise(std::chrono::milliseconds limit);
+    [[nodiscard]] bool isSynchronised() const { return m_synchronised; }
+    /// Waits until something arrives, at most limit long, and sets it aside as unsolicited.
+    void listen(std::chrono::milliseconds limit);
+    /// Forgets everything of an earlier device.
+    void reset();
+
+    [[nodiscard]] QList<AtLine> takeUnsolicited();
+
+signals:
+    /// takeUnsolicited() has something new. Connect it queued: it may be emitted inside an exchange.
+    void unsolicitedArrived();
+
+private:
+    enum class Expect { Final, FinalWithPayload, Prompt };
+
+    AtAnswer run(const QByteArray &command, const QByteArray &prefix, Expect expect,
+                 const QDeadlineTimer &deadline);
+    AtAnswer collect(Expect expect, const QDeadlineTimer &deadline);
+    AtAnswer findModem(const QByteArray &command, const QDeadlineTimer &deadline);
+    bool processInput(Expect expect);
+    bool takeAnswerLine(const QByteArray &received, Expect expect);
+    QByteArray withoutEcho(const QByteArray &line);
+    void setAside(const QByteArray &line);
+    void drainIdle();
+    [[nodiscard]] bool isSilent();
+    [[nodiscard]] QByteArray spelled(const QByteArray &command) const;
+
+    SerialLine &m_line;
+    ModemLimits m_limits;
+    LineSplitter m_splitter;
+    QList<AtLine> m_unsolicited;
+    bool m_unsolicitedWantsPayload = false;
+    bool m_busy = false;
+    bool m_synchronised = false;
+    bool m_lowerCase = false; ///< the modem understands commands in lower case only
+
+    // The exchange under way.
+    QByteArray m_echo;
+    QByteArray m_prefix;
+    AtAnswer m_answer;
+    int m_lateFinals = 0;
+};

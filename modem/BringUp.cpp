@@ -1,0 +1,206 @@
+#include "modem/BringUp.h"
+
+#include "modem/AnswerFields.h"
+#include "modem/AtChannel.h"
+#include "modem/MessageStore.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+class BringUp
+{
+public:
+    BringUp(AtChannel &channel, MessageStore &store, const ModemLimits &limits)
+        : m_channel(channel), m_store(store), m_limits(limits)
+    {
+    }
+
+    BringUpReport run(const QString &serviceCentre, std::chrono::milliseconds syncLimit)
+    {
+        if (!m_channel.resynchronise(syncLimit))
+            return failed(ModemResult::ModemSilent, u"短信猫没有应答"_s);
+        optional("ATE0");
+        optional("AT+CMEE=1");
+        m_isRegistered = false;
+        const bool isReady = waitForSim() && setPduMode() && setServiceCentre(serviceCentre) && findStore();
+        if (m_report.result != ModemResult::Ok)
+            return m_report;
+        if (isReady) {
+            setNotifications();
+            optional("AT+CMMS=2"); // keeps the radio link between the messages of a pass
+            askRegistration();
+        }
+        if (!isReady || m_isLost)
+            return failed(ModemResult::PortFailed, u"短信猫在初始化时断开"_s);
+        m_report.isRegistered = m_isRegistered;
+        return m_report;
+    }
+
+private:
+    AtAnswer ask(const QByteArray &command, const QByteArray &prefix = {})
+    {
+        if (m_isLost)
+            return {AtAnswer::End::Lost, {}, {}};
+        AtAnswer answer = m_channel.exchange(command, prefix, m_limits.command);
+        m_isLost = answer.isLost();
+        return answer;
+    }
+
+    /// A command that a modem may not know.
+    void optional(const QByteArray &command) { static_cast<void>(ask(command)); }
+
+    BringUpReport failed(ModemResult result, const QString &cause)
+    {
+        m_report.result = result;
+        m_report.cause = cause;
+        return m_report;
+    }
+
+    bool refuse(ModemResult result, const QString &cause)
+    {
+        static_cast<void>(failed(result, cause));
+        return false;
+    }
+
+    /// Asks again as long as the SIM is still starting up.
+    AtAnswer askPatiently(const QByteArray &command, const QByteArray &prefix = {})
+    {
+        while (true) {
+            AtAnswer answer = ask(command, prefix);
+            const bool isBusy = answer.end == AtAnswer::End::Final && saysSimBusy(answer.result);
+            if (!isBusy || m_simDeadline.hasExpired())
+                return answer;
+            m_channel.listen(m_limits.simRetry);
+        }
+    }
+
+    bool waitForSim()
+    {
+        m_simDeadline.setRemainingTime(m_limits.simBusy);
+        const AtAnswer answer = askPatiently("AT+CPIN?", "+CPIN:");
+        if (answer.isOk()) {
+            const QByteArray state = answer.lines.isEmpty()
+                                         ? QByteArray("READY")
+                                         : answerFields(answer.lines.last().text).first().text;
+            return state.compare("READY", Qt::CaseInsensitive) == 0 ||
+                   refuseLocked(QString::fromLatin1(state));
+        }
+        if (answer.end != AtAnswer::End::Final)
+            return answer.isLost() ? false : refuse(ModemResult::SimFailure, u"SIM 卡没有应答"_s);
+        return acceptsSimError(answer.result);
+    }
+
+    bool refuseLocked(const QString &state)
+    {
+        return refuse(ModemResult::SimLocked,
+                      u"SIM 卡需要输入 %1，请先用手机解除 PIN 码，程序不会猜测 PIN 码"_s.arg(state));
+    }
+
+    /// The modem answered AT+CPIN? with an error. A plain ERROR may only mean that it does not know the
+    /// question.
+    bool acceptsSimError(const FinalResult &error)
+    {
+        const QString words = QString::fromLatin1(describe(error));
+        const bool isCme = error.kind == FinalResult::Kind::CmeError;
+        const bool isCms = error.kind == FinalResult::Kind::CmsError;
+        if ((isCme && error.code == 10) || (isCms && error.code == 310))
+            return refuse(ModemResult::SimMissing, u"没有插入 SIM 卡（%1）"_s.arg(words));
+        const bool wantsCode = (isCme && (error.code == 5 || error.code == 11 || error.code == 12)) ||
+                               (isCms && (error.code == 311 || error.code == 312 || error.code == 316));
+        if (wantsCode)
+            return refuseLocked(u"PIN/PUK（%1）"_s.arg(words));
+        if ((isCme && error.code >= 13 && error.code <= 15) ||
+            (isCms && error.code >= 313 && error.code <= 315))
+            return refuse(ModemResult::SimFailure, u"SIM 卡不可用（%1）"_s.arg(words));
+        return true;
+    }
+
+    bool setPduMode()
+    {
+        const AtAnswer answer = askPatiently("AT+CMGF=0");
+        if (answer.isOk() || answer.isLost())
+            return answer.isOk();
+        return refuse(ModemResult::PduModeRefused, u"短信猫不支持 PDU 模式短信"_s);
+    }
+
+    bool findStore()
+    {
+        static_cast<void>(
+            askPatiently("AT+CPMS?", "+CPMS:")); // SMS of a SIM are readable later than the SIM is ready
+        return m_store.initialise();
+    }
+
+    bool setServiceCentre(const QString &number)
+    {
+        if (number.isEmpty())
+            return true;
+        const QByteArray type = number.startsWith(u'+') ? "145" : "129";
+        const AtAnswer answer = askPatiently("AT+CSCA=\"" + number.toLatin1() + "\"," + type);
+        if (answer.isOk() || answer.isLost())
+            return answer.isOk();
+        const QString words =
+            answer.end == AtAnswer::End::Final ? QString::fromLatin1(describe(answer.result)) : u"没有应答"_s;
+        return refuse(ModemResult::ServiceCentreRefused,
+                      u"短信猫不接受短信中心号码 %1（%2）"_s.arg(number, words));
+    }
+
+    /// Stored and told is wanted: +CNMI 2,1,0,0,0. Otherwise what comes nearest among what the modem offers;
+    /// a modem that only stores is read every minute anyway.
+    void setNotifications()
+    {
+        if (ask("AT+CNMI=2,1,0,0,0").isOk())
+            return;
+        const AtAnswer offer = ask("AT+CNMI=?", "+CNMI:");
+        if (!offer.isOk() || offer.lines.isEmpty())
+            return;
+        // In the order of preference; the first that is offered is taken (3GPP TS 27.005, 3.4.1).
+        static const QList<QList<int>> wishes{{2, 3, 1, 0}, {1, 3, 0, 2}, {0}, {0}, {0, 1}};
+        const QList<AnswerField> offered = answerFields(offer.lines.first().text);
+        QByteArray value;
+        for (qsizetype i = 0; i < offered.size() && i < wishes.size(); ++i) {
+            const QList<int> numbers = listedNumbers(offered[i].text);
+            int chosen = numbers.isEmpty() ? 0 : numbers.first();
+            for (const int wish : wishes[i]) {
+                if (numbers.contains(wish)) {
+                    chosen = wish;
+                    break;
+                }
+            }
+            value += (value.isEmpty() ? "" : ",") + QByteArray::number(chosen);
+        }
+        optional("AT+CNMI=" + value);
+    }
+
+    /// 3GPP TS 27.007, 7.2, 10.1.20, 10.1.22: <stat> is the last of one or the second of several parameters.
+    void askRegistration()
+    {
+        for (const QByteArray &name : {QByteArray("+CREG"), QByteArray("+CGREG"), QByteArray("+CEREG")}) {
+            const AtAnswer answer = ask("AT" + name + '?', name + ':');
+            for (const AtLine &line : answer.lines) {
+                const QList<AnswerField> fields = answerFields(line.text);
+                const int stat = fields.value(fields.size() > 1 ? 1 : 0).number().value_or(0);
+                m_isRegistered = m_isRegistered || stat == 1 || stat == 5 || stat == 6 || stat == 7;
+            }
+            if (m_isRegistered)
+                return;
+        }
+    }
+
+    AtChannel &m_channel;
+    MessageStore &m_store;
+    ModemLimits m_limits;
+    QDeadlineTimer m_simDeadline;
+    BringUpReport m_report;
+    bool m_isRegistered = false;
+    bool m_isLost = false;
+};
+
+} // namespace
+
+BringUpReport bringUp(AtChannel &channel, MessageStore &store, const ModemLimits &limits,
+                      const QString &serviceCentre, std::chrono::milliseconds syncLimit)
+{
+    return BringUp(channel, store, limits).run(serviceCentre, syncLimit);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "modem/ModemLimits.h"
+#include "modem/ModemResult.h"
+
+#include <QString>
+
+class AtChannel;
+class MessageStore;
+
+/// What the bring-up found.
+struct BringUpReport {
+    ModemResult result = ModemResult::Ok;
+    bool isRegistered = false;
+    QString cause; ///< for the operator when result is not Ok
+};
+
+/// Makes a modem ready to send and receive in PDU mode: in step, echo off, numbered errors, SIM, PDU mode,
+/// centre, memories, notifications, registration. What a modem does not know is left out, except what
+/// messages depend on. serviceCentre: dialable, or "" for the SIM's own. syncLimit: how long a silent modem
+/// is looked for.
+[[nodiscard]] BringUpReport bringUp(AtChannel &channel, MessageStore &store, const ModemLimits &limits,
+                                    const QString &serviceCentre, std::chrono::milliseconds syncLimit);

@@ -1,0 +1,151 @@
+#include "modem/FinalResult.h"
+
+#include <array>
+
+namespace
+{
+
+using Kind = FinalResult::Kind;
+
+struct Word {
+    QByteArrayView text;
+    Kind kind;
+};
+
+constexpr std::array words{
+    Word{"OK", Kind::Ok},
+    Word{"ERROR", Kind::Error},
+    Word{"COMMAND NOT SUPPORT", Kind::Error},
+    Word{"TOO MANY PARAMETERS", Kind::Error},
+};
+
+struct NumberedError {
+    int code;
+    QByteArrayView text;
+};
+
+// What a modem says with AT+CMEE=2 for the codes that make a difference to this program.
+constexpr std::array cmsErrors{
+    NumberedError{38, "network out of order"},
+    NumberedError{42, "congestion"},
+    NumberedError{300, "me failure"},
+    NumberedError{301, "sms service of me reserved"},
+    NumberedError{302, "operation not allowed"},
+    NumberedError{303, "operation not supported"},
+    NumberedError{304, "invalid pdu mode parameter"},
+    NumberedError{305, "invalid text mode parameter"},
+    NumberedError{310, "sim not inserted"},
+    NumberedError{311, "sim pin required"},
+    NumberedError{312, "ph-sim pin required"},
+    NumberedError{313, "sim failure"},
+    NumberedError{314, "sim busy"},
+    NumberedError{315, "sim wrong"},
+    NumberedError{316, "sim puk required"},
+    NumberedError{317, "sim pin2 required"},
+    NumberedError{318, "sim puk2 required"},
+    NumberedError{320, "memory failure"},
+    NumberedError{321, "invalid memory index"},
+    NumberedError{322, "memory full"},
+    NumberedError{330, "smsc address unknown"},
+    NumberedError{331, "no network service"},
+    NumberedError{332, "network timeout"},
+    NumberedError{340, "no +cnma acknowledgement expected"},
+    NumberedError{500, "unknown error"},
+};
+
+constexpr std::array cmeErrors{
+    NumberedError{3, "operation not allowed"},
+    NumberedError{4, "operation not supported"},
+    NumberedError{5, "ph-sim pin required"},
+    NumberedError{10, "sim not inserted"},
+    NumberedError{11, "sim pin required"},
+    NumberedError{12, "sim puk required"},
+    NumberedError{13, "sim failure"},
+    NumberedError{14, "sim busy"},
+    NumberedError{15, "sim wrong"},
+    NumberedError{16, "incorrect password"},
+    NumberedError{17, "sim pin2 required"},
+    NumberedError{18, "sim puk2 required"},
+    NumberedError{20, "memory full"},
+    NumberedError{21, "invalid index"},
+    NumberedError{22, "not found"},
+    NumberedError{30, "no network service"},
+    NumberedError{31, "network timeout"},
+    NumberedError{32, "network not allowed - emergency calls only"},
+    NumberedError{100, "unknown"},
+};
+
+template <std::size_t N>
+int errorCode(QByteArrayView text, const std::array<NumberedError, N> &table)
+{
+    const QByteArray value = text.trimmed().toByteArray().toLower();
+    bool isNumber = false;
+    const int number = value.toInt(&isNumber);
+    if (isNumber && number >= 0)
+        return number;
+    for (const NumberedError &error : table) {
+        if (value == error.text)
+            return error.code;
+    }
+    return FinalResult::unknownCode;
+}
+
+bool startsWithWord(QByteArrayView line, QByteArrayView word)
+{
+    return line.size() >= word.size() && line.first(word.size()).compare(word, Qt::CaseInsensitive) == 0;
+}
+
+} // namespace
+
+std::optional<FinalResult> finalResult(QByteArrayView line)
+{
+    for (const Word &word : words) {
+        if (line.compare(word.text, Qt::CaseInsensitive) == 0)
+            return FinalResult{word.kind, FinalResult::unknownCode};
+    }
+    constexpr QByteArrayView cme = "+CME ERROR:";
+    constexpr QByteArrayView cms = "+CMS ERROR:";
+    if (startsWithWord(line, cme))
+        return FinalResult{Kind::CmeError, errorCode(line.sliced(cme.size()), cmeErrors)};
+    if (startsWithWord(line, cms))
+        return FinalResult{Kind::CmsError, errorCode(line.sliced(cms.size()), cmsErrors)};
+    return std::nullopt;
+}
+
+bool saysNoNetwork(const FinalResult &result)
+{
+    const int code = result.code;
+    switch (result.kind) {
+    case Kind::CmsError:
+        return (code >= 310 && code <= 317) || code == 331;
+    case Kind::CmeError:
+        return (code >= 10 && code <= 18) || (code >= 30 && code <= 32);
+    case Kind::Ok:
+    case Kind::Error:
+        return false;
+    }
+    Q_UNREACHABLE();
+}
+
+bool saysSimBusy(const FinalResult &result)
+{
+    return (result.kind == Kind::CmeError && result.code == 14) ||
+           (result.kind == Kind::CmsError && result.code == 314);
+}
+
+QByteArray describe(const FinalResult &result)
+{
+    const QByteArray code =
+        result.code == FinalResult::unknownCode ? QByteArray("?") : QByteArray::number(result.code);
+    switch (result.kind) {
+    case Kind::Ok:
+        return "OK";
+    case Kind::Error:
+        return "ERROR";
+    case Kind::CmeError:
+        return "+CME ERROR: " + code;
+    case Kind::CmsError:
+        return "+CMS ERROR: " + code;
+    }
+    Q_UNREACHABLE();
+}

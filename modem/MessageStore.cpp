@@ -1,0 +1,194 @@
+#include "modem/MessageStore.h"
+
+#include "modem/AnswerFields.h"
+#include "modem/AtChannel.h"
+#include "modem/SerialLine.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace
+{
+
+// <stat> in PDU mode, 3GPP TS 27.005, 3.1.
+constexpr int receivedUnread = 0;
+constexpr int receivedRead = 1;
+
+bool isReceived(int stat)
+{
+    return stat == receivedUnread || stat == receivedRead;
+}
+
+bool isMemoryName(const QByteArray &name)
+{
+    return name.size() == 2 &&
+           std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isupper(c) != 0; });
+}
+
+/// Octets of a line of hexadecimal digits; a damaged line gives what can be read of it.
+QByteArray octetsOf(const QByteArray &hexDigits)
+{
+    return QByteArray::fromHex(hexDigits);
+}
+
+/// The TPDU behind "+CMGL: <index>,<stat>,[<alpha>],<length>" or "+CMGR: <stat>,[<alpha>],<length>".
+StoredTpdu storedTpdu(const QByteArray &memory, int index, const QList<AnswerField> &fields,
+                      const AtLine &line)
+{
+    return {memory, index, octetsOf(line.payload), fields.last().number().value_or(-1)};
+}
+
+} // namespace
+
+bool MessageStore::initialise()
+{
+    m_memories.clear();
+    m_totals.clear();
+    m_selected.clear();
+
+    QByteArrayList readable;
+    const AtAnswer offer = m_channel.exchange("AT+CPMS=?", "+CPMS:", m_limits.command);
+    if (offer.isLost())
+        return false;
+    if (offer.isOk() && !offer.lines.isEmpty()) {
+        for (const AnswerField &name :
+             answerFields(":" + answerFields(offer.lines.first().text).first().text)) {
+            if (isMemoryName(name.text))
+                readable.append(name.text);
+        }
+    }
+    // The SIM first: it keeps the parts of a message when the modem is changed.
+    for (const QByteArray &memory : {QByteArray("SM"), QByteArray("ME"), QByteArray("MT")}) {
+        if (!readable.isEmpty() && !readable.contains(memory))
+            continue;
+        const QByteArray quoted = '"' + memory + '"';
+        // Modems take three, two or one of the memories of reading, writing and receiving.
+        for (const QByteArray &value :
+             {quoted + ',' + quoted + ',' + quoted, quoted + ',' + quoted, quoted}) {
+            const AtAnswer answer = m_channel.exchange("AT+CPMS=" + value, "+CPMS:", m_limits.command);
+            if (answer.isLost())
+                return false;
+            if (!answer.isOk())
+                continue;
+            noteSizes(answer, {memory});
+            m_selected = memory;
+            m_memories.append(memory);
+            break;
+        }
+        if (!m_memories.isEmpty())
+            break;
+    }
+    if (m_memories.isEmpty()) {
+        m_memories.append(QByteArray()); // no +CPMS: there is one memory without a name
+        return true;
+    }
+    // Messages of earlier days, or of a modem that receives elsewhere than it was told.
+    for (const QByteArray &memory : {QByteArray("SM"), QByteArray("ME")}) {
+        if (readable.contains(memory) && !m_memories.contains(memory))
+            m_memories.append(memory);
+    }
+    return true;
+}
+
+void MessageStore::addMemory(const QByteArray &memory)
+{
+    if (isMemoryName(memory) && !m_memories.contains(memory) && m_memories.first() != QByteArray())
+        m_memories.append(memory);
+}
+
+/// "+CPMS: <used1>,<total1>,..." for memories in that order.
+void MessageStore::noteSizes(const AtAnswer &answer, const QByteArrayList &memories)
+{
+    if (answer.lines.isEmpty())
+        return;
+    const QList<AnswerField> fields = answerFields(answer.lines.first().text);
+    for (qsizetype i = 0; i < memories.size() && i * 2 + 1 < fields.size(); ++i) {
+        const std::optional<int> total = fields[i * 2 + 1].number();
+        if (total && *total > 0 && *total <= ModemBounds::storeEntriesMost)
+            m_totals.insert(memories[i], *total);
+    }
+}
+
+bool MessageStore::select(const QByteArray &memory)
+{
+    if (memory == m_selected)
+        return true;
+    const AtAnswer answer = m_channel.exchange("AT+CPMS=\"" + memory + '"', "+CPMS:", m_limits.command);
+    m_selected.clear(); // after a time-out either may be in force
+    if (!answer.isOk())
+        return false;
+    m_selected = memory;
+    noteSizes(answer, {memory});
+    return true;
+}
+
+/// A full store at the line's speed, twice, on top of an ordinary command.
+std::chrono::milliseconds MessageStore::listLimit(const QByteArray &memory) const
+{
+    constexpr int octetsPerEntry = 2 * 176 + 48;
+    constexpr int bitsPerOctet = 10;
+    const qint64 entries = m_totals.value(memory, ModemBounds::storeEntries);
+    // The line may be slower than the port's speed: a USB modem's own serial side, a network converter.
+    constexpr int slowestBaud = 9600;
+    static_assert(slowestBaud < SerialLine::baud);
+    return m_limits.command +
+           std::chrono::milliseconds(entries * octetsPerEntry * bitsPerOctet * 1000 / slowestBaud);
+}
+
+std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory)
+{
+    if (!select(memory))
+        return std::nullopt;
+    constexpr auto all = "AT+CMGL=4";
+    const AtAnswer answer = m_channel.exchangeWithPayload(all, "+CMGL:", listLimit(memory));
+    if (answer.end != AtAnswer::End::Final || saysSimBusy(answer.result))
+        return std::nullopt;
+    if (!answer.isOk())
+        return listOneByOne(memory);
+    Listing listing;
+    listing.total = m_totals.value(memory, 0);
+    for (const AtLine &line : answer.lines) {
+        const QList<AnswerField> fields = answerFields(line.text);
+        if (fields.size() < 3 || !fields[0].number() || !fields[1].number())
+            continue;
+        ++listing.used;
+        if (isReceived(*fields[1].number()))
+            listing.received.append(storedTpdu(memory, *fields[0].number(), fields, line));
+    }
+    return listing;
+}
+
+/// For modems that cannot list: every index is read. The first index may be 0 or 1.
+std::optional<MessageStore::Listing> MessageStore::listOneByOne(const QByteArray &memory)
+{
+    Listing listing;
+    listing.total = m_totals.value(memory, 0);
+    const int last = listing.total > 0 ? listing.total : ModemBounds::storeEntries;
+    for (int index = 0; index <= last; ++index) {
+        const AtAnswer answer =
+            m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command);
+        if (answer.end != AtAnswer::End::Final)
+            return std::nullopt;
+        if (!answer.isOk() || answer.lines.isEmpty())
+            continue;
+        const AtLine &line = answer.lines.first();
+        const QList<AnswerField> fields = answerFields(line.text);
+        if (line.payload.isEmpty())
+            continue; // an empty place
+        ++listing.used;
+        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat))
+            listing.received.append(storedTpdu(memory, index, fields, line));
+    }
+    return listing;
+}
+
+MessageStore::Removal MessageStore::remove(const StoredTpdu &copy)
+{
+    if (!select(copy.memory))
+        return Removal::Failed;
+    const AtAnswer answer =
+        m_channel.exchange("AT+CMGD=" + QByteArray::number(copy.index), {}, m_limits.command);
+    if (answer.isLost())
+        return Removal::Lost;
+    return answer.isOk() ? Removal::Removed : Removal::Failed;
+}

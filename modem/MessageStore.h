@@ -1,0 +1,56 @@
+#pragma once
+
+#include "modem/ModemLimits.h"
+#include "modem/StoredTpdu.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QHash>
+#include <QList>
+#include <optional>
+
+class AtChannel;
+struct AtAnswer;
+
+/// The memories in which the modem keeps received messages (3GPP TS 27.005, 3.2.2, 3.4.2, 3.4.3, 3.5.4).
+class MessageStore
+{
+public:
+    /// What a memory holds. Drafts and sent messages count as used but are never listed or removed.
+    struct Listing {
+        QList<StoredTpdu> received;
+        int used = 0;
+        int total = 0; ///< 0 = not known
+    };
+    enum class Removal {
+        Removed,
+        Failed, ///< try again later
+        Lost,   ///< the device is gone
+    };
+
+    MessageStore(AtChannel &channel, const ModemLimits &limits) : m_channel(channel), m_limits(limits) {}
+
+    /// Makes the SIM the memory for new messages where the modem allows it, and finds the memories that may
+    /// hold some. False when the device is gone; a modem without the commands is used as it is.
+    [[nodiscard]] bool initialise();
+    /// All memories that are to be read at open, and until a notification names more.
+    [[nodiscard]] QByteArrayList memories() const { return m_memories; }
+    /// A notification named this memory; anything but letters is not believed.
+    void addMemory(const QByteArray &memory);
+
+    /// nullopt when the memory could not be read now.
+    [[nodiscard]] std::optional<Listing> list(const QByteArray &memory);
+    [[nodiscard]] Removal remove(const StoredTpdu &copy);
+
+private:
+    bool select(const QByteArray &memory);
+    void noteSizes(const AtAnswer &answer, const QByteArrayList &memories);
+    std::optional<Listing> listOneByOne(const QByteArray &memory);
+    [[nodiscard]] std::chrono::milliseconds listLimit(const QByteArray &memory) const;
+
+    AtChannel &m_channel;
+    ModemLimits m_limits;
+    QByteArrayList m_memories;
+    QByteArray m_selected;
+    QHash<QByteArray, int> m_totals;
+};

@@ -1,0 +1,262 @@
+#include "modem/ModemControl.h"
+
+#include "modem/MessageSender.h"
+#include "modem/ModemLink.h"
+#include "modem/Receiver.h"
+#include "modem/SerialDevice.h"
+#include "modem/SmsAddress.h"
+#include "modem/SmsSubmit.h"
+
+#include <QRandomGenerator>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+qint16 code(ModemResult result)
+{
+    return static_cast<qint16>(result);
+}
+
+} // namespace
+
+class ModemControl::Private
+{
+public:
+    Private(ModemControl &control, const Clock &clock, std::function<QString(int)> mappedDevice,
+            const ModemLimits &timeLimits)
+        : q(control),
+          limits(timeLimits),
+          deviceOf(std::move(mappedDevice)),
+          link(timeLimits),
+          receiver(clock, link, timeLimits),
+          reference(static_cast<quint8>(QRandomGenerator::global()->bounded(256)))
+    {
+        reopenTimer.setInterval(limits.reopen);
+    }
+
+    BringUpReport connectDevice(std::chrono::milliseconds syncLimit);
+    bool reopen();
+    void bringUpAgain();
+    void noteLost();
+    void disconnectDevice();
+    void makeReady();
+
+    ModemControl &q;
+    ModemLimits limits;
+    std::function<QString(int)> deviceOf;
+    ModemLink link;
+    Receiver receiver;
+    QTimer reopenTimer;
+
+    qint16 portNumber = 0;
+    QString serviceCentre;
+    QString countryCode;
+    bool isWanted = false; ///< the operator's open stands
+    bool isLost = false;   ///< it stands, but the modem is gone
+    bool isRegistered = false;
+    QString lostCause; ///< why the last attempt to reopen failed
+    QString refusal;
+    quint8 reference; ///< of concatenated messages; starts anywhere, so that a restart repeats none
+};
+
+BringUpReport ModemControl::Private::connectDevice(std::chrono::milliseconds syncLimit)
+{
+    QString device = deviceOf ? deviceOf(portNumber) : QString();
+    if (device.isEmpty())
+        device = serialDevice(portNumber);
+    if (device.isEmpty())
+        return {ModemResult::NoSuchPort, false, u"端口 COM%1 不存在"_s.arg(portNumber)};
+    BringUpReport report = link.open(device, serviceCentre, syncLimit);
+    isRegistered = report.isRegistered;
+    return report;
+}
+
+/// The modem is gone although it is wanted. The operator is told once.
+void ModemControl::Private::noteLost()
+{
+    link.close();
+    receiver.pause();
+    if (!isWanted || isLost)
+        return;
+    isLost = true;
+    lostCause = u"短信猫已断开或没有应答"_s;
+    reopenTimer.start();
+    emit q.notice(u"短信猫已断开或没有应答，将自动重新连接"_s);
+}
+
+bool ModemControl::Private::reopen()
+{
+    const BringUpReport report = connectDevice(limits.reopenSync);
+    if (report.result != ModemResult::Ok) {
+        // A cause that only a person can remove is worth a line, once.
+        const bool isNews = report.cause != lostCause && report.result != ModemResult::NoSuchPort &&
+                            report.result != ModemResult::ModemSilent &&
+                            report.result != ModemResult::PortFailed;
+        lostCause = report.cause;
+        if (isNews)
+            emit q.notice(u"短信猫重新连接失败：%1"_s.arg(report.cause));
+        return false;
+    }
+    isLost = false;
+    lostCause.clear();
+    reopenTimer.stop();
+    receiver.start();
+    emit q.notice(report.isRegistered ? u"短信猫已重新连接"_s : u"短信猫已重新连接，但未注册到网络"_s);
+    return true;
+}
+
+void ModemControl::Private::bringUpAgain()
+{
+    const BringUpReport report = link.bringUpAgain();
+    isRegistered = report.isRegistered;
+    if (report.result == ModemResult::Ok)
+        receiver.start();
+    else
+        noteLost();
+}
+
+void ModemControl::Private::disconnectDevice()
+{
+    isWanted = false;
+    isLost = false;
+    reopenTimer.stop();
+    receiver.stop();
+    link.close();
+}
+
+/// Throws when nothing can be sent now.
+void ModemControl::Private::makeReady()
+{
+    if (!isWanted)
+        throw ModemFault(ModemFault::Kind::PortLost, u"短信猫端口未打开"_s);
+    if (link.isOpen() && receiver.takeNews())
+        bringUpAgain();
+    if (link.isOpen() && !link.answers())
+        noteLost();
+    if (!link.isOpen()) {
+        noteLost();
+        if (!reopen())
+            throw ModemFault(ModemFault::Kind::PortLost, lostCause);
+    }
+}
+
+ModemControl::ModemControl(const Clock &clock, std::function<QString(int)> mappedDevice, QObject *parent,
+                           const ModemLimits &limits)
+    : QObject(parent), d(std::make_unique<Private>(*this, clock, std::move(mappedDevice), limits))
+{
+    connect(&d->link, &ModemLink::lost, this, [this] { d->noteLost(); });
+    connect(&d->reopenTimer, &QTimer::timeout, this, [this] { static_cast<void>(d->reopen()); });
+    connect(&d->receiver, &Receiver::messageReady, this, &ModemControl::messageArrived);
+    connect(&d->receiver, &Receiver::notice, this, &ModemControl::notice);
+    connect(&d->receiver, &Receiver::modemLost, this, [this] { d->noteLost(); });
+    connect(&d->receiver, &Receiver::modemRestarted, this, [this] { d->bringUpAgain(); });
+}
+
+ModemControl::~ModemControl() = default;
+
+void ModemControl::setPortNumber(qint16 comPort)
+{
+    d->portNumber = comPort;
+}
+
+void ModemControl::setServiceCentre(const QString &number)
+{
+    d->serviceCentre = number.trimmed();
+}
+
+void ModemControl::setSenderCountryCode(const QString &digits)
+{
+    const QString trimmed = digits.trimmed();
+    d->countryCode = trimmed.startsWith(u'+') ? trimmed.sliced(1) : trimmed;
+}
+
+void ModemControl::setTrace(ModemTrace trace)
+{
+    d->link.line.setTrace(std::move(trace));
+}
+
+bool ModemControl::isPortOpen() const
+{
+    return d->isWanted && d->link.isOpen();
+}
+
+bool ModemControl::isRegistered() const
+{
+    return isPortOpen() && d->isRegistered;
+}
+
+qint16 ModemControl::open()
+{
+    d->disconnectDevice();
+    BringUpReport report;
+    if (!d->serviceCentre.isEmpty() && !isDialable(d->serviceCentre)) {
+        report.result = ModemResult::ServiceCentreInvalid;
+        report.cause = u"短信中心号码 %1 无效"_s.arg(d->serviceCentre);
+    } else {
+        report = d->connectDevice(d->limits.sync);
+    }
+    if (report.result != ModemResult::Ok) {
+        emit notice(u"短信猫打开失败：%1"_s.arg(report.cause));
+        return code(report.result);
+    }
+    d->isWanted = true;
+    d->receiver.start();
+    if (!report.isRegistered)
+        emit notice(u"短信猫未注册到网络，暂时不能收发短信"_s);
+    return code(ModemResult::Ok);
+}
+
+qint16 ModemControl::close()
+{
+    d->disconnectDevice();
+    return code(ModemResult::Ok);
+}
+
+qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
+{
+    const QString number = mobileNumber.trimmed();
+    if (!isDialable(number)) {
+        d->refusal = u"手机号码无效"_s;
+        return code(ModemResult::NumberInvalid);
+    }
+    const QList<SmsSubmit> parts = encodeSubmits(number, text, d->reference++);
+    if (parts.isEmpty()) {
+        d->refusal = u"短信内容过长"_s;
+        return code(ModemResult::TextTooLong);
+    }
+    d->makeReady();
+    const SendOutcome outcome = MessageSender(d->link.channel, d->limits).send(parts);
+    if (outcome.isModemGone)
+        d->noteLost();
+    if (outcome.fault)
+        throw ModemFault(*outcome.fault, outcome.cause);
+    d->refusal = outcome.cause;
+    return code(outcome.result);
+}
+
+QString ModemControl::lastRefusal() const
+{
+    return d->refusal;
+}
+
+qint16 ModemControl::read(QString &sender, QString &text, QString &receiveTime)
+{
+    const InboxMessage *message = d->receiver.current();
+    if (message == nullptr)
+        return code(ModemResult::NoMessage);
+    d->receiver.noteRead();
+    if (!message->problem.isEmpty())
+        return code(ModemResult::MessageUnreadable);
+    sender = displayWithin(message->sender, d->countryCode);
+    text = message->text;
+    receiveTime = message->time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    return code(ModemResult::Ok);
+}
+
+void ModemControl::settle(MessageFate fate)
+{
+    d->receiver.settle(fate);
+}

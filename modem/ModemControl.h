@@ -1,0 +1,78 @@
+#pragma once
+
+#include "modem/ModemFault.h"
+#include "modem/ModemLimits.h"
+#include "modem/ModemResult.h"
+#include "modem/ModemTrace.h"
+#include "platform/clock/Clock.h"
+
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <memory>
+
+/// What became of a message in the handler of messageArrived().
+enum class MessageFate : int {
+    Handled, ///< dealt with: the modem's copy is removed
+    Refused, ///< this message cannot be stored: it is kept and raised again hourly, the others go on
+    Wait,    ///< nothing can be handled now: it and all later ones are kept and raised again soon, in order
+};
+
+/// A GSM modem on a serial port that sends and receives SMS (3GPP TS 27.005, 27.007, 23.040, 23.038, PDU
+/// mode). All calls block up to the time limits and never run the event loop. Once open() succeeded the port
+/// is wanted until close(): a lost device is reopened by send() and by a timer, for ever, and notice() tells
+/// both ends once.
+class ModemControl final : public QObject
+{
+    Q_OBJECT
+public:
+    /// mappedDevice: COM number to device path, "" where there is none; then the convention of serialDevice()
+    /// applies. clock must outlive the control.
+    ModemControl(const Clock &clock, std::function<QString(int comPort)> mappedDevice,
+                 QObject *parent = nullptr, const ModemLimits &limits = {});
+    ~ModemControl() override;
+
+    /// COM number, kept for the next open().
+    void setPortNumber(qint16 comPort);
+    /// SMS centre number, kept for the next open(); "" leaves the SIM's own.
+    void setServiceCentre(const QString &number);
+    /// Numbers of this country are delivered in national form: "86" turns +86138... into 138... The digits
+    /// without "+"; "" delivers numbers as the network gives them.
+    void setSenderCountryCode(const QString &digits);
+    /// Shows every octet that goes over the line; an empty function turns it off.
+    void setTrace(ModemTrace trace);
+
+    /// True from a successful open() to close(), except while the device is gone.
+    [[nodiscard]] bool isPortOpen() const;
+    /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
+    /// open() or when the device came back. False while the port is closed.
+    [[nodiscard]] bool isRegistered() const;
+    /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
+    /// ModemResult, the port is released, and notice() says the cause.
+    [[nodiscard]] qint16 open();
+    /// Releases the port, forgets what waits in memory; the modem's store keeps what was not handled. Always
+    /// 0.
+    [[nodiscard]] qint16 close();
+    /// Sends text as one SMS, or concatenated when it does not fit one. 0 = every part was accepted with a
+    /// message reference, else a ModemResult: the attempt is over and must not be repeated. Blanks around the
+    /// number are ignored. Throws ModemFault when it could not try; then nothing of the message was accepted.
+    [[nodiscard]] qint16 send(const QString &mobileNumber, const QString &text);
+    /// In words and with the modem's error number: why the last send() was not 0. For the log.
+    [[nodiscard]] QString lastRefusal() const;
+    /// The one message that raised messageArrived(). receiveTime: YYYY-MM-DD HH:MM:SS, local time of the
+    /// service centre's stamp. 8-bit data comes as upper-case hexadecimal digits. Non-zero leaves the three
+    /// texts as they were.
+    [[nodiscard]] qint16 read(QString &sender, QString &text, QString &receiveTime);
+    /// Called by the handler of messageArrived() before it returns; without it the message waits.
+    void settle(MessageFate fate);
+
+signals:
+    /// One complete message waits for read(). Raised from the event loop only, one message per turn of it.
+    void messageArrived();
+    /// For the operator's log, in Chinese.
+    void notice(const QString &text);
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "modem/AtChannel.h"
+#include "modem/BringUp.h"
+#include "modem/MessageStore.h"
+#include "modem/ModemLimits.h"
+#include "modem/SerialLine.h"
+
+#include <QObject>
+#include <QString>
+
+/// A device with a modem on it that was brought up: from opening to loss or closing.
+class ModemLink final : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ModemLink(const ModemLimits &limits, QObject *parent = nullptr);
+
+    /// Opens device and brings the modem up; after a failure the device is released.
+    [[nodiscard]] BringUpReport open(const QString &device, const QString &serviceCentre,
+                                     std::chrono::milliseconds syncLimit);
+    /// Brings the modem up again on the open line, after it restarted by itself.
+    [[nodiscard]] BringUpReport bringUpAgain();
+    void close();
+    [[nodiscard]] bool isOpen() const { return line.isOpen(); }
+    /// False when the device is gone, or no longer answers although it is there.
+    [[nodiscard]] bool answers();
+
+    SerialLine line;
+    AtChannel channel;
+    MessageStore store;
+
+signals:
+    /// The device vanished while no command ran. From the event loop only.
+    void lost();
+
+private:
+    ModemLimits m_limits;
+    QString m_serviceCentre;
+};

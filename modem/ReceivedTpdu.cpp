@@ -1,0 +1,109 @@
+#include "modem/ReceivedTpdu.h"
+
+#include "modem/Scts.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+// TP-MTI, 3GPP TS 23.040, 9.2.3.1, as sent by the service centre.
+enum MessageType : quint8 {
+    Deliver = 0,
+    SubmitReport = 1,
+    StatusReport = 2,
+    ReservedType = 3, // to be read as SMS-DELIVER
+};
+
+constexpr quint8 typeMask = 0x03;
+constexpr quint8 userDataHeaderIndicator = 0x40;
+constexpr qsizetype sctsOctets = 7;
+
+QString decodeUcs2(QByteArrayView octets)
+{
+    QString text;
+    text.reserve(octets.size() / 2);
+    for (qsizetype i = 0; i + 1 < octets.size(); i += 2) {
+        const auto unit =
+            static_cast<char16_t>(static_cast<quint8>(octets[i]) << 8 | static_cast<quint8>(octets[i + 1]));
+        text.append(QChar(unit));
+    }
+    return text;
+}
+
+QString decodeText(QByteArrayView userData, qsizetype length, const DataCoding &dcs,
+                   const UserDataHeader &udh)
+{
+    const QByteArrayView body = userData.sliced(udh.octets);
+    if (dcs.isCompressed || dcs.alphabet == DataCoding::Alphabet::EightBit)
+        return QString::fromLatin1(body.toByteArray().toHex().toUpper());
+    if (dcs.alphabet == DataCoding::Alphabet::Ucs2)
+        return decodeUcs2(body);
+    // Length counts septets from the start of the header; the text starts at a septet boundary (9.2.3.24).
+    const qsizetype headerSeptets = (udh.octets * 8 + 6) / 7;
+    const int fillBits = static_cast<int>(headerSeptets * 7 - udh.octets * 8);
+    return GsmAlphabet::decode(
+        GsmAlphabet::unpack(body, qMax<qsizetype>(length - headerSeptets, 0), fillBits), udh.tables);
+}
+
+ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)
+{
+    SmsDeliver deliver;
+    QString problem;
+    deliver.oa = decodeAddress(cursor, u"TP-OA", problem);
+    if (!problem.isEmpty())
+        return UnreadableTpdu{problem};
+    deliver.pid = cursor.takeOctet(u"TP-PID");
+    deliver.dcs = decodeDataCoding(cursor.takeOctet(u"TP-DCS"));
+    deliver.scts = decodeScts(cursor.take(sctsOctets, u"TP-SCTS"));
+    const qsizetype length = cursor.takeOctet(u"TP-UDL");
+    const bool countsSeptets =
+        !deliver.dcs.isCompressed && deliver.dcs.alphabet == DataCoding::Alphabet::Gsm7;
+    const QByteArrayView userData = cursor.take(countsSeptets ? (length * 7 + 7) / 8 : length, u"TP-UD");
+    if (cursor.hasFailed())
+        return UnreadableTpdu{cursor.failure()};
+    if (hasHeader)
+        deliver.udh = decodeUserDataHeader(userData);
+    deliver.ud = decodeText(userData, length, deliver.dcs, deliver.udh);
+    return deliver;
+}
+
+ReceivedTpdu decodeStatusReport(OctetCursor &cursor)
+{
+    SmsStatusReport report;
+    QString problem;
+    report.mr = cursor.takeOctet(u"TP-MR");
+    static_cast<void>(decodeAddress(cursor, u"TP-RA", problem));
+    static_cast<void>(cursor.take(sctsOctets, u"TP-SCTS"));
+    static_cast<void>(cursor.take(sctsOctets, u"TP-DT"));
+    static_cast<void>(cursor.takeOctet(u"TP-ST"));
+    if (!problem.isEmpty())
+        return UnreadableTpdu{problem};
+    if (cursor.hasFailed())
+        return UnreadableTpdu{cursor.failure()};
+    return report;
+}
+
+} // namespace
+
+ReceivedTpdu decodeReceived(QByteArrayView octets, qsizetype tpduOctets)
+{
+    OctetCursor cursor(octets);
+    if (octets.size() != tpduOctets) {
+        const qsizetype serviceCentreOctets = cursor.takeOctet(u"service-centre address");
+        static_cast<void>(cursor.take(serviceCentreOctets, u"service-centre address"));
+    }
+    const quint8 first = cursor.takeOctet(u"TP-MTI");
+    if (cursor.hasFailed())
+        return UnreadableTpdu{cursor.failure()};
+    switch (first & typeMask) {
+    case StatusReport:
+        return decodeStatusReport(cursor);
+    case SubmitReport:
+        return UnreadableTpdu{u"TP-MTI of a message that was not received"_s};
+    case Deliver:
+    case ReservedType:
+        break;
+    }
+    return decodeDeliver(cursor, (first & userDataHeaderIndicator) != 0);
+}

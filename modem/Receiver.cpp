@@ -1,0 +1,247 @@
+#include "modem/Receiver.h"
+
+#include "modem/AnswerFields.h"
+#include "modem/ModemControl.h"
+#include "modem/ModemLink.h"
+
+#include <QPointer>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// What modems say when they start; their settings are then lost, PDU mode among them.
+bool tellsRestart(const QByteArray &line)
+{
+    static const QByteArrayList words{"RDY", "^SYSSTART", "+CFUN: 1", "CALL READY", "SMS READY"};
+    return words.contains(line.toUpper());
+}
+
+} // namespace
+
+Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limits, QObject *parent)
+    : QObject(parent),
+      m_clock(clock),
+      m_link(link),
+      m_limits(limits),
+      m_inbox(limits),
+      m_fate(MessageFate::Wait)
+{
+    for (QTimer *timer : {&m_work, &m_poll, &m_retry})
+        timer->setSingleShot(true);
+    m_work.setInterval(0);
+    m_poll.setInterval(limits.storePoll);
+    m_retry.setInterval(limits.waitRetry);
+    connect(&m_work, &QTimer::timeout, this, &Receiver::work);
+    connect(&m_retry, &QTimer::timeout, this, &Receiver::work);
+    connect(&m_poll, &QTimer::timeout, this, [this] {
+        m_isStoreDue = true;
+        work();
+    });
+    connect(&m_link.channel, &AtChannel::unsolicitedArrived, &m_work, qOverload<>(&QTimer::start),
+            Qt::QueuedConnection);
+}
+
+void Receiver::start()
+{
+    m_isStoreDue = true;
+    m_isRestarted = false;
+    m_wantsAcknowledge.reset();
+    m_occupancy.clear();
+    m_work.start();
+}
+
+void Receiver::pause()
+{
+    m_work.stop();
+    m_poll.stop();
+    m_retry.stop();
+}
+
+void Receiver::stop()
+{
+    pause();
+    // In its handler a message may still be told handled: first that, then the rest is forgotten.
+    m_mustForget = m_current.has_value();
+    if (!m_mustForget)
+        m_inbox.forgetUnhandled();
+}
+
+void Receiver::work()
+{
+    if (!m_link.isOpen() || m_current)
+        return;
+    if (takeNews()) {
+        emit modemRestarted();
+        return;
+    }
+    if (m_isStoreDue) {
+        if (!readStore())
+            return;
+        m_retry.stop(); // something may be new: what waits is tried with it
+    }
+    if (m_retry.isActive())
+        return;
+    if (raiseNext() && m_link.isOpen())
+        m_work.start();
+}
+
+bool Receiver::takeNews()
+{
+    for (const AtLine &line : m_link.channel.takeUnsolicited())
+        noteLine(line);
+    return std::exchange(m_isRestarted, false);
+}
+
+void Receiver::noteLine(const AtLine &line)
+{
+    const QByteArray name = line.text.left(line.text.indexOf(':')).toUpper();
+    if (name == "+CMTI" || name == "+CDSI") {
+        // The notified memory can be another than the selected one; the index is only a hint.
+        m_link.store.addMemory(answerFields(line.text).first().text);
+        m_isStoreDue = true;
+        m_work.start();
+    } else if (name == "+CMT") {
+        takeDirect(line);
+    } else if (name == "+CDS") {
+        acknowledge();
+    } else if (tellsRestart(line.text)) {
+        m_isRestarted = true;
+        m_work.start();
+    }
+}
+
+/// "+CMT: [<alpha>],<length>" and the TPDU: there is no stored copy.
+void Receiver::takeDirect(const AtLine &line)
+{
+    const int length = answerFields(line.text).last().number().value_or(-1);
+    m_inbox.addDirect(QByteArray::fromHex(line.payload), length, m_clock.now());
+    acknowledge();
+    m_work.start();
+}
+
+/// 3GPP TS 27.005, 3.4.4: demanded only with message service 1 of phase 2+.
+void Receiver::acknowledge()
+{
+    AtChannel &channel = m_link.channel;
+    if (!m_wantsAcknowledge) {
+        const AtAnswer answer = channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
+        m_wantsAcknowledge = answer.isOk() && !answer.lines.isEmpty() &&
+                             answerFields(answer.lines.first().text).first().number() == 1;
+    }
+    if (*m_wantsAcknowledge)
+        static_cast<void>(channel.exchange("AT+CNMA", {}, m_limits.command));
+}
+
+/// False when the modem is gone.
+bool Receiver::readStore()
+{
+    m_isStoreDue = false;
+    m_failedRemovals.clear();
+    m_poll.start();
+    for (const QByteArray &memory : m_link.store.memories()) {
+        const std::optional<MessageStore::Listing> listing = m_link.store.list(memory);
+        if (!listing) {
+            if (m_link.answers())
+                continue; // the next reading may succeed
+            emit modemLost();
+            return false;
+        }
+        m_inbox.update(memory, listing->received, m_clock.now());
+        m_occupancy[memory].used = listing->used;
+        m_occupancy[memory].total = listing->total;
+    }
+    return removeHandled();
+}
+
+/// False when the modem is gone.
+bool Receiver::removeHandled()
+{
+    for (const StoredTpdu &copy : m_inbox.removable()) {
+        if (m_failedRemovals.contains(copy))
+            continue;
+        if (m_link.store.remove(copy) == MessageStore::Removal::Removed) {
+            m_inbox.setRemoved(copy);
+            --m_occupancy[copy.memory].used;
+            continue;
+        }
+        if (!m_link.answers()) {
+            emit modemLost();
+            return false;
+        }
+        m_failedRemovals.append(copy); // again after the next reading of the store
+    }
+    return true;
+}
+
+/// True when there may be more to raise at once.
+bool Receiver::raiseNext()
+{
+    m_current = m_inbox.next(m_clock.now());
+    if (!m_current) {
+        watchOccupancy(false);
+        return m_inbox.next(m_clock.now()).has_value();
+    }
+    if (!m_current->problem.isEmpty()) {
+        const QString octets = QString::fromLatin1(m_current->copies.first().octets.toHex().toUpper());
+        emit notice(u"收到无法识别的短信（%1），原始数据：%2"_s.arg(m_current->problem, octets));
+    }
+    m_fate = MessageFate::Wait;
+    m_wasRead = false;
+    const QPointer<Receiver> self(this);
+    emit messageReady(); // its handler may close the port or destroy the control
+    if (!self)
+        return false;
+    const InboxMessage message = *std::exchange(m_current, std::nullopt);
+    // There is nothing to try again: its octets are in the log.
+    if (!message.problem.isEmpty() && m_wasRead)
+        m_fate = MessageFate::Handled;
+    finish(message);
+    return !m_retry.isActive();
+}
+
+void Receiver::finish(const InboxMessage &message)
+{
+    switch (m_fate) {
+    case MessageFate::Handled:
+        m_inbox.setHandled(message);
+        break;
+    case MessageFate::Refused:
+        m_inbox.setRefused(message, m_clock.now());
+        break;
+    case MessageFate::Wait:
+        break;
+    }
+    if (std::exchange(m_mustForget, false))
+        m_inbox.forgetUnhandled();
+    if (!m_link.isOpen())
+        return;
+    if (m_fate == MessageFate::Wait) {
+        m_retry.start();
+        watchOccupancy(true);
+    } else {
+        static_cast<void>(removeHandled());
+    }
+}
+
+/// A full store receives nothing and says nothing.
+void Receiver::watchOccupancy(bool isWaiting)
+{
+    constexpr int tellAtPercent = 80;
+    for (auto it = m_occupancy.begin(); it != m_occupancy.end(); ++it) {
+        Occupancy &occupancy = it.value();
+        if (occupancy.total <= 0)
+            continue;
+        const bool isNearlyFull = occupancy.used * 100 >= occupancy.total * tellAtPercent;
+        if (isNearlyFull && !occupancy.isTold)
+            emit notice(u"短信猫存储器 %1 将满：已用 %2，共 %3"_s.arg(QString::fromLatin1(it.key()))
+                            .arg(occupancy.used)
+                            .arg(occupancy.total));
+        occupancy.isTold = isNearlyFull;
+        // Nothing else is left that could be freed by handling it.
+        if (!isWaiting && occupancy.used >= occupancy.total)
+            static_cast<void>(m_inbox.releaseOldestIncomplete(m_clock.now()));
+    }
+}

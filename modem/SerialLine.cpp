@@ -1,0 +1,148 @@
+#include "modem/SerialLine.h"
+
+#include <QFileInfo>
+#include <algorithm>
+
+namespace
+{
+
+int remainingMs(const QDeadlineTimer &deadline)
+{
+    constexpr qint64 longestMs = 24LL * 3600 * 1000;
+    return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, longestMs));
+}
+
+} // namespace
+
+SerialLine::SerialLine(QObject *parent) : QObject(parent)
+{
+    connect(&m_port, &QSerialPort::readyRead, this, &SerialLine::octetsArrived);
+    connect(&m_port, &QSerialPort::errorOccurred, this, &SerialLine::noteError);
+}
+
+SerialLine::OpenResult SerialLine::open(const QString &device)
+{
+    close();
+    // The real path: the lock of one device is then the same under all its names.
+    const QString path = QFileInfo(device).canonicalFilePath();
+#ifdef Q_OS_WIN
+    m_port.setPortName(device);
+#else
+    if (path.isEmpty())
+        return OpenResult::NoSuchDevice;
+    m_port.setPortName(path);
+#endif
+    m_port.setBaudRate(baud);
+    m_port.setDataBits(QSerialPort::Data8);
+    m_port.setParity(QSerialPort::NoParity);
+    m_port.setStopBits(QSerialPort::OneStop);
+    m_port.setFlowControl(QSerialPort::NoFlowControl);
+    m_lost = false;
+    m_waiting = true; // errors while opening are this function's result
+    const bool opened = m_port.open(QIODevice::ReadWrite);
+    const QSerialPort::SerialPortError error = m_port.error();
+    if (opened)
+        m_port.setDataTerminalReady(
+            true); // USB modems stay silent without it; a pseudo-terminal has no such line
+    m_waiting = false;
+    m_lost = false;
+    if (opened)
+        return OpenResult::Opened;
+    if (error == QSerialPort::DeviceNotFoundError)
+        return OpenResult::NoSuchDevice;
+    if (error != QSerialPort::PermissionError)
+        return OpenResult::Failed;
+    // One code for "no right" and "locked by another": the file's own rights tell them apart.
+    const QFileInfo file(path);
+    return file.isReadable() && file.isWritable() ? OpenResult::Busy : OpenResult::Denied;
+}
+
+void SerialLine::close()
+{
+    if (!m_port.isOpen())
+        return;
+    m_waiting = true; // what goes wrong while closing does not matter
+    m_port.clear();
+    m_port.close();
+    m_waiting = false;
+    m_lost = false;
+}
+
+SerialLine::Wait SerialLine::write(QByteArrayView octets, const QDeadlineTimer &deadline)
+{
+    if (!m_port.isOpen())
+        return Wait::Lost;
+    if (m_trace)
+        m_trace(TraceDirection::Sent, octets);
+    m_waiting = true;
+    Wait result = Wait::Ready;
+    if (m_port.write(octets.data(), octets.size()) != octets.size())
+        m_lost = true;
+    m_port.flush();
+    while (!m_lost && m_port.bytesToWrite() > 0) {
+        const int limit = remainingMs(deadline);
+        if (limit == 0 || !m_port.waitForBytesWritten(limit)) {
+            if (!m_lost && deadline.hasExpired()) {
+                m_port.clear(QSerialPort::Output);
+                result = Wait::TimedOut;
+                break;
+            }
+            if (!m_lost && m_port.error() != QSerialPort::TimeoutError)
+                m_lost = true;
+        }
+    }
+    const Wait end = endWait();
+    return end == Wait::Lost ? end : result;
+}
+
+SerialLine::Wait SerialLine::waitForOctets(const QDeadlineTimer &deadline)
+{
+    if (!m_port.isOpen())
+        return Wait::Lost;
+    if (m_port.bytesAvailable() > 0)
+        return Wait::Ready;
+    m_waiting = true;
+    const int limit = remainingMs(deadline);
+    const bool ready = m_port.waitForReadyRead(limit);
+    if (!ready && !m_lost && m_port.error() != QSerialPort::TimeoutError)
+        m_lost = true;
+    // What arrived together with the hang-up still counts.
+    if (m_port.bytesAvailable() > 0) {
+        m_waiting = false;
+        return Wait::Ready;
+    }
+    const Wait end = endWait();
+    if (end == Wait::Lost || ready)
+        return end;
+    return Wait::TimedOut;
+}
+
+SerialLine::Wait SerialLine::endWait()
+{
+    m_waiting = false;
+    if (!m_lost)
+        return Wait::Ready;
+    close();
+    return Wait::Lost;
+}
+
+QByteArray SerialLine::readAll()
+{
+    const QByteArray octets = m_port.isOpen() ? m_port.readAll() : QByteArray();
+    if (m_trace && !octets.isEmpty())
+        m_trace(TraceDirection::Received, octets);
+    return octets;
+}
+
+void SerialLine::noteError(QSerialPort::SerialPortError error)
+{
+    // A vanished pseudo-terminal is a read error, a vanished USB device a resource error.
+    if (error != QSerialPort::ReadError && error != QSerialPort::WriteError &&
+        error != QSerialPort::ResourceError)
+        return;
+    m_lost = true;
+    if (m_waiting)
+        return;
+    close(); // at once: the port would report the same error for ever
+    emit lost();
+}

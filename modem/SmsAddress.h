@@ -1,0 +1,40 @@
+#pragma once
+
+#include "modem/OctetCursor.h"
+
+#include <QByteArray>
+#include <QString>
+
+/// An address field of a TPDU (3GPP TS 23.040, 9.1.2.5).
+struct SmsAddress {
+    enum class TypeOfNumber : quint8 {
+        Unknown = 0,
+        International = 1,
+        National = 2,
+        NetworkSpecific = 3,
+        Subscriber = 4,
+        Alphanumeric = 5,
+        Abbreviated = 6,
+        Reserved = 7,
+    };
+
+    TypeOfNumber ton = TypeOfNumber::Unknown;
+    QString value; ///< the digits without "+", or the alphanumeric text
+
+    /// As people write it: international numbers with a leading "+".
+    [[nodiscard]] QString display() const;
+    bool operator==(const SmsAddress &) const = default;
+};
+
+/// The same as display(), but an international number of countryCode ("86", "" = none) in national form.
+[[nodiscard]] QString displayWithin(const SmsAddress &address, const QString &countryCode);
+
+/// An optional "+" and 1 to ModemBounds::numberDigits digits 0 to 9: all that may enter a command line or a
+/// TPDU.
+[[nodiscard]] bool isDialable(const QString &number);
+
+/// Length in semi-octets, type, semi-octets, for the destination of an SMS-SUBMIT. number must be dialable.
+[[nodiscard]] QByteArray encodeAddress(const QString &number);
+
+/// Reads such a field. More semi-octets than 20 set problem and end the TPDU's decoding.
+[[nodiscard]] SmsAddress decodeAddress(OctetCursor &cursor, QStringView field, QString &problem);

@@ -1,0 +1,262 @@
+#include "pop3/Pop3Connector.h"
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+constexpr auto userPass = "USER";
+constexpr auto apop = "APOP";
+
+void initialiseCurl()
+{
+    static const bool done = [] {
+        curl_global_init(CURL_GLOBAL_DEFAULT);
+#ifdef SIGPIPE
+        // A server that hangs up must not end the program; with CURLOPT_NOSIGNAL curl leaves this to us.
+        if (const auto previous = std::signal(SIGPIPE, SIG_IGN); previous != SIG_DFL)
+            std::signal(SIGPIPE, previous);
+#endif
+        return true;
+    }();
+    (void)done;
+}
+
+QByteArray trustedCertificates(const Pop3Options &options)
+{
+    // curl's library, unlike its program, does not read the variable itself.
+    return options.trustedCertificates.isEmpty() ? qgetenv("SSL_CERT_FILE")
+                                                 : options.trustedCertificates.toUtf8();
+}
+
+/// The credentials were right or do not matter (RFC 2449, 8; RFC 3206, 4): another way cannot help.
+bool otherWaysAreFutile(const QByteArray &reply)
+{
+    const QByteArray upper = reply.toUpper();
+    return upper.contains("[IN-USE]") || upper.contains("[LOGIN-DELAY]") || upper.contains("[SYS/");
+}
+} // namespace
+
+Pop3Connector::Pop3Connector(const Pop3Account &account, const Pop3Options &options, Pop3Observer &observer)
+    : m_account(account), m_options(options), m_observer(observer)
+{
+    initialiseCurl();
+}
+
+Pop3ConnectResult Pop3Connector::connect(std::unique_ptr<Pop3Dialogue> &dialogue)
+{
+    QByteArrayList tried;
+    QByteArray loginOptions;
+    for (;;) {
+        CurlHandle handle;
+        Pop3ConnectResult result = attempt(loginOptions, true, handle);
+        if (result.connected()) {
+            dialogue = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
+            return result;
+        }
+        const bool lostDuringLogin =
+            result.outcome == Pop3ConnectOutcome::LineLost && !m_observer.loginWay().isEmpty();
+        if (result.outcome != Pop3ConnectOutcome::LoginRefused && !lostDuringLogin)
+            return result;
+        tried << m_observer.loginWay() << loginOptions.mid(loginOptions.lastIndexOf('=') + 1);
+        if (otherWaysAreFutile(m_observer.lastReply()))
+            return result;
+        const QByteArrayList left = waysLeft(tried);
+        if (left.isEmpty())
+            return result;
+        if (left.first() == userPass)
+            return attemptUserPass(dialogue);
+        loginOptions = left.first() == apop ? "AUTH=+APOP"_ba : "AUTH=" + left.first();
+        if (left.first() == apop)
+            tried << apop;
+    }
+}
+
+QByteArrayList Pop3Connector::waysLeft(const QByteArrayList &tried) const
+{
+    // The mechanisms that need nothing but a login and a password, those that hide the password first.
+    QByteArrayList ways;
+    for (const char *mechanism : {"DIGEST-MD5", "CRAM-MD5", "NTLM", "PLAIN", "LOGIN"}) {
+        if (m_observer.capabilities().saslMechanisms.contains(mechanism))
+            ways << mechanism;
+    }
+    if (m_observer.offersApop())
+        ways << apop;
+    ways << userPass;
+    ways.removeIf([&](const QByteArray &way) { return tried.contains(way); });
+    return ways;
+}
+
+CurlHandle Pop3Connector::prepare(const QByteArray &loginOptions, bool withLogin)
+{
+    CurlHandle handle(curl_easy_init());
+    CURL *curl = handle.get();
+    curl_easy_setopt(curl, CURLOPT_URL, m_account.url.constData());
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "pop3,pop3s");
+    curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 1L);
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_PROXY, ""); // no proxy from the environment: they know no POP3
+    // A name server that does not answer must cost the time limit, not the resolver's own patience.
+    curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
+    // CURLOPT_CONNECTTIMEOUT would count the login too; onProgress watches the connection proper.
+    const long total = static_cast<long>((m_options.limits.connect + m_options.limits.login).count());
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, total);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, total);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, &Pop3Connector::progressed);
+    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(curl, CURLOPT_VERBOSE, 1L);
+    curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, &Pop3Connector::observed);
+    curl_easy_setopt(curl, CURLOPT_DEBUGDATA, this);
+
+    const bool verify = m_account.tlsFromTheFirstByte || m_options.tls == Pop3Tls::Verify;
+    curl_easy_setopt(curl, CURLOPT_USE_SSL, verify ? CURLUSESSL_ALL : CURLUSESSL_TRY);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
+    if (!verify) {
+        // Without verification an old server's weak TLS is still better than none.
+        curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_0);
+        curl_easy_setopt(curl, CURLOPT_SSL_CIPHER_LIST, "DEFAULT:@SECLEVEL=0");
+    }
+    if (const QByteArray trusted = trustedCertificates(m_options); !trusted.isEmpty())
+        curl_easy_setopt(curl, CURLOPT_CAINFO, trusted.constData());
+
+    if (withLogin) {
+        curl_easy_setopt(curl, CURLOPT_USERNAME, m_account.login.constData());
+        curl_easy_setopt(curl, CURLOPT_PASSWORD, m_account.password.constData());
+        curl_easy_setopt(curl, CURLOPT_SASL_IR, 1L); // saves a round trip
+        if (!loginOptions.isEmpty())
+            curl_easy_setopt(curl, CURLOPT_LOGIN_OPTIONS, loginOptions.constData());
+    }
+    return handle;
+}
+
+Pop3ConnectResult Pop3Connector::attempt(const QByteArray &loginOptions, bool withLogin, CurlHandle &handle)
+{
+    handle = prepare(loginOptions, withLogin);
+    m_observer.newLine();
+    m_pendingLine[0].clear();
+    m_pendingLine[1].clear();
+    m_connectTimedOut = m_stopped = false;
+    m_attempt = handle.get();
+    m_clock.start();
+    const CURLcode code = curl_easy_perform(handle.get());
+    m_attempt = nullptr;
+    long socketConnected = 0;
+    double connectSeconds = 0;
+    curl_easy_getinfo(handle.get(), CURLINFO_CONNECT_TIME, &connectSeconds);
+    curl_easy_getinfo(handle.get(), CURLINFO_NUM_CONNECTS, &socketConnected);
+    curl_easy_setopt(handle.get(), CURLOPT_VERBOSE, 0L);
+    return explain(code, socketConnected > 0 || connectSeconds > 0);
+}
+
+Pop3ConnectResult Pop3Connector::attemptUserPass(std::unique_ptr<Pop3Dialogue> &dialogue)
+{
+    CurlHandle handle;
+    Pop3ConnectResult result = attempt({}, false, handle);
+    if (!result.connected())
+        return result;
+    auto line = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
+    line->limitSilence(m_options.limits.login);
+    try {
+        line->send("USER " + m_account.login);
+        Pop3Reply reply = line->readReply();
+        if (reply.ok) {
+            line->send("PASS " + m_account.password);
+            reply = line->readReply();
+        }
+        if (!reply.ok)
+            return {Pop3ConnectOutcome::LoginRefused,
+                    u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, m_observer.presentable(reply.text))};
+    } catch (const Pop3Fault &fault) {
+        switch (fault.kind()) {
+        case Pop3Fault::Kind::TimedOut:
+            return {Pop3ConnectOutcome::TimedOut, fault.message()};
+        case Pop3Fault::Kind::Stopped:
+            return {Pop3ConnectOutcome::Stopped, fault.message()};
+        case Pop3Fault::Kind::NotConnected:
+        case Pop3Fault::Kind::LineLost:
+            return {Pop3ConnectOutcome::LineLost, fault.message()};
+        }
+    }
+    line->limitSilence(m_options.limits.stall);
+    dialogue = std::move(line);
+    return {};
+}
+
+Pop3ConnectResult Pop3Connector::explain(CURLcode code, bool connectedToHost) const
+{
+    using enum Pop3ConnectOutcome;
+    if (code == CURLE_OK)
+        return {};
+    const QString cause = u"%1（%2）"_s.arg(m_account.server, QString::fromUtf8(curl_easy_strerror(code)));
+    const QString reply = m_observer.presentable(m_observer.lastReply());
+    if (m_stopped)
+        return {Stopped, u"服务正在停止"_s};
+    if (m_connectTimedOut)
+        return {HostUnreachable, u"连接邮件服务器超时：%1"_s.arg(m_account.server)};
+    if (!m_observer.looksLikePop3() || code == CURLE_WEIRD_SERVER_REPLY)
+        return {HostUnreachable, u"邮件服务器的应答不是POP3：%1 %2"_s.arg(m_account.server, reply)};
+    switch (code) {
+    case CURLE_LOGIN_DENIED:
+        return {LoginRefused, u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, reply)};
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+        return {HostUnreachable, u"无法连接邮件服务器：%1"_s.arg(cause)};
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_USE_SSL_FAILED:
+        return {TlsRefused, u"无法与邮件服务器建立可信的加密连接：%1"_s.arg(cause)};
+    case CURLE_OPERATION_TIMEDOUT:
+        if (!connectedToHost)
+            return {HostUnreachable, u"连接邮件服务器超时：%1"_s.arg(m_account.server)};
+        return {m_observer.hasGreeted() ? TimedOut : HostUnreachable,
+                u"邮件服务器没有响应：%1"_s.arg(m_account.server)};
+    default:
+        return {LineLost, u"邮件服务器连接中断：%1"_s.arg(cause)};
+    }
+}
+
+int Pop3Connector::onProgress()
+{
+    if (m_options.stopRequested && m_options.stopRequested())
+        m_stopped = true;
+    curl_off_t connected = 0;
+    curl_easy_getinfo(m_attempt, CURLINFO_CONNECT_TIME_T, &connected);
+    if (connected == 0 && std::chrono::milliseconds(m_clock.elapsed()) >= m_options.limits.connect)
+        m_connectTimedOut = true;
+    // curl itself would wait on for a line that POP3 knows.
+    return m_stopped || m_connectTimedOut || !m_observer.looksLikePop3() ? 1 : 0;
+}
+
+int Pop3Connector::progressed(void *self, curl_off_t /*downloadTotal*/, curl_off_t /*downloaded*/,
+                              curl_off_t /*uploadTotal*/, curl_off_t /*uploaded*/)
+{
+    return static_cast<Pop3Connector *>(self)->onProgress();
+}
+
+int Pop3Connector::observed(CURL * /*handle*/, curl_infotype type, char *data, size_t size, void *self)
+{
+    if (type != CURLINFO_HEADER_IN && type != CURLINFO_HEADER_OUT)
+        return 0;
+    auto *connector = static_cast<Pop3Connector *>(self);
+    QByteArray &pending = connector->m_pendingLine[type == CURLINFO_HEADER_IN ? 0 : 1];
+    pending.append(data, static_cast<qsizetype>(size));
+    for (qsizetype end = pending.indexOf('\n'); end >= 0; end = pending.indexOf('\n')) {
+        const QByteArray line = pending.left(end + 1);
+        pending.remove(0, end + 1);
+        if (type == CURLINFO_HEADER_IN)
+            connector->m_observer.received(line);
+        else
+            connector->m_observer.sent(line);
+    }
+    return 0;
+}

@@ -1,0 +1,164 @@
+#include "pop3/Pop3Dialogue.h"
+
+#include "pop3/DotUnstuffer.h"
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using std::chrono::milliseconds;
+
+namespace
+{
+constexpr qsizetype receiveChunk = 128LL * 1024;
+constexpr milliseconds pollSlice(200); // how soon a limit or a stop request is noticed
+} // namespace
+
+Pop3Dialogue::Pop3Dialogue(CurlHandle handle, const Pop3Options &options, Pop3Observer &observer)
+    : m_handle(std::move(handle)),
+      m_waiter(curl_multi_init()),
+      m_options(options),
+      m_observer(observer),
+      m_stall(options.limits.stall)
+{
+}
+
+void Pop3Dialogue::close() noexcept
+{
+    m_handle.reset();
+}
+
+void Pop3Dialogue::fail(Pop3Fault::Kind kind, const QString &cause)
+{
+    close();
+    throw Pop3Fault(kind, u"邮件服务器连接中断：%1"_s.arg(cause));
+}
+
+void Pop3Dialogue::send(const QByteArray &command)
+{
+    Q_ASSERT(!command.contains('\r') && !command.contains('\n'));
+    if (!isOpen())
+        throw Pop3Fault(Pop3Fault::Kind::NotConnected, u"没有与邮件服务器的连接"_s);
+    m_observer.sent(command);
+    m_queued += command + "\r\n";
+    flush();
+}
+
+void Pop3Dialogue::flush()
+{
+    for (;;) {
+        if (m_sentOctets == m_sending.size()) {
+            m_sending = std::exchange(m_queued, {});
+            m_sentOctets = 0;
+            if (m_sending.isEmpty())
+                return;
+        }
+        size_t sent = 0;
+        const CURLcode code = curl_easy_send(m_handle.get(), m_sending.constData() + m_sentOctets,
+                                             static_cast<size_t>(m_sending.size() - m_sentOctets), &sent);
+        if (code == CURLE_AGAIN)
+            return;
+        if (code != CURLE_OK)
+            fail(Pop3Fault::Kind::LineLost, QString::fromUtf8(curl_easy_strerror(code)));
+        m_sentOctets += static_cast<qsizetype>(sent);
+    }
+}
+
+void Pop3Dialogue::receiveMore()
+{
+    if (m_inputAt == m_input.size() || m_inputAt >= receiveChunk) {
+        m_input.remove(0, m_inputAt);
+        m_inputAt = 0;
+    }
+    for (;;) {
+        flush();
+        const qsizetype before = m_input.size();
+        m_input.resize(before + receiveChunk);
+        size_t received = 0;
+        // TLS may hold octets that the socket no longer shows: always receive first, wait afterwards.
+        const CURLcode code =
+            curl_easy_recv(m_handle.get(), m_input.data() + before, receiveChunk, &received);
+        m_input.resize(before + static_cast<qsizetype>(received));
+        if (code == CURLE_OK && received > 0) {
+            m_exchangeOctets += static_cast<qint64>(received);
+            m_silenceClock.start();
+            return;
+        }
+        if (code == CURLE_OK)
+            fail(Pop3Fault::Kind::LineLost, u"服务器关闭了连接"_s);
+        if (code != CURLE_AGAIN)
+            fail(Pop3Fault::Kind::LineLost, QString::fromUtf8(curl_easy_strerror(code)));
+        waitForLine();
+    }
+}
+
+void Pop3Dialogue::waitForLine()
+{
+    const Pop3Limits &limits = m_options.limits;
+    const milliseconds silence(m_silenceClock.elapsed());
+    const milliseconds allowed =
+        limits.exchange + milliseconds(m_exchangeOctets * 1000 / limits.slowestOctetsPerSecond);
+    if (silence >= m_stall)
+        fail(Pop3Fault::Kind::TimedOut, u"服务器没有响应"_s);
+    if (milliseconds(m_exchangeClock.elapsed()) >= allowed)
+        fail(Pop3Fault::Kind::TimedOut, u"传输太慢，超过时限"_s);
+    if (silence >= limits.stopGrace && m_options.stopRequested && m_options.stopRequested())
+        fail(Pop3Fault::Kind::Stopped, u"服务正在停止"_s);
+
+    curl_waitfd line{};
+    curl_easy_getinfo(m_handle.get(), CURLINFO_ACTIVESOCKET, &line.fd);
+    const bool unsent = m_sentOctets < m_sending.size();
+    line.events = static_cast<short>(unsent ? CURL_WAIT_POLLIN | CURL_WAIT_POLLOUT : CURL_WAIT_POLLIN);
+    const milliseconds slice = std::min(pollSlice, m_stall - silence);
+    curl_multi_poll(m_waiter.get(), &line, 1, static_cast<int>(slice.count()), nullptr);
+}
+
+Pop3Reply Pop3Dialogue::readReply()
+{
+    if (!isOpen())
+        throw Pop3Fault(Pop3Fault::Kind::NotConnected, u"没有与邮件服务器的连接"_s);
+    m_exchangeClock.start();
+    m_silenceClock.start();
+    m_exchangeOctets = m_input.size() - m_inputAt;
+
+    qsizetype end = m_input.indexOf('\n', m_inputAt);
+    while (end < 0) {
+        if (m_input.size() - m_inputAt > m_options.limits.lineOctets)
+            fail(Pop3Fault::Kind::LineLost, u"服务器发来的行太长"_s);
+        receiveMore();
+        end = m_input.indexOf('\n', m_inputAt);
+    }
+    QByteArray line = m_input.mid(m_inputAt, end - m_inputAt);
+    m_inputAt = end + 1;
+    m_bareLineFeeds = !line.endsWith('\r');
+    if (!m_bareLineFeeds)
+        line.chop(1);
+    m_observer.received(line);
+
+    const QByteArray indicator = line.split(' ').first().toUpper();
+    if (indicator != "+OK" && indicator != "-ERR")
+        fail(Pop3Fault::Kind::LineLost, u"服务器的应答不是POP3：%1"_s.arg(m_observer.presentable(line)));
+    return {indicator == "+OK", line.mid(indicator.size()).trimmed()};
+}
+
+std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most)
+{
+    DotUnstuffer unstuffer(m_bareLineFeeds);
+    QByteArray content;
+    qint64 discarded = 0;
+    for (;;) {
+        const QByteArrayView input = QByteArrayView(m_input).sliced(m_inputAt);
+        m_inputAt += unstuffer.consume(input, content);
+        if (discarded > 0 || content.size() > most) {
+            discarded += content.size();
+            content.clear();
+        }
+        if (unstuffer.finished())
+            break;
+        if (discarded > 2 * most)
+            fail(Pop3Fault::Kind::LineLost, u"邮件太大"_s);
+        receiveMore();
+    }
+    if (discarded > 0)
+        return std::nullopt;
+    return content;
+}

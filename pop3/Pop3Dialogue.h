@@ -1,0 +1,70 @@
+#pragma once
+
+#include "pop3/Pop3Fault.h"
+#include "pop3/Pop3Observer.h"
+#include "pop3/Pop3Options.h"
+#include <QElapsedTimer>
+#include <curl/curl.h>
+#include <memory>
+#include <optional>
+
+struct CurlRelease {
+    void operator()(CURL *handle) const noexcept { curl_easy_cleanup(handle); }
+};
+struct CurlMultiRelease {
+    void operator()(CURLM *handle) const noexcept { curl_multi_cleanup(handle); }
+};
+using CurlHandle = std::unique_ptr<CURL, CurlRelease>;
+
+/// A status line (RFC 1939, 3).
+struct Pop3Reply {
+    bool ok = false;
+    QByteArray text; ///< what follows the indicator
+};
+
+/// Commands and answers on a line that is connected already. Sending never waits on its own: what does not
+/// fit goes out while answers are read, so pipelined commands cannot block both sides. Any trouble closes the
+/// line without QUIT and throws Pop3Fault; after that every call throws NotConnected.
+class Pop3Dialogue
+{
+public:
+    /// handle: connected by curl with CURLOPT_CONNECT_ONLY. options and observer must outlive the dialogue.
+    Pop3Dialogue(CurlHandle handle, const Pop3Options &options, Pop3Observer &observer);
+
+    [[nodiscard]] bool isOpen() const { return m_handle != nullptr; }
+    void close() noexcept;
+
+    /// command: without line end; must hold no CR or LF.
+    void send(const QByteArray &command);
+    /// The next status line. Its time limits begin here and last over the content that readContent takes.
+    Pop3Reply readReply();
+    /// The multi-line content after an ok reply. Content beyond most octets is read but not kept:
+    /// nullopt; beyond twice that the line is given up.
+    std::optional<QByteArray> readContent(qint64 most);
+    /// For the answer to QUIT: a silence limit of its own, from now on.
+    void limitSilence(std::chrono::milliseconds limit) { m_stall = limit; }
+
+private:
+    void flush();
+    void receiveMore();
+    void waitForLine();
+    [[noreturn]] void fail(Pop3Fault::Kind kind, const QString &cause);
+
+    CurlHandle m_handle;
+    std::unique_ptr<CURLM, CurlMultiRelease> m_waiter; // only for its portable poll
+    const Pop3Options &m_options;
+    Pop3Observer &m_observer;
+    std::chrono::milliseconds m_stall;
+
+    QByteArray m_sending; // must neither move nor change while curl asks for the same octets again
+    qsizetype m_sentOctets = 0;
+    QByteArray m_queued;
+
+    QByteArray m_input;
+    qsizetype m_inputAt = 0; // octets of m_input that were consumed
+    bool m_bareLineFeeds = false;
+
+    QElapsedTimer m_exchangeClock;
+    QElapsedTimer m_silenceClock;
+    qint64 m_exchangeOctets = 0;
+};

@@ -1,0 +1,94 @@
+#include "mime/CharsetDecoder.h"
+#include "mime/FileNames.h"
+#include "mime/HeaderDecoder.h"
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+/// The small decoders under the message object; whole mails are in MimeMessageTest.
+class MailTextTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void charsets_data();
+    void charsets();
+    void headersForParsers_data();
+    void headersForParsers();
+    void fileNames_data();
+    void fileNames();
+};
+
+void MailTextTest::charsets_data()
+{
+    QTest::addColumn<QByteArray>("octets");
+    QTest::addColumn<QByteArray>("label");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const QByteArray &octets, const QByteArray &label,
+                        const QString &text) { QTest::newRow(name) << octets << label << text; };
+    row("empty", {}, "gbk", {});
+    row("label-in-quotes", "\xD6\xD0", " 'GB2312' ", u"中"_s);
+    row("gbk-ends-in-mid-character", "\xD6\xD0\xCE", "gbk", u"中\uFFFD"_s);
+    row("utf-8-with-one-octet-lost", "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", "utf-8",
+        u"中文\uFFFD\uFFFD文"_s);
+    row("overlong-utf-8-is-gbk", "\xC1\xAA\xCD\xA8", {}, u"联通"_s);
+    row("latin-1-single-pair-stays", "na\xEFve \xE9t\xE9", "iso-8859-1", u"naïve été"_s);
+    row("windows-1252-quotes", "\x93x\x94", "iso-8859-1", u"“x”"_s);
+    row("hz-with-line-end-in-chinese", "~{VP\nab", "hz", u"中\nab"_s);
+    row("nul", QByteArray("a\0b", 3), "utf-8", u"a\uFFFDb"_s);
+    row("hostile-label", "abc", "../../etc\n//IGNORE", u"abc"_s);
+}
+
+void MailTextTest::charsets()
+{
+    QFETCH(QByteArray, octets);
+    QFETCH(QByteArray, label);
+    QTEST(decodeText(octets, label), "text");
+}
+
+void MailTextTest::headersForParsers_data()
+{
+    QTest::addColumn<QByteArray>("raw");
+    QTest::addColumn<QByteArray>("normal");
+    QTest::newRow("plain") << QByteArray(" a <a@b>\r\n") << QByteArray("a <a@b>");
+    QTest::newRow("folded") << QByteArray(" a,\r\n\tb") << QByteArray("a, b");
+    QTest::newRow("backslash-in-gbk")
+        << QByteArray("\"\x81\x5C\" <a@b>") << QByteArray("\"\xE4\xB9\x97\" <a@b>");
+    QTest::newRow("word-touches-address")
+        << QByteArray("=?gb2312?B?1cU=?=<a@b>") << QByteArray("=?utf-8?B?5byg?= <a@b>");
+    QTest::newRow("words-joined") << QByteArray("=?gbk?Q?=D5?=\r\n =?GBK?Q?=C5?= x")
+                                  << QByteArray("=?utf-8?B?5byg?= x");
+    QTest::newRow("unfinished-word") << QByteArray("=?gbk?B?1cU") << QByteArray("=?gbk?B?1cU");
+    QTest::newRow("bad-encoding") << QByteArray("=?gbk?X?1cU=?=") << QByteArray("=?gbk?X?1cU=?=");
+}
+
+void MailTextTest::headersForParsers()
+{
+    QFETCH(QByteArray, raw);
+    QTEST(normaliseHeader(raw), "normal");
+}
+
+void MailTextTest::fileNames_data()
+{
+    QTest::addColumn<QString>("given");
+    QTest::addColumn<QString>("safe");
+    QTest::newRow("plain") << u"报告 1.doc"_s << u"报告 1.doc"_s;
+    QTest::newRow("up-and-away") << u"../../x"_s << u"x"_s;
+    QTest::newRow("drive") << u"C:\\a\\b.txt"_s << u"b.txt"_s;
+    QTest::newRow("only-a-path") << u"a/"_s << QString();
+    QTest::newRow("only-dots") << u"..."_s << QString();
+    QTest::newRow("stream") << u"a.txt:evil"_s << u"a.txtevil"_s;
+    QTest::newRow("hidden-direction") << u"a\u202Efdp.exe"_s << u"afdp.exe"_s;
+    QTest::newRow("200-units") << QString(196, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
+    QTest::newRow("201-units") << QString(197, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
+    QTest::newRow("cut-spares-pairs") << QString(195, u'a') + u"😀b.doc"_s << QString(195, u'a') + u".doc"_s;
+}
+
+void MailTextTest::fileNames()
+{
+    QFETCH(QString, given);
+    QTEST(safeFileName(given), "safe");
+}
+
+QTEST_GUILESS_MAIN(MailTextTest)
+#include "MailTextTest.moc"
