@@ -1,6 +1,7 @@
 #include "foundation/Settings.h"
 
 #include <QRegularExpression>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -13,6 +14,18 @@ namespace
 constexpr QLatin1String serverKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SMSServer\)");
 constexpr QLatin1String officeKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\tavio\)");
 constexpr QLatin1String localKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SMSServerLocal\)");
+
+struct Setting {
+    QLatin1String key;
+    QLatin1String shortName;
+};
+
+/// Every setting but the COM ports, in the order in which they are shown.
+constexpr std::array settings = {
+    Setting{serverKey, "CenterCode"_L1},       Setting{serverKey, "TimeDelay"_L1},
+    Setting{serverKey, "ServerPort"_L1},       Setting{officeKey, "ConnectString"_L1},
+    Setting{localKey, "SenderCountryCode"_L1}, Setting{localKey, "MailTls"_L1},
+};
 constexpr int listedComPorts = 10;
 
 } // namespace
@@ -37,22 +50,16 @@ QString comDevicePath(int comPort)
 {
     return localKey + "COM"_L1 + QString::number(comPort);
 }
-QString senderCountryCodePath()
+QString localPath(QLatin1String shortName)
 {
-    return localKey + u"SenderCountryCode"_s;
-}
-QString mailTlsPath()
-{
-    return localKey + u"MailTls"_s;
+    return localKey + shortName;
 }
 
 QString pathOf(const QString &shortName)
 {
-    const QStringList known = {centerCodePath(),    timeDelayPath(),         serverPortPath(),
-                               connectStringPath(), senderCountryCodePath(), mailTlsPath()};
-    for (const QString &path : known) {
-        if (path.endsWith(u'\\' + shortName, Qt::CaseInsensitive))
-            return path;
+    for (const Setting &setting : settings) {
+        if (shortName.compare(setting.shortName, Qt::CaseInsensitive) == 0)
+            return setting.key + setting.shortName;
     }
     static const QRegularExpression comPort(u"^COM([1-9][0-9]{0,4})$"_s,
                                             QRegularExpression::CaseInsensitiveOption);
@@ -62,8 +69,9 @@ QString pathOf(const QString &shortName)
 
 QStringList shortNames()
 {
-    QStringList names = {u"CenterCode"_s,    u"TimeDelay"_s,         u"ServerPort"_s,
-                         u"ConnectString"_s, u"SenderCountryCode"_s, u"MailTls"_s};
+    QStringList names;
+    for (const Setting &setting : settings)
+        names += setting.shortName;
     for (int port = 1; port <= listedComPorts; ++port)
         names += "COM"_L1 + QString::number(port);
     return names;

@@ -19,10 +19,10 @@ namespace Settings
 /// Settings of this program beyond the OA system's, in a group of their own.
 /// COMn: the device behind COM port n, for systems without COM ports.
 [[nodiscard]] QString comDevicePath(int comPort);
-/// SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form.
-[[nodiscard]] QString senderCountryCodePath();
-/// MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too.
-[[nodiscard]] QString mailTlsPath();
+/// The others, each by its short name:
+/// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
+/// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too.
+[[nodiscard]] QString localPath(QLatin1String shortName);
 
 /// The full path of a setting by the short name that the command line uses (CenterCode, COM3, ...); "" for an
 /// unknown name. Letter case does not count.

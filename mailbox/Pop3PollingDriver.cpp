@@ -27,7 +27,7 @@ QStringList collectedUsers(Connection &connection)
 Pop3Options mailServerOptions(const Registry &registry)
 {
     Pop3Options options;
-    const QString tls = ReadRegValue(registry, Settings::mailTlsPath()).trimmed();
+    const QString tls = ReadRegValue(registry, Settings::localPath("MailTls"_L1)).trimmed();
     if (tls.compare("verify"_L1, Qt::CaseInsensitive) == 0)
         options.tls = Pop3Tls::Verify;
     return options;

@@ -60,7 +60,8 @@ bool ServiceStart::openPort(std::optional<qint16> port, const QString &centerCod
         return false;
     m_parts.modem.setPortNumber(*port);
     m_parts.modem.setServiceCentre(centerCode.trimmed());
-    m_parts.modem.setSenderCountryCode(m_parts.registry.read(Settings::senderCountryCodePath()).trimmed());
+    const QString countryCode = m_parts.registry.read(Settings::localPath("SenderCountryCode"_L1));
+    m_parts.modem.setSenderCountryCode(countryCode.trimmed());
     if (m_parts.modem.isPortOpen())
         static_cast<void>(m_parts.modem.close());
     return m_parts.modem.open() == 0;

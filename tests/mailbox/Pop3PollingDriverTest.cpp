@@ -97,7 +97,7 @@ private slots:
     void verificationIsASetting()
     {
         QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Opportunistic);
-        m_office->registry.write(Settings::mailTlsPath(), u"Verify"_s);
+        m_office->registry.write(Settings::localPath("MailTls"_L1), u"Verify"_s);
         QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Verify);
     }
 };
