@@ -30,7 +30,7 @@ QString settingsFile(const CommandLine &line)
 {
     if (!line.settingsFile.isEmpty())
         return line.settingsFile;
-    if (const QString named = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !named.isEmpty())
+    if (QString named = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !named.isEmpty())
         return named;
     return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + u"/sms-server/settings.ini"_s;
 }

@@ -59,7 +59,7 @@ protected:
         execute(Lookup, {name});
         QSqlQuery &query = m_queries[Lookup];
         query.next();
-        const QString number = query.value(0).toString();
+        QString number = query.value(0).toString();
         query.finish();
         return number;
     }
@@ -138,7 +138,7 @@ protected:
     {
         execute(Lookup, {name});
         require(SQLFetch(m_statements[Lookup]));
-        const QString number = column(m_statements[Lookup], 1);
+        QString number = column(m_statements[Lookup], 1);
         SQLFreeStmt(m_statements[Lookup], SQL_CLOSE);
         return number;
     }

@@ -5,6 +5,7 @@
 // bench-alerts [MAILS [BODY_BYTES]], 100,000 mails with bodies of 20,000 bytes as a rule.
 
 #include "alerts/NewMailAlerts.h"
+#include "bench/Measure.h"
 #include "tests/support/TestOffice.h"
 
 #include <QCoreApplication>
@@ -44,12 +45,6 @@ double seconds(Work work)
     timer.start();
     work();
     return static_cast<double>(timer.nsecsElapsed()) / 1e9;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 double peakMegabytes()

@@ -23,12 +23,6 @@ namespace
 constexpr int repeatedStarts = 5;
 constexpr int measuredLines = 200;
 
-double median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + std::ptrdiff_t(values.size() / 2), values.end());
-    return values[values.size() / 2];
-}
-
 double residentMegabytes(qint64 process)
 {
     QFile status(u"/proc/%1/status"_s.arg(process));

@@ -2,6 +2,8 @@
 // bare loop of read, insert, commit and delete over the same simulated modem and database, in one run.
 // bench-incoming [MESSAGES], 1,000 as a rule.
 
+#include "bench/BareLine.h"
+#include "bench/Measure.h"
 #include "incoming/InboundMessageHandler.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TestOffice.h"
@@ -9,16 +11,12 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -32,48 +30,6 @@ double secondsSince(const QElapsedTimer &timer)
 {
     return static_cast<double>(timer.nsecsElapsed()) / 1e9;
 }
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-/// As little as a program can do to talk to a modem.
-class BareLine
-{
-public:
-    explicit BareLine(const QString &device)
-        : m_descriptor(::open(QFile::encodeName(device).constData(), O_RDWR | O_NOCTTY))
-    {
-        termios settings{};
-        if (m_descriptor < 0 || ::tcgetattr(m_descriptor, &settings) != 0)
-            throw Fault(u"cannot open %1"_s.arg(device));
-        ::cfmakeraw(&settings);
-        ::tcsetattr(m_descriptor, TCSANOW, &settings);
-    }
-    ~BareLine() { ::close(m_descriptor); }
-    BareLine(const BareLine &) = delete;
-    BareLine &operator=(const BareLine &) = delete;
-
-    QByteArray exchange(const QByteArray &command)
-    {
-        if (::write(m_descriptor, command.constData(), size_t(command.size())) != command.size())
-            throw Fault(u"cannot write to the modem"_s);
-        QByteArray answer;
-        while (!answer.endsWith("OK\r\n")) {
-            std::array<char, 4096> chunk;
-            const ssize_t octets = ::read(m_descriptor, chunk.data(), chunk.size());
-            if (octets <= 0 || answer.endsWith("ERROR\r\n"))
-                throw Fault(QString::fromLatin1(command + answer));
-            answer.append(chunk.data(), octets);
-        }
-        return answer;
-    }
-
-private:
-    int m_descriptor;
-};
 
 SimulatorProcess &fill(SimulatorProcess &simulator, int messages)
 {
@@ -95,7 +51,6 @@ double bareSeconds(TestOffice &office, int messages)
     BareLine line(simulator.devicePath());
     QElapsedTimer timer;
     timer.start();
-    line.exchange("AT+CMGF=0\r");
     line.exchange("AT+CPMS=\"SM\",\"SM\",\"SM\"\r");
     for (int i = 1; i <= messages; ++i) {
         const QByteArray index = QByteArray::number(i);

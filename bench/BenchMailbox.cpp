@@ -181,13 +181,13 @@ bool bigAttachment(DovecotServer &server)
             wire += encoded.mid(at, 76) + '\n';
     }
     server.deliver(u"big"_s, wire);
-    const double size = static_cast<double>(wire.size());
+    const auto size = static_cast<double>(wire.size());
     wire = {};
     MailOffice office;
     office.account(1, u"user12"_s, server.port(), 1, u"big"_s);
     static_cast<void>(peakMemory());
     collectionSeconds(office);
-    const double peak = static_cast<double>(peakMemory());
+    const auto peak = static_cast<double>(peakMemory());
     Connection reader;
     reader.open(office.connectString());
     require(reader.firstValue(u"select FileContent from VO_EmailAttachments"_s, {})->toByteArray() == content,

@@ -22,10 +22,10 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList wanted = QCoreApplication::arguments().mid(1);
-    const std::pair<QString, bool (*)()> parts[] = {
-        {QStringLiteral("road"), benchEmbeddedRoad},
-        {QStringLiteral("sender"), benchSender},
-        {QStringLiteral("idle"), benchIdle},
+    const std::array parts = {
+        std::pair(QStringLiteral("road"), &benchEmbeddedRoad),
+        std::pair(QStringLiteral("sender"), &benchSender),
+        std::pair(QStringLiteral("idle"), &benchIdle),
     };
     bool holds = true;
     for (const auto &[name, measure] : parts) {

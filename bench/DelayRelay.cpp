@@ -16,7 +16,7 @@
 namespace
 {
 
-constexpr qsizetype octetsOnTheWay = 256 * 1024;
+constexpr qsizetype octetsOnTheWay = 262144;
 
 void sendAtOnce(int fd)
 {
@@ -101,7 +101,7 @@ void DelayRelay::accept()
 
 void DelayRelay::read(Direction &direction)
 {
-    std::array<char, 64 * 1024> chunk;
+    std::array<char, 65536> chunk;
     const ssize_t octets = ::recv(direction.from, chunk.data(), chunk.size(), 0);
     direction.isEnded = octets <= 0;
     if (direction.isEnded)

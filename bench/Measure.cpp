@@ -1,6 +1,7 @@
 #include "bench/Measure.h"
 
 #include <QElapsedTimer>
+#include <algorithm>
 #include <cstdio>
 
 double secondsOf(const std::function<void()> &work)
@@ -9,6 +10,12 @@ double secondsOf(const std::function<void()> &work)
     timer.start();
     work();
     return double(timer.nsecsElapsed()) / 1e9;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
 }
 
 Rivals bestOf(int runs, const std::function<double()> &ours, const std::function<double()> &bare)

@@ -2,9 +2,13 @@
 
 #include <QString>
 #include <functional>
+#include <vector>
 
 /// Seconds of wall-clock time that some work takes.
 [[nodiscard]] double secondsOf(const std::function<void()> &work);
+
+/// The middle one of several measurements; values must not be empty.
+[[nodiscard]] double median(std::vector<double> values);
 
 /// Best of several runs of two rivals, run in turns so that a noisy machine treats both alike.
 struct Rivals {

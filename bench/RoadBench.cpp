@@ -76,7 +76,7 @@ bool benchRoad(TestServers &servers, DatabaseRoute route, const QString &name, i
     Figures ours;
     Figures bare;
     const QStringList pieces = cutIntoPieces(load.text);
-    const double queueRows = double(load.names.size() * pieces.size());
+    const auto queueRows = double(load.names.size() * pieces.size());
     for (int run = 0; run < runs; ++run) {
         {
             Office office(servers, route, load);

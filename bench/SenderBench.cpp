@@ -1,3 +1,4 @@
+#include "bench/BareLine.h"
 #include "bench/Measure.h"
 #include "bench/OutgoingBenches.h"
 #include "bench/StartedServer.h"
@@ -6,11 +7,7 @@
 #include "tests/support/TestOffice.h"
 
 #include <QDateTime>
-#include <QFile>
-#include <fcntl.h>
 #include <stdexcept>
-#include <termios.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -56,41 +53,6 @@ SenderRun senderRun(int latency)
     return run;
 }
 
-/// A serial line without any driver: write, then read until the answer's end has come.
-class BareLine
-{
-public:
-    explicit BareLine(const QString &device) : m_descriptor(::open(qPrintable(device), O_RDWR | O_NOCTTY))
-    {
-        termios settings{};
-        tcgetattr(m_descriptor, &settings);
-        cfmakeraw(&settings);
-        tcsetattr(m_descriptor, TCSANOW, &settings);
-        exchange("ATE0\r", "OK\r\n");
-        exchange("AT+CMGF=0\r", "OK\r\n");
-    }
-    ~BareLine() { ::close(m_descriptor); }
-    BareLine(const BareLine &) = delete;
-    BareLine &operator=(const BareLine &) = delete;
-
-    void exchange(const QByteArray &octets, const QByteArray &end)
-    {
-        if (::write(m_descriptor, octets.constData(), size_t(octets.size())) != octets.size())
-            throw std::runtime_error("the line takes nothing");
-        QByteArray answer;
-        while (!answer.endsWith(end)) {
-            char buffer[512];
-            const ssize_t count = ::read(m_descriptor, buffer, sizeof buffer);
-            if (count <= 0)
-                throw std::runtime_error("the line says nothing");
-            answer.append(buffer, count);
-        }
-    }
-
-private:
-    int m_descriptor;
-};
-
 double bareSeconds(int latency)
 {
     TestOffice office;
@@ -102,7 +64,7 @@ double bareSeconds(int latency)
     return secondsOf([&] {
         for (int row = 1; row <= rowCount; ++row) {
             line.exchange("AT+CMGS=153\r", "> ");
-            line.exchange(tpdu, "OK\r\n");
+            line.exchange(tpdu);
             office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {row});
         }
     });

@@ -38,7 +38,7 @@ QString onOneLine(QString text)
 
 } // namespace
 
-frmMain::frmMain(const ServerParts &parts) : m_parts(parts)
+frmMain::frmMain(ServerParts parts) : m_parts(std::move(parts))
 {
     buildWindow();
     connectTimers();

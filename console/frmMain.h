@@ -20,7 +20,7 @@ class frmMain final : public QWidget, public OperatorConsole
 {
     Q_OBJECT
 public:
-    explicit frmMain(const ServerParts &parts);
+    explicit frmMain(ServerParts parts);
     ~frmMain() override;
 
     void addLogLine(const QString &message) override;

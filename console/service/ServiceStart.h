@@ -21,7 +21,9 @@ public:
     /// A COM port setting as its number: a whole number in the 16-bit range that the modem control takes.
     [[nodiscard]] static std::optional<qint16> comPortNumber(const QString &text);
 
-    ServiceStart(const ServerParts &parts, OperatorConsole &console) : m_parts(parts), m_console(console) {}
+    ServiceStart(ServerParts parts, OperatorConsole &console) : m_parts(std::move(parts)), m_console(console)
+    {
+    }
 
     /// Throws Fault when the registry cannot be read.
     [[nodiscard]] Outcome run(MessageBoxes &boxes);
