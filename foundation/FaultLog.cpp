@@ -2,6 +2,14 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// Rows of one task that are told one by one: as many as an operator would read.
+constexpr int maximumToldRows = 20;
+
+} // namespace
+
 void FaultLog::struck(const QString &task, const QString &cause)
 {
     if (const auto standing = m_standing.constFind(task); standing != m_standing.cend() && *standing == cause)
@@ -21,5 +29,15 @@ void FaultLog::rowSetAside(const QString &row, const QString &cause)
     if (m_rowsSetAside.contains(row))
         return;
     m_rowsSetAside.insert(row);
-    m_console.addLogLine(u"记录 "_s + row + u" 无法处理："_s + cause);
+    m_lastRow = u"记录 "_s + row + u" 无法处理："_s + cause;
+    if (++m_newRows <= maximumToldRows)
+        m_console.addLogLine(m_lastRow);
+}
+
+void FaultLog::sumUpRows()
+{
+    if (m_newRows > maximumToldRows)
+        m_console.addLogLine(u"另有 %1 条记录无法处理，最后一条："_s.arg(m_newRows - maximumToldRows) +
+                             m_lastRow);
+    m_newRows = 0;
 }

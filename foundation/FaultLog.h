@@ -18,11 +18,16 @@ public:
     [[nodiscard]] bool stands(const QString &task) const { return m_standing.contains(task); }
 
     /// A row that can never succeed was set aside. Logged once per run and row.
-    /// row: names table and key, for example "SMS_WaitToSend 17".
+    /// row: names table and key, for example "SMS_WaitToSend 17". Of many rows in one task only the first are
+    /// told one by one.
     void rowSetAside(const QString &row, const QString &cause);
+    /// A task is over: tells how many more rows it set aside than were told.
+    void sumUpRows();
 
 private:
     OperatorConsole &m_console;
     QHash<QString, QString> m_standing; // task -> cause
     QSet<QString> m_rowsSetAside;
+    int m_newRows = 0; // set aside by the task that runs
+    QString m_lastRow; // of these, with its cause
 };

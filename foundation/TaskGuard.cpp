@@ -1,5 +1,7 @@
 #include "foundation/TaskGuard.h"
 
+#include <QScopeGuard>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -17,6 +19,7 @@ QString databaseTask()
 
 void TaskGuard::run(const QString &task, const std::function<void()> &work)
 {
+    const auto sumUp = qScopeGuard([this] { m_faults.sumUpRows(); });
     try {
         work();
         m_faults.over(task);

@@ -11,11 +11,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString rowName(const QVariant &waitingId)
-{
-    return "SMS_WaitToSend "_L1 + waitingId.toString();
-}
-
 /// A wall-clock time in whole seconds, so that a change of the zone's offset moves nothing.
 qint64 wallClockSeconds(const QDateTime &dateTime)
 {
@@ -36,23 +31,32 @@ QStringList recipientItems(QString toUserList)
 
 void ScheduledMessageExpander::pass()
 {
+    m_setAside.beginPass();
     Recordset waiting(m_session.Conn());
-    waiting.open(u"select OAID, ToSendDT from SMS_WaitToSend"_s);
+    waiting.open(u"select OAID, ToSendDT, case when ToUserList is null then 0 else 1 end as HasRecipients"
+                 " from SMS_WaitToSend"_s);
     for (; !waiting.atEnd() && !m_console.stopRequested(); waiting.moveNext()) {
-        const QVariant id = waiting.value("OAID"_L1);
+        const qint64 id = waiting.value("OAID"_L1).toLongLong(); // 0 for a null, which is no row's
         const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
         if (!scheduled) {
-            m_faults.rowSetAside(rowName(id), u"发送时间为空或不是有效的日期时间"_s);
+            m_setAside.add(id, u"发送时间为空或不是有效的日期时间"_s);
             continue;
         }
         if (!isDue(*scheduled))
             continue;
+        if (waiting.value("HasRecipients"_L1).toInt() == 0) {
+            m_setAside.add(id, u"收件人列表为空值"_s);
+            continue;
+        }
+        if (!m_setAside.mayTry(id))
+            continue;
         try {
             expand(id);
+            m_setAside.remove(id);
         } catch (const DatabaseFault &fault) {
             if (!fault.concernsOneRow())
                 throw;
-            m_faults.rowSetAside(rowName(id), fault.message());
+            m_setAside.add(id, fault.message());
         }
     }
 }
@@ -62,22 +66,33 @@ bool ScheduledMessageExpander::isDue(const QDateTime &scheduled) const
     return wallClockSeconds(scheduled) - wallClockSeconds(m_clock.now()) <= 0;
 }
 
-void ScheduledMessageExpander::expand(const QVariant &waitingId)
+void ScheduledMessageExpander::expand(qint64 waitingId)
+{
+    if (writeRows(waitingId) || m_console.stopRequested())
+        return;
+    // Withdrawn as a rule. A row that is there and cannot be deleted would come up for ever.
+    const auto kept = m_session.Conn().firstValue(
+        u"select ToSendDT from SMS_WaitToSend where OAID=? and ToUserList is not null"_s, {waitingId});
+    const auto scheduled = kept ? dateTimeValue(*kept) : std::nullopt;
+    if (scheduled && isDue(*scheduled))
+        throw DatabaseFault(DatabaseFault::Kind::Refused, u"记录无法从 SMS_WaitToSend 中删除"_s);
+}
+
+bool ScheduledMessageExpander::writeRows(qint64 waitingId)
 {
     Connection &connection = m_session.Conn();
     Transaction transaction(connection);
-    // Read inside the transaction: the OA system may have withdrawn the message since the pass began.
+    // Read inside the transaction: the OA system may have changed the message since the pass began.
     Recordset waiting(connection);
-    waiting.open(u"select OAID, FromUserName, ToUserList, ToNameList, CreateDT, MsgType, MsgContent"
+    waiting.open(u"select OAID, ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, MsgType, MsgContent"
                  " from SMS_WaitToSend where OAID=?"_s,
                  {waitingId});
     if (waiting.atEnd())
-        return;
+        return false;
+    const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
     const QVariant toUserList = waiting.value("ToUserList"_L1);
-    if (toUserList.isNull()) {
-        m_faults.rowSetAside(rowName(waitingId), u"收件人列表为空值"_s);
-        return;
-    }
+    if (!scheduled || !isDue(*scheduled) || toUserList.isNull())
+        return false;
 
     Recordset sendList(connection);
     sendList.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
@@ -90,12 +105,16 @@ void ScheduledMessageExpander::expand(const QVariant &waitingId)
     sendList.set("MsgContent"_L1, waiting.value("MsgContent"_L1));
     sendList.update();
 
-    queuePieces(waiting, sendList.identity(), recipientItems(toUserList.toString()));
-    connection.execute(u"delete from SMS_WaitToSend where OAID=?"_s, {waitingId});
+    if (!queuePieces(waiting, sendList.identity(), recipientItems(toUserList.toString())))
+        return false;
+    // Last: until here the OA system can withdraw the message without waiting, and then nothing of it stays.
+    if (connection.execute(u"delete from SMS_WaitToSend where OAID=?"_s, {waitingId}) == 0)
+        return false;
     transaction.commit();
+    return true;
 }
 
-void ScheduledMessageExpander::queuePieces(const Recordset &waiting, const QVariant &sendListId,
+bool ScheduledMessageExpander::queuePieces(const Recordset &waiting, const QVariant &sendListId,
                                            const QStringList &recipients)
 {
     Connection &connection = m_session.Conn();
@@ -110,15 +129,18 @@ void ScheduledMessageExpander::queuePieces(const Recordset &waiting, const QVari
         if (number.isEmpty())
             continue;
         for (const QString &piece : pieces) {
+            if (m_console.stopRequested())
+                return false;
             queue.addNew();
             queue.set("SOAID"_L1, sendListId);
             queue.set("ToUser"_L1, recipient);
             queue.set("ToMB"_L1, number);
-            queue.set("MsgContent"_L1, piece);
+            queue.set("MsgContent"_L1, piece.isNull() ? QVariant() : piece);
             queue.set("MsgStatus"_L1, u"0"_s);
             queue.set("MsgType"_L1, messageType);
             queue.set("RetryCount"_L1, 0);
             queue.update();
         }
     }
+    return true;
 }

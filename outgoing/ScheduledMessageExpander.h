@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/DatabaseSession.h"
-#include "foundation/FaultLog.h"
+#include "outgoing/SetAsideRows.h"
 #include "platform/clock/Clock.h"
 
 class Recordset;
@@ -13,24 +13,33 @@ class ScheduledMessageExpander
 public:
     ScheduledMessageExpander(DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
                              const Clock &clock)
-        : m_session(session), m_console(console), m_faults(faults), m_clock(clock)
+        : m_session(session),
+          m_console(console),
+          m_faults(faults),
+          m_clock(clock),
+          m_setAside(faults, QLatin1String("SMS_WaitToSend"))
     {
     }
 
     /// One pass over every waiting row. A row that can never be expanded is set aside and told once; a row
-    /// that the database refuses stays, is told, and the others go on. Throws DatabaseFault when the database
-    /// is gone or serves nobody; what was expanded until then stays.
+    /// that the database refuses stays, is told, and the others go on. A row that the OA system withdraws or
+    /// postpones before it is written is left alone, and so is the row in hand at a stop. Throws DatabaseFault
+    /// when the database is gone or serves nobody; what was expanded until then stays.
     void pass();
 
 private:
     [[nodiscard]] bool isDue(const QDateTime &scheduled) const;
-    void expand(const QVariant &waitingId);
-    void queuePieces(const Recordset &waiting, const QVariant &sendListId, const QStringList &recipients);
+    void expand(qint64 waitingId);
+    /// False when the row has changed so that nothing of it may be sent, or when the program is to end.
+    [[nodiscard]] bool writeRows(qint64 waitingId);
+    [[nodiscard]] bool queuePieces(const Recordset &waiting, const QVariant &sendListId,
+                                   const QStringList &recipients);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
     const Clock &m_clock;
+    SetAsideRows m_setAside;
 };
 
 /// The items of a recipient list: user names separated by ";" or "*", one separator at either end allowed,

@@ -289,6 +289,27 @@ private slots:
         QCOMPARE(office.console.takeLog().size(), 4); // lost, back, two messages
     }
 
+    void messageWithdrawnWhileItIsQueuedIsNotSent_data() { addServerRoutes(); }
+    void messageWithdrawnWhileItIsQueuedIsNotSent()
+    {
+        QFETCH(DatabaseRoute, route);
+        OfficeAtWork office(m_servers, route, SchemaKind::Sample);
+        office.add(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"zhang"_s, u"13800000001"_s});
+        for (const QString &text : {longText(), u"next"_s})
+            office.add(u"SMS_WaitToSend"_s, u"ToSendDT, ToUserList, MsgContent"_s,
+                       {u"2006-03-05"_s, u"zhang"_s, text});
+        int asked = 0;
+        office.console.stopWhen = [&] {
+            if (++asked == 3) // between two pieces of the first message
+                office.database.oa(u"delete from SMS_WaitToSend where OAID=1"_s);
+            return false;
+        };
+        office.passes.expand();
+        QCOMPARE(office.rows(u"SMS_Queues"_s, u"MsgContent"_s), QStringList(u"next"_s));
+        QCOMPARE(office.rows(u"SMS_SendList"_s, u"MsgContent"_s), QStringList(u"next"_s));
+        QCOMPARE(office.console.takeLog(), QStringList());
+    }
+
     void stoppedServerBlocksNoTickForLonger_data() { addServerRoutes(); }
     void stoppedServerBlocksNoTickForLonger()
     {

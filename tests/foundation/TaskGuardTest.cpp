@@ -32,6 +32,25 @@ private slots:
         QCOMPARE(office.console.takeLog(), QStringList(u"任务恢复正常"_s));
     }
 
+    void manyRowsSetAsideAreSummedUp()
+    {
+        TestOffice office;
+        for (int rows = 19; rows <= 25; rows += 6) {
+            office.guard.run(u"任务"_s, [&] {
+                for (int row = 0; row < rows; ++row)
+                    office.faults.rowSetAside(u"T %1"_s.arg(row), u"甲"_s);
+            });
+        }
+        QCOMPARE(office.console.takeLog().size(), 25);
+        office.guard.run(u"任务"_s, [&] {
+            for (int row = 0; row < 100; ++row)
+                office.faults.rowSetAside(u"T %1"_s.arg(row), u"乙"_s);
+        });
+        const QStringList log = office.console.takeLog();
+        QCOMPARE(log.size(), 21);
+        QCOMPARE(log.last(), u"另有 55 条记录无法处理，最后一条：记录 T 99 无法处理：乙"_s);
+    }
+
     void anyExceptionEndsHere()
     {
         TestOffice office;
