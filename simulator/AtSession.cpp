@@ -8,12 +8,12 @@ namespace simulator
 {
 namespace
 {
-constexpr char kCancel = 0x1b;
-constexpr char kEndOfBody = 0x1a;
-constexpr char kBackspace = 0x08;
-constexpr qsizetype kMaxCommandLine = 2048;
-constexpr qsizetype kMaxBody = 4096;
-constexpr qsizetype kMaxInput = 1'048'576; ///< more than that sent to a busy modem is lost
+constexpr char cancel = 0x1b;
+constexpr char endOfBody = 0x1a;
+constexpr char backspace = 0x08;
+constexpr qsizetype maxCommandLine = 2048;
+constexpr qsizetype maxBody = 4096;
+constexpr qsizetype maxInput = 1'048'576; ///< more than that sent to a busy modem is lost
 } // namespace
 
 AtSession::AtSession(ResultFormat &format, std::function<Reply(const AtCommand &)> run)
@@ -25,7 +25,7 @@ AtSession::AtSession(ResultFormat &format, std::function<Reply(const AtCommand &
 
 void AtSession::feed(const QByteArray &octets)
 {
-    if (m_hung || m_deaf.isActive() || m_input.size() > kMaxInput)
+    if (m_hung || m_deaf.isActive() || m_input.size() > maxInput)
         return;
     m_input += octets;
     process();
@@ -64,9 +64,9 @@ void AtSession::takeCommandCharacter(char c)
         m_echo += c;
     if (c == '\r')
         runLine();
-    else if (c == kBackspace)
+    else if (c == backspace)
         m_line.chop(1);
-    else if (m_line.size() <= kMaxCommandLine)
+    else if (m_line.size() <= maxCommandLine)
         m_line += c;
 }
 
@@ -74,18 +74,18 @@ void AtSession::takeBodyCharacter(char c)
 {
     if (c == '\n')
         return;
-    if (m_format.echo && c != kEndOfBody && c != kCancel)
+    if (m_format.echo && c != endOfBody && c != cancel)
         m_echo += c;
-    if (c == kEndOfBody || c == kCancel) {
-        endBody(c == kCancel);
-    } else if (c == kBackspace) {
+    if (c == endOfBody || c == cancel) {
+        endBody(c == cancel);
+    } else if (c == backspace) {
         m_line.chop(1);
     } else if (c == '\r') {
         if (m_bodyReply.bodyHasLines) {
             m_line += '\n';
             prompt();
         }
-    } else if (m_line.size() <= kMaxBody) {
+    } else if (m_line.size() <= maxBody) {
         m_line += c;
     }
 }
@@ -100,7 +100,7 @@ void AtSession::runLine()
     emit commandSeen(line);
     for (const QByteArray &unsolicited : std::exchange(m_forNextCommand, {}))
         sendUnsolicited({unsolicited});
-    if (line.size() > kMaxCommandLine) {
+    if (line.size() > maxCommandLine) {
         m_commands.clear();
         answer(Reply::error());
         return;

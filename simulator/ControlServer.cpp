@@ -16,8 +16,8 @@ namespace simulator
 {
 namespace
 {
-constexpr qsizetype kMaxLine = 1'048'576;
-constexpr int kBacklog = 16;
+constexpr qsizetype maxLine = 1'048'576;
+constexpr int backlog = 16;
 
 std::runtime_error fault(const QString &what)
 {
@@ -78,7 +78,7 @@ ControlServer::ControlServer(QString path, std::function<QString(const QString &
     m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (m_listener < 0 ||
         ::bind(m_listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        ::listen(m_listener, kBacklog) != 0) {
+        ::listen(m_listener, backlog) != 0) {
         const int error = errno;
         if (m_listener >= 0)
             ::close(m_listener);
@@ -118,7 +118,7 @@ void ControlServer::read(int descriptor)
     QByteArray &input = m_clients[descriptor].input;
     if (got > 0)
         input += QByteArray(buffer.data(), got);
-    if (got <= 0 || input.size() > kMaxLine) {
+    if (got <= 0 || input.size() > maxLine) {
         drop(descriptor);
         return;
     }

@@ -35,8 +35,8 @@ int ControlWords::number(const QString &what, int min, int max)
 
 std::chrono::milliseconds ControlWords::milliseconds(const QString &what)
 {
-    constexpr int kDay = 24 * 60 * 60 * 1000;
-    return std::chrono::milliseconds(number(what, 0, kDay));
+    constexpr int millisecondsADay = 24 * 60 * 60 * 1000;
+    return std::chrono::milliseconds(number(what, 0, millisecondsADay));
 }
 
 std::optional<std::chrono::milliseconds> ControlWords::optionalMilliseconds(const QString &what)

@@ -19,7 +19,7 @@ class ControlWords
 {
 public:
     /// More of anything than that is a slip of the pen.
-    static constexpr int kMaxCount = 1'000'000;
+    static constexpr int maxCount = 1'000'000;
 
     explicit ControlWords(const QString &line) : m_rest(line.trimmed()) {}
 

@@ -8,10 +8,10 @@ namespace simulator
 {
 namespace
 {
-enum NotificationField { kMode, kMessages, kBroadcasts, kReports, kBuffer };
+enum NotificationField { Mode, Messages, Broadcasts, Reports, Buffer };
 
 /// In mode 0 the modem keeps so many notifications; the oldest goes when one more comes.
-constexpr qsizetype kMaxBuffered = 32;
+constexpr qsizetype maxBuffered = 32;
 } // namespace
 
 QString DeliverService::deliver(const QList<QByteArray> &pdus)
@@ -79,16 +79,16 @@ bool DeliverService::route(const QByteArray &pdu)
     const std::variant<Tpdu, TpduError> decoded = decodeTpdu(pdu, Direction::ToModem);
     const auto *tpdu = std::get_if<Tpdu>(&decoded);
     if (tpdu && tpdu->kind == Tpdu::Kind::StatusReport) {
-        if (setting[kReports] == 2)
+        if (setting[Reports] == 2)
             return store(pdu, "+CDSI: ", true);
         m_state.say(
-            u"status report %1"_s.arg(setting[kReports] == 1 ? u"given to the program"_s : u"dropped"_s));
-        if (setting[kReports] == 1)
+            u"status report %1"_s.arg(setting[Reports] == 1 ? u"given to the program"_s : u"dropped"_s));
+        if (setting[Reports] == 1)
             direct(directReportLines(m_state, pdu));
         return true;
     }
     const int messageClass = tpdu ? tpdu->messageClass.value_or(-1) : -1;
-    const int messages = setting[kMessages];
+    const int messages = setting[Messages];
     const bool flash = messageClass == 0 && messages != 0 && m_state.flashDirect;
     const bool isDirect =
         flash || (messages == 2 && messageClass != 2) || (messages == 3 && messageClass == 3);
@@ -124,21 +124,21 @@ void DeliverService::notify(const QByteArrayList &lines)
 {
     if (!m_state.notifies)
         return;
-    if (m_state.settings.notification[kMode] != 0) {
+    if (m_state.settings.notification[Mode] != 0) {
         emit unsolicited(lines);
         return;
     }
     m_buffered += lines;
-    if (m_buffered.size() > kMaxBuffered)
+    if (m_buffered.size() > maxBuffered)
         m_buffered.removeFirst();
 }
 
 void DeliverService::notificationModeChanged()
 {
-    if (m_state.settings.notification[kMode] == 0)
+    if (m_state.settings.notification[Mode] == 0)
         return;
     const QList<QByteArrayList> buffered = std::exchange(m_buffered, {});
-    if (m_state.settings.notification[kBuffer] != 0)
+    if (m_state.settings.notification[Buffer] != 0)
         return;
     for (const QByteArrayList &lines : buffered)
         emit unsolicited(lines);

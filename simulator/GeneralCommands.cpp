@@ -10,8 +10,8 @@ namespace simulator
 {
 namespace
 {
-constexpr const char *kIdentityNumber = "490154203237518";   // IMEI with a right check digit
-constexpr const char *kSubscriberNumber = "460001234567890"; // IMSI
+constexpr const char *identityNumber = "490154203237518";   // IMEI with a right check digit
+constexpr const char *subscriberNumber = "460001234567890"; // IMSI
 
 /// The number of a basic command: absent digits mean 0 (V.250, 5.3.1).
 int basicNumber(const AtCommand &command)
@@ -20,7 +20,7 @@ int basicNumber(const AtCommand &command)
 }
 
 /// A command that sets one number of a range, with read and test forms.
-CommandTable::Handler numberCommand(int &value, int max, int wrongCode = cme::kInvalidParameters)
+CommandTable::Handler numberCommand(int &value, int max, int wrongCode = cme::invalidParameters)
 {
     return [&value, max, wrongCode](const AtCommand &command) {
         switch (command.form) {
@@ -105,7 +105,7 @@ void addIdentity(CommandTable &table)
         table.add(prefix + "GMI", constant(manufacturer));
         table.add(prefix + "GMM", constant(model));
         table.add(prefix + "GMR", constant(revision));
-        table.add(prefix + "GSN", constant(kIdentityNumber));
+        table.add(prefix + "GSN", constant(identityNumber));
     }
     table.add("+GCAP", constant("+GCAP: +CGSM"));
     table.add("+CLAC", [&table](const AtCommand &) {
@@ -122,13 +122,13 @@ Reply enterPin(ModemState &state, const AtCommand &command)
 {
     const QList<AtParameter> parameters = command.parameters();
     if (!state.sim.isLocked())
-        return Reply::cmeError(cme::kNotAllowed);
+        return Reply::cmeError(cme::notAllowed);
     if (state.sim.needsPuk())
-        return Reply::cmeError(cme::kSimPukRequired);
+        return Reply::cmeError(cme::simPukRequired);
     if (parameters.isEmpty() || parameters[0].text != state.sim.pin) {
         --state.sim.pinAttempts;
         state.say(u"wrong PIN, %1 attempts left"_s.arg(state.sim.pinAttempts));
-        return Reply::cmeError(cme::kIncorrectPassword);
+        return Reply::cmeError(cme::incorrectPassword);
     }
     state.sim.pinRequired = false;
     state.sim.pinAttempts = 3;
@@ -142,13 +142,13 @@ void addSim(CommandTable &table, ModemState &state, const std::function<void()> 
             return Reply::ok();
         if (state.sim.busyCommands > 0) {
             --state.sim.busyCommands;
-            return Reply::cmeError(cme::kSimBusy);
+            return Reply::cmeError(cme::simBusy);
         }
         if (command.form == AtCommand::Form::Read) {
             const char *word = state.sim.needsPuk() ? "SIM PUK" : state.sim.isLocked() ? "SIM PIN" : "READY";
             return Reply::ok({QByteArray("+CPIN: ") + word});
         }
-        const Reply reply = enterPin(state, command);
+        Reply reply = enterPin(state, command);
         networkUsable();
         return reply;
     });
@@ -156,10 +156,10 @@ void addSim(CommandTable &table, ModemState &state, const std::function<void()> 
         if (command.form == AtCommand::Form::Test)
             return Reply::ok();
         if (state.sim.isLocked())
-            return Reply::cmeError(state.sim.needsPuk() ? cme::kSimPukRequired : cme::kSimPinRequired);
+            return Reply::cmeError(state.sim.needsPuk() ? cme::simPukRequired : cme::simPinRequired);
         if (state.takeSimRefusal())
-            return Reply::cmeError(cme::kSimBusy);
-        return Reply::ok({kSubscriberNumber});
+            return Reply::cmeError(cme::simBusy);
+        return Reply::ok({subscriberNumber});
     });
 }
 
@@ -178,14 +178,14 @@ Reply operatorCommand(ModemState &state, const AtCommand &command)
 {
     switch (command.form) {
     case AtCommand::Form::Test:
-        return Reply::ok({"+COPS: (2,\"Simulated network\",\"Simulated\",\"46000\"),,(0-4),(0-2)"});
+        return Reply::ok({R"(+COPS: (2,"Simulated network","Simulated","46000"),,(0-4),(0-2))"});
     case AtCommand::Form::Read: {
         if (!state.isRegistered())
             return Reply::ok({"+COPS: 0"});
-        constexpr std::array<const char *, 3> kNames{"Simulated network", "Simulated", "46000"};
+        constexpr std::array<const char *, 3> names{"Simulated network", "Simulated", "46000"};
         const auto format = static_cast<size_t>(state.settings.operatorFormat);
         return Reply::ok({"+COPS: 0," + QByteArray::number(state.settings.operatorFormat) + ",\"" +
-                          kNames.at(format) + '"'});
+                          names.at(format) + '"'});
     }
     case AtCommand::Form::Execute:
         return Reply::ok();
@@ -197,7 +197,7 @@ Reply operatorCommand(ModemState &state, const AtCommand &command)
     const std::optional<int> format =
         parameters.size() > 1 ? parameters[1].number() : std::optional(state.settings.operatorFormat);
     if (!mode || *mode > 4 || !format || *format > 2)
-        return Reply::cmeError(cme::kInvalidParameters);
+        return Reply::cmeError(cme::invalidParameters);
     state.settings.operatorFormat = *format;
     return Reply::ok();
 }
@@ -207,7 +207,7 @@ Reply clockCommand(const AtCommand &command)
     if (command.form == AtCommand::Form::Test)
         return Reply::ok();
     if (command.form != AtCommand::Form::Read)
-        return Reply::cmeError(cme::kNotSupported);
+        return Reply::cmeError(cme::notSupported);
     const QDateTime now = QDateTime::currentDateTime();
     const int quarters = now.offsetFromUtc() / (15 * 60);
     return Reply::ok({"+CCLK: \"" + now.toString(u"yy/MM/dd,hh:mm:ss"_s).toLatin1() +
@@ -236,7 +236,7 @@ void addNetwork(CommandTable &table, ModemState &state, const std::function<void
         const QList<AtParameter> parameters = command.parameters();
         const std::optional<int> wanted = parameters.isEmpty() ? std::nullopt : parameters[0].number();
         if (!wanted || (*wanted != 0 && *wanted != 1 && *wanted != 4))
-            return Reply::cmeError(cme::kInvalidParameters);
+            return Reply::cmeError(cme::invalidParameters);
         state.functionality = *wanted;
         networkUsable();
         return Reply::ok();
@@ -245,13 +245,13 @@ void addNetwork(CommandTable &table, ModemState &state, const std::function<void
     table.add("+CCLK", clockCommand);
     table.add("+CSCS", [&settings](const AtCommand &command) {
         if (command.form == AtCommand::Form::Test)
-            return Reply::ok({"+CSCS: (\"GSM\",\"IRA\",\"UCS2\")"});
+            return Reply::ok({R"(+CSCS: ("GSM","IRA","UCS2"))"});
         if (command.form == AtCommand::Form::Read)
             return Reply::ok({"+CSCS: \"" + settings.characterSet + '"'});
         const QList<AtParameter> parameters = command.parameters();
         const QByteArray wanted = parameters.isEmpty() ? QByteArray() : parameters[0].text.toUpper();
         if (wanted != "GSM" && wanted != "IRA" && wanted != "UCS2")
-            return Reply::cmeError(cme::kNotSupported);
+            return Reply::cmeError(cme::notSupported);
         settings.characterSet = wanted;
         return Reply::ok();
     });

@@ -9,45 +9,45 @@ namespace simulator
 {
 namespace
 {
-constexpr char kEscape = 0x1b;
+constexpr char escape = 0x1b;
 
 // Rows of sixteen, as the standard's table read column by column. The place of ESC holds a no-break space,
 // which no text maps to (see codes()).
-constexpr std::u16string_view kDefaultTable = u"@£$¥èéùìòÇ\nØø\rÅå"
-                                              u"Δ_ΦΓΛΩΠΨΣΘΞ\u00a0ÆæßÉ"
-                                              u" !\"#¤%&'()*+,-./"
-                                              u"0123456789:;<=>?"
-                                              u"¡ABCDEFGHIJKLMNO"
-                                              u"PQRSTUVWXYZÄÖÑÜ§"
-                                              u"¿abcdefghijklmno"
-                                              u"pqrstuvwxyzäöñüà";
-static_assert(kDefaultTable.size() == 128);
+constexpr std::u16string_view defaultTable = u"@£$¥èéùìòÇ\nØø\rÅå"
+                                             u"Δ_ΦΓΛΩΠΨΣΘΞ\u00a0ÆæßÉ"
+                                             u" !\"#¤%&'()*+,-./"
+                                             u"0123456789:;<=>?"
+                                             u"¡ABCDEFGHIJKLMNO"
+                                             u"PQRSTUVWXYZÄÖÑÜ§"
+                                             u"¿abcdefghijklmno"
+                                             u"pqrstuvwxyzäöñüà";
+static_assert(defaultTable.size() == 128);
 
 struct Extension {
     char code;
     char16_t character;
 };
-constexpr std::array<Extension, 10> kExtensionTable{{{0x0a, u'\f'},
-                                                     {0x14, u'^'},
-                                                     {0x28, u'{'},
-                                                     {0x29, u'}'},
-                                                     {0x2f, u'\\'},
-                                                     {0x3c, u'['},
-                                                     {0x3d, u'~'},
-                                                     {0x3e, u']'},
-                                                     {0x40, u'|'},
-                                                     {0x65, u'€'}}};
+constexpr std::array<Extension, 10> extensionTable{{{0x0a, u'\f'},
+                                                    {0x14, u'^'},
+                                                    {0x28, u'{'},
+                                                    {0x29, u'}'},
+                                                    {0x2f, u'\\'},
+                                                    {0x3c, u'['},
+                                                    {0x3d, u'~'},
+                                                    {0x3e, u']'},
+                                                    {0x40, u'|'},
+                                                    {0x65, u'€'}}};
 
 const QHash<char16_t, QByteArray> &codes()
 {
     static const QHash<char16_t, QByteArray> table = [] {
         QHash<char16_t, QByteArray> result;
-        for (size_t code = 0; code < kDefaultTable.size(); ++code) {
-            if (code != kEscape)
-                result.insert(kDefaultTable[code], QByteArray(1, static_cast<char>(code)));
+        for (size_t code = 0; code < defaultTable.size(); ++code) {
+            if (code != escape)
+                result.insert(defaultTable[code], QByteArray(1, static_cast<char>(code)));
         }
-        for (const Extension &extension : kExtensionTable)
-            result.insert(extension.character, QByteArray(1, kEscape) + extension.code);
+        for (const Extension &extension : extensionTable)
+            result.insert(extension.character, QByteArray(1, escape) + extension.code);
         return result;
     }();
     return table;
@@ -55,11 +55,11 @@ const QHash<char16_t, QByteArray> &codes()
 
 char16_t extensionCharacter(char code)
 {
-    for (const Extension &extension : kExtensionTable) {
+    for (const Extension &extension : extensionTable) {
         if (extension.code == code)
             return extension.character;
     }
-    return kDefaultTable[static_cast<unsigned char>(code)];
+    return defaultTable[static_cast<unsigned char>(code)];
 }
 } // namespace
 
@@ -80,9 +80,9 @@ QString textFromSeptets(const QByteArray &septets)
     QString text;
     for (qsizetype i = 0; i < septets.size(); ++i) {
         const auto code = static_cast<char>(septets[i] & 0x7f);
-        if (code != kEscape)
-            text += QChar(kDefaultTable[static_cast<unsigned char>(code)]);
-        else if (i + 1 < septets.size() && septets[i + 1] != kEscape)
+        if (code != escape)
+            text += QChar(defaultTable[static_cast<unsigned char>(code)]);
+        else if (i + 1 < septets.size() && septets[i + 1] != escape)
             text += QChar(extensionCharacter(static_cast<char>(septets[++i] & 0x7f)));
         else
             text += u' ';

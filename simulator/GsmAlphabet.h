@@ -9,8 +9,8 @@ namespace simulator
 /// The GSM 7-bit default alphabet with its extension table (3GPP TS 23.038, 6.2.1).
 /// A septet string is a QByteArray with one septet (0 to 127) in each byte.
 
-/// The septets for a text, two for a character of the extension table; absent when any character is in
-/// neither.
+/// The septets for a text, two for a character of the extension table; absent when any
+/// character is in neither.
 std::optional<QByteArray> septetsFromText(const QString &text);
 
 /// The text of septets. An escape before an undefined extension code shows the default alphabet's character,

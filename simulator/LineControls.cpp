@@ -23,7 +23,7 @@ void addLineControls(ControlTable &controls, Modem &modem)
         u"unplug-after"_s, u"OCTETS [MS]"_s,
         u"hang up when so many more octets have crossed the line, both directions together; plug in after MS"_s,
         [&modem](ControlWords &words) {
-            const int octets = words.number(u"octets"_s, 0, ControlWords::kMaxCount);
+            const int octets = words.number(u"octets"_s, 0, ControlWords::maxCount);
             modem.line().unplugAfter(octets, words.optionalMilliseconds(u"milliseconds"_s));
             return QString();
         });

@@ -6,11 +6,11 @@ namespace simulator
 {
 namespace
 {
-constexpr qint64 kBitsPerOctet = 10;
-constexpr qint64 kNanosecondsPerSecond = 1'000'000'000;
-constexpr qint64 kNanosecondsPerMillisecond = 1'000'000;
+constexpr qint64 bitsPerOctet = 10;
+constexpr qint64 nanosecondsPerSecond = 1'000'000'000;
+constexpr qint64 nanosecondsPerMillisecond = 1'000'000;
 /// A reader sees a long answer trickle in steps of about this length.
-constexpr qint64 kStep = 5 * kNanosecondsPerMillisecond;
+constexpr qint64 stepLength = 5 * nanosecondsPerMillisecond;
 
 qint64 steadyNow()
 {
@@ -62,7 +62,7 @@ void LinePacer::release()
         emit released(std::exchange(m_queue, {}));
         return;
     }
-    const qint64 octetTime = kBitsPerOctet * kNanosecondsPerSecond / m_baud;
+    const qint64 octetTime = bitsPerOctet * nanosecondsPerSecond / m_baud;
     const qint64 through = qMin<qint64>(m_queue.size(), (steadyNow() - m_lineFreeAt) / octetTime);
     if (through > 0) {
         m_lineFreeAt += through * octetTime;
@@ -72,9 +72,9 @@ void LinePacer::release()
     }
     if (m_queue.isEmpty())
         return;
-    const qint64 step = qMax(octetTime, qMin(kStep, m_queue.size() * octetTime));
+    const qint64 step = qMax(octetTime, qMin(stepLength, m_queue.size() * octetTime));
     const qint64 wait = m_lineFreeAt + step - steadyNow();
-    m_timer.start(static_cast<int>(qMax<qint64>(0, wait + kNanosecondsPerMillisecond - 1) /
-                                   kNanosecondsPerMillisecond));
+    m_timer.start(
+        static_cast<int>(qMax<qint64>(0, wait + nanosecondsPerMillisecond - 1) / nanosecondsPerMillisecond));
 }
 } // namespace simulator

@@ -10,7 +10,7 @@ namespace simulator
 {
 namespace
 {
-constexpr int kMaxTpduOctets = 164; ///< a submit with the longest address, validity period and user data
+constexpr int maxTpduOctets = 164; ///< a submit with the longest address, validity period and user data
 
 using Body = std::function<Reply(const QByteArray &pdu)>;
 
@@ -27,7 +27,7 @@ Reply rangeCommand(const AtCommand &command, int &value, int max)
         return Reply::ok();
     case AtCommand::Form::Set:
         if (!wanted || *wanted > max)
-            return Reply::cmsError(cms::kNotAllowed);
+            return Reply::cmsError(cms::notAllowed);
         value = *wanted;
         return Reply::ok();
     }
@@ -51,23 +51,23 @@ Reply promptForMessage(ModemState &state, const AtCommand &command, const Body &
 {
     const QList<AtParameter> parameters = command.parameters();
     Reply reply;
-    if (state.settings.messageFormat != kTextMode) {
+    if (state.settings.messageFormat != textMode) {
         const std::optional<int> length = numberAt(parameters, 0);
-        if (!length || *length < 1 || *length > kMaxTpduOctets)
-            return Reply::cmsError(cms::kInvalidPduParameter);
+        if (!length || *length < 1 || *length > maxTpduOctets)
+            return Reply::cmsError(cms::invalidPduParameter);
         reply.takeBody = [&state, use, length = *length](const QByteArray &body) {
             const std::optional<QByteArray> pdu = pduFromBody(body, length);
             if (pdu)
                 return use(*pdu);
             state.say(u"refused a body that is no TPDU of %1 octets: %2"_s.arg(length).arg(
                 QString::fromLatin1(body)));
-            return Reply::cmsError(cms::kInvalidPduParameter);
+            return Reply::cmsError(cms::invalidPduParameter);
         };
         return reply;
     }
     const QString number = parameters.isEmpty() ? QString() : QString::fromLatin1(parameters[0].text);
     if (!isEncodableNumber(number))
-        return Reply::cmsError(cms::kInvalidTextParameter);
+        return Reply::cmsError(cms::invalidTextParameter);
     reply.bodyHasLines = true;
     reply.takeBody = [&state, use, number](const QByteArray &body) {
         const std::optional<QString> text = textFromCharacterSet(state.settings.characterSet, body);
@@ -75,7 +75,7 @@ Reply promptForMessage(ModemState &state, const AtCommand &command, const Body &
             text ? encodeSubmit(number, *text, state.settings.textParameters[2],
                                 state.settings.textParameters[3])
                  : std::nullopt;
-        return pdu ? use(*pdu) : Reply::cmsError(cms::kInvalidTextParameter);
+        return pdu ? use(*pdu) : Reply::cmsError(cms::invalidTextParameter);
     };
     return reply;
 }
@@ -86,8 +86,7 @@ Reply writeMessage(ModemState &state, const AtCommand &command)
     return promptForMessage(state, command, [&state, status](const QByteArray &pdu) {
         const auto stored = static_cast<MessageStatus>(qBound(0, status.value_or(2), 3));
         const std::optional<int> index = state.store(state.selected[1]).add(stored, pdu);
-        return index ? Reply::ok({"+CMGW: " + QByteArray::number(*index)})
-                     : Reply::cmsError(cms::kMemoryFull);
+        return index ? Reply::ok({"+CMGW: " + QByteArray::number(*index)}) : Reply::cmsError(cms::memoryFull);
     });
 }
 
@@ -99,8 +98,8 @@ Reply sendStored(ModemState &state, SubmitService &submits, const AtCommand &com
     StoredMessage *message = index ? state.store(state.selected[1]).find(*index) : nullptr;
     if (!message || message->status == MessageStatus::ReceivedUnread ||
         message->status == MessageStatus::ReceivedRead)
-        return Reply::cmsError(cms::kInvalidIndex);
-    const Reply reply = submits.submit(message->pdu, "+CMSS: ");
+        return Reply::cmsError(cms::invalidIndex);
+    Reply reply = submits.submit(message->pdu, "+CMSS: ");
     if (reply.final == Reply::Final::Ok)
         message->status = MessageStatus::StoredSent;
     return reply;
@@ -120,13 +119,13 @@ Reply setNotification(ModemState &state, DeliverService &deliveries, const AtCom
     const QList<AtParameter> parameters = command.parameters();
     std::array<int, 5> wanted{0, 0, 0, 0, 0};
     if (parameters.size() > static_cast<qsizetype>(wanted.size()))
-        return Reply::cmsError(cms::kNotAllowed);
+        return Reply::cmsError(cms::notAllowed);
     for (qsizetype i = 0; i < parameters.size(); ++i) {
         if (!parameters[i].isEmpty())
             wanted.at(static_cast<size_t>(i)) = parameters[i].number().value_or(-1);
     }
     if (!state.notificationRanges.allows(wanted))
-        return Reply::cmsError(cms::kNotSupported);
+        return Reply::cmsError(cms::notSupported);
     setting = wanted;
     deliveries.notificationModeChanged();
     return Reply::ok();
@@ -144,7 +143,7 @@ Reply serviceCentre(ModemState &state, const AtCommand &command)
     if (numberAt(parameters, 1) == 145 && !number.startsWith(u'+'))
         number.prepend(u'+');
     if (!isEncodableNumber(number))
-        return Reply::cmsError(cms::kInvalidTextParameter);
+        return Reply::cmsError(cms::invalidTextParameter);
     state.serviceCentre = number;
     return Reply::ok();
 }
@@ -157,7 +156,7 @@ Reply messageService(ModemState &state, const AtCommand &command)
         return Reply::ok({"+CSMS: " + QByteArray::number(state.settings.messageService) + ",1,1,1"});
     const std::optional<int> wanted = numberAt(command.parameters(), 0);
     if (!wanted || *wanted > 1)
-        return Reply::cmsError(cms::kNotSupported);
+        return Reply::cmsError(cms::notSupported);
     state.settings.messageService = *wanted;
     return Reply::ok({"+CSMS: 1,1,1"});
 }
@@ -176,13 +175,13 @@ Reply textParameters(ModemState &state, const AtCommand &command)
     const QList<AtParameter> parameters = command.parameters();
     std::array<int, 4> wanted = values;
     if (parameters.size() > static_cast<qsizetype>(wanted.size()))
-        return Reply::cmsError(cms::kInvalidTextParameter);
+        return Reply::cmsError(cms::invalidTextParameter);
     for (qsizetype i = 0; i < parameters.size(); ++i) {
         if (!parameters[i].isEmpty())
             wanted.at(static_cast<size_t>(i)) = parameters[i].number().value_or(256);
     }
     if (*std::max_element(wanted.begin(), wanted.end()) > 255)
-        return Reply::cmsError(cms::kInvalidTextParameter);
+        return Reply::cmsError(cms::invalidTextParameter);
     values = wanted;
     return Reply::ok();
 }
@@ -223,7 +222,7 @@ void addMessageCommands(CommandTable &table, ModemState &state, SubmitService &s
     table.add("+CNMA", [&deliveries](const AtCommand &command) {
         if (command.form == AtCommand::Form::Test)
             return Reply::ok({"+CNMA: (0-2)"});
-        return deliveries.acknowledge() ? Reply::ok() : Reply::cmsError(cms::kNoAcknowledgementExpected);
+        return deliveries.acknowledge() ? Reply::ok() : Reply::cmsError(cms::noAcknowledgementExpected);
     });
 }
 } // namespace simulator

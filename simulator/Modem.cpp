@@ -69,10 +69,10 @@ Reply Modem::run(const AtCommand &command)
 void Modem::setRegistration(int status)
 {
     m_state.registration = status;
-    constexpr std::array<const char *, 3> kPrefixes{"+CREG: ", "+CGREG: ", "+CEREG: "};
-    for (size_t i = 0; i < kPrefixes.size(); ++i) {
+    constexpr std::array<const char *, 3> prefixes{"+CREG: ", "+CGREG: ", "+CEREG: "};
+    for (size_t i = 0; i < prefixes.size(); ++i) {
         if (m_state.settings.registrationReports.at(i) > 0)
-            m_session.sendUnsolicited({kPrefixes.at(i) + QByteArray::number(status)});
+            m_session.sendUnsolicited({prefixes.at(i) + QByteArray::number(status)});
     }
     m_deliveries.retrySoon();
 }

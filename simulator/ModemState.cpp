@@ -22,12 +22,12 @@ std::optional<Memory> memoryFromName(const QByteArray &name)
 std::optional<int> ModemState::takeSimRefusal()
 {
     if (sim.needsPuk())
-        return cms::kSimPukRequired;
+        return cms::simPukRequired;
     if (sim.isLocked())
-        return cms::kSimPinRequired;
+        return cms::simPinRequired;
     if (sim.busyCommands > 0) {
         --sim.busyCommands;
-        return cms::kSimBusy;
+        return cms::simBusy;
     }
     return std::nullopt;
 }

@@ -12,7 +12,7 @@
 namespace simulator
 {
 /// The value of +CMGF for text mode.
-constexpr int kTextMode = 1;
+constexpr int textMode = 1;
 
 /// What commands set and ATZ, AT&F and a new start put back.
 struct Settings {

@@ -10,7 +10,7 @@ namespace simulator
 {
 namespace
 {
-constexpr auto kDescription =
+constexpr auto description =
     "A GSM modem on a pseudo-terminal. Programs open the link as their serial port and talk AT commands to "
     "it\n"
     "(PDU or text mode); messages that they send are printed and logged, and messages to them are delivered\n"
@@ -40,7 +40,7 @@ int numberOf(const QCommandLineParser &parser, const QString &name, int min, int
 Options readOptions(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QString::fromLatin1(kDescription));
+    parser.setApplicationDescription(QString::fromLatin1(description));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({

@@ -14,8 +14,8 @@ struct Reply {
     Final final = Final::Ok;
     int code = 0; ///< of a CmeError or CmsError
 
-    /// When set, the modem prompts instead of answering, takes a body up to Ctrl-Z, and answers what this
-    /// returns.
+    /// When set, the modem prompts instead of answering, takes a body up to Ctrl-Z, and
+    /// answers what this returns.
     std::function<Reply(const QByteArray &body)> takeBody = {};
     /// In a prompted body a line end prompts again (text mode) instead of being ignored (PDU mode).
     bool bodyHasLines = false;

@@ -13,29 +13,29 @@ QByteArray cmsErrorText(int code);
 
 namespace cme
 {
-constexpr int kNotAllowed = 3;
-constexpr int kNotSupported = 4;
-constexpr int kSimNotInserted = 10;
-constexpr int kSimPinRequired = 11;
-constexpr int kSimPukRequired = 12;
-constexpr int kSimBusy = 14;
-constexpr int kIncorrectPassword = 16;
-constexpr int kInvalidParameters = 50;
+constexpr int notAllowed = 3;
+constexpr int notSupported = 4;
+constexpr int simNotInserted = 10;
+constexpr int simPinRequired = 11;
+constexpr int simPukRequired = 12;
+constexpr int simBusy = 14;
+constexpr int incorrectPassword = 16;
+constexpr int invalidParameters = 50;
 } // namespace cme
 
 namespace cms
 {
-constexpr int kNotAllowed = 302;
-constexpr int kNotSupported = 303;
-constexpr int kInvalidPduParameter = 304;
-constexpr int kInvalidTextParameter = 305;
-constexpr int kSimNotInserted = 310;
-constexpr int kSimPinRequired = 311;
-constexpr int kSimBusy = 314;
-constexpr int kSimPukRequired = 316;
-constexpr int kInvalidIndex = 321;
-constexpr int kMemoryFull = 322;
-constexpr int kNoNetwork = 331;
-constexpr int kNoAcknowledgementExpected = 340;
+constexpr int notAllowed = 302;
+constexpr int notSupported = 303;
+constexpr int invalidPduParameter = 304;
+constexpr int invalidTextParameter = 305;
+constexpr int simNotInserted = 310;
+constexpr int simPinRequired = 311;
+constexpr int simBusy = 314;
+constexpr int simPukRequired = 316;
+constexpr int invalidIndex = 321;
+constexpr int memoryFull = 322;
+constexpr int noNetwork = 331;
+constexpr int noAcknowledgementExpected = 340;
 } // namespace cms
 } // namespace simulator

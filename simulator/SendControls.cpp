@@ -9,7 +9,7 @@ void addSendControls(ControlTable &controls, Modem &modem)
     const auto plan = [&modem](SendFate::Kind kind) {
         return [&modem, kind](ControlWords &words) {
             SendFate fate{.kind = kind};
-            const int count = words.number(u"count"_s, 1, ControlWords::kMaxCount);
+            const int count = words.number(u"count"_s, 1, ControlWords::maxCount);
             if (kind == SendFate::Kind::Refuse)
                 fate.code = words.number(u"+CMS ERROR code"_s, 0, 999);
             if (kind == SendFate::Kind::Late || kind == SendFate::Kind::Slow)
@@ -52,7 +52,7 @@ void addSendControls(ControlTable &controls, Modem &modem)
                  plan(SendFate::Kind::Slow));
     controls.add(
         u"mute-prompt"_s, u"N"_s, u"the next N send commands get no prompt"_s, [&modem](ControlWords &words) {
-            modem.state().sendScript.mutePrompts(words.number(u"count"_s, 0, ControlWords::kMaxCount));
+            modem.state().sendScript.mutePrompts(words.number(u"count"_s, 0, ControlWords::maxCount));
             return QString();
         });
     controls.add(u"no-plan"_s, {}, u"forget every plan for coming sends"_s, [&modem](ControlWords &) {

@@ -15,10 +15,10 @@ struct SubmitRecord {
     QString reason;             ///< why, when the modem itself refused
 };
 
-/// A JSON Lines file: one object for each TPDU, accepted or refused, flushed at once. README of the fields:
-/// time (ISO 8601), number, text, reference (of the concatenation; 0 when single), part, parts, alphabet,
-/// smsc, messageReference (the <mr> of +CMGS), tpdu (hexadecimal), and for a refused one refused and perhaps
-/// reason.
+/// A JSON Lines file: one object for each TPDU, accepted or refused, flushed at once. README of the
+/// fields: time (ISO 8601), number, text, reference (of the concatenation; 0 when single), part, parts,
+/// alphabet, smsc, messageReference (the <mr> of +CMGS), tpdu (hexadecimal), and for a refused one
+/// refused and perhaps reason.
 class SentLog
 {
 public:

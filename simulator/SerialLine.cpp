@@ -20,7 +20,7 @@ namespace simulator
 namespace
 {
 /// A peer that reads nothing for so long is not coming back for it.
-constexpr qsizetype kMaxUnwritten = 4'194'304;
+constexpr qsizetype maxUnwritten = 4'194'304;
 
 [[noreturn]] void fail(const QString &what)
 {
@@ -34,7 +34,7 @@ SerialLine::SerialLine(QString link) : m_link(std::move(link))
 {
     m_replug.setSingleShot(true);
     connect(&m_toPeer, &LinePacer::released, this, [this](const QByteArray &octets) {
-        if (m_unwritten.size() < kMaxUnwritten)
+        if (m_unwritten.size() < maxUnwritten)
             m_unwritten += octets;
         flush();
     });
@@ -254,8 +254,8 @@ void SerialLine::flush()
         m_writable->setEnabled(!m_unwritten.isEmpty());
 }
 
-/// Cuts octets to what may still cross before the line is to hang up; false when the limit is reached with
-/// them.
+/// Cuts octets to what may still cross before the line is to hang up; false when the limit
+/// is reached with them.
 bool SerialLine::countCrossing(QByteArray &octets)
 {
     if (!m_octetsUntilUnplug)

@@ -64,7 +64,7 @@ void addStateControls(ControlTable &controls, Modem &modem)
                  [&modem](ControlWords &words) {
                      if (!words.takeIf(u"busy"_s))
                          throw ControlError(u"busy expected"_s);
-                     modem.state().sim.busyCommands = words.number(u"count"_s, 0, ControlWords::kMaxCount);
+                     modem.state().sim.busyCommands = words.number(u"count"_s, 0, ControlWords::maxCount);
                      return QString();
                  });
     controls.add(u"smsc"_s, u"NUMBER"_s, u"service-centre number on the SIM"_s,

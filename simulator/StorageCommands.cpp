@@ -23,19 +23,19 @@ Reply storageUse(ModemState &state, const QByteArray &name, bool withNames)
 Reply selectStorage(ModemState &state, const AtCommand &command)
 {
     if (command.form == AtCommand::Form::Test) {
-        const QByteArrayList lists(state.maxMemories, "(\"SM\",\"ME\")");
+        const QByteArrayList lists(state.maxMemories, R"(("SM","ME"))");
         return Reply::ok({command.name + ": " + lists.join(',')});
     }
     if (command.form == AtCommand::Form::Read)
         return storageUse(state, command.name, true);
     const QList<AtParameter> parameters = command.parameters();
     if (parameters.isEmpty() || parameters.size() > state.maxMemories)
-        return Reply::cmsError(cms::kNotAllowed);
+        return Reply::cmsError(cms::notAllowed);
     std::array<Memory, 3> selected = state.selected;
     for (qsizetype i = 0; i < parameters.size(); ++i) {
         const std::optional<Memory> memory = memoryFromName(parameters[i].text);
         if (!memory)
-            return Reply::cmsError(cms::kNotAllowed);
+            return Reply::cmsError(cms::notAllowed);
         selected.at(static_cast<size_t>(i)) = *memory;
     }
     state.selected = selected;
@@ -51,7 +51,7 @@ std::optional<StatusFilter> statusFilter(const ModemState &state, const AtComman
     const QList<AtParameter> parameters = command.parameters();
     if (parameters.isEmpty())
         return StatusFilter{MessageStatus::ReceivedUnread};
-    if (state.settings.messageFormat != kTextMode) {
+    if (state.settings.messageFormat != textMode) {
         const std::optional<int> number = parameters[0].number();
         if (!number || *number > 4)
             return std::nullopt;
@@ -75,14 +75,13 @@ void markRead(StoredMessage &message)
 
 Reply listMessages(ModemState &state, const AtCommand &command)
 {
-    const bool textMode = state.settings.messageFormat == kTextMode;
+    const bool isTextMode = state.settings.messageFormat == textMode;
     if (command.form == AtCommand::Form::Test)
-        return Reply::ok({textMode
-                              ? "+CMGL: (\"REC UNREAD\",\"REC READ\",\"STO UNSENT\",\"STO SENT\",\"ALL\")"
-                              : "+CMGL: (0-4)"});
+        return Reply::ok({isTextMode ? R"(+CMGL: ("REC UNREAD","REC READ","STO UNSENT","STO SENT","ALL"))"
+                                     : "+CMGL: (0-4)"});
     const std::optional<StatusFilter> filter = statusFilter(state, command);
     if (!filter)
-        return Reply::cmsError(textMode ? cms::kInvalidTextParameter : cms::kInvalidPduParameter);
+        return Reply::cmsError(isTextMode ? cms::invalidTextParameter : cms::invalidPduParameter);
     Reply reply;
     for (auto &[index, message] : state.store(state.selected[0]).messages()) {
         if (filter->status && *filter->status != message.status)
@@ -100,8 +99,8 @@ Reply readMessage(ModemState &state, const AtCommand &command)
     const std::optional<int> index = numberAt(command.parameters(), 0);
     StoredMessage *message = index ? state.store(state.selected[0]).find(*index) : nullptr;
     if (!message)
-        return Reply::cmsError(cms::kInvalidIndex);
-    const Reply reply = Reply::ok(readLines(state, *message));
+        return Reply::cmsError(cms::invalidIndex);
+    Reply reply = Reply::ok(readLines(state, *message));
     markRead(*message);
     return reply;
 }
@@ -135,14 +134,14 @@ Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtComma
     const std::optional<int> index = numberAt(parameters, 0);
     const std::optional<int> flag = parameters.size() > 1 ? numberAt(parameters, 1) : 0;
     if (!index || !flag || *flag > 4)
-        return Reply::cmsError(cms::kInvalidPduParameter);
+        return Reply::cmsError(cms::invalidPduParameter);
     if (*flag > 0) {
         std::erase_if(store.messages(),
                       [flag](const auto &entry) { return isDeletedBy(*flag, entry.second.status); });
     } else if (store.isValidIndex(*index)) {
         store.remove(*index);
     } else {
-        return Reply::cmsError(cms::kInvalidIndex);
+        return Reply::cmsError(cms::invalidIndex);
     }
     deliveries.retrySoon();
     return Reply::ok();

@@ -52,7 +52,7 @@ void addStorageControls(ControlTable &controls, Modem &modem)
                      return QString();
                  });
     controls.add(u"storage-size"_s, u"N [SM|ME]"_s, u"places in the stores"_s, [&modem](ControlWords &words) {
-        const int size = words.number(u"places"_s, 0, ControlWords::kMaxCount);
+        const int size = words.number(u"places"_s, 0, ControlWords::maxCount);
         const std::optional<Memory> only =
             words.isEmpty() ? std::nullopt : memoryFromName(words.word(u"memory"_s).toLatin1());
         for (const Memory memory : {Memory::Sim, Memory::Equipment}) {

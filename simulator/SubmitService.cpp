@@ -24,12 +24,12 @@ Reply SubmitService::submit(const QByteArray &pdu, const QByteArray &prefix)
     SubmitRecord record{.pdu = pdu, .tpdu = {}, .messageReference = 0, .refused = {}, .reason = {}};
     const std::variant<Tpdu, TpduError> decoded = decodeTpdu(pdu, Direction::FromModem);
     if (const auto *error = std::get_if<TpduError>(&decoded))
-        return refuse(record, cms::kInvalidPduParameter, error->reason);
+        return refuse(record, cms::invalidPduParameter, error->reason);
     record.tpdu = std::get<Tpdu>(decoded);
     if (record.tpdu.smsc.isEmpty())
         record.tpdu.smsc = m_state.serviceCentre;
     if (!m_state.isRegistered() || m_state.functionality != 1)
-        return refuse(record, cms::kNoNetwork, u"no network"_s);
+        return refuse(record, cms::noNetwork, u"no network"_s);
 
     const SendFate fate = m_state.sendScript.take(record.tpdu.number);
     Reply reply;

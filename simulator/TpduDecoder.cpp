@@ -10,11 +10,11 @@ namespace simulator
 {
 namespace
 {
-constexpr int kMaxAddressSemiOctets = 20; // 23.040, 9.1.2.5: an address has at most 12 octets
-constexpr int kMaxUserDataSeptets = 160;  // 9.2.3.16
-constexpr int kMaxUserDataOctets = 140;
-constexpr int kTypeInternational = 0x1;
-constexpr int kTypeAlphanumeric = 0x5;
+constexpr int maxAddressSemiOctets = 20; // 23.040, 9.1.2.5: an address has at most 12 octets
+constexpr int maxUserDataSeptets = 160;  // 9.2.3.16
+constexpr int maxUserDataOctets = 140;
+constexpr int typeInternational = 0x1;
+constexpr int typeAlphanumeric = 0x5;
 
 /// Reads octets in order. The first read past the end makes it fail, with the field's name, and yields zeros.
 class Cursor
@@ -52,13 +52,13 @@ private:
 
 QString semiOctetText(const QByteArray &octets, int semiOctets)
 {
-    constexpr QLatin1StringView kDigits("0123456789*#abc");
+    constexpr QLatin1StringView digits("0123456789*#abc");
     QString text;
     for (int i = 0; i < semiOctets; ++i) {
         const auto octet = static_cast<unsigned char>(octets[i / 2]);
         const int semiOctet = i % 2 == 0 ? octet & 0x0f : octet >> 4;
-        if (semiOctet < kDigits.size())
-            text += kDigits[semiOctet];
+        if (semiOctet < digits.size())
+            text += digits[semiOctet];
     }
     return text;
 }
@@ -66,10 +66,10 @@ QString semiOctetText(const QByteArray &octets, int semiOctets)
 QString addressText(int typeOfAddress, const QByteArray &value, int semiOctets)
 {
     const int typeOfNumber = (typeOfAddress >> 4) & 0x7;
-    if (typeOfNumber == kTypeAlphanumeric)
+    if (typeOfNumber == typeAlphanumeric)
         return textFromSeptets(unpackSeptets(value, semiOctets * 4 / 7, 0).value_or(QByteArray()));
     const QString digits = semiOctetText(value, semiOctets);
-    return typeOfNumber == kTypeInternational ? u'+' + digits : digits;
+    return typeOfNumber == typeInternational ? u'+' + digits : digits;
 }
 
 /// Service-centre address: its length counts octets, the type included (24.011, 8.2.5.1).
@@ -78,7 +78,7 @@ QString readSmsc(Cursor &cursor)
     const int length = cursor.octet("service-centre address length");
     if (length == 0)
         return {};
-    if (length > 1 + kMaxAddressSemiOctets / 2) {
+    if (length > 1 + maxAddressSemiOctets / 2) {
         cursor.fail(u"service-centre address of %1 octets"_s.arg(length));
         return {};
     }
@@ -91,14 +91,14 @@ QString readSmsc(Cursor &cursor)
 QString readAddress(Cursor &cursor)
 {
     const int semiOctets = cursor.octet("address length");
-    if (semiOctets == 0 || semiOctets > kMaxAddressSemiOctets + 2)
+    if (semiOctets == 0 || semiOctets > maxAddressSemiOctets + 2)
         cursor.fail(u"address of %1 semi-octets"_s.arg(semiOctets));
     const int type = cursor.octet("address type");
     const QByteArray value = cursor.take((semiOctets + 1) / 2, "address");
     if (!cursor.error().isEmpty())
         return {};
-    const bool digits = ((type >> 4) & 0x7) != kTypeAlphanumeric;
-    if (digits && semiOctets > kMaxAddressSemiOctets)
+    const bool digits = ((type >> 4) & 0x7) != typeAlphanumeric;
+    if (digits && semiOctets > maxAddressSemiOctets)
         cursor.fail(u"number of %1 digits"_s.arg(semiOctets));
     if (digits && semiOctets % 2 == 1 && static_cast<unsigned char>(value.back()) >> 4 != 0xf)
         cursor.fail(u"number of %1 digits without filler"_s.arg(semiOctets));
@@ -171,7 +171,7 @@ void readUserData(Tpdu &tpdu, Cursor &cursor, bool hasHeader)
     const bool septetsCounted = tpdu.alphabet == Alphabet::Gsm7;
     const int length = cursor.octet("user data length");
     const int octetCount = septetsCounted ? (length * 7 + 7) / 8 : length;
-    if (length > (septetsCounted ? kMaxUserDataSeptets : kMaxUserDataOctets))
+    if (length > (septetsCounted ? maxUserDataSeptets : maxUserDataOctets))
         cursor.fail(u"user data length %1"_s.arg(length));
     QByteArray data = cursor.take(octetCount, "user data");
     if (!cursor.error().isEmpty())

@@ -10,9 +10,9 @@ namespace simulator
 {
 namespace
 {
-constexpr int kUserDataOctets = 140;
-constexpr int kMaxParts = 255;
-constexpr char kEscape = 0x1b;
+constexpr int userDataOctets = 140;
+constexpr int maxParts = 255;
+constexpr char escape = 0x1b;
 
 char octet(int value)
 {
@@ -99,7 +99,7 @@ std::optional<QByteArray> encodedText(const QString &text, Alphabet alphabet)
 bool mayCut(const QByteArray &encoded, qsizetype index, Alphabet alphabet)
 {
     if (alphabet == Alphabet::Gsm7)
-        return encoded[index - 1] != kEscape;
+        return encoded[index - 1] != escape;
     if (alphabet == Alphabet::Ucs2)
         return (static_cast<unsigned char>(encoded[index - 2]) & 0xfc) != 0xd8;
     return true;
@@ -108,7 +108,7 @@ bool mayCut(const QByteArray &encoded, qsizetype index, Alphabet alphabet)
 QList<QByteArray> cutIntoParts(const QByteArray &encoded, Alphabet alphabet, int headerOctets)
 {
     const auto capacity = [alphabet](int octetsTaken) -> qsizetype {
-        const int octetsLeft = kUserDataOctets - octetsTaken;
+        const int octetsLeft = userDataOctets - octetsTaken;
         if (alphabet == Alphabet::Gsm7)
             return octetsLeft * 8 / 7;
         return alphabet == Alphabet::Ucs2 ? octetsLeft / 2 * 2 : octetsLeft;
@@ -146,12 +146,12 @@ int codingScheme(Alphabet alphabet, std::optional<int> messageClass)
 
 bool isEncodableNumber(const QString &number)
 {
-    constexpr qsizetype kMaxDigits = 20;
-    constexpr qsizetype kMaxSeptets = 11;
+    constexpr qsizetype maxDigits = 20;
+    constexpr qsizetype maxSeptets = 11;
     if (isNumeric(number))
-        return number.size() - (number.startsWith(u'+') ? 1 : 0) <= kMaxDigits;
+        return number.size() - (number.startsWith(u'+') ? 1 : 0) <= maxDigits;
     const std::optional<QByteArray> septets = septetsFromText(number);
-    return septets && !septets->isEmpty() && septets->size() <= kMaxSeptets;
+    return septets && !septets->isEmpty() && septets->size() <= maxSeptets;
 }
 
 QList<QByteArray> encodeDeliver(const Delivery &delivery)
@@ -162,7 +162,7 @@ QList<QByteArray> encodeDeliver(const Delivery &delivery)
     if (!encoded || !isEncodableNumber(delivery.number))
         return {};
     const QList<QByteArray> parts = cutIntoParts(*encoded, alphabet, delivery.wideReference ? 7 : 6);
-    if (parts.size() > kMaxParts)
+    if (parts.size() > maxParts)
         return {};
     QList<QByteArray> tpdus;
     for (qsizetype i = 0; i < parts.size(); ++i) {

@@ -27,13 +27,13 @@ bool isEncodableNumber(const QString &number);
 /// number cannot be encoded, the wanted alphabet lacks a character, or more than 255 parts would be needed.
 QList<QByteArray> encodeDeliver(const Delivery &delivery);
 
-/// An SMS-SUBMIT TPDU as text mode makes it (9.2.2.2): one part; absent when it does not fit or cannot be
-/// encoded.
+/// An SMS-SUBMIT TPDU as text mode makes it (9.2.2.2): one part; absent when it does not fit
+/// or cannot be encoded.
 std::optional<QByteArray> encodeSubmit(const QString &number, const QString &text, int protocolIdentifier,
                                        int dcs);
 
-/// An SMS-STATUS-REPORT (9.2.2.3) for the message with that reference; status 0 is "received by the
-/// recipient".
+/// An SMS-STATUS-REPORT (9.2.2.3) for the message with that reference; status 0 is
+/// "received by the recipient".
 QByteArray encodeStatusReport(const QString &number, int messageReference, int status, const QDateTime &scts,
                               const QString &smsc);
 } // namespace simulator

@@ -79,7 +79,7 @@ int runSimulator(const Options &options)
     std::unique_ptr<ControlServer> control;
     if (!options.control.isEmpty()) {
         control = std::make_unique<ControlServer>(options.control, [&commands](const QString &line) {
-            const QString answer = commands.run(line);
+            QString answer = commands.run(line);
             say(u"> %1 -> %2"_s.arg(line, answer.section(u'\n', -1)));
             return answer;
         });

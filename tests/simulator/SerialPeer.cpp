@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int kLimitMs = 20'000;
+constexpr int limitMilliseconds = 20'000;
 
 /// False at a hang-up.
 bool appendSome(int descriptor, QByteArray &received, qsizetype limit, const QDeadlineTimer &deadline)
@@ -43,7 +43,7 @@ SerialPeer::~SerialPeer()
     ::close(m_descriptor);
 }
 
-void SerialPeer::write(const QByteArray &octets)
+void SerialPeer::write(const QByteArray &octets) const
 {
     qsizetype done = 0;
     while (done < octets.size()) {
@@ -55,20 +55,20 @@ void SerialPeer::write(const QByteArray &octets)
     }
 }
 
-QByteArray SerialPeer::read(qsizetype count)
+QByteArray SerialPeer::read(qsizetype count) const
 {
     QByteArray received;
-    const QDeadlineTimer deadline(kLimitMs);
+    const QDeadlineTimer deadline(limitMilliseconds);
     while (received.size() < count && !deadline.hasExpired() &&
            appendSome(m_descriptor, received, count - received.size(), deadline)) {
     }
     return received;
 }
 
-QByteArray SerialPeer::readToHangUp()
+QByteArray SerialPeer::readToHangUp() const
 {
     QByteArray received;
-    const QDeadlineTimer deadline(kLimitMs);
+    const QDeadlineTimer deadline(limitMilliseconds);
     while (!deadline.hasExpired()) {
         if (!appendSome(m_descriptor, received, 4096, deadline))
             return received;

@@ -14,11 +14,11 @@ public:
     SerialPeer(const SerialPeer &) = delete;
     SerialPeer &operator=(const SerialPeer &) = delete;
 
-    void write(const QByteArray &octets);
+    void write(const QByteArray &octets) const;
     /// Waits until that many octets have come (at most 20 s) and returns what came; never more than count.
-    QByteArray read(qsizetype count);
+    QByteArray read(qsizetype count) const;
     /// Everything until the line hangs up; "(still there)" at the end when it does not.
-    QByteArray readToHangUp();
+    QByteArray readToHangUp() const;
     [[nodiscard]] int descriptor() const { return m_descriptor; }
 
 private:

@@ -15,12 +15,12 @@ using namespace simulator;
 namespace
 {
 // The two samples are the field's usual ones: "hellohello" from and to a number.
-const QByteArray kDeliverSample = "07917283010010F5040BC87238880900F10000993092516195800AE8329BFD4697D9EC37";
-const QByteArray kSubmitSample = "07917283010010F511000B916407281553F80000AA0AE8329BFD4697D9EC37";
+const QByteArray deliverSample = "07917283010010F5040BC87238880900F10000993092516195800AE8329BFD4697D9EC37";
+const QByteArray submitSample = "07917283010010F511000B916407281553F80000AA0AE8329BFD4697D9EC37";
 // Part 2 of 2, reference 0x1234, UCS-2, no validity period.
-const QByteArray kConcatenatedSample = "0041000B813118008083F800080B06080412340202"
-                                       "4F60"
-                                       "597D";
+const QByteArray concatenatedSample = "0041000B813118008083F800080B06080412340202"
+                                      "4F60"
+                                      "597D";
 
 QByteArray raw(const QByteArray &hex)
 {
@@ -111,9 +111,9 @@ private slots:
     {
         QTest::addColumn<QByteArray>("hex");
         QTest::addColumn<QString>("meaning");
-        QTest::newRow("relative validity, 7-bit") << kSubmitSample << u"+46708251358 [gsm7] hellohello"_s;
+        QTest::newRow("relative validity, 7-bit") << submitSample << u"+46708251358 [gsm7] hellohello"_s;
         QTest::newRow("no validity, 16-bit reference")
-            << kConcatenatedSample << u"13810008388 [ucs2] 4660:2/2 你好"_s;
+            << concatenatedSample << u"13810008388 [ucs2] 4660:2/2 你好"_s;
         QTest::newRow("enhanced validity")
             << QByteArray("0009000491214300000102030405060702C834") << u"+1234 [gsm7] Hi"_s;
         QTest::newRow("absolute validity")
@@ -135,9 +135,8 @@ private slots:
                                                          << u"+1234 [ucs2] A"_s;
         QTest::newRow("empty text") << QByteArray("00010004912143000000") << u"+1234 [gsm7] "_s;
 
-        QTest::newRow("deliver from the modem") << kDeliverSample << u"refused: message type 0"_s;
-        QTest::newRow("trailing octet")
-            << kSubmitSample + "00" << u"refused: 1 octets behind the user data"_s;
+        QTest::newRow("deliver from the modem") << deliverSample << u"refused: message type 0"_s;
+        QTest::newRow("trailing octet") << submitSample + "00" << u"refused: 1 octets behind the user data"_s;
         QTest::newRow("no number") << QByteArray("0001000081000002C834")
                                    << u"refused: address of 0 semi-octets"_s;
         QTest::newRow("21 digits") << "0001001581" + QByteArray("11").repeated(10) + "F1000002C834"
@@ -167,19 +166,19 @@ private slots:
 
     void deliveredSample()
     {
-        const auto read = decodeTpdu(raw(kDeliverSample), Direction::ToModem);
+        const auto read = decodeTpdu(raw(deliverSample), Direction::ToModem);
         QCOMPARE(summary(read), u"27838890001 [gsm7] hellohello"_s);
         QCOMPARE(std::get<Tpdu>(read).smsc, u"+27381000015"_s);
         QCOMPARE(std::get<Tpdu>(read).scts,
                  QDateTime(QDate(1999, 3, 29), QTime(15, 16, 59), QTimeZone(2 * 3600)));
-        QCOMPARE(tpduLength(raw(kDeliverSample)), 28);
+        QCOMPARE(tpduLength(raw(deliverSample)), 28);
     }
 
     void everyPrefixIsRefused()
     {
-        const QList<std::pair<QByteArray, Direction>> samples{{kSubmitSample, Direction::FromModem},
-                                                              {kConcatenatedSample, Direction::FromModem},
-                                                              {kDeliverSample, Direction::ToModem}};
+        const QList<std::pair<QByteArray, Direction>> samples{{submitSample, Direction::FromModem},
+                                                              {concatenatedSample, Direction::FromModem},
+                                                              {deliverSample, Direction::ToModem}};
         for (const auto &[hex, direction] : samples) {
             QVERIFY(std::holds_alternative<Tpdu>(decodeTpdu(raw(hex), direction)));
             for (qsizetype octets = 0; octets < hex.size() / 2; ++octets) {
@@ -244,8 +243,8 @@ private slots:
 
     void limits()
     {
-        QCOMPARE(encodeDeliver(delivery(QString(153 * 255, u'a'))).size(), 255);
-        QCOMPARE(encodeDeliver(delivery(QString(153 * 255 + 1, u'a'))).size(), 0);
+        QCOMPARE(encodeDeliver(delivery(QString(qsizetype{153} * 255, u'a'))).size(), 255);
+        QCOMPARE(encodeDeliver(delivery(QString(qsizetype{153} * 255 + 1, u'a'))).size(), 0);
         QVERIFY(isEncodableNumber(u"+12345678901234567890"_s) &&
                 !isEncodableNumber(u"+123456789012345678901"_s));
         QVERIFY(isEncodableNumber(u"Info-Dienst"_s) && !isEncodableNumber(u"Info-Dienste"_s));
@@ -287,7 +286,7 @@ private slots:
     void parametersAndWords()
     {
         const QList<AtParameter> parameters =
-            AtCommand{"+X", AtCommand::Form::Set, "1,,\"a,b\",x 2,\"7\""}.parameters();
+            AtCommand{"+X", AtCommand::Form::Set, R"(1,,"a,b",x 2,"7")"}.parameters();
         QCOMPARE(parameters.size(), 5);
         QCOMPARE(parameters[0].number(), 1);
         QVERIFY(parameters[1].isEmpty() && !parameters[1].number());

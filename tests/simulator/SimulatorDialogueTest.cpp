@@ -8,13 +8,13 @@ using namespace Qt::StringLiterals;
 namespace
 {
 // "你好" to 13810008388: 17 octets behind the absent service-centre address.
-const QString kPdu = u"0001000B813118008083F80008044F60597D"_s;
-const QString kSend = u"> AT+CMGS=17"_s;
-const QString kBody = u"] "_s + kPdu;
+const QString samplePdu = u"0001000B813118008083F80008044F60597D"_s;
+const QString sendCommand = u"> AT+CMGS=17"_s;
+const QString pduBody = u"] "_s + samplePdu;
 // "Hi" from +8613800138000 on 2024-05-31 at 12:00:00, +08:00; 22 octets behind the service centre.
-const QString kHi = u"--time 2024-05-31T12:00:00+08:00 +8613800138000 Hi"_s;
-const QString kHiPdu = u"0891683108100005F0040D91683108108300F00000425013210000230"
-                       "2C834"_s;
+const QString hi = u"--time 2024-05-31T12:00:00+08:00 +8613800138000 Hi"_s;
+const QString hiPdu = u"0891683108100005F0040D91683108108300F00000425013210000230"
+                      "2C834"_s;
 } // namespace
 
 class SimulatorDialogueTest : public QObject
@@ -37,14 +37,14 @@ private slots:
         SimulatorProcess simulator({u"--echo"_s, u"off"_s});
         SerialPeer peer(simulator.devicePath());
         const QStringList steps{u"! refuse-number 13810008388 21"_s,
-                                kSend,
+                                sendCommand,
                                 u"<>"_s,
-                                kBody,
+                                pduBody,
                                 u"< +CMS ERROR: 21"_s,
                                 u"! refuse-number 13810008388 0"_s,
-                                kSend,
+                                sendCommand,
                                 u"<>"_s,
-                                kBody,
+                                pduBody,
                                 u"< +CMGS: 1"_s,
                                 u"< OK"_s,
                                 u"> AT+CMGS=22"_s,
@@ -85,10 +85,10 @@ private slots:
         peer.write("AT+CMGL=0\r");
         const QByteArray head = "\r\n+CMGL: 1,0,,38\r\n0891683108100005F00405810180F60008";
         const QByteArray text = "16006100270022005C000D000A000000204F60D83DDE00\r\n\r\nOK\r\n";
-        constexpr qsizetype kTimestampDigits = 14;
-        const QByteArray answer = peer.read(head.size() + kTimestampDigits + text.size());
+        constexpr qsizetype timestampDigits = 14;
+        const QByteArray answer = peer.read(head.size() + timestampDigits + text.size());
         QCOMPARE(answer.first(head.size()), head);
-        QCOMPARE(answer.mid(head.size() + kTimestampDigits), text);
+        QCOMPARE(answer.mid(head.size() + timestampDigits), text);
     }
 };
 
@@ -116,59 +116,63 @@ void SimulatorDialogueTest::dialogues_data()
     row("ATZ forgets", {u"> AT+CMGF=1;+CNMI=2,1"_s, ok, u"> ATZ"_s, ok, u"> AT+CMGF?;+CNMI?"_s,
                         u"< +CMGF: 0"_s, u"< +CNMI: 0,0,0,0,0"_s, ok});
 
-    row("send", {kSend, u"<>"_s, kBody, accepted, ok});
+    row("send", {sendCommand, u"<>"_s, pduBody, accepted, ok});
     row("send in small letters with line ends",
-        {kSend, u"<>"_s, u"} "_s + kPdu.toLower() + u"\r\n\x1a"_s, accepted, ok});
+        {sendCommand, u"<>"_s, u"} "_s + samplePdu.toLower() + u"\r\n\x1a"_s, accepted, ok});
     row("send with body sent before the prompt",
-        {u"} AT+CMGS=17\r"_s + kPdu + u'\x1a', u"<>"_s, accepted, ok});
-    row("cancelled", {kSend, u"<>"_s, u"} "_s + kPdu, u"^"_s, ok, u"> AT+CMGF?"_s, u"< +CMGF: 0"_s, ok});
-    row("no hexadecimal", {kSend, u"<>"_s, u"] 00x1"_s, u"< +CMS ERROR: 304"_s});
-    row("wrong length", {u"> AT+CMGS=18"_s, u"<>"_s, kBody, u"< +CMS ERROR: 304"_s});
+        {u"} AT+CMGS=17\r"_s + samplePdu + u'\x1a', u"<>"_s, accepted, ok});
+    row("cancelled",
+        {sendCommand, u"<>"_s, u"} "_s + samplePdu, u"^"_s, ok, u"> AT+CMGF?"_s, u"< +CMGF: 0"_s, ok});
+    row("no hexadecimal", {sendCommand, u"<>"_s, u"] 00x1"_s, u"< +CMS ERROR: 304"_s});
+    row("wrong length", {u"> AT+CMGS=18"_s, u"<>"_s, pduBody, u"< +CMS ERROR: 304"_s});
     row("no TPDU", {u"> AT+CMGS=2"_s, u"<>"_s, u"] 000100"_s, u"< +CMS ERROR: 304"_s});
     row("length 0", {u"> AT+CMGS=0"_s, u"< +CMS ERROR: 304"_s, u"> AT+CMGS"_s, u"< +CMS ERROR: 304"_s});
-    row("prompts differ", {u"! prompt bare"_s, kSend, u"= >"_s, kBody, accepted, ok, u"! prompt line"_s,
-                           kSend, u"= \\r\\n>\\r\\n"_s, kBody, u"< +CMGS: 2"_s, ok});
+    row("prompts differ",
+        {u"! prompt bare"_s, sendCommand, u"= >"_s, pduBody, accepted, ok, u"! prompt line"_s, sendCommand,
+         u"= \\r\\n>\\r\\n"_s, pduBody, u"< +CMGS: 2"_s, ok});
 
     row("planned fates come in order", {u"! accept 1"_s,
                                         u"! refuse 1 38"_s,
                                         u"! bare-ok 1"_s,
-                                        kSend,
+                                        sendCommand,
                                         u"<>"_s,
-                                        kBody,
+                                        pduBody,
                                         accepted,
                                         ok,
-                                        kSend,
+                                        sendCommand,
                                         u"<>"_s,
-                                        kBody,
+                                        pduBody,
                                         u"< +CMS ERROR: 38"_s,
-                                        kSend,
+                                        sendCommand,
                                         u"<>"_s,
-                                        kBody,
+                                        pduBody,
                                         ok,
-                                        kSend,
+                                        sendCommand,
                                         u"<>"_s,
-                                        kBody,
+                                        pduBody,
                                         u"< +CMGS: 2"_s,
                                         ok});
-    row("a forgotten plan", {u"! refuse 1 38"_s, u"! no-plan"_s, kSend, u"<>"_s, kBody, accepted, ok});
-    row("no prompt", {u"! mute-prompt 1"_s, kSend, u"^"_s, kSend, u"<>"_s, kBody, accepted, ok});
-    row("no result, then AT answers", {u"! mute 1"_s, kSend, u"<>"_s, kBody, u"^"_s, u"> AT"_s, ok});
+    row("a forgotten plan",
+        {u"! refuse 1 38"_s, u"! no-plan"_s, sendCommand, u"<>"_s, pduBody, accepted, ok});
+    row("no prompt",
+        {u"! mute-prompt 1"_s, sendCommand, u"^"_s, sendCommand, u"<>"_s, pduBody, accepted, ok});
+    row("no result, then AT answers", {u"! mute 1"_s, sendCommand, u"<>"_s, pduBody, u"^"_s, u"> AT"_s, ok});
     // The late result lands between a later command and whatever follows: nothing of it is lost or doubled.
-    row("late result", {u"! late 1 300"_s, kSend, u"<>"_s, kBody, u"> AT"_s, ok, accepted, ok});
+    row("late result", {u"! late 1 300"_s, sendCommand, u"<>"_s, pduBody, u"> AT"_s, ok, accepted, ok});
     row("slow result holds input back",
-        {u"! slow 1 100"_s, kSend, u"<>"_s, kBody, u"> AT"_s, accepted, ok, ok});
-    row("latency holds input back",
-        {u"! latency 50"_s, kSend, u"<>"_s, kBody, u"> AT+CMGF?"_s, accepted, ok, u"< +CMGF: 0"_s, ok});
+        {u"! slow 1 100"_s, sendCommand, u"<>"_s, pduBody, u"> AT"_s, accepted, ok, ok});
+    row("latency holds input back", {u"! latency 50"_s, sendCommand, u"<>"_s, pduBody, u"> AT+CMGF?"_s,
+                                     accepted, ok, u"< +CMGF: 0"_s, ok});
     row("unsolicited between command and answer",
         {u"! urc-mid +CMTI: \"SM\",7"_s, u"> AT+CMGF?"_s, u"< +CMTI: \"SM\",7"_s, u"< +CMGF: 0"_s, ok});
     row("unsolicited before the result",
-        {u"! urc-mid-send RING"_s, kSend, u"<>"_s, kBody, u"< RING"_s, accepted, ok});
+        {u"! urc-mid-send RING"_s, sendCommand, u"<>"_s, pduBody, u"< RING"_s, accepted, ok});
     row("unsolicited now", {u"! urc ^BOOT"_s, u"< ^BOOT"_s});
 
     row("not registered",
         {u"> AT+CREG=1"_s, ok, u"! registered 0"_s, u"< +CREG: 0"_s, u"> AT+CREG?;+CSQ"_s, u"< +CREG: 1,0"_s,
-         u"< +CSQ: 99,99"_s, ok, kSend, u"<>"_s, kBody, u"< +CMS ERROR: 331"_s, u"! registered 5"_s,
-         u"< +CREG: 5"_s, kSend, u"<>"_s, kBody, accepted, ok});
+         u"< +CSQ: 99,99"_s, ok, sendCommand, u"<>"_s, pduBody, u"< +CMS ERROR: 331"_s, u"! registered 5"_s,
+         u"< +CREG: 5"_s, sendCommand, u"<>"_s, pduBody, accepted, ok});
     row("PIN", {u"! pin required 4711"_s, u"> AT+CMEE=1;+CPIN?"_s, u"< +CPIN: SIM PIN"_s, ok,
                 u"> AT+CMGL=4"_s, u"< +CMS ERROR: 311"_s, u"> AT+CPIN=\"0000\""_s, u"< +CME ERROR: 16"_s,
                 u"> AT+CPIN=\"4711\""_s, ok, u"> AT+CMGL=4"_s, ok});
@@ -179,39 +183,39 @@ void SimulatorDialogueTest::dialogues_data()
                      u"< +CME ERROR: 14"_s, u"> AT+CPIN?"_s, u"< +CPIN: READY"_s, ok});
 
     row("receive, list, read, delete",
-        {u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + kHi, u"< +CMTI: \"SM\",1"_s, u"> AT+CMGL=0"_s,
-         u"< +CMGL: 1,0,,22|"_s + kHiPdu, ok, u"> AT+CMGL=0"_s, ok, u"> AT+CMGL=1"_s,
-         u"< +CMGL: 1,1,,22|"_s + kHiPdu, ok, u"> AT+CMGR=1"_s, u"< +CMGR: 1,,22|"_s + kHiPdu, ok,
+        {u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + hi, u"< +CMTI: \"SM\",1"_s, u"> AT+CMGL=0"_s,
+         u"< +CMGL: 1,0,,22|"_s + hiPdu, ok, u"> AT+CMGL=0"_s, ok, u"> AT+CMGL=1"_s,
+         u"< +CMGL: 1,1,,22|"_s + hiPdu, ok, u"> AT+CMGR=1"_s, u"< +CMGR: 1,,22|"_s + hiPdu, ok,
          u"> AT+CMGD=1"_s, ok, u"> AT+CMGR=1"_s, u"< +CMS ERROR: 321"_s});
     row("delete flags keep drafts and unread",
-        {u"! store-draft d"_s, u"! deliver "_s + kHi, u"! deliver "_s + kHi, u"> AT+CMGR=2"_s,
-         u"< +CMGR: 0,,22|"_s + kHiPdu, ok, u"> AT+CMGD=0,2"_s, ok, u"> AT+CMGD=?"_s,
+        {u"! store-draft d"_s, u"! deliver "_s + hi, u"! deliver "_s + hi, u"> AT+CMGR=2"_s,
+         u"< +CMGR: 0,,22|"_s + hiPdu, ok, u"> AT+CMGD=0,2"_s, ok, u"> AT+CMGD=?"_s,
          u"< +CMGD: (1,3),(0-4)"_s, ok, u"> AT+CMGD=1,4"_s, ok, u"> AT+CPMS?"_s,
          u"< +CPMS: \"SM\",0,50,\"SM\",0,50,\"SM\",0,50"_s, ok});
-    row("silent store", {u"> AT+CNMI=2,1"_s, ok, u"! notify off"_s, u"! deliver "_s + kHi, u"> AT+CMGL=4"_s,
-                         u"< +CMGL: 1,0,,22|"_s + kHiPdu, ok});
+    row("silent store", {u"> AT+CNMI=2,1"_s, ok, u"! notify off"_s, u"! deliver "_s + hi, u"> AT+CMGL=4"_s,
+                         u"< +CMGL: 1,0,,22|"_s + hiPdu, ok});
     row("full store, then room",
-        {u"! storage-size 1"_s, u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + kHi, u"< +CMTI: \"SM\",1"_s,
-         u"! deliver "_s + kHi, u"> AT+CMGD=1"_s, ok, u"< +CMTI: \"SM\",1"_s});
+        {u"! storage-size 1"_s, u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + hi, u"< +CMTI: \"SM\",1"_s,
+         u"! deliver "_s + hi, u"> AT+CMGD=1"_s, ok, u"< +CMTI: \"SM\",1"_s});
     row("memories", {u"! memories 2"_s, u"> AT+CPMS=\"SM\",\"SM\",\"SM\""_s, u"< +CMS ERROR: 302"_s,
                      u"> AT+CPMS=\"ME\",\"SM\""_s, u"< +CPMS: 0,50,0,50"_s, ok, u"! receive-into ME"_s,
-                     u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + kHi, u"< +CMTI: \"ME\",1"_s, u"> AT+CMGR=1"_s,
-                     u"< +CMGR: 0,,22|"_s + kHiPdu, ok, u"> AT+CPMS=\"XX\""_s, u"< +CMS ERROR: 302"_s});
+                     u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + hi, u"< +CMTI: \"ME\",1"_s, u"> AT+CMGR=1"_s,
+                     u"< +CMGR: 0,,22|"_s + hiPdu, ok, u"> AT+CPMS=\"XX\""_s, u"< +CMS ERROR: 302"_s});
     row("notification ranges",
         {u"! cnmi (0-1),(0,1),(0),(0),(0)"_s, u"> AT+CNMI=2,1"_s, u"< +CMS ERROR: 303"_s, u"> AT+CNMI=?"_s,
          u"< +CNMI: (0-1),(0,1),(0),(0),(0)"_s, ok, u"> AT+CNMI=1,1,0,0,0"_s, ok});
-    row("buffered notifications", {u"> AT+CNMI=0,1"_s, ok, u"! deliver "_s + kHi, u"> AT"_s, ok,
+    row("buffered notifications", {u"> AT+CNMI=0,1"_s, ok, u"! deliver "_s + hi, u"> AT"_s, ok,
                                    u"> AT+CNMI=2,1"_s, u"< +CMTI: \"SM\",1"_s, ok});
-    row("direct message", {u"> AT+CNMI=2,2"_s, ok, u"! deliver "_s + kHi, u"< +CMT: ,22|"_s + kHiPdu,
+    row("direct message", {u"> AT+CNMI=2,2"_s, ok, u"! deliver "_s + hi, u"< +CMT: ,22|"_s + hiPdu,
                            u"> AT+CMGL=4"_s, ok, u"> AT+CNMA"_s, u"< +CMS ERROR: 340"_s});
     row("acknowledged direct message",
-        {u"> AT+CSMS=1;+CNMI=2,2"_s, u"< +CSMS: 1,1,1"_s, ok, u"! deliver "_s + kHi,
-         u"< +CMT: ,22|"_s + kHiPdu, u"> AT+CNMA"_s, ok, u"> AT+CNMA"_s, u"< +CMS ERROR: 340"_s});
-    QString flashPdu = kHiPdu;
+        {u"> AT+CSMS=1;+CNMI=2,2"_s, u"< +CSMS: 1,1,1"_s, ok, u"! deliver "_s + hi, u"< +CMT: ,22|"_s + hiPdu,
+         u"> AT+CNMA"_s, ok, u"> AT+CNMA"_s, u"< +CMS ERROR: 340"_s});
+    QString flashPdu = hiPdu;
     flashPdu.replace(u"F00000"_s, u"F00010"_s);
     row("flash",
-        {u"> AT+CNMI=2,1"_s, ok, u"! deliver-flash "_s + kHi, u"< +CMT: ,22|"_s + flashPdu, u"> AT+CMGL=4"_s,
-         ok, u"! flash store"_s, u"! deliver-flash "_s + kHi, u"< +CMTI: \"SM\",1"_s});
+        {u"> AT+CNMI=2,1"_s, ok, u"! deliver-flash "_s + hi, u"< +CMT: ,22|"_s + flashPdu, u"> AT+CMGL=4"_s,
+         ok, u"! flash store"_s, u"! deliver-flash "_s + hi, u"< +CMTI: \"SM\",1"_s});
     row("stored status report",
         {u"> AT+CNMI=2,1,0,2"_s, ok, u"! deliver-report 10086 5"_s, u"< +CDSI: \"SM\",1"_s});
     row("raw octets", {u"! deliver-tpdu 0004"_s, u"> AT+CMGL=4"_s, u"< +CMGL: 1,0,,1|0004"_s, ok});
@@ -219,13 +223,13 @@ void SimulatorDialogueTest::dialogues_data()
         {u"> AT+CNMI=2,1"_s, ok, u"! deliver-parts 10086 2,1,2 "_s + QString(71, u'你'),
          u"< +CMTI: \"SM\",1"_s, u"< +CMTI: \"SM\",2"_s, u"< +CMTI: \"SM\",3"_s});
     row("text mode", {u"> AT+CMGF=1;+CSCS=\"GSM\""_s, ok, u"> AT+CMGS=\"+861380\""_s, u"<>"_s, u"] Hi"_s,
-                      accepted, ok, u"! deliver "_s + kHi, u"> AT+CMGL=\"ALL\""_s,
+                      accepted, ok, u"! deliver "_s + hi, u"> AT+CMGL=\"ALL\""_s,
                       u"< +CMGL: 1,\"REC UNREAD\",\"+8613800138000\",,\"24/05/31,12:00:00+32\"|Hi"_s, ok});
-    row("stored and sent", {u"> AT+CMGW=17"_s, u"<>"_s, kBody, u"< +CMGW: 1"_s, ok, u"> AT+CMSS=1"_s,
-                            u"< +CMSS: 1"_s, ok, u"> AT+CMGL=3"_s, u"< +CMGL: 1,3,,17|"_s + kPdu, ok});
+    row("stored and sent", {u"> AT+CMGW=17"_s, u"<>"_s, pduBody, u"< +CMGW: 1"_s, ok, u"> AT+CMSS=1"_s,
+                            u"< +CMSS: 1"_s, ok, u"> AT+CMGL=3"_s, u"< +CMGL: 1,3,,17|"_s + samplePdu, ok});
     row("at a line's speed nothing changes",
-        {u"! baud 9600"_s, u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + kHi, u"< +CMTI: \"SM\",1"_s,
-         u"> AT+CMGL=4"_s, u"< +CMGL: 1,0,,22|"_s + kHiPdu, ok});
+        {u"! baud 9600"_s, u"> AT+CNMI=2,1"_s, ok, u"! deliver "_s + hi, u"< +CMTI: \"SM\",1"_s,
+         u"> AT+CMGL=4"_s, u"< +CMGL: 1,0,,22|"_s + hiPdu, ok});
     row("a slow command",
         {u"! command-latency 50 +CMGF"_s, u"> AT+CMGF?;+CMGF?"_s, u"< +CMGF: 0"_s, u"< +CMGF: 0"_s, ok});
 }

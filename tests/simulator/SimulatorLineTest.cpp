@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-const QByteArray kOk = "\r\nOK\r\n";
+const QByteArray okLine = "\r\nOK\r\n";
 
 QByteArray ask(SerialPeer &peer, const QByteArray &line, qsizetype answerSize)
 {
@@ -38,7 +38,7 @@ Ended runProgram(const QStringList &arguments)
     return {process.exitCode(), QString::fromUtf8(process.readAll())};
 }
 
-const QStringList kQuiet{u"--echo"_s, u"off"_s};
+const QStringList withoutEcho{u"--echo"_s, u"off"_s};
 } // namespace
 
 class SimulatorLineTest : public QObject
@@ -48,10 +48,10 @@ class SimulatorLineTest : public QObject
 private slots:
     void lineSurvivesItsPrograms()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         for (int i = 0; i < 20; ++i) {
             SerialPeer peer(simulator.devicePath());
-            QCOMPARE(ask(peer, "AT", kOk.size()), kOk);
+            QCOMPARE(ask(peer, "AT", okLine.size()), okLine);
         }
     }
 
@@ -70,7 +70,7 @@ private slots:
 
     void unreadAnswersGoWithTheProgramThatLeft()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         {
             SerialPeer leaver(simulator.devicePath());
             leaver.write("ATI\rAT+CMGF=1\r");
@@ -80,12 +80,12 @@ private slots:
         }
         QTRY_VERIFY(simulator.command(u"status"_s).contains(u"port=closed"_s));
         SerialPeer peer(simulator.devicePath());
-        QCOMPARE(ask(peer, "AT+CMGF?", 18), "\r\n+CMGF: 1\r\n" + kOk);
+        QCOMPARE(ask(peer, "AT+CMGF?", 18), "\r\n+CMGF: 1\r\n" + okLine);
     }
 
     void exclusiveUseEndsWithTheProgram()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         int exclusive = 0;
         {
             SerialPeer killed(simulator.devicePath());
@@ -101,9 +101,9 @@ private slots:
 
     void unplugAndPlug()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         SerialPeer peer(simulator.devicePath());
-        QCOMPARE(ask(peer, "AT+CMGF=1", kOk.size()), kOk);
+        QCOMPARE(ask(peer, "AT+CMGF=1", okLine.size()), okLine);
         simulator.command(u"unplug"_s);
         QCOMPARE(peer.readToHangUp(), QByteArray());
         QVERIFY(!QFileInfo(simulator.devicePath()).isSymLink());
@@ -111,7 +111,7 @@ private slots:
         simulator.command(u"plug"_s);
         // Settings are as after a start, and the network delivers what it kept.
         SerialPeer again(simulator.devicePath());
-        QCOMPARE(ask(again, "AT+CMGF?", 18), "\r\n+CMGF: 0\r\n" + kOk);
+        QCOMPARE(ask(again, "AT+CMGF?", 18), "\r\n+CMGF: 0\r\n" + okLine);
         QTRY_VERIFY(simulator.command(u"status"_s).contains(u"SM=1/50 ME=0/50 waiting=0"_s));
         // It comes back by itself, too.
         simulator.command(u"unplug 1"_s);
@@ -120,16 +120,16 @@ private slots:
 
     void hangsUpAfterEveryOctet()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         const QByteArray command = "AT\r";
-        for (qsizetype octets = 1; octets <= command.size() + kOk.size(); ++octets) {
+        for (qsizetype octets = 1; octets <= command.size() + okLine.size(); ++octets) {
             SerialPeer peer(simulator.devicePath());
             simulator.command(u"unplug-after %1"_s.arg(octets));
             peer.write(command);
             const QByteArray got = peer.readToHangUp();
-            // What was not read when the line hung up is lost, as with a real one; never more than was let
-            // through.
-            QVERIFY2(kOk.startsWith(got) && got.size() <= qMax<qsizetype>(0, octets - command.size()),
+            // What was not read when the line hung up is lost, as with a real one; never more
+            // than was let through.
+            QVERIFY2(okLine.startsWith(got) && got.size() <= qMax<qsizetype>(0, octets - command.size()),
                      got.constData());
             simulator.command(u"plug"_s);
         }
@@ -137,29 +137,29 @@ private slots:
 
     void hungModemLosesWhatItIsTold()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         SerialPeer peer(simulator.devicePath());
         simulator.command(u"hang"_s);
         peer.write("AT+CMGF?\r");
         QTRY_VERIFY(simulator.command(u"status"_s).contains(u"octets-in=9 "_s));
         simulator.command(u"resume"_s);
-        QCOMPARE(ask(peer, "AT", kOk.size()), kOk);
+        QCOMPARE(ask(peer, "AT", okLine.size()), okLine);
     }
 
     void crashAndRestart()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         SerialPeer peer(simulator.devicePath());
         simulator.kill();
         QCOMPARE(peer.readToHangUp(), QByteArray());
         simulator.start();
         SerialPeer again(simulator.devicePath());
-        QCOMPARE(ask(again, "AT", kOk.size()), kOk);
+        QCOMPARE(ask(again, "AT", okLine.size()), okLine);
     }
 
     void controlFromTheShell()
     {
-        SimulatorProcess simulator(kQuiet);
+        SimulatorProcess simulator(withoutEcho);
         const auto control = [&simulator](const QString &line) {
             return runProgram({u"--control"_s, simulator.controlPath(), u"--command"_s, line});
         };
@@ -205,7 +205,7 @@ private slots:
     void refusedControls()
     {
         QFETCH(QString, line);
-        static SimulatorProcess simulator(kQuiet);
+        static SimulatorProcess simulator(withoutEcho);
         const Ended refused = runProgram({u"--control"_s, simulator.controlPath(), u"--command"_s, line});
         QCOMPARE(refused.status, 1);
         QVERIFY2(refused.output.startsWith(u"error "), qPrintable(refused.output));
