@@ -5,6 +5,8 @@
 #include "incoming/Subscription.h"
 #include "outgoing/MessagePieces.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -17,10 +19,11 @@ constexpr size_t maximumNewMails = 5'000'000;
 
 } // namespace
 
-NewMail::NewMail(Connection &connection, FaultLog &faults, const std::function<bool()> &stopRequested)
+NewMail::NewMail(Connection &connection, FaultLog &faults, MailHistory &history,
+                 const std::function<bool()> &stopRequested)
 {
     readAccounts(connection, faults);
-    readMails(connection, stopRequested);
+    readMails(connection, history, stopRequested);
 }
 
 QString NewMail::taskOf(const QString &userName, MailKind kind)
@@ -74,7 +77,8 @@ NewMail::Service NewMail::readService(const QString &userName, MailKind kind,
     return service;
 }
 
-void NewMail::readMails(Connection &connection, const std::function<bool()> &stopRequested)
+void NewMail::readMails(Connection &connection, MailHistory &history,
+                        const std::function<bool()> &stopRequested)
 {
     std::optional<qint64> lowestWatermark;
     for (size_t i = 0; i < recipients.size(); ++i) {
@@ -89,19 +93,70 @@ void NewMail::readMails(Connection &connection, const std::function<bool()> &sto
     }
     if (!lowestWatermark)
         return;
-    // The kind is the database's own comparison; null is neither.
-    connection.scan(
-        u"select VOID, case when EmailSource<>'2' then 0 when EmailSource='2' then 1 end, EmailTo,"
-        " EmailFrom, EmailSubject from VO_Email where VOID>? and EmailStatus<>'0' order by VOID"_s,
-        {*lowestWatermark}, [&](const Statement &row) {
-            if (!row.value(1).isNull())
-                noteMail(row);
-            return m_mails.size() < maximumMails && m_newMailCount < maximumNewMails && !stopRequested();
-        });
+    // The end is fixed before anything is read: a mail that arrives meanwhile waits for the next pass.
+    const auto highest = connection.firstValue(u"select max(VOID) from VO_Email"_s, {});
+    if (!highest || highest->isNull())
+        return;
+    const auto visit = [this](const Statement &row) { noteMail(row); };
+    const auto mayGoOn = [&] {
+        return m_mails.size() < maximumMails && m_newMailCount < maximumNewMails && !stopRequested();
+    };
+    const auto read = history.read(connection, {*lowestWatermark, highest->toLongLong()}, visit, mayGoOn);
+    const auto unreadAfter = chooseUnread(history, read.after);
+    if (unreadAfter) {
+        m_isForChosen = true;
+        const qint64 end = history.readWhole(connection, {*unreadAfter, read.after}, visit, mayGoOn);
+        if (end < read.after)
+            leaveBehind(end);
+    }
+    // The newest were read first.
+    for (Recipient &recipient : recipients) {
+        for (Service &service : recipient.services)
+            std::sort(service.newMails.begin(), service.newMails.end(), [this](quint32 one, quint32 other) {
+                return m_mails[one].number < m_mails[other].number;
+            });
+    }
+}
+
+/// Chooses the services that are to be read whole, and forgets what of their older mails was met. Returns
+/// their lowest watermark, when there are any.
+std::optional<qint64> NewMail::chooseUnread(const MailHistory &history, qint64 readAfter)
+{
+    std::optional<qint64> lowestWatermark;
+    for (Recipient &recipient : recipients) {
+        for (const MailKind kind : mailKinds) {
+            Service &service = recipient.service(kind);
+            if (!service.isReceived || service.watermark >= readAfter ||
+                (service.newMails.empty() && history.wasRead(recipient.userName, kind, service.watermark)))
+                continue;
+            if (history.mustWait(recipient.userName, kind)) {
+                service.newMails.clear();
+                service.isWhole = false;
+                continue;
+            }
+            std::erase_if(service.newMails,
+                          [&](quint32 place) { return m_mails[place].number <= readAfter; });
+            service.isChosen = true;
+            m_chosen.push_back(&service);
+            lowestWatermark = qMin(lowestWatermark.value_or(service.watermark), service.watermark);
+        }
+    }
+    return lowestWatermark;
+}
+
+/// Mails had to be left unread from there on: the chosen services' mails behind them wait with them.
+void NewMail::leaveBehind(qint64 readUpTo)
+{
+    for (Service *service : m_chosen) {
+        std::erase_if(service->newMails, [&](quint32 place) { return m_mails[place].number > readUpTo; });
+        service->isWhole = false;
+    }
 }
 
 void NewMail::noteMail(const Statement &row)
 {
+    if (row.value(1).isNull())
+        return;
     const qint64 number = row.value(0).toLongLong();
     const auto kind = static_cast<MailKind>(row.value(1).toInt());
     const auto place = static_cast<quint32>(m_mails.size());
@@ -109,7 +164,8 @@ void NewMail::noteMail(const Statement &row)
     m_index.find(row.value(2).toString(), [&](int recipient) {
         Service &service = recipients[static_cast<size_t>(recipient)].service(kind);
         const bool isKnown = !service.newMails.empty() && service.newMails.back() == place;
-        if (!service.isReceived || number <= service.watermark || isKnown)
+        if (!service.isReceived || number <= service.watermark || isKnown ||
+            (m_isForChosen && !service.isChosen))
             return;
         service.newMails.push_back(place);
         ++m_newMailCount;

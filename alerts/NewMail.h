@@ -1,8 +1,7 @@
 #pragma once
 
-#include "alerts/MailKind.h"
+#include "alerts/MailHistory.h"
 #include "alerts/RecipientIndex.h"
-#include "database/Connection.h"
 #include "foundation/FaultLog.h"
 
 #include <vector>
@@ -23,9 +22,11 @@ public:
     /// One user name and one kind of mail.
     struct Service {
         bool isReceived = false;
+        bool isWhole = true; ///< newMails are all that is new; false: the pass had to leave mails unread
         std::optional<qint64> storedWatermark; ///< nothing: the row is missing or holds null
         qint64 watermark = 0;
-        std::vector<quint32> newMails; ///< places in mails(), ascending in number
+        bool isChosen = false;         ///< its older mails are read as well
+        std::vector<quint32> newMails; ///< places for mail(), ascending in number
     };
     struct Recipient {
         QString userName;
@@ -38,9 +39,11 @@ public:
         QString mobile;
     };
 
-    /// Reads accounts, subscriptions, watermarks and mails. A user whose data cannot be read is told to the
-    /// operator and left out. stopRequested ends the reading early. Throws DatabaseFault.
-    NewMail(Connection &connection, FaultLog &faults, const std::function<bool()> &stopRequested);
+    /// Reads accounts, subscriptions, watermarks and what history leaves to be read of the mails. A user whose
+    /// data cannot be read is told to the operator and left out. stopRequested ends the reading early. Throws
+    /// DatabaseFault.
+    NewMail(Connection &connection, FaultLog &faults, MailHistory &history,
+            const std::function<bool()> &stopRequested);
 
     [[nodiscard]] const Mail &mail(quint32 place) const { return m_mails[place]; }
 
@@ -54,10 +57,14 @@ private:
     void readAccounts(Connection &connection, FaultLog &faults);
     static Service readService(const QString &userName, MailKind kind,
                                const SubscriptionReading &subscriptions, const Watermarks &watermarks);
-    void readMails(Connection &connection, const std::function<bool()> &stopRequested);
+    void readMails(Connection &connection, MailHistory &history, const std::function<bool()> &stopRequested);
+    [[nodiscard]] std::optional<qint64> chooseUnread(const MailHistory &history, qint64 readAfter);
     void noteMail(const Statement &row);
+    void leaveBehind(qint64 readUpTo);
 
     RecipientIndex m_index;
-    std::vector<Mail> m_mails; // those that are new to somebody
-    size_t m_newMailCount = 0; // over all recipients
+    std::vector<Mail> m_mails;       // those that are new to somebody
+    size_t m_newMailCount = 0;       // over all recipients
+    std::vector<Service *> m_chosen; // services whose older mails are read as well
+    bool m_isForChosen = false;      // what is read now is noted for these alone
 };

@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 
 void NewMailAlerts::pass()
 {
-    NewMail newMail(m_session.Conn(), m_faults, [this] { return m_console.stopRequested(); });
+    m_history.beginPass();
+    NewMail newMail(m_session.Conn(), m_faults, m_history, [this] { return m_console.stopRequested(); });
     SenderNames senderNames;
     for (const NewMail::Account &account : newMail.accounts) {
         NewMail::Recipient &recipient = newMail.recipients[account.recipient];
@@ -18,16 +19,19 @@ void NewMailAlerts::pass()
             if (m_console.stopRequested())
                 return;
             NewMail::Service &service = recipient.service(kind);
-            if (!service.isReceived)
+            if (!service.isReceived || (!service.isWhole && service.newMails.empty()))
                 continue;
             const QString task = NewMail::taskOf(recipient.userName, kind);
             try {
                 alert(newMail, account.mobile, recipient.userName, kind, service, senderNames);
                 m_faults.over(task);
+                if (service.isWhole)
+                    m_history.noteRead(recipient.userName, kind, service.watermark);
             } catch (const DatabaseFault &fault) {
                 if (!fault.concernsOneRow())
                     throw;
                 m_faults.struck(task, fault.message());
+                m_history.noteRefused(recipient.userName, kind);
             }
         }
     }
@@ -52,6 +56,7 @@ void NewMailAlerts::alert(const NewMail &newMail, const QString &mobile, const Q
     transaction.commit();
     // Another account under this user name finds nothing left to do.
     service.storedWatermark = watermark;
+    service.watermark = watermark;
     service.newMails = {};
 }
 

@@ -8,8 +8,9 @@
 class NewMailAlerts
 {
 public:
-    NewMailAlerts(DatabaseSession &session, OperatorConsole &console, FaultLog &faults)
-        : m_session(session), m_console(console), m_faults(faults)
+    NewMailAlerts(DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
+                  MailHistory::Limits limits = {})
+        : m_session(session), m_console(console), m_faults(faults), m_history(limits)
     {
     }
 
@@ -29,4 +30,5 @@ private:
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
+    MailHistory m_history;
 };
