@@ -141,11 +141,19 @@ void AtSession::finish(const Reply &reply, bool endsLine)
             beginBody(reply);
         return;
     }
+    if (reply.raw) {
+        write(*reply.raw);
+        if (endsLine) {
+            m_commands.clear();
+            m_state = State::Command;
+        }
+        return;
+    }
     QByteArray text = informationText(reply.lines);
     const bool more = endsLine && reply.final == Reply::Final::Ok && !m_commands.isEmpty();
     if (!more)
         text += finalText(reply);
-    write(text);
+    write(text + informationText(reply.linesAfter));
     if (!endsLine || reply.final == Reply::Final::Nothing)
         return;
     if (more) {

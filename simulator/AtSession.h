@@ -37,6 +37,8 @@ public:
 
     /// An unsolicited line, written at once.
     void sendUnsolicited(const QByteArrayList &lines);
+    /// Octets as they are.
+    void sendOctets(const QByteArray &octets) { write(octets); }
     /// An unsolicited line that comes between the next command line and its answer.
     void sendUnsolicitedInNextCommand(const QByteArray &line) { m_forNextCommand += line; }
 

@@ -8,6 +8,8 @@ namespace simulator
 /// What a person or a test can ask of the running simulator. Each function adds the commands of one subject;
 /// the table keeps a reference to the modem.
 
+/// Answers that differ from the standard, and what is said unasked at a start or an open.
+void addAnswerControls(ControlTable &controls, Modem &modem);
 /// Messages that arrive.
 void addDeliverControls(ControlTable &controls, Modem &modem);
 /// The fate of messages that are sent.

@@ -61,6 +61,30 @@ QByteArray ControlWords::octets(const QString &what)
     return octets;
 }
 
+QByteArray ControlWords::escaped()
+{
+    const QByteArray text = rest().toUtf8();
+    QByteArray resolved;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            resolved += text[i];
+            continue;
+        }
+        const char c = text[++i];
+        if (c == 'x') {
+            const QByteArray hex = text.mid(i + 1, 2);
+            const QByteArray octet = QByteArray::fromHex(hex);
+            if (hex.size() != 2 || octet.toHex() != hex.toLower())
+                throw ControlError(u"\\x takes two hexadecimal digits"_s);
+            resolved += octet;
+            i += 2;
+        } else {
+            resolved += c == 'r' ? '\r' : c == 'n' ? '\n' : c == 'e' ? '\x1b' : c;
+        }
+    }
+    return resolved;
+}
+
 bool ControlWords::takeIf(const QString &word)
 {
     if (m_rest != word && !m_rest.startsWith(word + u' '))

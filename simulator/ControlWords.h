@@ -34,6 +34,8 @@ public:
     QByteArray octets(const QString &what);
     /// Takes the next word when it is that one.
     bool takeIf(const QString &word);
+    /// Whatever is left, with the escapes \r, \n, \e, \\ and \xHH resolved.
+    QByteArray escaped();
     /// Whatever is left, as it was written.
     QString rest() { return std::exchange(m_rest, {}); }
     /// Throws unless everything was taken.

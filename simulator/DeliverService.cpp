@@ -94,7 +94,10 @@ bool DeliverService::route(const QByteArray &pdu)
         flash || (messages == 2 && messageClass != 2) || (messages == 3 && messageClass == 3);
     if (!isDirect)
         return store(pdu, "+CMTI: ", messages != 0);
-    m_state.say(u"message given to the program without a stored copy"_s);
+    if (m_state.copiesDirect && !store(pdu, {}, false))
+        return false;
+    m_state.say(u"message given to the program%1"_s.arg(m_state.copiesDirect ? QString()
+                                                                             : u" without a stored copy"_s));
     direct(directMessageLines(m_state, pdu));
     return true;
 }
@@ -102,7 +105,7 @@ bool DeliverService::route(const QByteArray &pdu)
 bool DeliverService::store(const QByteArray &pdu, const QByteArray &prefix, bool notifies)
 {
     const Memory memory = m_state.receivingMemory.value_or(m_state.selected[2]);
-    const std::optional<int> index = m_state.store(memory).add(MessageStatus::ReceivedUnread, pdu);
+    const std::optional<int> index = m_state.add(memory, MessageStatus::ReceivedUnread, pdu);
     if (!index)
         return false;
     const QByteArray place = '"' + memoryName(memory) + "\"," + QByteArray::number(*index);

@@ -61,13 +61,21 @@ Reply accepted(const AtCommand &)
     return Reply::ok();
 }
 
+Reply tell(const AtCommand &command, const QByteArray &text)
+{
+    return command.form == AtCommand::Form::Set    ? Reply::error()
+           : command.form == AtCommand::Form::Test ? Reply::ok()
+                                                   : Reply::ok({text});
+}
+
 CommandTable::Handler constant(const QByteArray &text)
 {
-    return [text](const AtCommand &command) {
-        return command.form == AtCommand::Form::Set    ? Reply::error()
-               : command.form == AtCommand::Form::Test ? Reply::ok()
-                                                       : Reply::ok({text});
-    };
+    return [text](const AtCommand &command) { return tell(command, text); };
+}
+
+CommandTable::Handler telling(const QByteArray &field)
+{
+    return [&field](const AtCommand &command) { return tell(command, field); };
 }
 
 void addFormat(CommandTable &table, ModemState &state)
@@ -93,18 +101,16 @@ void addFormat(CommandTable &table, ModemState &state)
     table.add("A", noCarrier);
 }
 
-void addIdentity(CommandTable &table)
+void addIdentity(CommandTable &table, const ModemState &state)
 {
-    const QByteArray manufacturer = "Modem simulator";
-    const QByteArray model = "Pseudo-terminal GSM modem";
-    const QByteArray revision = "1.0";
-    table.add("I", [=](const AtCommand &) {
-        return Reply::ok({manufacturer, model, "Revision: " + revision});
+    const Identity &identity = state.identity;
+    table.add("I", [&identity](const AtCommand &) {
+        return Reply::ok({identity.maker, identity.model, "Revision: " + identity.revision});
     });
     for (const QByteArray prefix : {"+C", "+"}) {
-        table.add(prefix + "GMI", constant(manufacturer));
-        table.add(prefix + "GMM", constant(model));
-        table.add(prefix + "GMR", constant(revision));
+        table.add(prefix + "GMI", telling(identity.maker));
+        table.add(prefix + "GMM", telling(identity.model));
+        table.add(prefix + "GMR", telling(identity.revision));
         table.add(prefix + "GSN", constant(identityNumber));
     }
     table.add("+GCAP", constant("+GCAP: +CGSM"));
@@ -140,6 +146,8 @@ void addSim(CommandTable &table, ModemState &state, const std::function<void()> 
     table.add("+CPIN", [&state, networkUsable](const AtCommand &command) {
         if (command.form == AtCommand::Form::Test)
             return Reply::ok();
+        if (!state.sim.starting.hasExpired())
+            return Reply::cmeError(state.sim.startingCode);
         if (state.sim.busyCommands > 0) {
             --state.sim.busyCommands;
             return Reply::cmeError(cme::simBusy);
@@ -262,12 +270,13 @@ void restoreSettings(ModemState &state)
 {
     state.settings = Settings{};
     state.settings.format.echo = state.echoAtStart;
+    state.settings.messageFormat = state.formatAtStart;
 }
 
 void addGeneralCommands(CommandTable &table, ModemState &state, const std::function<void()> &networkUsable)
 {
     addFormat(table, state);
-    addIdentity(table);
+    addIdentity(table, state);
     addSim(table, state, networkUsable);
     addNetwork(table, state, networkUsable);
 }

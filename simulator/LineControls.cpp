@@ -21,7 +21,7 @@ void addLineControls(ControlTable &controls, Modem &modem)
                  });
     controls.add(
         u"unplug-after"_s, u"OCTETS [MS]"_s,
-        u"hang up when so many more octets have crossed the line, both directions together; plug in after MS"_s,
+        u"hang up when so many more octets crossed the line, both directions together; plug in after MS"_s,
         [&modem](ControlWords &words) {
             const int octets = words.number(u"octets"_s, 0, ControlWords::maxCount);
             modem.line().unplugAfter(octets, words.optionalMilliseconds(u"milliseconds"_s));
@@ -39,6 +39,12 @@ void addLineControls(ControlTable &controls, Modem &modem)
         modem.line().setBaud(words.number(u"baud"_s, 0, 10'000'000));
         return QString();
     });
+    controls.add(u"speed"_s, u"N"_s,
+                 u"a program that opens the port at another speed than N is heard as noise; 0: any speed"_s,
+                 [&modem](ControlWords &words) {
+                     modem.line().setOnlySpeed(words.number(u"speed"_s, 0, 921'600));
+                     return QString();
+                 });
     controls.add(
         u"command-latency"_s, u"MS [COMMAND]"_s,
         u"time before each answer, or before that command's (as +CPMS)"_s, [&modem](ControlWords &words) {

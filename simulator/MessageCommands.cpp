@@ -12,6 +12,9 @@ namespace
 {
 constexpr int maxTpduOctets = 164; ///< a submit with the longest address, validity period and user data
 
+/// What a modem in text mode sends of a longer text.
+constexpr qsizetype longestText = 160;
+
 using Body = std::function<Reply(const QByteArray &pdu)>;
 
 Reply rangeCommand(const AtCommand &command, int &value, int max)
@@ -72,7 +75,7 @@ Reply promptForMessage(ModemState &state, const AtCommand &command, const Body &
     reply.takeBody = [&state, use, number](const QByteArray &body) {
         const std::optional<QString> text = textFromCharacterSet(state.settings.characterSet, body);
         const std::optional<QByteArray> pdu =
-            text ? encodeSubmit(number, *text, state.settings.textParameters[2],
+            text ? encodeSubmit(number, text->left(longestText), state.settings.textParameters[2],
                                 state.settings.textParameters[3])
                  : std::nullopt;
         return pdu ? use(*pdu) : Reply::cmsError(cms::invalidTextParameter);
@@ -85,7 +88,7 @@ Reply writeMessage(ModemState &state, const AtCommand &command)
     const std::optional<int> status = numberAt(command.parameters(), 1);
     return promptForMessage(state, command, [&state, status](const QByteArray &pdu) {
         const auto stored = static_cast<MessageStatus>(qBound(0, status.value_or(2), 3));
-        const std::optional<int> index = state.store(state.selected[1]).add(stored, pdu);
+        const std::optional<int> index = state.add(state.selected[1], stored, pdu);
         return index ? Reply::ok({"+CMGW: " + QByteArray::number(*index)}) : Reply::cmsError(cms::memoryFull);
     });
 }
@@ -95,7 +98,8 @@ Reply sendStored(ModemState &state, SubmitService &submits, const AtCommand &com
     if (command.form == AtCommand::Form::Test)
         return Reply::ok();
     const std::optional<int> index = numberAt(command.parameters(), 0);
-    StoredMessage *message = index ? state.store(state.selected[1]).find(*index) : nullptr;
+    const ModemState::Place place = state.place(state.selected[1], index.value_or(-1));
+    StoredMessage *message = place.store->find(place.index);
     if (!message || message->status == MessageStatus::ReceivedUnread ||
         message->status == MessageStatus::ReceivedRead)
         return Reply::cmsError(cms::invalidIndex);

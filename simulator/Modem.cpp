@@ -35,6 +35,8 @@ Modem::Modem(const QString &link, const QString &logFile, int storageCapacity, i
     });
     connect(&m_line, &SerialLine::peerChanged, this, [this](bool open) {
         m_state.say(open ? u"a program opened the port"_s : u"the port was closed"_s);
+        if (open)
+            greet();
     });
     connect(&m_submits, &SubmitService::reportWanted, this, [this](const QString &number, int reference) {
         const QByteArray report =
@@ -43,27 +45,88 @@ Modem::Modem(const QString &link, const QString &logFile, int storageCapacity, i
     });
 }
 
-/// Power comes back: volatile settings are as at first, the stores and the network's messages stay.
 void Modem::start()
+{
+    reset(m_wakeTime);
+    announce();
+}
+
+void Modem::restart(bool announced)
+{
+    m_state.say(announced ? u"restarts"_s : u"restarts silently"_s);
+    reset(announced ? m_wakeTime : std::chrono::milliseconds(0));
+    if (announced)
+        announce();
+}
+
+void Modem::announce()
+{
+    m_announcements = std::make_unique<QObject>();
+    for (const StartLines &start : m_state.startLines) {
+        QTimer::singleShot(start.delay, m_announcements.get(),
+                           [this, lines = start.lines] { m_session.sendUnsolicited(lines); });
+    }
+}
+
+/// What an earlier session left arrives at the program that has just opened the port.
+void Modem::greet()
+{
+    for (OpenText &text : m_state.openTexts) {
+        if (text.count == 0)
+            continue;
+        if (text.count != AnswerScript::always)
+            --text.count;
+        QTimer::singleShot(text.delay, this, [this, octets = text.text] { m_session.sendOctets(octets); });
+    }
+}
+
+/// Volatile settings are as at first, the stores and the network's messages stay.
+void Modem::reset(std::chrono::milliseconds deafFor)
 {
     restoreSettings(m_state);
     m_state.selected = {Memory::Sim, Memory::Sim, Memory::Sim};
     m_state.functionality = 1;
     m_state.sim.pinRequired = m_lockedAtStart;
-    m_session.restart(m_wakeTime);
+    m_state.sim.starting.setRemainingTime(m_state.sim.startsFor);
+    m_session.restart(deafFor);
     m_deliveries.restart();
     m_deliveries.setPlugged(true);
 }
 
 Reply Modem::run(const AtCommand &command)
 {
-    Reply reply = m_commands.run(command);
+    Reply reply = m_state.answers.run(spelled(command), [&] { return m_commands.run(command); });
     const auto latency = m_state.commandLatency.constFind(command.name);
     if (latency != m_state.commandLatency.cend())
         reply.delay += *latency;
     else
         reply.delay += m_state.commandLatency.value("*", std::chrono::milliseconds(0));
+    if (reply.takeBody) {
+        reply.takeBody = [this, usual = reply.takeBody](const QByteArray &body) {
+            Reply result = m_state.answers.run(AnswerScript::body, [&] { return usual(body); });
+            restartIfWanted(result);
+            return result;
+        };
+    }
+    restartIfWanted(reply);
     return reply;
+}
+
+void Modem::restartIfWanted(const Reply &reply)
+{
+    if (reply.restarts)
+        QTimer::singleShot(0, this, [this] { restart(true); });
+}
+
+void Modem::beginOutage(std::chrono::milliseconds duration, int code)
+{
+    const int usualCode = std::exchange(m_state.noNetworkCode, code);
+    const int usualRegistration = m_state.registration;
+    setRegistration(2);
+    QTimer::singleShot(duration, this, [this, usualCode, usualRegistration] {
+        m_state.noNetworkCode = usualCode;
+        setRegistration(usualRegistration);
+    });
 }
 
 void Modem::setRegistration(int status)

@@ -22,6 +22,11 @@ public:
     SubmitService &submits() { return m_submits; }
     DeliverService &deliveries() { return m_deliveries; }
 
+    /// A restart with the line up: settings are as at first; announced by its start lines, or silently and
+    /// without a pause.
+    void restart(bool announced);
+    /// No network for so long: <stat> 2, and sends are refused with that code.
+    void beginOutage(std::chrono::milliseconds duration, int code);
     /// <stat> of +CREG, with the unsolicited line that was asked for.
     void setRegistration(int status);
     /// How long a modem that was plugged in answers nothing.
@@ -31,6 +36,10 @@ public:
 private:
     Reply run(const AtCommand &command);
     void start();
+    void reset(std::chrono::milliseconds deafFor);
+    void announce();
+    void greet();
+    void restartIfWanted(const Reply &reply);
 
     ModemState m_state;
     SentLog m_log;
@@ -41,5 +50,6 @@ private:
     SerialLine m_line;
     std::chrono::milliseconds m_wakeTime{0};
     bool m_lockedAtStart = false;
+    std::unique_ptr<QObject> m_announcements; ///< owner of the timers of start lines
 };
 } // namespace simulator

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "simulator/AnswerScript.h"
 #include "simulator/AtSession.h"
 #include "simulator/MessageStore.h"
 #include "simulator/NotificationRanges.h"
 #include "simulator/SendScript.h"
 
+#include <QDeadlineTimer>
 #include <QString>
 #include <array>
 #include <functional>
@@ -33,14 +35,38 @@ struct Sim {
     QByteArray pin = "1234";
     int pinAttempts = 3; ///< none left: the PUK is required
     int busyCommands = 0;
+    std::chrono::milliseconds startsFor{
+        0};                 ///< after a start everything that needs the SIM is refused so long
+    int startingCode = 515; ///< with that code, as +CMS ERROR and +CME ERROR
+    QDeadlineTimer starting{0};
 
     [[nodiscard]] bool isLocked() const { return pinRequired; }
     [[nodiscard]] bool needsPuk() const { return pinRequired && pinAttempts == 0; }
 };
 
-enum class Memory { Sim, Equipment };
+/// Both is the SIM's places followed by the equipment's.
+enum class Memory { Sim, Equipment, Both };
 
-/// "SM" or "ME".
+/// What the modem says unasked after a start.
+struct StartLines {
+    std::chrono::milliseconds delay{0};
+    QByteArrayList lines;
+};
+
+/// Octets that arrive after a program opened the port.
+struct OpenText {
+    int count = AnswerScript::always;
+    std::chrono::milliseconds delay{0};
+    QByteArray text;
+};
+
+struct Identity {
+    QByteArray maker = "Modem simulator";
+    QByteArray model = "Pseudo-terminal GSM modem";
+    QByteArray revision = "1.0";
+};
+
+/// "SM", "ME" or "MT".
 QByteArray memoryName(Memory memory);
 std::optional<Memory> memoryFromName(const QByteArray &name);
 
@@ -51,30 +77,58 @@ struct ModemState {
     {
     }
 
+    /// Not for Both.
     MessageStore &store(Memory memory) { return memory == Memory::Sim ? m_simStore : m_equipmentStore; }
-    [[nodiscard]] bool isRegistered() const { return registration == 1 || registration == 5; }
+    /// The store behind a number of that memory, with the number there.
+    struct Place {
+        MessageStore *store;
+        int index;
+    };
+    Place place(Memory memory, int number);
+    /// What is stored in a memory, by number.
+    std::map<int, StoredMessage *> messages(Memory memory);
+    /// The number of the place that took the message; absent when the memory is full.
+    std::optional<int> add(Memory memory, MessageStatus status, const QByteArray &pdu);
+    [[nodiscard]] int used(Memory memory) const;
+    [[nodiscard]] int capacity(Memory memory) const;
+
+    /// 1, 5 and the short-message-only states 6 and 7 (3GPP TS 27.007, 7.2).
+    [[nodiscard]] bool isRegistered() const
+    {
+        return registration == 1 || (registration >= 5 && registration <= 7);
+    }
     /// Why a command that needs the SIM cannot run: a +CMS ERROR code. Counts a busy answer down.
     std::optional<int> takeSimRefusal();
 
     Settings settings;
     bool echoAtStart = true;
+    int formatAtStart = 0; ///< +CMGF
+    Identity identity;
     Sim sim;
     int registration = 1; ///< <stat> of 3GPP TS 27.007, 7.2
     int functionality = 1;
     int signalQuality = 21;
     QString serviceCentre;
+    int noNetworkCode = 331; ///< +CMS ERROR of a send while not registered
 
     std::array<Memory, 3> selected{Memory::Sim, Memory::Sim, Memory::Sim}; ///< +CPMS mem1, mem2, mem3
     int maxMemories = 3;                                                   ///< how many +CPMS takes
+    int minMemories = 1;
+    bool offersBoth = false;               ///< +CPMS knows MT
+    bool keepsRemoved = false;             ///< +CMGD answers OK and removes nothing
     std::optional<Memory> receivingMemory; ///< where messages arrive whatever mem3 says
     NotificationRanges notificationRanges;
-    bool notifies = true;    ///< false: stores received messages without a word
-    bool flashDirect = true; ///< class 0 comes as +CMT when anything is notified, without a stored copy
+    bool notifies = true;      ///< false: stores received messages without a word
+    bool copiesDirect = false; ///< a message that comes as +CMT is stored, too
+    bool flashDirect = true;   ///< class 0 comes as +CMT when anything is notified, without a stored copy
 
     std::chrono::milliseconds networkLatency{0};
     QHash<QByteArray, std::chrono::milliseconds> commandLatency; ///< by upper-case name; "*" is any command
     SendScript sendScript;
     QByteArrayList unsolicitedInNextSend;
+    AnswerScript answers;
+    QList<StartLines> startLines;
+    QList<OpenText> openTexts;
 
     /// Tells the person who watches.
     std::function<void(const QString &)> say = [](const QString &) {};

@@ -1,6 +1,7 @@
 #include "simulator/Options.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 #include <cstdio>
 #include <cstdlib>
 
@@ -35,6 +36,20 @@ int numberOf(const QCommandLineParser &parser, const QString &name, int min, int
             parser.value(name)));
     return value;
 }
+/// The commands of a profile; blank lines and lines that begin with "#" say nothing.
+QStringList readProfile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        refuse(u"cannot read the profile %1: %2"_s.arg(path, file.errorString()));
+    QStringList commands;
+    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n')) {
+        const QString command = line.trimmed();
+        if (!command.isEmpty() && !command.startsWith(u'#'))
+            commands.append(command);
+    }
+    return commands;
+}
 } // namespace
 
 Options readOptions(const QStringList &arguments)
@@ -59,6 +74,8 @@ Options readOptions(const QStringList &arguments)
         {u"echo"_s, u"Whether commands are echoed after a start (default on)."_s, u"on|off"_s},
         {u"smsc"_s, u"Service-centre number on the SIM."_s, u"number"_s, u"+8613800100500"_s},
         {u"wake"_s, u"Time after a start in which nothing is answered."_s, u"ms"_s},
+        {u"profile"_s, u"A file of control commands, one a line, that make a certain modem of this one."_s,
+         u"file"_s},
         {u"do"_s, u"A control command to run at the start; may be given again."_s, u"line"_s},
     });
     if (!parser.parse(arguments))
@@ -79,8 +96,11 @@ Options readOptions(const QStringList &arguments)
     options.trace = parser.isSet(u"trace"_s);
     options.storage = numberOf(parser, u"storage"_s, 0, 100'000);
     options.firstIndex = numberOf(parser, u"first-index"_s, 0, 1);
+    options.setUp.append(u"smsc "_s + parser.value(u"smsc"_s));
+    if (parser.isSet(u"profile"_s))
+        options.setUp += readProfile(parser.value(u"profile"_s));
     for (const QString &name : {u"wake"_s, u"latency"_s, u"baud"_s, u"smsc"_s, u"echo"_s}) {
-        if (parser.isSet(name) || name == u"smsc")
+        if (parser.isSet(name))
             options.setUp += name + u' ' + parser.value(name);
     }
     if (parser.isSet(u"no-registration"_s))

@@ -3,6 +3,7 @@
 #include <QByteArrayList>
 #include <chrono>
 #include <functional>
+#include <optional>
 
 namespace simulator
 {
@@ -28,6 +29,12 @@ struct Reply {
     bool interruptible = false;
     /// For so long even an interruptible wait ignores input.
     std::chrono::milliseconds deafFor{0};
+    /// Written in place of everything else, octet for octet.
+    std::optional<QByteArray> raw = {};
+    /// Lines that come behind the final result.
+    QByteArrayList linesAfter = {};
+    /// The modem restarts instead of answering.
+    bool restarts = false;
     /// Unsolicited lines that come between the command and its answer.
     QByteArrayList unsolicitedBefore = {};
 

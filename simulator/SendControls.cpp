@@ -42,7 +42,7 @@ void addSendControls(ControlTable &controls, Modem &modem)
                  plan(SendFate::Kind::BareOk));
     controls.add(
         u"mute"_s, u"N [MS]"_s,
-        u"plan: the next N sends are accepted without any result; the modem ignores input for MS, then takes commands"_s,
+        u"plan: the next N sends are accepted without any result; input is ignored for MS, then taken again"_s,
         plan(SendFate::Kind::Mute));
     controls.add(u"late"_s, u"N MS"_s,
                  u"plan: the results of the next N sends come MS late; new input is answered meanwhile"_s,

@@ -31,6 +31,8 @@ void SentLog::write(const SubmitRecord &record)
                        {u"smsc"_s, record.tpdu.smsc},
                        {u"messageReference"_s, record.messageReference},
                        {u"tpdu"_s, QString::fromLatin1(record.pdu.toHex().toUpper())}};
+    if (record.textMode)
+        object.insert(u"textMode"_s, true);
     if (record.refused)
         object.insert(u"refused"_s, *record.refused);
     if (!record.reason.isEmpty())

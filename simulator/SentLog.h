@@ -11,13 +11,14 @@ struct SubmitRecord {
     QByteArray pdu;
     Tpdu tpdu; ///< empty when the TPDU could not be decoded
     int messageReference = 0;
+    bool textMode = false;      ///< it was a text, not a TPDU, that the program handed over
     std::optional<int> refused; ///< the +CMS ERROR code; 0 when the refusal was a bare OK
     QString reason;             ///< why, when the modem itself refused
 };
 
 /// A JSON Lines file: one object for each TPDU, accepted or refused, flushed at once. README of the
 /// fields: time (ISO 8601), number, text, reference (of the concatenation; 0 when single), part, parts,
-/// alphabet, smsc, messageReference (the <mr> of +CMGS), tpdu (hexadecimal), and for a refused one
+/// alphabet, smsc, messageReference (the <mr> of +CMGS), tpdu (hexadecimal), textMode, and for a refused one
 /// refused and perhaps reason.
 class SentLog
 {

@@ -1,6 +1,7 @@
 #include "simulator/SerialLine.h"
 
 #include <QFile>
+#include <QHash>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -41,7 +42,8 @@ SerialLine::SerialLine(QString link) : m_link(std::move(link))
     connect(&m_fromPeer, &LinePacer::released, this, [this](QByteArray octets) {
         const bool stays = countCrossing(octets);
         m_octetsIn += octets.size();
-        emit received(octets);
+        if (hasPeersSpeed())
+            emit received(octets);
         if (!stays)
             unplug();
     });
@@ -214,8 +216,9 @@ void SerialLine::setBaud(int baud)
 
 void SerialLine::write(const QByteArray &octets)
 {
+    constexpr char noise = '\xf8';
     if (isPlugged())
-        m_toPeer.push(octets);
+        m_toPeer.push(hasPeersSpeed() ? octets : QByteArray(octets.size(), noise));
 }
 
 void SerialLine::readMaster()
@@ -252,6 +255,17 @@ void SerialLine::flush()
         unplug();
     else
         m_writable->setEnabled(!m_unwritten.isEmpty());
+}
+
+bool SerialLine::hasPeersSpeed() const
+{
+    static const QHash<int, speed_t> speeds{{1200, B1200},     {2400, B2400},     {4800, B4800},
+                                            {9600, B9600},     {19200, B19200},   {38400, B38400},
+                                            {57600, B57600},   {115200, B115200}, {230400, B230400},
+                                            {460800, B460800}, {921600, B921600}};
+    termios mode{};
+    return m_onlySpeed == 0 || ::tcgetattr(m_slave, &mode) != 0 ||
+           ::cfgetospeed(&mode) == speeds.value(m_onlySpeed);
 }
 
 /// Cuts octets to what may still cross before the line is to hang up; false when the limit

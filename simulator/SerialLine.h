@@ -40,6 +40,10 @@ public:
     void setBaud(int baud);
     [[nodiscard]] int baud() const { return m_toPeer.baud(); }
 
+    /// The speed (bits per second) at which both ends understand each other; at any other setting of the
+    /// program's end both hear noise. 0: whatever the program sets.
+    void setOnlySpeed(int speed) { m_onlySpeed = speed; }
+
     /// Octets to the peer. Lost while unplugged, and beyond 4 MiB that nobody reads.
     void write(const QByteArray &octets);
 
@@ -64,6 +68,7 @@ private:
     void flush();
     void closeDescriptors();
     bool countCrossing(QByteArray &octets);
+    [[nodiscard]] bool hasPeersSpeed() const;
 
     QString m_link;
     QString m_devicePath;
@@ -79,6 +84,7 @@ private:
     LinePacer m_fromPeer;
     QByteArray m_unwritten;
     qint64 m_octetsIn = 0;
+    int m_onlySpeed = 0;
     std::optional<qint64> m_octetsUntilUnplug;
     std::optional<std::chrono::milliseconds> m_replugAfterUnplug;
     QTimer m_replug;

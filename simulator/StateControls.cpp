@@ -40,9 +40,31 @@ void addStateControls(ControlTable &controls, Modem &modem)
 {
     controls.add(u"status"_s, {}, u"what the modem is doing, in one line"_s,
                  [&modem](ControlWords &) { return status(modem); });
-    controls.add(u"registered"_s, u"0|1|2|3|4|5"_s, u"network registration: 1 home, 5 roaming, else none"_s,
+    controls.add(u"registered"_s, u"0..7"_s,
+                 u"network registration: 1 home, 5 roaming, 6 and 7 for SMS only, else none"_s,
                  [&modem](ControlWords &words) {
-                     modem.setRegistration(words.number(u"registration"_s, 0, 5));
+                     modem.setRegistration(words.number(u"registration"_s, 0, 7));
+                     return QString();
+                 });
+    controls.add(u"outage"_s, u"MS [CODE]"_s,
+                 u"no network for MS: not registered, and sends are refused with CODE (500)"_s,
+                 [&modem](ControlWords &words) {
+                     const auto duration = words.milliseconds(u"milliseconds"_s);
+                     constexpr int unknownError = 500;
+                     modem.beginOutage(duration, words.isEmpty()
+                                                     ? unknownError
+                                                     : words.number(u"+CMS ERROR code"_s, 0, 999));
+                     return QString();
+                 });
+    controls.add(u"restart"_s, u"[silent]"_s,
+                 u"settings are as at first while the line stays up; announced by its start lines, or not"_s,
+                 [&modem](ControlWords &words) {
+                     modem.restart(!words.takeIf(u"silent"_s));
+                     return QString();
+                 });
+    controls.add(u"format"_s, u"0|1"_s, u"AT+CMGF after each start: 0 PDU mode, 1 text mode"_s,
+                 [&modem](ControlWords &words) {
+                     modem.state().formatAtStart = words.number(u"format"_s, 0, 1);
                      return QString();
                  });
     controls.add(u"signal"_s, u"0..31|99"_s, u"signal quality of AT+CSQ"_s, [&modem](ControlWords &words) {
@@ -60,13 +82,21 @@ void addStateControls(ControlTable &controls, Modem &modem)
                                                                             : QByteArray());
                      return QString();
                  });
-    controls.add(u"sim"_s, u"busy N"_s, u"the next N commands that need the SIM are refused as busy"_s,
-                 [&modem](ControlWords &words) {
-                     if (!words.takeIf(u"busy"_s))
-                         throw ControlError(u"busy expected"_s);
-                     modem.state().sim.busyCommands = words.number(u"count"_s, 0, ControlWords::maxCount);
-                     return QString();
-                 });
+    controls.add(
+        u"sim"_s, u"busy N|starts MS [CODE]"_s,
+        u"the next N commands that need the SIM are refused as busy, or with CODE (515) for MS after a start"_s,
+        [&modem](ControlWords &words) {
+            Sim &sim = modem.state().sim;
+            if (words.takeIf(u"starts"_s)) {
+                sim.startsFor = words.milliseconds(u"milliseconds"_s);
+                sim.startingCode = words.isEmpty() ? 515 : words.number(u"code"_s, 0, 999);
+                return QString();
+            }
+            if (!words.takeIf(u"busy"_s))
+                throw ControlError(u"busy or starts expected"_s);
+            sim.busyCommands = words.number(u"count"_s, 0, ControlWords::maxCount);
+            return QString();
+        });
     controls.add(u"smsc"_s, u"NUMBER"_s, u"service-centre number on the SIM"_s,
                  [&modem](ControlWords &words) {
                      modem.state().serviceCentre = words.word(u"number"_s);

@@ -11,9 +11,8 @@ Reply storageUse(ModemState &state, const QByteArray &name, bool withNames)
 {
     QByteArrayList fields;
     for (const Memory memory : state.selected) {
-        const MessageStore &store = state.store(memory);
         fields += (withNames ? '"' + memoryName(memory) + "\"," : QByteArray()) +
-                  QByteArray::number(store.used()) + ',' + QByteArray::number(store.capacity());
+                  QByteArray::number(state.used(memory)) + ',' + QByteArray::number(state.capacity(memory));
         if (fields.size() == state.maxMemories)
             break;
     }
@@ -23,18 +22,20 @@ Reply storageUse(ModemState &state, const QByteArray &name, bool withNames)
 Reply selectStorage(ModemState &state, const AtCommand &command)
 {
     if (command.form == AtCommand::Form::Test) {
-        const QByteArrayList lists(state.maxMemories, R"(("SM","ME"))");
+        const QByteArrayList lists(state.maxMemories,
+                                   state.offersBoth ? R"(("SM","ME","MT"))" : R"(("SM","ME"))");
         return Reply::ok({command.name + ": " + lists.join(',')});
     }
     if (command.form == AtCommand::Form::Read)
         return storageUse(state, command.name, true);
     const QList<AtParameter> parameters = command.parameters();
-    if (parameters.isEmpty() || parameters.size() > state.maxMemories)
+    if (parameters.isEmpty() || parameters.size() > state.maxMemories ||
+        parameters.size() < state.minMemories)
         return Reply::cmsError(cms::notAllowed);
     std::array<Memory, 3> selected = state.selected;
     for (qsizetype i = 0; i < parameters.size(); ++i) {
         const std::optional<Memory> memory = memoryFromName(parameters[i].text);
-        if (!memory)
+        if (!memory || (*memory == Memory::Both && !state.offersBoth))
             return Reply::cmsError(cms::notAllowed);
         selected.at(static_cast<size_t>(i)) = *memory;
     }
@@ -83,11 +84,11 @@ Reply listMessages(ModemState &state, const AtCommand &command)
     if (!filter)
         return Reply::cmsError(isTextMode ? cms::invalidTextParameter : cms::invalidPduParameter);
     Reply reply;
-    for (auto &[index, message] : state.store(state.selected[0]).messages()) {
-        if (filter->status && *filter->status != message.status)
+    for (const auto &[index, message] : state.messages(state.selected[0])) {
+        if (filter->status && *filter->status != message->status)
             continue;
-        reply.lines += listLines(state, index, message);
-        markRead(message);
+        reply.lines += listLines(state, index, *message);
+        markRead(*message);
     }
     return reply;
 }
@@ -97,7 +98,8 @@ Reply readMessage(ModemState &state, const AtCommand &command)
     if (command.form == AtCommand::Form::Test)
         return Reply::ok();
     const std::optional<int> index = numberAt(command.parameters(), 0);
-    StoredMessage *message = index ? state.store(state.selected[0]).find(*index) : nullptr;
+    const ModemState::Place place = state.place(state.selected[0], index.value_or(-1));
+    StoredMessage *message = place.store->find(place.index);
     if (!message)
         return Reply::cmsError(cms::invalidIndex);
     Reply reply = Reply::ok(readLines(state, *message));
@@ -123,10 +125,9 @@ bool isDeletedBy(int deleteFlag, MessageStatus status)
 
 Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtCommand &command)
 {
-    MessageStore &store = state.store(state.selected[0]);
     if (command.form == AtCommand::Form::Test) {
         QByteArrayList indexes;
-        for (const auto &[index, message] : store.messages())
+        for (const auto &[index, message] : state.messages(state.selected[0]))
             indexes += QByteArray::number(index);
         return Reply::ok({"+CMGD: (" + indexes.join(',') + "),(0-4)"});
     }
@@ -135,13 +136,15 @@ Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtComma
     const std::optional<int> flag = parameters.size() > 1 ? numberAt(parameters, 1) : 0;
     if (!index || !flag || *flag > 4)
         return Reply::cmsError(cms::invalidPduParameter);
-    if (*flag > 0) {
-        std::erase_if(store.messages(),
-                      [flag](const auto &entry) { return isDeletedBy(*flag, entry.second.status); });
-    } else if (store.isValidIndex(*index)) {
-        store.remove(*index);
-    } else {
+    const ModemState::Place place = state.place(state.selected[0], *index);
+    if (*flag == 0 && !place.store->isValidIndex(place.index))
         return Reply::cmsError(cms::invalidIndex);
+    if (state.keepsRemoved)
+        return Reply::ok();
+    for (const auto &[number, message] : state.messages(state.selected[0])) {
+        const ModemState::Place entry = state.place(state.selected[0], number);
+        if (*flag > 0 ? isDeletedBy(*flag, message->status) : number == *index)
+            entry.store->remove(entry.index);
     }
     deliveries.retrySoon();
     return Reply::ok();

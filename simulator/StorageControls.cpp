@@ -62,17 +62,39 @@ void addStorageControls(ControlTable &controls, Modem &modem)
         modem.deliveries().retrySoon();
         return QString();
     });
-    controls.add(u"receive-into"_s, u"SM|ME|selected"_s,
+    controls.add(u"receive-into"_s, u"SM|ME|MT|selected"_s,
                  u"where messages are stored, whatever AT+CPMS selected"_s, [&modem](ControlWords &words) {
                      const QString name = words.word(u"memory"_s);
                      modem.state().receivingMemory = memoryFromName(name.toLatin1());
                      if (!modem.state().receivingMemory && name != u"selected")
-                         throw ControlError(u"SM, ME or selected expected"_s);
+                         throw ControlError(u"SM, ME, MT or selected expected"_s);
                      return QString();
                  });
-    controls.add(u"memories"_s, u"1|2|3"_s, u"how many memories AT+CPMS takes"_s,
+    controls.add(
+        u"memories"_s, u"1|2|3 [only] [mt]"_s,
+        u"how many memories AT+CPMS takes, at most or only so many; mt: it knows MT, SM and ME together"_s,
+        [&modem](ControlWords &words) {
+            ModemState &state = modem.state();
+            state.maxMemories = words.number(u"memories"_s, 1, 3);
+            state.minMemories = words.takeIf(u"only"_s) ? state.maxMemories : 1;
+            state.offersBoth = words.takeIf(u"mt"_s);
+            return QString();
+        });
+    controls.add(u"first-index"_s, u"N"_s, u"number of the first place in SM and ME"_s,
                  [&modem](ControlWords &words) {
-                     modem.state().maxMemories = words.number(u"memories"_s, 1, 3);
+                     const int index = words.number(u"index"_s, 0, 999'999'999);
+                     for (const Memory memory : {Memory::Sim, Memory::Equipment})
+                         modem.state().store(memory).setFirstIndex(index);
+                     return QString();
+                 });
+    controls.add(u"deletes"_s, u"on|off"_s, u"off: AT+CMGD answers OK and removes nothing"_s,
+                 [&modem](ControlWords &words) {
+                     modem.state().keepsRemoved = !words.onOff();
+                     return QString();
+                 });
+    controls.add(u"direct-copy"_s, u"on|off"_s, u"on: a message that comes as +CMT is stored, too"_s,
+                 [&modem](ControlWords &words) {
+                     modem.state().copiesDirect = words.onOff();
                      return QString();
                  });
     controls.add(

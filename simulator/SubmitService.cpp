@@ -21,15 +21,17 @@ QString title(const Tpdu &tpdu)
 
 Reply SubmitService::submit(const QByteArray &pdu, const QByteArray &prefix)
 {
-    SubmitRecord record{.pdu = pdu, .tpdu = {}, .messageReference = 0, .refused = {}, .reason = {}};
+    SubmitRecord record{
+        .pdu = pdu, .tpdu = {}, .messageReference = 0, .textMode = false, .refused = {}, .reason = {}};
     const std::variant<Tpdu, TpduError> decoded = decodeTpdu(pdu, Direction::FromModem);
     if (const auto *error = std::get_if<TpduError>(&decoded))
         return refuse(record, cms::invalidPduParameter, error->reason);
     record.tpdu = std::get<Tpdu>(decoded);
+    record.textMode = m_state.settings.messageFormat == textMode;
     if (record.tpdu.smsc.isEmpty())
         record.tpdu.smsc = m_state.serviceCentre;
     if (!m_state.isRegistered() || m_state.functionality != 1)
-        return refuse(record, cms::noNetwork, u"no network"_s);
+        return refuse(record, m_state.noNetworkCode, u"no network"_s);
 
     const SendFate fate = m_state.sendScript.take(record.tpdu.number);
     Reply reply;
@@ -42,7 +44,7 @@ Reply SubmitService::submit(const QByteArray &pdu, const QByteArray &prefix)
         record.messageReference = m_lastReference = (m_lastReference + 1) % 256;
         ++m_accepted;
         m_log.write(record);
-        m_state.say(u"sent "_s + title(record.tpdu));
+        m_state.say((record.textMode ? u"sent in text mode "_s : u"sent "_s) + title(record.tpdu));
         reply = Reply::ok({prefix + QByteArray::number(record.messageReference)});
         if (record.tpdu.statusReportRequested)
             emit reportWanted(record.tpdu.number, record.messageReference);

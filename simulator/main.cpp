@@ -58,6 +58,7 @@ int runSimulator(const Options &options)
                          [](const QByteArray &octets) { trace("<", octets); });
     }
     ControlTable commands;
+    addAnswerControls(commands, modem);
     addDeliverControls(commands, modem);
     addSendControls(commands, modem);
     addLineControls(commands, modem);

@@ -225,6 +225,36 @@ void SimulatorDialogueTest::dialogues_data()
     row("text mode", {u"> AT+CMGF=1;+CSCS=\"GSM\""_s, ok, u"> AT+CMGS=\"+861380\""_s, u"<>"_s, u"] Hi"_s,
                       accepted, ok, u"! deliver "_s + hi, u"> AT+CMGL=\"ALL\""_s,
                       u"< +CMGL: 1,\"REC UNREAD\",\"+8613800138000\",,\"24/05/31,12:00:00+32\"|Hi"_s, ok});
+    row("a TPDU for a modem in text mode goes out as a text",
+        {u"! format 1"_s, u"! restart silent"_s, sendCommand, u"<>"_s, pduBody, accepted, ok});
+    row("given answers come in order, then the usual one",
+        {u"! answer always +CMGF? +CMGF: 9|OK"_s, u"! answer 1 AT+CMGF? ERROR"_s,
+         u"! answer --raw 1 +CMGF? \\x41\\r\\n"_s, u"> AT+CMGF?"_s, u"< ERROR"_s, u"> AT+CMGF?"_s,
+         u"= A\\r\\n"_s, u"> AT+CMGF?"_s, u"< +CMGF: 9"_s, ok, u"! no-answers"_s, u"> AT+CMGF?"_s,
+         u"< +CMGF: 0"_s, ok});
+    row("edits wait for an answer with that line",
+        {u"! edit 1 +CMGL drop 2"_s, u"! edit 1 +CMGL insert -1 RING"_s, u"> AT+CMGL=4"_s, ok,
+         u"! deliver "_s + hi, u"> AT+CMGL=4"_s, u"< RING|+CMGL: 1,0,,22"_s, ok, u"! edit 1 +CMGR garble 1"_s,
+         u"! edit 1 +CMGR shorten 2"_s, u"> AT+CMGR=1"_s, u"< +CMGR:~1,,22|"_s + hiPdu.chopped(2), ok});
+    row("OK first, none, late", {u"! edit 1 +CMGF? ok-first"_s, u"> AT+CMGF?"_s, ok, u"< +CMGF: 0"_s,
+                                 u"! edit 1 +CMGF? no-final"_s, u"> AT+CMGF?"_s, u"< +CMGF: 0"_s,
+                                 u"! edit 1 > late 50"_s, sendCommand, u"<>"_s, pduBody, accepted, ok});
+    row("a restart instead of a result",
+        {u"! at-start 0 ^BOOT"_s, u"> AT+CNMI=2,1"_s, ok, u"! edit 1 > restart"_s, sendCommand, u"<>"_s,
+         pduBody, u"< ^BOOT"_s, u"> AT+CNMI?"_s, u"< +CNMI: 0,0,0,0,0"_s, ok});
+    row("an outage", {u"! outage 100000"_s, u"> AT+CREG?"_s, u"< +CREG: 0,2"_s, ok, sendCommand, u"<>"_s,
+                      pduBody, u"< +CMS ERROR: 500"_s});
+    row("MT is SM and ME",
+        {u"! memories 3 only mt"_s, u"! storage-size 1"_s, u"> AT+CPMS=\"MT\""_s, u"< +CMS ERROR: 302"_s,
+         u"> AT+CPMS=\"MT\",\"MT\",\"MT\";+CNMI=2,1"_s, u"< +CPMS: 0,2,0,2,0,2"_s, ok, u"! deliver "_s + hi,
+         u"< +CMTI: \"MT\",1"_s, u"! deliver "_s + hi, u"< +CMTI: \"MT\",2"_s, u"> AT+CMGD=1"_s, ok,
+         u"> AT+CMGR=2"_s, u"< +CMGR: 0,,22|"_s + hiPdu, ok});
+    row("a store that keeps what it is told to remove",
+        {u"! deletes off"_s, u"! first-index 123456789"_s, u"! deliver "_s + hi, u"> AT+CMGD=123456789"_s, ok,
+         u"> AT+CMGR=123456789"_s, u"< +CMGR: 0,,22|"_s + hiPdu, ok});
+    row("a direct message with a copy",
+        {u"! direct-copy on"_s, u"> AT+CNMI=2,2"_s, ok, u"! deliver "_s + hi, u"< +CMT: ,22|"_s + hiPdu,
+         u"> AT+CMGL=4"_s, u"< +CMGL: 1,0,,22|"_s + hiPdu, ok});
     row("stored and sent", {u"> AT+CMGW=17"_s, u"<>"_s, pduBody, u"< +CMGW: 1"_s, ok, u"> AT+CMSS=1"_s,
                             u"< +CMSS: 1"_s, ok, u"> AT+CMGL=3"_s, u"< +CMGL: 1,3,,17|"_s + samplePdu, ok});
     row("at a line's speed nothing changes",

@@ -1,6 +1,7 @@
 #include "tests/simulator/SerialPeer.h"
 #include "tests/support/SimulatorProcess.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -146,6 +147,41 @@ private slots:
         QCOMPARE(ask(peer, "AT", okLine.size()), okLine);
     }
 
+    void hearsItsOwnSpeedAlone()
+    {
+        SimulatorProcess simulator(withoutEcho + QStringList{u"--do"_s, u"speed 9600"_s});
+        SerialPeer peer(simulator.devicePath());
+        termios mode{};
+        QCOMPARE(::tcgetattr(peer.descriptor(), &mode), 0);
+        for (const speed_t speed : {B115200, B9600}) {
+            ::cfsetspeed(&mode, speed);
+            QCOMPARE(::tcsetattr(peer.descriptor(), TCSANOW, &mode), 0);
+            simulator.command(u"urc hello"_s);
+            QCOMPARE(peer.read(9) == "\r\nhello\r\n", speed == B9600);
+        }
+        QCOMPARE(ask(peer, "AT", okLine.size()), okLine);
+    }
+
+    void everyProfileIsUnderstood()
+    {
+        const QDir profiles(QStringLiteral(SIMULATOR_PROFILES));
+        const QStringList names = profiles.entryList({u"*.modem"_s}, QDir::Files);
+        QVERIFY(names.size() >= 12);
+        for (const QString &name : names) {
+            SimulatorProcess simulator({u"--profile"_s, profiles.filePath(name)});
+            QVERIFY2(simulator.command(u"status"_s).contains(u"line=plugged"_s), qPrintable(name));
+        }
+        QCOMPARE(runProgram({u"--link"_s, u"x"_s, u"--profile"_s, u"/nowhere"_s}).status, 2);
+    }
+
+    void whatAnEarlierSessionLeft()
+    {
+        SimulatorProcess simulator(withoutEcho + QStringList{u"--do"_s, u"at-open 1 0 \\r\\nOK\\r\\n"_s});
+        QCOMPARE(SerialPeer(simulator.devicePath()).read(okLine.size()), okLine);
+        SerialPeer next(simulator.devicePath());
+        QCOMPARE(ask(next, "AT+CMGF?", 18), "\r\n+CMGF: 0\r\n" + okLine);
+    }
+
     void crashAndRestart()
     {
         SimulatorProcess simulator(withoutEcho);
@@ -192,7 +228,7 @@ private slots:
                                  "deliver-parts 10086 1,3 x",
                                  "latency -1",
                                  "latency x",
-                                 "registered 6",
+                                 "registered 8",
                                  "pin maybe",
                                  "cnmi 2,1",
                                  "notify perhaps",
