@@ -1,5 +1,6 @@
 #include "modem/AtChannel.h"
 
+#include "modem/RestartAnnouncement.h"
 #include "modem/SerialLine.h"
 
 #include <algorithm>
@@ -61,11 +62,13 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
 {
     Q_ASSERT(!m_busy);
     if (!m_synchronised && !resynchronise(m_limits.resync))
-        return {m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost, {}, {}};
+        return {.end = m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost,
+                .result = {},
+                .lines = {}};
     drainIdle();
+    static_cast<void>(m_splitter.takePrompt()); // one that nobody waits for
     m_echo = spelled(command);
     m_prefix = prefix;
-    m_lateFinals = 0;
     m_busy = true;
     AtAnswer answer;
     switch (m_line.write(m_echo + '\r', deadline)) {
@@ -84,20 +87,18 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
     return answer;
 }
 
-AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, const QByteArray &prefix,
-                                std::chrono::milliseconds limit, bool &handedOver)
+AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, std::chrono::milliseconds limit)
 {
     Q_ASSERT(!m_busy);
     const QDeadlineTimer deadline(limit);
     m_echo = hexDigits;
-    m_prefix = prefix;
-    m_lateFinals = 0;
+    m_prefix = "+CMGS:";
     m_busy = true;
     const SerialLine::Wait written = m_line.write(hexDigits + controlZ, deadline);
-    handedOver = written == SerialLine::Wait::Ready;
     AtAnswer answer;
-    if (handedOver) {
-        answer = collect(Expect::Final, deadline);
+    if (written == SerialLine::Wait::Ready) {
+        answer = collect(Expect::MessageReference, deadline);
+        answer.isHandedOver = true;
     } else {
         m_synchronised = false;
         answer.end = written == SerialLine::Wait::Lost ? AtAnswer::End::Lost : AtAnswer::End::TimedOut;
@@ -109,26 +110,43 @@ AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, const QByteArray &p
 AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
 {
     m_answer = {};
+    m_settled.reset();
+    m_isOwed = false;
     while (!processInput(expect)) {
+        QDeadlineTimer until = m_settled ? std::min(deadline, *m_settled) : deadline;
         // A long answer may take long, but it does not pause: a modem that says nothing more is not waited
         // for.
-        const bool isLong = expect == Expect::FinalWithPayload;
-        const QDeadlineTimer until = isLong ? std::min(deadline, QDeadlineTimer(m_limits.command)) : deadline;
+        if (expect == Expect::FinalWithPayload)
+            until = std::min(until, QDeadlineTimer(m_limits.command));
         switch (m_line.waitForOctets(until)) {
         case SerialLine::Wait::Ready:
             m_splitter.feed(m_line.readAll());
             break;
         case SerialLine::Wait::TimedOut:
+            if (m_settled && m_answer.end == AtAnswer::End::Final) {
+                m_synchronised = m_synchronised && !m_isOwed;
+                return m_answer;
+            }
             m_synchronised = false;
             m_answer.end = AtAnswer::End::TimedOut;
             return m_answer;
         case SerialLine::Wait::Lost:
-            m_synchronised = false;
             m_answer.end = AtAnswer::End::Lost;
             return m_answer;
         }
     }
     return m_answer;
+}
+
+/// What has come so far is the answer if nothing more comes for that long.
+void AtChannel::settleUnless(std::chrono::milliseconds silence)
+{
+    m_settled = QDeadlineTimer(silence);
+}
+
+bool AtChannel::isQuestion(Expect expect) const
+{
+    return expect != Expect::Prompt && !m_prefix.isEmpty();
 }
 
 /// True when the answer is complete. Octets behind it stay for later.
@@ -156,23 +174,15 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
     const QByteArray line = withoutEcho(received);
     if (line.isEmpty())
         return false;
-    if (const std::optional<FinalResult> result = finalResult(line)) {
-        if (m_lateFinals > 0 && result->kind == FinalResult::Kind::Ok) {
-            --m_lateFinals;
-            return false;
-        }
-        m_answer.end = AtAnswer::End::Final;
-        m_answer.result = *result;
-        return true;
-    }
-    // A message reference before the prompt is the late result of an earlier message, and so is its OK.
-    if (expect == Expect::Prompt && startsWith(line, "+CMGS:")) {
-        ++m_lateFinals;
-        return false;
-    }
-    if (!m_prefix.isEmpty() && startsWith(line, m_prefix)) {
+    if (const std::optional<FinalResult> result = finalResult(line))
+        return takeResult(*result, expect);
+    if (isQuestion(expect) && startsWith(line, m_prefix)) {
         if (m_answer.lines.size() < ModemBounds::answerLines)
             m_answer.lines.append({line, {}});
+        if (expect == Expect::Final || expect == Expect::MessageReference) {
+            m_isOwed = !m_settled;
+            settleUnless(m_limits.straggler);
+        }
         return false;
     }
     if (expect == Expect::FinalWithPayload && isHexDigits(line) && !m_answer.lines.isEmpty() &&
@@ -180,8 +190,46 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         m_answer.lines.last().payload = line;
         return false;
     }
+    // The result of an earlier message, which nobody waits for any more.
+    if (expect == Expect::Prompt && startsWith(line, "+CMGS:"))
+        return false;
     setAside(line);
+    return noteRestart(line, expect);
+}
+
+/// Only the line that was asked for, or the prompt, proves that a result is not a late one of another command.
+bool AtChannel::takeResult(const FinalResult &result, Expect expect)
+{
+    const bool isOk = result.kind == FinalResult::Kind::Ok;
+    m_answer.end = AtAnswer::End::Final;
+    m_answer.result = result;
+    m_isOwed = false;
+    if (expect == Expect::Prompt) {
+        settleUnless(m_limits.straggler);
+        return false;
+    }
+    if (!isQuestion(expect) || !isOk || !m_answer.lines.isEmpty())
+        return true;
+    settleUnless(expect == Expect::MessageReference ? m_limits.lateReference : m_limits.quiet);
     return false;
+}
+
+/// What the modem was asked before it started anew is never answered.
+bool AtChannel::noteRestart(const QByteArray &line, Expect expect)
+{
+    switch (restartAnnouncement(line)) {
+    case RestartAnnouncement::None:
+        return false;
+    case RestartAnnouncement::Started:
+        if (expect != Expect::MessageReference)
+            return false;
+        m_synchronised = false;
+        m_answer.end = AtAnswer::End::Restarted;
+        return true;
+    case RestartAnnouncement::Ready:
+        return false;
+    }
+    Q_UNREACHABLE();
 }
 
 QByteArray AtChannel::withoutEcho(const QByteArray &line)
@@ -190,6 +238,8 @@ QByteArray AtChannel::withoutEcho(const QByteArray &line)
         return line;
     QByteArray rest = line.sliced(m_echo.size()).trimmed();
     m_echo.clear(); // a command is echoed once
+    m_hasEchoed = true;
+    m_answer.isEchoUnexpected = m_isEchoOff;
     return rest;
 }
 
@@ -231,6 +281,11 @@ QList<AtLine> AtChannel::takeUnsolicited()
     return taken;
 }
 
+bool AtChannel::isLineOpen() const
+{
+    return m_line.isOpen();
+}
+
 void AtChannel::listen(std::chrono::milliseconds limit)
 {
     m_busy = true;
@@ -245,7 +300,15 @@ void AtChannel::reset()
     m_unsolicited.clear();
     m_unsolicitedWantsPayload = false;
     m_synchronised = false;
+    m_isFresh = true;
     m_lowerCase = false;
+    forgetEcho();
+}
+
+void AtChannel::forgetEcho()
+{
+    m_hasEchoed = false;
+    m_isEchoOff = false;
 }
 
 /// Commands in the case that the modem understands; what stands in quotes is data.
@@ -291,12 +354,18 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
 AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &deadline)
 {
     const auto attemptDeadline = [&] { return std::min(QDeadlineTimer(m_limits.syncAttempt), deadline); };
+    const auto notWritten = [] {
+        AtAnswer answer;
+        answer.end = AtAnswer::End::TimedOut;
+        return answer;
+    };
     m_prefix.clear();
-    m_lateFinals = 0;
     m_echo = spelled(command);
     QDeadlineTimer until = attemptDeadline();
-    if (m_line.write(escape + m_echo + '\r', until) != SerialLine::Wait::Ready)
-        return {AtAnswer::End::TimedOut, {}, {}};
+    // Some modems take an ESC that leaves no prompt amiss.
+    const QByteArray leave = std::exchange(m_isFresh, false) ? QByteArray() : QByteArray(1, escape);
+    if (m_line.write(leave + m_echo + '\r', until) != SerialLine::Wait::Ready)
+        return notWritten();
     AtAnswer answer = collect(Expect::Final, until);
     if (answer.end != AtAnswer::End::Final)
         return answer;
@@ -305,7 +374,7 @@ AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &d
     m_prefix = "+CMEE:";
     until = attemptDeadline();
     if (m_line.write(m_echo + '\r', until) != SerialLine::Wait::Ready)
-        return {AtAnswer::End::TimedOut, {}, {}};
+        return notWritten();
     while (true) {
         answer = collect(Expect::Final, until);
         if (answer.end != AtAnswer::End::Final || !answer.lines.isEmpty())
@@ -320,6 +389,5 @@ AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &d
 /// True when nothing more comes for a while; what does come is kept for the splitter.
 bool AtChannel::isSilent()
 {
-    const auto quiet = std::min(std::chrono::milliseconds(200), m_limits.syncAttempt);
-    return m_line.waitForOctets(QDeadlineTimer(quiet)) != SerialLine::Wait::Ready;
+    return m_line.waitForOctets(QDeadlineTimer(m_limits.quiet)) != SerialLine::Wait::Ready;
 }

@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QList>
 #include <QObject>
+#include <optional>
 
 class SerialLine;
 
@@ -21,14 +22,17 @@ struct AtLine {
 /// How one exchange ended.
 struct AtAnswer {
     enum class End {
-        Final,    ///< result tells how
-        Prompt,   ///< the modem waits for the TPDU
-        TimedOut, ///< nothing decisive came before the deadline; the channel is out of step
-        Lost,     ///< the device is gone and the line closed
+        Final,     ///< result tells how
+        Prompt,    ///< the modem waits for the TPDU
+        TimedOut,  ///< nothing decisive came before the deadline; the channel is out of step
+        Restarted, ///< the modem told that it has started anew; the channel is out of step
+        Lost,      ///< the device is gone and the line closed
     };
     End end = End::Final;
     FinalResult result;
-    QList<AtLine> lines; ///< those with the expected prefix
+    QList<AtLine> lines;       ///< those with the expected prefix
+    bool isHandedOver = false; ///< of a TPDU: all of it was written, so that the modem may have acted on it
+    bool isEchoUnexpected = false; ///< what was written came back although the echo is off
 
     [[nodiscard]] bool isOk() const { return end == End::Final && result.kind == FinalResult::Kind::Ok; }
     [[nodiscard]] bool isLost() const { return end == End::Lost; }
@@ -39,6 +43,8 @@ struct AtAnswer {
 /// other line is unsolicited, is set aside, and is told by a signal after the exchange. Echo may be on. An
 /// exchange has one deadline for the whole of it. After a time-out the channel is out of step: the next
 /// command first brings it back, so that a late answer is never taken for another command's.
+/// A question, which is a command with a prefix, is answered by its line: a late OK of another command in front
+/// of it changes nothing, and an OK that is missing or comes first is done without.
 class AtChannel final : public QObject
 {
     Q_OBJECT
@@ -55,19 +61,23 @@ public:
                                                std::chrono::milliseconds limit);
     /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
     [[nodiscard]] AtAnswer exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit);
-    /// hexDigits go out with Ctrl-Z behind them. handedOver: all of it was written to the device, so that the
-    /// modem may have acted on it whatever the answer says.
-    [[nodiscard]] AtAnswer sendPayload(const QByteArray &hexDigits, const QByteArray &prefix,
-                                       std::chrono::milliseconds limit, bool &handedOver);
+    /// hexDigits go out with Ctrl-Z behind them; isHandedOver of the answer tells whether all of it did. Its
+    /// "+CMGS:" ends the wait, whether its OK follows or not, and so does the modem's restart.
+    [[nodiscard]] AtAnswer sendPayload(const QByteArray &hexDigits, std::chrono::milliseconds limit);
 
-    /// Leaves a prompt, finds the modem, and waits out late answers. False when nothing answers within limit
-    /// or the device is gone.
+    /// Finds the modem, leaves a prompt, and waits out late answers. On a line that was just opened the first AT
+    /// goes without ESC. False when nothing answers within limit or the device is gone.
     [[nodiscard]] bool resynchronise(std::chrono::milliseconds limit);
     [[nodiscard]] bool isSynchronised() const { return m_synchronised; }
+    [[nodiscard]] bool isLineOpen() const;
     /// Waits until something arrives, at most limit long, and sets it aside as unsolicited.
     void listen(std::chrono::milliseconds limit);
     /// Forgets everything of an earlier device.
     void reset();
+    /// Begins to watch the echo, after it was turned off: see watchEcho().
+    void forgetEcho();
+    /// From now on an echo is unexpected, unless this modem has gone on echoing since forgetEcho().
+    void watchEcho() { m_isEchoOff = !m_hasEchoed; }
 
     [[nodiscard]] QList<AtLine> takeUnsolicited();
 
@@ -76,7 +86,7 @@ signals:
     void unsolicitedArrived();
 
 private:
-    enum class Expect { Final, FinalWithPayload, Prompt };
+    enum class Expect { Final, FinalWithPayload, Prompt, MessageReference };
 
     AtAnswer run(const QByteArray &command, const QByteArray &prefix, Expect expect,
                  const QDeadlineTimer &deadline);
@@ -84,6 +94,10 @@ private:
     AtAnswer findModem(const QByteArray &command, const QDeadlineTimer &deadline);
     bool processInput(Expect expect);
     bool takeAnswerLine(const QByteArray &received, Expect expect);
+    bool takeResult(const FinalResult &result, Expect expect);
+    bool noteRestart(const QByteArray &line, Expect expect);
+    void settleUnless(std::chrono::milliseconds silence);
+    [[nodiscard]] bool isQuestion(Expect expect) const;
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
     void drainIdle();
@@ -97,11 +111,15 @@ private:
     bool m_unsolicitedWantsPayload = false;
     bool m_busy = false;
     bool m_synchronised = false;
+    bool m_isFresh = true;    ///< nothing was written yet since the line was opened
     bool m_lowerCase = false; ///< the modem understands commands in lower case only
+    bool m_hasEchoed = false;
+    bool m_isEchoOff = false;
 
     // The exchange under way.
     QByteArray m_echo;
     QByteArray m_prefix;
     AtAnswer m_answer;
-    int m_lateFinals = 0;
+    std::optional<QDeadlineTimer> m_settled; ///< m_answer stands unless more comes until then
+    bool m_isOwed = false;                   ///< a result may still come for what m_answer stands for
 };

@@ -3,6 +3,7 @@
 #include "modem/AnswerFields.h"
 #include "modem/AtChannel.h"
 #include "modem/MessageStore.h"
+#include "modem/Registration.h"
 
 using namespace Qt::StringLiterals;
 
@@ -21,20 +22,22 @@ public:
     {
         if (!m_channel.resynchronise(syncLimit))
             return failed(ModemResult::ModemSilent, u"短信猫没有应答"_s);
+        m_channel.forgetEcho();
         optional("ATE0");
+        m_channel.forgetEcho(); // of that command itself
         optional("AT+CMEE=1");
-        m_isRegistered = false;
         const bool isReady = waitForSim() && setPduMode() && setServiceCentre(serviceCentre) && findStore();
         if (m_report.result != ModemResult::Ok)
             return m_report;
         if (isReady) {
             setNotifications();
             optional("AT+CMMS=2"); // keeps the radio link between the messages of a pass
-            askRegistration();
+            m_channel.watchEcho();
+            m_report.isRegistered = isRegistered(m_channel, m_limits);
+            m_isLost = m_isLost || !m_channel.isLineOpen();
         }
         if (!isReady || m_isLost)
             return failed(ModemResult::PortFailed, u"短信猫在初始化时断开"_s);
-        m_report.isRegistered = m_isRegistered;
         return m_report;
     }
 
@@ -42,7 +45,7 @@ private:
     AtAnswer ask(const QByteArray &command, const QByteArray &prefix = {})
     {
         if (m_isLost)
-            return {AtAnswer::End::Lost, {}, {}};
+            return {.end = AtAnswer::End::Lost, .result = {}, .lines = {}};
         AtAnswer answer = m_channel.exchange(command, prefix, m_limits.command);
         m_isLost = answer.isLost();
         return answer;
@@ -173,27 +176,11 @@ private:
         optional("AT+CNMI=" + value);
     }
 
-    /// 3GPP TS 27.007, 7.2, 10.1.20, 10.1.22: <stat> is the last of one or the second of several parameters.
-    void askRegistration()
-    {
-        for (const QByteArray &name : {QByteArray("+CREG"), QByteArray("+CGREG"), QByteArray("+CEREG")}) {
-            const AtAnswer answer = ask("AT" + name + '?', name + ':');
-            for (const AtLine &line : answer.lines) {
-                const QList<AnswerField> fields = answerFields(line.text);
-                const int stat = fields.value(fields.size() > 1 ? 1 : 0).number().value_or(0);
-                m_isRegistered = m_isRegistered || stat == 1 || stat == 5 || stat == 6 || stat == 7;
-            }
-            if (m_isRegistered)
-                return;
-        }
-    }
-
     AtChannel &m_channel;
     MessageStore &m_store;
     ModemLimits m_limits;
     QDeadlineTimer m_simDeadline;
     BringUpReport m_report;
-    bool m_isRegistered = false;
     bool m_isLost = false;
 };
 

@@ -26,8 +26,22 @@ struct NumberedError {
 
 // What a modem says with AT+CMEE=2 for the codes that make a difference to this program.
 constexpr std::array cmsErrors{
+    NumberedError{1, "unassigned number"},
+    NumberedError{1, "unassigned (unallocated) number"},
+    NumberedError{8, "operator determined barring"},
+    NumberedError{10, "call barred"},
+    NumberedError{21, "short message transfer rejected"},
+    NumberedError{27, "destination out of service"},
+    NumberedError{27, "destination out of order"},
+    NumberedError{28, "unidentified subscriber"},
+    NumberedError{29, "facility rejected"},
+    NumberedError{30, "unknown subscriber"},
     NumberedError{38, "network out of order"},
+    NumberedError{41, "temporary failure"},
     NumberedError{42, "congestion"},
+    NumberedError{47, "resources unavailable, unspecified"},
+    NumberedError{50, "requested facility not subscribed"},
+    NumberedError{69, "requested facility not implemented"},
     NumberedError{300, "me failure"},
     NumberedError{301, "sms service of me reserved"},
     NumberedError{302, "operation not allowed"},
@@ -110,21 +124,6 @@ std::optional<FinalResult> finalResult(QByteArrayView line)
     if (startsWithWord(line, cms))
         return FinalResult{Kind::CmsError, errorCode(line.sliced(cms.size()), cmsErrors)};
     return std::nullopt;
-}
-
-bool saysNoNetwork(const FinalResult &result)
-{
-    const int code = result.code;
-    switch (result.kind) {
-    case Kind::CmsError:
-        return (code >= 310 && code <= 317) || code == 331;
-    case Kind::CmeError:
-        return (code >= 10 && code <= 18) || (code >= 30 && code <= 32);
-    case Kind::Ok:
-    case Kind::Error:
-        return false;
-    }
-    Q_UNREACHABLE();
 }
 
 bool saysSimBusy(const FinalResult &result)

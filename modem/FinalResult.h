@@ -23,10 +23,6 @@ struct FinalResult {
 /// them: this program places no call, so they only tell of somebody else's.
 [[nodiscard]] std::optional<FinalResult> finalResult(QByteArrayView line);
 
-/// The network or the SIM lets nothing be sent at present, whatever the message (+CMS ERROR 310 to 317 and
-/// 331, their +CME counterparts).
-[[nodiscard]] bool saysNoNetwork(const FinalResult &result);
-
 /// The SIM has not finished starting up; the same command may succeed soon.
 [[nodiscard]] bool saysSimBusy(const FinalResult &result);
 

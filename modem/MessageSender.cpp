@@ -1,9 +1,7 @@
 #include "modem/MessageSender.h"
 
-#include "modem/AnswerFields.h"
 #include "modem/AtChannel.h"
-
-#include <algorithm>
+#include "modem/Registration.h"
 
 using namespace Qt::StringLiterals;
 
@@ -12,30 +10,17 @@ namespace
 
 SendOutcome couldNotTry(ModemFault::Kind kind, const QString &cause)
 {
-    return {ModemResult::Ok, kind, kind == ModemFault::Kind::PortLost, cause};
+    return {.fault = kind, .isModemGone = kind == ModemFault::Kind::PortLost, .cause = cause};
 }
 
 SendOutcome failed(ModemResult result, const QString &cause)
 {
-    return {result, std::nullopt, false, cause};
+    return {.result = result, .fault = {}, .cause = cause};
 }
 
-SendOutcome modemRefused(const FinalResult &result)
+QString wordsOf(const AtAnswer &answer)
 {
-    const QString words = QString::fromLatin1(describe(result));
-    if (saysNoNetwork(result))
-        return couldNotTry(ModemFault::Kind::NoNetwork, u"无网络或 SIM 卡不可用（%1）"_s.arg(words));
-    if (result.kind == FinalResult::Kind::Ok)
-        return failed(ModemResult::NotConfirmed, u"短信猫未确认发送（无消息编号）"_s);
-    return failed(ModemResult::Refused, u"短信猫或网络拒绝（%1）"_s.arg(words));
-}
-
-/// "+CMGS: <mr>[,...]": only a number is a message reference.
-bool hasMessageReference(const AtAnswer &answer)
-{
-    return std::any_of(answer.lines.cbegin(), answer.lines.cend(), [](const AtLine &line) {
-        return answerFields(line.text).first().number().has_value();
-    });
+    return answer.end == AtAnswer::End::Final ? QString::fromLatin1(describe(answer.result)) : QString();
 }
 
 } // namespace
@@ -58,36 +43,63 @@ SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
     return {};
 }
 
-SendOutcome MessageSender::sendPart(const SmsSubmit &part)
+MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part)
 {
-    const AtAnswer prompt =
+    AtAnswer answer =
         m_channel.exchangeToPrompt("AT+CMGS=" + QByteArray::number(part.tpduOctets()), m_limits.prompt);
-    if (prompt.end != AtAnswer::End::Prompt)
-        return withoutPrompt(prompt);
-
-    bool handedOver = false;
-    const AtAnswer answer =
-        m_channel.sendPayload(part.octets.toHex().toUpper(), "+CMGS:", m_limits.sendResult, handedOver);
-    if (answer.end == AtAnswer::End::Final) {
-        if (answer.isOk() && hasMessageReference(answer))
-            return {};
-        return modemRefused(answer.result);
-    }
-    if (!handedOver)
-        return withoutPrompt(answer);
-    SendOutcome outcome = failed(ModemResult::FateUnknown, u"短信已交给短信猫，但没有得到结果"_s);
-    outcome.isModemGone = answer.isLost() || !m_channel.resynchronise(m_limits.resync);
-    return outcome;
+    if (answer.end == AtAnswer::End::Prompt && !answer.isEchoUnexpected)
+        answer = m_channel.sendPayload(part.octets.toHex().toUpper(), m_limits.sendResult);
+    return {judgeSend(answer), wordsOf(answer)};
 }
 
-/// The modem cannot have acted on the message: the TPDU did not reach it as a whole.
-SendOutcome MessageSender::withoutPrompt(const AtAnswer &answer)
+SendOutcome MessageSender::sendPart(const SmsSubmit &part)
 {
-    if (answer.end == AtAnswer::End::Final)
-        return modemRefused(answer.result);
-    if (answer.isLost())
+    Attempt attempt = tryPart(part);
+    // Nothing was handed over: whatever was said may have been meant for an earlier command.
+    if (attempt.verdict == SendVerdict::NotPrompted && m_channel.resynchronise(m_limits.resync))
+        attempt = tryPart(part);
+    const QString &words = attempt.cause;
+    switch (attempt.verdict) {
+    case SendVerdict::Accepted:
+        return {};
+    case SendVerdict::Refused:
+        return failed(ModemResult::Refused, u"短信猫或网络拒绝（%1）"_s.arg(words));
+    case SendVerdict::NotConfirmed:
+        return failed(ModemResult::NotConfirmed, u"短信猫未确认发送（无消息编号）"_s);
+    case SendVerdict::NotTaken:
+        return waits(ModemFault::Kind::NotTaken, u"网络未接收短信（%1）"_s.arg(words));
+    case SendVerdict::NoNetwork:
+        return couldNotTry(ModemFault::Kind::NoNetwork, u"无网络或 SIM 卡不可用（%1）"_s.arg(words));
+    case SendVerdict::NotPrompted:
+        return waits(ModemFault::Kind::NotPrompted, u"短信猫未接受发送命令（%1）"_s.arg(words));
+    case SendVerdict::NoPrompt:
+        return waits(ModemFault::Kind::NoAnswer, u"短信猫对这条短信没有应答"_s);
+    case SendVerdict::SettingsLost: {
+        // ESC, so that nothing is taken for the text that the prompt waits for.
+        SendOutcome outcome = waits(ModemFault::Kind::NotPrompted, u"短信猫已重新启动"_s);
+        outcome.isSettingsLost = !outcome.isModemGone;
+        return outcome;
+    }
+    case SendVerdict::FateUnknown: {
+        SendOutcome outcome = failed(ModemResult::FateUnknown, u"短信已交给短信猫，但没有得到结果"_s);
+        outcome.isModemGone = !m_channel.resynchronise(m_limits.resync);
+        outcome.isSettingsLost = !outcome.isModemGone;
+        return outcome;
+    }
+    case SendVerdict::PortLost:
         return couldNotTry(ModemFault::Kind::PortLost, u"短信猫已断开"_s);
-    if (!m_channel.resynchronise(m_limits.resync))
+    }
+    Q_UNREACHABLE();
+}
+
+/// The message may be tried again: now it is asked whether anything can be sent at all.
+SendOutcome MessageSender::waits(ModemFault::Kind kind, const QString &cause)
+{
+    if (kind != ModemFault::Kind::NotTaken && !m_channel.resynchronise(m_limits.resync))
         return couldNotTry(ModemFault::Kind::PortLost, u"短信猫没有应答"_s);
-    return couldNotTry(ModemFault::Kind::NoAnswer, u"短信猫对这条短信没有应答"_s);
+    if (isRegistered(m_channel, m_limits))
+        return couldNotTry(kind, cause);
+    if (!m_channel.isSynchronised() && !m_channel.resynchronise(m_limits.resync))
+        return couldNotTry(ModemFault::Kind::PortLost, u"短信猫没有应答"_s);
+    return couldNotTry(ModemFault::Kind::NoNetwork, u"未注册到网络，%1"_s.arg(cause));
 }

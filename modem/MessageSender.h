@@ -3,6 +3,7 @@
 #include "modem/ModemFault.h"
 #include "modem/ModemLimits.h"
 #include "modem/ModemResult.h"
+#include "modem/SendVerdict.h"
 #include "modem/SmsSubmit.h"
 
 #include <QByteArray>
@@ -17,23 +18,28 @@ struct AtAnswer;
 struct SendOutcome {
     ModemResult result = ModemResult::Ok;
     std::optional<ModemFault::Kind> fault; ///< set: it could not be tried, and result means nothing
-    bool isModemGone = false; ///< the device is gone or stopped answering: the port is to be closed
-    QString cause;            ///< for the log, "" when sent
+    bool isModemGone = false;    ///< the device is gone or stopped answering: the port is to be closed
+    bool isSettingsLost = false; ///< the modem restarted: it is to be brought up before anything else
+    QString cause;               ///< for the log, "" when sent
 };
 
-/// Hands SMS to the modem (AT+CMGS, 3GPP TS 27.005, 3.5.1) and tells apart "refused", "could not try" and
-/// "unknown".
+/// Hands SMS to the modem (AT+CMGS, 3GPP TS 27.005, 3.5.1) and acts on what judgeSend() makes of the answers.
 class MessageSender
 {
 public:
     MessageSender(AtChannel &channel, const ModemLimits &limits) : m_channel(channel), m_limits(limits) {}
 
-    /// All parts in order, up to the first that is not accepted. Nothing is ever sent twice.
+    /// All parts in order, up to the first that is not accepted. Nothing that was handed over is handed over again.
     [[nodiscard]] SendOutcome send(const QList<SmsSubmit> &parts);
 
 private:
+    struct Attempt {
+        SendVerdict verdict;
+        QString cause; ///< the modem's own words
+    };
+    Attempt tryPart(const SmsSubmit &part);
     SendOutcome sendPart(const SmsSubmit &part);
-    SendOutcome withoutPrompt(const AtAnswer &answer);
+    SendOutcome waits(ModemFault::Kind kind, const QString &cause);
 
     AtChannel &m_channel;
     ModemLimits m_limits;

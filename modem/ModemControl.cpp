@@ -7,6 +7,7 @@
 #include "modem/SmsAddress.h"
 #include "modem/SmsSubmit.h"
 
+#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTimer>
 
@@ -35,11 +36,15 @@ public:
           reference(static_cast<quint8>(QRandomGenerator::global()->bounded(256)))
     {
         reopenTimer.setInterval(limits.reopen);
+        checkEnds.setInterval(0);
+        checkEnds.setSingleShot(true);
+        QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
     }
 
     BringUpReport connectDevice(std::chrono::milliseconds syncLimit);
     bool reopen();
-    void bringUpAgain();
+    bool bringUpAgain();
+    bool assertPduMode();
     void noteLost();
     void disconnectDevice();
     void makeReady();
@@ -50,6 +55,9 @@ public:
     ModemLink link;
     Receiver receiver;
     QTimer reopenTimer;
+    QTimer checkEnds;       ///< the next turn of the event loop
+    bool isChecked = false; ///< PDU mode was asserted in this turn
+    QElapsedTimer checkedAt;
 
     qint16 portNumber = 0;
     QString serviceCentre;
@@ -108,7 +116,8 @@ bool ModemControl::Private::reopen()
     return true;
 }
 
-void ModemControl::Private::bringUpAgain()
+/// False when the modem is gone.
+bool ModemControl::Private::bringUpAgain()
 {
     const BringUpReport report = link.bringUpAgain();
     isRegistered = report.isRegistered;
@@ -116,6 +125,19 @@ void ModemControl::Private::bringUpAgain()
         receiver.start();
     else
         noteLost();
+    return link.isOpen();
+}
+
+/// Modems lose their settings without a word. Asked once in each turn of the event loop, which is once a pass.
+/// False when the modem is gone.
+bool ModemControl::Private::assertPduMode()
+{
+    if (isChecked && checkedAt.elapsed() < limits.storePoll.count())
+        return true;
+    isChecked = true;
+    checkedAt.start();
+    checkEnds.start();
+    return link.assertPduMode() || bringUpAgain();
 }
 
 void ModemControl::Private::disconnectDevice()
@@ -135,6 +157,8 @@ void ModemControl::Private::makeReady()
     if (link.isOpen() && receiver.takeNews())
         bringUpAgain();
     if (link.isOpen() && !link.answers())
+        noteLost();
+    if (link.isOpen() && !assertPduMode())
         noteLost();
     if (!link.isOpen()) {
         noteLost();
@@ -228,7 +252,9 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         return code(ModemResult::TextTooLong);
     }
     d->makeReady();
-    const SendOutcome outcome = MessageSender(d->link.channel, d->limits).send(parts);
+    SendOutcome outcome = MessageSender(d->link.channel, d->limits).send(parts);
+    if (outcome.isSettingsLost && d->bringUpAgain() && outcome.fault)
+        outcome = MessageSender(d->link.channel, d->limits).send(parts);
     if (outcome.isModemGone)
         d->noteLost();
     if (outcome.fault)

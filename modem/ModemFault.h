@@ -9,10 +9,11 @@ class ModemFault final : public Fault
 public:
     enum class Kind {
         PortLost,  ///< the device is gone or could not be (re)opened: nothing can be sent now
-        NoAnswer,  ///< this attempt got no answer, but the modem answered AT after it: other messages may go
-                   ///< on
-        NoNetwork, ///< the network or the SIM lets nothing be sent now (+CMS ERROR 310 to 317, 331, +CME
-                   ///< alike)
+        NoNetwork, ///< the modem is not registered, or the SIM lets nothing be sent now
+        // Other messages may go on after these.
+        NoAnswer,    ///< this attempt got no answer, but the modem answered AT after it
+        NotPrompted, ///< the modem refused the command before the text was handed over
+        NotTaken,    ///< the network did not take the message this time, for a reason that may pass
     };
 
     ModemFault(Kind kind, const QString &message) : Fault(message), m_kind(kind) {}

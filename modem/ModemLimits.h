@@ -14,13 +14,16 @@ struct ModemLimits {
     ms reopenSync{2500};   ///< the same when reopening a lost port, again and again while the user works
     ms command{10000};     ///< any ordinary command; storage commands take seconds on some modems
     ms prompt{15000};      ///< AT+CMGS to ">": at once or not at all
-    ms sendResult{120000}; ///< TPDU to its final result: the network may take minutes
-    ms simBusy{10000};     ///< how long a SIM may stay busy at open()
-    ms simRetry{300};      ///< between two questions to a busy SIM
-    ms storePoll{60000};   ///< the store is read at least this often: notifications get lost
-    ms reopen{10000};      ///< between two attempts to reopen a lost port
-    ms waitRetry{10000};   ///< until messages that had to wait are raised again
-    s refusedRetry{3600};  ///< until a refused message is raised again
+    ms sendResult{300000}; ///< TPDU to its final result: networks have accepted after 135 s
+    ms quiet{200};         ///< silence behind an OK that should have had a line before it
+    ms straggler{2000}; ///< until an OK behind its line, or a prompt behind a stray result, is not waited for
+    ms lateReference{5000}; ///< until a bare OK to a TPDU counts as no confirmation
+    ms simBusy{10000};      ///< how long a SIM may stay busy at open()
+    ms simRetry{300};       ///< between two questions to a busy SIM
+    ms storePoll{60000};    ///< the store is read at least this often: notifications get lost
+    ms reopen{10000};       ///< between two attempts to reopen a lost port
+    ms waitRetry{10000};    ///< until messages that had to wait are raised again
+    s refusedRetry{3600};   ///< until a refused message is raised again
     /// An incomplete concatenated message is delivered as far as it came when its newest part is this old by
     /// its service-centre time (by the time first seen when that is earlier), ...
     s incompleteSet{24 * 3600};

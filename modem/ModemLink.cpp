@@ -41,6 +41,16 @@ BringUpReport ModemLink::bringUpAgain()
     return bringUp(channel, store, m_limits, m_serviceCentre, m_limits.resync);
 }
 
+bool ModemLink::assertPduMode()
+{
+    const auto ask = [this] { return channel.exchange("AT+CMGF=0", {}, m_limits.command); };
+    const AtAnswer answer = ask();
+    if (answer.isOk() || answer.isLost())
+        return answer.isOk() && !answer.isEchoUnexpected;
+    // It may have been the late answer of another command.
+    return channel.resynchronise(m_limits.resync) && ask().isOk();
+}
+
 void ModemLink::close()
 {
     line.close();

@@ -21,6 +21,8 @@ public:
                                      std::chrono::milliseconds syncLimit);
     /// Brings the modem up again on the open line, after it restarted by itself.
     [[nodiscard]] BringUpReport bringUpAgain();
+    /// Sets PDU mode again, which a modem that restarted silently has lost. False when the modem does not take it.
+    [[nodiscard]] bool assertPduMode();
     void close();
     [[nodiscard]] bool isOpen() const { return line.isOpen(); }
     /// False when the device is gone, or no longer answers although it is there.

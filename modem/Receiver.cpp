@@ -3,23 +3,12 @@
 #include "modem/AnswerFields.h"
 #include "modem/ModemControl.h"
 #include "modem/ModemLink.h"
+#include "modem/RestartAnnouncement.h"
 
 #include <QPointer>
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// What modems say when they start; their settings are then lost, PDU mode among them.
-bool tellsRestart(const QByteArray &line)
-{
-    static const QByteArrayList words{"RDY", "^SYSSTART", "+CFUN: 1", "CALL READY", "SMS READY"};
-    return words.contains(line.toUpper());
-}
-
-} // namespace
 
 Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limits, QObject *parent)
     : QObject(parent),
@@ -46,8 +35,8 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
 
 void Receiver::start()
 {
+    static_cast<void>(takeNews()); // a restart that was announced before the bring-up is dealt with
     m_isStoreDue = true;
-    m_isRestarted = false;
     m_wantsAcknowledge.reset();
     m_occupancy.clear();
     m_work.start();
@@ -107,7 +96,7 @@ void Receiver::noteLine(const AtLine &line)
         takeDirect(line);
     } else if (name == "+CDS") {
         acknowledge();
-    } else if (tellsRestart(line.text)) {
+    } else if (restartAnnouncement(line.text) != RestartAnnouncement::None) {
         m_isRestarted = true;
         m_work.start();
     }

@@ -11,8 +11,11 @@ namespace
 
 using Panel = OperatorConsole::Panel;
 
-/// Passes in which one row may get no answer from a modem that otherwise works.
-constexpr int maximumUnansweredPasses = 3;
+/// Tries of one row, each in a pass of its own, that the modem leaves without an answer or the network does not take.
+constexpr int maximumTries = 3;
+
+/// Rows in succession that the network does not take before a pass ends: it is the network then, not the rows.
+constexpr int maximumNotTaken = 3;
 
 QString answerTask()
 {
@@ -39,6 +42,10 @@ void lowerToSend(OperatorConsole &console, qint64 amount)
 void QueueSender::pass()
 {
     writeOverdueStatuses();
+    // A restart would send again what is not marked, so that must not become more than one message.
+    if (!m_unwrittenStatuses.isEmpty())
+        return;
+    m_notTaken = 0;
     Recordset queue(m_session.Conn());
     queue.open(u"select OAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
     raisePanel(m_console, Panel::ToSend, queue.recordCount());
@@ -54,7 +61,7 @@ void QueueSender::pass()
             lowerToSend(m_console, untried);
     });
     try {
-        for (; !queue.atEnd() && !m_console.stopRequested(); queue.moveNext()) {
+        for (; !queue.atEnd() && mayGoOn(); queue.moveNext()) {
             trySend(queue);
             lowerToSend(m_console, 1);
             --untried;
@@ -66,6 +73,11 @@ void QueueSender::pass()
     }
 }
 
+bool QueueSender::mayGoOn() const
+{
+    return !m_console.stopRequested() && m_unwrittenStatuses.isEmpty() && m_notTaken < maximumNotTaken;
+}
+
 void QueueSender::trySend(const Recordset &queue)
 {
     const QVariant key = queue.value("OAID"_L1);
@@ -75,37 +87,58 @@ void QueueSender::trySend(const Recordset &queue)
         return;
     }
     const qint64 id = key.toLongLong();
-    if (m_unwrittenStatuses.contains(id))
-        return;
     const QVariant number = queue.value("ToMB"_L1);
     const QVariant text = queue.value("MsgContent"_L1);
     if (number.isNull() || text.isNull()) {
-        finish(id, MessageStatus::Failed, number.toString());
+        fail(id, number.toString(), u"号码或内容为空值"_s);
         return;
     }
     try {
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
-        finish(id, result == 0 ? MessageStatus::Sent : MessageStatus::Failed, number.toString());
+        m_notTaken = 0;
+        if (result == 0)
+            finish(id, MessageStatus::Sent, Panel::Succeeded);
+        else
+            fail(id, number.toString(), u"%1（代码 %2）"_s.arg(m_modem.lastRefusal()).arg(result));
     } catch (const ModemFault &fault) {
-        if (fault.kind() != ModemFault::Kind::NoAnswer)
-            throw;
-        m_faults.struck(answerTask(), fault.message());
-        if (++m_unansweredPasses[id] >= maximumUnansweredPasses)
-            finish(id, MessageStatus::Failed, number.toString());
+        waitOrFail(id, number.toString(), fault);
     }
 }
 
-void QueueSender::finish(qint64 id, MessageStatus status, const QString &number)
+/// What concerns this row alone lets the others go on.
+void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault &fault)
 {
-    m_unansweredPasses.remove(id);
-    m_unwrittenStatuses.insert(id, status);
-    if (status == MessageStatus::Sent) {
-        raisePanel(m_console, Panel::Succeeded, 1);
-    } else {
-        raisePanel(m_console, Panel::Failed, 1);
-        m_console.addLogLine(u"手机号码："_s + number + u"短信发送失败."_s);
+    switch (fault.kind()) {
+    case ModemFault::Kind::PortLost:
+    case ModemFault::Kind::NoNetwork:
+        throw fault;
+    case ModemFault::Kind::NotPrompted: // says nothing of the row
+        m_faults.struck(answerTask(), fault.message());
+        return;
+    case ModemFault::Kind::NotTaken:
+        ++m_notTaken;
+        break;
+    case ModemFault::Kind::NoAnswer:
+        break;
     }
+    m_faults.struck(answerTask(), fault.message());
+    if (++m_tries[id] >= maximumTries)
+        fail(id, number, fault.message());
+}
+
+void QueueSender::fail(qint64 id, const QString &number, const QString &cause)
+{
+    m_console.addLogLine(u"手机号码："_s + number + u"短信发送失败."_s);
+    m_console.addLogLine(u"手机号码：%1，失败原因：%2"_s.arg(number, cause));
+    finish(id, MessageStatus::Failed, Panel::Failed);
+}
+
+void QueueSender::finish(qint64 id, MessageStatus status, OperatorConsole::Panel counter)
+{
+    m_tries.remove(id);
+    m_unwrittenStatuses.insert(id, status);
+    raisePanel(m_console, counter, 1);
     writeStatus(id);
 }
 

@@ -18,16 +18,20 @@ public:
     {
     }
 
-    /// One pass over every waiting row. A send that the network refused is an outcome. When the modem cannot
-    /// try (device gone, no network) the pass ends with ModemFault and the untried rows stay waiting; a row
-    /// that alone got no answer stays waiting too, for three passes, and the others go on. Throws
-    /// DatabaseFault when the database is gone. A message that was handed over is never handed over again in
-    /// this run, whatever the database does: only its status is written again.
+    /// One pass over every waiting row. A send that the network refused for good is an outcome. When the modem
+    /// cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay waiting. A row
+    /// that got no answer, or that the network did not take this time, stays waiting too, for three tries in all,
+    /// and the others go on. Throws DatabaseFault when the database is gone. A message that was handed over is
+    /// never handed over again in this run, whatever the database does: only its status is written again, and
+    /// while that is refused nothing more is sent.
     void pass();
 
 private:
     void trySend(const Recordset &queue);
-    void finish(qint64 id, MessageStatus status, const QString &number);
+    [[nodiscard]] bool mayGoOn() const;
+    void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);
+    void fail(qint64 id, const QString &number, const QString &cause);
+    void finish(qint64 id, MessageStatus status, OperatorConsole::Panel counter);
     void writeStatus(qint64 id);
     void writeOverdueStatuses();
 
@@ -36,5 +40,6 @@ private:
     FaultLog &m_faults;
     ModemControl &m_modem;
     QHash<qint64, MessageStatus> m_unwrittenStatuses; // by OAID: tried, but the database does not know yet
-    QHash<qint64, int> m_unansweredPasses;            // by OAID
+    QHash<qint64, int> m_tries;                       // by OAID: without an answer, or not taken
+    int m_notTaken = 0;                               // rows in succession in this pass
 };

@@ -20,6 +20,9 @@ inline ModemLimits shortLimits()
     limits.command = 2s;
     limits.prompt = 500ms;
     limits.sendResult = 700ms;
+    limits.quiet = 100ms;
+    limits.straggler = 300ms;
+    limits.lateReference = 300ms;
     limits.simBusy = 500ms;
     limits.simRetry = 20ms;
     limits.storePoll = 60s;

@@ -19,7 +19,7 @@ private slots:
         modem.forgetCommands();
         QCOMPARE(bench.control.send(u" +8613800138000\t"_s, u"hellohello"_s), qint16{0});
         QCOMPARE(bench.control.send(numberText(), u"中文"_s), qint16{0});
-        QCOMPARE(modem.commands(), (QByteArrayList{"AT+CMGS=23", "AT+CMGS=17"}));
+        QCOMPARE(modem.commands(), (QByteArrayList{"AT+CMGF=0", "AT+CMGS=23", "AT+CMGS=17"}));
         QCOMPARE(modem.tpdus(), (QByteArrayList{"0001000D91683108108300F000000AE8329BFD4697D9EC37",
                                                 "0001000B813108108300F00008044E2D6587"}));
     }
@@ -53,7 +53,7 @@ private slots:
         bench.open(modem);
         modem.forgetCommands();
         QCOMPARE(bench.control.send(to, text), result);
-        QCOMPARE(modem.commands().size(), result == 0 ? 1 : 0);
+        QCOMPARE(modem.count("AT+CMGS"), result == 0 ? 1 : 0);
     }
 
     void sendResults_data()
@@ -61,35 +61,45 @@ private slots:
         QTest::addColumn<QByteArray>("toCommand"); // "" = prompt
         QTest::addColumn<QByteArray>("toTpdu");
         QTest::addColumn<int>("result"); // a fault is negative: -1 - kind
-        const auto row = [](const char *name, const char *toCommand, const char *toTpdu, ModemResult result) {
-            QTest::newRow(name) << QByteArray(toCommand) << QByteArray(toTpdu) << static_cast<int>(result);
+        const auto row = [](const char *name, const char *toCommand, const QByteArray &toTpdu,
+                            ModemResult result) {
+            QTest::newRow(name) << QByteArray(toCommand) << toTpdu << static_cast<int>(result);
         };
-        const auto fault = [](const char *name, const char *toCommand, const char *toTpdu) {
-            QTest::newRow(name) << QByteArray(toCommand) << QByteArray(toTpdu)
-                                << -1 - static_cast<int>(ModemFault::Kind::NoNetwork);
+        using Kind = ModemFault::Kind;
+        const auto fault = [](const char *name, const char *toCommand, const QByteArray &toTpdu,
+                              Kind kind = Kind::NotTaken) {
+            QTest::newRow(name) << QByteArray(toCommand) << toTpdu << -1 - static_cast<int>(kind);
         };
         row("accepted", "", "\r\n+CMGS: 0\r\n\r\nOK\r\n", ModemResult::Ok);
         row("accepted-lf-only-lower-case", "", "\n+cmgs: 12,\"x\"\nok\n", ModemResult::Ok);
         row("accepted-after-urc", "", "\r\n+CREG: 1\r\n+CMGS: 1\r\n+CMTI: \"SM\",1\r\nOK\r\n",
             ModemResult::Ok);
+        row("reference-without-ok", "", "\r\n+CMGS: 3\r\n", ModemResult::Ok);
+        row("reference-then-error", "", "\r\n+CMGS: 3\r\n\r\n+CMS ERROR: 500\r\n", ModemResult::Ok);
         row("bare-ok", "", "\r\nOK\r\n", ModemResult::NotConfirmed);
         row("no-number-in-reference", "", "\r\n+CMGS: \r\n\r\nOK\r\n", ModemResult::NotConfirmed);
-        row("reference-then-error", "", "\r\n+CMGS: 3\r\n\r\n+CMS ERROR: 500\r\n", ModemResult::Refused);
-        row("error", "", "\r\nERROR\r\n", ModemResult::Refused);
-        row("cms-500", "", "\r\n+CMS ERROR: 500\r\n", ModemResult::Refused);
-        row("cms-309", "", "\r\n+CMS ERROR: 309\r\n", ModemResult::Refused);
-        row("cms-318", "", "\r\n+CMS ERROR: 318\r\n", ModemResult::Refused);
-        row("cms-330", "", "\r\n+CMS ERROR: 330\r\n", ModemResult::Refused);
-        row("cms-332", "", "\r\n+CMS ERROR: 332\r\n", ModemResult::Refused);
-        fault("cms-310", "", "\r\n+CMS ERROR: 310\r\n");
-        fault("cms-317", "", "\r\n+CMS ERROR: 317\r\n");
-        fault("cms-331", "", "\r\n+CMS ERROR: 331\r\n");
-        fault("cms-331-verbose", "", "\r\n+CMS ERROR: no network service\r\n");
-        fault("cme-30-before-prompt", "\r\n+CME ERROR: 30\r\n", "");
-        row("error-before-prompt", "\r\n+CMS ERROR: 304\r\n", "", ModemResult::Refused);
-        row("ok-before-prompt", "\r\nOK\r\n", "", ModemResult::NotConfirmed);
+        for (const int permanent : {1, 8, 10, 21, 28, 30, 50, 81, 127, 128, 193, 195, 207, 303, 304})
+            row(qPrintable(u"cms-%1"_s.arg(permanent)), "",
+                "\r\n+CMS ERROR: " + QByteArray::number(permanent) + "\r\n", ModemResult::Refused);
+        row("cms-verbose", "", "\r\n+CMS ERROR: unassigned number\r\n", ModemResult::Refused);
+        for (const int temporary : {0,   2,   17,  22,  27,  38,  41,  42,  47,  69,  192,
+                                    194, 208, 300, 319, 330, 331, 332, 500, 512, 515, 532})
+            fault(qPrintable(u"cms-%1"_s.arg(temporary)), "",
+                  "\r\n+CMS ERROR: " + QByteArray::number(temporary) + "\r\n");
+        fault("error", "", "\r\nERROR\r\n");
+        fault("cms-unknown-words", "", "\r\n+CMS ERROR: whatever\r\n");
+        fault("cme-515", "", "\r\n+CME ERROR: 515\r\n");
+        fault("cms-310", "", "\r\n+CMS ERROR: 310\r\n", Kind::NoNetwork);
+        fault("cms-318", "", "\r\n+CMS ERROR: 318\r\n", Kind::NoNetwork);
+        fault("cme-10", "", "\r\n+CME ERROR: 10\r\n", Kind::NoNetwork);
+        fault("cme-30-before-prompt", "\r\n+CME ERROR: 30\r\n", "", Kind::NoNetwork);
+        fault("permanent-code-before-prompt", "\r\n+CMS ERROR: 304\r\n", "", Kind::NotPrompted);
+        fault("cme-515-before-prompt", "\r\n+CME ERROR: 515\r\n", "", Kind::NotPrompted);
+        fault("ok-before-prompt", "\r\nOK\r\n", "", Kind::NotPrompted);
         row("silence-after-tpdu", "", "", ModemResult::FateUnknown);
         row("unplugged-after-tpdu", "", "HANGUP", ModemResult::FateUnknown);
+        row("tpdu-echoed-although-echo-is-off", "",
+            "0001000B813108108300F000000178\r\n+CMGS: 3\r\n\r\nOK\r\n", ModemResult::FateUnknown);
     }
     void sendResults()
     {
@@ -130,13 +140,65 @@ private slots:
         TestModem modem;
         ModemBench bench;
         bench.open(modem);
-        modem.answerTpdus({"", "\r\n+CMS ERROR: 500\r\n"});
+        modem.answerTpdus({"", "\r\n+CMS ERROR: 1\r\n"});
         modem.answer("AT$", toAt);
         modem.answer("AT+CMGS", toCmgs);
         QCOMPARE(bench.control.send(numberText(), u"one"_s), code(ModemResult::FateUnknown));
         QCOMPARE(bench.control.send(numberText(), u"two"_s), code(ModemResult::Refused));
         QCOMPARE(bench.control.send(numberText(), u"three"_s), qint16{0});
         QCOMPARE(modem.tpdus().size(), 3);
+    }
+
+    void refusedBeforeThePromptIsTriedOnceMore()
+    {
+        TestModem modem;
+        ModemBench bench;
+        bench.open(modem);
+        modem.answer("AT+CMGS", {"\r\n+CMS ERROR: 512\r\n", "\r\n> "});
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+        QCOMPARE(modem.tpdus().size(), 1);
+    }
+
+    void withoutRegistrationNothingIsRefused()
+    {
+        TestModem modem;
+        ModemBench bench;
+        bench.open(modem);
+        modem.answer("AT+CREG?", {"\r\n+CREG: 0,2\r\n\r\nOK\r\n"});
+        modem.answer("AT+C", {"\r\nERROR\r\n"}); // the other two questions
+        modem.answer("AT+CMGF", {"\r\nOK\r\n"});
+        modem.answer("AT+CMGS", {"\r\n> "});
+        modem.answerTpdus({"\r\n+CMS ERROR: 500\r\n"});
+        QCOMPARE(faultOf(bench.control, numberText(), u"x"_s), ModemFault::Kind::NoNetwork);
+    }
+
+    void restartAfterTheHandOverEndsTheWait()
+    {
+        TestModem modem;
+        ModemLimits limits = shortLimits();
+        limits.sendResult = std::chrono::minutes(5);
+        ModemBench bench(limits);
+        bench.open(modem);
+        modem.forgetCommands();
+        modem.answerTpdus({"\r\n^SYSSTART\r\n"});
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), code(ModemResult::FateUnknown));
+        QCOMPARE(bench.control.send(numberText(), u"y"_s), qint16{0});
+        QCOMPARE(modem.count("AT+CNMI"), 1); // brought up again before the second one
+    }
+
+    void silentRestartInTextModeSendsNoText()
+    {
+        TestModem modem;
+        ModemBench bench;
+        bench.open(modem);
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+        modem.forgetCommands();
+        // Within the same pass: it echoes again.
+        modem.answer("AT+CMGS", {"AT+CMGS=14\r\r\n> ", "\r\n> "});
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+        QCOMPARE(modem.tpdus().size(), 2);
+        const QByteArrayList commands = modem.commands();
+        QVERIFY(commands.lastIndexOf("AT+CMGF=0") > commands.indexOf("AT+CMGS=14"));
     }
 
     void silentPromptLetsOthersGo()
@@ -172,7 +234,7 @@ private slots:
         QTest::addColumn<int>("result"); // negative: a fault
         QTest::addColumn<int>("tpdus");
         const QByteArray accepted = "\r\n+CMGS: 1\r\n\r\nOK\r\n";
-        const QByteArray noNetwork = "\r\n+CMS ERROR: 331\r\n";
+        const QByteArray noNetwork = "\r\n+CMS ERROR: 310\r\n";
         QTest::newRow("all") << QByteArrayList{accepted, accepted, accepted} << 0 << 3;
         QTest::newRow("no-network-at-first") << QByteArrayList{noNetwork} << -1 << 1;
         QTest::newRow("no-network-at-second")

@@ -1,0 +1,21 @@
+#include "modem/Registration.h"
+
+#include "modem/AnswerFields.h"
+#include "modem/AtChannel.h"
+
+bool isRegistered(AtChannel &channel, const ModemLimits &limits)
+{
+    for (const QByteArray &name : {QByteArray("+CREG"), QByteArray("+CGREG"), QByteArray("+CEREG")}) {
+        const AtAnswer answer = channel.exchange("AT" + name + '?', name + ':', limits.command);
+        for (const AtLine &line : answer.lines) {
+            // <stat> is the last of one or the second of several parameters.
+            const QList<AnswerField> fields = answerFields(line.text);
+            const int stat = fields.value(fields.size() > 1 ? 1 : 0).number().value_or(0);
+            if (stat == 1 || stat == 5 || stat == 6 || stat == 7)
+                return true;
+        }
+        if (answer.end != AtAnswer::End::Final)
+            return false;
+    }
+    return false;
+}
