@@ -98,7 +98,7 @@ for i in 1 2 3 4 5 6; do
     sqlite3 -cmd ".timeout 5000" "$work/oa.db" "insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount)
         values (-1, '', '1380013800$i', '下午三点在二楼会议室开会', '0', 0)"
 done
-"$bin/modem-simulator" --control "$work/control" --command "refuse 1 500" >/dev/null
+"$bin/modem-simulator" --control "$work/control" --command "refuse 1 1" >/dev/null
 click "$main" 541 23 # 启动
 until_true 30 archived 6
 shot "$main" main-running
