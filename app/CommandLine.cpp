@@ -25,16 +25,17 @@ void describe(QCommandLineParser &parser)
          u"Use this settings file (else $SMS_SERVER_SETTINGS, else the user's configuration folder)."_s,
          u"FILE"_s},
         {u"set"_s,
-         u"Write a setting and exit; may be repeated. Names: CenterCode, TimeDelay (seconds), ServerPort "
-         u"(COM port "
-         "number), ConnectString, COMn (device behind COM port n), SenderCountryCode, MailTls."_s,
+         u"Check and write a setting, and exit; may be repeated. ConnectString=- reads the value from "
+         u"standard "
+         "input. Names: %1. COMn is the device behind COM port n."_s.arg(
+             Settings::shortNames().join(u", "_s)),
          u"NAME=VALUE"_s},
         {u"show-settings"_s, u"Print the settings, passwords masked, and exit."_s},
         {u"skip-old-mail"_s,
          u"Before the first start: alert no user about mail that is already there, and exit."_s},
-        {u"check"_s, u"Try the database, the modem and the mail accounts, say what is wrong and what to do, "
-                     u"change nothing, "
-                     "and exit: 0 all well, 1 not."_s},
+        {u"check"_s,
+         u"Try the database, the modem and the mail accounts, say what is wrong and what to do, change "
+         "nothing, and exit: 0 all well, 1 not."_s},
         {u"log-file"_s, u"Append every log line to this file."_s, u"FILE"_s},
         {u"trace"_s, u"Show the modem's traffic on standard error."_s},
         {u"screenshot"_s, u"Save a picture (PNG) of the main window at the end."_s, u"FILE"_s},
@@ -43,18 +44,14 @@ void describe(QCommandLineParser &parser)
 
 } // namespace
 
-std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString &error)
+std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;
     describe(parser);
-    if (!parser.parse(arguments)) {
-        error = parser.errorText();
-        return std::nullopt;
-    }
-    if (!parser.positionalArguments().isEmpty()) {
-        error = u"Unexpected argument '%1'."_s.arg(parser.positionalArguments().constFirst());
-        return std::nullopt;
-    }
+    if (!parser.parse(arguments))
+        return WrongUsage{parser.errorText()};
+    if (!parser.positionalArguments().isEmpty())
+        return WrongUsage{u"Unexpected argument '%1'."_s.arg(parser.positionalArguments().constFirst())};
     CommandLine line;
     line.help = parser.isSet(u"help"_s);
     line.version = parser.isSet(u"version"_s);
@@ -72,10 +69,9 @@ std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString
     for (const QString &assignment : assignments) {
         const qsizetype equals = assignment.indexOf(u'=');
         const QString name = assignment.left(equals);
-        if (equals <= 0 || Settings::pathOf(name).isEmpty()) {
-            error = u"--set wants NAME=VALUE with one of the names that --help lists, not '%1'."_s.arg(name);
-            return std::nullopt;
-        }
+        if (equals <= 0 || Settings::pathOf(name).isEmpty())
+            return WrongUsage{
+                u"--set wants NAME=VALUE with one of the names that --help lists, not '%1'."_s.arg(name)};
         line.assignments.append({name, assignment.mid(equals + 1)});
     }
     return line;

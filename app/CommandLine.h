@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QStringList>
-#include <optional>
+#include <variant>
 
 /// What the command line asks for.
 struct CommandLine {
@@ -32,10 +32,17 @@ struct CommandLine {
 
     /// Exit status for a command line that cannot be understood.
     static constexpr int wrongUsage = 2;
+    /// Exit status of an unattended start that a missing setting ended: a person has to act.
+    static constexpr int settingMissing = 3;
 };
 
-/// Reads the arguments (the program's name first). Nothing, and error in words, when they are wrong.
-[[nodiscard]] std::optional<CommandLine> readCommandLine(const QStringList &arguments, QString &error);
+/// A command line that cannot be understood: why, in words.
+struct WrongUsage {
+    QString why;
+};
+
+/// Reads the arguments (the program's name first).
+[[nodiscard]] std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &arguments);
 
 /// The text of --help.
 [[nodiscard]] QString commandLineHelp();

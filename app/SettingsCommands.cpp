@@ -2,10 +2,34 @@
 
 #include "database/ConnectionString.h"
 #include "foundation/Settings.h"
+#include "platform/fault/Fault.h"
+
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+CommandLine::Assignment completed(const CommandLine::Assignment &assignment)
+{
+    const bool isElsewhere =
+        assignment.value == u"-" && Settings::pathOf(assignment.name) == Settings::connectStringPath();
+    return isElsewhere ? CommandLine::Assignment{assignment.name, QTextStream(stdin).readLine()} : assignment;
+}
+
+} // namespace
 
 void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {
-    for (const auto &[name, value] : assignments)
+    QList<CommandLine::Assignment> checked;
+    for (const auto &assignment : assignments) {
+        checked += completed(assignment);
+        const QString problem = Settings::problemOf(checked.last().name, checked.last().value);
+        if (!problem.isEmpty())
+            throw Fault(u"%1 没有写入：%2"_s.arg(assignment.name, problem));
+    }
+    for (const auto &[name, value] : std::as_const(checked))
         registry.write(Settings::pathOf(name), value);
 }
 

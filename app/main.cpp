@@ -142,12 +142,12 @@ QStringList arguments(int argc, char **argv)
 int main(int argc, char **argv)
 {
     // Before the application object, which would want a display even for --help.
-    QString error;
-    const auto line = readCommandLine(arguments(argc, argv), error);
-    if (!line) {
-        print(stderr, error + u"\nTry --help.\n"_s);
+    const auto read = readCommandLine(arguments(argc, argv));
+    if (const auto *wrong = std::get_if<WrongUsage>(&read)) {
+        print(stderr, wrong->why + u"\nTry --help.\n"_s);
         return CommandLine::wrongUsage;
     }
+    const auto *line = std::get_if<CommandLine>(&read);
     if (line->help || line->version) {
         const QCoreApplication application(argc, argv); // the help text asks for the program's name
         print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION "\n"_s);

@@ -2,6 +2,7 @@
 
 #include "console/frmParm.h"
 #include "foundation/GetFormateTime.h"
+#include "foundation/Settings.h"
 
 #include <QCloseEvent>
 #include <QDesktopServices>
@@ -173,7 +174,15 @@ void frmMain::Command1_Click()
 
 void frmMain::m_about_Click()
 {
-    openWebPage(QStringLiteral(SMS_MAKER_URL));
+    openWebPage(webAddress("MakerUrl"_L1, QStringLiteral(SMS_MAKER_URL)));
+}
+
+QString frmMain::webAddress(QLatin1String setting, const QString &builtIn)
+{
+    QString address;
+    m_passes.guard().run(u"读取网址"_s,
+                         [&] { address = m_parts.registry.read(Settings::localPath(setting)).trimmed(); });
+    return address.isEmpty() ? builtIn : address;
 }
 
 void frmMain::openWebPage(const QString &address)

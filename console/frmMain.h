@@ -86,6 +86,8 @@ private:
     [[nodiscard]] int retryInterval();
     void stopService();
     void tDisTime_Timer();
+    /// The address that the setting holds, else the one that was built in.
+    [[nodiscard]] QString webAddress(QLatin1String setting, const QString &builtIn);
     void openWebPage(const QString &address);
 
     ServerParts m_parts;
@@ -99,7 +101,7 @@ private:
                                       [this] { return retryInterval(); }, this};
 
     QGroupBox Frame1{this};
-    LinkLabel lblUrl{QStringLiteral(SMS_PRODUCT_URL), &Frame1};
+    LinkLabel lblUrl{webAddress(QLatin1String("ProductUrl"), QStringLiteral(SMS_PRODUCT_URL)), &Frame1};
     QPushButton btnOp{this};
     QPushButton Command1{this};
     LogBox m_smsLog{this};

@@ -6,10 +6,14 @@ mail_server=
 mail_folder=
 mail_port=
 
-# start_mail_server: fails when there is none on this machine.
+# start_mail_server CONFIGURATION-TEMPLATE: fails, saying why, when there is none on this machine or it does not
+# start.
 start_mail_server() {
-    local dovecot internal_user=dovecot login_user=dovenull uid gid template=$1
-    dovecot=$(PATH=$PATH:/usr/sbin command -v dovecot) || return 1
+    local dovecot internal_user=dovecot internal_group=dovecot login_user=dovenull uid gid template=$1
+    dovecot=$(PATH=$PATH:/usr/sbin command -v dovecot) || {
+        echo "There is no Dovecot on this machine."
+        return 1
+    }
     # The server gives its rights up and must still reach its files, wherever this folder is.
     mail_folder=$(mktemp -d)
     chmod 755 "$mail_folder"
@@ -19,7 +23,7 @@ start_mail_server() {
         uid=$(id -u mail) gid=$(id -g mail)
         chown -R mail "$mail_folder/mail"
     else
-        uid=$(id -u) gid=$(id -g) internal_user=$(id -un) login_user=$internal_user
+        uid=$(id -u) gid=$(id -g) internal_user=$(id -un) internal_group=$(id -gn) login_user=$(id -un)
     fi
     openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj /CN=localhost -keyout "$mail_folder/key.pem" \
         -out "$mail_folder/cert.pem" 2>/dev/null
@@ -27,13 +31,19 @@ start_mail_server() {
     sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$(free_port)|; s|@UID@|$uid|; s|@GID@|$gid|" \
         -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|; s|@NO_PLAIN_TEXT@|no|" \
         -e "s|@MECHANISMS@|plain login|; s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|" \
+        -e "s|@INTERNAL_GROUP@|$internal_group|" \
         "$template" >"$mail_folder/dovecot.conf"
-    "$dovecot" -F -c "$mail_folder/dovecot.conf" &
+    "$dovecot" -F -c "$mail_folder/dovecot.conf" 2>mail-server.log &
     mail_server=$!
     for _ in $(seq 200); do
         port_answers "$mail_port" && return 0
+        kill -0 "$mail_server" 2>/dev/null || break
         sleep 0.05
     done
+    echo "The private POP3 server did not start:"
+    cat mail-server.log "$mail_folder/log" 2>/dev/null | tail -n 3
+    kill "$mail_server" 2>/dev/null || true
+    mail_server=
     return 1
 }
 

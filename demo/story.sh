@@ -54,7 +54,7 @@ if start_mail_server ../dovecot.conf.in; then
     sql "insert into SA_email (UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)
          values ('zhangwei', '127.0.0.1', $mail_port, '$mail_user', '$mail_password', '0')"
 else
-    echo "There is none on this machine; the story goes on without external mail."
+    echo "The story goes on without external mail."
 fi
 
 start=("$bin/sms-server" --settings settings.ini --start --log-file server.log)

@@ -1,5 +1,7 @@
 #include "foundation/Settings.h"
 
+#include "foundation/SettingChecks.h"
+
 #include <QRegularExpression>
 #include <array>
 
@@ -18,15 +20,37 @@ constexpr QLatin1String localKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SMS
 struct Setting {
     QLatin1String key;
     QLatin1String shortName;
+    QString (*problem)(const QString &value) = SettingChecks::anything;
 };
 
 /// Every setting but the COM ports, in the order in which they are shown.
 constexpr std::array settings = {
-    Setting{serverKey, "CenterCode"_L1},       Setting{serverKey, "TimeDelay"_L1},
-    Setting{serverKey, "ServerPort"_L1},       Setting{officeKey, "ConnectString"_L1},
-    Setting{localKey, "SenderCountryCode"_L1}, Setting{localKey, "MailTls"_L1},
+    Setting{serverKey, "CenterCode"_L1, SettingChecks::serviceCentre},
+    Setting{serverKey, "TimeDelay"_L1, SettingChecks::scanInterval},
+    Setting{serverKey, "ServerPort"_L1, SettingChecks::comPort},
+    Setting{officeKey, "ConnectString"_L1, SettingChecks::connectString},
+    Setting{localKey, "SenderCountryCode"_L1, SettingChecks::countryCode},
+    Setting{localKey, "MailTls"_L1, SettingChecks::mailTls},
+    Setting{localKey, "ProductUrl"_L1, SettingChecks::webAddress},
+    Setting{localKey, "MakerUrl"_L1, SettingChecks::webAddress},
 };
 constexpr int listedComPorts = 10;
+
+const Setting *find(const QString &shortName)
+{
+    for (const Setting &setting : settings) {
+        if (shortName.compare(setting.shortName, Qt::CaseInsensitive) == 0)
+            return &setting;
+    }
+    return nullptr;
+}
+
+const QRegularExpression &comPortName()
+{
+    static const QRegularExpression form(u"^COM([1-9][0-9]{0,4})$"_s,
+                                         QRegularExpression::CaseInsensitiveOption);
+    return form;
+}
 
 } // namespace
 
@@ -57,14 +81,18 @@ QString localPath(QLatin1String shortName)
 
 QString pathOf(const QString &shortName)
 {
-    for (const Setting &setting : settings) {
-        if (shortName.compare(setting.shortName, Qt::CaseInsensitive) == 0)
-            return setting.key + setting.shortName;
-    }
-    static const QRegularExpression comPort(u"^COM([1-9][0-9]{0,4})$"_s,
-                                            QRegularExpression::CaseInsensitiveOption);
-    const auto match = comPort.match(shortName);
+    if (const Setting *setting = find(shortName))
+        return setting->key + setting->shortName;
+    const auto match = comPortName().match(shortName);
     return match.hasMatch() ? comDevicePath(match.captured(1).toInt()) : QString();
+}
+
+QString problemOf(const QString &shortName, const QString &value)
+{
+    if (value.isEmpty())
+        return {};
+    const Setting *setting = find(shortName);
+    return setting != nullptr ? setting->problem(value) : SettingChecks::devicePath(value);
 }
 
 QStringList shortNames()

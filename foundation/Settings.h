@@ -21,12 +21,16 @@ namespace Settings
 [[nodiscard]] QString comDevicePath(int comPort);
 /// The others, each by its short name:
 /// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
-/// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too.
+/// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too;
+/// - ProductUrl, MakerUrl: the two web addresses in place of those that were built in.
 [[nodiscard]] QString localPath(QLatin1String shortName);
 
 /// The full path of a setting by the short name that the command line uses (CenterCode, COM3, ...); "" for an
 /// unknown name. Letter case does not count.
 [[nodiscard]] QString pathOf(const QString &shortName);
+/// Why the value would not do for the setting of that short name, in words; "" when it does. An empty value
+/// takes the setting away and always does.
+[[nodiscard]] QString problemOf(const QString &shortName, const QString &value);
 /// The short names in the order in which they are shown; COM ports are listed as COM1 to COM10.
 [[nodiscard]] QStringList shortNames();
 

@@ -15,11 +15,25 @@ install_packages() {
         [ "$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null)" = "install ok installed" ] || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
-    echo "Installing ${missing[*]} ..."
-    local sudo=
-    [ "$(id -u)" -eq 0 ] || sudo=sudo
-    $sudo apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "These packages are missing, and only root can install them (there is no sudo here). As root:"
+            echo "  apt-get install --no-install-recommends ${missing[*]}"
+            exit 1
+        fi >&2
+        as_root=(sudo)
+    fi
+    local log
+    log=$(mktemp -t sms-server-apt.XXXXXX)
+    echo "Installing ${missing[*]} (what apt says: $log) ..."
+    if ! { "${as_root[@]}" apt-get update && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+        tail -n 5 "$log"
+        echo "apt could not install them; all it said stands in $log."
+        exit 1
+    fi >&2
+    rm "$log"
 }
 
 # build_preset PRESET [TARGET...]
@@ -30,6 +44,9 @@ build_preset() {
         export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
     fi
     echo "Building the $preset preset in build/$preset ..."
-    cmake --preset "$preset" >/dev/null
+    local log
+    log=$(mktemp)
+    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2 && rm "$log" && exit 1; }
+    rm "$log"
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }

@@ -24,19 +24,19 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, named);
-        QString error;
-        QVERIFY(!readCommandLine(QStringList{u"sms-server"_s} + arguments, error));
-        QVERIFY2(error.contains(named), qPrintable(error));
+        const auto read = readCommandLine(QStringList{u"sms-server"_s} + arguments);
+        const auto *wrong = std::get_if<WrongUsage>(&read);
+        QVERIFY(wrong != nullptr);
+        QVERIFY2(wrong->why.contains(named), qPrintable(wrong->why));
     }
 
     void everythingAtOnce()
     {
-        QString error;
-        const auto line = readCommandLine({u"sms-server"_s, u"--start"_s, u"--hidden"_s, u"--settings=/s"_s,
+        const auto read = readCommandLine({u"sms-server"_s, u"--start"_s, u"--hidden"_s, u"--settings=/s"_s,
                                            u"--set"_s, u"ConnectString=Provider=SQLite;Data Source=a=b"_s,
-                                           u"--set"_s, u"com12="_s, u"--log-file"_s, u"/l"_s},
-                                          error);
-        QVERIFY2(line.has_value(), qPrintable(error));
+                                           u"--set"_s, u"com12="_s, u"--log-file"_s, u"/l"_s});
+        const auto *line = std::get_if<CommandLine>(&read);
+        QVERIFY(line != nullptr);
         QVERIFY(line->start && line->hidden && !line->headless && !line->wantsWindow());
         QCOMPARE(line->assignments.size(), 2);
         QCOMPARE(line->assignments.at(0).value, u"Provider=SQLite;Data Source=a=b"_s);

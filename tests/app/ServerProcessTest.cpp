@@ -73,6 +73,38 @@ private slots:
         QVERIFY2(all.contains(said), qPrintable(all));
     }
 
+    void badSettingsAreRefusedAndNothingIsWritten_data()
+    {
+        QTest::addColumn<QString>("assignment");
+        for (const char *assignment :
+             {"CenterCode=+86-138", "TimeDelay=0.4", "ServerPort=COM3", "ServerPort=32768",
+              "ConnectString=Provider=Nope;Data Source=x", "COM4=ttyUSB0", "SenderCountryCode=+86",
+              "MailTls=always", "ProductUrl=javascript:x"})
+            QTest::newRow(assignment) << QString::fromLatin1(assignment);
+    }
+    void badSettingsAreRefusedAndNothingIsWritten()
+    {
+        QFETCH(QString, assignment);
+        ServerProcess server({u"--settings"_s, m_office->registry.fileName(), u"--set"_s, u"COM7=/dev/x"_s,
+                              u"--set"_s, assignment});
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(server.exitCode(), 1);
+        const QString name = assignment.section(u'=', 0, 0);
+        QVERIFY2(server.errors().startsWith(name + u" 没有写入："_s), qPrintable(server.errors()));
+        QCOMPARE(m_office->registry.read(Settings::comDevicePath(7)), QString());
+    }
+
+    void theConnectStringComesFromStandardInput()
+    {
+        ServerProcess server(
+            {u"--settings"_s, m_office->registry.fileName(), u"--set"_s, u"ConnectString=-"_s});
+        server.write("Provider=SQLite;Data Source=/tmp/中文.db\n");
+        server.closeWriteChannel();
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(m_office->registry.read(Settings::connectStringPath()),
+                 u"Provider=SQLite;Data Source=/tmp/中文.db"_s);
+    }
+
     void messageBoxesBecomeLogLinesAndTheLogFileHoldsThemOldestFirst()
     {
         const QString logFile = m_office->path(u"log"_s);

@@ -171,7 +171,9 @@ private slots:
         QCOMPARE(names, QStringList({u"m_log"_s, u"m_l1"_s, u"m_about"_s, u"m_l2"_s, u"m_Stop"_s}));
         QCOMPARE(menu->defaultAction(), menu->actions().constFirst());
         menu->actions().at(2)->trigger();
-        QCOMPARE(browser.addresses, QStringList{QStringLiteral(SMS_MAKER_URL)});
+        m_console->office.registry.write(Settings::localPath("MakerUrl"_L1), u"http://maker.test/"_s);
+        menu->actions().at(2)->trigger();
+        QCOMPARE(browser.addresses, QStringList({QStringLiteral(SMS_MAKER_URL), u"http://maker.test/"_s}));
         m_console->window.hide();
         menu->actions().at(0)->trigger();
         QVERIFY(m_console->window.isVisible());

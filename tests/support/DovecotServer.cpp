@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
+#include <grp.h>
+#include <pwd.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -80,7 +82,8 @@ void DovecotServer::writeConfiguration(PlainText plainText)
     const bool allowed = plainText == PlainText::Allowed;
     const bool root = ::geteuid() == 0;
     QByteArray text = pattern.readAll();
-    const QByteArray self = qgetenv("USER");
+    const QByteArray self = ::getpwuid(::geteuid())->pw_name;
+    const QByteArray group = ::getgrgid(::getegid())->gr_name;
     text.replace("@DIR@", m_dir.path().toUtf8());
     text.replace("@PORT@", QByteArray::number(m_port));
     text.replace("@TLS_PORT@", QByteArray::number(m_tlsPort));
@@ -90,6 +93,7 @@ void DovecotServer::writeConfiguration(PlainText plainText)
     text.replace("@NO_PLAIN_TEXT@", allowed ? "no" : "yes");
     text.replace("@MECHANISMS@", allowed ? "plain login cram-md5" : "plain login");
     text.replace("@INTERNAL_USER@", root ? "dovecot" : self);
+    text.replace("@INTERNAL_GROUP@", root ? "dovecot" : group);
     text.replace("@LOGIN_USER@", root ? "dovenull" : self);
     writeFile(m_dir.filePath(u"dovecot.conf"_s), text);
 }
