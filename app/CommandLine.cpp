@@ -9,8 +9,13 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr QLatin1String collectMailOption("collect-mail");
+
 void describe(QCommandLineParser &parser)
 {
+    QCommandLineOption collectMail(collectMailOption);
+    collectMail.setFlags(QCommandLineOption::HiddenFromHelp); // the server starts itself so
+    parser.addOption(collectMail);
     parser.setApplicationDescription(
         u"Short-message server of the office system: sends, receives and archives SMS through a GSM modem.\n"
         "Without options it opens its window and waits for the operator."_s);
@@ -59,6 +64,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &argumen
     line.hidden = parser.isSet(u"hidden"_s);
     line.headless = parser.isSet(u"headless"_s);
     line.trace = parser.isSet(u"trace"_s);
+    line.collectMail = parser.isSet(collectMailOption);
     line.check = parser.isSet(u"check"_s);
     line.showSettings = parser.isSet(u"show-settings"_s);
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);

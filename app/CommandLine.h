@@ -12,6 +12,7 @@ struct CommandLine {
     bool showSettings = false;
     bool skipOldMail = false;
     bool check = false;
+    bool collectMail = false; // the collecting process of a server
     QString settingsFile;
     QString logFile;
     QString screenshotFile;
@@ -27,7 +28,7 @@ struct CommandLine {
     /// False when it asks for an answer on the terminal instead of the service.
     [[nodiscard]] bool wantsWindow() const
     {
-        return !check && !showSettings && !skipOldMail && assignments.isEmpty();
+        return !check && !collectMail && !showSettings && !skipOldMail && assignments.isEmpty();
     }
 
     /// Exit status for a command line that cannot be understood.

@@ -7,6 +7,7 @@
 #include "app/Trace.h"
 #include "console/frmMain.h"
 #include "foundation/Settings.h"
+#include "mailbox/CollectingProcess.h"
 #include "modem/ModemControl.h"
 #include "platform/registry/FileRegistry.h"
 #include "platform/signals/StopSignal.h"
@@ -46,8 +47,9 @@ struct World {
                        [this](int comPort) { return registry.read(Settings::comDevicePath(comPort)); }};
 
     MailTrace mail;
+    MailCollector::Program mailCollector;
 
-    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem, mail}; }
+    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem, mail, mailCollector}; }
 };
 
 int runWindow(const CommandLine &line, World &world)
@@ -116,6 +118,12 @@ int run(const CommandLine &line)
         world.modem.setTrace(traceModem);
         world.mail = mailTrace();
     }
+    if (line.collectMail)
+        return runCollectingProcess(registry, world.mail);
+    world.mailCollector = {QCoreApplication::applicationFilePath(),
+                           {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}};
+    if (line.trace)
+        world.mailCollector.arguments += u"--trace"_s;
     if (line.check)
         return checkEverything(world.parts(), [](const QString &text) { print(stdout, text + u'\n'); }) ? 0
                                                                                                         : 1;

@@ -159,6 +159,7 @@ void frmMain::stopService()
     btnOp.setText(startCaption());
     for (QTimer *timer : workTimers())
         timer->stop();
+    m_passes.stop();
     setPanelText(ToSend, u"准备就绪"_s);
     m_icon.remove();
     setPanelText(Status, u"服务未启动..."_s);

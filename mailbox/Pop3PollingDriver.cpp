@@ -4,7 +4,6 @@
 #include "foundation/Settings.h"
 #include "incoming/OrderType.h"
 #include "incoming/Subscription.h"
-#include "mailbox/LongPassSign.h"
 #include "mailbox/getPopMail.h"
 
 using namespace Qt::StringLiterals;
@@ -24,6 +23,11 @@ QStringList collectedUsers(Connection &connection)
     return names;
 }
 
+bool hasMailboxes(Connection &connection)
+{
+    return connection.firstValue(u"select OAID from SA_email"_s, {}) && !collectedUsers(connection).isEmpty();
+}
+
 Pop3Options mailServerOptions(const Registry &registry)
 {
     Pop3Options options;
@@ -35,17 +39,10 @@ Pop3Options mailServerOptions(const Registry &registry)
 
 void Pop3PollingDriver::pass()
 {
-    LongPassSign sign(m_console, u"正在收取外部邮件"_s);
-    MailCollection collection{m_session.Conn(), m_console, mailServerOptions(m_registry), m_trace, {}, {}};
+    MailCollection collection{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, {}, {}};
     collection.pop3.trace = m_trace.lines;
-    collection.pop3.stopRequested = [&] {
-        sign.look();
-        return m_console.stopRequested();
-    };
     const QStringList users = collectedUsers(m_session.Conn());
     for (const QString &userName : users) {
-        if (m_console.stopRequested())
-            return;
         getPopMail(userName, collection);
         if (collection.databaseGone)
             throw DatabaseFault(*collection.databaseGone);

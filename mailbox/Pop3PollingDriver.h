@@ -1,12 +1,17 @@
 #pragma once
 
 #include "foundation/DatabaseSession.h"
-#include "foundation/OperatorConsole.h"
+#include "mailbox/CollectionWatch.h"
 #include "mailbox/MailTrace.h"
+
+#include <functional>
 
 /// Whose external mailboxes are collected: the names of the active users who take the external-mail notice,
 /// in the order of VO_UserInfor. Throws DatabaseFault.
 [[nodiscard]] QStringList collectedUsers(Connection &connection);
+
+/// Is there anything to collect: a mailbox and anybody who takes the notice? Throws DatabaseFault.
+[[nodiscard]] bool hasMailboxes(Connection &connection);
 
 /// How mail servers are spoken to, as the setting MailTls has it. Throws Fault when the registry cannot be
 /// read.
@@ -16,9 +21,9 @@
 class Pop3PollingDriver
 {
 public:
-    Pop3PollingDriver(DatabaseSession &session, const Registry &registry, OperatorConsole &console,
-                      MailTrace trace)
-        : m_session(session), m_registry(registry), m_console(console), m_trace(std::move(trace))
+    Pop3PollingDriver(DatabaseSession &session, const Registry &registry, MailTrace trace,
+                      CollectionWatch &watch)
+        : m_session(session), m_registry(registry), m_trace(std::move(trace)), m_watch(watch)
     {
     }
 
@@ -30,6 +35,6 @@ public:
 private:
     DatabaseSession &m_session;
     const Registry &m_registry;
-    OperatorConsole &m_console;
     MailTrace m_trace;
+    CollectionWatch &m_watch;
 };

@@ -24,12 +24,12 @@ public:
             note(u"SA_email.OAID 不是整数"_s);
             return;
         }
-        if (!connect())
+        if (!m_collection.watch.beginAccount(*m_account.OAID, mailbox()) || !connect())
             return;
         MailboxListing listing(m_client, m_collection.connection, *m_account.OAID);
         storeNewMessages(listing);
         // After a stop the line is dropped: a server may take long over a farewell.
-        if (m_collection.console.stopRequested())
+        if (m_collection.stopRequested())
             return;
         if (!m_account.keepsCopies) {
             for (const int number : m_client.DeleteMessages(listing.stored()))
@@ -39,13 +39,14 @@ public:
             note(u"服务器没有确认结束会话"_s);
     }
 
-    void note(const QString &text) const
-    {
-        m_collection.trace.note(
-            u"用户 %1 的邮箱 %2 @ %3：%4"_s.arg(m_userName, m_account.EUsername, m_account.POPIP, text));
-    }
+    void note(const QString &text) const { m_collection.trace.note(mailbox() + u"："_s + text); }
 
 private:
+    [[nodiscard]] QString mailbox() const
+    {
+        return u"用户 %1 的邮箱 %2 @ %3"_s.arg(m_userName, m_account.EUsername, m_account.POPIP);
+    }
+
     bool connect()
     {
         const QString server =
@@ -62,25 +63,44 @@ private:
         return false;
     }
 
+    [[nodiscard]] MailKey keyOf(int number)
+    {
+        return {*m_account.OAID, m_client.GetMessageUID(number).value()};
+    }
+
     void storeNewMessages(MailboxListing &listing)
     {
-        m_client.retrieve(listing.unstored(), [&](int number, Pop3Client::Retrieved message) {
+        QList<int> numbers = listing.unstored();
+        numbers.removeIf([&](int number) { return !m_collection.watch.admits(keyOf(number)); });
+        m_client.retrieve(numbers, [&](int number, Pop3Client::Retrieved message) {
             if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
                 note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
                 return;
             }
-            try {
-                storeMail(m_collection.connection,
-                          {m_userName, *m_account.OAID, m_client.GetMessageUID(number).value(),
-                           MimeMessage(std::get<QByteArray>(std::move(message)))},
-                          m_collection.trace);
+            const MailKey key = keyOf(number);
+            m_collection.watch.beginMail(key);
+            if (store(key, std::get<QByteArray>(std::move(message))))
                 listing.noteStored(number);
-            } catch (const DatabaseFault &fault) {
-                if (!fault.concernsOneRow())
-                    throw;
-                note(u"第%1封邮件未能保存：%2"_s.arg(number).arg(fault.message()));
-            }
+            m_collection.watch.endMail();
         });
+    }
+
+    /// False, with a note, when this mail cannot be stored but others may be.
+    [[nodiscard]] bool store(const MailKey &key, QByteArray octets)
+    {
+        try {
+            storeMail(m_collection.connection,
+                      {m_userName, key.accountKey, key.uid, MimeMessage(std::move(octets))},
+                      m_collection.trace);
+            return true;
+        } catch (const DatabaseFault &fault) {
+            if (!fault.concernsOneRow())
+                throw;
+            note(u"邮件 %1 未能保存：%2"_s.arg(key.uid, fault.message()));
+        } catch (const std::bad_alloc &) {
+            note(u"邮件 %1 未能保存：内存不足"_s.arg(key.uid));
+        }
+        return false;
     }
 
     const QString &m_userName;
@@ -93,7 +113,7 @@ void downloadAccounts(const QString &userName, MailCollection &collection)
 {
     const QList<MailAccount> accounts = mailAccounts(collection.connection, userName);
     for (const MailAccount &account : accounts) {
-        if (collection.console.stopRequested())
+        if (collection.stopRequested())
             return;
         AccountDownload download(userName, account, collection);
         try {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "database/Connection.h"
-#include "foundation/OperatorConsole.h"
+#include "mailbox/CollectionWatch.h"
 #include "mailbox/MailTrace.h"
 
 #include <QSet>
@@ -9,7 +9,7 @@
 /// What the downloads of one collection pass share.
 struct MailCollection {
     Connection &connection;
-    const OperatorConsole &console;
+    CollectionWatch &watch;
     Pop3Options pop3;
     MailTrace trace;
 
@@ -18,10 +18,12 @@ struct MailCollection {
     QSet<QString> silentServers;
     /// Why the database serves nobody any more: the download that found it ended there.
     std::optional<DatabaseFault> databaseGone;
+
+    [[nodiscard]] bool stopRequested() const { return pop3.stopRequested && pop3.stopRequested(); }
 };
 
 /// Copies the external mail of a user, account by account and message by message, into VO_Email and
 /// VO_EmailAttachments, each message once. Then, unless the account keeps its copies, deletes from the server
 /// what is stored. Never throws and reports nothing but to the trace: what fails is passed over and comes
-/// again in the next pass. Ends early between two messages when the console asks for a stop.
+/// again in the next pass. Ends early between two messages when a stop is requested.
 void getPopMail(const QString &strUserName, MailCollection &collection) noexcept;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mailbox/MailCollector.h"
 #include "mailbox/MailTrace.h"
 
 class Clock;
@@ -14,4 +15,6 @@ struct ServerParts {
     DatabaseSession &session;
     ModemControl &modem;
     MailTrace mailTrace = {};
+    /// The program that collects the external mail; without one a pass does it in this process.
+    MailCollector::Program mailCollector = {};
 };

@@ -9,11 +9,13 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
-      m_pop3PollingDriver(parts.session, parts.registry, console, parts.mailTrace),
+      m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
 {
+    if (!parts.mailCollector.path.isEmpty())
+        m_mailCollector.emplace(parts.mailCollector, parts.session, console, m_faults, m_guard);
 }
 
 ServicePasses::~ServicePasses()
@@ -43,5 +45,16 @@ void ServicePasses::alert()
 
 void ServicePasses::collect()
 {
-    m_guard.runPass(u"外部邮件收取"_s, [this] { m_pop3PollingDriver.pass(); });
+    m_guard.runPass(u"外部邮件收取"_s, [this] {
+        if (m_mailCollector)
+            m_mailCollector->pass();
+        else
+            m_pop3PollingDriver.pass();
+    });
+}
+
+void ServicePasses::stop()
+{
+    if (m_mailCollector)
+        m_mailCollector->stop();
 }

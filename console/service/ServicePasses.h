@@ -4,6 +4,7 @@
 #include "console/service/ServerParts.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
+#include "mailbox/MailCollector.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
@@ -30,6 +31,9 @@ public:
     /// tReceivePopMail: external mail to the OA tables.
     void collect();
 
+    /// Ends what goes on between the ticks. Takes two seconds at most.
+    void stop();
+
     /// For what else has to end in the guard.
     [[nodiscard]] TaskGuard &guard() { return m_guard; }
 
@@ -40,7 +44,9 @@ private:
     ResultArchiver m_archiver;
     ScheduledMessageExpander m_expander;
     NewMailAlerts m_alerts;
+    CollectionWatch m_watch;
     Pop3PollingDriver m_pop3PollingDriver;
+    std::optional<MailCollector> m_mailCollector;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;
 };

@@ -15,7 +15,7 @@ void MailOffice::account(int key, const QString &user, int port, const QVariant 
 void MailOffice::collect(const QString &user)
 {
     MailCollection collection{
-        session.Conn(), console, pop3, {{}, [this](const QString &text) { notes += text; }}, {}, {}};
+        session.Conn(), watch, pop3, {{}, [this](const QString &text) { notes += text; }}, {}, {}};
     collection.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
     getPopMail(user, collection);

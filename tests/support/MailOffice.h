@@ -18,6 +18,7 @@ public:
     [[nodiscard]] QStringList attachments();
 
     Pop3Options pop3;
+    CollectionWatch watch;
     QStringList notes;
     std::optional<DatabaseFault> databaseGone;
 };

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "database/DatabaseFault.h"
+#include "mailbox/CollectionWatch.h"
+
+#include <QSet>
+
+#include <optional>
+#include <variant>
+
+/// What the server and its collecting process tell each other: one line of JSON a message.
+namespace CollectionMessages
+{
+
+/// To the process, once, at its start: what ended an earlier one.
+struct Order {
+    QSet<MailKey> passedOverMails;
+    QSet<qint64> passedOverAccounts;
+};
+[[nodiscard]] QByteArray encode(const Order &order);
+[[nodiscard]] Order decodeOrder(const QByteArray &line);
+
+/// From the process.
+struct AccountBegins {
+    qint64 accountKey = 0;
+    QString mailbox; ///< for people
+};
+struct MailBegins {
+    MailKey mail;
+};
+struct MailEnds {
+};
+/// The pass ended early.
+struct PassFailed {
+    bool databaseGone = false; ///< else it concerns the collection alone
+    QString cause;
+};
+using Report = std::variant<AccountBegins, MailBegins, MailEnds, PassFailed>;
+[[nodiscard]] QByteArray encode(const Report &report);
+/// Nothing for a line that is none of them.
+[[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);
+
+} // namespace CollectionMessages

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+
+/// A mail on a server: the account (SA_email.OAID) and its unique id there.
+struct MailKey {
+    qint64 accountKey = 0;
+    QString uid;
+
+    bool operator==(const MailKey &) const = default;
+};
+
+inline size_t qHash(const MailKey &key, size_t seed = 0)
+{
+    return qHashMulti(seed, key.accountKey, key.uid);
+}
+
+/// Follows a collection pass and may have accounts and mails left out. It is told before anything of a
+/// stranger's is read, so that whoever outlives the pass knows what it died of. This one lets everything pass.
+class CollectionWatch
+{
+public:
+    CollectionWatch() = default;
+    virtual ~CollectionWatch() = default;
+    CollectionWatch(const CollectionWatch &) = delete;
+    CollectionWatch &operator=(const CollectionWatch &) = delete;
+
+    /// An account's turn begins. mailbox: what it is, for people. False leaves it out.
+    [[nodiscard]] virtual bool beginAccount(qint64 /*accountKey*/, const QString & /*mailbox*/)
+    {
+        return true;
+    }
+    /// Is this mail to be collected? When not, it stays on the server.
+    [[nodiscard]] virtual bool admits(const MailKey & /*mail*/) const { return true; }
+    /// The mail was retrieved and is read and stored from here to endMail().
+    virtual void beginMail(const MailKey & /*mail*/) {}
+    virtual void endMail() {}
+};

@@ -1,0 +1,158 @@
+#include "mailbox/MailCollector.h"
+
+#include "mailbox/Pop3PollingDriver.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+constexpr auto unnoticed = 1s;
+/// An account's turn is bounded by the limits of its session and of the database; this is far beyond them.
+constexpr auto hanging = 15min;
+constexpr int stopLimitMilliseconds = 2000;
+/// The first end may have been anybody's fault.
+constexpr int deathsBeforeAnAccountRests = 2;
+
+QString task()
+{
+    return u"外部邮件收取"_s;
+}
+
+QString processTask()
+{
+    return u"外部邮件收取进程"_s;
+}
+
+} // namespace
+
+MailCollector::MailCollector(Program program, DatabaseSession &session, OperatorConsole &console,
+                             FaultLog &faults, TaskGuard &guard)
+    : m_program(std::move(program)), m_session(session), m_console(console), m_faults(faults), m_guard(guard)
+{
+    m_process.setProgram(m_program.path);
+    m_process.setArguments(m_program.arguments);
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel); // the trace
+    m_untilLong.setSingleShot(true);
+    m_untilHanging.setSingleShot(true);
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &MailCollector::readReports);
+    connect(&m_process, &QProcess::finished, this, &MailCollector::finished);
+    connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error != QProcess::FailedToStart)
+            return;
+        rest();
+        m_faults.struck(processTask(), m_process.errorString());
+    });
+    connect(&m_untilLong, &QTimer::timeout, this, [this] {
+        m_isShown = true;
+        m_console.showActivity(u"正在收取外部邮件"_s);
+    });
+    connect(&m_untilHanging, &QTimer::timeout, &m_process, &QProcess::kill);
+}
+
+MailCollector::~MailCollector()
+{
+    stop();
+}
+
+void MailCollector::pass()
+{
+    if (m_process.state() == QProcess::NotRunning && hasMailboxes(m_session.Conn()))
+        start();
+}
+
+void MailCollector::start()
+{
+    m_account = {};
+    m_mail.reset();
+    m_failure.reset();
+    m_process.start();
+    m_process.write(CollectionMessages::encode(m_passedOver));
+    m_process.closeWriteChannel();
+    m_untilLong.start(unnoticed);
+    m_untilHanging.start(hanging);
+}
+
+void MailCollector::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.disconnect(this);
+    m_process.kill();
+    static_cast<void>(m_process.waitForFinished(stopLimitMilliseconds));
+    rest();
+}
+
+void MailCollector::rest()
+{
+    m_untilLong.stop();
+    m_untilHanging.stop();
+    if (m_isShown)
+        m_console.showActivity({});
+    m_isShown = false;
+}
+
+void MailCollector::readReports()
+{
+    m_untilHanging.start(hanging);
+    while (m_process.canReadLine()) {
+        if (const auto report = CollectionMessages::decodeReport(m_process.readLine()))
+            noteReport(*report);
+    }
+}
+
+void MailCollector::noteReport(const CollectionMessages::Report &report)
+{
+    using namespace CollectionMessages;
+    if (const auto *account = std::get_if<AccountBegins>(&report))
+        m_account = *account;
+    else if (const auto *mail = std::get_if<MailBegins>(&report))
+        m_mail = mail->mail;
+    else if (std::holds_alternative<MailEnds>(report))
+        m_mail.reset();
+    else if (const auto *failure = std::get_if<PassFailed>(&report))
+        m_failure = *failure;
+}
+
+void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
+{
+    readReports();
+    rest();
+    if (status == QProcess::CrashExit)
+        notePoison(u"信号 %1"_s.arg(exitCode));
+    else if (exitCode != 0)
+        notePoison(u"状态 %1"_s.arg(exitCode));
+    else if (m_failure)
+        noteFailure();
+    else
+        m_faults.over(processTask());
+}
+
+void MailCollector::notePoison(const QString &cause)
+{
+    if (m_mail) {
+        m_passedOver.passedOverMails.insert(*m_mail);
+        m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），已留在服务器上，本次运行不再收取"_s.arg(
+            m_account.mailbox, m_mail->uid, cause));
+        return;
+    }
+    m_faults.struck(processTask(), u"进程意外中止（%1）"_s.arg(cause));
+    if (!m_account.mailbox.isEmpty() &&
+        ++m_deathsOutsideMails[m_account.accountKey] == deathsBeforeAnAccountRests) {
+        m_passedOver.passedOverAccounts.insert(m_account.accountKey);
+        m_console.addLogLine(u"%1 两次使收取进程中止，本次运行不再收取"_s.arg(m_account.mailbox));
+    }
+}
+
+void MailCollector::noteFailure()
+{
+    // A database that is gone is told once for all who need it: by the guard, when the service's own session
+    // finds it so.
+    if (m_failure->databaseGone) {
+        m_guard.runPass(task(), [this] { static_cast<void>(hasMailboxes(m_session.Conn())); });
+        if (!m_session.Conn().isOpen())
+            return;
+    }
+    m_faults.struck(processTask(), m_failure->cause);
+}

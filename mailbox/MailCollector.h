@@ -1,0 +1,57 @@
+#pragma once
+
+#include "foundation/TaskGuard.h"
+#include "mailbox/CollectionMessages.h"
+
+#include <QProcess>
+#include <QTimer>
+
+/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or end the
+/// service. Remembers for the run which mails ended such a process, and has them left on their servers.
+class MailCollector final : public QObject
+{
+    Q_OBJECT
+public:
+    /// How the collecting process is started; it gets its order on standard input.
+    struct Program {
+        QString path;
+        QStringList arguments;
+    };
+
+    MailCollector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
+                  TaskGuard &guard);
+    ~MailCollector() override;
+
+    /// A tick: starts a pass if there is anything to collect and none is under way. Throws DatabaseFault.
+    void pass();
+    /// Ends a pass that is under way; what it has not committed is rolled back. Takes two seconds at most.
+    void stop();
+
+private:
+    void start();
+    void rest();
+    void readReports();
+    void noteReport(const CollectionMessages::Report &report);
+    void finished(int exitCode, QProcess::ExitStatus status);
+    void notePoison(const QString &cause);
+    void noteFailure();
+
+    Program m_program;
+    DatabaseSession &m_session;
+    OperatorConsole &m_console;
+    FaultLog &m_faults;
+    TaskGuard &m_guard;
+
+    QProcess m_process{this};
+    QTimer m_untilLong;    // a pass that takes longer is shown
+    QTimer m_untilHanging; // a process that says nothing for longer is ended
+    bool m_isShown = false;
+
+    // Of the pass under way.
+    CollectionMessages::AccountBegins m_account;
+    std::optional<MailKey> m_mail;
+    std::optional<CollectionMessages::PassFailed> m_failure;
+
+    CollectionMessages::Order m_passedOver;
+    QHash<qint64, int> m_deathsOutsideMails; // by account
+};

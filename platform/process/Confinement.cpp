@@ -1,0 +1,48 @@
+#include "platform/process/Confinement.h"
+
+#ifdef Q_OS_LINUX
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace
+{
+
+void limit(__rlimit_resource resource, rlim_t most)
+{
+    const rlimit both{most, most};
+    static_cast<void>(::setrlimit(resource, &both));
+}
+
+} // namespace
+
+void confineProcess(const ProcessLimits &limits)
+{
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() == 1)
+        ::_exit(1); // the parent went before it could be watched
+    ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    ::prctl(PR_SET_DUMPABLE, 0);
+    limit(RLIMIT_CORE, 0);
+    limit(RLIMIT_NOFILE, static_cast<rlim_t>(limits.descriptors));
+#ifndef __SANITIZE_ADDRESS__ // which reserves terabytes of addresses
+    limit(RLIMIT_AS, static_cast<rlim_t>(limits.memoryOctets));
+#endif
+}
+
+void limitProcessorTime(int seconds)
+{
+    const itimerval once{{}, {seconds, 0}};
+    ::setitimer(ITIMER_PROF, &once, nullptr); // SIGPROF ends the process
+}
+
+#else
+
+void confineProcess(const ProcessLimits &) {}
+
+void limitProcessorTime(int) {}
+
+#endif
