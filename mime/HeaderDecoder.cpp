@@ -26,6 +26,10 @@ QByteArray unfold(QByteArrayView raw)
         const char c = raw[i];
         if (c == '\n' || c == '\r')
             continue;
+        if (c == '\0') {
+            line.append(' ');
+            continue;
+        }
         const bool folded = i > 0 && raw[i - 1] == '\n' && c == '\t';
         line.append(folded ? ' ' : c);
     }
@@ -71,6 +75,8 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     if (charsetEnd <= 2 || charsetEnd + 3 >= line.size() || line[charsetEnd + 2] != '?')
         return std::nullopt;
     const char encoding = line[charsetEnd + 1];
+    if (!QByteArrayView("BbQq").contains(encoding))
+        return std::nullopt;
     const qsizetype start = charsetEnd + 3;
     const qsizetype end = line.indexOf("?=", start);
     if (end < 0)
@@ -81,12 +87,8 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
                                                      : word.charset.size()); // RFC 2231, 5
     word.length = end + 2;
     const QByteArrayView text = line.sliced(start, end - start);
-    if (encoding == 'B' || encoding == 'b')
-        word.octets = QByteArray::fromBase64(text.toByteArray());
-    else if (encoding == 'Q' || encoding == 'q')
-        word.octets = decodeQ(text);
-    else
-        return std::nullopt;
+    word.octets =
+        encoding == 'B' || encoding == 'b' ? QByteArray::fromBase64(text.toByteArray()) : decodeQ(text);
     return word;
 }
 

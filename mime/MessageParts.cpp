@@ -1,9 +1,12 @@
 #include "mime/MessageParts.h"
 
 #include "mime/CharsetDecoder.h"
+#include "mime/EncodedFiles.h"
 #include "mime/FileNames.h"
 #include "mime/HeaderDecoder.h"
-#include "mime/MessageSource.h"
+#include "mime/MessageLimits.h"
+#include "mime/MimePart.h"
+
 #include <QRegularExpression>
 #include <utility>
 
@@ -11,59 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
-constexpr int deepestNesting = 32;
-constexpr qsizetype mostAttachments = 2000;
-
-using DispositionPtr = GObjectPtr<GMimeContentDisposition>;
-using ContentTypePtr = GObjectPtr<GMimeContentType>;
-
-DispositionPtr dispositionOf(GMimeObject *part)
-{
-    const QByteArray raw = normaliseHeader(rawHeader(part, "Content-Disposition"));
-    return DispositionPtr(
-        raw.isEmpty() ? nullptr : g_mime_content_disposition_parse(tolerantOptions(), raw.constData()));
-}
-
-QString parameterText(const char *value)
-{
-    // Already decoded by the parser, but for words inside words.
-    return value ? decodeHeaderText(QByteArrayView(value)) : QString();
-}
-
-/// The name that the message gives to a part, made safe; empty when it gives none.
-QString givenName(GMimeObject *part)
-{
-    if (const DispositionPtr disposition = dispositionOf(part)) {
-        const QString name = safeFileName(
-            parameterText(g_mime_content_disposition_get_parameter(disposition.get(), "filename")));
-        if (!name.isEmpty())
-            return name;
-    }
-    const QByteArray raw = normaliseHeader(rawHeader(part, "Content-Type"));
-    if (raw.isEmpty())
-        return {};
-    const ContentTypePtr type(g_mime_content_type_parse(tolerantOptions(), raw.constData()));
-    return safeFileName(parameterText(g_mime_content_type_get_parameter(type.get(), "name")));
-}
-
-bool isMarkedAttachment(GMimeObject *part)
-{
-    const DispositionPtr disposition = dispositionOf(part);
-    return disposition &&
-           qstricmp(g_mime_content_disposition_get_disposition(disposition.get()), "attachment") == 0;
-}
-
-bool isText(GMimeObject *part, const char *subtype)
-{
-    GMimeContentType *type = g_mime_object_get_content_type(part);
-    return !type || g_mime_content_type_is_type(type, "text", subtype);
-}
-
-QByteArray charsetOf(GMimeObject *part)
-{
-    GMimeContentType *type = g_mime_object_get_content_type(part);
-    return type ? QByteArray(g_mime_content_type_get_parameter(type, "charset")) : QByteArray();
-}
 
 /// The charset that an HTML page names for itself.
 QByteArray metaCharset(const QByteArray &html)
@@ -74,186 +24,166 @@ QByteArray metaCharset(const QByteArray &html)
     return pattern.match(QString::fromLatin1(html.left(looked))).captured(1).toLatin1();
 }
 
-QString subjectOf(GMimeMessage *message)
-{
-    return message ? decodeHeaderText(rawHeader(GMIME_OBJECT(message), "Subject")) : QString();
-}
-
-/// Octets of the line end that closes a message. The one before a boundary belongs to the boundary (RFC 2046,
-/// 5.1.1); this one is treated alike.
-qsizetype closingLineEnd(QByteArrayView octets)
-{
-    return octets.endsWith("\r\n") ? 2 : octets.endsWith('\n') ? 1 : 0;
-}
-
 class PartCollector
 {
 public:
-    explicit PartCollector(std::shared_ptr<const MessageSource> source) : m_source(std::move(source)) {}
+    explicit PartCollector(MessageOctets source) : m_source(std::move(source)) {}
 
-    MessageParts collect()
+    MessageParts collect(qsizetype at)
     {
-        GMimeObject *root = m_source->structure();
+        const MimePart root(QByteArrayView(*m_source).sliced(at));
+        m_parts.contentType = root.contentType();
         walk(root, nullptr, 0);
+        if (m_leftOut)
+            m_parts.attachments.append(originalAttachment(m_source));
         return std::move(m_parts);
     }
 
 private:
-    void walk(GMimeObject *part, GMimeObject *parent, int depth)
+    void walk(const MimePart &part, const MimePart *parent, int depth)
     {
-        if (GMIME_IS_MULTIPART(part) && depth < deepestNesting) {
-            auto *multipart = GMIME_MULTIPART(part);
-            for (int i = 0; i < g_mime_multipart_get_count(multipart); ++i)
-                walk(g_mime_multipart_get_part(multipart, i), part, depth + 1);
-        } else if (GMIME_IS_PART(part) && isBody(part, parent)) {
-            takeBody(GMIME_PART(part), parent);
-        } else if (!GMIME_IS_PART(part) || !isLesserAlternative(part, parent)) {
+        if (part.isMultipart() && depth < MessageLimits::nesting)
+            walkChildren(part, parent, depth);
+        else if (isBody(part, parent))
+            takeBody(part, parent);
+        else if (!isLesserAlternative(part, parent))
             attach(part);
-        }
     }
 
-    [[nodiscard]] bool isBody(GMimeObject *part, GMimeObject *parent) const
+    void walkChildren(const MimePart &part, const MimePart *parent, int depth)
     {
-        const bool plain = isText(part, "plain") && !m_hasText;
-        const bool html = isText(part, "html") && !m_hasHtml;
-        if ((!plain && !html) || isMarkedAttachment(part))
+        const QList<QByteArrayView> children = part.children(MessageLimits::parts - m_seen + 1);
+        for (const QByteArrayView child : children) {
+            if (m_seen == MessageLimits::parts) {
+                m_leftOut = true;
+                return;
+            }
+            ++m_seen;
+            walk(MimePart(child), &part, depth + 1);
+        }
+        if (m_bodyParent == &part)
+            m_bodyParent = nullptr; // it is left for good
+        if (children.isEmpty() && !m_hasText && !part.isMarkedAttachment())
+            takeUnstructured(part.body());
+        else if (children.isEmpty() && parent && !part.body().trimmed().isEmpty())
+            attach(part);
+    }
+
+    [[nodiscard]] bool isBody(const MimePart &part, const MimePart *parent) const
+    {
+        const bool plain = part.isType("text", "plain") && !m_hasText;
+        const bool html = part.isType("text", "html") && !m_hasHtml;
+        if ((!plain && !html) || part.isMarkedAttachment())
             return false;
         // Some programs name their bodies; outside mixed multiparts that makes no attachment of them.
-        return !parent || isAlternative(parent) || givenName(part).isEmpty();
+        return !parent || isAlternative(*parent) || part.fileName().isEmpty();
     }
 
-    static bool isAlternative(GMimeObject *part)
-    {
-        return g_mime_content_type_is_type(g_mime_object_get_content_type(part), "multipart", "alternative");
-    }
+    static bool isAlternative(const MimePart &part) { return part.isType("multipart", "alternative"); }
 
     /// Another rendering of a body that was taken from the same multipart/alternative.
-    [[nodiscard]] bool isLesserAlternative(GMimeObject *part, GMimeObject *parent) const
+    [[nodiscard]] bool isLesserAlternative(const MimePart &part, const MimePart *parent) const
     {
-        return parent && parent == m_bodyParent && isAlternative(parent) && isText(part, "*") &&
-               !isText(part, "calendar") && !isMarkedAttachment(part);
+        return parent && parent == m_bodyParent && isAlternative(*parent) && part.isType("text", "*") &&
+               !part.isType("text", "calendar") && !part.isMarkedAttachment();
     }
 
-    void takeBody(GMimePart *part, GMimeObject *parent)
+    void takeBody(const MimePart &part, const MimePart *parent)
     {
-        auto *object = GMIME_OBJECT(part);
-        QByteArray octets = decodedContent(part);
+        QByteArray octets = part.decodedBody();
         // Base64 encodes exactly what is meant.
-        if (!parent && g_mime_part_get_content_encoding(part) != GMIME_CONTENT_ENCODING_BASE64)
+        if (!parent && part.encoding() != TransferEncoding::Base64)
             octets.chop(closingLineEnd(octets));
-        QByteArray charset = charsetOf(object);
+        QByteArray charset = part.charset();
         m_bodyParent = parent;
-        if (isText(object, "html")) {
+        if (part.isType("text", "html")) {
             if (charset.isEmpty() || charset.compare("us-ascii", Qt::CaseInsensitive) == 0)
                 charset = metaCharset(octets);
             m_parts.html = decodeText(octets, charset);
             m_hasHtml = true;
         } else {
-            m_parts.text = decodeText(octets, charset);
             m_hasText = true;
+            for (const EncodedFileKind kind : {EncodedFileKind::Uuencode, EncodedFileKind::Yenc})
+                octets = takeEncodedFiles(octets, kind);
+            m_parts.text = decodeText(octets, charset);
         }
     }
 
-    void attach(GMimeObject *part)
+    /// A multipart that shows no parts.
+    void takeUnstructured(QByteArrayView body)
     {
-        if (m_parts.attachments.size() >= mostAttachments)
-            return;
-        QString name = givenName(part);
-        if (name.isEmpty() && GMIME_IS_MESSAGE_PART(part)) {
-            name = safeFileName(subjectOf(g_mime_message_part_get_message(GMIME_MESSAGE_PART(part))));
+        m_parts.text = decodeText(body.chopped(closingLineEnd(body)), {});
+        m_hasText = true;
+    }
+
+    /// Attaches the files that a text carries; gives the text without them.
+    QByteArray takeEncodedFiles(const QByteArray &text, EncodedFileKind kind)
+    {
+        QByteArray rest;
+        qsizetype at = 0;
+        while (m_seen < MessageLimits::parts) {
+            const auto file = findEncodedFile(text, at, kind);
+            if (!file)
+                break;
+            ++m_seen;
+            rest += QByteArrayView(text).sliced(at, file->start - at);
+            at = file->end;
+            const auto octets = std::make_shared<const QByteArray>(file->octets);
+            const QString type = u"application/octet-stream"_s;
+            m_parts.attachments.append(MimeAttachment(
+                nameOr(safeFileName(decodeHeaderText(file->name)), type), type, {octets, *octets}));
+        }
+        return at == 0 ? text : rest + text.sliced(at);
+    }
+
+    [[nodiscard]] QString nameOr(const QString &name, const QString &type) const
+    {
+        return name.isEmpty() ? fileNameForType(type, static_cast<int>(m_parts.attachments.size()) + 1)
+                              : name;
+    }
+
+    void attach(const MimePart &part)
+    {
+        QString name = part.fileName();
+        if (name.isEmpty() && part.isType("message", "rfc822")) {
+            const QByteArray message = part.encoding() == TransferEncoding::None
+                                           ? QByteArray::fromRawData(part.body().data(), part.body().size())
+                                           : part.decodedBody();
+            name = safeFileName(decodeHeaderText(HeaderFields(message).value("Subject")));
             name += name.isEmpty() ? QString() : u".eml"_s;
         }
-        if (name.isEmpty())
-            name = fileNameForType(contentTypeOf(part), static_cast<int>(m_parts.attachments.size()) + 1);
-        m_parts.attachments.append(MimeAttachment(m_source, part, name));
+        m_parts.attachments.append(
+            MimeAttachment(nameOr(name, part.contentType()), part.contentType(),
+                           {m_source, part.body(), part.encoding(), part.isType("text", "*")}));
     }
 
-    std::shared_ptr<const MessageSource> m_source;
+    MessageOctets m_source;
     MessageParts m_parts;
+    int m_seen = 0; // parts of all kinds
+    bool m_leftOut = false;
     bool m_hasText = false;
     bool m_hasHtml = false;
-    GMimeObject *m_bodyParent = nullptr;
+    const MimePart *m_bodyParent = nullptr;
 };
 
-/// The boundary that a multipart's text evidently uses: a line "--x" followed by a part's header. Empty if
-/// none.
-QByteArray evidentBoundary(QByteArrayView body)
-{
-    constexpr qsizetype looked = 64LL * 1024;
-    static const QRegularExpression pattern(u"(?:^|\\n)--([^\\r\\n]{1,200})\\r?\\nContent-"_s,
-                                            QRegularExpression::CaseInsensitiveOption);
-    const QString text = QString::fromLatin1(body.first(qMin(body.size(), looked)));
-    return pattern.match(text).captured(1).trimmed().toLatin1();
-}
-
-/// A message whose structure cannot be read.
-MessageParts unstructured(QByteArrayView body)
-{
-    return {decodeText(body.chopped(closingLineEnd(body)), {}), {}, {}};
-}
-
-/// A multipart without parts: its boundary is missing or wrong.
-MessageParts collectBoundless(const std::shared_ptr<const MessageSource> &source)
-{
-    const QByteArrayView body = source->rawBody();
-    const QByteArray boundary = evidentBoundary(body);
-    if (!boundary.isEmpty() && !boundary.contains('"') && !boundary.contains('\\')) {
-        const QByteArray header = "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n";
-        const auto repaired = std::make_shared<const MessageSource>(header + body.toByteArray());
-        GMimeObject *root = repaired->structure();
-        if (root && GMIME_IS_MULTIPART(root) && g_mime_multipart_get_count(GMIME_MULTIPART(root)) > 0)
-            return PartCollector(repaired).collect();
-    }
-    return unstructured(body);
-}
 } // namespace
 
-MimeAttachment::MimeAttachment(std::shared_ptr<const MessageSource> source, GMimeObject *part, QString name)
-    : m_source(std::move(source)), m_part(part), m_name(std::move(name))
+MimeAttachment::MimeAttachment(QString name, QString contentType, Content content)
+    : m_name(std::move(name)), m_contentType(std::move(contentType)), m_content(std::move(content))
 {
-}
-
-QString MimeAttachment::ContentType() const
-{
-    return contentTypeOf(m_part);
 }
 
 QByteArray MimeAttachment::BinaryData() const
 {
-    if (GMIME_IS_PART(m_part))
-        return decodedContent(GMIME_PART(m_part));
-    const GObjectPtr<GMimeStream> stream(g_mime_stream_mem_new());
-    // The library writes LF unless told otherwise; messages have CR LF.
-    static GMimeFormatOptions *const format = [] {
-        auto *crLf = g_mime_format_options_new();
-        g_mime_format_options_set_newline_format(crLf, GMIME_NEWLINE_FORMAT_DOS);
-        return crLf;
-    }();
-    if (GMIME_IS_MESSAGE_PART(m_part)) {
-        if (GMimeMessage *message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(m_part)))
-            g_mime_object_write_to_stream(GMIME_OBJECT(message), format, stream.get());
-    } else {
-        g_mime_object_write_to_stream(m_part, format, stream.get());
-    }
-    const GByteArray *octets = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream.get()));
-    return {reinterpret_cast<const char *>(octets->data), static_cast<qsizetype>(octets->len)};
+    return decodeTransfer(m_content.octets, m_content.encoding, m_content.isText);
 }
 
-QString contentTypeOf(GMimeObject *part)
+MessageParts collectParts(const MessageOctets &source, qsizetype at)
 {
-    GMimeContentType *type = part ? g_mime_object_get_content_type(part) : nullptr;
-    if (!type)
-        return u"text/plain"_s;
-    return QString::fromUtf8(g_mime_content_type_get_media_type(type)) + u'/' +
-           QString::fromUtf8(g_mime_content_type_get_media_subtype(type));
+    return PartCollector(source).collect(at);
 }
 
-MessageParts collectParts(const std::shared_ptr<const MessageSource> &source)
+MimeAttachment originalAttachment(const MessageOctets &source)
 {
-    GMimeObject *root = source->structure();
-    if (!root)
-        return unstructured(source->rawBody());
-    if (GMIME_IS_MULTIPART(root) && g_mime_multipart_get_count(GMIME_MULTIPART(root)) == 0)
-        return collectBoundless(source);
-    return PartCollector(source).collect();
+    return {u"邮件原文.eml"_s, u"message/rfc822"_s, {source, *source}};
 }

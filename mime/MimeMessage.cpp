@@ -1,7 +1,10 @@
 #include "mime/MimeMessage.h"
 
+#include "mime/AddressList.h"
 #include "mime/HeaderDecoder.h"
-#include "mime/MessageSource.h"
+#include "mime/HeaderFields.h"
+#include "mime/MailDate.h"
+
 #include <optional>
 #include <utility>
 
@@ -9,68 +12,11 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
 constexpr int usualPriority = 3;
 
-struct Mailbox {
-    QString name;
-    QString address;
-};
-
-/// The addresses of a normalised list, group names removed. Lists are cut here because the parser follows
-/// nested groups without a limit; so ";" between addresses, a habit of many people, separates them too.
-QByteArrayList splitAddresses(const QByteArray &list)
-{
-    QByteArrayList addresses;
-    QByteArray address;
-    bool quoted = false;
-    bool inAngle = false;
-    int commentDepth = 0;
-    for (qsizetype i = 0; i < list.size(); ++i) {
-        const char c = list[i];
-        const bool plain = !quoted && commentDepth == 0;
-        if (c == '\\' && !plain && i + 1 < list.size()) {
-            address.append(c).append(list[++i]);
-            continue;
-        }
-        if (c == '"' && commentDepth == 0)
-            quoted = !quoted;
-        else if (!quoted && (c == '(' || (c == ')' && commentDepth > 0)))
-            commentDepth += c == '(' ? 1 : -1;
-        else if (plain && (c == '<' || c == '>'))
-            inAngle = c == '<';
-        const bool separator = plain && !inAngle && (c == ',' || c == ';');
-        if (separator)
-            addresses << std::exchange(address, {});
-        else if (plain && !inAngle && c == ':')
-            address.clear(); // what came before was the name of a group
-        else
-            address.append(c);
-    }
-    addresses << address;
-    return addresses;
-}
-
-QList<Mailbox> parseMailboxes(const QByteArray &rawValue)
-{
-    QList<Mailbox> mailboxes;
-    for (const QByteArray &one : splitAddresses(normaliseHeader(rawValue))) {
-        const GObjectPtr<InternetAddressList> list(
-            internet_address_list_parse(tolerantOptions(), one.constData()));
-        for (int i = 0; list && i < internet_address_list_length(list.get()); ++i) {
-            InternetAddress *address = internet_address_list_get_address(list.get(), i);
-            if (!INTERNET_ADDRESS_IS_MAILBOX(address))
-                continue;
-            const QString email =
-                decodeHeaderText(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)));
-            if (!email.isEmpty())
-                mailboxes.append({decodeHeaderText(internet_address_get_name(address)).trimmed(), email});
-        }
-    }
-    return mailboxes;
-}
-
 /// A priority as any of the four fields writes it: a digit first, or a word.
-std::optional<int> priorityOf(const QByteArray &rawValue)
+std::optional<int> priorityOf(QByteArrayView rawValue)
 {
     const QString value = decodeHeaderText(rawValue).trimmed().toLower();
     if (!value.isEmpty() && value.front() >= u'1' && value.front() <= u'5' &&
@@ -84,33 +30,45 @@ std::optional<int> priorityOf(const QByteArray &rawValue)
         return 5;
     return std::nullopt;
 }
+
 } // namespace
 
 MimeMessage::MimeMessage(QByteArray octets)
 {
-    const auto source = std::make_shared<const MessageSource>(std::move(octets));
-    m_subject = decodeHeaderText(source->headerValues("Subject").value(0));
-    m_contentType = contentTypeOf(source->structure());
-    readRecipients(*source);
-    readAuthor(*source);
-    readPriority(*source);
-    readDate(*source);
-    m_parts = collectParts(source);
+    const auto source = std::make_shared<const QByteArray>(std::move(octets));
+    const qsizetype start = rubbishInFront(*source);
+    const HeaderFields header(QByteArrayView(*source).sliced(start));
+    readTop(header);
+    readRecipients(header);
+    m_parts = collectParts(source, start);
 }
 
-void MimeMessage::readRecipients(const MessageSource &source)
+MimeMessage MimeMessage::readPlainly(QByteArray octets)
 {
-    const QByteArrayList kinds = {"to", "cc", "bcc"}; // index is the ReType
-    for (const auto &[name, value] : source.headerFields(kinds)) {
-        for (const Mailbox &mailbox : parseMailboxes(value))
-            m_recipients.append({static_cast<int>(kinds.indexOf(name)), mailbox.address});
+    // More than any honest header has, so that this reader costs next to nothing.
+    constexpr qsizetype looked = 64LL * 1024;
+    MimeMessage message;
+    const auto source = std::make_shared<const QByteArray>(std::move(octets));
+    const qsizetype start = rubbishInFront(QByteArrayView(*source).first(qMin(source->size(), looked)));
+    const QByteArrayView rest = QByteArrayView(*source).sliced(start);
+    message.readTop(HeaderFields(rest.first(qMin(rest.size(), looked))));
+    message.m_parts.contentType = u"text/plain"_s;
+    message.m_parts.attachments = {originalAttachment(source)};
+    return message;
+}
+
+void MimeMessage::readTop(const HeaderFields &header)
+{
+    m_subject = decodeHeaderText(header.value("Subject"));
+    m_date = parseMailDate(header.value("Date"));
+    for (const char *name : {"X-Priority", "Importance", "X-MSMail-Priority", "Priority"}) {
+        if (const std::optional<int> priority = priorityOf(header.value(name))) {
+            m_priority = *priority;
+            break;
+        }
     }
-}
-
-void MimeMessage::readAuthor(const MessageSource &source)
-{
     for (const char *name : {"From", "Sender"}) {
-        for (const QByteArray &value : source.headerValues(name)) {
+        for (const QByteArrayView value : header.values(name)) {
             const QList<Mailbox> mailboxes = parseMailboxes(value);
             if (mailboxes.isEmpty())
                 continue;
@@ -121,26 +79,15 @@ void MimeMessage::readAuthor(const MessageSource &source)
     }
 }
 
-void MimeMessage::readPriority(const MessageSource &source)
+void MimeMessage::readRecipients(const HeaderFields &header)
 {
-    for (const char *name : {"X-Priority", "Importance", "X-MSMail-Priority", "Priority"}) {
-        if (const std::optional<int> priority = priorityOf(source.headerValues(name).value(0))) {
-            m_priority = *priority;
-            return;
+    static constexpr const char *kinds[] = {"to", "cc", "bcc"}; // index is the ReType
+    for (const HeaderField &field : header.all()) {
+        for (int kind = 0; kind < 3; ++kind) {
+            if (field.name.compare(kinds[kind], Qt::CaseInsensitive) != 0)
+                continue;
+            for (const Mailbox &mailbox : parseMailboxes(field.value))
+                m_recipients.append({kind, mailbox.address});
         }
     }
-}
-
-void MimeMessage::readDate(const MessageSource &source)
-{
-    const QByteArray value = source.headerValues("Date").value(0).trimmed();
-    if (value.isEmpty())
-        return;
-    GDateTime *parsed = g_mime_utils_header_decode_date(value.constData());
-    if (!parsed)
-        return;
-    const QDateTime date = QDateTime::fromSecsSinceEpoch(g_date_time_to_unix(parsed));
-    g_date_time_unref(parsed);
-    if (date.date().year() >= 1753 && date.date().year() <= 9999) // what date-time columns hold
-        m_date = date;
 }

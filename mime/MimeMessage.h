@@ -1,11 +1,12 @@
 #pragma once
 
 #include "mime/MessageParts.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QString>
 
-class MessageSource;
+class HeaderFields;
 
 /// The address of one recipient.
 struct MimeRecipient {
@@ -23,13 +24,18 @@ public:
     /// attachments are gone; the two bodies are decoded at once, attachments when asked for.
     explicit MimeMessage(QByteArray octets);
 
+    /// For a message that the reader above did not survive: subject, sender, date and priority from the first
+    /// 64 KiB, no recipients and no bodies, and the original octets as the only attachment, 邮件原文.eml. Takes no
+    /// library to it but the charset converters.
+    [[nodiscard]] static MimeMessage readPlainly(QByteArray octets);
+
     /// To, Cc and Bcc in the order in which the header names them, members of groups included.
     [[nodiscard]] const QList<MimeRecipient> &Recipients() const { return m_recipients; }
     /// One line; blanks at the ends kept, but for the one after the colon. Empty when there is none.
     [[nodiscard]] const QString &Subject() const { return m_subject; }
     /// "type/subtype" of the whole message without parameters, letter case as written; "text/plain" when
     /// absent or unreadable.
-    [[nodiscard]] const QString &ContentType() const { return m_contentType; }
+    [[nodiscard]] const QString &ContentType() const { return m_parts.contentType; }
     /// The first text/plain part that is no attachment, line ends as in the message (CR LF over POP3),
     /// without the line end that closes the message. Empty when there is none, even when there is HTML. The
     /// raw body of a message whose structure cannot be read.
@@ -49,14 +55,12 @@ public:
     [[nodiscard]] const QList<MimeAttachment> &Attachments() const { return m_parts.attachments; }
 
 private:
-    void readRecipients(const MessageSource &source);
-    void readAuthor(const MessageSource &source);
-    void readPriority(const MessageSource &source);
-    void readDate(const MessageSource &source);
+    MimeMessage() = default;
+    void readTop(const HeaderFields &header);
+    void readRecipients(const HeaderFields &header);
 
     QList<MimeRecipient> m_recipients;
     QString m_subject;
-    QString m_contentType;
     QString m_fromName;
     QString m_from;
     int m_priority = 3;

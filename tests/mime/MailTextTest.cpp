@@ -1,6 +1,7 @@
 #include "mime/CharsetDecoder.h"
 #include "mime/FileNames.h"
 #include "mime/HeaderDecoder.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -36,6 +37,7 @@ void MailTextTest::charsets_data()
     row("windows-1252-quotes", "\x93x\x94", "iso-8859-1", u"“x”"_s);
     row("hz-with-line-end-in-chinese", "~{VP\nab", "hz", u"中\nab"_s);
     row("nul", QByteArray("a\0b", 3), "utf-8", u"a\uFFFDb"_s);
+    row("converter-that-reads-on", "\xFF\x0E", "iso-2022-cn-ext", u"\uFFFD\u000E"_s);
     row("hostile-label", "abc", "../../etc\n//IGNORE", u"abc"_s);
 }
 

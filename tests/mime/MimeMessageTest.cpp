@@ -1,4 +1,5 @@
 #include "mime/MimeMessage.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
@@ -11,6 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
 const QString mails = QStringLiteral(MAILS_FOLDER "/");
 
 QByteArray fileContent(const QString &name)
@@ -60,7 +62,7 @@ bool isFitForDatabases(const MimeMessage &message)
     for (const MimeAttachment &attachment : message.Attachments()) {
         ok = ok && fit(attachment.Name()) && !attachment.Name().isEmpty() &&
              !attachment.Name().contains(u'/') && fit(attachment.ContentType());
-        (void)attachment.BinaryData();
+        static_cast<void>(attachment.BinaryData());
     }
     return ok;
 }
@@ -74,6 +76,7 @@ QByteArray nested(int depth)
     }
     return octets + "Content-Type: text/plain\r\n\r\ninnermost";
 }
+
 } // namespace
 
 class MimeMessageTest : public QObject
@@ -87,7 +90,8 @@ private slots:
     void attachmentsOutliveTheMessage();
     void thousandsOfRecipients();
     void nestingIsBounded();
-    void attachmentsAreBounded();
+    void partsAreBounded();
+    void plainReader();
     void hostileHeadersStayCheap_data();
     void hostileHeadersStayCheap();
     void everyTruncationGivesSomething();
@@ -163,14 +167,32 @@ void MimeMessageTest::nestingIsBounded()
     QCOMPARE(MimeMessage(enclosed + hostile).Attachments().size(), 1);
 }
 
-void MimeMessageTest::attachmentsAreBounded()
+void MimeMessageTest::partsAreBounded()
 {
-    QByteArray octets = "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
-    for (int i = 0; i < 2001; ++i)
-        octets += "--b\r\nContent-Type: image/png\r\n\r\n" + QByteArray::number(i) + "\r\n";
+    const QByteArray head = "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
+    const QByteArray part = "--b\r\nContent-Type: image/png\r\n\r\n7\r\n";
+    QCOMPARE(MimeMessage(head + part.repeated(2000)).Attachments().size(), 2000);
+    const QByteArray octets = head + part.repeated(2001);
     const MimeMessage message(octets);
-    QCOMPARE(message.Attachments().size(), 2000);
-    QCOMPARE(message.Attachments()[1999].BinaryData(), QByteArray("1999"));
+    QCOMPARE(message.Attachments().size(), 2001);
+    QCOMPARE(message.Attachments()[1999].BinaryData(), QByteArray("7"));
+    QCOMPARE(message.Attachments()[2000].Name(), u"邮件原文.eml"_s);
+    QCOMPARE(message.Attachments()[2000].BinaryData(), octets);
+    QCOMPARE(MimeMessage(head + QByteArray("--b\n").repeated(1'000'000)).Attachments().size(), 2000);
+}
+
+void MimeMessageTest::plainReader()
+{
+    const QByteArray octets = fileContent(u"qq-alternative.eml"_s);
+    const MimeMessage plain = MimeMessage::readPlainly(octets);
+    const MimeMessage whole(octets);
+    QCOMPARE(plain.Subject(), whole.Subject());
+    QCOMPARE(plain.FromName() + plain.From(), whole.FromName() + whole.From());
+    QCOMPARE(plain.Date(), whole.Date());
+    QCOMPARE(plain.ContentType() + plain.Body() + plain.HTMLBody(), u"text/plain"_s);
+    QCOMPARE(plain.Attachments().size(), 1);
+    QCOMPARE(plain.Attachments()[0].Name(), u"邮件原文.eml"_s);
+    QCOMPARE(plain.Attachments()[0].BinaryData(), octets);
 }
 
 void MimeMessageTest::hostileHeadersStayCheap_data()
@@ -183,6 +205,9 @@ void MimeMessageTest::hostileHeadersStayCheap_data()
         << QByteArray("=?gb2312?B?1cU=?= =?utf-8?B?5L2g?= ") << QByteArray();
     QTest::newRow("quotes") << QByteArray("\"a\\\" <") << QByteArray(">");
     QTest::newRow("groups") << QByteArray("g: a@b, ") << QByteArray(";");
+    QTest::newRow("words-of-unknown-encoding") << QByteArray("=?a?X? ") << QByteArray("?=");
+    QTest::newRow("reader-of-freed-memory") << QByteArray("=?iso-2022-cn-ext?B?/w4=?=") << QByteArray();
+    QTest::newRow("single-letters") << QByteArray(",a") << QByteArray();
     QTest::newRow("comments") << QByteArray("(") << QByteArray(")");
     QTest::newRow("folds") << QByteArray("\r\n ") << QByteArray("x");
 }
@@ -193,8 +218,8 @@ void MimeMessageTest::hostileHeadersStayCheap()
     QFETCH(QByteArray, unit);
     QFETCH(QByteArray, end);
     const QByteArray value = unit.repeated(200'000 / unit.size()) + end;
-    for (const char *name : {"Subject: ", "To: ", "From: ", "Date: ", "Content-Type: text/plain; name=",
-                             "Content-Disposition: attachment; filename="})
+    for (const char *name : {"Subject: ", "To: ", "To : ", "From: ", "Date: ",
+                             "Content-Type: text/plain; name=", "Content-Disposition: attachment; filename="})
         QVERIFY(isFitForDatabases(MimeMessage(name + value + "\r\n\r\nbody")));
 }
 

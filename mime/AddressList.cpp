@@ -1,0 +1,200 @@
+#include "mime/AddressList.h"
+
+#include "mime/HeaderDecoder.h"
+#include "mime/MessageLimits.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace
+{
+
+/// One member of a list, its display name still encoded.
+struct Member {
+    QByteArray text;    // outside angle brackets and comments; quotes and what they hold included
+    QByteArray angle;   // inside the last angle brackets
+    QByteArray comment; // inside the last comment
+    bool hasAngle = false;
+    bool atComma = false; // a comma ended it
+
+    [[nodiscard]] bool isEmpty() const
+    {
+        return text.trimmed().isEmpty() && !hasAngle && comment.trimmed().isEmpty();
+    }
+    /// The part before a comma that stands inside a name.
+    [[nodiscard]] bool isHalfName() const
+    {
+        return atComma && !hasAngle && !text.trimmed().isEmpty() && !text.contains('@');
+    }
+};
+
+class MemberReader
+{
+public:
+    explicit MemberReader(const QByteArray &list) : m_list(list) {}
+
+    /// The next member that holds anything; nothing at the end of the list.
+    std::optional<Member> next()
+    {
+        while (m_at < m_list.size()) {
+            Member member = read();
+            if (!member.isEmpty())
+                return member;
+        }
+        return std::nullopt;
+    }
+
+private:
+    Member read()
+    {
+        Member member;
+        while (m_at < m_list.size()) {
+            const char c = m_list[m_at++];
+            if (c == ',' || c == ';') {
+                member.atComma = c == ',';
+                return member;
+            }
+            if (c == ':')
+                member = {}; // what came before was the name of a group
+            else if (c == '"')
+                member.text += '"' + takeQuoted() + '"';
+            else if (c == '(')
+                member.comment = takeComment();
+            else if (c == '<') {
+                member.angle = takeAngle();
+                member.hasAngle = true;
+            } else if (c != '>')
+                member.text += c;
+        }
+        return member;
+    }
+
+    /// Up to the closing quote; backslashes stay. Without one the quote means nothing.
+    QByteArray takeQuoted()
+    {
+        const qsizetype start = m_at;
+        for (qsizetype i = start; i < m_lastQuote; ++i) {
+            if (m_list[i] == '\\')
+                ++i;
+            else if (m_list[i] == '"')
+                return take(i, 1);
+        }
+        return m_lastQuote > start ? take(m_lastQuote, 1) : QByteArray();
+    }
+
+    QByteArray takeComment()
+    {
+        int depth = 1;
+        for (qsizetype i = m_at; i < m_list.size(); ++i) {
+            if (m_list[i] == '\\')
+                ++i;
+            else if (m_list[i] == '(')
+                ++depth;
+            else if (m_list[i] == ')' && --depth == 0)
+                return take(i, 1);
+        }
+        return take(m_list.size(), 0);
+    }
+
+    /// Without a closing bracket an address ends with its member.
+    QByteArray takeAngle()
+    {
+        const auto *const from = m_list.cbegin() + m_at;
+        const auto *const end = std::find_if(
+            from, m_list.cend(), [](char c) { return c == '>' || c == ',' || c == ';' || c == '<'; });
+        return take(end - m_list.cbegin(), end != m_list.cend() && *end == '>' ? 1 : 0);
+    }
+
+    QByteArray take(qsizetype end, qsizetype closing)
+    {
+        return m_list.mid(std::exchange(m_at, qMin(end + closing, m_list.size())), end - m_at);
+    }
+
+    const QByteArray &m_list;
+    const qsizetype m_lastQuote = m_list.lastIndexOf('"');
+    qsizetype m_at = 0;
+};
+
+/// A display name without its quotes.
+QString nameText(const QByteArray &encoded)
+{
+    QByteArray name;
+    bool escaped = false;
+    for (const char c : encoded) {
+        if (!escaped && (c == '"' || c == '\\')) {
+            escaped = c == '\\';
+            continue;
+        }
+        escaped = false;
+        name += c;
+    }
+    return decodeHeaderText(name).trimmed();
+}
+
+QString addressText(QByteArrayView encoded)
+{
+    // A route (RFC 5322, 4.4) stands before the address.
+    if (encoded.startsWith('@') && encoded.contains(':'))
+        encoded = encoded.sliced(encoded.lastIndexOf(':') + 1);
+    return decodeHeaderText(encoded.trimmed()).trimmed();
+}
+
+/// A member without angle brackets: the word with "@" is the address, what stands around it the name.
+Mailbox bareMailbox(const QByteArray &text)
+{
+    const qsizetype at = text.lastIndexOf('@');
+    if (at < 0 || text.startsWith('"'))
+        return {{}, addressText(text)};
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+    const auto *const start =
+        std::find_if(std::make_reverse_iterator(text.cbegin() + at), text.crend(), isBlank).base();
+    const auto *const end = std::find_if(text.cbegin() + at, text.cend(), isBlank);
+    const QByteArray name = text.first(start - text.cbegin()) + text.sliced(end - text.cbegin());
+    return {nameText(name), addressText(QByteArrayView(start, end))};
+}
+
+Mailbox mailboxOf(const Member &member)
+{
+    const QByteArray text = member.text.trimmed();
+    Mailbox mailbox;
+    if (member.hasAngle)
+        mailbox = {nameText(text), addressText(member.angle)};
+    if (mailbox.address.isEmpty())
+        mailbox = bareMailbox(text);
+    if (mailbox.name.isEmpty())
+        mailbox.name = nameText(member.comment);
+    return mailbox;
+}
+
+} // namespace
+
+QList<Mailbox> parseMailboxes(QByteArrayView raw)
+{
+    const QByteArray list = normaliseHeader(raw);
+    MemberReader reader(list);
+    QList<Mailbox> mailboxes;
+    const auto add = [&](const Member &member) {
+        if (Mailbox mailbox = mailboxOf(member); !mailbox.address.isEmpty())
+            mailboxes.append(std::move(mailbox));
+    };
+    std::optional<Member> half; // may be the first half of the next member's name
+    while (mailboxes.size() < MessageLimits::mailboxes) {
+        std::optional<Member> member = reader.next();
+        if (half && member && member->hasAngle && !member->text.trimmed().isEmpty() &&
+            !member->text.contains('"')) {
+            member->text = half->text + ',' + member->text;
+            half.reset();
+        }
+        if (half)
+            add(*half);
+        half.reset();
+        if (!member)
+            break;
+        if (member->isHalfName())
+            half = std::move(member);
+        else
+            add(*member);
+    }
+    return mailboxes;
+}

@@ -1,0 +1,115 @@
+#include "mime/EncodedFiles.h"
+
+#include "mime/HeaderFields.h"
+
+#include <algorithm>
+
+namespace
+{
+
+QByteArrayView withoutLineEnd(QByteArrayView line)
+{
+    return line.chopped(closingLineEnd(line));
+}
+
+/// The name in a line "begin 644 name".
+std::optional<QByteArray> uuencodedName(QByteArrayView line)
+{
+    qsizetype at = 6;
+    while (at < line.size() && line[at] >= '0' && line[at] <= '7')
+        ++at;
+    if (at < 9 || at > 10 || at >= line.size() || line[at] != ' ')
+        return std::nullopt;
+    return line.sliced(at).trimmed().toByteArray();
+}
+
+/// Appends what a line of uuencode holds; false when it is none.
+bool decodeUuencodedLine(QByteArrayView line, QByteArray &octets)
+{
+    constexpr qsizetype mostOctets = 45;
+    if (line.isEmpty() || line.front() <= ' ' || line.front() > '`')
+        return false;
+    const qsizetype count = (line.front() - ' ') & 63;
+    const qsizetype needed = (count + 2) / 3 * 4;
+    if (count > mostOctets || line.size() > needed + 2) // some programs put a check character behind
+        return false;
+    const auto digit = [&](qsizetype i) { return i < line.size() ? (line[i] - ' ') & 63 : 0; };
+    if (std::any_of(line.begin(), line.end(), [](char c) { return c < ' ' || c > '`'; }))
+        return false;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype from = 1 + i / 3 * 4 + i % 3;
+        const int shift = static_cast<int>(i % 3) * 2;
+        octets += static_cast<char>((digit(from) << (2 + shift)) | (digit(from + 1) >> (4 - shift)));
+    }
+    return true;
+}
+
+std::optional<EncodedFile> uuencodedFile(QByteArrayView text, qsizetype start)
+{
+    EncodedFile file;
+    file.start = start;
+    QByteArrayView line = firstLine(text.sliced(start));
+    const auto name = uuencodedName(withoutLineEnd(line));
+    if (!name)
+        return std::nullopt;
+    file.name = *name;
+    file.end = start + line.size();
+    while (file.end < text.size()) {
+        line = firstLine(text.sliced(file.end));
+        const QByteArrayView content = withoutLineEnd(line);
+        const bool last = content.trimmed() == "end";
+        // A line of no octets is a grave accent, or a blank, which may be lost.
+        if (!last && !content.trimmed().isEmpty() && !decodeUuencodedLine(content, file.octets))
+            return std::nullopt;
+        file.end += line.size();
+        if (last)
+            return file;
+    }
+    return file.octets.isEmpty() ? std::nullopt : std::optional(file);
+}
+
+std::optional<EncodedFile> yencFile(QByteArrayView text, qsizetype start)
+{
+    EncodedFile file;
+    file.start = start;
+    QByteArrayView line = firstLine(text.sliced(start));
+    const qsizetype name = line.indexOf(" name=");
+    if (name < 0)
+        return std::nullopt;
+    file.name = line.sliced(name + 6).trimmed().toByteArray();
+    file.end = start + line.size();
+    while (file.end < text.size()) {
+        line = firstLine(text.sliced(file.end));
+        if (line.startsWith("=ybegin "))
+            return std::nullopt;
+        file.end += line.size();
+        if (line.startsWith("=yend"))
+            return file;
+        if (line.startsWith("=ypart "))
+            continue;
+        bool escaped = false;
+        for (const char c : withoutLineEnd(line)) {
+            if (!escaped && c == '=') {
+                escaped = true;
+                continue;
+            }
+            file.octets += static_cast<char>(c - (escaped ? 106 : 42));
+            escaped = false;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<EncodedFile> findEncodedFile(QByteArrayView text, qsizetype at, EncodedFileKind kind)
+{
+    const QByteArrayView mark = kind == EncodedFileKind::Uuencode ? "begin " : "=ybegin ";
+    for (at = text.indexOf(mark, at); at >= 0; at = text.indexOf(mark, at + 1)) {
+        if (at > 0 && text[at - 1] != '\n')
+            continue;
+        if (auto file = kind == EncodedFileKind::Uuencode ? uuencodedFile(text, at) : yencFile(text, at))
+            return file;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,133 @@
+#include "mime/MimePart.h"
+
+#include "mime/FileNames.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The first field that can be read, for some programs write two.
+ContentField contentTypeField(const HeaderFields &header)
+{
+    for (const QByteArrayView value : header.values("Content-Type")) {
+        ContentField field(value);
+        if (field.isMediaType())
+            return field;
+    }
+    return ContentField(header.value("Content-Type"));
+}
+
+QByteArrayView withoutBlanksBehind(QByteArrayView line)
+{
+    while (!line.isEmpty() && static_cast<unsigned char>(line.back()) <= 0x20)
+        line.chop(1);
+    return line;
+}
+
+/// The boundary that a multipart's text evidently uses: a line "--x" followed by a part's header.
+QByteArray evidentBoundary(QByteArrayView body)
+{
+    constexpr qsizetype looked = 64LL * 1024;
+    constexpr qsizetype longest = 200;
+    body = body.first(qMin(body.size(), looked));
+    QByteArrayView before;
+    while (!body.isEmpty()) {
+        const QByteArrayView line = firstLine(body);
+        const bool isHeader =
+            line.first(qMin<qsizetype>(8, line.size())).compare("content-", Qt::CaseInsensitive) == 0;
+        if (isHeader && before.size() > 2 && before.size() <= longest && before.startsWith("--"))
+            return before.sliced(2).toByteArray();
+        before = withoutBlanksBehind(line);
+        body = body.sliced(line.size());
+    }
+    return {};
+}
+
+/// RFC 2046, 5.1.1. The line end before a boundary belongs to the boundary. Without a closing boundary the
+/// last part goes to the end.
+QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsizetype most)
+{
+    QList<QByteArrayView> parts;
+    const QByteArray mark = "--" + boundary;
+    qsizetype start = -1; // of the part that is open
+    qsizetype at = 0;
+    const auto close = [&](qsizetype end) {
+        if (start < 0)
+            return;
+        const QByteArrayView part = body.sliced(start, end - start);
+        parts.append(part.chopped(closingLineEnd(part)));
+    };
+    while (at < body.size() && parts.size() < most) {
+        const QByteArrayView line = firstLine(body.sliced(at));
+        if (line.startsWith(mark)) {
+            const QByteArrayView rest = withoutBlanksBehind(line.sliced(mark.size()));
+            if (rest.isEmpty() || rest == "--") {
+                close(at);
+                start = rest.isEmpty() ? at + line.size() : -1;
+                if (!rest.isEmpty() && !parts.isEmpty())
+                    return parts;
+            }
+        }
+        at += line.size();
+    }
+    if (start >= 0 && parts.size() < most)
+        parts.append(body.sliced(start));
+    return parts;
+}
+
+} // namespace
+
+MimePart::MimePart(QByteArrayView octets)
+    : m_header(octets),
+      m_body(octets.sliced(m_header.bodyAt())),
+      m_type(contentTypeField(m_header)),
+      m_disposition(m_header.value("Content-Disposition")),
+      m_encoding(transferEncodingOf(m_header.value("Content-Transfer-Encoding")))
+{
+}
+
+QString MimePart::contentType() const
+{
+    return m_type.isMediaType() ? QString::fromUtf8(m_type.value()) : u"text/plain"_s;
+}
+
+bool MimePart::isType(QByteArrayView type, QByteArrayView subtype) const
+{
+    const QByteArray own = m_type.isMediaType() ? m_type.value() : QByteArray("text/plain");
+    const QByteArrayView view(own);
+    const qsizetype slash = view.indexOf('/');
+    return view.first(slash).compare(type, Qt::CaseInsensitive) == 0 &&
+           (subtype == "*" || view.sliced(slash + 1).compare(subtype, Qt::CaseInsensitive) == 0);
+}
+
+bool MimePart::isMarkedAttachment() const
+{
+    return m_disposition.value().compare("attachment", Qt::CaseInsensitive) == 0;
+}
+
+QString MimePart::fileName() const
+{
+    const QString name = safeFileName(m_disposition.parameter("filename"));
+    return name.isEmpty() ? safeFileName(m_type.parameter("name")) : name;
+}
+
+QByteArray MimePart::decodedBody() const
+{
+    return decodeTransfer(m_body, m_encoding, isType("text", "*"));
+}
+
+QList<QByteArrayView> MimePart::children(qsizetype most) const
+{
+    QList<QByteArrayView> parts;
+    const QByteArray declared = withoutBlanksBehind(m_type.parameter("boundary").toUtf8()).toByteArray();
+    if (!declared.isEmpty())
+        parts = split(m_body, declared, most);
+    if (parts.isEmpty()) {
+        if (const QByteArray evident = evidentBoundary(m_body); !evident.isEmpty())
+            parts = split(m_body, evident, most);
+    }
+    return parts;
+}

@@ -1,0 +1,150 @@
+#include "mime/TransferEncoding.h"
+
+#include "mime/EncodedFiles.h"
+#include "mime/HeaderFields.h"
+
+#include <algorithm>
+#include <gmime/gmime.h>
+
+namespace
+{
+
+/// A step of GMime's decoders over some octets.
+class Decoder
+{
+public:
+    explicit Decoder(GMimeContentEncoding encoding) { g_mime_encoding_init_decode(&m_state, encoding); }
+
+    void decode(QByteArrayView octets, QByteArray &decoded)
+    {
+        const qsizetype before = decoded.size();
+        const auto length = static_cast<size_t>(octets.size());
+        decoded.resize(before + static_cast<qsizetype>(g_mime_encoding_outlen(&m_state, length)) + 8);
+        const size_t got = g_mime_encoding_step(&m_state, octets.data(), length, decoded.data() + before);
+        decoded.resize(before + static_cast<qsizetype>(got));
+    }
+
+private:
+    GMimeEncoding m_state;
+};
+
+bool isBase64Digit(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+enum class Base64Line { Digits, LastDigits, Foreign };
+
+/// A stray octet now and then leaves a line what it is.
+Base64Line kindOf(QByteArrayView line)
+{
+    qsizetype foreign = 0;
+    qsizetype padding = 0;
+    for (const char c : line) {
+        padding += c == '=' ? 1 : 0;
+        foreign += c != '=' && !isBase64Digit(c) ? 1 : 0;
+    }
+    const qsizetype inside = line.contains(' ') ? line.size() / 40 : std::max<qsizetype>(1, line.size() / 16);
+    if (foreign > inside)
+        return Base64Line::Foreign;
+    return padding > 0 ? Base64Line::LastDigits : Base64Line::Digits;
+}
+
+/// Base64 by lines: it ends at a line that is none, and behind its padding, unless more of it follows.
+QByteArray decodeBase64(QByteArrayView octets, bool isText)
+{
+    QByteArray decoded;
+    decoded.reserve(octets.size() / 4 * 3 + 8);
+    Decoder decoder(GMIME_CONTENT_ENCODING_BASE64);
+    bool padded = false; // a piece of base64 has ended
+    qsizetype digits = 0;
+    qsizetype at = 0;
+    while (at < octets.size()) {
+        const QByteArrayView whole = firstLine(octets.sliced(at));
+        const QByteArrayView line = whole.trimmed();
+        const Base64Line kind = kindOf(line);
+        const bool begins = !padded || line.size() % 4 == 0;
+        if (!line.isEmpty() && (kind == Base64Line::Foreign || !begins))
+            break;
+        if (padded && !line.isEmpty()) {
+            decoder = Decoder(GMIME_CONTENT_ENCODING_BASE64);
+            padded = false;
+        }
+        if (!line.isEmpty()) {
+            decoder.decode(line, decoded);
+            padded = kind == Base64Line::LastDigits;
+            digits +=
+                std::count_if(line.begin(), line.end(), [](char c) { return c == '=' || isBase64Digit(c); });
+        }
+        at += whole.size();
+    }
+    const QByteArrayView rest = octets.sliced(at);
+    const bool footer = !rest.trimmed().isEmpty();
+    if (isText && footer && (digits == 0 || digits % 4 != 0)) // text with a wrong label
+        return octets.toByteArray();
+    // What was cut off still gives its last octets when the missing padding is put there.
+    decoder.decode("==", decoded);
+    if (isText && footer)
+        decoded.append(decoded.endsWith('\n') ? "" : "\r\n").append(rest);
+    return decoded;
+}
+
+QByteArray decodeQuotedPrintable(QByteArrayView octets)
+{
+    QByteArray decoded;
+    Decoder(GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE).decode(octets, decoded);
+    return decoded;
+}
+
+QByteArray decodeFile(QByteArrayView octets, EncodedFileKind kind)
+{
+    const auto file = findEncodedFile(octets, 0, kind);
+    return file ? file->octets : octets.toByteArray();
+}
+
+} // namespace
+
+TransferEncoding transferEncodingOf(QByteArrayView field)
+{
+    QByteArray name;
+    for (const char c : field) {
+        if (isBase64Digit(c) || c == '-')
+            name += c;
+        else if (!name.isEmpty())
+            break; // a comment or a second word
+    }
+    static constexpr struct {
+        const char *name;
+        TransferEncoding encoding;
+    } known[] = {{"base64", TransferEncoding::Base64},
+                 {"x-base64", TransferEncoding::Base64},
+                 {"quoted-printable", TransferEncoding::QuotedPrintable},
+                 {"uuencode", TransferEncoding::Uuencode},
+                 {"x-uuencode", TransferEncoding::Uuencode},
+                 {"x-uue", TransferEncoding::Uuencode},
+                 {"uue", TransferEncoding::Uuencode},
+                 {"yenc", TransferEncoding::Yenc},
+                 {"x-yenc", TransferEncoding::Yenc}};
+    for (const auto &entry : known) {
+        if (name.compare(entry.name, Qt::CaseInsensitive) == 0)
+            return entry.encoding;
+    }
+    return TransferEncoding::None;
+}
+
+QByteArray decodeTransfer(QByteArrayView octets, TransferEncoding encoding, bool isText)
+{
+    switch (encoding) {
+    case TransferEncoding::Base64:
+        return decodeBase64(octets, isText);
+    case TransferEncoding::QuotedPrintable:
+        return decodeQuotedPrintable(octets);
+    case TransferEncoding::Uuencode:
+        return decodeFile(octets, EncodedFileKind::Uuencode);
+    case TransferEncoding::Yenc:
+        return decodeFile(octets, EncodedFileKind::Yenc);
+    case TransferEncoding::None:
+        break;
+    }
+    return octets.toByteArray();
+}
