@@ -145,6 +145,7 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         QObject::disconnect(listening);
     });
     parts.modem.setPortNumber(*port);
+    parts.modem.setSpeed(parts.registry.read(Settings::comSpeedPath(*port)).trimmed().toInt());
     // Nothing is written to the SIM card: it keeps the centre number it has.
     parts.modem.setServiceCentre({});
     const auto result = static_cast<ModemResult>(parts.modem.open());
@@ -154,7 +155,12 @@ void checkModem(const ServerParts &parts, CheckReport &report)
                      modemRemedy(result));
         return;
     }
-    report.well(u"COM%1 短信猫应答正常"_s.arg(*port));
+    const ModemControl::Description found = parts.modem.describe();
+    report.well(u"COM%1 短信猫应答正常（%2 波特，%3）"_s.arg(*port)
+                    .arg(found.baud)
+                    .arg(found.model.isEmpty() ? u"型号未知"_s : found.model));
+    for (const QString &workaround : found.workarounds)
+        report.well(u"短信猫特点："_s + workaround);
     if (parts.modem.isRegistered())
         report.well(u"已注册到网络"_s);
     else

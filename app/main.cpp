@@ -13,6 +13,8 @@
 #include "platform/signals/StopSignal.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <cstdio>
 
@@ -49,7 +51,11 @@ struct World {
     MailTrace mail;
     MailCollector::Program mailCollector;
 
-    [[nodiscard]] ServerParts parts() { return {clock, registry, session, modem, mail, mailCollector}; }
+    [[nodiscard]] ServerParts parts()
+    {
+        const QString spool = registry.fileName() + u".received-spool"_s;
+        return {clock, registry, session, modem, mail, mailCollector, spool};
+    }
 };
 
 int runWindow(const CommandLine &line, World &world)
@@ -65,6 +71,8 @@ int runWindow(const CommandLine &line, World &world)
     if (!line.logFile.isEmpty())
         logFile.emplace(line.logFile);
 
+    const QFileInfo beside(line.logFile.isEmpty() ? world.registry.fileName() : line.logFile);
+    world.modem.setUnreadableFile(beside.absoluteDir().filePath(u"unreadable-sms.log"_s));
     frmMain window(world.parts());
     window.setStopRequested([&stopSignal] { return stopSignal.wasReceived(); });
     QObject::connect(&window, &frmMain::logLineAdded, &window, [&](const QString &logLine) {

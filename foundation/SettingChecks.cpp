@@ -73,6 +73,15 @@ QString devicePath(const QString &value)
                : u"设备必须写出完整路径，例如 /dev/serial/by-id/... 或 /dev/ttyUSB0"_s;
 }
 
+QString lineSpeed(const QString &value)
+{
+    static const QList<qint32> speeds{1200,  2400,   4800,   9600,   19200, 38400,
+                                      57600, 115200, 230400, 460800, 921600};
+    return speeds.contains(exactWholeNumber(value).value_or(0))
+               ? QString()
+               : u"速率必须是常用的波特率，例如 9600 或 115200"_s;
+}
+
 QString countryCode(const QString &value)
 {
     return matches(value, u"[1-9][0-9]{0,3}"_s) ? QString() : u"国家代码只写数字，例如 86"_s;

@@ -13,6 +13,7 @@ namespace SettingChecks
 [[nodiscard]] QString comPort(const QString &value);
 [[nodiscard]] QString connectString(const QString &value);
 [[nodiscard]] QString devicePath(const QString &value);
+[[nodiscard]] QString lineSpeed(const QString &value);
 [[nodiscard]] QString countryCode(const QString &value);
 [[nodiscard]] QString mailTls(const QString &value);
 [[nodiscard]] QString webAddress(const QString &value);

@@ -47,7 +47,7 @@ const Setting *find(const QString &shortName)
 
 const QRegularExpression &comPortName()
 {
-    static const QRegularExpression form(u"^COM([1-9][0-9]{0,4})$"_s,
+    static const QRegularExpression form(u"^COM([1-9][0-9]{0,4})(Speed)?$"_s,
                                          QRegularExpression::CaseInsensitiveOption);
     return form;
 }
@@ -74,6 +74,10 @@ QString comDevicePath(int comPort)
 {
     return localKey + "COM"_L1 + QString::number(comPort);
 }
+QString comSpeedPath(int comPort)
+{
+    return comDevicePath(comPort) + "Speed"_L1;
+}
 QString localPath(QLatin1String shortName)
 {
     return localKey + shortName;
@@ -84,7 +88,10 @@ QString pathOf(const QString &shortName)
     if (const Setting *setting = find(shortName))
         return setting->key + setting->shortName;
     const auto match = comPortName().match(shortName);
-    return match.hasMatch() ? comDevicePath(match.captured(1).toInt()) : QString();
+    if (!match.hasMatch())
+        return {};
+    const int port = match.captured(1).toInt();
+    return match.captured(2).isEmpty() ? comDevicePath(port) : comSpeedPath(port);
 }
 
 QString problemOf(const QString &shortName, const QString &value)
@@ -92,7 +99,10 @@ QString problemOf(const QString &shortName, const QString &value)
     if (value.isEmpty())
         return {};
     const Setting *setting = find(shortName);
-    return setting != nullptr ? setting->problem(value) : SettingChecks::devicePath(value);
+    if (setting != nullptr)
+        return setting->problem(value);
+    const bool isSpeed = !comPortName().match(shortName).captured(2).isEmpty();
+    return isSpeed ? SettingChecks::lineSpeed(value) : SettingChecks::devicePath(value);
 }
 
 QStringList shortNames()
@@ -100,8 +110,10 @@ QStringList shortNames()
     QStringList names;
     for (const Setting &setting : settings)
         names += setting.shortName;
-    for (int port = 1; port <= listedComPorts; ++port)
-        names += "COM"_L1 + QString::number(port);
+    for (int port = 1; port <= listedComPorts; ++port) {
+        const QString name = "COM"_L1 + QString::number(port);
+        names += QStringList{name, name + "Speed"_L1};
+    }
     return names;
 }
 

@@ -19,6 +19,8 @@ namespace Settings
 /// Settings of this program beyond the OA system's, in a group of their own.
 /// COMn: the device behind COM port n, for systems without COM ports.
 [[nodiscard]] QString comDevicePath(int comPort);
+/// COMnSpeed: the line speed of the modem there, in baud; absent means that it is searched.
+[[nodiscard]] QString comSpeedPath(int comPort);
 /// The others, each by its short name:
 /// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
 /// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too;
@@ -31,7 +33,7 @@ namespace Settings
 /// Why the value would not do for the setting of that short name, in words; "" when it does. An empty value
 /// takes the setting away and always does.
 [[nodiscard]] QString problemOf(const QString &shortName, const QString &value);
-/// The short names in the order in which they are shown; COM ports are listed as COM1 to COM10.
+/// The short names in the order in which they are shown; COM ports are listed as COM1, COM1Speed to COM10Speed.
 [[nodiscard]] QStringList shortNames();
 
 } // namespace Settings

@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         require(!unreadable->problem.isEmpty());
     if (const auto *deliver = std::get_if<SmsDeliver>(&tpdu)) {
         require(deliver->ud.size() <= octets.size() * 2);
-        require(deliver->oa.value.size() <= ModemBounds::numberDigits);
+        require(deliver->oa.value.size() <= octets.size() * 2);
         if (const auto &place = deliver->udh.concatenation)
             require(place->total > 1 && place->sequence >= 1 && place->sequence <= place->total);
     }

@@ -3,7 +3,18 @@
 #include "database/Recordset.h"
 #include "incoming/SmsCommandInterpreter.h"
 
+#include <QDateTime>
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr std::chrono::seconds firstSpoolWait{10};
+constexpr std::chrono::seconds longestSpoolWait{3600};
+
+} // namespace
 
 QString replyAddress(const QString &sender)
 {
@@ -19,6 +30,7 @@ void InboundMessageHandler::messageArrived()
 {
     ReceivedMessage message;
     const qint16 status = m_modem.read(message.sender, message.text, message.receiveTime);
+    message.origin = m_modem.origin();
     m_modem.settle(handle(status, message));
 }
 
@@ -32,7 +44,29 @@ MessageFate InboundMessageHandler::handle(qint16 readStatus, const ReceivedMessa
     // Stays so when the guard finds no database or the delivery ends with a fault.
     MessageFate fate = MessageFate::Wait;
     m_guard.runPass(u"短信接收"_s, [&] { fate = deliver(message); });
+    // What the database refuses would fill the modem's store and deafen it.
+    if (fate == MessageFate::Refused && message.origin.mustLeave && m_spool.add(message)) {
+        fate = MessageFate::Handled;
+        m_spoolWait = firstSpoolWait;
+        m_sinceSpoolRetry.start();
+    }
     return fate;
+}
+
+void InboundMessageHandler::retrySpooled()
+{
+    if (m_spool.messages().isEmpty())
+        return;
+    if (m_sinceSpoolRetry.isValid() &&
+        m_sinceSpoolRetry.elapsed() < std::chrono::milliseconds(m_spoolWait).count())
+        return;
+    m_spoolWait = std::clamp(m_spoolWait * 2, firstSpoolWait, longestSpoolWait);
+    m_sinceSpoolRetry.start();
+    const QList<ReceivedMessage> messages = m_spool.messages();
+    for (const ReceivedMessage &message : messages) {
+        if (deliver(message) == MessageFate::Handled)
+            m_spool.remove(message);
+    }
 }
 
 MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
@@ -57,6 +91,9 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
 
 void InboundMessageHandler::store(const ReceivedMessage &message)
 {
+    // An earlier run stored it, told it, and was killed before the modem's copy was gone.
+    if (message.origin.isLeftOver && !m_mayBeStored && (isStored(message) || isRestOfStored(message)))
+        return;
     // A database that carried the insert out and was lost before it could say so.
     if (!m_mayBeStored || !isStored(message))
         insert(message);
@@ -73,6 +110,33 @@ bool InboundMessageHandler::isStored(const ReceivedMessage &message)
                 {message.sender, message.receiveTime});
     for (; !stored.atEnd(); stored.moveNext()) {
         if (stored.text("MsgContent"_L1) == message.text)
+            return true;
+    }
+    return false;
+}
+
+/// Parts that were left of a message that was stored whole: its text holds theirs, in order, and its time, the first
+/// part's, is not later than theirs.
+bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message)
+{
+    const QStringList &fragments = message.origin.fragments;
+    const QDateTime time = QDateTime::fromString(message.receiveTime, u"yyyy-MM-dd HH:mm:ss"_s);
+    if (fragments.isEmpty() || !time.isValid())
+        return false;
+    Recordset stored(m_session.Conn());
+    stored.open(
+        u"select MsgContent from SMS_SIMReceive where FromMB=? and JieSHouDT>=? and JieSHouDT<=?"_s,
+        {message.sender, time.addSecs(-3600).toString(u"yyyy-MM-dd HH:mm:ss"_s), message.receiveTime});
+    for (; !stored.atEnd(); stored.moveNext()) {
+        const QString text = stored.text("MsgContent"_L1);
+        qsizetype at = 0;
+        for (const QString &fragment : fragments) {
+            at = text.indexOf(fragment, at);
+            if (at < 0)
+                break;
+            at += fragment.size();
+        }
+        if (at >= 0)
             return true;
     }
     return false;

@@ -1,14 +1,10 @@
 #pragma once
 
 #include "foundation/TaskGuard.h"
+#include "incoming/RefusedMessages.h"
 #include "modem/ModemControl.h"
 
-/// One message as the modem control delivers it.
-struct ReceivedMessage {
-    QString sender; ///< as delivered, international numbers with "+"
-    QString text;
-    QString receiveTime; ///< as delivered: shown and stored, never parsed
-};
+#include <QElapsedTimer>
 
 /// Deals with each message that arrives: a command goes to the interpreter, any other message into
 /// SMS_SIMReceive and the log. The modem's copy goes only after that.
@@ -16,16 +12,26 @@ class InboundMessageHandler
 {
 public:
     InboundMessageHandler(DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-                          TaskGuard &guard, ModemControl &modem)
-        : m_session(session), m_console(console), m_faults(faults), m_guard(guard), m_modem(modem)
+                          TaskGuard &guard, ModemControl &modem, const QString &spoolFile = {})
+        : m_session(session),
+          m_console(console),
+          m_faults(faults),
+          m_guard(guard),
+          m_modem(modem),
+          m_spool(spoolFile)
     {
     }
 
     /// The modem control's event of that name: reads the one message and tells the control its fate.
     void messageArrived();
 
+    /// Tries the spooled messages again, at the first call and then after waits that double up to an hour. To be
+    /// called at each scan interval, inside the guard. Throws DatabaseFault when the database is gone.
+    void retrySpooled();
+
     /// What is to become of a message that was read with this status. Throws nothing: a fault is told to the
-    /// operator once; a message that the database refuses is Refused, one that meets no database has to Wait.
+    /// operator once; a message that the database refuses is Refused, or Handled once it is spooled where the modem
+    /// cannot keep it; one that meets no database has to Wait.
     [[nodiscard]] MessageFate handle(qint16 readStatus, const ReceivedMessage &message);
 
 private:
@@ -33,12 +39,16 @@ private:
     void store(const ReceivedMessage &message);
     void insert(const ReceivedMessage &message);
     [[nodiscard]] bool isStored(const ReceivedMessage &message);
+    [[nodiscard]] bool isRestOfStored(const ReceivedMessage &message);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
     TaskGuard &m_guard;
     ModemControl &m_modem;
+    RefusedMessages m_spool;
+    QElapsedTimer m_sinceSpoolRetry;
+    std::chrono::seconds m_spoolWait{0};
     bool m_mayBeStored = false; // the connection was lost over the message that comes again now
 };
 

@@ -26,6 +26,8 @@ public:
         optional("ATE0");
         m_channel.forgetEcho(); // of that command itself
         optional("AT+CMEE=1");
+        optional(
+            "AT+CSCS=\"GSM\""); // some modems keep the centre's number in the character set that was last used
         const bool isReady = waitForSim() && setPduMode() && setServiceCentre(serviceCentre) && findStore();
         if (m_report.result != ModemResult::Ok)
             return m_report;
@@ -33,6 +35,7 @@ public:
             setNotifications();
             optional("AT+CMMS=2"); // keeps the radio link between the messages of a pass
             m_channel.watchEcho();
+            noteWorkarounds();
             m_report.isRegistered = isRegistered(m_channel, m_limits);
             m_isLost = m_isLost || !m_channel.isLineOpen();
         }
@@ -67,16 +70,26 @@ private:
         return false;
     }
 
-    /// Asks again as long as the SIM is still starting up.
+    /// Asks again as long as the SIM or the modem is still starting up.
     AtAnswer askPatiently(const QByteArray &command, const QByteArray &prefix = {})
     {
         while (true) {
             AtAnswer answer = ask(command, prefix);
-            const bool isBusy = answer.end == AtAnswer::End::Final && saysSimBusy(answer.result);
+            const bool isBusy = answer.end == AtAnswer::End::Final && saysTryLater(answer.result);
             if (!isBusy || m_simDeadline.hasExpired())
                 return answer;
             m_channel.listen(m_limits.simRetry);
         }
+    }
+
+    /// For what messages depend on: a refusal counts only when it is given again by a modem that is in step, since
+    /// the first may have been meant for a command of an earlier session.
+    AtAnswer insist(const QByteArray &command)
+    {
+        AtAnswer answer = askPatiently(command);
+        if (!answer.isOk() && !answer.isLost() && m_channel.resynchronise(m_limits.resync))
+            answer = askPatiently(command);
+        return answer;
     }
 
     bool waitForSim()
@@ -122,7 +135,7 @@ private:
 
     bool setPduMode()
     {
-        const AtAnswer answer = askPatiently("AT+CMGF=0");
+        const AtAnswer answer = insist("AT+CMGF=0");
         if (answer.isOk() || answer.isLost())
             return answer.isOk();
         return refuse(ModemResult::PduModeRefused, u"短信猫不支持 PDU 模式短信"_s);
@@ -140,21 +153,29 @@ private:
         if (number.isEmpty())
             return true;
         const QByteArray type = number.startsWith(u'+') ? "145" : "129";
-        const AtAnswer answer = askPatiently("AT+CSCA=\"" + number.toLatin1() + "\"," + type);
+        const AtAnswer answer = insist("AT+CSCA=\"" + number.toLatin1() + "\"," + type);
         if (answer.isOk() || answer.isLost())
             return answer.isOk();
         const QString words =
             answer.end == AtAnswer::End::Final ? QString::fromLatin1(describe(answer.result)) : u"没有应答"_s;
-        return refuse(ModemResult::ServiceCentreRefused,
-                      u"短信猫不接受短信中心号码 %1（%2）"_s.arg(number, words));
+        const AtAnswer own = ask("AT+CSCA?", "+CSCA:");
+        const bool hasNone =
+            !own.lines.isEmpty() && answerFields(own.lines.first().text).first().text.isEmpty();
+        if (hasNone)
+            return refuse(ModemResult::ServiceCentreRefused,
+                          u"短信猫不接受短信中心号码 %1（%2），SIM 卡中也没有"_s.arg(number, words));
+        m_report.remarks += u"短信猫不接受短信中心号码 %1（%2），使用 SIM 卡中的号码"_s.arg(number, words);
+        return !own.isLost();
     }
 
     /// Stored and told is wanted: +CNMI 2,1,0,0,0. Otherwise what comes nearest among what the modem offers;
     /// a modem that only stores is read every minute anyway.
     void setNotifications()
     {
-        if (ask("AT+CNMI=2,1,0,0,0").isOk())
+        m_report.notificationCommand = usualNotification;
+        if (ask(m_report.notificationCommand).isOk())
             return;
+        m_report.notificationCommand.clear();
         const AtAnswer offer = ask("AT+CNMI=?", "+CNMI:");
         if (!offer.isOk() || offer.lines.isEmpty())
             return;
@@ -173,8 +194,21 @@ private:
             }
             value += (value.isEmpty() ? "" : ",") + QByteArray::number(chosen);
         }
-        optional("AT+CNMI=" + value);
+        if (ask("AT+CNMI=" + value).isOk())
+            m_report.notificationCommand = "AT+CNMI=" + value;
     }
+
+    void noteWorkarounds()
+    {
+        if (m_report.notificationCommand.isEmpty())
+            m_report.remarks += u"不支持新短信通知，每分钟读取一次"_s;
+        else if (m_report.notificationCommand != usualNotification)
+            m_report.remarks += u"新短信通知方式："_s + QString::fromLatin1(m_report.notificationCommand);
+        if (m_store.selectionSize() != 3)
+            m_report.remarks += u"+CPMS 只接受 %1 个存储器"_s.arg(m_store.selectionSize());
+    }
+
+    static constexpr auto usualNotification = "AT+CNMI=2,1,0,0,0";
 
     AtChannel &m_channel;
     MessageStore &m_store;

@@ -3,7 +3,9 @@
 #include "modem/ModemLimits.h"
 #include "modem/ModemResult.h"
 
+#include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 class AtChannel;
 class MessageStore;
@@ -12,7 +14,9 @@ class MessageStore;
 struct BringUpReport {
     ModemResult result = ModemResult::Ok;
     bool isRegistered = false;
-    QString cause; ///< for the operator when result is not Ok
+    QString cause = {};                  ///< for the operator when result is not Ok
+    QStringList remarks = {};            ///< what of the usual this modem does not take, for the operator
+    QByteArray notificationCommand = {}; ///< the +CNMI that the modem took, "" when none
 };
 
 /// Makes a modem ready to send and receive in PDU mode: in step, echo off, numbered errors, SIM, PDU mode,

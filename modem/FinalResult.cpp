@@ -1,5 +1,6 @@
 #include "modem/FinalResult.h"
 
+#include <algorithm>
 #include <array>
 
 namespace
@@ -130,6 +131,14 @@ bool saysSimBusy(const FinalResult &result)
 {
     return (result.kind == Kind::CmeError && result.code == 14) ||
            (result.kind == Kind::CmsError && result.code == 314);
+}
+
+bool saysTryLater(const FinalResult &result)
+{
+    constexpr std::array temporary{302, 314, 500, 512, 515, 532};
+    const bool isCms = result.kind == FinalResult::Kind::CmsError;
+    return saysSimBusy(result) || (result.kind == FinalResult::Kind::CmeError && result.code == 515) ||
+           (isCms && std::find(temporary.begin(), temporary.end(), result.code) != temporary.end());
 }
 
 QByteArray describe(const FinalResult &result)

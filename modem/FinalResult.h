@@ -26,5 +26,8 @@ struct FinalResult {
 /// The SIM has not finished starting up; the same command may succeed soon.
 [[nodiscard]] bool saysSimBusy(const FinalResult &result);
 
+/// The same command may succeed soon: the SIM or the modem is starting up, or a fault of the moment.
+[[nodiscard]] bool saysTryLater(const FinalResult &result);
+
 /// As in the modem's own answer, for the log: "+CMS ERROR: 500".
 [[nodiscard]] QByteArray describe(const FinalResult &result);

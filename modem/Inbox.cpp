@@ -12,64 +12,122 @@ bool comesBefore(const InboxMessage &a, const InboxMessage &b)
            std::make_tuple(b.time, b.copies.first().memory, b.copies.first().index);
 }
 
-InboxMessage messageOf(const PartSet &set)
+/// One message as it lies in its place. What came directly has no place, and can be stored besides.
+QByteArray placeKey(const StoredTpdu &copy)
 {
-    InboxMessage message{set.parts.first().deliver.oa, set.text(), set.time(), {}, {}};
-    for (const ReceivedPart &part : set.parts + set.duplicates)
-        message.copies.append(part.copy);
-    return message;
+    return copy.isDirect ? copy.octets
+                         : copy.memory + '/' + QByteArray::number(copy.index) + '/' + copy.octets;
+}
+
+bool isSameInAnotherMemory(const StoredTpdu &a, const StoredTpdu &b)
+{
+    return !a.isDirect && !b.isDirect && a.memory != b.memory && a.octets == b.octets;
 }
 
 } // namespace
 
+void Inbox::Remembered::insert(const QByteArray &key)
+{
+    if (m_keys.contains(key))
+        return;
+    m_keys.insert(key);
+    m_order.append(key);
+    if (m_order.size() > ModemBounds::rememberedCopies)
+        m_keys.remove(m_order.takeFirst());
+}
+
 Inbox::Entry Inbox::makeEntry(const StoredTpdu &copy, const QDateTime &now) const
 {
-    Entry entry{copy, decodeReceived(copy.octets, copy.tpduOctets), now, State::Waiting, {}, false};
-    if (std::holds_alternative<SmsStatusReport>(entry.tpdu))
-        entry.state = State::Handled; // nobody asked for one: it only takes up its place
+    Entry entry{.copy = copy, .tpdu = decodeReceived(copy.octets, copy.tpduOctets), .firstSeen = now};
+    const bool isKnown = m_handled.contains(placeKey(copy)) || m_handled.contains(copy.octets);
+    if (isKnown || std::holds_alternative<SmsStatusReport>(entry.tpdu))
+        entry.state = State::Handled; // nobody asked for a report: it only takes up its place
     return entry;
 }
 
-void Inbox::update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now)
+void Inbox::update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now,
+                   bool isOpening)
 {
     QHash<int, Entry> known;
     QList<Entry> entries;
+    QSet<QByteArray> stored;
+    for (const StoredTpdu &copy : received)
+        stored.insert(copy.octets);
     for (const Entry &entry : std::as_const(m_entries)) {
-        if (entry.copy.isDirect || entry.copy.memory != memory)
+        if (entry.copy.isDirect ? !stored.contains(entry.copy.octets) : entry.copy.memory != memory)
             entries.append(entry);
-        else
+        else if (!entry.copy.isDirect)
             known.insert(entry.copy.index, entry);
     }
     for (const StoredTpdu &copy : received) {
         const auto old = known.constFind(copy.index);
-        entries.append(old != known.cend() && old->copy == copy ? *old : makeEntry(copy, now));
+        const bool isKnown = old != known.cend() && old->copy == copy;
+        entries.append(isKnown ? *old : makeEntry(copy, now));
+        if (!isKnown)
+            entries.last().isLeftOver = isOpening;
     }
     m_entries = entries;
     m_isArranged = false;
 }
 
-void Inbox::addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now)
+Inbox::Direct Inbox::addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now)
 {
-    const auto directs =
-        std::count_if(m_entries.cbegin(), m_entries.cend(), [](const Entry &e) { return e.copy.isDirect; });
+    qsizetype directs = 0;
+    for (const Entry &entry : std::as_const(m_entries)) {
+        directs += entry.copy.isDirect ? 1 : 0;
+        if (entry.copy.octets == octets)
+            return entry.state == State::Handled ? Direct::Handled : Direct::Waiting;
+    }
     if (directs >= ModemBounds::directMessages)
-        return;
+        return Direct::NoRoom;
     const Entry entry = makeEntry({{}, m_directCount++, octets, tpduOctets, true}, now);
     if (entry.state == State::Handled)
-        return;
+        return Direct::Handled;
     m_entries.append(entry);
     m_isArranged = false;
+    return Direct::New;
+}
+
+InboxMessage Inbox::messageOf(const PartSet &set) const
+{
+    InboxMessage message{set.parts.first().deliver.oa, set.text(), set.time(), {}, {}};
+    message.setKey = set.key();
+    for (const ReceivedPart &part : set.parts + set.duplicates) {
+        message.copies.append(part.copy);
+        const Entry *entry = find(part.copy);
+        message.isLeftOver = message.isLeftOver || (entry != nullptr && entry->isLeftOver);
+    }
+    for (const ReceivedPart &part : set.parts) {
+        if (!message.setKey.isEmpty())
+            message.sequences.insert(part.deliver.udh.concatenation->sequence);
+        if (!set.isComplete())
+            message.fragments.append(part.deliver.ud);
+    }
+    return message;
+}
+
+/// Also when what is missing was delivered before.
+bool Inbox::isComplete(const PartSet &set, const QDateTime &now) const
+{
+    if (set.isComplete())
+        return true;
+    const auto partly = m_partly.constFind(set.key());
+    if (partly == m_partly.cend() || partly->when.addSecs(m_limits.rememberParts.count()) < now)
+        return false;
+    QSet<int> sequences = partly->sequences;
+    for (const ReceivedPart &part : set.parts)
+        sequences.insert(part.deliver.udh.concatenation->sequence);
+    return sequences.size() == set.total;
 }
 
 bool Inbox::isReady(const PartSet &set, const QDateTime &now) const
 {
-    if (set.isComplete())
+    if (isComplete(set, now))
         return true;
-    const bool isReleased = std::any_of(m_entries.cbegin(), m_entries.cend(), [&](const Entry &entry) {
-        return entry.isReleased && entry.copy == set.parts.first().copy;
-    });
-    return isReleased || now >= std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
-                                         set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count()));
+    const Entry *first = find(set.parts.first().copy);
+    return (first != nullptr && first->isReleased) ||
+           now >= std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
+                           set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count()));
 }
 
 /// The network delivers again what it believes unacknowledged: parts of a message that is already handled.
@@ -92,9 +150,15 @@ void Inbox::arrange(const QDateTime &now)
             m_nextChange = time;
     };
     QList<ReceivedPart> parts;
+    QHash<QByteArray, StoredTpdu> seen;
     for (const Entry &entry : std::as_const(m_entries)) {
         if (entry.state == State::Handled)
             continue;
+        // One message that two memories show: it is handled with the first, and so is its other copy.
+        const auto other = seen.constFind(entry.copy.octets);
+        if (other != seen.cend() && isSameInAnotherMemory(*other, entry.copy))
+            continue;
+        seen.insert(entry.copy.octets, entry.copy);
         if (entry.state == State::Refused && now < entry.refusedUntil) {
             changesAt(entry.refusedUntil);
             continue;
@@ -105,14 +169,14 @@ void Inbox::arrange(const QDateTime &now)
             m_ready.append({{}, {}, entry.firstSeen, unreadable->problem, {entry.copy}});
     }
     for (const PartSet &set : reassemble(parts)) {
-        if (!isReady(set, now)) {
+        if (isRepetition(set)) {
+            setHandled(messageOf(set), now);
+        } else if (isReady(set, now)) {
+            m_ready.append(messageOf(set));
+        } else {
             m_incomplete.append(set);
             changesAt(std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
                                set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count())));
-        } else if (isRepetition(set)) {
-            setHandled(messageOf(set));
-        } else {
-            m_ready.append(messageOf(set));
         }
     }
     std::stable_sort(m_ready.begin(), m_ready.end(), comesBefore);
@@ -120,32 +184,58 @@ void Inbox::arrange(const QDateTime &now)
 
 std::optional<InboxMessage> Inbox::next(const QDateTime &now)
 {
-    if (!m_isArranged || (m_nextChange.isValid() && now >= m_nextChange))
+    while (!m_isArranged || (m_nextChange.isValid() && now >= m_nextChange))
         arrange(now);
     if (m_ready.isEmpty())
         return std::nullopt;
     return m_ready.first();
 }
 
-Inbox::Entry *Inbox::find(const StoredTpdu &copy)
+const Inbox::Entry *Inbox::find(const StoredTpdu &copy) const
 {
     const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                     [&](const Entry &entry) { return entry.copy == copy; });
     return found == m_entries.end() ? nullptr : &*found;
 }
 
-void Inbox::setHandled(const InboxMessage &message)
+Inbox::Entry *Inbox::find(const StoredTpdu &copy)
 {
-    constexpr qsizetype rememberedParts = 4096;
+    return const_cast<Entry *>(std::as_const(*this).find(copy));
+}
+
+/// What came of a concatenated message, so that repetitions and rests are known.
+void Inbox::noteDelivered(const InboxMessage &message, const QDateTime &now)
+{
+    if (message.setKey.isEmpty())
+        return;
+    for (const StoredTpdu &copy : message.copies)
+        m_handledParts.insert(copy.octets);
+    m_partly.removeIf([&](const auto &partly) {
+        return partly.value().when.addSecs(m_limits.rememberParts.count()) < now;
+    });
+    if (message.fragments.isEmpty()) {
+        m_partly.remove(message.setKey);
+        return;
+    }
+    PartlyDelivered &partly = m_partly[message.setKey];
+    partly.sequences += message.sequences;
+    partly.when = now;
+}
+
+void Inbox::setHandled(const InboxMessage &message, const QDateTime &now)
+{
+    noteDelivered(message, now);
     for (const StoredTpdu &copy : message.copies) {
-        if (message.copies.size() > 1 && m_handledParts.size() < rememberedParts)
-            m_handledParts.insert(copy.octets);
-        if (Entry *entry = find(copy)) {
-            entry->state = State::Handled;
-            if (copy.isDirect)
-                m_entries.removeAt(entry - m_entries.data());
+        m_handled.insert(placeKey(copy));
+        for (Entry &entry : m_entries) {
+            if (entry.copy == copy || isSameInAnotherMemory(entry.copy, copy)) {
+                entry.state = State::Handled;
+                m_handled.insert(placeKey(entry.copy));
+            }
         }
     }
+    m_entries.removeIf(
+        [](const Entry &entry) { return entry.copy.isDirect && entry.state == State::Handled; });
     if (!m_ready.isEmpty() && m_ready.first().copies == message.copies)
         m_ready.removeFirst();
     else
@@ -157,10 +247,25 @@ void Inbox::setRefused(const InboxMessage &message, const QDateTime &now)
     for (const StoredTpdu &copy : message.copies) {
         if (Entry *entry = find(copy)) {
             entry->state = State::Refused;
-            entry->refusedUntil = now.addSecs(m_limits.refusedRetry.count());
+            constexpr int mostDoublings = 20;
+            const qint64 wait = m_limits.refusedFirst.count() << std::min(entry->refusals++, mostDoublings);
+            entry->refusedUntil = now.addSecs(std::min<qint64>(wait, m_limits.refusedMost.count()));
         }
     }
     m_isArranged = false;
+}
+
+bool Inbox::raiseRefused(const QDateTime &now)
+{
+    bool any = false;
+    for (Entry &entry : m_entries) {
+        if (entry.state != State::Refused || entry.refusedUntil <= now)
+            continue;
+        entry.refusedUntil = now;
+        any = true;
+    }
+    m_isArranged = m_isArranged && !any;
+    return any;
 }
 
 QList<StoredTpdu> Inbox::removable() const

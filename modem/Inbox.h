@@ -8,6 +8,7 @@
 #include <QList>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 /// A message that is ready for its handler.
@@ -17,6 +18,11 @@ struct InboxMessage {
     QDateTime time;  ///< local time
     QString problem; ///< not "" when the TPDU cannot be decoded; then the three above mean nothing
     QList<StoredTpdu> copies;
+    QStringList fragments = {}; ///< the texts of the parts that came, when it is not complete
+    QSet<int> sequences = {};   ///< of the parts, of a concatenated one
+    QString setKey = {};        ///< "" for a single SMS
+    bool isLeftOver =
+        false; ///< it lay in the store when the port was opened: an earlier run may have handled it
 };
 
 /// What was received and is not yet dealt with. The modem's store is the truth: every reading of it replaces
@@ -24,19 +30,33 @@ struct InboxMessage {
 class Inbox
 {
 public:
+    enum class Direct {
+        New,
+        Waiting, ///< it is known already and not yet handled
+        Handled, ///< it was handled: the network delivers it again
+        NoRoom,
+    };
+
     explicit Inbox(const ModemLimits &limits) : m_limits(limits) {}
 
-    /// Everything received that memory holds now.
-    void update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now);
-    /// A message that the modem delivered without storing it. Status reports are passed over.
-    void addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now);
+    void setRefusedFirst(std::chrono::seconds wait) { m_limits.refusedFirst = wait; }
+    /// Everything received that memory holds now. isOpening: what is new in it may be known to an earlier run.
+    void update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now,
+                bool isOpening = false);
+    /// A message that the modem delivered without storing it. One that lies in the store as well comes once.
+    Direct addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now);
 
     /// The first message in order that may be raised now; the same one until its fate is told.
     [[nodiscard]] std::optional<InboxMessage> next(const QDateTime &now);
-    void setHandled(const InboxMessage &message);
+    /// When time alone makes something ready; invalid when nothing waits for it.
+    [[nodiscard]] QDateTime nextChange() const { return m_nextChange; }
+    void setHandled(const InboxMessage &message, const QDateTime &now);
     void setRefused(const InboxMessage &message, const QDateTime &now);
+    /// Refused messages may be raised at once. False when there are none.
+    bool raiseRefused(const QDateTime &now);
     /// Stored copies that may go: handled, superseded, status reports. Each stays listed until setRemoved().
     [[nodiscard]] QList<StoredTpdu> removable() const;
+    /// The modem said that it removed it. A modem that did not shows it again: it is then known as handled.
     void setRemoved(const StoredTpdu &copy);
 
     /// The oldest incomplete set becomes ready as far as it came. False when there is none.
@@ -52,23 +72,46 @@ private:
         ReceivedTpdu tpdu;
         QDateTime firstSeen;
         State state = State::Waiting;
-        QDateTime refusedUntil;
+        QDateTime refusedUntil = {};
+        int refusals = 0;
         bool isReleased = false; ///< its incomplete set was released
+        bool isLeftOver = false;
+    };
+    /// A set of which parts were delivered before the others came.
+    struct PartlyDelivered {
+        QSet<int> sequences;
+        QDateTime when;
+    };
+    /// The newest of what was put in, each once.
+    class Remembered
+    {
+    public:
+        void insert(const QByteArray &key);
+        [[nodiscard]] bool contains(const QByteArray &key) const { return m_keys.contains(key); }
+
+    private:
+        QSet<QByteArray> m_keys;
+        QList<QByteArray> m_order;
     };
 
     Entry makeEntry(const StoredTpdu &copy, const QDateTime &now) const;
     void arrange(const QDateTime &now);
+    InboxMessage messageOf(const PartSet &set) const;
+    [[nodiscard]] bool isComplete(const PartSet &set, const QDateTime &now) const;
     [[nodiscard]] bool isReady(const PartSet &set, const QDateTime &now) const;
     [[nodiscard]] bool isRepetition(const PartSet &set) const;
+    void noteDelivered(const InboxMessage &message, const QDateTime &now);
+    const Entry *find(const StoredTpdu &copy) const;
     Entry *find(const StoredTpdu &copy);
 
     ModemLimits m_limits;
     QList<Entry> m_entries;
     QList<InboxMessage> m_ready;
     QList<PartSet> m_incomplete;
-    QSet<QByteArray>
-        m_handledParts; ///< TPDUs of concatenated messages that were handled, to know repetitions
+    Remembered m_handled;                     ///< by place and octets
+    Remembered m_handledParts;                ///< octets of concatenated messages, to know repetitions
+    QHash<QString, PartlyDelivered> m_partly; ///< by PartSet::key()
     bool m_isArranged = true;
-    QDateTime m_nextChange; ///< when time alone makes something ready
+    QDateTime m_nextChange;
     int m_directCount = 0;
 };

@@ -2,8 +2,9 @@
 
 #include "modem/AnswerFields.h"
 #include "modem/AtChannel.h"
-#include "modem/SerialLine.h"
+#include "modem/ReceivedTpdu.h"
 
+#include <QMap>
 #include <algorithm>
 #include <cctype>
 
@@ -61,11 +62,9 @@ bool MessageStore::initialise()
     for (const QByteArray &memory : {QByteArray("SM"), QByteArray("ME"), QByteArray("MT")}) {
         if (!readable.isEmpty() && !readable.contains(memory))
             continue;
-        const QByteArray quoted = '"' + memory + '"';
-        // Modems take three, two or one of the memories of reading, writing and receiving.
-        for (const QByteArray &value :
-             {quoted + ',' + quoted + ',' + quoted, quoted + ',' + quoted, quoted}) {
-            const AtAnswer answer = m_channel.exchange("AT+CPMS=" + value, "+CPMS:", m_limits.command);
+        for (const int size : {3, 2, 1}) {
+            m_selectionSize = size;
+            const AtAnswer answer = m_channel.exchange(selection(memory), "+CPMS:", m_limits.command);
             if (answer.isLost())
                 return false;
             if (!answer.isOk())
@@ -92,8 +91,15 @@ bool MessageStore::initialise()
 
 void MessageStore::addMemory(const QByteArray &memory)
 {
-    if (isMemoryName(memory) && !m_memories.contains(memory) && m_memories.first() != QByteArray())
+    if (!isMemoryName(memory) || m_memories.contains(memory) || m_memories.first() == QByteArray())
+        return;
+    // "MT" is SM and ME together: beside them it would show every message twice.
+    if (memory == "MT") {
+        addMemory("SM");
+        addMemory("ME");
+    } else if (!m_memories.contains("MT")) {
         m_memories.append(memory);
+    }
 }
 
 /// "+CPMS: <used1>,<total1>,..." for memories in that order.
@@ -109,11 +115,17 @@ void MessageStore::noteSizes(const AtAnswer &answer, const QByteArrayList &memor
     }
 }
 
+/// Modems take three, two or one of the memories of reading, writing and receiving; what worked once is used ever after.
+QByteArray MessageStore::selection(const QByteArray &memory) const
+{
+    return "AT+CPMS=" + QByteArrayList(m_selectionSize, '"' + memory + '"').join(',');
+}
+
 bool MessageStore::select(const QByteArray &memory)
 {
     if (memory == m_selected)
         return true;
-    const AtAnswer answer = m_channel.exchange("AT+CPMS=\"" + memory + '"', "+CPMS:", m_limits.command);
+    const AtAnswer answer = m_channel.exchange(selection(memory), "+CPMS:", m_limits.command);
     m_selected.clear(); // after a time-out either may be in force
     if (!answer.isOk())
         return false;
@@ -128,9 +140,8 @@ std::chrono::milliseconds MessageStore::listLimit(const QByteArray &memory) cons
     constexpr int octetsPerEntry = 2 * 176 + 48;
     constexpr int bitsPerOctet = 10;
     const qint64 entries = m_totals.value(memory, ModemBounds::storeEntries);
-    // The line may be slower than the port's speed: a USB modem's own serial side, a network converter.
+    // The line may be slower than the port's own speed: a USB modem's serial side, a network converter.
     constexpr int slowestBaud = 9600;
-    static_assert(slowestBaud < SerialLine::baud);
     return m_limits.command +
            std::chrono::milliseconds(entries * octetsPerEntry * bitsPerOctet * 1000 / slowestBaud);
 }
@@ -147,15 +158,39 @@ std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory
         return listOneByOne(memory);
     Listing listing;
     listing.total = m_totals.value(memory, 0);
+    QMap<int, StoredTpdu> received; // by index: a late listing may have come in front of this one
     for (const AtLine &line : answer.lines) {
         const QList<AnswerField> fields = answerFields(line.text);
-        if (fields.size() < 3 || !fields[0].number() || !fields[1].number())
+        if (fields.size() < 3 || !fields[0].number())
             continue;
+        if (fields[1].kind == AnswerField::Kind::Quoted && !fields[1].number())
+            return Listing{.isTextMode = true};
         ++listing.used;
-        if (isReceived(*fields[1].number()))
-            listing.received.append(storedTpdu(memory, *fields[0].number(), fields, line));
+        if (const auto stat = fields[1].number(); stat && isReceived(*stat))
+            received.insert(*fields[0].number(), storedTpdu(memory, *fields[0].number(), fields, line));
+    }
+    for (const StoredTpdu &copy : std::as_const(received)) {
+        const std::optional<StoredTpdu> sound = isDoubtful(copy) ? readAgain(copy) : copy;
+        if (sound)
+            listing.received.append(*sound);
+        else if (!m_channel.isLineOpen())
+            return std::nullopt;
     }
     return listing;
+}
+
+/// The second reading when it is sound or agrees with the first; else nullopt.
+std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
+{
+    const AtAnswer answer = m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(copy.index),
+                                                          "+CMGR:", m_limits.command);
+    if (!answer.isOk() || answer.lines.isEmpty())
+        return std::nullopt;
+    const AtLine &line = answer.lines.last();
+    const StoredTpdu second = storedTpdu(copy.memory, copy.index, answerFields(line.text), line);
+    if (second.octets == copy.octets || !isDoubtful(second))
+        return second;
+    return std::nullopt;
 }
 
 /// For modems that cannot list: every index is read. The first index may be 0 or 1.
@@ -176,8 +211,14 @@ std::optional<MessageStore::Listing> MessageStore::listOneByOne(const QByteArray
         if (line.payload.isEmpty())
             continue; // an empty place
         ++listing.used;
-        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat))
-            listing.received.append(storedTpdu(memory, index, fields, line));
+        if (fields.first().kind == AnswerField::Kind::Quoted && !fields.first().number())
+            return Listing{.isTextMode = true};
+        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat)) {
+            const StoredTpdu copy = storedTpdu(memory, index, fields, line);
+            const std::optional<StoredTpdu> sound = isDoubtful(copy) ? readAgain(copy) : copy;
+            if (sound)
+                listing.received.append(*sound);
+        }
     }
     return listing;
 }

@@ -18,9 +18,10 @@ class MessageStore
 public:
     /// What a memory holds. Drafts and sent messages count as used but are never listed or removed.
     struct Listing {
-        QList<StoredTpdu> received;
+        QList<StoredTpdu> received = {};
         int used = 0;
-        int total = 0; ///< 0 = not known
+        int total = 0;           ///< 0 = not known
+        bool isTextMode = false; ///< the modem has left PDU mode: nothing was read
     };
     enum class Removal {
         Removed,
@@ -35,15 +36,20 @@ public:
     [[nodiscard]] bool initialise();
     /// All memories that are to be read at open, and until a notification names more.
     [[nodiscard]] QByteArrayList memories() const { return m_memories; }
+    /// Memories that this modem's +CPMS takes at once: 3 by the standard.
+    [[nodiscard]] int selectionSize() const { return m_selectionSize; }
     /// A notification named this memory; anything but letters is not believed.
     void addMemory(const QByteArray &memory);
 
-    /// nullopt when the memory could not be read now.
+    /// nullopt when the memory could not be read now. A single reading is never trusted with the only copy: what
+    /// looks damaged is read again, and left out until two readings agree or one is sound.
     [[nodiscard]] std::optional<Listing> list(const QByteArray &memory);
     [[nodiscard]] Removal remove(const StoredTpdu &copy);
 
 private:
     bool select(const QByteArray &memory);
+    [[nodiscard]] std::optional<StoredTpdu> readAgain(const StoredTpdu &copy);
+    [[nodiscard]] QByteArray selection(const QByteArray &memory) const;
     void noteSizes(const AtAnswer &answer, const QByteArrayList &memories);
     std::optional<Listing> listOneByOne(const QByteArray &memory);
     [[nodiscard]] std::chrono::milliseconds listLimit(const QByteArray &memory) const;
@@ -52,5 +58,6 @@ private:
     ModemLimits m_limits;
     QByteArrayList m_memories;
     QByteArray m_selected;
+    int m_selectionSize = 3; ///< memories that this modem's +CPMS takes
     QHash<QByteArray, int> m_totals;
 };

@@ -9,6 +9,7 @@
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
@@ -41,10 +42,13 @@ public:
         QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
     }
 
-    BringUpReport connectDevice(std::chrono::milliseconds syncLimit);
+    BringUpReport connectDevice(const QList<int> &bauds, std::chrono::milliseconds syncLimit);
+    QList<int> baudsToTry() const;
+    QList<int> baudsToTryAgain();
     bool reopen();
     bool bringUpAgain();
     bool assertPduMode();
+    void noteBroughtUp(const BringUpReport &report);
     void noteLost();
     void disconnectDevice();
     void makeReady();
@@ -60,6 +64,10 @@ public:
     QElapsedTimer checkedAt;
 
     qint16 portNumber = 0;
+    int speed = 0;      ///< 0 = searched
+    int reopenings = 0; ///< attempts, so that each tries another speed
+    QStringList workarounds;
+    QSet<QString> remarksTold;
     QString serviceCentre;
     QString countryCode;
     bool isWanted = false; ///< the operator's open stands
@@ -70,15 +78,44 @@ public:
     quint8 reference; ///< of concatenated messages; starts anywhere, so that a restart repeats none
 };
 
-BringUpReport ModemControl::Private::connectDevice(std::chrono::milliseconds syncLimit)
+QList<int> ModemControl::Private::baudsToTry() const
+{
+    if (speed > 0)
+        return {speed};
+    return {115200, 9600, 19200, 38400, 57600, 460800};
+}
+
+/// The speed that worked and, in turn, one of the others: the modem may have been replaced.
+QList<int> ModemControl::Private::baudsToTryAgain()
+{
+    const QList<int> all = baudsToTry();
+    const int other = all[reopenings++ % all.size()];
+    const int known = all.contains(link.baud()) ? link.baud() : all.first();
+    return other == known ? QList<int>{known} : QList<int>{known, other};
+}
+
+/// What the operator should know of a modem that does not take everything is said once.
+void ModemControl::Private::noteBroughtUp(const BringUpReport &report)
+{
+    isRegistered = report.isRegistered;
+    workarounds = report.remarks;
+    for (const QString &remark : report.remarks) {
+        if (!remarksTold.contains(remark) && remark.contains(u"短信中心"_s))
+            emit q.notice(remark);
+        remarksTold.insert(remark);
+    }
+}
+
+BringUpReport ModemControl::Private::connectDevice(const QList<int> &bauds,
+                                                   std::chrono::milliseconds syncLimit)
 {
     QString device = deviceOf ? deviceOf(portNumber) : QString();
     if (device.isEmpty())
         device = serialDevice(portNumber);
     if (device.isEmpty())
-        return {ModemResult::NoSuchPort, false, u"端口 COM%1 不存在"_s.arg(portNumber)};
-    BringUpReport report = link.open(device, serviceCentre, syncLimit);
-    isRegistered = report.isRegistered;
+        return {.result = ModemResult::NoSuchPort, .cause = u"端口 COM%1 不存在"_s.arg(portNumber)};
+    BringUpReport report = link.open(device, serviceCentre, bauds, syncLimit);
+    noteBroughtUp(report);
     return report;
 }
 
@@ -97,7 +134,7 @@ void ModemControl::Private::noteLost()
 
 bool ModemControl::Private::reopen()
 {
-    const BringUpReport report = connectDevice(limits.reopenSync);
+    const BringUpReport report = connectDevice(baudsToTryAgain(), limits.reopenSync);
     if (report.result != ModemResult::Ok) {
         // A cause that only a person can remove is worth a line, once.
         const bool isNews = report.cause != lostCause && report.result != ModemResult::NoSuchPort &&
@@ -120,7 +157,7 @@ bool ModemControl::Private::reopen()
 bool ModemControl::Private::bringUpAgain()
 {
     const BringUpReport report = link.bringUpAgain();
-    isRegistered = report.isRegistered;
+    noteBroughtUp(report);
     if (report.result == ModemResult::Ok)
         receiver.start();
     else
@@ -186,6 +223,18 @@ void ModemControl::setPortNumber(qint16 comPort)
     d->portNumber = comPort;
 }
 
+void ModemControl::setSpeed(int baud)
+{
+    d->speed = baud;
+}
+
+ModemControl::Description ModemControl::describe()
+{
+    if (!isPortOpen())
+        return {};
+    return {d->link.baud(), d->link.model(), d->workarounds};
+}
+
 void ModemControl::setServiceCentre(const QString &number)
 {
     d->serviceCentre = number.trimmed();
@@ -195,6 +244,16 @@ void ModemControl::setSenderCountryCode(const QString &digits)
 {
     const QString trimmed = digits.trimmed();
     d->countryCode = trimmed.startsWith(u'+') ? trimmed.sliced(1) : trimmed;
+}
+
+void ModemControl::setScanInterval(std::chrono::seconds interval)
+{
+    d->receiver.setRefusedFirst(interval);
+}
+
+void ModemControl::setUnreadableFile(const QString &path)
+{
+    d->receiver.setUnreadableFile(path);
 }
 
 void ModemControl::setTrace(ModemTrace trace)
@@ -220,7 +279,7 @@ qint16 ModemControl::open()
         report.result = ModemResult::ServiceCentreInvalid;
         report.cause = u"短信中心号码 %1 无效"_s.arg(d->serviceCentre);
     } else {
-        report = d->connectDevice(d->limits.sync);
+        report = d->connectDevice(d->baudsToTry(), d->limits.sync);
     }
     if (report.result != ModemResult::Ok) {
         emit notice(u"短信猫打开失败：%1"_s.arg(report.cause));
@@ -280,6 +339,14 @@ qint16 ModemControl::read(QString &sender, QString &text, QString &receiveTime)
     text = message->text;
     receiveTime = message->time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
     return code(ModemResult::Ok);
+}
+
+MessageOrigin ModemControl::origin() const
+{
+    const InboxMessage *message = d->receiver.current();
+    if (message == nullptr)
+        return {};
+    return {message->isLeftOver, message->fragments, d->receiver.mustLeave()};
 }
 
 void ModemControl::settle(MessageFate fate)

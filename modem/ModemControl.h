@@ -8,14 +8,24 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 
 /// What became of a message in the handler of messageArrived().
 enum class MessageFate : int {
     Handled, ///< dealt with: the modem's copy is removed
-    Refused, ///< this message cannot be stored: it is kept and raised again hourly, the others go on
+    Refused, ///< this message cannot be stored: it is kept and raised again later and later, the others go on
     Wait,    ///< nothing can be handled now: it and all later ones are kept and raised again soon, in order
+};
+
+/// What the modem control knows of the message being raised beyond what read() gives.
+struct MessageOrigin {
+    bool isLeftOver =
+        false; ///< it lay in the store when the port was opened: an earlier run may have handled it
+    QStringList fragments;  ///< the texts of the parts that came, of a message that is not complete
+    bool mustLeave = false; ///< the modem cannot keep it, or its store is nearly full
+    bool operator==(const MessageOrigin &) const = default;
 };
 
 /// A GSM modem on a serial port that sends and receives SMS (3GPP TS 27.005, 27.007, 23.040, 23.038, PDU
@@ -34,11 +44,18 @@ public:
 
     /// COM number, kept for the next open().
     void setPortNumber(qint16 comPort);
+    /// Line speed in baud, kept for the next open(); 0 searches the usual ones.
+    void setSpeed(int baud);
     /// SMS centre number, kept for the next open(); "" leaves the SIM's own.
     void setServiceCentre(const QString &number);
     /// Numbers of this country are delivered in national form: "86" turns +86138... into 138... The digits
     /// without "+"; "" delivers numbers as the network gives them.
     void setSenderCountryCode(const QString &digits);
+    /// Until a refused message is raised again for the first time; 10 s unless set.
+    void setScanInterval(std::chrono::seconds interval);
+    /// Octets of messages that cannot be decoded are appended to this file before the modem's copy goes; "" leaves
+    /// them in notice() alone.
+    void setUnreadableFile(const QString &path);
     /// Shows every octet that goes over the line; an empty function turns it off.
     void setTrace(ModemTrace trace);
 
@@ -47,6 +64,14 @@ public:
     /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
     /// open() or when the device came back. False while the port is closed.
     [[nodiscard]] bool isRegistered() const;
+    /// For a person who wants to know what hangs on the port: the line speed at which the modem answered, its maker
+    /// and model in its own words, and what was worked around. Asks the modem; "" and empty while it is closed.
+    struct Description {
+        int baud = 0;
+        QString model;
+        QStringList workarounds;
+    };
+    [[nodiscard]] Description describe();
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();
@@ -63,6 +88,7 @@ public:
     /// service centre's stamp. 8-bit data comes as upper-case hexadecimal digits. Non-zero leaves the three
     /// texts as they were.
     [[nodiscard]] qint16 read(QString &sender, QString &text, QString &receiveTime);
+    [[nodiscard]] MessageOrigin origin() const;
     /// Called by the handler of messageArrived() before it returns; without it the message waits.
     void settle(MessageFate fate);
 

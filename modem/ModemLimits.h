@@ -9,7 +9,7 @@ struct ModemLimits {
     using s = std::chrono::seconds;
 
     ms syncAttempt{500};   ///< one AT while looking for the modem: sleepers lose the first one
-    ms sync{8000};         ///< whole search for a modem at open()
+    ms sync{12000};        ///< whole search for a modem at open(), over all line speeds
     ms resync{5000};       ///< the same after a time-out: the user waits for it
     ms reopenSync{2500};   ///< the same when reopening a lost port, again and again while the user works
     ms command{10000};     ///< any ordinary command; storage commands take seconds on some modems
@@ -17,13 +17,15 @@ struct ModemLimits {
     ms sendResult{300000}; ///< TPDU to its final result: networks have accepted after 135 s
     ms quiet{200};         ///< silence behind an OK that should have had a line before it
     ms straggler{2000}; ///< until an OK behind its line, or a prompt behind a stray result, is not waited for
-    ms lateReference{5000}; ///< until a bare OK to a TPDU counts as no confirmation
-    ms simBusy{10000};      ///< how long a SIM may stay busy at open()
-    ms simRetry{300};       ///< between two questions to a busy SIM
-    ms storePoll{60000};    ///< the store is read at least this often: notifications get lost
-    ms reopen{10000};       ///< between two attempts to reopen a lost port
-    ms waitRetry{10000};    ///< until messages that had to wait are raised again
-    s refusedRetry{3600};   ///< until a refused message is raised again
+    ms lateReference{5000};     ///< until a bare OK to a TPDU counts as no confirmation
+    ms simBusy{10000};          ///< how long a SIM may stay busy at open()
+    ms simRetry{300};           ///< between two questions to a busy SIM
+    ms storePoll{60000};        ///< the store is read at least this often: notifications get lost
+    ms reopen{10000};           ///< between two attempts to reopen a lost port
+    ms waitRetry{10000};        ///< until messages that had to wait are raised again
+    s refusedFirst{10};         ///< until a refused message is raised again; doubled each time, ...
+    s refusedMost{3600};        ///< ... up to this
+    s rememberParts{24 * 3600}; ///< how long a set that was delivered in part is known by its reference
     /// An incomplete concatenated message is delivered as far as it came when its newest part is this old by
     /// its service-centre time (by the time first seen when that is earlier), ...
     s incompleteSet{24 * 3600};
@@ -42,5 +44,7 @@ constexpr int numberDigits = 20;            ///< 3GPP TS 23.040, 9.1.2.5: an add
 constexpr int parts = 255;                  ///< 3GPP TS 23.040, 9.2.3.24.1
 constexpr int storeEntries = 255;           ///< assumed when the modem does not tell the size of its store
 constexpr int storeEntriesMost = 10000;     ///< a larger size told by the modem is not believed
-constexpr qsizetype directMessages = 1000;  ///< messages without a stored copy that wait for their handler
+constexpr qsizetype rememberedCopies =
+    8192; ///< handled messages that are known when the store shows them again
+constexpr qsizetype directMessages = 1000; ///< messages without a stored copy that wait for their handler
 } // namespace ModemBounds

@@ -8,15 +8,16 @@ ModemLink::ModemLink(const ModemLimits &limits, QObject *parent)
     connect(&line, &SerialLine::lost, this, &ModemLink::lost);
 }
 
-BringUpReport ModemLink::open(const QString &device, const QString &serviceCentre,
+BringUpReport ModemLink::open(const QString &device, const QString &serviceCentre, const QList<int> &bauds,
                               std::chrono::milliseconds syncLimit)
 {
+    Q_ASSERT(!bauds.isEmpty());
     close();
     m_serviceCentre = serviceCentre;
     const auto failed = [](ModemResult result, const QString &cause) {
-        return BringUpReport{result, false, cause};
+        return BringUpReport{.result = result, .cause = cause};
     };
-    switch (line.open(device)) {
+    switch (line.open(device, bauds.first())) {
     case SerialLine::OpenResult::Opened:
         break;
     case SerialLine::OpenResult::NoSuchDevice:
@@ -28,7 +29,8 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
     case SerialLine::OpenResult::Failed:
         return failed(ModemResult::PortFailed, u"端口 %1 打不开：%2"_s.arg(device, line.errorText()));
     }
-    BringUpReport report = bringUp(channel, store, m_limits, serviceCentre, syncLimit);
+    BringUpReport report = findAndBringUp(bauds, syncLimit);
+    m_notificationCommand = report.notificationCommand;
     if (report.result != ModemResult::Ok) {
         report.cause = u"端口 %1，%2"_s.arg(device, report.cause);
         close();
@@ -36,9 +38,56 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
     return report;
 }
 
+/// The likeliest speed gets two turns and whatever time is left at the end, for modems that wake up slowly.
+BringUpReport ModemLink::findAndBringUp(const QList<int> &bauds, std::chrono::milliseconds syncLimit)
+{
+    const QDeadlineTimer deadline(syncLimit);
+    const std::chrono::milliseconds turn = 2 * m_limits.syncAttempt + m_limits.quiet;
+    BringUpReport report;
+    for (qsizetype i = 0; i <= bauds.size(); ++i) {
+        const bool isOnly = bauds.size() == 1;
+        const std::chrono::milliseconds left(deadline.remainingTime());
+        if (i > 0 && (isOnly || left <= std::chrono::milliseconds(0)))
+            break;
+        const int baud = bauds[i % bauds.size()];
+        line.setBaud(baud);
+        channel.reset();
+        const bool takesAll = isOnly || i == bauds.size();
+        report = bringUp(channel, store, m_limits, m_serviceCentre,
+                         takesAll ? left : std::min(left, i == 0 ? 2 * turn : turn));
+        m_baud = report.result == ModemResult::Ok ? baud : m_baud;
+        if (report.result != ModemResult::ModemSilent)
+            break;
+    }
+    return report;
+}
+
+QString ModemLink::model()
+{
+    static_cast<void>(channel.takeUnsolicited());
+    QStringList words;
+    for (const QByteArray &question : {QByteArray("AT+CGMI"), QByteArray("AT+CGMM")}) {
+        // Both are answered by lines without a prefix.
+        if (!channel.exchange(question, {}, m_limits.command).isOk())
+            continue;
+        for (const AtLine &said : channel.takeUnsolicited()) {
+            QByteArray text = said.text;
+            if (text.toUpper().startsWith(question.sliced(2) + ':'))
+                text = text.sliced(question.size() - 1).trimmed();
+            else if (text.startsWith('+') || text.startsWith('^') || text.startsWith('*'))
+                continue;
+            words += QString::fromLatin1(text).remove(u'"').simplified();
+        }
+    }
+    words.removeDuplicates();
+    return words.join(u' ');
+}
+
 BringUpReport ModemLink::bringUpAgain()
 {
-    return bringUp(channel, store, m_limits, m_serviceCentre, m_limits.resync);
+    BringUpReport report = bringUp(channel, store, m_limits, m_serviceCentre, m_limits.resync);
+    m_notificationCommand = report.notificationCommand;
+    return report;
 }
 
 bool ModemLink::assertPduMode()
@@ -49,6 +98,15 @@ bool ModemLink::assertPduMode()
         return answer.isOk() && !answer.isEchoUnexpected;
     // It may have been the late answer of another command.
     return channel.resynchronise(m_limits.resync) && ask().isOk();
+}
+
+bool ModemLink::assertSettings()
+{
+    if (!assertPduMode())
+        return false;
+    if (!m_notificationCommand.isEmpty())
+        static_cast<void>(channel.exchange(m_notificationCommand, {}, m_limits.command));
+    return true;
 }
 
 void ModemLink::close()

@@ -6,6 +6,7 @@
 #include "modem/ModemLimits.h"
 #include "modem/SerialLine.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -16,13 +17,20 @@ class ModemLink final : public QObject
 public:
     explicit ModemLink(const ModemLimits &limits, QObject *parent = nullptr);
 
-    /// Opens device and brings the modem up; after a failure the device is released.
+    /// Opens device and brings the modem up; after a failure the device is released. bauds: the line speeds at which
+    /// it is looked for, the likeliest first.
     [[nodiscard]] BringUpReport open(const QString &device, const QString &serviceCentre,
-                                     std::chrono::milliseconds syncLimit);
+                                     const QList<int> &bauds, std::chrono::milliseconds syncLimit);
+    /// The line speed at which the modem answered last; 0 = never.
+    [[nodiscard]] int baud() const { return m_baud; }
+    /// Maker and model in the modem's own words, "" when it tells none. What else it says meanwhile is lost.
+    [[nodiscard]] QString model();
     /// Brings the modem up again on the open line, after it restarted by itself.
     [[nodiscard]] BringUpReport bringUpAgain();
     /// Sets PDU mode again, which a modem that restarted silently has lost. False when the modem does not take it.
     [[nodiscard]] bool assertPduMode();
+    /// The same, and the notifications too.
+    [[nodiscard]] bool assertSettings();
     void close();
     [[nodiscard]] bool isOpen() const { return line.isOpen(); }
     /// False when the device is gone, or no longer answers although it is there.
@@ -38,5 +46,9 @@ signals:
 
 private:
     ModemLimits m_limits;
+    BringUpReport findAndBringUp(const QList<int> &bauds, std::chrono::milliseconds syncLimit);
+
     QString m_serviceCentre;
+    int m_baud = 0;
+    QByteArray m_notificationCommand; ///< the +CNMI that this modem takes, "" = none
 };

@@ -20,6 +20,11 @@ public:
         m_position += count;
         return taken;
     }
+    /// What is left of count octets; fewer are no failure.
+    [[nodiscard]] QByteArrayView takeUpTo(qsizetype count)
+    {
+        return hasFailed() ? QByteArrayView() : take(qMin(count, remaining()), {});
+    }
     [[nodiscard]] quint8 takeOctet(QStringView field)
     {
         const QByteArrayView one = take(1, field);

@@ -2,6 +2,8 @@
 
 #include <QHash>
 #include <algorithm>
+#include <cstdlib>
+#include <limits>
 #include <tuple>
 
 namespace
@@ -41,7 +43,21 @@ bool join(PartSet &set, const ReceivedPart &part)
     return true;
 }
 
+/// How far the part is in time from the nearest one that the set holds.
+qint64 secondsApart(const PartSet &set, const ReceivedPart &part)
+{
+    qint64 nearest = std::numeric_limits<qint64>::max();
+    for (const ReceivedPart &held : set.parts)
+        nearest = std::min(nearest, std::abs(held.time().secsTo(part.time())));
+    return nearest;
+}
+
 } // namespace
+
+QString PartSet::key() const
+{
+    return parts.first().deliver.udh.concatenation ? keyOf(parts.first()) : QString();
+}
 
 QString PartSet::text() const
 {
@@ -83,8 +99,13 @@ QList<PartSet> reassemble(QList<ReceivedPart> parts)
             continue;
         }
         QList<qsizetype> &candidates = setsOfKey[keyOf(part)];
-        const bool joined = std::any_of(candidates.begin(), candidates.end(),
-                                        [&](qsizetype set) { return join(sets[set], part); });
+        std::stable_sort(candidates.begin(), candidates.end(), [&](qsizetype a, qsizetype b) {
+            return secondsApart(sets[a], part) < secondsApart(sets[b], part);
+        });
+        constexpr qint64 mostApart = std::chrono::seconds(partsApart).count();
+        const bool joined = std::any_of(candidates.begin(), candidates.end(), [&](qsizetype set) {
+            return secondsApart(sets[set], part) <= mostApart && join(sets[set], part);
+        });
         if (joined)
             continue;
         candidates.append(sets.size());

@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QList>
+#include <chrono>
 
 /// A decoded SMS-DELIVER with its copy in the store.
 struct ReceivedPart {
@@ -23,6 +24,8 @@ struct PartSet {
     int total = 1;
 
     [[nodiscard]] bool isComplete() const { return parts.size() == total; }
+    /// Sender, reference and total; "" for a single SMS.
+    [[nodiscard]] QString key() const;
     /// The texts joined; of an incomplete set, as far as they came.
     [[nodiscard]] QString text() const;
     /// Service-centre time of the first part: the receive time of the message.
@@ -34,8 +37,12 @@ struct PartSet {
     [[nodiscard]] QDateTime lastFirstSeen() const;
 };
 
+/// The service centre stamps the parts of one message within minutes; a reference comes round again later.
+constexpr std::chrono::minutes partsApart{30};
+
 /// Sorts parts into messages (3GPP TS 23.040, 9.2.3.24.1): keyed by sender, reference and total, in any
 /// order, sets of different senders interleaved. A sequence number that a set already holds is a duplicate
-/// when its text is the same, otherwise it belongs to another set with the same reference. The sets come by
-/// time, then memory and index.
+/// when its text is the same, otherwise it belongs to another set with the same reference. Of several sets a part
+/// joins the one nearest in time, and none that is further away than partsApart. The sets come by time, then memory
+/// and index.
 [[nodiscard]] QList<PartSet> reassemble(QList<ReceivedPart> parts);

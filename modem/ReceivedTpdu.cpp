@@ -42,24 +42,24 @@ QString decodeText(QByteArrayView userData, qsizetype length, const DataCoding &
     // Length counts septets from the start of the header; the text starts at a septet boundary (9.2.3.24).
     const qsizetype headerSeptets = (udh.octets * 8 + 6) / 7;
     const int fillBits = static_cast<int>(headerSeptets * 7 - udh.octets * 8);
-    return GsmAlphabet::decode(
-        GsmAlphabet::unpack(body, qMax<qsizetype>(length - headerSeptets, 0), fillBits), udh.tables);
+    const qsizetype there = (body.size() * 8 - fillBits) / 7;
+    const qsizetype septets = qBound<qsizetype>(0, length - headerSeptets, qMax<qsizetype>(there, 0));
+    return GsmAlphabet::decode(GsmAlphabet::unpack(body, septets, fillBits), udh.tables);
 }
 
 ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)
 {
     SmsDeliver deliver;
-    QString problem;
-    deliver.oa = decodeAddress(cursor, u"TP-OA", problem);
-    if (!problem.isEmpty())
-        return UnreadableTpdu{problem};
+    deliver.oa = decodeAddress(cursor, u"TP-OA");
     deliver.pid = cursor.takeOctet(u"TP-PID");
     deliver.dcs = decodeDataCoding(cursor.takeOctet(u"TP-DCS"));
     deliver.scts = decodeScts(cursor.take(sctsOctets, u"TP-SCTS"));
     const qsizetype length = cursor.takeOctet(u"TP-UDL");
     const bool countsSeptets =
         !deliver.dcs.isCompressed && deliver.dcs.alphabet == DataCoding::Alphabet::Gsm7;
-    const QByteArrayView userData = cursor.take(countsSeptets ? (length * 7 + 7) / 8 : length, u"TP-UD");
+    const qsizetype octets = countsSeptets ? (length * 7 + 7) / 8 : length;
+    const QByteArrayView userData = cursor.takeUpTo(octets);
+    deliver.isTruncated = userData.size() < octets;
     if (cursor.hasFailed())
         return UnreadableTpdu{cursor.failure()};
     if (hasHeader)
@@ -71,20 +71,30 @@ ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)
 ReceivedTpdu decodeStatusReport(OctetCursor &cursor)
 {
     SmsStatusReport report;
-    QString problem;
     report.mr = cursor.takeOctet(u"TP-MR");
-    static_cast<void>(decodeAddress(cursor, u"TP-RA", problem));
+    static_cast<void>(decodeAddress(cursor, u"TP-RA"));
     static_cast<void>(cursor.take(sctsOctets, u"TP-SCTS"));
     static_cast<void>(cursor.take(sctsOctets, u"TP-DT"));
     static_cast<void>(cursor.takeOctet(u"TP-ST"));
-    if (!problem.isEmpty())
-        return UnreadableTpdu{problem};
     if (cursor.hasFailed())
         return UnreadableTpdu{cursor.failure()};
     return report;
 }
 
 } // namespace
+
+bool isDoubtful(const StoredTpdu &copy)
+{
+    const QByteArray &octets = copy.octets;
+    if (copy.tpduOctets >= 0 && octets.size() != copy.tpduOctets) {
+        const qsizetype serviceCentreOctets = octets.isEmpty() ? 0 : static_cast<quint8>(octets.front());
+        if (octets.size() != 1 + serviceCentreOctets + copy.tpduOctets)
+            return true;
+    }
+    const ReceivedTpdu tpdu = decodeReceived(octets, copy.tpduOctets);
+    const auto *deliver = std::get_if<SmsDeliver>(&tpdu);
+    return std::holds_alternative<UnreadableTpdu>(tpdu) || (deliver != nullptr && deliver->isTruncated);
+}
 
 ReceivedTpdu decodeReceived(QByteArrayView octets, qsizetype tpduOctets)
 {

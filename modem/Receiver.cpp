@@ -5,6 +5,7 @@
 #include "modem/ModemLink.h"
 #include "modem/RestartAnnouncement.h"
 
+#include <QFile>
 #include <QPointer>
 #include <algorithm>
 
@@ -18,13 +19,14 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
       m_inbox(limits),
       m_fate(MessageFate::Wait)
 {
-    for (QTimer *timer : {&m_work, &m_poll, &m_retry})
+    for (QTimer *timer : {&m_work, &m_poll, &m_retry, &m_change})
         timer->setSingleShot(true);
     m_work.setInterval(0);
     m_poll.setInterval(limits.storePoll);
     m_retry.setInterval(limits.waitRetry);
     connect(&m_work, &QTimer::timeout, this, &Receiver::work);
     connect(&m_retry, &QTimer::timeout, this, &Receiver::work);
+    connect(&m_change, &QTimer::timeout, this, &Receiver::work);
     connect(&m_poll, &QTimer::timeout, this, [this] {
         m_isStoreDue = true;
         work();
@@ -37,6 +39,7 @@ void Receiver::start()
 {
     static_cast<void>(takeNews()); // a restart that was announced before the bring-up is dealt with
     m_isStoreDue = true;
+    m_isOpening = true;
     m_wantsAcknowledge.reset();
     m_occupancy.clear();
     m_work.start();
@@ -47,6 +50,7 @@ void Receiver::pause()
     m_work.stop();
     m_poll.stop();
     m_retry.stop();
+    m_change.stop();
 }
 
 void Receiver::stop()
@@ -73,8 +77,23 @@ void Receiver::work()
     }
     if (m_retry.isActive())
         return;
-    if (raiseNext() && m_link.isOpen())
+    const QPointer<Receiver> self(this);
+    const bool hasMore = raiseNext();
+    if (!self || !m_link.isOpen())
+        return;
+    if (hasMore)
         m_work.start();
+    else
+        armChange();
+}
+
+void Receiver::armChange()
+{
+    const QDateTime at = m_inbox.nextChange();
+    if (!at.isValid())
+        return;
+    constexpr qint64 longest = 3600 * 1000;
+    m_change.start(static_cast<int>(qBound<qint64>(0, m_clock.now().msecsTo(at), longest)));
 }
 
 bool Receiver::takeNews()
@@ -102,12 +121,20 @@ void Receiver::noteLine(const AtLine &line)
     }
 }
 
-/// "+CMT: [<alpha>],<length>" and the TPDU: there is no stored copy.
+/// "+CMT: [<alpha>],<length>" and the TPDU: there may be no stored copy.
 void Receiver::takeDirect(const AtLine &line)
 {
-    const int length = answerFields(line.text).last().number().value_or(-1);
-    m_inbox.addDirect(QByteArray::fromHex(line.payload), length, m_clock.now());
-    acknowledge();
+    const QList<AnswerField> fields = answerFields(line.text);
+    if (fields.size() >
+        2) { // "<oa>,[<alpha>],<scts>": text mode. It is not acknowledged, so that it comes again.
+        m_isRestarted = true;
+        m_work.start();
+        return;
+    }
+    const int length = fields.last().number().value_or(-1);
+    // One that waits is acknowledged when it is dealt with.
+    if (m_inbox.addDirect(QByteArray::fromHex(line.payload), length, m_clock.now()) == Inbox::Direct::Handled)
+        acknowledge();
     m_work.start();
 }
 
@@ -124,25 +151,46 @@ void Receiver::acknowledge()
         static_cast<void>(channel.exchange("AT+CNMA", {}, m_limits.command));
 }
 
-/// False when the modem is gone.
+/// False when the modem is gone or must be brought up again.
 bool Receiver::readStore()
 {
     m_isStoreDue = false;
     m_failedRemovals.clear();
     m_poll.start();
-    for (const QByteArray &memory : m_link.store.memories()) {
-        const std::optional<MessageStore::Listing> listing = m_link.store.list(memory);
-        if (!listing) {
-            if (m_link.answers())
-                continue; // the next reading may succeed
-            emit modemLost();
-            return false;
-        }
-        m_inbox.update(memory, listing->received, m_clock.now());
-        m_occupancy[memory].used = listing->used;
-        m_occupancy[memory].total = listing->total;
+    // A modem that restarted silently is in text mode and tells nothing.
+    if (!m_link.assertSettings()) {
+        emit modemRestarted();
+        return false;
     }
+    for (const QByteArray &memory : m_link.store.memories()) {
+        if (!readMemory(memory))
+            return false;
+    }
+    m_isOpening = false;
     return removeHandled();
+}
+
+bool Receiver::readMemory(const QByteArray &memory)
+{
+    const std::optional<MessageStore::Listing> listing = m_link.store.list(memory);
+    if (!listing) {
+        if (m_link.answers())
+            return true; // the next reading may succeed
+        emit modemLost();
+        return false;
+    }
+    if (listing->isTextMode) {
+        emit modemRestarted();
+        return false;
+    }
+    m_inbox.update(memory, listing->received, m_clock.now(), m_isOpening);
+    Occupancy &occupancy = m_occupancy[memory];
+    occupancy.used = listing->used;
+    occupancy.total = listing->total;
+    // What is refused would deafen the modem: its handler is to take it elsewhere.
+    if (isNearlyFull(occupancy))
+        static_cast<void>(m_inbox.raiseRefused(m_clock.now()));
+    return true;
 }
 
 /// False when the modem is gone.
@@ -173,10 +221,6 @@ bool Receiver::raiseNext()
         watchOccupancy(false);
         return m_inbox.next(m_clock.now()).has_value();
     }
-    if (!m_current->problem.isEmpty()) {
-        const QString octets = QString::fromLatin1(m_current->copies.first().octets.toHex().toUpper());
-        emit notice(u"收到无法识别的短信（%1），原始数据：%2"_s.arg(m_current->problem, octets));
-    }
     m_fate = MessageFate::Wait;
     m_wasRead = false;
     const QPointer<Receiver> self(this);
@@ -184,18 +228,52 @@ bool Receiver::raiseNext()
     if (!self)
         return false;
     const InboxMessage message = *std::exchange(m_current, std::nullopt);
-    // There is nothing to try again: its octets are in the log.
+    // There is nothing to try again once its octets are kept.
     if (!message.problem.isEmpty() && m_wasRead)
-        m_fate = MessageFate::Handled;
+        m_fate = tellUnreadable(message) ? MessageFate::Handled : MessageFate::Refused;
     finish(message);
     return !m_retry.isActive();
+}
+
+/// The octets of an unreadable message go into the log and into a file. False when the file cannot be written.
+bool Receiver::tellUnreadable(const InboxMessage &message)
+{
+    const QByteArray octets = message.copies.first().octets.toHex().toUpper();
+    emit notice(
+        u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, QString::fromLatin1(octets)));
+    if (m_unreadableFile.isEmpty())
+        return true;
+    QFile file(m_unreadableFile);
+    const QByteArray line = m_clock.now().toString(u"yyyy-MM-dd HH:mm:ss "_s).toUtf8() + octets + '\n';
+    if (file.open(QIODevice::WriteOnly | QIODevice::Append) && file.write(line) == line.size() &&
+        file.flush())
+        return true;
+    emit notice(u"无法识别的短信不能写入文件 %1（%2），短信保留在短信猫中"_s.arg(m_unreadableFile,
+                                                                                 file.errorString()));
+    return false;
+}
+
+bool Receiver::mustLeave() const
+{
+    if (!m_current)
+        return false;
+    const StoredTpdu &copy = m_current->copies.first();
+    return copy.isDirect || isNearlyFull(m_occupancy.value(copy.memory));
+}
+
+bool Receiver::isNearlyFull(const Occupancy &occupancy)
+{
+    constexpr int percent = 80;
+    return occupancy.total > 0 && occupancy.used * 100 >= occupancy.total * percent;
 }
 
 void Receiver::finish(const InboxMessage &message)
 {
     switch (m_fate) {
     case MessageFate::Handled:
-        m_inbox.setHandled(message);
+        m_inbox.setHandled(message, m_clock.now());
+        if (message.copies.first().isDirect && m_link.isOpen())
+            acknowledge();
         break;
     case MessageFate::Refused:
         m_inbox.setRefused(message, m_clock.now());
@@ -218,17 +296,16 @@ void Receiver::finish(const InboxMessage &message)
 /// A full store receives nothing and says nothing.
 void Receiver::watchOccupancy(bool isWaiting)
 {
-    constexpr int tellAtPercent = 80;
     for (auto it = m_occupancy.begin(); it != m_occupancy.end(); ++it) {
         Occupancy &occupancy = it.value();
         if (occupancy.total <= 0)
             continue;
-        const bool isNearlyFull = occupancy.used * 100 >= occupancy.total * tellAtPercent;
-        if (isNearlyFull && !occupancy.isTold)
+        const bool isNearlyFullNow = isNearlyFull(occupancy);
+        if (isNearlyFullNow && !occupancy.isTold)
             emit notice(u"短信猫存储器 %1 将满：已用 %2，共 %3"_s.arg(QString::fromLatin1(it.key()))
                             .arg(occupancy.used)
                             .arg(occupancy.total));
-        occupancy.isTold = isNearlyFull;
+        occupancy.isTold = isNearlyFullNow;
         // Nothing else is left that could be freed by handling it.
         if (!isWaiting && occupancy.used >= occupancy.total)
             static_cast<void>(m_inbox.releaseOldestIncomplete(m_clock.now()));

@@ -35,6 +35,12 @@ public:
 
     /// The message being raised, nullptr outside messageReady().
     [[nodiscard]] const InboxMessage *current() const { return m_current ? &*m_current : nullptr; }
+    /// The modem cannot keep the message being raised: it lies in no store, or that is nearly full.
+    [[nodiscard]] bool mustLeave() const;
+    /// The octets of unreadable messages are appended to this file; "" = to none.
+    void setUnreadableFile(const QString &path) { m_unreadableFile = path; }
+    /// Until a refused message is raised for the second time.
+    void setRefusedFirst(std::chrono::seconds wait) { m_inbox.setRefusedFirst(wait); }
     void noteRead() { m_wasRead = true; }
     void settle(MessageFate fate) { m_fate = fate; }
 
@@ -57,21 +63,28 @@ private:
     void noteLine(const AtLine &line);
     void takeDirect(const AtLine &line);
     void acknowledge();
+    [[nodiscard]] bool tellUnreadable(const InboxMessage &message);
+    void armChange();
     bool readStore();
+    bool readMemory(const QByteArray &memory);
     bool removeHandled();
     bool raiseNext();
     void finish(const InboxMessage &message);
     void watchOccupancy(bool isWaiting);
+    [[nodiscard]] static bool isNearlyFull(const Occupancy &occupancy);
 
     const Clock &m_clock;
     ModemLink &m_link;
     ModemLimits m_limits;
     Inbox m_inbox;
-    QTimer m_work;  ///< the next turn of the event loop
-    QTimer m_poll;  ///< the store is to be read again
-    QTimer m_retry; ///< running: messages wait
+    QTimer m_work;   ///< the next turn of the event loop
+    QTimer m_poll;   ///< the store is to be read again
+    QTimer m_retry;  ///< running: messages wait
+    QTimer m_change; ///< time alone makes something ready then
     bool m_isStoreDue = false;
+    bool m_isOpening = false; ///< the next reading of the store is the first since the link was opened
     bool m_isRestarted = false;
+    QString m_unreadableFile;
     bool m_mustForget = false;
     std::optional<bool> m_wantsAcknowledge; ///< +CNMA is demanded; asked once per link
     QHash<QByteArray, Occupancy> m_occupancy;

@@ -20,7 +20,7 @@ SerialLine::SerialLine(QObject *parent) : QObject(parent)
     connect(&m_port, &QSerialPort::errorOccurred, this, &SerialLine::noteError);
 }
 
-SerialLine::OpenResult SerialLine::open(const QString &device)
+SerialLine::OpenResult SerialLine::open(const QString &device, int baud)
 {
     close();
     // The real path: the lock of one device is then the same under all its names.

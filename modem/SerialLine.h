@@ -15,12 +15,12 @@ public:
     enum class OpenResult { Opened, NoSuchDevice, Busy, Denied, Failed };
     enum class Wait { Ready, TimedOut, Lost };
 
-    static constexpr int baud = 115200;
-
     explicit SerialLine(QObject *parent = nullptr);
 
-    /// 115200 baud, 8N1, no flow control, for this process alone. A symbolic link is followed at each open.
-    [[nodiscard]] OpenResult open(const QString &device);
+    /// 8N1, no flow control, for this process alone. A symbolic link is followed at each open.
+    [[nodiscard]] OpenResult open(const QString &device, int baud = 115200);
+    /// Of the open line.
+    void setBaud(int baud) { m_port.setBaudRate(baud); }
     void close();
     [[nodiscard]] bool isOpen() const { return m_port.isOpen(); }
     /// The system's words for the last failure.

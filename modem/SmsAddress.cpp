@@ -36,7 +36,12 @@ QString decodeDigits(QByteArrayView octets, qsizetype semiOctets)
 
 QString SmsAddress::display() const
 {
-    return ton == TypeOfNumber::International && !value.isEmpty() ? u'+' + value : value;
+    if (value.isEmpty())
+        return value;
+    if (ton == TypeOfNumber::Alphanumeric &&
+        std::none_of(value.cbegin(), value.cend(), [](QChar c) { return c.isLetter(); }))
+        return u'"' + value + u'"';
+    return ton == TypeOfNumber::International ? u'+' + value : value;
 }
 
 QString displayWithin(const SmsAddress &address, const QString &countryCode)
@@ -71,14 +76,10 @@ QByteArray encodeAddress(const QString &number)
     return octets;
 }
 
-SmsAddress decodeAddress(OctetCursor &cursor, QStringView field, QString &problem)
+SmsAddress decodeAddress(OctetCursor &cursor, QStringView field)
 {
     const qsizetype semiOctets = cursor.takeOctet(field);
     const quint8 type = cursor.takeOctet(field);
-    if (semiOctets > ModemBounds::numberDigits) {
-        problem = u"%1 of %2 semi-octets"_s.arg(field).arg(semiOctets);
-        return {};
-    }
     const QByteArrayView octets = cursor.take((semiOctets + 1) / 2, field);
     if (cursor.hasFailed())
         return {};

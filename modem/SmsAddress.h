@@ -21,7 +21,8 @@ struct SmsAddress {
     TypeOfNumber ton = TypeOfNumber::Unknown;
     QString value; ///< the digits without "+", or the alphanumeric text
 
-    /// As people write it: international numbers with a leading "+".
+    /// As people write it: international numbers with a leading "+". A name without a letter in it stands in
+    /// quotation marks, so that nobody passes for the number that it spells.
     [[nodiscard]] QString display() const;
     bool operator==(const SmsAddress &) const = default;
 };
@@ -36,5 +37,5 @@ struct SmsAddress {
 /// Length in semi-octets, type, semi-octets, for the destination of an SMS-SUBMIT. number must be dialable.
 [[nodiscard]] QByteArray encodeAddress(const QString &number);
 
-/// Reads such a field. More semi-octets than 20 set problem and end the TPDU's decoding.
-[[nodiscard]] SmsAddress decodeAddress(OctetCursor &cursor, QStringView field, QString &problem);
+/// Reads such a field, of any length: senders longer than the 20 digits of the standard exist.
+[[nodiscard]] SmsAddress decodeAddress(OctetCursor &cursor, QStringView field);

@@ -3,6 +3,8 @@
 #include "mailbox/MailCollector.h"
 #include "mailbox/MailTrace.h"
 
+#include <QString>
+
 class Clock;
 class DatabaseSession;
 class ModemControl;
@@ -17,4 +19,5 @@ struct ServerParts {
     MailTrace mailTrace = {};
     /// The program that collects the external mail; without one a pass does it in this process.
     MailCollector::Program mailCollector = {};
+    QString spoolFile = {}; ///< of refused received messages; "" = none is kept
 };

@@ -10,7 +10,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
       m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch),
-      m_inbound(parts.session, console, m_faults, m_guard, parts.modem),
+      m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.spoolFile),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
 {
@@ -25,6 +25,7 @@ ServicePasses::~ServicePasses()
 
 void ServicePasses::send()
 {
+    m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
     m_guard.runPass(u"短信发送"_s, [this] { m_sender.pass(); });
 }
 

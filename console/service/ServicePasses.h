@@ -20,7 +20,7 @@ public:
     ServicePasses(const ServicePasses &) = delete;
     ServicePasses &operator=(const ServicePasses &) = delete;
 
-    /// TSend: the queue to the modem.
+    /// TSend: the queue to the modem; before it, received messages that the database had refused.
     void send();
     /// TSendResultDetail: finished rows to the archive.
     void archive();

@@ -59,9 +59,11 @@ bool ServiceStart::openPort(std::optional<qint16> port, const QString &centerCod
     if (!port)
         return false;
     m_parts.modem.setPortNumber(*port);
+    m_parts.modem.setSpeed(m_parts.registry.read(Settings::comSpeedPath(*port)).trimmed().toInt());
     m_parts.modem.setServiceCentre(centerCode.trimmed());
     const QString countryCode = m_parts.registry.read(Settings::localPath("SenderCountryCode"_L1));
     m_parts.modem.setSenderCountryCode(countryCode.trimmed());
+    m_parts.modem.setScanInterval(std::chrono::seconds(m_intervalMilliseconds / 1000));
     if (m_parts.modem.isPortOpen())
         static_cast<void>(m_parts.modem.close());
     return m_parts.modem.open() == 0;

@@ -164,6 +164,68 @@ private slots:
         QCOMPARE(m_office->console.takeLog().size(), 2);
     }
 
+    void refusedMessageIsSpooledWhenTheModemCannotKeepIt()
+    {
+        const QString spool = m_office->path(u"spool"_s);
+        const auto handler = [&] {
+            return std::make_unique<InboundMessageHandler>(
+                m_office->session, m_office->console, m_office->faults, m_office->guard, *m_modem, spool);
+        };
+        const ReceivedMessage message{u"1"_s, u"'长\n\"6"_s, u"2006-03-05 07:00:00"_s,
+                                      MessageOrigin{.isLeftOver = false, .fragments = {}, .mustLeave = true}};
+        m_office->oa(
+            u"create trigger t before insert on SMS_SIMReceive begin select raise(abort, 'no'); end"_s);
+        QCOMPARE(arrive(u"1"_s, u"stays in the modem"_s), MessageFate::Refused);
+        QCOMPARE(handler()->handle(0, message), MessageFate::Handled);
+        QCOMPARE(handler()->handle(0, message),
+                 MessageFate::Handled); // killed before the modem's copy was gone
+        handler()->retrySpooled();
+        m_office->oa(u"drop trigger t"_s);
+        QCOMPARE(stored(), QStringList());
+        QFile file(spool);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray before = file.readAll();
+        handler()->retrySpooled();
+        const QStringList once{u"1|2006-03-05 07:00:00|"_s + message.text};
+        QCOMPARE(stored(), once);
+        QCOMPARE(m_office->console.takeLog().size(), 2); // refused, stored
+        // Killed between the store and the file.
+        file.close();
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(before) == before.size());
+        file.close();
+        handler()->retrySpooled();
+        QCOMPARE(stored(), once);
+    }
+
+    void leftOverOfAnEarlierRunIsNotStoredAgain_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("time");
+        QTest::addColumn<QStringList>("fragments");
+        QTest::addColumn<int>("rows");
+        const QString time = u"2006-03-05 07:00:00"_s;
+        const QString later = u"2006-03-05 07:00:09"_s;
+        QTest::newRow("the same") << u"onetwothree"_s << time << QStringList() << 1;
+        QTest::newRow("another text") << u"one"_s << time << QStringList() << 2;
+        QTest::newRow("another time") << u"onetwothree"_s << later << QStringList() << 2;
+        QTest::newRow("its last parts") << u"twothree"_s << later << QStringList{u"two"_s, u"three"_s} << 1;
+        QTest::newRow("parts of another") << u"twofour"_s << later << QStringList{u"two"_s, u"four"_s} << 2;
+        QTest::newRow("parts of an earlier one")
+            << u"twothree"_s << u"2006-03-05 06:59:59"_s << QStringList{u"two"_s, u"three"_s} << 2;
+    }
+    void leftOverOfAnEarlierRunIsNotStoredAgain()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, time);
+        QFETCH(QStringList, fragments);
+        QFETCH(int, rows);
+        QCOMPARE(arrive(u"1"_s, u"onetwothree"_s), MessageFate::Handled);
+        const MessageOrigin origin{.isLeftOver = true, .fragments = fragments, .mustLeave = false};
+        QCOMPARE(m_handler->handle(0, {u"1"_s, text, time, origin}), MessageFate::Handled);
+        QCOMPARE(stored().size(), rows);
+        QCOMPARE(m_office->console.takeLog().size(), rows);
+    }
+
     void messageWaitsWhenTheProgramEnds()
     {
         m_office->console.stopWhen = [] { return true; };

@@ -27,6 +27,11 @@ struct Deliver {
     {
         return "050003" + octet(reference) + octet(total) + octet(sequence);
     }
+    /// Two decimal digits as a time stamp holds them.
+    [[nodiscard]] static QByteArray swapped(int value)
+    {
+        return QByteArray::number(value % 10) + QByteArray::number(value / 10);
+    }
     [[nodiscard]] static QByteArray octet(qsizetype value)
     {
         return QByteArray::number(0x100 + value, 16).last(2).toUpper();

@@ -12,7 +12,7 @@ namespace
 const QDateTime morning(QDate(2026, 11, 20), QTime(19, 31), Qt::OffsetFromUTC, 8 * 3600);
 
 /// "index:sender:reference/total/sequence:text", parts separated by blanks; "reference" may be 16-bit with
-/// "w".
+/// "w", "text@seconds" is later than 19:30 by that.
 QList<StoredTpdu> storeOf(const QString &entries)
 {
     QList<StoredTpdu> store;
@@ -20,7 +20,11 @@ QList<StoredTpdu> storeOf(const QString &entries)
         const QStringList fields = entry.split(u':');
         Deliver deliver;
         deliver.sender = fields[1].toLatin1();
-        deliver.text = fields[3];
+        const QStringList text = fields[3].split(u'@');
+        deliver.text = text.first();
+        const QTime time = QTime(19, 30).addSecs(text.size() > 1 ? text.last().toInt() : 0);
+        deliver.scts = "621102" + Deliver::swapped(time.hour()) + Deliver::swapped(time.minute()) +
+                       Deliver::swapped(time.second()) + "23";
         const QStringList place = fields[2].split(u'/');
         if (place.size() == 3) {
             const int reference = place[0].toInt();
@@ -39,7 +43,7 @@ QStringList raiseAll(Inbox &inbox, const QDateTime &now)
     QStringList texts;
     while (const auto message = inbox.next(now)) {
         texts.append(message->problem.isEmpty() ? message->text : u"?"_s);
-        inbox.setHandled(*message);
+        inbox.setHandled(*message, now);
     }
     return texts;
 }
@@ -66,6 +70,10 @@ private slots:
     void incompleteAfterItsTime();
     void oldPartsGetTheirGrace();
     void repetitionOfHandledIsNoMessage();
+    void restIsDeliveredWhenItIsComplete();
+    void shownAgainIsKnown_data();
+    void shownAgainIsKnown();
+    void oneMessageTwice();
     void emptyPlaceIsUnreadable();
 };
 
@@ -87,6 +95,8 @@ void InboxTest::reassembles_data()
     row("same-reference-twice", u"0:86138:9/2/1:a 1:86138:9/2/1:x 2:86138:9/2/2:b 3:86138:9/2/2:y"_s,
         {u"ab"_s, u"xy"_s}, {0, 1, 2, 3});
     row("missing-part", u"0:86138:9/2/1:a 1:86138::single"_s, {u"single"_s}, {1});
+    row("nearest-in-time", u"0:86138:9/2/1:a@0 1:86138:9/2/1:x@600 2:86138:9/2/2:y@601"_s, {u"xy"_s}, {1, 2});
+    row("far-in-time-is-another", u"0:86138:9/2/1:a@0 1:86138:9/2/2:y@3600"_s, {}, {});
     row("equal-singles-are-two", u"0:86138::a 1:86138::a"_s, {u"a"_s, u"a"_s}, {0, 1});
 }
 
@@ -144,6 +154,65 @@ void InboxTest::repetitionOfHandledIsNoMessage()
     inbox.update("SM", {whole.last()}, morning);
     QVERIFY(!inbox.next(morning.addDays(2)));
     QCOMPARE(indicesOf(inbox.removable()), QList<int>{1});
+}
+
+void InboxTest::restIsDeliveredWhenItIsComplete()
+{
+    // Three places for a message of five parts.
+    Inbox inbox{ModemLimits{}};
+    inbox.update("SM", storeOf(u"0:86138:9/5/1:a 1:86138:9/5/2:b 2:86138:9/5/3:c"_s), morning);
+    QVERIFY(!inbox.next(morning));
+    QVERIFY(inbox.releaseOldestIncomplete(morning));
+    QCOMPARE(raiseAll(inbox, morning), QStringList{u"abc"_s});
+    inbox.update("SM", storeOf(u"0:86138:9/5/4:d"_s), morning);
+    QVERIFY(!inbox.next(morning));
+    inbox.update("SM", storeOf(u"0:86138:9/5/4:d 1:86138:9/5/5:e"_s), morning);
+    QCOMPARE(raiseAll(inbox, morning), QStringList{u"de"_s});
+}
+
+void InboxTest::shownAgainIsKnown_data()
+{
+    QTest::addColumn<bool>("saysRemoved");
+    QTest::newRow("store-that-does-not-delete") << true;
+    QTest::newRow("missing-in-one-reading") << false;
+}
+
+void InboxTest::shownAgainIsKnown()
+{
+    QFETCH(const bool, saysRemoved);
+    Inbox inbox{ModemLimits{}};
+    const auto store = storeOf(u"0:86138::a 1:86138:9/2/1:b 2:86138:9/2/2:c"_s);
+    inbox.update("SM", store, morning);
+    QCOMPARE(raiseAll(inbox, morning), (QStringList{u"a"_s, u"bc"_s}));
+    if (saysRemoved) {
+        for (const StoredTpdu &copy : inbox.removable())
+            inbox.setRemoved(copy);
+    }
+    inbox.update("SM", {}, morning);
+    inbox.update("SM", store, morning);
+    QVERIFY(!inbox.next(morning.addDays(3)));
+    QCOMPARE(indicesOf(inbox.removable()), (QList<int>{0, 1, 2}));
+}
+
+void InboxTest::oneMessageTwice()
+{
+    Inbox inbox{ModemLimits{}};
+    auto sm = storeOf(u"1:86138::a"_s);
+    auto me = sm;
+    me.first().memory = "ME";
+    inbox.update("SM", sm, morning);
+    inbox.update("ME", me, morning);
+    QCOMPARE(inbox.addDirect(sm.first().octets, -1, morning), Inbox::Direct::Waiting);
+    QCOMPARE(raiseAll(inbox, morning), QStringList{u"a"_s});
+    QCOMPARE(inbox.removable().size(), 2);
+    // The other way round: directly first, then in the store.
+    const auto other = storeOf(u"2:86138::b"_s);
+    QCOMPARE(inbox.addDirect(other.first().octets, -1, morning), Inbox::Direct::New);
+    QCOMPARE(raiseAll(inbox, morning), QStringList{u"b"_s});
+    inbox.update("SM", other, morning);
+    QVERIFY(!inbox.next(morning));
+    QCOMPARE(indicesOf(inbox.removable()), (QList<int>{1, 2}));
+    QCOMPARE(inbox.addDirect(other.first().octets, -1, morning), Inbox::Direct::Handled);
 }
 
 void InboxTest::emptyPlaceIsUnreadable()

@@ -37,7 +37,14 @@ private slots:
         row("sim-puk-error", "AT+CPIN?", {"\r\n+CME ERROR: 12\r\n"}, ModemResult::SimLocked, 1);
         row("no-sim", "AT+CPIN?", {"\r\n+CME ERROR: 10\r\n"}, ModemResult::SimMissing, 1);
         row("text-mode-only", "AT+CMGF=0", {error}, ModemResult::PduModeRefused, 1);
-        row("centre-refused", "AT+CSCA", {"\r\n+CMS ERROR: 304\r\n"}, ModemResult::ServiceCentreRefused, 1);
+        row("centre-refused-sim-has-none", "AT+CSCA",
+            {"\r\n+CMS ERROR: 304\r\n", "\r\n+CMS ERROR: 304\r\n", "\r\n+CSCA: \"\",129\r\n\r\nOK\r\n"},
+            ModemResult::ServiceCentreRefused, 1);
+        row("sim-ready-without-ok", "AT+CPIN?", {"\r\n+CPIN: READY\r\n"}, ModemResult::Ok, 0);
+        row("late-refusal-of-another-command", "AT+CMGF=0", {"\r\n+CMS ERROR: 500\r\n", "\r\nOK\r\n"},
+            ModemResult::Ok, 0);
+        row("please-wait", "AT+CSCA", {"\r\n+CME ERROR: 515\r\n", "\r\nOK\r\n"}, ModemResult::Ok, 0);
+        row("ok-before-creg", "AT+CREG?", {"\r\nOK\r\n\r\n+CREG: 0,1\r\n"}, ModemResult::Ok, 0);
         row("searching-network", "AT+CREG?", {"\r\n+CREG: 0,2\r\n\r\nOK\r\n"}, ModemResult::Ok, 1);
         row("roaming-short-form", "AT+CREG?", {"\r\n+CREG: 5\r\n\r\nOK\r\n"}, ModemResult::Ok, 0);
         row("mute", "", {""}, ModemResult::ModemSilent, 1);
@@ -63,6 +70,78 @@ private slots:
             QCOMPARE(bench.control.send(numberText(), u"hi"_s), qint16{0});
         QCOMPARE(bench.control.close(), qint16{0});
         QVERIFY(!bench.control.isPortOpen());
+    }
+
+    void centreOfTheSimServes()
+    {
+        TestModem modem;
+        modem.answer("AT+CSCA", {"\r\nERROR\r\n"});
+        ModemBench bench;
+        bench.plug(modem);
+        bench.control.setServiceCentre(u"+8613800100500"_s);
+        QCOMPARE(bench.control.open(), qint16{0});
+        QCOMPARE(bench.control.open(), qint16{0});
+        QCOMPARE(bench.notices.size(), 1); // said once
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+    }
+
+    void memoriesAsTheModemTakesThem_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::newRow("three") << 3;
+        QTest::newRow("two") << 2;
+        QTest::newRow("one") << 1;
+    }
+    void memoriesAsTheModemTakesThem()
+    {
+        QFETCH(const int, size);
+        TestModem modem;
+        const auto form = [](int count, const QByteArray &memory) {
+            return "AT+CPMS=" + QByteArrayList(count, '"' + memory + '"').join(',');
+        };
+        for (int other = 1; other <= 3; ++other) {
+            for (const auto *memory : {"SM", "ME", "MT"})
+                modem.answer(form(other, memory) + '$',
+                             {other == size ? "\r\n+CPMS: 0,9\r\n\r\nOK\r\n" : "\r\n+CMS ERROR: 302\r\n"});
+        }
+        modem.answer("AT+CPMS=?", {R"(+CPMS: ("SM","ME","MT"),("SM"),("SM"))"
+                                   "\r\nOK\r\n"});
+        ModemBench bench;
+        bench.open(modem);
+        QTRY_COMPARE(modem.count("AT+CMGL"), 2);
+        QVERIFY(modem.commands().contains(form(size, "ME")));
+        QCOMPARE(modem.count(form(size, "MT")), 0);
+        modem.forgetCommands();
+        modem.store(1, Deliver{.text = u"a"_s}.hex());
+        modem.say("\r\n+CMTI: \"MT\",1\r\n");
+        QTRY_VERIFY(modem.storedIndices().isEmpty());
+        QTRY_COMPARE(bench.texts(), QStringList{u"a"_s});
+        QCOMPARE(modem.count(form(3, "SM")), size == 3 ? modem.count("AT+CPMS=\"SM\"") : 0);
+    }
+
+    void findsTheLineSpeed_data()
+    {
+        QTest::addColumn<int>("set");
+        QTest::addColumn<int>("spoken");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("searched") << 0 << 9600 << true;
+        QTest::newRow("set") << 38400 << 38400 << true;
+        QTest::newRow("set-wrong") << 38400 << 9600 << false;
+    }
+    void findsTheLineSpeed()
+    {
+        QFETCH(const int, set);
+        QFETCH(const int, spoken);
+        QFETCH(const bool, opens);
+        TestModem modem;
+        modem.speakOnlyAt(spoken);
+        ModemLimits limits = shortLimits();
+        limits.sync = std::chrono::seconds(6);
+        ModemBench bench(limits);
+        bench.plug(modem);
+        bench.control.setSpeed(set);
+        QCOMPARE(bench.control.open() == 0, opens);
+        QCOMPARE(bench.control.describe().baud, opens ? spoken : 0);
     }
 
     void openFindsNoDevice()

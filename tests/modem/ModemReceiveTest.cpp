@@ -100,14 +100,21 @@ private slots:
         bench.fates = {MessageFate::Refused};
         bench.open(modem);
         QTRY_COMPARE(modem.storedIndices(), QList<int>{0});
-        bench.clock.advanceSeconds(3599);
-        modem.deliver(5, Deliver{.text = u"5"_s}.hex());
-        QTRY_COMPARE(bench.texts().last(), u"5"_s);
-        QTRY_COMPARE(modem.storedIndices(), QList<int>{0});
-        bench.clock.advanceSeconds(1);
-        modem.deliver(6, Deliver{.text = u"6"_s}.hex());
+        // Again after 10 s, 20 s, ... up to an hour; a notification makes the control look at the clock.
+        const QList<int> waits{10, 20, 40, 80, 160, 320, 640, 1280, 2560, 3600, 3600};
+        for (qsizetype i = 0; i < waits.size(); ++i) {
+            const QString name = QString::number(i);
+            bench.clock.advanceSeconds(waits[i] - 1);
+            modem.deliver(5, Deliver{.text = u"early "_s + name}.hex());
+            QTRY_COMPARE(bench.texts().last(), u"early "_s + name);
+            QTRY_COMPARE(modem.storedIndices(), QList<int>{0});
+            if (i + 1 < waits.size())
+                bench.fates = {MessageFate::Refused};
+            bench.clock.advanceSeconds(1);
+            modem.say("\r\n+CMTI: \"SM\",5\r\n");
+            QTRY_COMPARE(bench.texts().count(u"0"_s), i + 2);
+        }
         QTRY_VERIFY(modem.storedIndices().isEmpty());
-        QCOMPARE(bench.texts(), (QStringList{u"0"_s, u"1"_s, u"2"_s, u"5"_s, u"0"_s, u"6"_s}));
     }
 
     void failedRemovalHandlesOnce()
@@ -140,7 +147,7 @@ private slots:
                            "\r\n+CMGS: 4\r\n\r\nOK\r\n"});
         QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
         QTRY_COMPARE(bench.texts(), (QStringList{u"flash"_s, u"flash"_s}));
-        QCOMPARE(modem.count("AT+CNMA"), 1);
+        QTRY_COMPARE(modem.count("AT+CNMA"), 1); // after it was handled
         modem.say("\r\n+CDS: 24\r\n0006010B913108108300F06211020191000062110201910000"
                   "00\r\n");
         QTRY_COMPARE(modem.count("AT+CNMA"), 2);
@@ -173,6 +180,66 @@ private slots:
         QCOMPARE(bench.received.last().result, code(ModemResult::MessageUnreadable));
         QCOMPARE(bench.notices.size(), 1);
         QVERIFY(bench.notices.first().contains(u"0004FF91"_s));
+    }
+
+    void damagedReadingIsNotTrusted_data()
+    {
+        QTest::addColumn<QByteArray>("listed");
+        QTest::addColumn<QByteArrayList>("readAgain");
+        QTest::addColumn<QStringList>("texts"); // "" = unreadable
+        const QByteArray hex = Deliver{.text = u"ab"_s}.hex();
+        const QByteArray length = QByteArray::number(hex.size() / 2 - 1);
+        const QByteArray header = "\r\n+CMGL: 1,0,," + length + "\r\n";
+        const QByteArray ok = "\r\nOK\r\n";
+        const QByteArray sound = "\r\n+CMGR: 0,," + length + "\r\n" + hex + "\r\n" + ok;
+        const auto damaged = [&](const QByteArray &tpdu) {
+            return "\r\n+CMGR: 0,," + length + "\r\n" + tpdu + "\r\n" + ok;
+        };
+        const auto row = [](const char *name, const QByteArray &listing, const QByteArrayList &readings,
+                            const QStringList &texts) {
+            QTest::newRow(name) << listing << readings << texts;
+        };
+        row("tpdu-line-missing", header + ok, {sound}, {u"ab"_s});
+        row("octet-missing", header + hex.chopped(2) + "\r\n" + ok, {sound}, {u"ab"_s});
+        row("no-hex-digit", header + hex.chopped(1) + "?\r\n" + ok, {sound}, {u"ab"_s});
+        row("header-missing", "\r\n" + hex + "\r\n" + ok, {sound}, {});
+        row("twice-differently", header + hex.chopped(2) + "\r\n" + ok, {damaged(hex.chopped(6))}, {});
+        row("truncated-for-good", header + hex.chopped(4) + "\r\n" + ok, {damaged(hex.chopped(4))}, {u"a"_s});
+        row("unreadable-for-good", header + hex.first(20) + "\r\n" + ok, {damaged(hex.first(20))}, {u""_s});
+    }
+    void damagedReadingIsNotTrusted()
+    {
+        QFETCH(const QByteArray, listed);
+        QFETCH(const QByteArrayList, readAgain);
+        QFETCH(const QStringList, texts);
+        TestModem modem;
+        modem.store(1, Deliver{.text = u"ab"_s}.hex());
+        modem.answer("AT+CMGL", {listed});
+        modem.answer("AT+CMGR", readAgain);
+        ModemBench bench;
+        QFile octets(bench.directory.filePath(u"unreadable-sms.log"_s));
+        bench.control.setUnreadableFile(octets.fileName());
+        bench.open(modem);
+        QTRY_COMPARE(modem.count("AT+CMGL"), 1);
+        QTRY_COMPARE(bench.texts(), texts);
+        modem.answer("AT+CMGL", {"\r\nOK\r\n"});
+        QTRY_COMPARE(modem.storedIndices().isEmpty(), !texts.isEmpty());
+        QCOMPARE(octets.open(QIODevice::ReadOnly), texts.contains(u""_s));
+        QCOMPARE(bench.notices.size(), texts.contains(u""_s) ? 1 : 0);
+    }
+
+    void textModeAtAReadingIsBroughtUp()
+    {
+        TestModem modem;
+        modem.store(1, Deliver{.text = u"ab"_s}.hex());
+        modem.answer("AT+CMGL=4",
+                     {"\r\n+CMGL: 1,\"REC UNREAD\",\"+86138\",,\"26/11/20\"\r\nab\r\n\r\nOK\r\n",
+                      "\r\n+CMGL: 1,0,,25\r\n" + Deliver{.text = u"ab"_s}.hex() + "\r\n\r\nOK\r\n",
+                      "\r\nOK\r\n"});
+        ModemBench bench;
+        bench.open(modem);
+        QTRY_COMPARE(bench.texts(), QStringList{u"ab"_s});
+        QTRY_VERIFY(modem.storedIndices().isEmpty());
     }
 
     void fullStoreGivesOldestIncomplete()
@@ -216,7 +283,8 @@ private slots:
         modem.forgetCommands();
         modem.deliver(4, Deliver{.text = u"a"_s}.hex());
         QTRY_VERIFY(modem.storedIndices().isEmpty());
-        QCOMPARE(modem.commands(), (QByteArrayList{"AT+CMGL=4", "AT+CMGD=4"}));
+        QCOMPARE(modem.commands(),
+                 (QByteArrayList{"AT+CMGF=0", "AT+CNMI=2,1,0,0,0", "AT+CMGL=4", "AT+CMGD=4"}));
     }
 
     void closeInHandler()

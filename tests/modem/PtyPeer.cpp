@@ -46,6 +46,22 @@ void PtyPeer::stopServing()
     m_thread.join();
 }
 
+int PtyPeer::baud() const
+{
+    termios settings{};
+    tcgetattr(m_slave, &settings);
+    switch (cfgetospeed(&settings)) {
+    case B9600:
+        return 9600;
+    case B38400:
+        return 38400;
+    case B115200:
+        return 115200;
+    default:
+        return 0;
+    }
+}
+
 void PtyPeer::say(const QByteArray &octets)
 {
     if (!m_isHungUp &&

@@ -17,6 +17,8 @@ public:
     PtyPeer &operator=(const PtyPeer &) = delete;
 
     [[nodiscard]] QString device() const { return m_device; }
+    /// The speed that whoever has it open has set.
+    [[nodiscard]] int baud() const;
     void say(const QByteArray &octets);
     /// Unplugs: the device vanishes for whoever has it open.
     void hangUp();

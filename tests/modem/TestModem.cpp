@@ -46,6 +46,12 @@ void TestModem::setStoreSize(int places)
     m_places = places;
 }
 
+void TestModem::speakOnlyAt(int baud)
+{
+    const std::lock_guard lock(m_mutex);
+    m_baud = baud;
+}
+
 void TestModem::deliver(int index, const QByteArray &hex)
 {
     store(index, hex);
@@ -87,6 +93,8 @@ void TestModem::forgetCommands()
 void TestModem::heard(const QByteArray &octets)
 {
     const std::lock_guard lock(m_mutex);
+    if (m_baud != 0 && m_baud != baud())
+        return;
     for (const char c : octets) {
         if (c == '\x1b') {
             m_isPrompting = false;

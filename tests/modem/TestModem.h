@@ -28,6 +28,8 @@ public:
     void answerTpdus(const QByteArrayList &answers);
     void store(int index, const QByteArray &hex, int stat = 0);
     void setStoreSize(int places);
+    /// Hears nothing at other line speeds.
+    void speakOnlyAt(int baud);
     /// Puts it into the store and tells so.
     void deliver(int index, const QByteArray &hex);
 
@@ -53,6 +55,7 @@ private:
     QByteArrayList m_commands;
     QByteArrayList m_tpdus;
     QMap<int, Stored> m_store;
+    int m_baud = 0;
     int m_places = 50;
     int m_reference = 0;
 };

@@ -1,0 +1,85 @@
+#include "incoming/RefusedMessages.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+QByteArray lineOf(const ReceivedMessage &message)
+{
+    const QJsonObject object{
+        {u"sender"_s, message.sender}, {u"text"_s, message.text}, {u"receiveTime"_s, message.receiveTime}};
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+std::optional<ReceivedMessage> messageOf(const QByteArray &line)
+{
+    const QJsonObject object = QJsonDocument::fromJson(line).object();
+    for (const auto name : {"sender"_L1, "text"_L1, "receiveTime"_L1}) {
+        if (!object.value(name).isString())
+            return std::nullopt;
+    }
+    ReceivedMessage message{object.value("sender"_L1).toString(), object.value("text"_L1).toString(),
+                            object.value("receiveTime"_L1).toString()};
+    // Stored, perhaps, before a kill kept it from being taken out.
+    message.origin.isLeftOver = true;
+    return message;
+}
+
+} // namespace
+
+RefusedMessages::RefusedMessages(QString fileName) : m_fileName(std::move(fileName))
+{
+    QFile file(m_fileName);
+    if (m_fileName.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (line.isEmpty())
+            continue;
+        if (const std::optional<ReceivedMessage> message = messageOf(line))
+            m_messages.append(*message);
+        else
+            m_unreadableLines.append(line);
+    }
+}
+
+bool RefusedMessages::add(const ReceivedMessage &message)
+{
+    if (m_fileName.isEmpty())
+        return false;
+    const bool isThere = std::any_of(m_messages.cbegin(), m_messages.cend(),
+                                     [&](const ReceivedMessage &held) { return held.isSameAs(message); });
+    if (isThere)
+        return true;
+    m_messages.append(message);
+    m_messages.last().origin = {.isLeftOver = true, .fragments = message.origin.fragments};
+    if (save())
+        return true;
+    m_messages.removeLast();
+    return false;
+}
+
+void RefusedMessages::remove(const ReceivedMessage &message)
+{
+    m_messages.removeIf([&](const ReceivedMessage &held) { return held.isSameAs(message); });
+    static_cast<void>(save());
+}
+
+bool RefusedMessages::save() const
+{
+    QSaveFile file(m_fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner); // other people's messages
+    for (const QByteArray &line : m_unreadableLines)
+        file.write(line + '\n');
+    for (const ReceivedMessage &message : m_messages)
+        file.write(lineOf(message));
+    return file.commit();
+}
