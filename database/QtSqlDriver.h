@@ -29,6 +29,8 @@ public:
     [[nodiscard]] virtual DatabaseFault fault(const QString &what, const QSqlError &error) const;
     /// False when a query's whole result is taken at once, so that only its execution waits for the database.
     [[nodiscard]] virtual bool readsRowByRow() const { return true; }
+    /// A statement that is no query has been executed, and took this long.
+    virtual void hasWritten(qint64 /*nanoseconds*/) {}
 
 protected:
     [[nodiscard]] QSqlDatabase database() const;

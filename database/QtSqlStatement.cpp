@@ -2,9 +2,10 @@
 
 #include "database/BoundValue.h"
 
+#include <QElapsedTimer>
 #include <QSqlRecord>
 
-QtSqlStatement::QtSqlStatement(const QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql)
+QtSqlStatement::QtSqlStatement(QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql)
     : m_driver(driver), m_query(database), m_sql(sql)
 {
     m_query.setForwardOnly(driver.readsRowByRow());
@@ -20,11 +21,15 @@ void QtSqlStatement::execute(const QVariantList &values)
         const bool isFit = type != QMetaType::QDateTime && type != QMetaType::QString;
         m_query.bindValue(static_cast<int>(i), isFit ? values[i] : boundValue(values[i], QChar()));
     }
+    QElapsedTimer timer;
+    timer.start();
     if (!m_query.exec()) {
         const DatabaseFault fault = m_driver.fault(m_sql, m_query.lastError());
         m_query.finish();
         throw fault;
     }
+    if (!m_query.isSelect())
+        m_driver.hasWritten(timer.nsecsElapsed());
 }
 
 bool QtSqlStatement::next()

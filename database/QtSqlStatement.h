@@ -9,7 +9,7 @@ class QtSqlStatement : public Statement
 {
 public:
     /// Throws DatabaseFault when the database refuses the statement.
-    QtSqlStatement(const QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql);
+    QtSqlStatement(QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql);
 
     void execute(const QVariantList &values) override;
     [[nodiscard]] bool next() override;
@@ -22,7 +22,7 @@ public:
     [[nodiscard]] const QSqlQuery &query() const { return m_query; }
 
 private:
-    const QtSqlDriver &m_driver;
+    QtSqlDriver &m_driver;
     QSqlQuery m_query;
     QString m_sql;
 };

@@ -3,12 +3,26 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QThread>
 #include <QUrl>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
-SqliteDriver::SqliteDriver(QString fileName) : QtSqlDriver(u"QSQLITE"_s), m_fileName(std::move(fileName)) {}
+namespace
+{
+
+/// Without a write-ahead log a commit keeps all others out, and who waits asks again after 100 ms at the latest.
+/// So commits that follow each other at once rest a little longer now and then.
+constexpr qint64 workNanoseconds = 300'000'000;
+constexpr qint64 restNanoseconds = 110'000'000;
+
+} // namespace
+
+SqliteDriver::SqliteDriver(QString fileName) : QtSqlDriver(u"QSQLITE"_s), m_fileName(std::move(fileName))
+{
+    m_clock.start();
+}
 
 void SqliteDriver::open()
 {
@@ -25,6 +39,12 @@ void SqliteDriver::open()
     m_openedFile = fileIdentity();
     // A file that is no database opens all the same; the first statement tells.
     runPlain(u"select count(*) from sqlite_master"_s);
+    // Without a write-ahead log a transaction that outgrows the cache would write to the file long before its
+    // commit and keep all readers out from then on: what it has changed stays in memory.
+    const auto journal = QtSqlDriver::prepare(u"pragma journal_mode"_s);
+    journal->execute({});
+    if (journal->next() && journal->value(0).toString() != u"wal"_s)
+        runPlain(u"pragma cache_spill=0"_s);
 }
 
 bool SqliteDriver::isUsable() const
@@ -35,6 +55,45 @@ bool SqliteDriver::isUsable() const
 void SqliteDriver::begin()
 {
     runPlain(u"BEGIN IMMEDIATE"_s);
+    m_isInTransaction = true;
+    m_transactionBegan = m_clock.nsecsElapsed();
+}
+
+void SqliteDriver::commit()
+{
+    const qint64 began = m_clock.nsecsElapsed();
+    QtSqlDriver::commit();
+    m_isInTransaction = false;
+    noteCommit(m_transactionBegan, m_clock.nsecsElapsed() - began);
+}
+
+void SqliteDriver::rollback() noexcept
+{
+    QtSqlDriver::rollback();
+    m_isInTransaction = false;
+}
+
+void SqliteDriver::hasWritten(qint64 nanoseconds)
+{
+    if (!m_isInTransaction)
+        noteCommit(m_clock.nsecsElapsed() - nanoseconds, nanoseconds);
+}
+
+void SqliteDriver::noteCommit(qint64 began, qint64 nanoseconds)
+{
+    if (began - m_lastCommit >= restNanoseconds) {
+        m_workBegan = began;
+        m_keptOut = 0;
+    }
+    m_keptOut += nanoseconds;
+    const qint64 worked = m_clock.nsecsElapsed() - m_workBegan;
+    if (worked >= workNanoseconds) {
+        if (m_keptOut > worked / 3)
+            QThread::usleep(restNanoseconds / 1000);
+        m_workBegan = m_clock.nsecsElapsed();
+        m_keptOut = 0;
+    }
+    m_lastCommit = m_clock.nsecsElapsed();
 }
 
 std::unique_ptr<Statement> SqliteDriver::prepare(const QString &sql)

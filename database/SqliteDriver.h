@@ -3,9 +3,11 @@
 #include "database/QtSqlDriver.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
 
 /// The embedded database. The file must exist (an office's tables are never created here) and keeps its
-/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds.
+/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds, and others are left room: no
+/// reader is kept out for as long as a second, however much is written.
 class SqliteDriver final : public QtSqlDriver
 {
 public:
@@ -19,6 +21,9 @@ public:
     /// BEGIN IMMEDIATE: a transaction that reads and then writes would otherwise be refused, without waiting,
     /// when another program has committed in between.
     void begin() override;
+    void commit() override;
+    void rollback() noexcept override;
+    void hasWritten(qint64 nanoseconds) override;
     /// A statement that asks for all columns is given their names: Qt's driver crashes on a result that has
     /// more columns than when it was prepared, and a table may be altered between the two.
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;
@@ -30,6 +35,15 @@ private:
     [[nodiscard]] QByteArray fileIdentity() const;
     [[nodiscard]] QString withColumnNames(const QString &sql);
 
+    void noteCommit(qint64 began, qint64 nanoseconds);
+
     QString m_fileName;
     QByteArray m_openedFile; // identity of the file at open
+    // Work as the others see it, in nanoseconds of this clock.
+    QElapsedTimer m_clock;
+    bool m_isInTransaction = false;
+    qint64 m_transactionBegan = 0;
+    qint64 m_lastCommit = 0;
+    qint64 m_workBegan = 0; // since then commits have followed each other
+    qint64 m_keptOut = 0;   // what they took
 };
