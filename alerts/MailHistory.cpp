@@ -65,5 +65,10 @@ MailHistory::Range MailHistory::read(Connection &connection, Range range, const 
     if (sliceAfter < newestAfter)
         m_olderRead = m_slices.read(connection, sliceAfter, newestAfter, visit);
     m_isRoundOver = m_olderRead >= newestAfter;
-    return {m_isRoundOver ? sliceAfter : newestAfter, last};
+    if (!m_isRoundOver)
+        return {newestAfter, last};
+    // The next round begins at once, so that what little more than a slice holds is read whole every time.
+    if (sliceAfter > range.after)
+        m_olderRead = m_slices.read(connection, range.after, sliceAfter, visit);
+    return {m_olderRead >= sliceAfter ? range.after : sliceAfter, last};
 }

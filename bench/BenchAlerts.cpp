@@ -1,5 +1,6 @@
 // bench-alerts: the new-mail alerts beside bare loops over the same database file, in one run.
-//   (a) nothing new, half of 1,000 users at watermark 0: pass against a bare scan and the same look-ups
+//   (a) nothing new, half of 1,000 users at watermark 0: the first pass of a start against a bare scan and the
+//       same look-ups; a later pass
 //   (b) first pass ever, every mail for one user: alerts per second against a bare scan and inserts
 //   (c) peak memory of the whole run
 // bench-alerts [MAILS [BODY_BYTES]], 100,000 mails with bodies of 20,000 bytes as a rule.
@@ -184,6 +185,7 @@ void measure(TestOffice &office, QSqlDatabase &bare, int mails)
 {
     NewMailAlerts alerts(office.session, office.console, office.faults);
     const auto pass = [&] { alerts.pass(); };
+    const auto startAndPass = [&] { NewMailAlerts(office.session, office.console, office.faults).pass(); };
     const auto queued = [&] {
         return office.rows(u"select count(*) from SMS_Queues"_s).constFirst().toInt();
     };
@@ -192,16 +194,21 @@ void measure(TestOffice &office, QSqlDatabase &bare, int mails)
     std::vector<double> scans;
     std::vector<double> lookUps;
     std::vector<double> passes;
+    std::vector<double> laterPasses;
+    pass();
     for (int round = 0; round < rounds; ++round) {
         scans.push_back(seconds([&] { bareScan(bare); }));
         lookUps.push_back(seconds([&] { bareLookUps(bare); }));
-        passes.push_back(seconds(pass));
+        passes.push_back(seconds(startAndPass));
+        laterPasses.push_back(seconds(pass));
     }
     if (queued() != 0)
         throw Fault(u"an alert was queued although nothing was new"_s);
     const double bareTime = median(scans) + median(lookUps);
-    std::printf("(a) nothing new: pass %.3f s, bare scan %.3f s + look-ups %.3f s: ratio %.2f (at most 3)\n",
-                median(passes), median(scans), median(lookUps), median(passes) / bareTime);
+    std::printf(
+        "(a) nothing new: first pass %.3f s, bare scan %.3f s + look-ups %.3f s: ratio %.2f (at most 3);"
+        " later passes %.3f s\n",
+        median(passes), median(scans), median(lookUps), median(passes) / bareTime, median(laterPasses));
 
     office.oa(u"update VO_UserInfor set AccountState=case UserName when 'everybody' then '1' else '0' end"_s);
     std::vector<double> firstPasses;
