@@ -13,6 +13,10 @@ if(SMS_SANITIZE)
                            -fno-sanitize-recover=all)
     target_link_options(sms_options INTERFACE -fsanitize=${SMS_SANITIZE})
 endif()
+if(SMS_FUZZ)
+    # Without it libFuzzer sees nothing of the libraries and gropes in the dark.
+    target_compile_options(sms_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # sms_library(NAME SOURCES file... [LINKS library...])
 # A static library for one folder. What it links is what its folder may know.

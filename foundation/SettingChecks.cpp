@@ -93,6 +93,12 @@ QString mailTls(const QString &value)
                                                                           : u"只能是 verify 或空"_s;
 }
 
+QString mailHiddenText(const QString &value)
+{
+    return value.trimmed().compare("attach"_L1, Qt::CaseInsensitive) == 0 ? QString()
+                                                                          : u"只能是 attach 或空"_s;
+}
+
 QString webAddress(const QString &value)
 {
     const QUrl url(value, QUrl::StrictMode);

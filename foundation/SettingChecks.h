@@ -16,6 +16,7 @@ namespace SettingChecks
 [[nodiscard]] QString lineSpeed(const QString &value);
 [[nodiscard]] QString countryCode(const QString &value);
 [[nodiscard]] QString mailTls(const QString &value);
+[[nodiscard]] QString mailHiddenText(const QString &value);
 [[nodiscard]] QString webAddress(const QString &value);
 /// A whole number above 0 in the 32-bit range.
 [[nodiscard]] QString wholeNumberAboveZero(const QString &value);

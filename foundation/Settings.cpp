@@ -31,6 +31,7 @@ constexpr std::array settings = {
     Setting{officeKey, "ConnectString"_L1, SettingChecks::connectString},
     Setting{localKey, "SenderCountryCode"_L1, SettingChecks::countryCode},
     Setting{localKey, "MailTls"_L1, SettingChecks::mailTls},
+    Setting{localKey, "MailHiddenText"_L1, SettingChecks::mailHiddenText},
     Setting{localKey, "ProductUrl"_L1, SettingChecks::webAddress},
     Setting{localKey, "MakerUrl"_L1, SettingChecks::webAddress},
 };

@@ -24,6 +24,7 @@ namespace Settings
 /// The others, each by its short name:
 /// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
 /// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too;
+/// - MailHiddenText: "attach" stores a mail's text as an attachment where its row does not show it;
 /// - ProductUrl, MakerUrl: the two web addresses in place of those that were built in.
 [[nodiscard]] QString localPath(QLatin1String shortName);
 

@@ -1,25 +1,13 @@
+#include "fuzz/Require.h"
 #include "modem/ModemLimits.h"
 #include "modem/ReceivedTpdu.h"
-
-#include <cstdlib>
-
-namespace
-{
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 /// The first octet is the length that the modem told, the rest the TPDU.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size == 0)
         return 0;
-    const QByteArrayView octets(reinterpret_cast<const char *>(data) + 1, static_cast<qsizetype>(size) - 1);
+    const QByteArrayView octets = octetsOf(data + 1, size - 1);
     const ReceivedTpdu tpdu = decodeReceived(octets, data[0]);
     if (const auto *unreadable = std::get_if<UnreadableTpdu>(&tpdu))
         require(!unreadable->problem.isEmpty());

@@ -41,6 +41,8 @@ void Pop3PollingDriver::pass()
 {
     MailCollection collection{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, {}, {}};
     collection.pop3.trace = m_trace.lines;
+    const QString hiddenText = ReadRegValue(m_registry, Settings::localPath("MailHiddenText"_L1)).trimmed();
+    collection.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
     const QStringList users = collectedUsers(m_session.Conn());
     for (const QString &userName : users) {
         getPopMail(userName, collection);

@@ -14,10 +14,15 @@ QString shownSubject(const QString &subject)
     return isBlank ? u"无标题"_s : subject;
 }
 
-QString content(const MimeMessage &message)
+bool showsText(const MimeMessage &message)
 {
     const QString &type = message.ContentType();
-    if (type == u"multipart/alternative"_s || type == u"text/plain"_s)
+    return type == u"multipart/alternative"_s || type == u"text/plain"_s;
+}
+
+QString content(const MimeMessage &message)
+{
+    if (showsText(message))
         return u"<pre>"_s + message.Body() + u"</pre><br>"_s;
     return message.HTMLBody();
 }
@@ -71,6 +76,22 @@ QList<ColumnValue> attachmentColumns(const QVariant &mailNumber, const MimeAttac
     };
 }
 
+MimeAttachment textAttachment(const QString &text)
+{
+    const auto octets = std::make_shared<const QByteArray>("\xEF\xBB\xBF" + text.toUtf8());
+    return {u"正文.txt"_s, u"text/plain"_s, {octets, *octets}};
+}
+
+QList<MimeAttachment> attachments(const CollectedMail &mail)
+{
+    const MimeMessage &message = mail.message;
+    QList<MimeAttachment> list = message.Attachments();
+    if (mail.attachHiddenText && !showsText(message) && message.HTMLBody().isEmpty() &&
+        !message.Body().isEmpty())
+        list.append(textAttachment(message.Body()));
+    return list;
+}
+
 } // namespace
 
 void storeMail(Connection &connection, const CollectedMail &mail, const MailTrace &trace)
@@ -84,7 +105,7 @@ void storeMail(Connection &connection, const CollectedMail &mail, const MailTrac
     };
     Transaction transaction(connection);
     const QVariant mailNumber = insert(u"VO_Email"_s, u"VOID"_s, mailColumns(mail));
-    for (const MimeAttachment &attachment : mail.message.Attachments()) {
+    for (const MimeAttachment &attachment : attachments(mail)) {
         try {
             static_cast<void>(
                 insert(u"VO_EmailAttachments"_s, {}, attachmentColumns(mailNumber, attachment)));

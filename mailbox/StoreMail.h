@@ -10,6 +10,8 @@ struct CollectedMail {
     qint64 accountKey = 0; ///< SA_email.OAID
     QString uid;
     MimeMessage message;
+    /// Store the text as an attachment 正文.txt too (UTF-8 with a mark) where EmailContent does not show it.
+    bool attachHiddenText = false;
 };
 
 /// Stores a message as a row of VO_Email with a row of VO_EmailAttachments for each attachment, all in one

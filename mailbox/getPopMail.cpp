@@ -90,7 +90,8 @@ private:
     {
         try {
             storeMail(m_collection.connection,
-                      {m_userName, key.accountKey, key.uid, MimeMessage(std::move(octets))},
+                      {m_userName, key.accountKey, key.uid, MimeMessage(std::move(octets)),
+                       m_collection.attachHiddenText},
                       m_collection.trace);
             return true;
         } catch (const DatabaseFault &fault) {

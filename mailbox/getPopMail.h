@@ -18,6 +18,8 @@ struct MailCollection {
     QSet<QString> silentServers;
     /// Why the database serves nobody any more: the download that found it ended there.
     std::optional<DatabaseFault> databaseGone;
+    /// See CollectedMail.
+    bool attachHiddenText = false;
 
     [[nodiscard]] bool stopRequested() const { return pop3.stopRequested && pop3.stopRequested(); }
 };

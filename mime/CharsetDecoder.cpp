@@ -201,6 +201,7 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
     const DecodedText chinese = decodeIconv(octets, gb18030);
     return chinese.errors < decoded.errors ? chinese.text : decoded.text;
 }
+
 } // namespace
 
 QString decodeText(QByteArrayView octets, QByteArrayView label)

@@ -1,5 +1,6 @@
 #include "mime/FileNames.h"
 
+#include <QRegularExpression>
 #include <QStringView>
 #include <algorithm>
 
@@ -7,6 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
 constexpr qsizetype longestName = 200; // UTF-16 units; file systems end at 255
 
 struct TypeExtension {
@@ -68,6 +70,15 @@ QString withoutEdges(QString name)
         ++start;
     return name.mid(start);
 }
+/// Names of devices on Windows, whatever their extension.
+bool isDeviceName(const QString &name)
+{
+    static const QRegularExpression device(
+        u"^(con|prn|aux|nul|conin\\$|conout\\$|com[0-9¹²³]|lpt[0-9¹²³])\\s*(\\.|$)"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    return device.match(name).hasMatch();
+}
+
 } // namespace
 
 QString safeFileName(const QString &name)
@@ -78,6 +89,8 @@ QString safeFileName(const QString &name)
         safe = safe.mid(1, safe.size() - 2);
     safe.removeIf(isUnusable);
     safe = withoutEdges(safe);
+    if (isDeviceName(safe))
+        safe.prepend(u'_');
     if (safe.size() <= longestName)
         return safe;
     const qsizetype dot = safe.lastIndexOf(u'.');
@@ -85,7 +98,7 @@ QString safeFileName(const QString &name)
     qsizetype kept = longestName - extension.size();
     if (safe.at(kept - 1).isHighSurrogate())
         --kept;
-    return safe.left(kept) + extension;
+    return withoutEdges(safe.left(kept)) + extension;
 }
 
 QString fileNameForType(const QString &contentType, int number)

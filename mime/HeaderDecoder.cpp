@@ -1,11 +1,13 @@
 #include "mime/HeaderDecoder.h"
 
 #include "mime/CharsetDecoder.h"
+
 #include <QList>
 #include <optional>
 
 namespace
 {
+
 /// A run of encoded words, or the text between such runs.
 struct Segment {
     QString text;
@@ -139,6 +141,7 @@ QList<Segment> segmentsOf(const QByteArray &line)
         segments.append({decodeText(QByteArrayView(line).sliced(textStart), {}), false});
     return segments;
 }
+
 } // namespace
 
 QString decodeHeaderText(QByteArrayView raw)

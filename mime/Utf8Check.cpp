@@ -2,6 +2,7 @@
 
 namespace
 {
+
 /// Length of the well-formed character of two or more octets at the front; 0 when there is none.
 qsizetype sequenceLength(QByteArrayView octets)
 {
@@ -25,6 +26,7 @@ qsizetype sequenceLength(QByteArrayView octets)
     }
     return 0;
 }
+
 } // namespace
 
 Utf8Check checkUtf8(QByteArrayView octets)

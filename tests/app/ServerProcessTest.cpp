@@ -79,7 +79,7 @@ private slots:
         for (const char *assignment :
              {"CenterCode=+86-138", "TimeDelay=0.4", "ServerPort=COM3", "ServerPort=32768",
               "ConnectString=Provider=Nope;Data Source=x", "COM4=ttyUSB0", "SenderCountryCode=+86",
-              "MailTls=always", "ProductUrl=javascript:x"})
+              "MailTls=always", "MailHiddenText=yes", "ProductUrl=javascript:x"})
             QTest::newRow(assignment) << QString::fromLatin1(assignment);
     }
     void badSettingsAreRefusedAndNothingIsWritten()

@@ -78,6 +78,33 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(DatabaseFault, m_driver->pass());
     }
 
+    void hiddenTextIsAttachedWhereTheOfficeAsks_data()
+    {
+        QTest::addColumn<QString>("setting");
+        QTest::addColumn<QByteArray>("mail");
+        QTest::addColumn<QStringList>("attachments");
+        const QByteArray text =
+            "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\xE4\xB8\xAD\r\n";
+        const QByteArray html = text + "--b\r\nContent-Type: text/html\r\n\r\ny\r\n";
+        QTest::newRow("hidden") << u"attach"_s << text
+                                << QStringList{u"1|正文.txt|正文.txt|text/plain|EFBBBFE4B8AD"_s};
+        QTest::newRow("off-by-default") << QString() << text << QStringList();
+        QTest::newRow("html-is-shown") << u"attach"_s << html << QStringList();
+        QTest::newRow("text-is-shown") << u"attach"_s << "Subject: s\r\n\r\ntext\r\n"_ba << QStringList();
+    }
+    void hiddenTextIsAttachedWhereTheOfficeAsks()
+    {
+        QFETCH(QString, setting);
+        QFETCH(QByteArray, mail);
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+        const ScriptedPop3Server server({.messages = {mail + "--b--\r\n"}});
+        user(u"ann"_s);
+        m_office->account(1, u"ann"_s, server.port());
+        m_office->registry.write(Settings::localPath("MailHiddenText"_L1), setting);
+        m_driver->pass();
+        QTEST(m_office->attachments(), "attachments");
+    }
+
     void verificationIsASetting()
     {
         QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Opportunistic);

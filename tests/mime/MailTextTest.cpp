@@ -37,6 +37,16 @@ void MailTextTest::charsets_data()
     row("windows-1252-quotes", "\x93x\x94", "iso-8859-1", u"“x”"_s);
     row("hz-with-line-end-in-chinese", "~{VP\nab", "hz", u"中\nab"_s);
     row("nul", QByteArray("a\0b", 3), "utf-8", u"a\uFFFDb"_s);
+    row("big5-with-hong-kong", "\xAD\xBB\xB4\xE4\x9D\xEF\xA4\x48\x9D\xF6\xAB\xD7", "big5", u"香港嘅人喺度"_s);
+    row("gbk-labelled-big5", "\xCE\xD2\xC3\xC7\xB5\xC4\xBB\xE1\xD2\xE9", "big5", u"我们的会议"_s);
+    row("big5-with-rare-characters", "\xBB\x4F\xC6\x57\xC4\xB3\xC2\x49\xC9\xA1", "big5", u"臺灣議點氶"_s);
+    row("euc-jp-with-nec-row", "\xB3\xF4\xBC\xB0\xAD\xA1\xAD\xEA", "EUC-JP", u"株式①㈱"_s);
+    row("shift-jis-with-nec-row", "\x8A\x94\x8E\xAE\x87\x40\x87\x8A", "shift_jis", u"株式①㈱"_s);
+    row("iso-2022-jp-with-nec-row", "\x1B$B2q5D\x2D\x21\x1B(B ok", "iso-2022-jp", u"会議① ok"_s);
+    row("utf-8-with-latin-signs", "\xE4\xB8\xAD\xC2\xB7\xE6\x96\x87\xC3\x97\xC2\xB0", "gb2312", u"中·文×°"_s);
+    row("utf-8-signs-labelled-latin", "25\xC2\xB0 na\xC3\xAFve", "iso-8859-1", u"25° naïve"_s);
+    row("one-bad-octet-in-a-long-text", QByteArray("\xA7\x41\xA6\x6E").repeated(20) + "\xFF\r\n", "big5",
+        u"你好"_s.repeated(20) + u"\uFFFD\r\n"_s);
     row("converter-that-reads-on", "\xFF\x0E", "iso-2022-cn-ext", u"\uFFFD\u000E"_s);
     row("hostile-label", "abc", "../../etc\n//IGNORE", u"abc"_s);
 }
@@ -81,6 +91,9 @@ void MailTextTest::fileNames_data()
     QTest::newRow("only-dots") << u"..."_s << QString();
     QTest::newRow("stream") << u"a.txt:evil"_s << u"a.txtevil"_s;
     QTest::newRow("hidden-direction") << u"a\u202Efdp.exe"_s << u"afdp.exe"_s;
+    QTest::newRow("device") << u"CON"_s << u"_CON"_s;
+    QTest::newRow("device-with-extension") << u"nul.txt"_s << u"_nul.txt"_s;
+    QTest::newRow("no-device") << u"console.com1"_s << u"console.com1"_s;
     QTest::newRow("200-units") << QString(196, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
     QTest::newRow("201-units") << QString(197, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
     QTest::newRow("cut-spares-pairs") << QString(195, u'a') + u"😀b.doc"_s << QString(195, u'a') + u".doc"_s;

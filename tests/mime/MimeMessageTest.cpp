@@ -125,6 +125,7 @@ void MimeMessageTest::dateIsLocal()
 {
     const MimeMessage message("Date: Tue, 5 Mar 2024 10:04:06 +0800\r\n\r\n");
     QCOMPARE(message.Date().timeSpec(), Qt::LocalTime);
+    QCOMPARE(MimeMessage("Date: 5 Mar 24 10:04\r\n\r\n").Date(), QDateTime({2024, 3, 5}, {10, 4}));
     QVERIFY(!MimeMessage("Date: Tue, 5 Mar 99999 10:04:06 +0800\r\n\r\n").Date().isValid());
     QVERIFY(!MimeMessage("Date: \r\n\r\n").Date().isValid());
 }

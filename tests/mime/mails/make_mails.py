@@ -252,5 +252,35 @@ mail("empty", b"", subject="", fromName="", sender="", date="", recipients=[])
 mail("blank-lines-in-front", b"\n\n" + head(more=plain(b"gbk")) + "正文\n".encode("gbk"), body="正文")
 mail("mbox-separator-in-front", b"From zhang@example.com Tue Mar  5 10:04:06 2024\n" + head(more=plain(b"gbk")) + b"x\n", body="x")
 
-(HERE / "expected.json").write_text(json.dumps(mails, ensure_ascii=False, indent=1, sort_keys=True) + "\n", encoding="utf-8")
+mail("base64-with-footer", head(more=plain(b"gbk", b"base64")) + b64("正文\r\n".encode("gbk")) + b"\n--\nA mailing list\n",
+     body="正文\r\n--\r\nA mailing list\r\n")
+mail("base64-with-stray-octets", head(more=plain(b"gbk", b"base64")) + b"1f3O*xM/7wcu\n6xw==!\n", body="正文消了呵")
+mail("type-without-subtype", head(more=b"Content-Type: text; charset=gbk\n\n") + "正文\n".encode("gbk"), body="正文")
+mail("first-of-two-types", head(more=b"Content-Type: text/plain; charset=gbk\nContent-Type: application/pdf; name=a.pdf\n\n") +
+     "正文\n".encode("gbk"), body="正文")
+mail("no-blank-line-behind-header", head(more=b"") + "正文 begins here\nsecond: line\n\nend\n".encode(),
+     body="正文 begins here\r\nsecond: line\r\n\r\nend")
+mail("uuencode-inside-text", head(more=plain(b"")) + b"see\nbegin 644 D:\\x\\cat.txt\n$0V%T(\n#0V%T\n`\nend\nbegin 644 words\nonly\n",
+     body="see\r\nbegin 644 words\r\nonly", attachments=[("cat.txt", "application/octet-stream", b"Cat Cat")])
+mail("yenc-inside-text", head(more=plain(b"")) + b"see\n=ybegin line=128 size=4 name=a b.bin\n\x6d\x8b\x9e=\x6e\n=yend size=4\nend\n",
+     body="see\r\nend", attachments=[("a b.bin", "application/octet-stream", b"Cat\x04")])
+SIGNED = b"subject:  odd \r\n\tfolding\r\nX: 1\nContent-Type: multipart/signed; boundary=s\r\n\r\n--s\r\n\r\n\xff \r\n--s--\r\n\r\n"
+mail("attached-message-is-its-source", head(more=multipart(b"mixed", b"b", plain(b"") + b"x", b"Content-Type: message/rfc822\n\n@"))
+     .replace(b"\n", b"\r\n").replace(b"@\r", SIGNED + b"\r"), raw=True, contentType="multipart/mixed", body="x",
+     attachments=[("odd  folding.eml", "message/rfc822", SIGNED)])
+mail("name-before-bare-address", head(sender="系统通知 notice@x.cn".encode(), more=plain(b"")) + b"x\n", fromName="系统通知",
+     sender="notice@x.cn", body="x")
+mail("comma-in-a-name", head(sender=b"Doe, John <j@x>", more=plain(b"")) + b"x\n", fromName="Doe, John", sender="j@x", body="x")
+mail("names-in-pieces-and-paths", head(more=multipart(
+    b"mixed", b"b", plain(b""),
+    attachment(b"Content-Type: application/zip\nContent-Disposition: attachment; filename*1*=%E5%91%8A; size=1; filename*2=\".doc\";"
+               b"\n filename*0*=utf-8''%E6%8A%A5\n", b"1"),
+    attachment(b"Content-Type: application/zip; name=\"a \\\"b\\\".zip\"\n", b"2"),
+    attachment(b"Content-Type: application/zip\nContent-Disposition: attachment; filename=\"D:\\docs\\a.doc\"\n", b"3"),
+    attachment(b"Content-Type: application/zip; name=" + b"n" * 300 + b".tar.zip\n", b"4"))), contentType="multipart/mixed",
+     attachments=[("报告.doc", "application/zip", b"1"), ("a b.zip", "application/zip", b"2"), ("a.doc", "application/zip", b"3"),
+                  ("n" * 196 + ".zip", "application/zip", b"4")])
+
+rows = (json.dumps(name) + ": " + json.dumps(mails[name], ensure_ascii=False, sort_keys=True) for name in sorted(mails))
+(HERE / "expected.json").write_text("{\n" + ",\n".join(rows) + "\n}\n", encoding="utf-8")
 print(len(mails), "mails")
