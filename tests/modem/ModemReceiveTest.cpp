@@ -204,6 +204,7 @@ private slots:
         row("no-hex-digit", header + hex.chopped(1) + "?\r\n" + ok, {sound}, {u"ab"_s});
         row("header-missing", "\r\n" + hex + "\r\n" + ok, {sound}, {});
         row("twice-differently", header + hex.chopped(2) + "\r\n" + ok, {damaged(hex.chopped(6))}, {});
+        row("twice-no-octets", header + hex.chopped(1) + "?\r\n" + ok, {damaged("?" + hex.sliced(1))}, {});
         row("truncated-for-good", header + hex.chopped(4) + "\r\n" + ok, {damaged(hex.chopped(4))}, {u"a"_s});
         row("unreadable-for-good", header + hex.first(20) + "\r\n" + ok, {damaged(hex.first(20))}, {u""_s});
     }
