@@ -66,7 +66,8 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
                 .result = {},
                 .lines = {}};
     drainIdle();
-    static_cast<void>(m_splitter.takePrompt()); // one that nobody waits for
+    while (m_splitter.takePrompt()) { // that nobody waits for
+    }
     m_echo = spelled(command);
     m_prefix = prefix;
     m_busy = true;
@@ -123,8 +124,8 @@ AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
             m_splitter.feed(m_line.readAll());
             break;
         case SerialLine::Wait::TimedOut:
-            if (m_settled && m_answer.end == AtAnswer::End::Final) {
-                m_synchronised = m_synchronised && !m_isOwed;
+            if (m_settled) {
+                m_synchronised = m_synchronised && !m_isOwed && m_answer.end == AtAnswer::End::Final;
                 return m_answer;
             }
             m_synchronised = false;
@@ -180,7 +181,8 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         if (m_answer.lines.size() < ModemBounds::answerLines)
             m_answer.lines.append({line, {}});
         if (expect == Expect::Final || expect == Expect::MessageReference) {
-            m_isOwed = !m_settled;
+            m_isOwed = !m_settled || m_answer.end == AtAnswer::End::Restarted;
+            m_answer.end = AtAnswer::End::Final;
             settleUnless(m_limits.straggler);
         }
         return false;
@@ -194,7 +196,8 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
     if (expect == Expect::Prompt && startsWith(line, "+CMGS:"))
         return false;
     setAside(line);
-    return noteRestart(line, expect);
+    noteRestart(line, expect);
+    return false;
 }
 
 /// Only the line that was asked for, or the prompt, proves that a result is not a late one of another command.
@@ -214,22 +217,13 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
     return false;
 }
 
-/// What the modem was asked before it started anew is never answered.
-bool AtChannel::noteRestart(const QByteArray &line, Expect expect)
+/// What the modem was asked before it started anew is hardly answered any more.
+void AtChannel::noteRestart(const QByteArray &line, Expect expect)
 {
-    switch (restartAnnouncement(line)) {
-    case RestartAnnouncement::None:
-        return false;
-    case RestartAnnouncement::Started:
-        if (expect != Expect::MessageReference)
-            return false;
-        m_synchronised = false;
-        m_answer.end = AtAnswer::End::Restarted;
-        return true;
-    case RestartAnnouncement::Ready:
-        return false;
-    }
-    Q_UNREACHABLE();
+    if (expect != Expect::MessageReference || !announcesRestart(line) || m_settled)
+        return;
+    m_answer.end = AtAnswer::End::Restarted;
+    settleUnless(m_limits.afterRestart);
 }
 
 QByteArray AtChannel::withoutEcho(const QByteArray &line)

@@ -25,7 +25,7 @@ struct AtAnswer {
         Final,     ///< result tells how
         Prompt,    ///< the modem waits for the TPDU
         TimedOut,  ///< nothing decisive came before the deadline; the channel is out of step
-        Restarted, ///< the modem told that it has started anew; the channel is out of step
+        Restarted, ///< the modem told that it has started anew, and nothing else; the channel is out of step
         Lost,      ///< the device is gone and the line closed
     };
     End end = End::Final;
@@ -95,7 +95,7 @@ private:
     bool processInput(Expect expect);
     bool takeAnswerLine(const QByteArray &received, Expect expect);
     bool takeResult(const FinalResult &result, Expect expect);
-    bool noteRestart(const QByteArray &line, Expect expect);
+    void noteRestart(const QByteArray &line, Expect expect);
     void settleUnless(std::chrono::milliseconds silence);
     [[nodiscard]] bool isQuestion(Expect expect) const;
     QByteArray withoutEcho(const QByteArray &line);

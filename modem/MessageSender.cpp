@@ -18,6 +18,11 @@ SendOutcome failed(ModemResult result, const QString &cause)
     return {.result = result, .fault = {}, .cause = cause};
 }
 
+bool mayTryAgain(const SendOutcome &outcome)
+{
+    return outcome.fault == ModemFault::Kind::NotTaken || outcome.fault == ModemFault::Kind::NotPrompted;
+}
+
 QString wordsOf(const AtAnswer &answer)
 {
     return answer.end == AtAnswer::End::Final ? QString::fromLatin1(describe(answer.result)) : QString();
@@ -29,6 +34,10 @@ SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
 {
     for (qsizetype i = 0; i < parts.size(); ++i) {
         SendOutcome outcome = sendPart(parts[i]);
+        // The row cannot wait for a later pass any more: its first parts are out.
+        constexpr int mostTries = 3;
+        for (int tries = 1; i > 0 && tries < mostTries && mayTryAgain(outcome); ++tries)
+            outcome = sendPart(parts[i]);
         if (outcome.result == ModemResult::Ok && !outcome.fault)
             continue;
         // What was accepted cannot be taken back, and trying again would send it twice: never a fault now.

@@ -8,14 +8,15 @@ struct ModemLimits {
     using ms = std::chrono::milliseconds;
     using s = std::chrono::seconds;
 
-    ms syncAttempt{500};   ///< one AT while looking for the modem: sleepers lose the first one
-    ms sync{12000};        ///< whole search for a modem at open(), over all line speeds
-    ms resync{5000};       ///< the same after a time-out: the user waits for it
-    ms reopenSync{2500};   ///< the same when reopening a lost port, again and again while the user works
-    ms command{10000};     ///< any ordinary command; storage commands take seconds on some modems
-    ms prompt{15000};      ///< AT+CMGS to ">": at once or not at all
-    ms sendResult{300000}; ///< TPDU to its final result: networks have accepted after 135 s
-    ms quiet{200};         ///< silence behind an OK that should have had a line before it
+    ms syncAttempt{500};    ///< one AT while looking for the modem: sleepers lose the first one
+    ms sync{12000};         ///< whole search for a modem at open(), over all line speeds
+    ms resync{5000};        ///< the same after a time-out: the user waits for it
+    ms reopenSync{2500};    ///< the same when reopening a lost port, again and again while the user works
+    ms command{10000};      ///< any ordinary command; storage commands take seconds on some modems
+    ms prompt{15000};       ///< AT+CMGS to ">": at once or not at all
+    ms sendResult{300000};  ///< TPDU to its final result: networks have accepted after 135 s
+    ms afterRestart{12000}; ///< for a result once the modem announced a restart: some announcements are none
+    ms quiet{200};          ///< silence behind an OK that should have had a line before it
     ms straggler{2000}; ///< until an OK behind its line, or a prompt behind a stray result, is not waited for
     ms lateReference{5000};     ///< until a bare OK to a TPDU counts as no confirmation
     ms simBusy{10000};          ///< how long a SIM may stay busy at open()

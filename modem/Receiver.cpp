@@ -115,7 +115,7 @@ void Receiver::noteLine(const AtLine &line)
         takeDirect(line);
     } else if (name == "+CDS") {
         acknowledge();
-    } else if (restartAnnouncement(line.text) != RestartAnnouncement::None) {
+    } else if (announcesRestart(line.text)) {
         m_isRestarted = true;
         m_work.start();
     }
@@ -180,6 +180,10 @@ bool Receiver::readMemory(const QByteArray &memory)
         return false;
     }
     if (listing->isTextMode) {
+        // A modem that stays in text mode is not brought up over and over.
+        if (m_sinceTextMode.isValid() && m_sinceTextMode.elapsed() < m_limits.storePoll.count())
+            return true;
+        m_sinceTextMode.start();
         emit modemRestarted();
         return false;
     }

@@ -4,6 +4,7 @@
 #include "modem/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QList>
 #include <QObject>
@@ -84,6 +85,7 @@ private:
     bool m_isStoreDue = false;
     bool m_isOpening = false; ///< the next reading of the store is the first since the link was opened
     bool m_isRestarted = false;
+    QElapsedTimer m_sinceTextMode;
     QString m_unreadableFile;
     bool m_mustForget = false;
     std::optional<bool> m_wantsAcknowledge; ///< +CNMA is demanded; asked once per link

@@ -14,6 +14,9 @@ using Panel = OperatorConsole::Panel;
 /// Tries of one row, each in a pass of its own, that the modem leaves without an answer or the network does not take.
 constexpr int maximumTries = 3;
 
+/// While the network takes nothing at all, a row's tries count only this far apart.
+constexpr qint64 millisecondsApart = 30 * 1000;
+
 /// Rows in succession that the network does not take before a pass ends: it is the network then, not the rows.
 constexpr int maximumNotTaken = 3;
 
@@ -97,6 +100,7 @@ void QueueSender::trySend(const Recordset &queue)
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
         m_notTaken = 0;
+        m_accepted += result == 0 ? 1 : 0;
         if (result == 0)
             finish(id, MessageStatus::Sent, Panel::Succeeded);
         else
@@ -123,8 +127,23 @@ void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault 
         break;
     }
     m_faults.struck(answerTask(), fault.message());
-    if (++m_tries[id] >= maximumTries)
+    if (countTry(id, fault.kind()) >= maximumTries)
         fail(id, number, fault.message());
+}
+
+int QueueSender::countTry(qint64 id, ModemFault::Kind kind)
+{
+    const bool isFirst = !m_tries.contains(id);
+    Tries &tries = m_tries[id];
+    if (isFirst)
+        tries.acceptedBefore = m_accepted;
+    const bool othersPass = m_accepted != tries.acceptedBefore;
+    if (isFirst || othersPass || kind == ModemFault::Kind::NoAnswer ||
+        tries.last.elapsed() >= millisecondsApart) {
+        ++tries.count;
+        tries.last.start();
+    }
+    return tries.count;
 }
 
 void QueueSender::fail(qint64 id, const QString &number, const QString &cause)

@@ -21,6 +21,7 @@ inline ModemLimits shortLimits()
     limits.prompt = 500ms;
     limits.sendResult = 700ms;
     limits.quiet = 100ms;
+    limits.afterRestart = 300ms;
     limits.straggler = 300ms;
     limits.lateReference = 300ms;
     limits.simBusy = 500ms;

@@ -74,6 +74,10 @@ private slots:
         row("accepted-lf-only-lower-case", "", "\n+cmgs: 12,\"x\"\nok\n", ModemResult::Ok);
         row("accepted-after-urc", "", "\r\n+CREG: 1\r\n+CMGS: 1\r\n+CMTI: \"SM\",1\r\nOK\r\n",
             ModemResult::Ok);
+        row("heartbeat-before-the-reference", "", "\r\n^BOOT:27,0,0,0,75\r\n\r\n+CMGS: 3\r\n\r\nOK\r\n",
+            ModemResult::Ok);
+        row("announcement-that-is-no-restart", "", "\r\nSMS READY\r\n\r\n+CMGS: 3\r\n\r\nOK\r\n",
+            ModemResult::Ok);
         row("reference-without-ok", "", "\r\n+CMGS: 3\r\n", ModemResult::Ok);
         row("reference-then-error", "", "\r\n+CMGS: 3\r\n\r\n+CMS ERROR: 500\r\n", ModemResult::Ok);
         row("bare-ok", "", "\r\nOK\r\n", ModemResult::NotConfirmed);

@@ -1,0 +1,92 @@
+#include "fuzz/Require.h"
+#include "modem/ModemControl.h"
+#include "tests/modem/PtyPeer.h"
+
+#include <QCoreApplication>
+#include <mutex>
+
+namespace
+{
+
+/// Says the next piece of the input whenever it hears something; well-behaved where the input has nothing to say.
+class Script final : public PtyPeer
+{
+public:
+    explicit Script(const QByteArray &input) : m_answers(input.split('\xff')) { startServing(); }
+    ~Script() override { stopServing(); }
+    [[nodiscard]] QByteArray said()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_said;
+    }
+
+protected:
+    void heard(const QByteArray &octets) override
+    {
+        const std::lock_guard lock(m_mutex);
+        const QByteArray piece = m_answers.isEmpty() ? QByteArray() : m_answers.takeFirst();
+        QByteArray answer = piece;
+        if (piece.isEmpty())
+            answer = octets.contains("+CMGS=") ? "\r\n> "
+                     : octets.endsWith('\x1a') ? "\r\n+CMGS: 1\r\n\r\nOK\r\n"
+                                               : "\r\nOK\r\n";
+        m_said += answer;
+        say(answer);
+    }
+
+private:
+    QByteArrayList m_answers;
+    QByteArray m_said;
+    std::mutex m_mutex;
+};
+
+/// Only silence is waited out, and the script is not silent for long.
+ModemLimits tinyLimits()
+{
+    using namespace std::chrono_literals;
+    ModemLimits limits;
+    limits.syncAttempt = limits.command = limits.prompt = limits.sendResult = 4ms;
+    limits.sync = limits.resync = limits.reopenSync = 12ms;
+    limits.quiet = limits.straggler = limits.lateReference = limits.simRetry = limits.waitRetry = 1ms;
+    limits.simBusy = 5ms;
+    return limits;
+}
+
+} // namespace
+
+/// Bring-up, a send and readings of the store against whatever a modem may say. The input is its answers, parted by
+/// the octet 0xFF. A message is sent only when the modem gave a reference.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    constexpr size_t most = 4000; // what a pseudo-terminal takes without a reader
+    if (size > most)
+        return 0;
+    static int argc = 1;
+    static char name[] = "DialogueFuzzer";
+    static char *argv[] = {name, nullptr};
+    static const QCoreApplication application(argc, argv);
+
+    Script modem(QByteArray(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size)));
+    const SystemClock clock;
+    ModemControl control(
+        clock, [&](int) { return modem.device(); }, nullptr, tinyLimits());
+    control.setPortNumber(1);
+    control.setSpeed(115200);
+    QObject::connect(&control, &ModemControl::messageArrived, [&control] {
+        QString sender;
+        QString text;
+        QString time;
+        require(control.read(sender, text, time) != 0 || time.isEmpty() || time.size() == 19);
+        control.settle(MessageFate::Handled);
+    });
+    if (control.open() == 0) {
+        try {
+            const bool isSent = control.send(QStringLiteral("13800138000"), QStringLiteral("x")) == 0;
+            require(!isSent || modem.said().toUpper().contains("+CMGS:"));
+        } catch (const ModemFault &) {
+        }
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::processEvents();
+    }
+    return 0;
+}
