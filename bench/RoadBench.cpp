@@ -2,12 +2,10 @@
 
 #include "bench/BareLoop.h"
 #include "bench/Measure.h"
-#include "foundation/Settings.h"
+#include "bench/RoadOffice.h"
 #include "outgoing/MessagePieces.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/RecordingConsole.h"
 
 using namespace Qt::StringLiterals;
 
@@ -15,47 +13,6 @@ namespace
 {
 
 constexpr double maximumStatements = 2.1;
-
-struct Workload {
-    QStringList names;
-    QString text = QString(150, u'长');
-
-    explicit Workload(int recipients)
-    {
-        for (int i = 0; i < recipients; ++i)
-            names += u"user%1"_s.arg(i);
-    }
-};
-
-/// One office on a route, filled, with the program's session on it.
-struct Office {
-    Office(TestServers &servers, DatabaseRoute route, const Workload &load) : database(servers, route)
-    {
-        database.loadSchema();
-        database.oa(u"begin"_s);
-        for (qsizetype i = 0; i < load.names.size(); ++i)
-            database.oa(
-                u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('%1', '%2', '1')"_s
-                    .arg(load.names[i])
-                    .arg(13800000000LL + i));
-        database.oa(
-            u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
-            " MsgType, MsgContent) values ('2006-01-01', 'boss', '%1', '', '2006-01-01', '0', '%2')"_s.arg(
-                load.names.join(u';'), load.text));
-        database.oa(u"commit"_s);
-        registry.write(Settings::connectStringPath(), database.connectString());
-        if (!session.OpenDB())
-            qFatal("%s", qPrintable(session.openFailure()));
-    }
-
-    TestDatabase database;
-    QTemporaryDir folder;
-    FileRegistry registry{folder.filePath(u"settings.ini"_s)};
-    DatabaseSession session{registry};
-    RecordingConsole console;
-    FaultLog faults{console};
-    ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
-};
 
 struct Figures {
     double expand = 1e9;
@@ -81,7 +38,7 @@ bool benchRoad(TestServers &servers, DatabaseRoute route, const QString &name, i
     const auto queueRows = double(load.names.size() * pieces.size());
     for (int run = 0; run < runs; ++run) {
         {
-            Office office(servers, route, load);
+            RoadOffice office(servers, route, load);
             const Connection &connection = office.session.Conn();
             ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
             const qint64 before = connection.statementsRun();
@@ -98,7 +55,7 @@ bool benchRoad(TestServers &servers, DatabaseRoute route, const QString &name, i
                 qFatal("rows are missing");
         }
         {
-            Office office(servers, route, load);
+            RoadOffice office(servers, route, load);
             const auto loop = bareLoop(office.database);
             const double expand = secondsOf([&] { loop->expand(load.names, pieces); });
             office.database.oa(u"update SMS_Queues set MsgStatus=8"_s);

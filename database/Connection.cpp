@@ -179,10 +179,13 @@ void Connection::commitTransaction()
 
 void Connection::rollbackTransaction() noexcept
 {
-    if (--m_transactionDepth == 0)
-        m_driver->rollback();
-    else if (!m_transactionFault)
+    // A lost connection rolls back by itself.
+    if (--m_transactionDepth == 0) {
+        if (!m_lost)
+            m_driver->rollback();
+    } else if (!m_transactionFault) {
         m_transactionFault = DatabaseFault(DatabaseFault::Kind::Refused, u"事务的一部分已被撤销"_s);
+    }
 }
 
 std::optional<DatabaseFault> Connection::setSavepoint(const QString &name)

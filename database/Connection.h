@@ -70,6 +70,7 @@ private:
     void beginTransaction();
     void commitTransaction();
     void rollbackTransaction() noexcept;
+    void giveUp() { m_lost = true; }
     /// Returns the fault that stood in the transaction's way before the savepoint.
     std::optional<DatabaseFault> setSavepoint(const QString &name);
     void releaseSavepoint(const QString &name);

@@ -16,3 +16,8 @@ void Transaction::commit()
     m_connection.commitTransaction();
     m_committed = true;
 }
+
+void Transaction::abandon()
+{
+    m_connection.giveUp();
+}

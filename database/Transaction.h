@@ -16,6 +16,9 @@ public:
     /// Throws DatabaseFault, the writes then rolled back, when the database refuses or when any statement
     /// since the beginning struck a fault, also one that its caller absorbed.
     void commit();
+    /// Ends the transaction in a hurry: gives the connection up, and the database takes back what was written
+    /// when it finds it gone, in its own time. The connection is lost then.
+    void abandon();
 
 private:
     Connection &m_connection;

@@ -37,6 +37,8 @@ void ScheduledMessageExpander::pass()
                  " from SMS_WaitToSend"_s);
     for (; !waiting.atEnd() && !m_console.stopRequested(); waiting.moveNext()) {
         const qint64 id = waiting.value("OAID"_L1).toLongLong(); // 0 for a null, which is no row's
+        if (!m_setAside.mayTry(id))
+            continue;
         const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
         if (!scheduled) {
             m_setAside.add(id, u"发送时间为空或不是有效的日期时间"_s);
@@ -48,8 +50,6 @@ void ScheduledMessageExpander::pass()
             m_setAside.add(id, u"收件人列表为空值"_s);
             continue;
         }
-        if (!m_setAside.mayTry(id))
-            continue;
         try {
             expand(id);
             m_setAside.remove(id);
@@ -105,8 +105,11 @@ bool ScheduledMessageExpander::writeRows(qint64 waitingId)
     sendList.set("MsgContent"_L1, waiting.value("MsgContent"_L1));
     sendList.update();
 
-    if (!queuePieces(waiting, sendList.identity(), recipientItems(toUserList.toString())))
+    if (!queuePieces(waiting, sendList.identity(), recipientItems(toUserList.toString()))) {
+        // Some databases take as long to take rows back as to write them, and the program is to end.
+        transaction.abandon();
         return false;
+    }
     // Last: until here the OA system can withdraw the message without waiting, and then nothing of it stays.
     if (connection.execute(u"delete from SMS_WaitToSend where OAID=?"_s, {waitingId}) == 0)
         return false;

@@ -21,6 +21,7 @@ void SetAsideRows::beginPass()
 
 bool SetAsideRows::mayTry(qint64 key)
 {
+    m_trying.invalidate();
     const auto row = m_rows.find(key);
     if (row == m_rows.end())
         return true;

@@ -255,6 +255,7 @@ private slots:
             int asked = 0;
             m_office->console.stopWhen = [&] { return ++asked > last; };
             m_expander->pass();
+            QVERIFY(m_office->session.OpenDB());
             QCOMPARE(count(u"SMS_Queues"_s), 4 * (2 - count(u"SMS_WaitToSend"_s)));
             QCOMPARE(count(u"SMS_SendList"_s), 2 - count(u"SMS_WaitToSend"_s));
         }
