@@ -127,7 +127,7 @@ int run(const CommandLine &line)
         world.mail = mailTrace();
     }
     if (line.collectMail)
-        return runCollectingProcess(registry, world.mail);
+        return runCollectingProcess(registry, world.mail, registry.fileName() + u".kept-mail"_s);
     world.mailCollector = {QCoreApplication::applicationFilePath(),
                            {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}};
     if (line.trace)

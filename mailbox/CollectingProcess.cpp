@@ -58,7 +58,7 @@ private:
 
 } // namespace
 
-int runCollectingProcess(const Registry &registry, const MailTrace &trace)
+int runCollectingProcess(const Registry &registry, const MailTrace &trace, const QString &keptMailsFile)
 {
     confineProcess(limits);
     Reporter reporter;
@@ -67,8 +67,9 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace)
     };
     try {
         DatabaseSession session(registry);
+        KeptMails kept(keptMailsFile);
         if (session.OpenDB())
-            Pop3PollingDriver(session, registry, trace, reporter).pass();
+            Pop3PollingDriver(session, registry, trace, reporter, kept).pass();
         else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {

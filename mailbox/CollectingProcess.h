@@ -5,5 +5,6 @@
 
 /// The collecting process from its beginning to its end: confines itself, reads its order from standard input,
 /// runs one pass on a database session of its own, and reports on standard output. Returns the exit status, 0
-/// also for a pass that failed and said so.
-[[nodiscard]] int runCollectingProcess(const Registry &registry, const MailTrace &trace);
+/// also for a pass that failed and said so. keptMailsFile: see KeptMails.
+[[nodiscard]] int runCollectingProcess(const Registry &registry, const MailTrace &trace,
+                                       const QString &keptMailsFile);

@@ -39,7 +39,7 @@ Pop3Options mailServerOptions(const Registry &registry)
 
 void Pop3PollingDriver::pass()
 {
-    MailCollection collection{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, {}, {}};
+    MailCollection collection{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, m_kept};
     collection.pop3.trace = m_trace.lines;
     const QString hiddenText = ReadRegValue(m_registry, Settings::localPath("MailHiddenText"_L1)).trimmed();
     collection.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;

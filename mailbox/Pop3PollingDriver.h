@@ -2,6 +2,7 @@
 
 #include "foundation/DatabaseSession.h"
 #include "mailbox/CollectionWatch.h"
+#include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"
 
 #include <functional>
@@ -22,8 +23,8 @@ class Pop3PollingDriver
 {
 public:
     Pop3PollingDriver(DatabaseSession &session, const Registry &registry, MailTrace trace,
-                      CollectionWatch &watch)
-        : m_session(session), m_registry(registry), m_trace(std::move(trace)), m_watch(watch)
+                      CollectionWatch &watch, KeptMails &kept)
+        : m_session(session), m_registry(registry), m_trace(std::move(trace)), m_watch(watch), m_kept(kept)
     {
     }
 
@@ -37,4 +38,5 @@ private:
     const Registry &m_registry;
     MailTrace m_trace;
     CollectionWatch &m_watch;
+    KeptMails &m_kept;
 };

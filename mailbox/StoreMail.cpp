@@ -94,11 +94,13 @@ QList<MimeAttachment> attachments(const CollectedMail &mail)
 
 } // namespace
 
-void storeMail(Connection &connection, const CollectedMail &mail, const MailTrace &trace)
+void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kept, const MailTrace &trace)
 {
+    bool isWhole = true;
     const auto insert = [&](const QString &table, const QString &identityColumn,
                             const QList<ColumnValue> &columns) {
         const InsertedRow row = insertRow(connection, table, identityColumn, columns);
+        isWhole = isWhole && row.leftOut.isEmpty();
         for (const QLatin1String column : row.leftOut)
             trace.note(u"邮件 %1：数据库不接受 %2.%3 的值"_s.arg(mail.uid, table, column));
         return row.identity;
@@ -112,8 +114,11 @@ void storeMail(Connection &connection, const CollectedMail &mail, const MailTrac
         } catch (const DatabaseFault &fault) {
             if (!fault.concernsOneRow())
                 throw;
+            isWhole = false;
             trace.note(u"邮件 %1 的附件 %2 未能保存：%3"_s.arg(mail.uid, attachment.Name(), fault.message()));
         }
     }
+    if (!isWhole)
+        kept.add({mail.accountKey, mail.uid});
     transaction.commit();
 }

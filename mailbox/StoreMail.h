@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/Connection.h"
+#include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"
 #include "mime/MimeMessage.h"
 
@@ -16,6 +17,6 @@ struct CollectedMail {
 
 /// Stores a message as a row of VO_Email with a row of VO_EmailAttachments for each attachment, all in one
 /// transaction. A column value that the database refuses is left unset and an attachment that it refuses is
-/// missing, with a note each; the mail stands all the same. Throws DatabaseFault, nothing then stored, when
-/// the mail's row is refused or the database is gone.
-void storeMail(Connection &connection, const CollectedMail &mail, const MailTrace &trace);
+/// missing, with a note each; the mail stands all the same, and kept learns of it before it is committed. Throws
+/// Fault, nothing then stored, when the mail's row is refused, the database is gone or kept cannot be told.
+void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kept, const MailTrace &trace);

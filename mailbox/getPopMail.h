@@ -2,6 +2,7 @@
 
 #include "database/Connection.h"
 #include "mailbox/CollectionWatch.h"
+#include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"
 
 #include <QSet>
@@ -12,12 +13,15 @@ struct MailCollection {
     CollectionWatch &watch;
     Pop3Options pop3;
     MailTrace trace;
+    KeptMails &kept;
+    /// After which an account's session ends in order; what it has left comes at the next pass.
+    std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
 
-    /// Servers ("host:port") that could not be reached or did not greet: not tried again in the same pass.
-    /// One that falls silent later costs each of its accounts the limit, for it may be that account's fault.
-    QSet<QString> silentServers;
+    /// Servers ("host:port") that could not be reached, or fell silent at whatever point: not tried again in the
+    /// same pass.
+    QSet<QString> silentServers = {};
     /// Why the database serves nobody any more: the download that found it ended there.
-    std::optional<DatabaseFault> databaseGone;
+    std::optional<DatabaseFault> databaseGone = {};
     /// See CollectedMail.
     bool attachHiddenText = false;
 

@@ -71,8 +71,8 @@ bool Pop3Client::windowAdmits(qint64 expectedOctets) const
     const Pop3Limits &limits = m_options.limits;
     if (m_unread.isEmpty())
         return true;
-    return m_observer->capabilities().pipelining && m_unread.size() < limits.windowCommands &&
-           m_unreadOctets + expectedOctets <= limits.windowOctets;
+    return m_options.pipelining && m_observer->capabilities().pipelining &&
+           m_unread.size() < limits.windowCommands && m_unreadOctets + expectedOctets <= limits.windowOctets;
 }
 
 void Pop3Client::skipUnread()
@@ -143,12 +143,17 @@ std::optional<QString> Pop3Client::GetMessageUID(int number)
     return uid.isNull() ? std::nullopt : std::optional(uid);
 }
 
-Pop3Client::Retrieved Pop3Client::readMessage()
+Pop3Client::Retrieved Pop3Client::readMessage(int number)
 {
     const Pop3Reply reply = nextReply();
     if (!reply.ok)
         return Pop3Refusal{m_observer->presentable(reply.text)};
-    std::optional<QByteArray> octets = dialogue().readContent(m_options.limits.messageOctets);
+    // "1234 octets" is what most servers say; the listing told the same.
+    bool isNumber = false;
+    const qint64 told = reply.text.split(' ').first().toLongLong(&isNumber);
+    std::optional<QByteArray> octets = dialogue().readContent(
+        m_options.limits.messageOctets,
+        {isNumber ? told : m_sizes.value_or(QList<qint64>()).value(number - 1), !m_unread.isEmpty()});
     if (!octets) {
         m_observer->summarise(u"（邮件太大，已略过）"_s);
         return Pop3Refusal{u"邮件超过%1字节"_s.arg(m_options.limits.messageOctets)};
@@ -160,17 +165,18 @@ Pop3Client::Retrieved Pop3Client::readMessage()
 void Pop3Client::retrieve(const QList<int> &numbers, const MessageHandler &handler)
 {
     skipUnread();
-    if (numbers.size() > 1 && m_observer && m_observer->capabilities().pipelining)
+    if (numbers.size() > 1 && m_observer && m_options.pipelining && m_observer->capabilities().pipelining)
         loadSizes();
     qsizetype asked = 0;
     for (const int number : numbers) {
-        if (stopRequested())
+        const bool isFirst = number == numbers.first();
+        if (stopRequested() || (!isFirst && m_options.isEnough && m_options.isEnough()))
             return; // what was asked for ahead is read away before the next command
         while (asked < numbers.size() && windowAdmits(expectedOctets(numbers[asked]))) {
             request("RETR " + QByteArray::number(numbers[asked]), expectedOctets(numbers[asked]), true);
             ++asked;
         }
-        handler(number, readMessage());
+        handler(number, readMessage(number));
     }
 }
 
@@ -178,7 +184,7 @@ std::variant<MimeMessage, Pop3Refusal> Pop3Client::Item(int number)
 {
     skipUnread();
     request("RETR " + QByteArray::number(number), 0, true);
-    Retrieved retrieved = readMessage();
+    Retrieved retrieved = readMessage(number);
     if (auto *refusal = std::get_if<Pop3Refusal>(&retrieved))
         return std::move(*refusal);
     return MimeMessage(std::get<QByteArray>(std::move(retrieved)));

@@ -86,7 +86,7 @@ private:
     [[nodiscard]] bool windowAdmits(qint64 expectedOctets) const;
     void skipUnread();
     [[nodiscard]] qint64 expectedOctets(int number) const;
-    Retrieved readMessage();
+    Retrieved readMessage(int number);
 
     Pop3Options m_options;
     std::unique_ptr<Pop3Observer> m_observer;

@@ -180,6 +180,7 @@ Pop3ConnectResult Pop3Connector::attemptUserPass(std::unique_ptr<Pop3Dialogue> &
             return {Pop3ConnectOutcome::Stopped, fault.message()};
         case Pop3Fault::Kind::NotConnected:
         case Pop3Fault::Kind::LineLost:
+        case Pop3Fault::Kind::OutOfStep:
             return {Pop3ConnectOutcome::LineLost, fault.message()};
         }
     }
@@ -231,7 +232,12 @@ int Pop3Connector::onProgress()
         m_stopped = true;
     curl_off_t connected = 0;
     curl_easy_getinfo(m_attempt, CURLINFO_CONNECT_TIME_T, &connected);
-    if (connected == 0 && std::chrono::milliseconds(m_clock.elapsed()) >= m_options.limits.connect)
+    const std::chrono::milliseconds elapsed(m_clock.elapsed());
+    if (connected == 0 && elapsed >= m_options.limits.connect)
+        m_connectTimedOut = true;
+    const auto sinceConnected =
+        elapsed - std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::microseconds(connected));
+    if (connected > 0 && !m_observer.hasGreeted() && sinceConnected >= m_options.limits.greeting)
         m_connectTimedOut = true;
     // curl itself would wait on for a line that POP3 knows.
     return m_stopped || m_connectTimedOut || !m_observer.looksLikePop3() ? 1 : 0;

@@ -63,32 +63,49 @@ void Pop3Dialogue::flush()
     }
 }
 
-void Pop3Dialogue::receiveMore()
+bool Pop3Dialogue::receiveWhatIsThere()
 {
     if (m_inputAt == m_input.size() || m_inputAt >= receiveChunk) {
         m_input.remove(0, m_inputAt);
         m_inputAt = 0;
     }
-    for (;;) {
-        flush();
-        const qsizetype before = m_input.size();
-        m_input.resize(before + receiveChunk);
-        size_t received = 0;
-        // TLS may hold octets that the socket no longer shows: always receive first, wait afterwards.
-        const CURLcode code =
-            curl_easy_recv(m_handle.get(), m_input.data() + before, receiveChunk, &received);
-        m_input.resize(before + static_cast<qsizetype>(received));
-        if (code == CURLE_OK && received > 0) {
-            m_exchangeOctets += static_cast<qint64>(received);
-            m_silenceClock.start();
-            return;
-        }
-        if (code == CURLE_OK)
-            fail(Pop3Fault::Kind::LineLost, u"服务器关闭了连接"_s);
-        if (code != CURLE_AGAIN)
-            fail(Pop3Fault::Kind::LineLost, QString::fromUtf8(curl_easy_strerror(code)));
+    flush();
+    const qsizetype before = m_input.size();
+    m_input.resize(before + receiveChunk);
+    size_t received = 0;
+    // TLS may hold octets that the socket no longer shows: always receive first, wait afterwards.
+    const CURLcode code = curl_easy_recv(m_handle.get(), m_input.data() + before, receiveChunk, &received);
+    m_input.resize(before + static_cast<qsizetype>(received));
+    if (code == CURLE_AGAIN)
+        return false;
+    if (code != CURLE_OK)
+        fail(Pop3Fault::Kind::LineLost, QString::fromUtf8(curl_easy_strerror(code)));
+    if (received == 0)
+        fail(Pop3Fault::Kind::LineLost, u"服务器关闭了连接"_s);
+    m_exchangeOctets += static_cast<qint64>(received);
+    m_silenceClock.start();
+    return true;
+}
+
+void Pop3Dialogue::receiveMore()
+{
+    while (!receiveWhatIsThere())
         waitForLine();
+}
+
+bool Pop3Dialogue::somethingFollows(milliseconds limit)
+{
+    if (m_inputAt < m_input.size())
+        return true;
+    QElapsedTimer waited;
+    waited.start();
+    while (!receiveWhatIsThere()) {
+        const milliseconds left = limit - milliseconds(waited.elapsed());
+        if (left <= milliseconds(0))
+            return false;
+        pollLine(left);
     }
+    return true;
 }
 
 void Pop3Dialogue::waitForLine()
@@ -104,12 +121,16 @@ void Pop3Dialogue::waitForLine()
     if (silence >= limits.stopGrace && m_options.stopRequested && m_options.stopRequested())
         fail(Pop3Fault::Kind::Stopped, u"服务正在停止"_s);
 
+    pollLine(m_stall - silence);
+}
+
+void Pop3Dialogue::pollLine(milliseconds most)
+{
     curl_waitfd line{};
     curl_easy_getinfo(m_handle.get(), CURLINFO_ACTIVESOCKET, &line.fd);
     const bool unsent = m_sentOctets < m_sending.size();
     line.events = static_cast<short>(unsent ? CURL_WAIT_POLLIN | CURL_WAIT_POLLOUT : CURL_WAIT_POLLIN);
-    const milliseconds slice = std::min(pollSlice, m_stall - silence);
-    curl_multi_poll(m_waiter.get(), &line, 1, static_cast<int>(slice.count()), nullptr);
+    curl_multi_poll(m_waiter.get(), &line, 1, static_cast<int>(std::min(pollSlice, most).count()), nullptr);
 }
 
 Pop3Reply Pop3Dialogue::readReply()
@@ -136,13 +157,13 @@ Pop3Reply Pop3Dialogue::readReply()
 
     const QByteArray indicator = line.split(' ').first().toUpper();
     if (indicator != "+OK" && indicator != "-ERR")
-        fail(Pop3Fault::Kind::LineLost, u"服务器的应答不是POP3：%1"_s.arg(m_observer.presentable(line)));
+        fail(Pop3Fault::Kind::OutOfStep, u"服务器的应答不是POP3：%1"_s.arg(m_observer.presentable(line)));
     return {indicator == "+OK", line.mid(indicator.size()).trimmed()};
 }
 
-std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most)
+std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most, Expectation expected)
 {
-    DotUnstuffer unstuffer(m_bareLineFeeds);
+    DotUnstuffer unstuffer(m_bareLineFeeds, expected.toldOctets);
     QByteArray content;
     qint64 discarded = 0;
     for (;;) {
@@ -152,12 +173,18 @@ std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most)
             discarded += content.size();
             content.clear();
         }
+        if (unstuffer.endsInDoubt() && !expected.othersFollow &&
+            !somethingFollows(m_options.limits.doubtfulEnd))
+            unstuffer.finishInDoubt();
         if (unstuffer.finished())
             break;
         if (discarded > 2 * most)
             fail(Pop3Fault::Kind::LineLost, u"邮件太大"_s);
-        receiveMore();
+        if (m_inputAt == m_input.size())
+            receiveMore();
     }
+    if (unstuffer.isInDoubt() && expected.othersFollow)
+        fail(Pop3Fault::Kind::OutOfStep, u"邮件的结尾不明确"_s);
     if (discarded > 0)
         return std::nullopt;
     return content;

@@ -38,16 +38,27 @@ public:
     void send(const QByteArray &command);
     /// The next status line. Its time limits begin here and last over the content that readContent takes.
     Pop3Reply readReply();
-    /// The multi-line content after an ok reply. Content beyond most octets is read but not kept:
-    /// nullopt; beyond twice that the line is given up.
-    std::optional<QByteArray> readContent(qint64 most);
+    /// What is known of a content before it is read.
+    struct Expectation {
+        qint64 toldOctets = 0;     ///< its size as the server told; 0 when it did not
+        bool othersFollow = false; ///< further answers were asked for already
+    };
+    /// The multi-line content after an ok reply. Content beyond most octets is read but not kept: nullopt; beyond
+    /// twice that the line is given up. OutOfStep when its end is in doubt and another answer may have been
+    /// swallowed with it.
+    std::optional<QByteArray> readContent(qint64 most, Expectation expected);
+    std::optional<QByteArray> readContent(qint64 most) { return readContent(most, Expectation()); }
     /// For the answer to QUIT: a silence limit of its own, from now on.
     void limitSilence(std::chrono::milliseconds limit) { m_stall = limit; }
 
 private:
     void flush();
+    /// False when nothing has come yet.
+    [[nodiscard]] bool receiveWhatIsThere();
     void receiveMore();
+    [[nodiscard]] bool somethingFollows(std::chrono::milliseconds limit);
     void waitForLine();
+    void pollLine(std::chrono::milliseconds most);
     [[noreturn]] void fail(Pop3Fault::Kind kind, const QString &cause);
 
     CurlHandle m_handle;

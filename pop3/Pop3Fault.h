@@ -10,6 +10,7 @@ public:
     enum class Kind {
         NotConnected, ///< there is no session: never connected, ended, or broken before
         LineLost,     ///< the server hung up, or said what is no POP3
+        OutOfStep,    ///< answers and questions do not fit together any more; without pipelining they may
         TimedOut,     ///< a time limit of Pop3Limits was crossed
         Stopped,      ///< given up because a stop was requested while the server was silent
     };

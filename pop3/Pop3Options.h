@@ -9,6 +9,8 @@
 struct Pop3Limits {
     /// From the host name to the TCP connection; crossed: the host counts as unreachable.
     std::chrono::milliseconds connect{15'000};
+    /// From the TCP connection to the greeting, TLS before it included; crossed: unreachable as well.
+    std::chrono::milliseconds greeting{15'000};
     /// From the call to the answer to the login: TLS, greeting, CAPA and one way of logging in. Servers delay
     /// the answer to a wrong password by up to 15 s. Crossed: timed out.
     std::chrono::milliseconds login{60'000};
@@ -18,6 +20,8 @@ struct Pop3Limits {
     /// accepted. So a server that drips is given up and a big message on a slow line is not.
     std::chrono::milliseconds exchange{120'000};
     qint64 slowestOctetsPerSecond = 1024;
+    /// Silence after what may be the end of a message, when nothing else was asked for: then it was.
+    std::chrono::milliseconds doubtfulEnd{2'000};
     /// The answer to QUIT.
     std::chrono::milliseconds quit{15'000};
     /// Silence after which a stop request gives the line up instead of waiting on.
@@ -56,6 +60,10 @@ struct Pop3Options {
     int tlsPort = 995;
     Pop3Limits limits;
     Pop3Trace trace;
+    /// False: a command is sent only when the one before is answered, whatever the server offers.
+    bool pipelining = true;
+    /// Asked before every message but the first: true ends the retrieval there, and the session goes on.
+    std::function<bool()> isEnough;
     /// Asked while connecting and between messages; true ends what is going on at the next safe point.
     std::function<bool()> stopRequested;
 };

@@ -9,7 +9,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
-      m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch),
+      m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch, m_kept),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.spoolFile),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))

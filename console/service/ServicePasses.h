@@ -45,6 +45,7 @@ private:
     ScheduledMessageExpander m_expander;
     NewMailAlerts m_alerts;
     CollectionWatch m_watch;
+    KeptMails m_kept;
     Pop3PollingDriver m_pop3PollingDriver;
     std::optional<MailCollector> m_mailCollector;
     InboundMessageHandler m_inbound;

@@ -72,28 +72,68 @@ private slots:
         }
     }
 
-    void hangingServerCostsItsLimit_data()
+    void hangingServerCostsItsLimitOnce_data()
     {
         QTest::addColumn<QByteArray>("hangsAt");
-        QTest::addColumn<int>("connections");
-        QTest::newRow("no greeting: once for the server") << QByteArray("GREETING") << 1;
-        QTest::newRow("no answer to the login: once for each account") << QByteArray("PASS") << 2;
+        for (const char *verb : {"GREETING", "PASS", "STAT", "RETR"})
+            QTest::newRow(verb) << QByteArray(verb);
     }
-    void hangingServerCostsItsLimit()
+    void hangingServerCostsItsLimitOnce()
     {
         QFETCH(QByteArray, hangsAt);
         ScriptedPop3Server::Script script;
         script.hangsAt = hangsAt;
+        script.messages = messages(1);
         const ScriptedPop3Server hanging(script);
         const ScriptedPop3Server good({.messages = messages(1)});
         m_office->pop3.limits.connect = std::chrono::milliseconds(200);
-        m_office->pop3.limits.login = std::chrono::milliseconds(200);
+        m_office->pop3.limits.login = m_office->pop3.limits.stall = std::chrono::milliseconds(200);
         account(hanging, 1, 1);
         account(hanging, 1, 2);
         account(good, 1, 3);
         m_office->collect();
         QCOMPARE(m_office->mails(u"EOAID"_s), QStringList(u"3"_s));
-        QTEST(hanging.connections(), "connections");
+        QCOMPARE(hanging.connections(), 1);
+    }
+
+    void messageThatEndsInALineFeed_data()
+    {
+        QTest::addColumn<bool>("pipelining");
+        QTest::addColumn<int>("listedTooMuch");
+        QTest::addColumn<int>("sessions");
+        QTest::newRow("one at a time") << false << 0 << 1;
+        QTest::newRow("pipelined, sizes right") << true << 0 << 1;
+        QTest::newRow("pipelined, sizes wrong: again one at a time") << true << 7 << 2;
+    }
+    void messageThatEndsInALineFeed()
+    {
+        QFETCH(bool, pipelining);
+        ScriptedPop3Server::Script script;
+        script.messages = {"Subject: 1\r\n\r\na\n.\nb\n", "Subject: 2\r\n\r\nc\n.\r\nd\n",
+                           "Subject: 3\r\n\r\ne\r\n"};
+        QFETCH(int, listedTooMuch);
+        script.listedTooMuch = listedTooMuch;
+        if (pipelining)
+            script.capabilities += "PIPELINING";
+        const ScriptedPop3Server server(script);
+        account(server);
+        m_office->pop3.limits.doubtfulEnd = std::chrono::milliseconds(100);
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"EmailSubject, MSGID"_s),
+                 (QStringList{u"1|uid-1"_s, u"2|uid-2"_s, u"3|uid-3"_s}));
+        QCOMPARE(server.deleted(), (QList<int>{1, 2, 3}));
+        QTEST(server.connections(), "sessions");
+    }
+
+    void accountThatTakesLongGoesOnAtTheNextPass()
+    {
+        const ScriptedPop3Server server({.messages = messages(3)});
+        account(server);
+        m_office->accountBudget = {};
+        for (int pass = 1; pass <= 3; ++pass) {
+            m_office->collect();
+            QCOMPARE(m_office->mails(u"1"_s).size(), pass);
+        }
     }
 
     void brokenServersBetweenGoodOnes()
@@ -205,7 +245,9 @@ private slots:
         QCOMPARE(m_office->rows(u"select FileName from VO_EmailAttachments order by OAID"_s),
                  (QStringList{u"1.pdf"_s, u"3.pdf"_s}));
         QCOMPARE(subjects(), (QStringList{u"无标题"_s, u"next"_s}));
-        QCOMPARE(server.deleted().size(), 2);
+        m_office->collect();
+        QCOMPARE(server.deleted(), (QList<int>{2, 2})); // the whole copy of the other stays
+        QVERIFY(KeptMails(m_office->path(u"kept"_s)).contains({7, u"uid-1"_s}));
     }
 
     void lockedDatabaseEndsThePass()

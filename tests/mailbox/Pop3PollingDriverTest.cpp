@@ -25,7 +25,7 @@ private slots:
     {
         m_office = std::make_unique<MailOffice>();
         m_driver = std::make_unique<Pop3PollingDriver>(m_office->session, m_office->registry, MailTrace(),
-                                                       m_office->watch);
+                                                       m_office->watch, m_office->kept);
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 

@@ -14,8 +14,9 @@ void MailOffice::account(int key, const QString &user, int port, const QVariant 
 
 void MailOffice::collect(const QString &user)
 {
-    MailCollection collection{
-        session.Conn(), watch, pop3, {{}, [this](const QString &text) { notes += text; }}, {}, {}};
+    MailCollection collection{session.Conn(), watch,
+                              pop3,           {{}, [this](const QString &text) { notes += text; }},
+                              kept,           accountBudget};
     collection.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
     getPopMail(user, collection);

@@ -19,6 +19,8 @@ public:
 
     Pop3Options pop3;
     CollectionWatch watch;
+    KeptMails kept{path(QStringLiteral("kept"))};
+    std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
     QStringList notes;
     std::optional<DatabaseFault> databaseGone;
 };

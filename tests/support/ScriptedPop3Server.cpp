@@ -127,8 +127,8 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
     if (verb == "LIST") {
         QByteArray content;
         for (qsizetype i = 0; i < m_script.messages.size(); ++i)
-            content +=
-                QByteArray::number(i + 1) + ' ' + QByteArray::number(m_script.messages[i].size()) + "\r\n";
+            content += QByteArray::number(i + 1) + ' ' +
+                       QByteArray::number(m_script.messages[i].size() + m_script.listedTooMuch) + "\r\n";
         return say("+OK") && sendContent(content);
     }
     if (verb == "UIDL")

@@ -26,6 +26,7 @@ public:
         bool knowsUidl = true;
         QByteArrayList messages = {}; ///< with CR LF line ends, dots not stuffed
         QByteArrayList uids = {};     ///< one per message; "uid-N" where absent; "-" leaves the line out
+        int listedTooMuch = 0;        ///< octets that LIST adds to every size
         QByteArray statAnswer = {};   ///< in place of the true one
         QSet<int> refusedMessages = {};
         bool bareLineFeeds = false; ///< ends lines with LF only

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "mailbox/CollectionWatch.h"
+
+#include <QSet>
+
+/// The mails that were stored without a column or an attachment, for the database refused it: the copy on the
+/// server is the only whole one and is never deleted. Kept in a file of the server's own, a line a mail.
+class KeptMails
+{
+public:
+    /// file: read now, and made when first needed; without one they are remembered as long as this object.
+    explicit KeptMails(QString file = {});
+
+    [[nodiscard]] bool contains(const MailKey &mail) const { return m_mails.contains(mail); }
+    /// On the disk when it returns. Throws Fault when the file cannot be written.
+    void add(const MailKey &mail);
+
+private:
+    QString m_file;
+    QSet<MailKey> m_mails;
+};
