@@ -220,7 +220,7 @@ def kills(arguments):
     end = time.monotonic() + arguments.minutes * 60
     bench.start()
     while time.monotonic() < end:
-        cycle_end = time.monotonic() + random.uniform(1.5, 5)
+        cycle_end = time.monotonic() + random.uniform(0.3, 1) * arguments.pace
         while time.monotonic() < cycle_end:
             tag += 1
             kind = random.random()
@@ -361,6 +361,7 @@ def main():
     parser.add_argument("names", nargs="*")
     parser.add_argument("--bin", default=str(ROOT / "build/release/bin"))
     parser.add_argument("--minutes", type=float, default=20)
+    parser.add_argument("--pace", type=float, default=5, help="seconds between two kills, at most")
     parser.add_argument("--seconds", type=int, default=120)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--without", metavar="PATTERN", help="disturbances to leave out")
