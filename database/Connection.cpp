@@ -3,6 +3,7 @@
 #include "database/DriverFactory.h"
 
 #include <QScopeGuard>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -11,16 +12,29 @@ template <typename Work>
 auto Connection::remembering(Work work)
 {
     requireUsable();
+    if (m_transactionDepth > 0 && m_transactionFault)
+        throw DatabaseFault(*m_transactionFault);
     ++m_statementsRun;
     try {
         return work();
     } catch (const DatabaseFault &fault) {
-        if (fault.kind() == DatabaseFault::Kind::Lost)
-            m_lost = true;
-        if (m_transactionDepth > 0 && !m_transactionFault)
-            m_transactionFault = fault;
-        throw;
+        throw remembered(fault);
     }
+}
+
+/// The fault to be told.
+DatabaseFault Connection::remembered(const DatabaseFault &fault)
+{
+    if (fault.kind() == DatabaseFault::Kind::Lost)
+        m_lost = true;
+    if (m_transactionDepth == 0)
+        return fault;
+    m_transactionFault = fault;
+    if (!m_lost && m_driver->hasTransactionEnded()) {
+        m_isTransactionOver = true;
+        m_transactionFault = DatabaseFault(fault.kind(), fault.message() + u"（服务器已撤销整个事务）"_s);
+    }
+    return *m_transactionFault;
 }
 
 Connection::~Connection()
@@ -76,7 +90,10 @@ auto Connection::withStatement(const QString &sql, const QVariantList &values, W
 
 qint64 Connection::execute(const QString &sql, const QVariantList &values)
 {
-    return withStatement(sql, values, [](const Statement &statement) { return statement.affectedRows(); });
+    return withStatement(sql, values, [this](const Statement &statement) {
+        const qint64 rows = statement.affectedRows();
+        return rows >= 0 ? rows : m_driver->lastRowCount();
+    });
 }
 
 std::optional<QVariant> Connection::firstValue(const QString &sql, const QVariantList &values)
@@ -113,24 +130,42 @@ void Connection::insert(const QString &sql, const QVariantList &values)
     withStatement(sql, values, [](const Statement &) {});
 }
 
-QVariant Connection::insertForIdentity(const QString &sql, const QVariantList &values,
+QVariant Connection::insertForIdentity(const QString &table, const QString &sql, const QVariantList &values,
                                        const QString &identityColumn)
 {
     requireUsable();
     const QString insert = m_driver->identityInsert(sql, identityColumn);
+    const bool answers = insert.size() != sql.size();
+    if (!answers)
+        remembering([&] { m_driver->beforeIdentity(table, identityColumn); });
     return withStatement(insert, values, [&](Statement &statement) {
-        if (insert.size() == sql.size())
-            return m_driver->lastIdentity(statement);
-        return statement.next() ? statement.value(0) : QVariant();
+        QVariant identity;
+        if (!answers)
+            identity = m_driver->lastIdentity(statement, table, identityColumn);
+        else if (statement.next())
+            identity = statement.value(0);
+        if (identity.isNull())
+            throw DatabaseFault(DatabaseFault::Kind::Refused,
+                                u"数据库没有给出新记录的编号 %1.%2"_s.arg(table, identityColumn));
+        return identity;
     });
 }
 
 void Connection::updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
-                                const QVariantList &values)
+                                const QVariantList &assigned, const QVariantList &compared, int foundRows)
 {
     requireUsable();
-    withStatement(m_driver->updateOfFirstRow(table, assignments, condition), values,
-                  [](const Statement &) {});
+    // One row needs no telling apart, so that a view serves as well as a table.
+    QString update = u"update %1 set %2 where %3"_s.arg(table, assignments, condition);
+    if (foundRows > 1) {
+        update = m_driver->updateOfFirstRow(table, assignments, condition);
+        if (const QString lock = m_driver->lockOfRows(table, condition); !lock.isEmpty())
+            (void)firstValue(lock, compared);
+    }
+    if (execute(update, assigned + compared) > 0)
+        return;
+    const DatabaseFault gone(DatabaseFault::Kind::Unavailable, u"%1 中的记录已被他人改动"_s.arg(table));
+    throw remembered(gone);
 }
 
 void Connection::requireUsable()
@@ -163,6 +198,7 @@ void Connection::beginTransaction()
     if (m_transactionDepth == 0) {
         remembering([this] { m_driver->begin(); });
         m_transactionFault.reset();
+        m_isTransactionOver = false;
     }
     ++m_transactionDepth;
 }
@@ -203,10 +239,16 @@ void Connection::releaseSavepoint(const QString &name)
 void Connection::rollbackToSavepoint(const QString &name,
                                      const std::optional<DatabaseFault> &earlierFault) noexcept
 {
+    if (m_lost || m_isTransactionOver)
+        return;
+    // The one statement that a fault does not refuse.
+    const auto fault = std::exchange(m_transactionFault, std::nullopt);
     try {
         remembering([&] { m_driver->rollbackToSavepoint(name); });
         m_transactionFault = earlierFault;
     } catch (const DatabaseFault &) {
-        // Remembered: the transaction can only be rolled back as a whole.
+        // The transaction can only be rolled back as a whole.
+        if (fault)
+            m_transactionFault = fault;
     }
 }

@@ -11,8 +11,10 @@
 /// A client-side database connection opened from one connection string.
 ///
 /// Statements are prepared once per text and used again. A fault is remembered as long as it matters: once
-/// the connection is lost every statement is refused at once until the next open(), and a transaction in
-/// which a statement struck a fault, whoever absorbed it, refuses to commit.
+/// the connection is lost every statement is refused at once until the next open(), and in a transaction in
+/// which a statement struck a fault, whoever absorbed it, every later one is refused with that fault: the
+/// server may have rolled back already, and would run them one by one. Only the rollback is left, of the whole
+/// or of the savepoint's step that the fault struck in.
 class Connection
 {
 public:
@@ -27,8 +29,9 @@ public:
     /// True from a successful open() until close() or until the connection is found to be lost.
     [[nodiscard]] bool isOpen() const;
 
-    /// Runs a statement with its positional values: a QString is a text, NULL is QVariant(). Returns the number of rows it changed. Throws
-    /// DatabaseFault.
+    /// Runs a statement with its positional values: a QString is a text, NULL is QVariant(). Returns the number
+    /// of rows it found to change; a database that does not tell it is asked for it. Throws DatabaseFault, also
+    /// when the number cannot be had.
     qint64 execute(const QString &sql, const QVariantList &values = {});
     /// The first column of the query's first row; nothing when there is no row. Throws DatabaseFault.
     [[nodiscard]] std::optional<QVariant> firstValue(const QString &sql, const QVariantList &values);
@@ -45,14 +48,17 @@ public:
     void scan(const QString &sql, const QVariantList &values,
               const std::function<bool(const Statement &row)> &visit);
 
-    /// Runs an INSERT without its identity, or with it: identityColumn names the column the database numbers.
+    /// Runs an INSERT whose row count and identity nobody wants.
     void insert(const QString &sql, const QVariantList &values);
-    [[nodiscard]] QVariant insertForIdentity(const QString &sql, const QVariantList &values,
-                                             const QString &identityColumn);
-    /// Changes only the first row, in the database's own order, of those that meet the condition. values:
-    /// those of the assignments, then those of the condition.
+    /// Runs an INSERT into this table; the number that the database gave to the row in identityColumn, never
+    /// null. Throws DatabaseFault, also when the database does not tell it.
+    [[nodiscard]] QVariant insertForIdentity(const QString &table, const QString &sql,
+                                             const QVariantList &values, const QString &identityColumn);
+    /// Changes the first row, in the database's own order, of those that meet the condition; foundRows of them
+    /// were there when they were read. values: those of the assignments, then those of the condition. Throws
+    /// DatabaseFault, also when there is none any more.
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
-                        const QVariantList &values);
+                        const QVariantList &assigned, const QVariantList &compared, int foundRows);
 
     /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
     [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
@@ -64,6 +70,7 @@ private:
     template <typename Work>
     auto remembering(Work work);
     void requireUsable();
+    [[nodiscard]] DatabaseFault remembered(const DatabaseFault &fault);
     template <typename Work>
     auto withStatement(const QString &sql, const QVariantList &values, Work work);
     Statement &prepared(const QString &sql);
@@ -83,6 +90,7 @@ private:
     bool m_lost = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;
-    int m_savepoints = 0; // that stand now
-    std::optional<DatabaseFault> m_transactionFault;
+    int m_savepoints = 0;                            // that stand now
+    std::optional<DatabaseFault> m_transactionFault; // that refuses what follows
+    bool m_isTransactionOver = false;                // the server has rolled it back
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/DatabaseFault.h"
+
 #include <QString>
 #include <QVariantList>
 #include <memory>
@@ -19,7 +21,7 @@ public:
     [[nodiscard]] virtual bool next() = 0;
     [[nodiscard]] virtual QVariant value(int column) const = 0;
     [[nodiscard]] virtual QStringList columnNames() const = 0;
-    /// Rows changed by the last execute().
+    /// Rows that the last execute() found to change; -1 when the database did not tell.
     [[nodiscard]] virtual qint64 affectedRows() const = 0;
     /// Lets go of the result, so that no lock of it remains.
     virtual void finish() noexcept = 0;
@@ -52,14 +54,32 @@ public:
     /// The connection and its statements are about to go: from now on nothing may wait long for the database.
     virtual void closing() noexcept {}
 
+    /// Asked after a fault: true when the server has rolled the whole transaction back, so that what follows
+    /// would run outside one. False where that is not known; the commit or the rollback to a savepoint tells.
+    [[nodiscard]] virtual bool hasTransactionEnded() { return false; }
+    /// Asks for the row count of the statement just executed, which did not tell it. Throws DatabaseFault.
+    [[nodiscard]] virtual qint64 lastRowCount()
+    {
+        throw DatabaseFault(DatabaseFault::Kind::Refused, QStringLiteral("数据库没有告知改动了多少条记录"));
+    }
+
     /// The INSERT as a statement that answers with the new identity as its one row, or the INSERT itself when
     /// lastIdentity() tells it afterwards.
     [[nodiscard]] virtual QString identityInsert(const QString &insert,
                                                  const QString &identityColumn) const = 0;
-    /// The UPDATE that changes only the first row, in the database's own order, of those that meet the
+    /// Called before an INSERT whose identity lastIdentity() is to tell.
+    virtual void beforeIdentity(const QString & /*table*/, const QString & /*identityColumn*/) {}
+    /// The identity that the statement just executed was given; null when it was given none.
+    [[nodiscard]] virtual QVariant lastIdentity(Statement &insert, const QString &table,
+                                                const QString &identityColumn) = 0;
+    /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
     /// condition. Parameters of the assignments stand before those of the condition.
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
                                                    const QString &condition) const = 0;
-    /// The identity that the statement just executed was given.
-    [[nodiscard]] virtual QVariant lastIdentity(Statement &insert) = 0;
+    /// The query to be run before it, so that nobody else changes the rows in between; "" where the UPDATE
+    /// needs none.
+    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
+    {
+        return {};
+    }
 };

@@ -36,7 +36,10 @@ public:
 
     [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
 
-    [[nodiscard]] QString identityQuery() const override { return u"select last_insert_id()"_s; }
+    [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
+    /// Otherwise it still answers an earlier row's number when a trigger or the statement gave this one's.
+    [[nodiscard]] QString identityReset() const override { return u"do last_insert_id(0)"_s; }
+    [[nodiscard]] QString rowCountQuery() const override { return u"select row_count()"_s; }
 
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override

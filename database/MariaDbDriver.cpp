@@ -12,7 +12,9 @@ MariaDbDriver::MariaDbDriver(ServerTarget target)
 
 void MariaDbDriver::configure(QSqlDatabase &database) const
 {
-    QString options = u"MYSQL_OPT_CONNECT_TIMEOUT=%1"_s.arg(target().limits.connect.count());
+    // An UPDATE tells how many rows it found, whether or not they had the value before.
+    QString options =
+        u"MYSQL_OPT_CONNECT_TIMEOUT=%1;CLIENT_FOUND_ROWS=1"_s.arg(target().limits.connect.count());
     if (target().host.startsWith(u'/'))
         options += ";UNIX_SOCKET="_L1 + target().host;
     else

@@ -9,6 +9,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+/// MariaDB's option for row counts of what an UPDATE found, whether or not it had the value before.
+constexpr uint mariaDbFoundRows = 2;
+
 DatabaseFault refused(const QString &what)
 {
     return {DatabaseFault::Kind::Refused, what};
@@ -140,6 +143,8 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
             family = odbcFamily(installation.driverOfDataSource(value));
         } else if (isKey(entry.key, {"trusted_connection"_L1, "integrated security"_L1})) {
             wantsIntegrated = !isKey(value, {"no"_L1, "false"_L1, "0"_L1, ""_L1});
+        } else if (isKey(entry.key, {"option"_L1}) && family == OdbcFamily::MariaDb) {
+            value = QString::number(value.toUInt() | mariaDbFoundRows);
         } else if (isKey(entry.key, {"connect timeout"_L1, "connection timeout"_L1, "command timeout"_L1,
                                      "timeout"_L1, "general timeout"_L1})) {
             continue; // ours: see limits
@@ -160,6 +165,7 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
         addUnlessPresent("CONN_TIMEOUT"_L1, QString::number(limits.connect.count()));
         // Otherwise the machine's locale decides in which form texts reach the server.
         addUnlessPresent("CHARSET"_L1, u"utf8mb4"_s);
+        addUnlessPresent("OPTION"_L1, QString::number(mariaDbFoundRows));
     } else if (family == OdbcFamily::PostgreSql) {
         // Debian switches a communication log on, which holds every text in clear.
         addUnlessPresent("CommLog"_L1, u"0"_s);

@@ -36,7 +36,7 @@ OdbcDriver::OdbcDriver(OdbcTarget target)
 OdbcDriver::~OdbcDriver()
 {
     m_columnsQuery.reset();
-    m_identityQuery.reset();
+    m_questions.clear();
     if (m_isConnected) {
         SQLEndTran(SQL_HANDLE_DBC, m_connection.get(), SQL_ROLLBACK);
         SQLDisconnect(m_connection.get());
@@ -146,14 +146,60 @@ QString OdbcDriver::identityInsert(const QString &insert, const QString &identit
     return m_dialect->identityInsert(insert, identityColumn);
 }
 
-QVariant OdbcDriver::lastIdentity(Statement &)
+void OdbcDriver::beforeIdentity(const QString &table, const QString &identityColumn)
 {
-    if (!m_identityQuery)
-        m_identityQuery = prepare(m_dialect->identityQuery());
-    m_identityQuery->execute({});
-    const QVariant identity = m_identityQuery->next() ? m_identityQuery->value(0) : QVariant();
-    m_identityQuery->finish();
-    return identity;
+    if (!m_dialect->identityReset().isEmpty())
+        runPlain(m_dialect->identityReset());
+    else if (m_dialect->identityQuery().isEmpty())
+        m_earlierIdentity = answer(u"select max(%2) from %1"_s.arg(table, identityColumn));
+}
+
+/// Where the system has no way of its own that we know: numbers grow, so a single row that has come since is
+/// ours, which this transaction sees in any case. Of several nobody can tell which.
+QVariant OdbcDriver::lastIdentity(Statement &, const QString &table, const QString &identityColumn)
+{
+    if (!m_dialect->identityQuery().isEmpty())
+        return answer(m_dialect->identityQuery());
+    const QVariant earlier = m_earlierIdentity.isNull() ? QVariant(0) : m_earlierIdentity;
+    const QString later = u" from %1 where %2>?"_s.arg(table, identityColumn);
+    const int rows = answer("select count(*)"_L1 + later, {earlier}).toInt();
+    if (rows > 1)
+        throw DatabaseFault(DatabaseFault::Kind::Unavailable,
+                            u"%1 中同时有他人写入，无法认出新记录的编号"_s.arg(table));
+    return rows == 1 ? answer(u"select max(%1)"_s.arg(identityColumn) + later, {earlier}) : QVariant();
+}
+
+bool OdbcDriver::hasTransactionEnded()
+{
+    if (m_dialect->openTransactionsQuery().isEmpty())
+        return false;
+    try {
+        return answer(m_dialect->openTransactionsQuery()).toInt() == 0;
+    } catch (const DatabaseFault &) {
+        return false; // told by whatever comes next
+    }
+}
+
+qint64 OdbcDriver::lastRowCount()
+{
+    return m_dialect->rowCountQuery().isEmpty() ? Driver::lastRowCount()
+                                                : answer(m_dialect->rowCountQuery()).toLongLong();
+}
+
+QString OdbcDriver::lockOfRows(const QString &table, const QString &condition) const
+{
+    return m_dialect->lockOfRows(table, condition);
+}
+
+QVariant OdbcDriver::answer(const QString &question, const QVariantList &values)
+{
+    auto &statement = m_questions[question];
+    if (!statement)
+        statement = prepare(question);
+    statement->execute(values);
+    QVariant answer = statement->next() ? statement->value(0) : QVariant();
+    statement->finish();
+    return answer;
 }
 
 QString OdbcDriver::updateOfFirstRow(const QString &table, const QString &assignments,

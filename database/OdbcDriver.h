@@ -9,9 +9,10 @@
 #include "database/OdbcHandle.h"
 
 #include <optional>
+#include <unordered_map>
 
 /// Any database behind an ODBC driver, through the ODBC C API. SQL Server, PostgreSQL and MariaDB or MySQL
-/// are known by what the driver says it is connected to; another system gets plain SQL and no identities.
+/// are known by what the driver says it is connected to; another system gets plain SQL.
 class OdbcDriver final : public Driver
 {
 public:
@@ -29,7 +30,12 @@ public:
     void rollbackToSavepoint(const QString &name) override;
     void closing() noexcept override;
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
-    [[nodiscard]] QVariant lastIdentity(Statement &insert) override;
+    void beforeIdentity(const QString &table, const QString &identityColumn) override;
+    [[nodiscard]] QVariant lastIdentity(Statement &insert, const QString &table,
+                                        const QString &identityColumn) override;
+    [[nodiscard]] bool hasTransactionEnded() override;
+    [[nodiscard]] qint64 lastRowCount() override;
+    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override;
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
 
@@ -53,6 +59,8 @@ private:
     void setUpSession();
     void runPlain(const QString &sql);
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
+    /// The one value that a question of our own is answered with.
+    [[nodiscard]] QVariant answer(const QString &question, const QVariantList &values = {});
     [[nodiscard]] bool isDead() const;
     [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
@@ -66,7 +74,8 @@ private:
     std::optional<DeadlineGuard::Watch> m_closing;
     NameResolver m_names;
     std::unique_ptr<Statement> m_columnsQuery;
-    std::unique_ptr<Statement> m_identityQuery;
+    std::unordered_map<QString, std::unique_ptr<Statement>> m_questions; // of our own, by text
+    QVariant m_earlierIdentity;
     LenientSession m_lenient{*this, [this](const QString &query) { return warnings(query); }};
     qint64 m_maximumPayload = 0; // 0: no limit known
 };

@@ -74,6 +74,8 @@ void OdbcStatement::executeInTime(qint64 payload)
     if (result != SQL_NO_DATA)
         check(result);
     findResult();
+    if (result == SQL_NO_DATA && m_driver.dialect().rowCountQuery().isEmpty())
+        m_affectedRows = qMax<qint64>(0, m_affectedRows);
 }
 
 void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter &parameter)
@@ -136,7 +138,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter
 /// to the end. The statement's own count comes last.
 void OdbcStatement::findResult()
 {
-    m_affectedRows = 0;
+    m_affectedRows = -1;
     for (;;) {
         SQLSMALLINT columns = 0;
         check(SQLNumResultCols(m_handle.get(), &columns));

@@ -43,8 +43,16 @@ public:
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override
     {
-        return u"update %1 set %2 where ctid=(select ctid from %1 where %3 limit 1)"_s.arg(table, assignments,
-                                                                                           condition);
+        // Partitions number their rows each for itself.
+        return u"update %1 set %2 where (tableoid, ctid)=(select tableoid, ctid from %1 where %3 limit 1)"_s
+            .arg(table, assignments, condition);
+    }
+
+    /// The UPDATE finds its row by its place. A row that another session has just changed has a new one, which a
+    /// statement sees only if it begins after that.
+    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override
+    {
+        return u"select 1 from %1 where %2 for update"_s.arg(table, condition);
     }
 
     [[nodiscard]] QString columnsQuery() const override

@@ -81,7 +81,7 @@ QString QtSqlDriver::identityInsert(const QString &insert, const QString &) cons
     return insert;
 }
 
-QVariant QtSqlDriver::lastIdentity(Statement &insert)
+QVariant QtSqlDriver::lastIdentity(Statement &insert, const QString &, const QString &)
 {
     return static_cast<QtSqlStatement &>(insert).lastInsertId();
 }

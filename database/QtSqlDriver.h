@@ -21,7 +21,8 @@ public:
     void releaseSavepoint(const QString &name) override;
     void rollbackToSavepoint(const QString &name) override;
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
-    [[nodiscard]] QVariant lastIdentity(Statement &insert) override;
+    [[nodiscard]] QVariant lastIdentity(Statement &insert, const QString &table,
+                                        const QString &identityColumn) override;
 
     /// What a driver's error means for the connection, told by its native code: Qt's own error type is
     /// unreliable (a constraint and a lock both come as ConnectionError on some drivers).

@@ -154,10 +154,9 @@ QString QtSqlServerDriver::identityInsert(const QString &insert, const QString &
     return m_dialect->identityInsert(insert, identityColumn);
 }
 
-QVariant QtSqlServerDriver::lastIdentity(Statement &insert)
+QString QtSqlServerDriver::lockOfRows(const QString &table, const QString &condition) const
 {
-    const QVariant identity = QtSqlDriver::lastIdentity(insert);
-    return identity.isNull() ? plainValue(m_dialect->identityQuery()) : identity;
+    return m_dialect->lockOfRows(table, condition);
 }
 
 QString QtSqlServerDriver::updateOfFirstRow(const QString &table, const QString &assignments,

@@ -26,9 +26,9 @@ public:
     void rollback() noexcept override;
     void closing() noexcept override;
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
-    [[nodiscard]] QVariant lastIdentity(Statement &insert) override;
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
+    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override;
     [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
     [[nodiscard]] DatabaseFault fault(const QString &what, const QSqlError &error) const override;
     [[nodiscard]] bool readsRowByRow() const override { return false; }

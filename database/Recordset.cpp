@@ -68,7 +68,8 @@ void Recordset::update()
     }
     if (!m_isNew) {
         Q_ASSERT(m_row == 0 && m_recordCount > 0);
-        m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values + m_conditionValues);
+        m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values, m_conditionValues,
+                                    m_recordCount);
         m_setCount = 0;
         return;
     }
@@ -77,7 +78,7 @@ void Recordset::update()
     if (m_identityColumn.isEmpty())
         m_connection.insert(m_insertText, m_values);
     else
-        m_identity = m_connection.insertForIdentity(m_insertText, m_values, m_identityColumn);
+        m_identity = m_connection.insertForIdentity(m_table, m_insertText, m_values, m_identityColumn);
 }
 
 QString Recordset::insertText() const

@@ -30,7 +30,8 @@ public:
     void openForUpdate(const QString &table, const QString &condition, const QVariantList &values);
     void addNew();
     void set(QLatin1String column, const QVariant &value);
-    /// Writes the new row, or the columns set in the first row. When it throws, nothing was written.
+    /// Writes the new row, or the columns set in the first row. When it throws, nothing was written. A first
+    /// row that is not there any more, and an identity that does not come back, are faults too.
     void update();
     /// The identity of the row last written.
     [[nodiscard]] const QVariant &identity() const { return m_identity; }

@@ -56,6 +56,21 @@ public:
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
                                                    const QString &condition) const = 0;
 
+    /// The query that keeps others from changing the rows until the transaction's end; "" where the UPDATE of the
+    /// first one holds without.
+    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
+    {
+        return {};
+    }
+    /// The query for the number of transactions that stand; "" where a fault leaves the transaction standing
+    /// until its end, or the rollback to a savepoint fails after one that does not.
+    [[nodiscard]] virtual QString openTransactionsQuery() const { return {}; }
+    /// The query for the row count of the statement before; "" where there is none.
+    [[nodiscard]] virtual QString rowCountQuery() const { return {}; }
+    /// The statement that makes identityQuery() answer 0 after an INSERT that was given no number; "" where it
+    /// does so by itself.
+    [[nodiscard]] virtual QString identityReset() const { return {}; }
+
     /// The query for the columns of the tables with a name, letter case apart (its parameter, in lower case):
     /// table, column, longest text in characters (null: no limit). "" where the server itself does not care
     /// about letter case.

@@ -25,6 +25,8 @@ public:
             // A refused statement costs only itself, not the transaction.
             u"set xact_abort off"_s,
             u"set implicit_transactions off"_s,
+            // Servers and logins can have it on for every session.
+            u"set nocount off"_s,
         };
     }
 
@@ -45,7 +47,9 @@ public:
     /// triggers.
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &) const override
     {
-        return "set nocount on; "_L1 + insert + "; select cast(scope_identity() as bigint)"_L1;
+        // In a batch with parameters the setting may outlive the batch, and then hides every later count.
+        return "set nocount on; "_L1 + insert +
+               "; set nocount off; select cast(scope_identity() as bigint)"_L1;
     }
 
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
@@ -53,6 +57,9 @@ public:
     {
         return u"update top (1) %1 set %2 where %3"_s.arg(table, assignments, condition);
     }
+
+    [[nodiscard]] QString openTransactionsQuery() const override { return u"select @@trancount"_s; }
+    [[nodiscard]] QString rowCountQuery() const override { return u"select @@rowcount"_s; }
 
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {

@@ -117,6 +117,11 @@ QString SqliteDriver::withColumnNames(const QString &sql)
     return columns.isEmpty() ? sql : "select "_L1 + columns.join(u',') + " from "_L1 + from;
 }
 
+QString SqliteDriver::identityInsert(const QString &insert, const QString &identityColumn) const
+{
+    return insert + " returning "_L1 + identityColumn;
+}
+
 QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assignments,
                                        const QString &condition) const
 {

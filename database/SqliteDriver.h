@@ -27,6 +27,8 @@ public:
     /// A statement that asks for all columns is given their names: Qt's driver crashes on a result that has
     /// more columns than when it was prepared, and a table may be altered between the two.
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;
+    /// RETURNING: the number of the last row would be that of another table for a row that a trigger stored.
+    [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
     [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;

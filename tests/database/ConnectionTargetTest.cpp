@@ -59,8 +59,9 @@ private slots:
         QTest::newRow("ODBC, PostgreSQL by its Windows name")
             << u"DRIVER={PostgreSQL Unicode(x64)};SERVER=s;Connect Timeout=3;BoolsAsChar=1"_s << freeDrivers()
             << u"DRIVER=PostgreSQL Unicode;SERVER=s;BoolsAsChar=1;CommLog=0;Debug=0"_s;
-        QTest::newRow("data source name") << u"DSN=Office;UID=a;PWD=b;"_s << freeDrivers()
-                                          << u"DSN=Office;UID=a;PWD=b;CONN_TIMEOUT=5;CHARSET=utf8mb4"_s;
+        QTest::newRow("data source name")
+            << u"DSN=Office;UID=a;PWD=b;"_s << freeDrivers()
+            << u"DSN=Office;UID=a;PWD=b;CONN_TIMEOUT=5;CHARSET=utf8mb4;OPTION=2"_s;
         QTest::newRow("bridge to a data source")
             << u"Provider=MSDASQL.1;Persist Security Info=False;User ID=a;Data Source=Other;Password=b"_s
             << freeDrivers() << u"DSN=Other;UID=a;PWD=b"_s;
@@ -69,7 +70,7 @@ private slots:
                u"Driver};SERVER=s;DATABASE=oa\";"
                "User ID=a;Password=b"_s
             << freeDrivers()
-            << u"DRIVER=MariaDB Unicode;SERVER=s;DATABASE=oa;UID=a;PWD=b;CONN_TIMEOUT=5;CHARSET=utf8mb4"_s;
+            << u"DRIVER=MariaDB Unicode;SERVER=s;DATABASE=oa;UID=a;PWD=b;CONN_TIMEOUT=5;CHARSET=utf8mb4;OPTION=2"_s;
     }
     void odbcTextIsBuilt()
     {

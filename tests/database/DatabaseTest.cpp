@@ -1,66 +1,12 @@
 #include "database/Recordset.h"
 #include "database/Savepoint.h"
 #include "database/Transaction.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/database/RoutedOffice.h"
 
 #include <QDateTime>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// The fault that some work ends with.
-std::optional<DatabaseFault> faultOf(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const DatabaseFault &fault) {
-        return fault;
-    }
-    return std::nullopt;
-}
-
-std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
-{
-    const auto fault = faultOf(work);
-    return fault ? std::optional(fault->kind()) : std::nullopt;
-}
-
-/// A database on the row's route and the program's connection to it.
-struct Office {
-    explicit Office(TestServers &servers, const QString &extraKeys = {}) : database(servers, currentRoute())
-    {
-        connection.open(database.connectString() + extraKeys);
-    }
-
-    static DatabaseRoute currentRoute()
-    {
-        QFETCH(DatabaseRoute, route);
-        return route;
-    }
-
-    void append(const QString &table, const QList<std::pair<QLatin1String, QVariant>> &values)
-    {
-        Recordset row(connection);
-        row.openForAppend(table);
-        row.addNew();
-        for (const auto &[column, value] : values)
-            row.set(column, value);
-        row.update();
-    }
-
-    [[nodiscard]] bool keepsNul() const
-    {
-        return database.route() == DatabaseRoute::Sqlite || database.route() == DatabaseRoute::MariaDb;
-    }
-
-    TestDatabase database;
-    Connection connection;
-};
-
-} // namespace
 
 class DatabaseTest : public QObject
 {
@@ -83,7 +29,7 @@ private slots:
     void statusMayBeTextOrNumber()
     {
         QFETCH(QString, type);
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.oa(u"create table SMS_Queues (OAID integer primary key, MsgStatus %1)"_s.arg(type));
         for (int id = 1; id <= 3; ++id)
             office.append(u"SMS_Queues"_s, {{"OAID"_L1, id}, {"MsgStatus"_L1, u"0"_s}});
@@ -108,7 +54,7 @@ private slots:
     void numbersGoIntoTextColumnsAndTextsIntoNumberColumns_data() { addDatabaseRoutes(); }
     void numbersGoIntoTextColumnsAndTextsIntoNumberColumns()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.oa(u"create table T (N integer, B bigint, T1 varchar(40), T2 varchar(40))"_s);
         office.append(
             u"T"_s,
@@ -129,7 +75,7 @@ private slots:
     void datesGoIntoEveryKindOfColumn_data() { addDatabaseRoutes(); }
     void datesGoIntoEveryKindOfColumn()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         const bool isPostgreSql = office.database.isPostgreSql();
         office.database.oa(u"create table D (AsText varchar(40), AsDate date, AsTime %1, AsZoned %2)"_s.arg(
             isPostgreSql ? u"timestamp"_s : u"datetime"_s,
@@ -166,7 +112,7 @@ private slots:
     void textsAndBytesComeBackAsTheyWent_data() { addDatabaseRoutes(); }
     void textsAndBytesComeBackAsTheyWent()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.loadSchema();
         QStringList texts = {
             u""_s,      u" "_s,  u"x "_s,           u"'; drop table SMS_SIMReceive; -- \\' %_\"😀"_s,
@@ -208,7 +154,7 @@ private slots:
     void unstorableCharactersAreReplaced_data() { addDatabaseRoutes(); }
     void unstorableCharactersAreReplaced()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.loadSchema();
         const QString nul = u"a"_s + QChar(0) + u"b"_s;
         office.append(u"SMS_SIMReceive"_s, {{"MsgContent"_L1, nul}});
@@ -225,7 +171,7 @@ private slots:
     void paddedTextIsReadWithoutItsPadding_data() { addServerRoutes(); }
     void paddedTextIsReadWithoutItsPadding()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.oa(
             u"create table VO_UserInfor (UserName char(20), Mobile char(20), TureName varchar(20))"_s);
         office.append(
@@ -238,43 +184,10 @@ private slots:
         QCOMPARE(user.text("TureName"_L1), u"张 "_s);
     }
 
-    void identityIsThisRowsWhateverTriggersNumber_data() { addDatabaseRoutes(); }
-    void identityIsThisRowsWhateverTriggersNumber()
-    {
-        Office office(m_servers);
-        TestDatabase &database = office.database;
-        database.loadSchema();
-        database.oa(
-            database.isPostgreSql()
-                ? u"create table Journal (ID integer generated always as identity primary key, T text)"_s
-            : database.isMariaDb()
-                ? u"create table Journal (ID integer auto_increment primary key, T text)"_s
-                : u"create table Journal (ID integer primary key autoincrement, T text)"_s);
-        for (int i = 0; i < 40; ++i)
-            database.oa(u"insert into Journal (T) values ('earlier')"_s);
-        if (database.isPostgreSql())
-            database.oa(u"create function journal() returns trigger language plpgsql as"
-                        " 'begin insert into Journal (T) values (1); return new; end'"_s);
-        for (const QString &when : {u"before"_s, u"after"_s})
-            database.oa(u"create trigger t_%1 %1 insert on SMS_SendList for each row %2"_s.arg(
-                when, database.isPostgreSql() ? u"execute function journal()"_s
-                      : database.isMariaDb()  ? u"insert into Journal (T) values ('x')"_s
-                                              : u"begin insert into Journal (T) values ('x'); end"_s));
-        Recordset list(office.connection);
-        list.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
-        for (int wanted = 1; wanted <= 3; ++wanted) {
-            list.addNew();
-            list.set("FromUser"_L1, u"张三"_s);
-            list.update();
-            QCOMPARE(list.identity().toInt(), wanted);
-        }
-        QCOMPARE(database.rows(u"select count(*) from Journal"_s), QStringList(u"46"_s));
-    }
-
     void textTooLongIsOneRowsFault_data() { addServerRoutes(); }
     void textTooLongIsOneRowsFault()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.oa(
             u"create table SMS_SIMReceive (Remark varchar(90), MsgContent varchar(5), FromMB varchar(20))"_s);
         const auto store = [&](const QString &text) {
@@ -296,62 +209,6 @@ private slots:
         QCOMPARE(office.database.rows(u"select count(*) from SMS_SIMReceive"_s), QStringList(u"3"_s));
     }
 
-    void stepThatFailsCostsOnlyItself_data() { addDatabaseRoutes(); }
-    void stepThatFailsCostsOnlyItself()
-    {
-        Office office(m_servers);
-        Connection &connection = office.connection;
-        office.database.oa(u"create table T (N integer primary key)"_s);
-        const auto insert = [&](int n) { connection.execute(u"insert into T (N) values (?)"_s, {n}); };
-        {
-            Transaction transaction(connection);
-            insert(1);
-            {
-                Savepoint step(connection);
-                insert(2);
-                QCOMPARE(kindOf([&] { insert(1); }), DatabaseFault::Kind::Refused);
-                QCOMPARE(kindOf([&] { step.release(); }), DatabaseFault::Kind::Refused);
-            }
-            {
-                Savepoint outer(connection);
-                insert(3);
-                {
-                    const Savepoint inner(connection);
-                    insert(4);
-                }
-                outer.release();
-            }
-            transaction.commit();
-        }
-        QCOMPARE(office.database.rows(u"select N from T order by N"_s), QStringList({u"1"_s, u"3"_s}));
-        {
-            // A fault outside a step still forbids the commit.
-            Transaction transaction(connection);
-            insert(6);
-            QVERIFY(kindOf([&] { insert(1); }));
-            QCOMPARE(kindOf([&] { transaction.commit(); }), DatabaseFault::Kind::Refused);
-        }
-        insert(5);
-        QCOMPARE(office.database.rows(u"select count(*) from T"_s), QStringList(u"3"_s));
-    }
-
-    void firstOfSeveralRowsIsChanged_data() { addDatabaseRoutes(); }
-    void firstOfSeveralRowsIsChanged()
-    {
-        Office office(m_servers);
-        office.database.loadSchema();
-        for (int i = 0; i < 3; ++i)
-            office.append(u"SMS_IsOrder"_s,
-                          {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}, {"IsOrder"_L1, u"1"_s}});
-        Recordset rows(office.connection);
-        rows.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and type=?"_s, {u"zhang"_s, u"NBYJ"_s});
-        QCOMPARE(rows.recordCount(), 3);
-        rows.set("IsOrder"_L1, u"0"_s);
-        rows.update();
-        QCOMPARE(office.database.rows(u"select IsOrder from SMS_IsOrder order by OAID"_s),
-                 QStringList({u"0"_s, u"1"_s, u"1"_s}));
-    }
-
     void namesAreFoundInTheServersSpelling_data()
     {
         QTest::addColumn<DatabaseRoute>("route");
@@ -371,7 +228,7 @@ private slots:
     {
         QFETCH(QString, table);
         QFETCH(QString, columns);
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         const QChar quote = office.database.isPostgreSql() ? u'"' : u'`';
         QStringList definitions;
         const QStringList names = columns.split(u',');
@@ -399,7 +256,7 @@ private slots:
     void changedTableCostsAtMostOneStatement_data() { addDatabaseRoutes(); }
     void changedTableCostsAtMostOneStatement()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.oa(u"create table T (N integer primary key, Name varchar(5))"_s);
         office.append(u"T"_s, {{"N"_L1, 1}, {"Name"_L1, u"short"_s}});
         const auto read = [&](const QString &columns) {
@@ -426,28 +283,10 @@ private slots:
         QVERIFY(office.connection.isOpen());
     }
 
-    void lockedRowIsWaitedForThenUnavailable_data() { addServerRoutes(); }
-    void lockedRowIsWaitedForThenUnavailable()
-    {
-        Office office(m_servers, u";Command Timeout=1"_s);
-        office.database.oa(u"create table T (N integer primary key)"_s);
-        office.database.oa(u"insert into T (N) values (1)"_s);
-        office.database.oa(u"begin"_s);
-        office.database.oa(u"update T set N=2"_s);
-        QElapsedTimer timer;
-        timer.start();
-        QCOMPARE(kindOf([&] { office.connection.execute(u"update T set N=3"_s); }),
-                 DatabaseFault::Kind::Unavailable);
-        QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
-        QVERIFY(office.connection.isOpen());
-        office.database.oa(u"rollback"_s);
-        QCOMPARE(office.connection.execute(u"update T set N=3"_s), 1);
-    }
-
     void valueTooLargeForTheServerIsRefusedAndTheConnectionStays_data() { addServerRoutes(); }
     void valueTooLargeForTheServerIsRefusedAndTheConnectionStays()
     {
-        Office office(m_servers);
+        RoutedOffice office(m_servers);
         office.database.loadSchema();
         const auto store = [&](qsizetype octets) {
             office.append(u"VO_EmailAttachments"_s, {{"FileContent"_L1, QByteArray(octets, 'x')}});
