@@ -7,12 +7,12 @@
 #include <QSet>
 #include <deque>
 
-/// What the passes before have read, so that a pass need not read every mail above the lowest watermark again.
-/// A pass reads the newest mails, in which nearly all changes happen, and one slice of the older ones, slice
-/// after slice in rounds, which finds the rest. A service is read whole, from its watermark on, when it is new
-/// here, when its watermark has moved back, or when one of its mails has become new: so the alerts of one user
-/// and service, their order and the watermark are always those of a full reading, and only a change in an
-/// older mail may be noticed some passes later.
+/// What the passes before have read, so that a pass need not read every mail above the lowest watermark
+/// again. A pass reads the newest mails, in which nearly all changes happen, and one slice of the older ones,
+/// slice after slice in rounds, which finds the rest. A service is read whole, from its watermark on, when it
+/// is new here, when its watermark has moved back, or when one of its mails has become new: so the alerts of
+/// one user and service, their order and the watermark are always those of a full reading, and only a change
+/// in an older mail may be noticed some passes later.
 class MailHistory
 {
 public:

@@ -39,9 +39,9 @@ public:
         QString mobile;
     };
 
-    /// Reads accounts, subscriptions, watermarks and what history leaves to be read of the mails. A user whose
-    /// data cannot be read is told to the operator and left out. stopRequested ends the reading early. Throws
-    /// DatabaseFault.
+    /// Reads accounts, subscriptions, watermarks and what history leaves to be read of the mails. A user
+    /// whose data cannot be read is told to the operator and left out. stopRequested ends the reading early.
+    /// Throws DatabaseFault.
     NewMail(Connection &connection, FaultLog &faults, MailHistory &history,
             const std::function<bool()> &stopRequested);
 

@@ -13,8 +13,8 @@ constexpr int runs = 3;
 
 } // namespace
 
-/// Prints each figure beside its limit. Exit status 1 when one is missed. With the argument "hard" only what a
-/// pass has to bear.
+/// Prints each figure beside its limit. Exit status 1 when one is missed. With the argument "hard" only what
+/// a pass has to bear.
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);

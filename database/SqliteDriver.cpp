@@ -12,8 +12,8 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Without a write-ahead log a commit keeps all others out, and who waits asks again after 100 ms at the latest.
-/// So commits that follow each other at once rest a little longer now and then.
+/// Without a write-ahead log a commit keeps all others out, and who waits asks again after 100 ms at the
+/// latest. So commits that follow each other at once rest a little longer now and then.
 constexpr qint64 workNanoseconds = 300'000'000;
 constexpr qint64 restNanoseconds = 110'000'000;
 

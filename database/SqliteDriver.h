@@ -6,8 +6,8 @@
 #include <QElapsedTimer>
 
 /// The embedded database. The file must exist (an office's tables are never created here) and keeps its
-/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds, and others are left room: no
-/// reader is kept out for as long as a second, however much is written.
+/// journal mode. Another program's lock is waited for up to busyLimitMilliseconds, and others are left room:
+/// no reader is kept out for as long as a second, however much is written.
 class SqliteDriver final : public QtSqlDriver
 {
 public:

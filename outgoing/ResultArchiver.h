@@ -22,8 +22,8 @@ public:
 
     /// One pass over every queue row whose status is not waiting, in batches; the copies and the deletes of a
     /// batch are one transaction, and where the database refuses one, those of each row. A row that the
-    /// database refuses alone stays and is told once. Throws DatabaseFault when the database is gone or serves
-    /// nobody; what was archived until then stays.
+    /// database refuses alone stays and is told once. Throws DatabaseFault when the database is gone or
+    /// serves nobody; what was archived until then stays.
     void pass();
 
 private:

@@ -23,9 +23,9 @@ public:
 
     /// One pass over every waiting row. A row that can never be expanded is set aside and told once; a row
     /// that the database refuses stays, is told, and the others go on. A row that the OA system withdraws or
-    /// postpones before it is written is left alone, and so is the row in hand at a stop, which
-    /// costs the connection. Throws DatabaseFault when the database is gone or serves nobody; what was expanded
-    /// until then stays.
+    /// postpones before it is written is left alone, and so is the row in hand at a stop, which costs the
+    /// connection. Throws DatabaseFault when the database is gone or serves nobody; what was expanded until
+    /// then stays.
     void pass();
 
 private:
