@@ -60,6 +60,12 @@ public:
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                         const QVariantList &assigned, const QVariantList &compared, int foundRows);
 
+    /// What the server connected needs said its own way; none for an embedded database or a closed connection.
+    [[nodiscard]] const SqlDialect *dialect() const
+    {
+        return m_driver ? m_driver->dialectOfServer() : nullptr;
+    }
+
     /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
     [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
 

@@ -6,6 +6,8 @@
 #include <QVariantList>
 #include <memory>
 
+class SqlDialect;
+
 /// One prepared statement of a driver. Parameters are positional question marks.
 class Statement
 {
@@ -82,4 +84,6 @@ public:
     {
         return {};
     }
+    /// What the database system needs said its own way; none for an embedded one.
+    [[nodiscard]] virtual const SqlDialect *dialectOfServer() const { return nullptr; }
 };

@@ -1,3 +1,4 @@
+#include "database/NamedLock.h"
 #include "database/SqlDialect.h"
 
 using namespace Qt::StringLiterals;
@@ -69,6 +70,26 @@ public:
         return number == 1264 || number == 1265 || number == 1406;
     }
 
+    [[nodiscard]] bool hasNamedLocks() const override { return true; }
+
+    /// The names are the whole server's, so that the database's own stands in them. "for update" reads what is
+    /// committed now; its row stays locked until the end of the statement alone.
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
+                                               const LockedReading *reading) const override
+    {
+        const QString lock = u"get_lock(%1, 0 * coalesce(release_lock(%1), 0))"_s.arg(lockName());
+        const QVariantList keys{QString::fromLatin1(taken), QString::fromLatin1(old)};
+        if (reading == nullptr)
+            return {"select null, "_L1 + lock, keys};
+        return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
+                                                                   reading->condition),
+                keys + reading->values};
+    }
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &held) const override
+    {
+        return {u"select release_lock(%1)"_s.arg(lockName()), {QString::fromLatin1(held)}};
+    }
+
     /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
     [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
 
@@ -118,6 +139,9 @@ public:
                        : Kind::Refused;
         }
     }
+
+private:
+    static QString lockName() { return u"sha1(concat(lower(database()), ?))"_s; }
 };
 
 } // namespace

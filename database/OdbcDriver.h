@@ -39,6 +39,8 @@ public:
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
 
+    [[nodiscard]] const SqlDialect *dialectOfServer() const override { return m_dialect.get(); }
+
     // For its statements.
     [[nodiscard]] const SqlDialect &dialect() const { return *m_dialect; }
     /// Throws DatabaseFault (Lost) when the connection has none to give.

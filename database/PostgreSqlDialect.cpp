@@ -1,3 +1,4 @@
+#include "database/NamedLock.h"
 #include "database/SqlDialect.h"
 
 #include <chrono>
@@ -68,6 +69,27 @@ public:
 
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
+    [[nodiscard]] bool hasNamedLocks() const override { return true; }
+
+    /// Locks of a session stack, so all are let go: a row that changed while it was waited for is looked at twice.
+    /// "for update" reads the row as it is now, not as it was when the statement began, before the lock.
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &, const QByteArray &taken,
+                                               const LockedReading *reading) const override
+    {
+        static const QString lock =
+            u"case when pg_catalog.pg_advisory_unlock_all()::text is null then 0"
+            " when pg_catalog.pg_try_advisory_lock(cast(? as bigint)) then 1 else 0 end"_s;
+        if (reading == nullptr)
+            return {"select null, "_L1 + lock, {lockNumber(taken)}};
+        return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
+                                                                   reading->condition),
+                QVariantList{lockNumber(taken)} + reading->values};
+    }
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &) const override
+    {
+        return {u"select pg_catalog.pg_advisory_unlock_all()::text"_s, {}};
+    }
+
     /// PostgreSQL, appendix A, error codes.
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {
@@ -87,6 +109,12 @@ public:
                 return Kind::Unavailable;
         }
         return state.startsWith("53"_L1) || state.startsWith("58"_L1) ? Kind::Unavailable : Kind::Refused;
+    }
+
+private:
+    static qint64 lockNumber(const QByteArray &digest)
+    {
+        return static_cast<qint64>(digest.first(16).toULongLong(nullptr, 16));
     }
 };
 

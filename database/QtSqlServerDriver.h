@@ -29,6 +29,7 @@ public:
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
     [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override;
+    [[nodiscard]] const SqlDialect *dialectOfServer() const override { return m_dialect.get(); }
     [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
     [[nodiscard]] DatabaseFault fault(const QString &what, const QSqlError &error) const override;
     [[nodiscard]] bool readsRowByRow() const override { return false; }

@@ -4,8 +4,11 @@
 #include "database/DatabaseLimits.h"
 
 #include <QStringList>
+#include <QVariantList>
 #include <functional>
 #include <memory>
+
+struct LockedReading;
 
 /// What a database system calls an error: SQLSTATE, its own number, or both.
 struct SqlErrorCode {
@@ -90,6 +93,23 @@ public:
 
     /// True when the system's ODBC driver is to give and take texts as UTF-8, not as UTF-16.
     [[nodiscard]] virtual bool odbcSpeaksUtf8() const { return false; }
+
+    /// Session locks by name; see NamedLock. Digests are 32 hexadecimal digits.
+    struct BoundStatement {
+        QString sql;
+        QVariantList values;
+    };
+    [[nodiscard]] virtual bool hasNamedLocks() const { return false; }
+    /// The query that lets one lock go, takes another without waiting, and answers with a row of two columns: the
+    /// value read (null without a reading) and 1 when the lock is held. The reading sees what was committed before
+    /// the lock was taken.
+    [[nodiscard]] virtual BoundStatement takeNamedLock(const QByteArray & /*old*/,
+                                                       const QByteArray & /*taken*/,
+                                                       const LockedReading * /*reading*/) const
+    {
+        return {};
+    }
+    [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
 
     [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
 };

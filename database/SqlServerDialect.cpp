@@ -1,3 +1,4 @@
+#include "database/NamedLock.h"
 #include "database/SqlDialect.h"
 
 #include <chrono>
@@ -60,6 +61,33 @@ public:
 
     [[nodiscard]] QString openTransactionsQuery() const override { return u"select @@trancount"_s; }
     [[nodiscard]] QString rowCountQuery() const override { return u"select @@rowcount"_s; }
+    [[nodiscard]] bool hasNamedLocks() const override { return true; }
+
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
+                                               const LockedReading *reading) const override
+    {
+        const QString batch =
+            u"set nocount on; declare @old nvarchar(32), @taken nvarchar(32), @held int;"
+            " select @old=?, @taken=?;"
+            " if applock_mode('public', @old, 'Session')<>'NoLock'"
+            " exec sp_releaseapplock @Resource=@old, @LockOwner='Session';"
+            " exec @held=sp_getapplock @Resource=@taken, @LockMode='Exclusive', @LockOwner='Session',"
+            " @LockTimeout=0; set nocount off;"
+            " select %1, case when @held>=0 then 1 else 0 end%2"_s;
+        const QVariantList keys{QString::fromLatin1(old), QString::fromLatin1(taken)};
+        if (reading == nullptr)
+            return {batch.arg(u"null"_s, QString()), keys};
+        return {
+            batch.arg(reading->expression, u" from %1 where %2"_s.arg(reading->table, reading->condition)),
+            keys + reading->values};
+    }
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &held) const override
+    {
+        return {u"set nocount on; declare @held nvarchar(32); select @held=?;"
+                " if applock_mode('public', @held, 'Session')<>'NoLock'"
+                " exec sp_releaseapplock @Resource=@held, @LockOwner='Session'; set nocount off; select 1"_s,
+                {QString::fromLatin1(held)}};
+    }
 
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "database/Connection.h"
+
+/// One value of one row, read as it stands in the database now. The texts are SQL.
+struct LockedReading {
+    QString expression;
+    QString table;
+    QString condition; ///< meets one row
+    QVariantList values;
+};
+
+/// A lock that sessions of one database give each other by name: a session lock of the database server, which ends
+/// with the session. No table, row or transaction is locked by it, and nobody else sees it.
+///
+/// A session holds one at a time: taking another lets the first go. When the session is lost, so is the lock, as
+/// soon as the server notices the loss; whoever holds it then learns of it by the Lost fault of its next statement,
+/// and another session may by then have taken it.
+class NamedLock
+{
+public:
+    /// True where the database that is connected has session locks: PostgreSQL, MariaDB, MySQL and SQL Server.
+    [[nodiscard]] static bool isSupported(const Connection &connection);
+
+    /// Takes nothing yet.
+    explicit NamedLock(Connection &connection) : m_connection(connection) {}
+    ~NamedLock() { release(); }
+    NamedLock(const NamedLock &) = delete;
+    NamedLock &operator=(const NamedLock &) = delete;
+
+    /// Takes the lock of that name, any text, without waiting; false when another session holds it. A name already
+    /// held counts as free. Throws DatabaseFault, Refused where the database has no such locks.
+    [[nodiscard]] bool tryTake(const QString &name);
+
+    struct Reading {
+        bool isHeld = false;
+        QVariant value;
+    };
+    /// The same in one statement with the reading, which sees everything that was committed before the lock was
+    /// taken. Nothing when there is no such row; whether the lock was taken is then open.
+    [[nodiscard]] std::optional<Reading> tryTakeReading(const QString &name, const LockedReading &reading);
+
+    /// Lets go what is held. On a lost session it does nothing.
+    void release() noexcept;
+
+private:
+    [[nodiscard]] std::optional<Reading> take(const QString &name, const LockedReading *reading);
+
+    Connection &m_connection;
+    QString m_name; // that is held or may be held; "" for none
+};
