@@ -20,6 +20,13 @@ QString remedy(Pop3ConnectOutcome outcome)
         return u"请检查服务器名称与证书是否一致、证书是否受信任；设置 MailTls=verify 时服务器必须支持加密"_s;
     case Pop3ConnectOutcome::LoginRefused:
         return u"请检查登录名和密码，并在邮箱网站上开通 POP3（有的服务商要求使用授权码）"_s;
+    case Pop3ConnectOutcome::CodeWanted:
+        return u"请在邮箱网站上开通 POP3 并取得授权码，用授权码代替密码"_s;
+    case Pop3ConnectOutcome::MailboxInUse:
+        return u"另一个邮件程序正在使用这个邮箱；请稍后再试，或不要让两个程序同时收取"_s;
+    case Pop3ConnectOutcome::TooOften:
+        return u"服务商限制登录次数；请稍后再试，并减少同时收取这个邮箱的程序"_s;
+    case Pop3ConnectOutcome::ServerUnwell:
     case Pop3ConnectOutcome::LineLost:
     case Pop3ConnectOutcome::TimedOut:
         return u"请稍后再试；一直如此请与邮箱服务商联系"_s;
@@ -43,7 +50,8 @@ void checkAccount(const QString &userName, const MailAccount &account, const Pop
     const Pop3ConnectResult result =
         client.Connect(account.EUsername, account.EPassword, account.POPIP, account.PopPort);
     if (!result.connected()) {
-        report.wrong(mailbox + u" 不能收取："_s + result.text, remedy(result.outcome));
+        const QString others = result.otherWaysLeft ? u"（收取时过一分钟还会用其他方式登录）"_s : QString();
+        report.wrong(mailbox + u" 不能收取："_s + result.text + others, remedy(result.outcome));
         return;
     }
     report.well(mailbox + u" 可以登录"_s);

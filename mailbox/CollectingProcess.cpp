@@ -36,6 +36,15 @@ public:
         report(CollectionMessages::AccountBegins{accountKey, mailbox});
         return true;
     }
+    [[nodiscard]] LoginHistory loginHistory(qint64 accountKey) const override
+    {
+        return m_order.logins.value(accountKey);
+    }
+    void noteLogin(qint64 accountKey, const LoginHistory &history) override
+    {
+        m_order.logins.insert(accountKey, history); // a user may be collected twice in a pass
+        report(CollectionMessages::LoginTried{accountKey, history});
+    }
     [[nodiscard]] bool admits(const MailKey &mail) const override
     {
         return !m_order.passedOverMails.contains(mail);

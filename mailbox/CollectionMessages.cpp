@@ -23,10 +23,41 @@ QByteArray line(const QJsonArray &array)
     return QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n';
 }
 
+QJsonArray encoded(const LoginHistory &history)
+{
+    QJsonArray refused;
+    for (const QByteArray &way : history.ways.refused)
+        refused.append(QString::fromLatin1(way));
+    return {QString::fromLatin1(history.account),
+            QString::fromLatin1(history.ways.proven),
+            refused,
+            history.refusals,
+            history.last.toString(Qt::ISODateWithMs),
+            qint64(history.distance.count())};
+}
+
+LoginHistory decodedHistory(const QJsonArray &array)
+{
+    LoginHistory history;
+    history.account = array.at(0).toString().toLatin1();
+    history.ways.proven = array.at(1).toString().toLatin1();
+    const QJsonArray refused = array.at(2).toArray();
+    for (const QJsonValue &way : refused)
+        history.ways.refused += way.toString().toLatin1();
+    history.refusals = array.at(3).toInt();
+    history.last = QDateTime::fromString(array.at(4).toString(), Qt::ISODateWithMs);
+    history.distance = std::chrono::seconds(array.at(5).toInt());
+    return history;
+}
+
 struct Encoder {
     QJsonArray operator()(const AccountBegins &report) const
     {
         return {u"account"_s, keyText(report.accountKey), report.mailbox};
+    }
+    QJsonArray operator()(const LoginTried &report) const
+    {
+        return {u"login"_s, keyText(report.accountKey), encoded(report.history)};
     }
     QJsonArray operator()(const MailBegins &report) const
     {
@@ -49,19 +80,25 @@ QByteArray encode(const Order &order)
     QJsonArray accounts;
     for (const qint64 account : order.passedOverAccounts)
         accounts.append(keyText(account));
-    return line({mails, accounts});
+    QJsonArray logins;
+    for (auto login = order.logins.cbegin(); login != order.logins.cend(); ++login)
+        logins.append(QJsonArray{keyText(login.key()), encoded(login.value())});
+    return line({mails, accounts, logins});
 }
 
 Order decodeOrder(const QByteArray &line)
 {
-    const QJsonArray both = QJsonDocument::fromJson(line).array();
+    const QJsonArray parts = QJsonDocument::fromJson(line).array();
     Order order;
-    const QJsonArray mails = both.at(0).toArray();
+    const QJsonArray mails = parts.at(0).toArray();
     for (const QJsonValue &mail : mails)
         order.passedOverMails.insert({mail[0].toString().toLongLong(), mail[1].toString()});
-    const QJsonArray accounts = both.at(1).toArray();
+    const QJsonArray accounts = parts.at(1).toArray();
     for (const QJsonValue &account : accounts)
         order.passedOverAccounts.insert(account.toString().toLongLong());
+    const QJsonArray logins = parts.at(2).toArray();
+    for (const QJsonValue &login : logins)
+        order.logins.insert(login[0].toString().toLongLong(), decodedHistory(login[1].toArray()));
     return order;
 }
 
@@ -78,6 +115,8 @@ std::optional<Report> decodeReport(const QByteArray &line)
     const QString text = array.at(2).toString();
     if (kind == "account"_L1)
         return AccountBegins{key, text};
+    if (kind == "login"_L1)
+        return LoginTried{key, decodedHistory(array.at(2).toArray())};
     if (kind == "mail"_L1)
         return MailBegins{{key, text}};
     if (kind == "end"_L1)

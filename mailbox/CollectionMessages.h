@@ -12,10 +12,11 @@
 namespace CollectionMessages
 {
 
-/// To the process, once, at its start: what ended an earlier one.
+/// To the process, once, at its start: what earlier ones found.
 struct Order {
     QSet<MailKey> passedOverMails;
     QSet<qint64> passedOverAccounts;
+    QHash<qint64, LoginHistory> logins; ///< by account
 };
 [[nodiscard]] QByteArray encode(const Order &order);
 [[nodiscard]] Order decodeOrder(const QByteArray &line);
@@ -24,6 +25,10 @@ struct Order {
 struct AccountBegins {
     qint64 accountKey = 0;
     QString mailbox; ///< for people
+};
+struct LoginTried {
+    qint64 accountKey = 0;
+    LoginHistory history;
 };
 struct MailBegins {
     MailKey mail;
@@ -35,7 +40,7 @@ struct PassFailed {
     bool databaseGone = false; ///< else it concerns the collection alone
     QString cause;
 };
-using Report = std::variant<AccountBegins, MailBegins, MailEnds, PassFailed>;
+using Report = std::variant<AccountBegins, LoginTried, MailBegins, MailEnds, PassFailed>;
 [[nodiscard]] QByteArray encode(const Report &report);
 /// Nothing for a line that is none of them.
 [[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "mailbox/LoginHistory.h"
+
 #include <QHash>
 #include <QString>
 
@@ -31,6 +33,9 @@ public:
     {
         return true;
     }
+    /// What earlier passes learnt about logging in to the account, and what this one did.
+    [[nodiscard]] virtual LoginHistory loginHistory(qint64 /*accountKey*/) const { return {}; }
+    virtual void noteLogin(qint64 /*accountKey*/, const LoginHistory & /*history*/) {}
     /// Is this mail to be collected? When not, it stays on the server.
     [[nodiscard]] virtual bool admits(const MailKey & /*mail*/) const { return true; }
     /// The mail was retrieved and is read and stored from here to endMail().

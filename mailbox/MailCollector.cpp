@@ -68,7 +68,7 @@ void MailCollector::start()
     m_mail.reset();
     m_failure.reset();
     m_process.start();
-    m_process.write(CollectionMessages::encode(m_passedOver));
+    m_process.write(CollectionMessages::encode(m_order));
     m_process.closeWriteChannel();
     m_untilLong.start(unnoticed);
     m_untilHanging.start(hanging);
@@ -107,6 +107,8 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
     using namespace CollectionMessages;
     if (const auto *account = std::get_if<AccountBegins>(&report))
         m_account = *account;
+    else if (const auto *login = std::get_if<LoginTried>(&report))
+        m_order.logins.insert(login->accountKey, login->history);
     else if (const auto *mail = std::get_if<MailBegins>(&report))
         m_mail = mail->mail;
     else if (std::holds_alternative<MailEnds>(report))
@@ -132,7 +134,7 @@ void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
 void MailCollector::notePoison(const QString &cause)
 {
     if (m_mail) {
-        m_passedOver.passedOverMails.insert(*m_mail);
+        m_order.passedOverMails.insert(*m_mail);
         m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），已留在服务器上，本次运行不再收取"_s.arg(
             m_account.mailbox, m_mail->uid, cause));
         return;
@@ -140,7 +142,7 @@ void MailCollector::notePoison(const QString &cause)
     m_faults.struck(processTask(), u"进程意外中止（%1）"_s.arg(cause));
     if (!m_account.mailbox.isEmpty() &&
         ++m_deathsOutsideMails[m_account.accountKey] == deathsBeforeAnAccountRests) {
-        m_passedOver.passedOverAccounts.insert(m_account.accountKey);
+        m_order.passedOverAccounts.insert(m_account.accountKey);
         m_console.addLogLine(u"%1 两次使收取进程中止，本次运行不再收取"_s.arg(m_account.mailbox));
     }
 }

@@ -6,8 +6,9 @@
 #include <QProcess>
 #include <QTimer>
 
-/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or end the
-/// service. Remembers for the run which mails ended such a process, and has them left on their servers.
+/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or
+/// end the service. Remembers for the run which mails ended such a process, and has them left on their
+/// servers; and how the logins went.
 class MailCollector final : public QObject
 {
     Q_OBJECT
@@ -52,6 +53,6 @@ private:
     std::optional<MailKey> m_mail;
     std::optional<CollectionMessages::PassFailed> m_failure;
 
-    CollectionMessages::Order m_passedOver;
+    CollectionMessages::Order m_order;       // grows from pass to pass
     QHash<qint64, int> m_deathsOutsideMails; // by account
 };

@@ -99,8 +99,17 @@ private:
     {
         if (m_collection.silentServers.contains(server()))
             return false;
-        const Pop3ConnectResult result =
-            m_client->Connect(m_account.EUsername, m_account.EPassword, m_account.POPIP, m_account.PopPort);
+        const QDateTime now = QDateTime::currentDateTime();
+        const LoginHistory history =
+            validHistory(m_collection.watch.loginHistory(*m_account.OAID), m_account);
+        if (!mayLogIn(history, now)) {
+            note(u"上次登录之后时间太短，稍后再试"_s);
+            return false;
+        }
+        const Pop3ConnectResult result = m_client->Connect(m_account.EUsername, m_account.EPassword,
+                                                           m_account.POPIP, m_account.PopPort, history.ways);
+        m_collection.watch.noteLogin(*m_account.OAID,
+                                     afterLogin(history, result, QDateTime::currentDateTime()));
         if (result.connected())
             return true;
         if (result.outcome == Pop3ConnectOutcome::HostUnreachable ||

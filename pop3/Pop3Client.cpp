@@ -18,7 +18,7 @@ Pop3Client::Pop3Client(Pop3Options options) : m_options(std::move(options)) {}
 Pop3Client::~Pop3Client() = default;
 
 Pop3ConnectResult Pop3Client::Connect(const QString &login, const QString &password, const QString &server,
-                                      int port)
+                                      int port, const Pop3LoginWays &ways)
 {
     m_dialogue.reset();
     m_unread.clear();
@@ -32,7 +32,7 @@ Pop3ConnectResult Pop3Client::Connect(const QString &login, const QString &passw
         return {Pop3ConnectOutcome::InvalidAccount, *objection};
     const auto &account = std::get<Pop3Account>(checked);
     m_observer = std::make_unique<Pop3Observer>(m_options.trace, account.password);
-    return Pop3Connector(account, m_options, *m_observer).connect(m_dialogue);
+    return Pop3Connector(account, ways, m_options, *m_observer).connect(m_dialogue);
 }
 
 bool Pop3Client::isConnected() const

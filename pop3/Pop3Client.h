@@ -3,6 +3,7 @@
 #include "mime/MimeMessage.h"
 #include "pop3/Pop3ConnectResult.h"
 #include "pop3/Pop3Fault.h"
+#include "pop3/Pop3LoginWays.h"
 #include "pop3/Pop3Options.h"
 #include <QList>
 #include <QQueue>
@@ -35,9 +36,10 @@ public:
     Pop3Client &operator=(const Pop3Client &) = delete;
 
     /// Opens the mailbox: connection, TLS as Pop3Options::tls says, login. A session that was open is dropped
-    /// without QUIT first. Never throws on what the network or the values do.
+    /// without QUIT first. One login is tried; ways: what earlier sessions learnt about it. Never throws on
+    /// what the network or the values do.
     [[nodiscard]] Pop3ConnectResult Connect(const QString &login, const QString &password,
-                                            const QString &server, int port);
+                                            const QString &server, int port, const Pop3LoginWays &ways = {});
     [[nodiscard]] bool isConnected() const;
 
     /// Number of messages, numbered from 1: what STAT says, else the highest number that UIDL lists; at most

@@ -1,6 +1,9 @@
 #include "pop3/Pop3Connector.h"
 
+#include "pop3/LoginRefusal.h"
+
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <utility>
 
@@ -8,6 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
 constexpr auto userPass = "USER";
 constexpr auto apop = "APOP";
 
@@ -22,7 +26,7 @@ void initialiseCurl()
 #endif
         return true;
     }();
-    (void)done;
+    static_cast<void>(done);
 }
 
 QByteArray trustedCertificates(const Pop3Options &options)
@@ -32,60 +36,91 @@ QByteArray trustedCertificates(const Pop3Options &options)
                                                  : options.trustedCertificates.toUtf8();
 }
 
-/// The credentials were right or do not matter (RFC 2449, 8; RFC 3206, 4): another way cannot help.
-bool otherWaysAreFutile(const QByteArray &reply)
+// The mechanisms that need nothing but a login and a password, those that hide the password first.
+constexpr std::array mechanisms{"DIGEST-MD5", "CRAM-MD5", "NTLM", "PLAIN", "LOGIN"};
+
+QByteArray curlOptionFor(const QByteArray &way)
 {
-    const QByteArray upper = reply.toUpper();
-    return upper.contains("[IN-USE]") || upper.contains("[LOGIN-DELAY]") || upper.contains("[SYS/");
+    return way == apop ? "AUTH=+APOP"_ba : "AUTH=" + way;
 }
+
+/// Leaves the choice to curl, but for what was refused.
+QByteArray curlOptionWithout(const QByteArrayList &refused)
+{
+    if (refused.isEmpty())
+        return {};
+    QByteArrayList allowed;
+    for (const char *mechanism : mechanisms) {
+        if (!refused.contains(mechanism))
+            allowed += curlOptionFor(mechanism);
+    }
+    return allowed.isEmpty() ? curlOptionFor(apop) : allowed.join(';');
+}
+
+bool isRefusal(Pop3ConnectOutcome outcome)
+{
+    return outcome == Pop3ConnectOutcome::LoginRefused || outcome == Pop3ConnectOutcome::CodeWanted;
+}
+
 } // namespace
 
-Pop3Connector::Pop3Connector(const Pop3Account &account, const Pop3Options &options, Pop3Observer &observer)
-    : m_account(account), m_options(options), m_observer(observer)
+Pop3Connector::Pop3Connector(const Pop3Account &account, const Pop3LoginWays &ways,
+                             const Pop3Options &options, Pop3Observer &observer)
+    : m_account(account), m_ways(ways), m_options(options), m_observer(observer)
 {
     initialiseCurl();
 }
 
 Pop3ConnectResult Pop3Connector::connect(std::unique_ptr<Pop3Dialogue> &dialogue)
 {
-    QByteArrayList tried;
-    QByteArray loginOptions;
+    Pop3ConnectResult result = logIn(dialogue);
+    result.loginDelay = m_observer.capabilities().loginDelay;
+    return result;
+}
+
+Pop3ConnectResult Pop3Connector::logIn(std::unique_ptr<Pop3Dialogue> &dialogue)
+{
+    QByteArrayList tried = m_ways.refused;
+    if (m_ways.proven == userPass)
+        return attemptUserPass(tried, dialogue);
+    QByteArray loginOptions =
+        m_ways.proven.isEmpty() ? curlOptionWithout(m_ways.refused) : curlOptionFor(m_ways.proven);
     for (;;) {
         CurlHandle handle;
         Pop3ConnectResult result = attempt(loginOptions, true, handle);
+        result.way = m_observer.loginWay();
         if (result.connected()) {
             dialogue = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
             return result;
         }
-        const bool lostDuringLogin =
-            result.outcome == Pop3ConnectOutcome::LineLost && !m_observer.loginWay().isEmpty();
-        if (result.outcome != Pop3ConnectOutcome::LoginRefused && !lostDuringLogin)
+        const bool lostDuringLogin = result.outcome == Pop3ConnectOutcome::LineLost && !result.way.isEmpty();
+        if (!isRefusal(result.outcome) && !lostDuringLogin)
             return result;
-        tried << m_observer.loginWay() << loginOptions.mid(loginOptions.lastIndexOf('=') + 1);
-        if (otherWaysAreFutile(m_observer.lastReply()))
-            return result;
+        const QByteArray &reply = m_observer.lastReply();
+        tried << result.way << loginOptions.mid(loginOptions.lastIndexOf('=') + 1);
+        if (loginOptions == curlOptionFor(apop))
+            tried << apop;
         const QByteArrayList left = waysLeft(tried);
-        if (left.isEmpty())
+        result.otherWaysLeft = !left.isEmpty();
+        const bool wasTried = !result.way.isEmpty() && !isUnknownWay(reply, m_observer.presentable(reply));
+        if (left.isEmpty() || wasTried)
             return result;
         if (left.first() == userPass)
-            return attemptUserPass(dialogue);
-        loginOptions = left.first() == apop ? "AUTH=+APOP"_ba : "AUTH=" + left.first();
-        if (left.first() == apop)
-            tried << apop;
+            return attemptUserPass(tried, dialogue);
+        loginOptions = curlOptionFor(left.first());
     }
 }
 
 QByteArrayList Pop3Connector::waysLeft(const QByteArrayList &tried) const
 {
-    // The mechanisms that need nothing but a login and a password, those that hide the password first.
     QByteArrayList ways;
-    for (const char *mechanism : {"DIGEST-MD5", "CRAM-MD5", "NTLM", "PLAIN", "LOGIN"}) {
+    for (const char *mechanism : mechanisms) {
         if (m_observer.capabilities().saslMechanisms.contains(mechanism))
-            ways << mechanism;
+            ways += mechanism;
     }
     if (m_observer.offersApop())
-        ways << apop;
-    ways << userPass;
+        ways += apop;
+    ways += userPass;
     ways.removeIf([&](const QByteArray &way) { return tried.contains(way); });
     return ways;
 }
@@ -154,12 +189,14 @@ Pop3ConnectResult Pop3Connector::attempt(const QByteArray &loginOptions, bool wi
     return explain(code, socketConnected > 0 || connectSeconds > 0);
 }
 
-Pop3ConnectResult Pop3Connector::attemptUserPass(std::unique_ptr<Pop3Dialogue> &dialogue)
+Pop3ConnectResult Pop3Connector::attemptUserPass(const QByteArrayList &tried,
+                                                 std::unique_ptr<Pop3Dialogue> &dialogue)
 {
     CurlHandle handle;
     Pop3ConnectResult result = attempt({}, false, handle);
     if (!result.connected())
         return result;
+    result.way = userPass;
     auto line = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
     line->limitSilence(m_options.limits.login);
     try {
@@ -169,9 +206,13 @@ Pop3ConnectResult Pop3Connector::attemptUserPass(std::unique_ptr<Pop3Dialogue> &
             line->send("PASS " + m_account.password);
             reply = line->readReply();
         }
-        if (!reply.ok)
-            return {Pop3ConnectOutcome::LoginRefused,
-                    u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, m_observer.presentable(reply.text))};
+        if (!reply.ok) {
+            result.outcome = loginRefusal(reply.text, m_observer.presentable(reply.text));
+            result.text = refusalText(reply.text);
+            result.otherWaysLeft =
+                isRefusal(result.outcome) && !waysLeft(tried + QByteArrayList{userPass}).isEmpty();
+            return result;
+        }
     } catch (const Pop3Fault &fault) {
         switch (fault.kind()) {
         case Pop3Fault::Kind::TimedOut:
@@ -181,12 +222,17 @@ Pop3ConnectResult Pop3Connector::attemptUserPass(std::unique_ptr<Pop3Dialogue> &
         case Pop3Fault::Kind::NotConnected:
         case Pop3Fault::Kind::LineLost:
         case Pop3Fault::Kind::OutOfStep:
-            return {Pop3ConnectOutcome::LineLost, fault.message()};
+            return {Pop3ConnectOutcome::LineLost, fault.message(), userPass};
         }
     }
     line->limitSilence(m_options.limits.stall);
     dialogue = std::move(line);
-    return {};
+    return result;
+}
+
+QString Pop3Connector::refusalText(const QByteArray &reply) const
+{
+    return u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, m_observer.presentable(reply));
 }
 
 Pop3ConnectResult Pop3Connector::explain(CURLcode code, bool connectedToHost) const
@@ -204,7 +250,7 @@ Pop3ConnectResult Pop3Connector::explain(CURLcode code, bool connectedToHost) co
         return {HostUnreachable, u"邮件服务器的应答不是POP3：%1 %2"_s.arg(m_account.server, reply)};
     switch (code) {
     case CURLE_LOGIN_DENIED:
-        return {LoginRefused, u"邮箱登录被拒绝：%1 %2"_s.arg(m_account.server, reply)};
+        return {loginRefusal(m_observer.lastReply(), reply), refusalText(m_observer.lastReply())};
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
         return {HostUnreachable, u"无法连接邮件服务器：%1"_s.arg(cause)};

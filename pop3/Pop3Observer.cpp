@@ -1,11 +1,16 @@
 #include "pop3/Pop3Observer.h"
 
 #include "mime/CharsetDecoder.h"
+
+#include <algorithm>
 #include <utility>
 
 namespace
 {
+
 constexpr int longestShownLine = 500; // octets; more is no help to a reader
+/// No server means more; one that says more is not to keep its mails for ever.
+constexpr std::chrono::seconds longestLoginDelay = std::chrono::hours(24);
 
 QByteArrayView withoutLineEnd(QByteArrayView line)
 {
@@ -21,6 +26,7 @@ QByteArrayView firstWord(QByteArrayView line)
         ++length;
     return line.first(length);
 }
+
 } // namespace
 
 Pop3Observer::Pop3Observer(Pop3Trace trace, QByteArray password)
@@ -96,6 +102,9 @@ void Pop3Observer::readCapability(QByteArrayView line)
         m_capabilities.pipelining = true;
     else if (words.first() == "SASL")
         m_capabilities.saslMechanisms = words.mid(1);
+    else if (words.first() == "LOGIN-DELAY")
+        m_capabilities.loginDelay =
+            std::min(std::chrono::seconds(words.value(1).toUInt()), longestLoginDelay);
 }
 
 void Pop3Observer::summarise(const QString &text) const

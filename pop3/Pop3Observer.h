@@ -1,12 +1,16 @@
 #pragma once
 
 #include "pop3/Pop3Options.h"
+
 #include <QByteArrayList>
+
+#include <chrono>
 
 /// What the server offers (RFC 2449, 5).
 struct Pop3Capabilities {
     bool pipelining = false;
-    QByteArrayList saslMechanisms; ///< upper case, as the server orders them
+    QByteArrayList saslMechanisms;      ///< upper case, as the server orders them
+    std::chrono::seconds loginDelay{0}; ///< LOGIN-DELAY
 };
 
 /// Watches the lines of a session: hands them to the trace with every secret masked, and remembers what the

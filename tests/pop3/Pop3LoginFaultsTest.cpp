@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+Q_DECLARE_METATYPE(Pop3LoginWays)
+
 using namespace Qt::StringLiterals;
 using enum Pop3ConnectOutcome;
 
@@ -78,47 +80,70 @@ private slots:
     {
         QTest::addColumn<Script>("script");
         QTest::addColumn<Pop3ConnectOutcome>("outcome");
+        QTest::addColumn<Pop3LoginWays>("known");
         QTest::addColumn<QByteArrayList>("ways"); // in the order in which they were tried
 
         const auto row = [](const char *name, const QByteArray &sasl, QSet<QByteArray> refused,
-                            Pop3ConnectOutcome outcome, const QByteArrayList &ways,
-                            const std::function<void(Script &)> &change = {}) {
+                            Pop3ConnectOutcome outcome, const Pop3LoginWays &known,
+                            const QByteArrayList &ways, const std::function<void(Script &)> &change = {}) {
             Script script;
+            script.capabilities << "LOGIN-DELAY 300 USER";
             if (!sasl.isEmpty())
                 script.capabilities << "SASL " + sasl;
             script.refusedWays = std::move(refused);
             if (change)
                 change(script);
-            QTest::newRow(name) << script << outcome << ways;
+            QTest::newRow(name) << script << outcome << known << ways;
         };
-        const auto hangUp = [](Script &script) { script.hangUpAfterRefusedLogin = true; };
         const auto stamped = [](Script &script) { script.greeting = "+OK <1.2@host>"; };
         const auto noCapa = [](Script &script) { script.knowsCapa = false; };
-        row("no-sasl", "", {}, Connected, {"USER"});
-        row("first-is-taken", "PLAIN LOGIN", {}, Connected, {"PLAIN"});
-        row("second-is-taken", "PLAIN LOGIN", {"PLAIN"}, Connected, {"PLAIN", "LOGIN"});
-        row("user-is-last", "PLAIN LOGIN CRAM-MD5", {"PLAIN", "LOGIN", "CRAM-MD5"}, Connected,
-            {"CRAM-MD5", "PLAIN", "LOGIN", "USER"});
-        row("hangs-up-after-refusal", "PLAIN LOGIN", {"PLAIN", "LOGIN"}, Connected,
-            {"PLAIN", "LOGIN", "USER"}, hangUp);
-        row("apop-before-user", "", {"APOP"}, Connected, {"APOP", "USER"}, stamped);
-        row("apop-after-sasl", "PLAIN", {"PLAIN"}, Connected, {"PLAIN", "APOP"}, stamped);
-        row("no-capa", "", {}, Connected, {"USER"}, noCapa);
-        row("unknown-mechanisms-only", "KERBEROS_V4 X-OWN", {}, Connected, {"USER"});
-        row("capa-without-user", "", {}, Connected, {"USER"},
-            [](Script &script) { script.capabilities = {"TOP"}; });
-        row("all-refused", "PLAIN", {"PLAIN", "USER"}, LoginRefused, {"PLAIN", "USER"});
-        row("all-refused-no-capa", "", {"USER"}, LoginRefused, {"USER"}, noCapa);
-        row("mailbox-in-use", "PLAIN LOGIN", {"PLAIN"}, LoginRefused, {"PLAIN"},
-            [](Script &script) { script.refusal = "-ERR [IN-USE] somebody reads it"; });
+        const auto refusing = [](const char *words) {
+            return [words](Script &script) { script.refusal = words; };
+        };
+        const char *unknown = "-ERR mechanism not supported";
+        row("no-sasl", "", {}, Connected, {}, {"USER"});
+        row("first-is-taken", "PLAIN LOGIN", {}, Connected, {}, {"PLAIN"});
+        row("one-refusal-at-a-time", "PLAIN LOGIN", {"PLAIN"}, LoginRefused, {}, {"PLAIN"});
+        row("unknown-way-is-no-refusal", "PLAIN LOGIN CRAM-MD5", {"PLAIN", "LOGIN", "CRAM-MD5"}, Connected,
+            {}, {"CRAM-MD5", "PLAIN", "LOGIN", "USER"}, refusing(unknown));
+        row("auth-code-is-a-refusal", "PLAIN LOGIN", {"PLAIN"}, LoginRefused, {}, {"PLAIN"},
+            refusing("-ERR [AUTH] not supported"));
+        row("refused-before", "PLAIN LOGIN", {}, Connected, {{}, {"PLAIN"}}, {"LOGIN"});
+        row("all-sasl-refused-before", "PLAIN", {}, Connected, {{}, {"PLAIN"}}, {"USER"});
+        row("all-refused-before-but-apop", "PLAIN", {}, Connected, {{}, {"PLAIN"}}, {"APOP"}, stamped);
+        row("proven-first", "PLAIN LOGIN", {}, Connected, {"LOGIN", {}}, {"LOGIN"});
+        row("proven-user", "PLAIN", {}, Connected, {"USER", {}}, {"USER"});
+        row("proven-apop", "PLAIN", {}, Connected, {"APOP", {}}, {"APOP"}, stamped);
+        row("proven-is-gone", "PLAIN", {}, Connected, {"CRAM-MD5", {}}, {"PLAIN"});
+        row("hangs-up-after-unknown-way", "PLAIN LOGIN", {"PLAIN", "LOGIN"}, Connected, {},
+            {"PLAIN", "LOGIN", "USER"}, [unknown](Script &script) {
+                script.hangUpAfterRefusedLogin = true;
+                script.refusal = unknown;
+            });
+        row("apop-before-user", "", {"APOP"}, LoginRefused, {}, {"APOP"}, stamped);
+        row("no-capa", "", {}, Connected, {}, {"USER"}, noCapa);
+        row("unknown-mechanisms-only", "KERBEROS_V4 X-OWN", {}, Connected, {}, {"USER"});
+        row("capa-without-user", "", {}, Connected, {}, {"USER"}, [](Script &script) {
+            script.capabilities = {"TOP", "LOGIN-DELAY 300"};
+        });
+        row("refused-no-capa", "", {"USER"}, LoginRefused, {}, {"USER"}, noCapa);
+        row("mailbox-in-use", "PLAIN LOGIN", {"PLAIN"}, MailboxInUse, {}, {"PLAIN"},
+            refusing("-ERR [IN-USE] somebody reads it"));
+        row("too-often", "", {"USER"}, TooOften, {}, {"USER"}, refusing("-ERR [login-delay] wait"));
+        row("server-unwell", "", {"USER"}, ServerUnwell, {}, {"USER"}, refusing("-ERR [SYS/TEMP] later"));
+        row("code-wanted", "PLAIN", {"PLAIN"}, CodeWanted, {}, {"PLAIN"},
+            refusing(
+                "-ERR \xC7\xEB\xCA\xB9\xD3\xC3\xCA\xDA\xC8\xA8\xC2\xEB\xB5\xC7\xC2\xBC")); // 请使用授权码登录
     }
     void waysOfLoggingIn()
     {
         QFETCH(Script, script);
+        QFETCH(Pop3LoginWays, known);
         QFETCH(QByteArrayList, ways);
         const ScriptedPop3Server server(script);
         Pop3Client client;
-        const Pop3ConnectResult result = connectTo(client, server);
+        const Pop3ConnectResult result =
+            client.Connect(theLogin, thePassword, u"127.0.0.1"_s, server.port(), known);
         QTEST(result.outcome, "outcome");
         QByteArrayList tried;
         for (const QByteArray &line : server.received()) {
@@ -129,6 +154,8 @@ private slots:
                 tried << words.first();
         }
         QCOMPARE(tried, ways);
+        QCOMPARE(result.way, ways.constLast());
+        QCOMPARE(result.loginDelay, std::chrono::seconds(script.knowsCapa ? 300 : 0));
         if (result.connected()) {
             QCOMPARE(client.Count(), 0);
             QVERIFY(client.Disconnect());

@@ -1,0 +1,91 @@
+#include "mailbox/LoginHistory.h"
+
+#include <QCryptographicHash>
+
+using namespace std::chrono_literals;
+using std::chrono::seconds;
+
+namespace
+{
+
+constexpr seconds shortestDistance = 1min;
+constexpr seconds longestDistance = 1h;
+
+seconds distanceAfter(int refusals)
+{
+    constexpr int mostDoublings = 6;
+    return std::min(shortestDistance * (1 << std::clamp(refusals - 1, 0, mostDoublings)), longestDistance);
+}
+
+QByteArray digest(const MailAccount &account)
+{
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    for (const QString &value :
+         {account.POPIP, QString::number(account.PopPort), account.EUsername, account.EPassword})
+        hash.addData(value.toUtf8() + '\0');
+    return hash.result().toHex();
+}
+
+} // namespace
+
+LoginHistory validHistory(const LoginHistory &history, const MailAccount &account)
+{
+    const QByteArray current = digest(account);
+    if (history.account == current)
+        return history;
+    LoginHistory fresh;
+    fresh.account = current;
+    return fresh;
+}
+
+bool mayLogIn(const LoginHistory &history, const QDateTime &now)
+{
+    return !history.last.isValid() || now < history.last ||
+           history.last.addSecs(history.distance.count()) <= now;
+}
+
+LoginHistory afterLogin(LoginHistory history, const Pop3ConnectResult &result, const QDateTime &now)
+{
+    using enum Pop3ConnectOutcome;
+    const auto waits = [&](seconds distance) {
+        history.last = now;
+        history.distance = std::max(distance, result.loginDelay);
+    };
+    const auto wasRefused = [&] {
+        history.ways.proven.clear();
+        if (result.otherWaysLeft)
+            history.ways.refused += result.way;
+        else
+            history.ways.refused.clear(); // begins anew with the first
+        waits(distanceAfter(++history.refusals));
+    };
+    switch (result.outcome) {
+    case Connected:
+        history.ways = {result.way, {}};
+        history.refusals = 0;
+        waits(0s);
+        break;
+    case LoginRefused:
+    case CodeWanted:
+        wasRefused();
+        break;
+    case LineLost: // some servers hang up on who may not come in
+        if (!result.way.isEmpty())
+            wasRefused();
+        break;
+    case TooOften:
+        waits(distanceAfter(++history.refusals));
+        break;
+    case MailboxInUse:
+    case ServerUnwell:
+        waits(shortestDistance);
+        break;
+    case InvalidAccount:
+    case HostUnreachable:
+    case TlsRefused:
+    case TimedOut:
+    case Stopped:
+        break;
+    }
+    return history;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "pop3/Pop3ConnectResult.h"
+
+/// What the -ERR to a login means, by its response code (RFC 2449, 8; RFC 3206) or else by its words.
+/// reply: the status line; words: the same as text.
+[[nodiscard]] Pop3ConnectOutcome loginRefusal(const QByteArray &reply, const QString &words);
+
+/// Only the way was refused, not who came by it: nobody counts that as a failed login.
+[[nodiscard]] bool isUnknownWay(const QByteArray &reply, const QString &words);

@@ -1,0 +1,72 @@
+#include "mailbox/CollectionMessages.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using enum Pop3ConnectOutcome;
+
+/// When an account is logged in to again, and how.
+class LoginHistoryTest : public QObject
+{
+    Q_OBJECT
+
+    const MailAccount m_account{1, u"pop.x"_s, 110, u"ann"_s, u"secret"_s, true};
+
+private slots:
+    void distances_data()
+    {
+        QTest::addColumn<QList<Pop3ConnectResult>>("results"); // each as soon as allowed
+        QTest::addColumn<qint64>("seconds");                   // until the next
+        QTest::addColumn<QByteArray>("proven");
+        QTest::addColumn<QByteArrayList>("refused");
+        const Pop3ConnectResult well{Connected, {}, "PLAIN"};
+        const Pop3ConnectResult wrong{LoginRefused, {}, "PLAIN", true};
+        const Pop3ConnectResult wrongByLast{CodeWanted, {}, "USER"};
+        const auto row = [](const char *name, const QList<Pop3ConnectResult> &results, qint64 seconds,
+                            const QByteArray &proven = {}, const QByteArrayList &refused = {}) {
+            QTest::newRow(name) << results << seconds << proven << refused;
+        };
+        row("connected", {well}, 0, "PLAIN");
+        row("connected with a delay", {{Connected, {}, "USER", false, 900s}}, 900, "USER");
+        row("refused", {wrong}, 60, {}, {"PLAIN"});
+        row("proven, then refused", {well, wrong}, 60, {}, {"PLAIN"});
+        row("all refused: begins anew", {wrong, wrongByLast}, 120);
+        row("an hour at most", QList<Pop3ConnectResult>(70, wrongByLast), 3600);
+        row("reset by a login", {wrongByLast, wrongByLast, well, wrongByLast}, 60);
+        row("hung up on the login", {{LineLost, {}, "PLAIN", true}}, 60, {}, {"PLAIN"});
+        row("hung up before it", {{LineLost, {}, {}}}, 0);
+        row("unreachable", {well, {HostUnreachable, {}}}, 0, "PLAIN");
+        row("in use", {well, {MailboxInUse, {}, "PLAIN"}}, 60, "PLAIN");
+        row("too often, twice", {well, {TooOften, {}, "PLAIN"}, {TooOften, {}, "PLAIN"}}, 120, "PLAIN");
+        row("too often, told", {{TooOften, {}, "PLAIN", false, 600s}}, 600);
+    }
+    void distances()
+    {
+        QFETCH(QList<Pop3ConnectResult>, results);
+        QFETCH(qint64, seconds);
+        QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
+        CollectionMessages::Order order;
+        for (const Pop3ConnectResult &result : qAsConst(results)) {
+            const LoginHistory history = validHistory(order.logins.value(1), m_account);
+            now = now.addSecs(history.distance.count());
+            QVERIFY(mayLogIn(history, now));
+            order.logins.insert(1, afterLogin(history, result, now));
+            order = CollectionMessages::decodeOrder(CollectionMessages::encode(order)); // to the next pass
+        }
+        const LoginHistory history = validHistory(order.logins.value(1), m_account);
+        QVERIFY(mayLogIn(history, now.addSecs(seconds)));
+        QCOMPARE(mayLogIn(history, now.addSecs(seconds).addMSecs(-1)), seconds == 0);
+        QVERIFY2(mayLogIn(history, now.addDays(-1)), "the clock was set back");
+        QTEST(history.ways.proven, "proven");
+        QTEST(history.ways.refused, "refused");
+
+        MailAccount changed = m_account;
+        changed.EPassword = u"another"_s;
+        QVERIFY(mayLogIn(validHistory(history, changed), now));
+        QVERIFY(validHistory(history, changed).ways.proven.isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(LoginHistoryTest)
+#include "LoginHistoryTest.moc"
