@@ -54,6 +54,8 @@ void NewMailAlerts::alert(const NewMail &newMail, const QString &mobile, const Q
     sysSendSMS(connection, mobile, texts);
     Watermarks::store(connection, userName, kind, watermark);
     transaction.commit();
+    for (qsizetype told = 0; told < texts.size(); ++told)
+        m_console.count(OperatorConsole::Event::Alerted);
     // Another account under this user name finds nothing left to do.
     service.storedWatermark = watermark;
     service.watermark = watermark;

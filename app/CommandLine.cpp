@@ -42,6 +42,9 @@ void describe(QCommandLineParser &parser)
          u"Try the database, the modem and the mail accounts, say what is wrong and what to do, change "
          "nothing, and exit: 0 all well, 1 not."_s},
         {u"log-file"_s, u"Append every log line to this file."_s, u"FILE"_s},
+        {u"metrics"_s,
+         u"Keep the figures for a monitoring system in this file (Prometheus text format), after each pass."_s,
+         u"FILE"_s},
         {u"trace"_s, u"Show the modem's traffic on standard error."_s},
         {u"screenshot"_s, u"Save a picture (PNG) of the main window at the end."_s, u"FILE"_s},
     });
@@ -70,6 +73,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &argumen
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.settingsFile = parser.value(u"settings"_s);
     line.logFile = parser.value(u"log-file"_s);
+    line.metricsFile = parser.value(u"metrics"_s);
     line.screenshotFile = parser.value(u"screenshot"_s);
     const QStringList assignments = parser.values(u"set"_s);
     for (const QString &assignment : assignments) {

@@ -15,6 +15,7 @@ struct CommandLine {
     bool collectMail = false; // the collecting process of a server
     QString settingsFile;
     QString logFile;
+    QString metricsFile;
     QString screenshotFile;
     struct Assignment {
         QString name;

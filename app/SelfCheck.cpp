@@ -2,6 +2,7 @@
 
 #include "app/OfficeTables.h"
 #include "console/service/ServiceStart.h"
+#include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
@@ -113,6 +114,24 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
         report.wrong(u"GSM Modem COM 端口“%1”不是端口号"_s.arg(port), askForSettings());
 }
 
+/// Codes are obeyed for senders that the table names letter for letter; networks deliver +86138...
+void checkNumberForm(const ServerParts &parts, CheckReport &report)
+{
+    if (!parts.registry.read(Settings::localPath("SenderCountryCode"_L1)).trimmed().isEmpty())
+        return;
+    Connection &connection = parts.session.Conn();
+    const auto count = [&connection](const QString &sql) {
+        Recordset rows(connection);
+        rows.open(sql);
+        return rows.recordCount();
+    };
+    if (count(u"select OrderName from SMS_Order"_s) > 0 &&
+        count(u"select Mobile from VO_UserInfor where Mobile like '1%' and AccountState='1'"_s) > 0)
+        report.wrong(
+            u"用户表中的手机号码写作 138... 的形式，而网络送来的号码带国家代码，短信订阅指令将不被识别"_s,
+            u"用 --set SenderCountryCode=86 写入国家代码"_s);
+}
+
 void checkDatabase(const ServerParts &parts, CheckReport &report)
 {
     if (parts.session.GetConnectString().isEmpty()) {
@@ -128,8 +147,10 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     bool allPresent = true;
     for (const OfficeTable &table : officeTables())
         allPresent &= checkTable(parts.session.Conn(), table, report);
-    if (allPresent)
-        report.well(u"数据表和列齐全"_s);
+    if (!allPresent)
+        return;
+    report.well(u"数据表和列齐全"_s);
+    checkNumberForm(parts, report);
 }
 
 void checkModem(const ServerParts &parts, CheckReport &report)
@@ -167,10 +188,17 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         report.wrong(u"短信猫未注册到网络，暂时不能收发短信"_s, u"请检查天线、信号和 SIM 卡状态"_s);
 }
 
-bool checkEverything(const ServerParts &parts, const CheckReport::Show &show)
+void checkBusyModem(const ServerParts &parts, CheckReport &report)
+{
+    const QString port = parts.registry.read(Settings::serverPortPath());
+    report.well(u"短信服务正在运行，COM%1 短信猫由它使用，这次不再试"_s.arg(port));
+}
+
+bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)
 {
     CheckReport report(show);
-    for (const auto check : {checkDatabase, checkSettings, checkModem, checkMailAccounts})
+    for (const auto check :
+         {checkDatabase, checkSettings, isServing ? checkBusyModem : checkModem, checkMailAccounts})
         check(parts, report);
     show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);
     return report.isWell();

@@ -31,8 +31,12 @@ private:
 void checkSettings(const ServerParts &parts, CheckReport &report);
 void checkDatabase(const ServerParts &parts, CheckReport &report);
 void checkModem(const ServerParts &parts, CheckReport &report);
+/// The same while the service holds the modem, which is then left alone.
+void checkBusyModem(const ServerParts &parts, CheckReport &report);
 /// Logs in to every mailbox that would be collected. Tells nothing when there is no database or no mailbox.
 void checkMailAccounts(const ServerParts &parts, CheckReport &report);
 
 /// All of them, in the order in which a Start needs them. True when all is well.
-[[nodiscard]] bool checkEverything(const ServerParts &parts, const CheckReport::Show &show);
+/// isServing: the service of these settings runs, in this process or another, and holds the modem.
+[[nodiscard]] bool checkEverything(const ServerParts &parts, const CheckReport::Show &show,
+                                   bool isServing = false);

@@ -52,6 +52,16 @@ SingleInstance::SingleInstance(const QString &settingsFile)
     m_server.listen(m_serverName);
 }
 
+bool SingleInstance::isRunning(const QString &settingsFile)
+{
+    const QString lockName = canonicalName(settingsFile) + u".running"_s;
+    if (!QFileInfo::exists(lockName))
+        return false;
+    QLockFile lock(lockName);
+    lock.setStaleLockTime(0);
+    return !lock.tryLock(0) && lock.error() == QLockFile::LockFailedError;
+}
+
 bool SingleInstance::callFirst() const
 {
     QLocalSocket socket;

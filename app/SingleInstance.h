@@ -12,6 +12,9 @@ public:
     /// Creates the settings file's folder when it is missing. Throws Fault when the lock cannot be written.
     explicit SingleInstance(const QString &settingsFile);
 
+    /// Does a server run for this settings file?
+    [[nodiscard]] static bool isRunning(const QString &settingsFile);
+
     /// True when this process is the one; it then hears of later starts.
     [[nodiscard]] bool isFirst() const { return m_lock.isLocked(); }
     /// Asks the first one to show its window. False when it cannot be reached.

@@ -1,5 +1,6 @@
 #include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
+#include "app/DisplayWatch.h"
 #include "app/LogFile.h"
 #include "app/SelfCheck.h"
 #include "app/SettingsCommands.h"
@@ -10,12 +11,17 @@
 #include "mailbox/CollectingProcess.h"
 #include "modem/ModemControl.h"
 #include "platform/registry/FileRegistry.h"
+#include "platform/signals/HangupSignal.h"
 #include "platform/signals/StopSignal.h"
+#include "platform/supervision/Supervisor.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLibraryInfo>
 #include <QStandardPaths>
+#include <QTimer>
+#include <QTranslator>
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
@@ -50,13 +56,42 @@ struct World {
 
     MailTrace mail;
     MailCollector::Program mailCollector;
+    QString metricsFile;
 
     [[nodiscard]] ServerParts parts()
     {
         const QString spool = registry.fileName() + u".received-spool"_s;
-        return {clock, registry, session, modem, mail, mailCollector, spool};
+        return {clock, registry, session, modem, mail, mailCollector, spool, metricsFile};
     }
 };
+
+/// The menus and dialogs of the windowing library, in the language of ours.
+void translateLibrary(QTranslator &translator)
+{
+    if (translator.load(u"qtbase_zh_CN"_s, QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(&translator);
+}
+
+/// Tells the service manager how the server is, from the event loop and from inside long passes.
+void supervise(Supervisor &supervisor, frmMain &window, StopSignal &stopSignal, ModemControl &modem)
+{
+    constexpr int signMs = 1000;
+    auto *signs = new QTimer(&window);
+    QObject::connect(signs, &QTimer::timeout, &window, [&supervisor] { supervisor.alive(); });
+    signs->start(signMs);
+    window.setStopRequested([&] {
+        supervisor.alive();
+        return stopSignal.wasReceived();
+    });
+    modem.setWhileWaiting([&] {
+        supervisor.alive();
+        window.paintNow();
+    });
+    QObject::connect(&window, &frmMain::statusChanged, &window,
+                     [&supervisor](const QString &text) { supervisor.status(text); });
+    QTimer::singleShot(0, &window, [&supervisor] { supervisor.ready(); });
+    QObject::connect(&window, &frmMain::ended, &window, [&supervisor] { supervisor.stopping(); });
+}
 
 int runWindow(const CommandLine &line, World &world)
 {
@@ -73,16 +108,43 @@ int runWindow(const CommandLine &line, World &world)
 
     const QFileInfo beside(line.logFile.isEmpty() ? world.registry.fileName() : line.logFile);
     world.modem.setUnreadableFile(beside.absoluteDir().filePath(u"unreadable-sms.log"_s));
+    const HangupSignal hangupSignal;
+    QTranslator translator;
+    translateLibrary(translator);
+
+    Supervisor supervisor;
     frmMain window(world.parts());
-    window.setStopRequested([&stopSignal] { return stopSignal.wasReceived(); });
+    supervise(supervisor, window, stopSignal, world.modem);
+    const auto forgetWindow = qScopeGuard([&world] { world.modem.setWhileWaiting({}); });
+    window.setSelfCheck([&window, &world] {
+        QStringList answer;
+        static_cast<void>(checkEverything(
+            world.parts(), [&answer](const QString &text) { answer += text; }, window.isRunning()));
+        return answer.join(u'\n');
+    });
     QObject::connect(&window, &frmMain::logLineAdded, &window, [&](const QString &logLine) {
         if (logFile)
             logFile->append(logLine);
         if (line.headless)
             print(stderr, logLine + u'\n');
     });
-    if (line.headless)
+    std::optional<DisplayWatch> displayWatch;
+    if (line.headless) {
         window.setMessageBoxes(std::make_unique<LoggedMessageBoxes>(window));
+        QObject::connect(&window, &frmMain::startGivenUp, &window, [&window] {
+            window.addLogLine(u"参数不完整，程序结束。请用 sms-server --set 写入参数，用 --check 检查"_s);
+            QCoreApplication::exit(CommandLine::settingMissing);
+        });
+    } else {
+        displayWatch.emplace([&window] {
+            window.addLogLine(u"与显示服务器的连接已断开，程序结束"_s);
+            window.stopWithoutQuestion();
+        });
+    }
+    QObject::connect(&hangupSignal, &HangupSignal::received, &window, [&logFile] {
+        if (logFile)
+            logFile->reopen();
+    });
     QObject::connect(&stopSignal, &StopSignal::received, &window, &frmMain::stopWithoutQuestion);
     QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);
     // exit() and not quit(): no close event, no other handler runs any more.
@@ -132,9 +194,12 @@ int run(const CommandLine &line)
                            {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}};
     if (line.trace)
         world.mailCollector.arguments += u"--trace"_s;
-    if (line.check)
-        return checkEverything(world.parts(), [](const QString &text) { print(stdout, text + u'\n'); }) ? 0
-                                                                                                        : 1;
+    world.metricsFile = line.metricsFile;
+    if (line.check) {
+        const auto show = [](const QString &text) { print(stdout, text + u'\n'); };
+        show(u"参数文件 "_s + registry.fileName());
+        return checkEverything(world.parts(), show, SingleInstance::isRunning(registry.fileName())) ? 0 : 1;
+    }
     return runWindow(line, world);
 }
 
@@ -166,7 +231,7 @@ int main(int argc, char **argv)
     const auto *line = std::get_if<CommandLine>(&read);
     if (line->help || line->version) {
         const QCoreApplication application(argc, argv); // the help text asks for the program's name
-        print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION "\n"_s);
+        print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION " (" SMS_COMMIT ")\n"_s);
         return 0;
     }
     if (line->headless) {

@@ -8,6 +8,19 @@ if(SMS_WARNINGS_AS_ERRORS)
 endif()
 # Bytes never become text, nor text bytes, by accident.
 target_compile_definitions(sms_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+# Hardening: what a flaw in a decoder could be used for is made harder. Release builds only: FORTIFY needs optimisation.
+include(CheckPIESupported)
+check_pie_supported()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fcf-protection SMS_HAS_CF_PROTECTION)
+set(hardened $<CONFIG:Release,RelWithDebInfo>)
+target_compile_options(sms_options INTERFACE $<${hardened}:-fstack-protector-strong>
+                       $<$<AND:${hardened},$<BOOL:${SMS_HAS_CF_PROTECTION}>>:-fcf-protection>)
+if(NOT SMS_SANITIZE)
+    target_compile_options(sms_options INTERFACE "$<${hardened}:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>")
+endif()
+target_link_options(sms_options INTERFACE $<${hardened}:-Wl,-z,relro,-z,now>)
 if(SMS_SANITIZE)
     target_compile_options(sms_options INTERFACE -fsanitize=${SMS_SANITIZE} -fno-omit-frame-pointer
                            -fno-sanitize-recover=all)

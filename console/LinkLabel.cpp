@@ -10,6 +10,7 @@ LinkLabel::LinkLabel(const QString &address, QWidget *parent) : QLabel(address, 
     setFocusPolicy(Qt::TabFocus);
     setCursor(Qt::PointingHandCursor);
     setHovered(false);
+    standOut();
 }
 
 void LinkLabel::setHovered(bool hovered)
@@ -20,6 +21,28 @@ void LinkLabel::setHovered(bool hovered)
     QFont underlined = font();
     underlined.setUnderline(hovered);
     setFont(underlined);
+}
+
+void LinkLabel::standOut()
+{
+    // Its two colours are fixed, and neither can be read on a dark ground.
+    constexpr int dark = 128;
+    const bool isOnDark =
+        parentWidget() != nullptr && parentWidget()->palette().color(QPalette::Window).lightness() < dark;
+    if (isOnDark == autoFillBackground())
+        return;
+    QPalette colours = palette();
+    colours.setColor(QPalette::Window,
+                     isOnDark ? QColor(Qt::white) : parentWidget()->palette().color(QPalette::Window));
+    setPalette(colours);
+    setAutoFillBackground(isOnDark);
+}
+
+void LinkLabel::changeEvent(QEvent *event)
+{
+    QLabel::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        standOut();
 }
 
 void LinkLabel::open()

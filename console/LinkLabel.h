@@ -21,9 +21,11 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void setHovered(bool hovered);
+    void standOut();
     void open();
 
     bool m_isPressed = false;

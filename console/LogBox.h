@@ -17,6 +17,18 @@ public:
     /// The line at the view's upper edge.
     [[nodiscard]] QString firstVisibleLine() const { return firstVisibleBlock().text(); }
 
+    /// Puts the text into a file, oldest line last as it is shown. False when that failed.
+    [[nodiscard]] bool saveAs(const QString &fileName) const;
+    /// Selects the next place below the cursor, from the top again after the last. False when there is none.
+    bool findNext(const QString &text);
+
 protected:
+    void contextMenuEvent(QContextMenuEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+
+private:
+    void askAndSave();
+    void askAndFind();
+
+    QString m_sought;
 };

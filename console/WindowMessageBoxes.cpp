@@ -23,6 +23,14 @@ void makeWide(QMessageBox &box)
         grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
 }
 
+/// A box is answered: there is nothing to minimise or to maximise.
+void keepPlain(QMessageBox &box)
+{
+    box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                       Qt::WindowCloseButtonHint);
+    box.setTextFormat(Qt::PlainText);
+}
+
 void name(QMessageBox &box, QMessageBox::StandardButton which, const QString &caption)
 {
     box.button(which)->setText(caption);
@@ -41,7 +49,7 @@ QWidget *windowInFront()
 void WindowMessageBoxes::inform(const QString &text)
 {
     QMessageBox box(QMessageBox::Information, title(), text, QMessageBox::Ok, windowInFront());
-    box.setTextFormat(Qt::PlainText);
+    keepPlain(box);
     makeWide(box);
     name(box, QMessageBox::Ok, u"确定"_s);
     box.exec();
@@ -51,7 +59,7 @@ bool WindowMessageBoxes::confirm(const QString &text)
 {
     QMessageBox box(QMessageBox::Question, title(), text, QMessageBox::Ok | QMessageBox::Cancel,
                     windowInFront());
-    box.setTextFormat(Qt::PlainText);
+    keepPlain(box);
     makeWide(box);
     name(box, QMessageBox::Ok, u"确定"_s);
     name(box, QMessageBox::Cancel, u"取消"_s);

@@ -52,11 +52,44 @@ frmMain::frmMain(ServerParts parts) : m_parts(std::move(parts))
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
     connect(&m_parts.modem, &ModemControl::notice, this,
             [this](const QString &text) { m_startLog.addLogLine(text); });
+    connect(&m_unattendedStart, &UnattendedStart::givenUp, this, &frmMain::startGivenUp);
     setPanelText(Status, u"等待..."_s);
     tDisTime_Timer();
 }
 
 frmMain::~frmMain() = default;
+
+void frmMain::setPanelText(Panel panel, const QString &text)
+{
+    m_statusBar.setText(panel, text);
+    if (panel == Status)
+        emit statusChanged(text);
+}
+
+bool frmMain::stopRequested() const
+{
+    paintNow();
+    return m_stopRequested && m_stopRequested();
+}
+
+void frmMain::paintNow() const
+{
+    constexpr int pauseMs = 250;
+    if (!isVisible() || isMinimized() || (m_sincePainted.isValid() && m_sincePainted.elapsed() < pauseMs))
+        return;
+    m_sincePainted.start();
+    // Without the event loop nobody hears that the window was uncovered.
+    const_cast<frmMain *>(this)->repaint();
+}
+
+void frmMain::setVisible(bool visible)
+{
+    if (!visible && isVisible())
+        m_place = pos();
+    else if (visible && !isVisible() && m_place)
+        move(*m_place);
+    QWidget::setVisible(visible);
+}
 
 void frmMain::addLogLine(const QString &message)
 {
@@ -168,9 +201,12 @@ void frmMain::stopService()
 void frmMain::Command1_Click()
 {
     frmParm dialog(m_parts.session, m_parts.registry, *m_boxes, this);
+    dialog.setSelfCheck(m_selfCheck);
     dialog.Form_Load();
     if (!m_ended)
         dialog.exec();
+    if (!m_ended)
+        activateWindow(); // not every window manager gives the focus back
 }
 
 void frmMain::m_about_Click()

@@ -8,6 +8,7 @@
 #include "console/service/ServicePasses.h"
 #include "console/service/UnattendedStart.h"
 
+#include <QElapsedTimer>
 #include <QGroupBox>
 #include <QPushButton>
 #include <QTimer>
@@ -25,17 +26,25 @@ public:
 
     void addLogLine(const QString &message) override;
     [[nodiscard]] QString panelText(Panel panel) const override { return m_statusBar.text(panel); }
-    void setPanelText(Panel panel, const QString &text) override { m_statusBar.setText(panel, text); }
+    void setPanelText(Panel panel, const QString &text) override;
+    void count(Event event, const QString &cause) override { m_passes.metrics().count(event, cause); }
     /// In the title, and as a busy pointer over the window.
     void showActivity(const QString &activity) override;
-    [[nodiscard]] bool stopRequested() const override { return m_stopRequested && m_stopRequested(); }
+    /// Paints the window too, which others may have covered and uncovered since.
+    [[nodiscard]] bool stopRequested() const override;
 
     /// Asked between the rows of a pass: has the program been told to end?
     void setStopRequested(std::function<bool()> stopRequested) { m_stopRequested = std::move(stopRequested); }
+    /// What the settings dialog's test button does: an answer to show.
+    void setSelfCheck(std::function<QString()> selfCheck) { m_selfCheck = std::move(selfCheck); }
     /// Replaces the real message boxes.
     void setMessageBoxes(std::unique_ptr<MessageBoxes> boxes) { m_boxes = std::move(boxes); }
 
     [[nodiscard]] bool isRunning() const;
+    /// During a long wait: shows what is to be shown.
+    void paintNow() const;
+    /// Back where it was when it was hidden.
+    void setVisible(bool visible) override;
     /// The popup menu m_dis.
     [[nodiscard]] QMenu *menu() { return &m_icon.menu(); }
     /// Ends the service and the program as Stop does, without its question.
@@ -60,6 +69,10 @@ public slots:
 signals:
     /// One line as added to the log, without its line end.
     void logLineAdded(const QString &line);
+    /// The status panel shows something else.
+    void statusChanged(const QString &text);
+    /// The unattended start needs a setting that a person has to give.
+    void startGivenUp();
     /// The program is to end now; no handler runs any more.
     void ended();
 
@@ -92,6 +105,8 @@ private:
 
     ServerParts m_parts;
     std::function<bool()> m_stopRequested;
+    std::function<QString()> m_selfCheck;
+    mutable QElapsedTimer m_sincePainted;
     std::unique_ptr<MessageBoxes> m_boxes = std::make_unique<WindowMessageBoxes>();
 
     ServicePasses m_passes{m_parts, *this};
@@ -115,7 +130,8 @@ private:
     QTimer tReceivePopMail{this};
     QTimer tDisTime{this};
 
-    QSize m_heldSize;      // a side that was made as large as the minimum; -1 for one that is larger
-    bool m_asking = false; // the stop question is on the screen
+    std::optional<QPoint> m_place; // while it is hidden
+    QSize m_heldSize;              // a side that was made as large as the minimum; -1 for one that is larger
+    bool m_asking = false;         // the stop question is on the screen
     bool m_ended = false;
 };

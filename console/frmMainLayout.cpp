@@ -3,6 +3,7 @@
 #include "console/frmMain.h"
 #include "foundation/GetFormateTime.h"
 
+#include <QAccessibleWidget>
 #include <QLabel>
 #include <QWindowStateChangeEvent>
 
@@ -25,6 +26,14 @@ QLabel *placeLabel(QWidget *parent, const QString &name, const QString &text, co
     label->setTextFormat(Qt::PlainText);
     label->setGeometry(rectangle);
     return label;
+}
+
+/// A plain widget would be a mere "filler" to assistive technology.
+QAccessibleInterface *frameFor(const QString &, QObject *object)
+{
+    auto *window = qobject_cast<frmMain *>(object);
+    return window != nullptr ? new QAccessibleWidget(window, QAccessible::Window, window->windowTitle())
+                             : nullptr;
 }
 
 } // namespace
@@ -76,6 +85,7 @@ void frmMain::buildWindow()
 
 void frmMain::describeForScreenReaders()
 {
+    QAccessible::installFactory(frameFor);
     btnOp.setAccessibleDescription(u"启动或停止短信服务"_s);
     Command1.setAccessibleDescription(u"打开参数设置"_s);
     m_smsLog.setAccessibleName(u"运行日志，最新的在最前面"_s);

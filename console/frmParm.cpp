@@ -6,6 +6,7 @@
 #include "modem/SerialDevice.h"
 
 #include <QComboBox>
+#include <QFile>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -21,9 +22,22 @@ namespace
 constexpr int offeredPorts = 10;
 constexpr QLatin1String portPrefix("COM");
 
+/// Chinese input methods give digits, signs and letters of full width: the same in the usual width.
+QString narrowed(QString text)
+{
+    constexpr char16_t firstWide = 0xff01;
+    constexpr char16_t lastWide = 0xff5e;
+    for (QChar &character : text) {
+        if (character >= firstWide && character <= lastWide)
+            character = QChar(character.unicode() - firstWide + u'!');
+    }
+    return text;
+}
+
 /// COM3, com 3 and 3 all give 3.
 QString portText(QString typed)
 {
+    typed = narrowed(typed);
     typed.removeIf([](QChar character) { return character.isSpace(); });
     return typed.toUpper().remove(portPrefix);
 }
@@ -62,6 +76,7 @@ frmParm::frmParm(DatabaseSession &session, Registry &registry, MessageBoxes &box
     buildDialog();
     connect(btnOK, &QPushButton::clicked, this, &frmParm::btnOK_Click);
     connect(Command1, &QPushButton::clicked, this, &frmParm::Command1_Click);
+    connect(btnTest, &QPushButton::clicked, this, &frmParm::btnTest_Click);
 }
 
 void frmParm::buildDialog()
@@ -104,7 +119,13 @@ void frmParm::buildDialog()
     Command1 = new QPushButton(u"取消"_s);
     Command1->setObjectName(u"Command1"_s);
     Command1->setAutoDefault(false);
+    btnTest = new QPushButton(u"测试"_s);
+    btnTest->setObjectName(u"btnTest"_s);
+    btnTest->setAccessibleDescription(u"检查已保存的参数、数据库、短信猫和邮箱"_s);
+    btnTest->setAutoDefault(false);
+    btnTest->hide();
     auto *buttons = new QHBoxLayout;
+    buttons->addWidget(btnTest);
     buttons->addStretch();
     buttons->addWidget(btnOK);
     buttons->addWidget(Command1);
@@ -113,6 +134,7 @@ void frmParm::buildDialog()
     setTabOrder(CenterCode, txtTimeDelay);
     setTabOrder(txtTimeDelay, btnOK);
     setTabOrder(btnOK, Command1);
+    setTabOrder(Command1, btnTest);
     PortNumber->setFocus();
 }
 
@@ -134,8 +156,9 @@ void frmParm::showStoredValues()
     for (int number = 1; number <= offeredPorts; ++number) {
         PortNumber->addItem(portPrefix + QString::number(number));
         const QString mapped = m_registry.read(Settings::comDevicePath(number));
-        PortNumber->setItemData(number - 1, mapped.isEmpty() ? serialDevice(number) : mapped,
-                                Qt::ToolTipRole);
+        const QString device = mapped.isEmpty() ? serialDevice(number) : mapped;
+        const QString presence = QFile::exists(device) ? u"%1（设备已接入）"_s : u"%1（没有此设备）"_s;
+        PortNumber->setItemData(number - 1, presence.arg(device), Qt::ToolTipRole);
     }
     CenterCode->setText(m_registry.read(Settings::centerCodePath()));
     const QString port = m_registry.read(Settings::serverPortPath());
@@ -162,7 +185,7 @@ void frmParm::btnOK_Click()
 bool frmParm::store()
 {
     const QString port = portText(PortNumber->currentText());
-    m_registry.write(Settings::centerCodePath(), CenterCode->text());
+    m_registry.write(Settings::centerCodePath(), narrowed(CenterCode->text()));
     if (!isPositiveNumber(port)) {
         refuse(u"请选择正确的短信猫端口号"_s, PortNumber);
         return false;
@@ -172,7 +195,8 @@ bool frmParm::store()
         refuse(u"请输入短信中心号码！"_s, CenterCode);
         return false;
     }
-    const auto seconds = numericValue(txtTimeDelay->text());
+    const QString delay = narrowed(txtTimeDelay->text());
+    const auto seconds = numericValue(delay);
     if (!seconds) {
         refuse(u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
@@ -181,8 +205,22 @@ bool frmParm::store()
         refuse(u"检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
     }
-    m_registry.write(Settings::timeDelayPath(), txtTimeDelay->text());
+    m_registry.write(Settings::timeDelayPath(), delay);
     return true;
+}
+
+void frmParm::setSelfCheck(std::function<QString()> selfCheck)
+{
+    m_selfCheck = std::move(selfCheck);
+    btnTest->setVisible(m_selfCheck != nullptr);
+}
+
+void frmParm::btnTest_Click()
+{
+    setCursor(Qt::WaitCursor);
+    const QString answer = m_selfCheck();
+    unsetCursor();
+    m_boxes.inform(answer);
 }
 
 void frmParm::refuse(const QString &text, QWidget *field)

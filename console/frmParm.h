@@ -3,6 +3,7 @@
 #include "console/service/MessageBoxes.h"
 
 #include <QDialog>
+#include <functional>
 
 class DatabaseSession;
 class QComboBox;
@@ -21,12 +22,16 @@ public:
 
     /// Opens the database session anew and shows the stored values. Call it before exec().
     void Form_Load();
+    /// What the test button shows; without it the button is not there.
+    void setSelfCheck(std::function<QString()> selfCheck);
 
 public slots:
     /// Stores the fields in their order; the first bad one is told, gets the focus and ends the storing.
     void btnOK_Click();
     /// Closes without storing.
     void Command1_Click() { reject(); }
+    /// Shows what --check would say of the stored values.
+    void btnTest_Click();
 
 private:
     void buildDialog();
@@ -44,4 +49,6 @@ private:
     QLineEdit *txtTimeDelay;
     QPushButton *btnOK;
     QPushButton *Command1;
+    QPushButton *btnTest;
+    std::function<QString()> m_selfCheck;
 };

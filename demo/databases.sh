@@ -43,7 +43,7 @@ start_postgresql() {
     make_data_folder postgres
     echo $database_password >"$data/../password"
     as_account "$programs/initdb" -D "$data" -U $database_user -A scram-sha-256 --pwfile "$data/../password" \
-        -E UTF8 --locale=C.UTF-8 >database.log
+        -E UTF8 --locale=C.UTF-8 >database.log 2>&1 || no_database
     database_stop_signal=INT
     launch_database "$programs/postgres" -D "$data" -p "$port" -c listen_addresses=127.0.0.1 \
         -c unix_socket_directories=
@@ -64,7 +64,7 @@ create user if not exists '$database_user'@'127.0.0.1' identified by '$database_
 grant all on oa.* to '$database_user'@'127.0.0.1';
 EOT
     as_account mariadb-install-db --no-defaults --datadir="$data" --tmpdir="$scratch" --skip-test-db \
-        --auth-root-authentication-method=normal >database.log 2>&1
+        --auth-root-authentication-method=normal >database.log 2>&1 || no_database
     database_stop_signal=TERM
     launch_database /usr/sbin/mariadbd --no-defaults --datadir="$data" --tmpdir="$scratch" --port="$port" \
         --bind-address=127.0.0.1 --skip-name-resolve --socket=socket --pid-file=pid --init-file="$data/../begin.sql"
@@ -79,18 +79,19 @@ EOT
 }
 
 # Sets data, scratch, port and as_account, the command that runs another under the server's account. Database
-# servers refuse to run as root: they get the account of their package, and a folder elsewhere when that account
-# cannot come to this one. scratch is for temporary files: a MariaDB that starts removes those of others in the
+# servers refuse to run as root: they get the account of their package. Their folder is elsewhere when that account
+# cannot come to this one, or when its name is not plain. scratch is for temporary files: a MariaDB that starts removes those of others in the
 # common folder.
 make_data_folder() {
     local parent=$PWD/database
     as_account=(env)
     if [ "$(id -u)" -eq 0 ]; then
         as_account=(setpriv --reuid "$1" --regid "$1" --init-groups)
-        if ! as_account test -x "$PWD"; then
-            parent=$(mktemp -d)
-            ln -s "$parent" database
-        fi
+    fi
+    # The script that makes MariaDB's first tables cannot stand blanks in a path.
+    if ! as_account test -x "$PWD" || [[ $PWD = *[!A-Za-z0-9/._-]* ]]; then
+        parent=$(mktemp -d)
+        ln -s "$parent" database
     fi
     data=$parent/data
     scratch=$parent/scratch
@@ -110,13 +111,18 @@ launch_database() {
     database_server=$!
 }
 
+no_database() {
+    tail -n 3 database.log
+    echo "The database server did not start; all it said stands in demo/run/database.log."
+    exit 1
+}
+
 wait_for_database() {
     local tries
     for tries in $(seq 240); do
         "$@" >/dev/null 2>&1 && return
         if ! kill -0 "$database_server" 2>/dev/null || [ "$tries" -eq 240 ]; then
-            echo "The database server did not start; see demo/run/database.log."
-            exit 1
+            no_database
         fi
         sleep 0.25
     done

@@ -9,6 +9,9 @@ public:
     /// Panels of the status bar that are written to, counted from 1. Each stands behind its label panel.
     enum Panel { Status = 2, ToSend = 4, Succeeded = 6, Failed = 8, Time = 10, Filler = 11 };
 
+    /// What a monitoring system counts.
+    enum class Event { Sent, Failed, Received, Alerted, Collected };
+
     OperatorConsole() = default;
     virtual ~OperatorConsole() = default;
     OperatorConsole(const OperatorConsole &) = delete;
@@ -22,6 +25,12 @@ public:
     virtual void setPanelText(Panel panel, const QString &text) = 0;
     /// What a long pass is doing, in a few words; empty when it is over. Visible at once.
     virtual void showActivity(const QString &activity) = 0;
+    /// Something to be counted has happened. cause: of a failure, one of a limited number of texts.
+    virtual void count(Event event, const QString &cause = {})
+    {
+        Q_UNUSED(event);
+        Q_UNUSED(cause);
+    }
     /// True once the program has been asked to end. A pass asks between rows and ends early.
     [[nodiscard]] virtual bool stopRequested() const = 0;
 };

@@ -78,6 +78,7 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
                                message.text);
         else
             store(message);
+        m_console.count(OperatorConsole::Event::Received);
         return MessageFate::Handled;
     } catch (const DatabaseFault &fault) {
         m_mayBeStored = m_mayBeStored || fault.kind() == DatabaseFault::Kind::Lost;

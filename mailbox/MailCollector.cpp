@@ -111,9 +111,10 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
         m_order.logins.insert(login->accountKey, login->history);
     else if (const auto *mail = std::get_if<MailBegins>(&report))
         m_mail = mail->mail;
-    else if (std::holds_alternative<MailEnds>(report))
+    else if (std::holds_alternative<MailEnds>(report)) {
         m_mail.reset();
-    else if (const auto *failure = std::get_if<PassFailed>(&report))
+        m_console.count(OperatorConsole::Event::Collected);
+    } else if (const auto *failure = std::get_if<PassFailed>(&report))
         m_failure = *failure;
 }
 

@@ -261,6 +261,11 @@ void ModemControl::setTrace(ModemTrace trace)
     d->link.line.setTrace(std::move(trace));
 }
 
+void ModemControl::setWhileWaiting(std::function<void()> whileWaiting)
+{
+    d->link.line.setWhileWaiting(std::move(whileWaiting));
+}
+
 bool ModemControl::isPortOpen() const
 {
     return d->isWanted && d->link.isOpen();

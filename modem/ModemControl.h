@@ -58,6 +58,8 @@ public:
     void setUnreadableFile(const QString &path);
     /// Shows every octet that goes over the line; an empty function turns it off.
     void setTrace(ModemTrace trace);
+    /// Called about four times a second while a call waits for the modem; must not call back.
+    void setWhileWaiting(std::function<void()> whileWaiting);
 
     /// True from a successful open() to close(), except while the device is gone.
     [[nodiscard]] bool isPortOpen() const;

@@ -6,6 +6,8 @@
 namespace
 {
 
+constexpr int sliceMs = 250;
+
 int remainingMs(const QDeadlineTimer &deadline)
 {
     constexpr qint64 longestMs = 24LL * 3600 * 1000;
@@ -102,8 +104,12 @@ SerialLine::Wait SerialLine::waitForOctets(const QDeadlineTimer &deadline)
     if (m_port.bytesAvailable() > 0)
         return Wait::Ready;
     m_waiting = true;
-    const int limit = remainingMs(deadline);
-    const bool ready = m_port.waitForReadyRead(limit);
+    bool ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
+    while (!ready && !m_lost && m_port.error() == QSerialPort::TimeoutError && !deadline.hasExpired()) {
+        if (m_whileWaiting)
+            m_whileWaiting();
+        ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
+    }
     if (!ready && !m_lost && m_port.error() != QSerialPort::TimeoutError)
         m_lost = true;
     // What arrived together with the hang-up still counts.

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QSerialPort>
 #include <QString>
+#include <functional>
 
 /// The serial port as octets with blocking waits that end at a deadline. Knows nothing of AT commands.
 class SerialLine final : public QObject
@@ -32,6 +33,8 @@ public:
     [[nodiscard]] Wait waitForOctets(const QDeadlineTimer &deadline);
     [[nodiscard]] QByteArray readAll();
 
+    /// Called about four times a second while a wait lasts.
+    void setWhileWaiting(std::function<void()> whileWaiting) { m_whileWaiting = std::move(whileWaiting); }
     void setTrace(ModemTrace trace) { m_trace = std::move(trace); }
 
 signals:
@@ -46,6 +49,7 @@ private:
 
     QSerialPort m_port;
     ModemTrace m_trace;
+    std::function<void()> m_whileWaiting;
     bool m_waiting = false;
     bool m_lost = false;
 };

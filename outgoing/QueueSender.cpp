@@ -100,11 +100,13 @@ void QueueSender::trySend(const Recordset &queue)
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
         m_notTaken = 0;
-        m_accepted += result == 0 ? 1 : 0;
-        if (result == 0)
+        if (result == 0) {
+            ++m_accepted;
+            m_console.count(OperatorConsole::Event::Sent);
             finish(id, MessageStatus::Sent, Panel::Succeeded);
-        else
+        } else {
             fail(id, number.toString(), u"%1（代码 %2）"_s.arg(m_modem.lastRefusal()).arg(result));
+        }
     } catch (const ModemFault &fault) {
         waitOrFail(id, number.toString(), fault);
     }
@@ -150,6 +152,7 @@ void QueueSender::fail(qint64 id, const QString &number, const QString &cause)
 {
     m_console.addLogLine(u"手机号码："_s + number + u"短信发送失败."_s);
     m_console.addLogLine(u"手机号码：%1，失败原因：%2"_s.arg(number, cause));
+    m_console.count(OperatorConsole::Event::Failed, cause);
     finish(id, MessageStatus::Failed, Panel::Failed);
 }
 

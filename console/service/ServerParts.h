@@ -20,4 +20,6 @@ struct ServerParts {
     /// The program that collects the external mail; without one a pass does it in this process.
     MailCollector::Program mailCollector = {};
     QString spoolFile = {}; ///< of refused received messages; "" = none is kept
+    /// Where the figures for a monitoring system go; "" for none.
+    QString metricsFile = {};
 };

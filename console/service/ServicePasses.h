@@ -1,6 +1,7 @@
 #pragma once
 
 #include "alerts/NewMailAlerts.h"
+#include "console/service/Metrics.h"
 #include "console/service/ServerParts.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
@@ -37,7 +38,14 @@ public:
     /// For what else has to end in the guard.
     [[nodiscard]] TaskGuard &guard() { return m_guard; }
 
+    [[nodiscard]] Metrics &metrics() { return m_metrics; }
+
 private:
+    void run(Metrics::Pass pass, const QString &task, const std::function<void()> &work);
+    void writeMetrics();
+
+    const ServerParts m_parts;
+    Metrics m_metrics;
     FaultLog m_faults;
     TaskGuard m_guard;
     QueueSender m_sender;

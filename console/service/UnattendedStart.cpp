@@ -37,6 +37,8 @@ void UnattendedStart::tryOnce()
             m_log.addLogLine(outcome == ServiceStart::Outcome::PortOpened ? u"自动重试成功，服务已启动"_s
                                                                           : u"参数不完整，不再自动重试"_s);
         end();
+        if (outcome == ServiceStart::Outcome::SettingMissing)
+            emit givenUp();
         return;
     }
     const int interval = m_interval();

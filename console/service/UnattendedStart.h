@@ -21,6 +21,10 @@ public:
     void begin();
     void end();
 
+signals:
+    /// A setting is missing: nothing to wait for.
+    void givenUp();
+
 private:
     void tryOnce();
 

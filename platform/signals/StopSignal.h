@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/signals/SignalDescriptor.h"
+
 #include <QObject>
 
 /// SIGINT and SIGTERM as a wish to end: received() comes from the event loop, and wasReceived() tells at any
@@ -10,7 +12,6 @@ class StopSignal final : public QObject
     Q_OBJECT
 public:
     explicit StopSignal(QObject *parent = nullptr);
-    ~StopSignal() override;
 
     [[nodiscard]] bool wasReceived();
 
@@ -18,5 +19,6 @@ signals:
     void received();
 
 private:
+    SignalDescriptor m_signal;
     bool m_received = false;
 };
