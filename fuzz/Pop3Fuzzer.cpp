@@ -59,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::thread other([&] { server.serveOnce(answers); });
     {
         Pop3Options options;
-        options.limits.login = options.limits.stall = options.limits.exchange = std::chrono::milliseconds(500);
+        options.limits.login = options.limits.stall = options.limits.exchange =
+            std::chrono::milliseconds(500);
         options.limits.messages = 1000;
         Pop3Client client(options);
         try {
