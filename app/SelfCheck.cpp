@@ -4,6 +4,7 @@
 #include "console/service/ServiceStart.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
+#include "foundation/PassLock.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
 
@@ -112,6 +113,15 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
         report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());
     else if (const auto number = ServiceStart::comPortNumber(port); !number || *number < 1)
         report.wrong(u"GSM Modem COM 端口“%1”不是端口号"_s.arg(port), askForSettings());
+    for (const auto name : {"SendPerHour"_L1, "SendPerDay"_L1, "SendGap"_L1, "RepliesPerHour"_L1}) {
+        const QString value = parts.registry.read(Settings::localPath(name));
+        if (value.isEmpty())
+            continue;
+        if (const QString problem = Settings::problemOf(name, value); !problem.isEmpty())
+            report.wrong(u"%1=%2：%3"_s.arg(name, value, problem), u"用 --set 写入"_s);
+        else
+            report.well(u"发送限制 %1=%2"_s.arg(name, value));
+    }
 }
 
 /// Codes are obeyed for senders that the table names letter for letter; networks deliver +86138...
@@ -144,6 +154,13 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
         return;
     }
     report.well(u"数据库已连接"_s);
+    if (areServersSeveral(parts.registry)) {
+        if (NamedLock::isSupported(parts.session.Conn()))
+            report.well(u"多个短信服务器共用该数据库（Servers=several）"_s);
+        else
+            report.wrong(u"设置了 Servers=several，但该数据库没有会话锁，只能由一个短信服务器使用"_s,
+                         u"改用 PostgreSQL、MariaDB、MySQL 或 SQL Server，或用 --set Servers= 清除"_s);
+    }
     bool allPresent = true;
     for (const OfficeTable &table : officeTables())
         allPresent &= checkTable(parts.session.Conn(), table, report);

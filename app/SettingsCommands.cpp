@@ -1,6 +1,7 @@
 #include "app/SettingsCommands.h"
 
 #include "database/ConnectionString.h"
+#include "foundation/SettingChecks.h"
 #include "foundation/Settings.h"
 #include "platform/fault/Fault.h"
 
@@ -18,6 +19,24 @@ CommandLine::Assignment completed(const CommandLine::Assignment &assignment)
     return isElsewhere ? CommandLine::Assignment{assignment.name, QTextStream(stdin).readLine()} : assignment;
 }
 
+/// Servers=several and the connection string as they will stand.
+void requireShareable(const Registry &registry, const QList<CommandLine::Assignment> &assignments)
+{
+    const auto after = [&](const QString &path) {
+        QString value = registry.read(path);
+        for (const auto &assignment : assignments) {
+            if (Settings::pathOf(assignment.name) == path)
+                value = assignment.value;
+        }
+        return value;
+    };
+    const QString connectString = after(Settings::connectStringPath());
+    if (after(Settings::localPath("Servers"_L1)).isEmpty() || connectString.isEmpty())
+        return;
+    if (const QString problem = SettingChecks::sharedDatabase(connectString); !problem.isEmpty())
+        throw Fault(u"没有写入："_s + problem);
+}
+
 } // namespace
 
 void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &assignments)
@@ -29,6 +48,7 @@ void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &ass
         if (!problem.isEmpty())
             throw Fault(u"%1 没有写入：%2"_s.arg(assignment.name, problem));
     }
+    requireShareable(registry, checked);
     for (const auto &[name, value] : std::as_const(checked))
         registry.write(Settings::pathOf(name), value);
 }

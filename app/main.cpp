@@ -61,7 +61,8 @@ struct World {
     [[nodiscard]] ServerParts parts()
     {
         const QString spool = registry.fileName() + u".received-spool"_s;
-        return {clock, registry, session, modem, mail, mailCollector, spool, metricsFile};
+        const QString sends = registry.fileName() + u".sends"_s;
+        return {clock, registry, session, modem, mail, mailCollector, sends, spool, metricsFile};
     }
 };
 

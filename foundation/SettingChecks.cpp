@@ -1,5 +1,6 @@
 #include "foundation/SettingChecks.h"
 
+#include "database/ConnectionTarget.h"
 #include "database/DatabaseFault.h"
 #include "database/DriverFactory.h"
 #include "foundation/NumericText.h"
@@ -105,6 +106,34 @@ QString webAddress(const QString &value)
     return url.isValid() && !url.host().isEmpty() && (url.scheme() == "http"_L1 || url.scheme() == "https"_L1)
                ? QString()
                : u"必须是网址，例如 https://sms.example.com/"_s;
+}
+
+QString servers(const QString &value)
+{
+    return value.trimmed().compare("several"_L1, Qt::CaseInsensitive) == 0 ? QString()
+                                                                           : u"只能是 several 或空"_s;
+}
+
+QString sendLimit(const QString &value)
+{
+    constexpr qint32 most = 86400;
+    const qint32 number = exactWholeNumber(value).value_or(0);
+    return number > 0 && number <= most ? QString() : u"必须是 1 到 86400 的整数"_s;
+}
+
+QString sharedDatabase(const QString &connectString)
+{
+    try {
+        const auto target = connectionTarget(connectString, OdbcInstallation::ofThisMachine());
+        const auto *odbc = std::get_if<OdbcTarget>(&target);
+        const bool isShared = odbc != nullptr ? odbc->family != OdbcFamily::Other
+                                              : std::holds_alternative<ServerTarget>(target);
+        return isShared ? QString()
+                        : u"Servers=several 需要 PostgreSQL、MariaDB、MySQL 或 SQL Server，"
+                          "该数据库没有会话锁，只能由一个短信服务器使用"_s;
+    } catch (const DatabaseFault &) {
+        return {}; // told elsewhere
+    }
 }
 
 QString wholeNumberAboveZero(const QString &value)

@@ -32,6 +32,11 @@ constexpr std::array settings = {
     Setting{localKey, "SenderCountryCode"_L1, SettingChecks::countryCode},
     Setting{localKey, "MailTls"_L1, SettingChecks::mailTls},
     Setting{localKey, "MailHiddenText"_L1, SettingChecks::mailHiddenText},
+    Setting{localKey, "Servers"_L1, SettingChecks::servers},
+    Setting{localKey, "SendPerHour"_L1, SettingChecks::sendLimit},
+    Setting{localKey, "SendPerDay"_L1, SettingChecks::sendLimit},
+    Setting{localKey, "SendGap"_L1, SettingChecks::sendLimit},
+    Setting{localKey, "RepliesPerHour"_L1, SettingChecks::sendLimit},
     Setting{localKey, "ProductUrl"_L1, SettingChecks::webAddress},
     Setting{localKey, "MakerUrl"_L1, SettingChecks::webAddress},
 };

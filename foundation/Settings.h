@@ -25,6 +25,9 @@ namespace Settings
 /// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
 /// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too;
 /// - MailHiddenText: "attach" stores a mail's text as an attachment where its row does not show it;
+/// - Servers: "several" shares the database's work with other servers;
+/// - SendPerHour, SendPerDay: SMS that this server sends in any 60 minutes and any 24 hours at most; SendGap:
+///   seconds between two messages at least; RepliesPerHour: confirmations that one number causes at most;
 /// - ProductUrl, MakerUrl: the two web addresses in place of those that were built in.
 [[nodiscard]] QString localPath(QLatin1String shortName);
 

@@ -74,8 +74,7 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
     try {
         const QString orderName = getOrderName(m_session.Conn(), message.text);
         if (isCommandType(orderName))
-            handleOrderCommand(m_session.Conn(), orderName, message.sender, replyAddress(message.sender),
-                               message.text);
+            obey(orderName, message);
         else
             store(message);
         m_console.count(OperatorConsole::Event::Received);
@@ -88,6 +87,16 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
                              fault.message());
         return MessageFate::Refused;
     }
+}
+
+void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage &message)
+{
+    const QString number = replyAddress(message.sender);
+    const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
+    const int replies =
+        handleOrderCommand(m_session.Conn(), orderName, message.sender, number, message.text, most);
+    if (m_replyLimit != nullptr)
+        m_replyLimit->count(number, replies);
 }
 
 void InboundMessageHandler::store(const ReceivedMessage &message)

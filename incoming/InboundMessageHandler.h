@@ -2,6 +2,7 @@
 
 #include "foundation/TaskGuard.h"
 #include "incoming/RefusedMessages.h"
+#include "incoming/ReplyLimit.h"
 #include "modem/ModemControl.h"
 
 #include <QElapsedTimer>
@@ -22,6 +23,9 @@ public:
     {
     }
 
+    /// From now on no more confirmations than this allows, which outlives the handler.
+    void setReplyLimit(ReplyLimit *limit) { m_replyLimit = limit; }
+
     /// The modem control's event of that name: reads the one message and tells the control its fate.
     void messageArrived();
 
@@ -36,6 +40,7 @@ public:
 
 private:
     [[nodiscard]] MessageFate deliver(const ReceivedMessage &message);
+    void obey(const QString &orderName, const ReceivedMessage &message);
     void store(const ReceivedMessage &message);
     void insert(const ReceivedMessage &message);
     [[nodiscard]] bool isStored(const ReceivedMessage &message);
@@ -46,6 +51,7 @@ private:
     FaultLog &m_faults;
     TaskGuard &m_guard;
     ModemControl &m_modem;
+    ReplyLimit *m_replyLimit = nullptr; // none: no limit
     RefusedMessages m_spool;
     QElapsedTimer m_sinceSpoolRetry;
     std::chrono::seconds m_spoolWait{0};

@@ -86,22 +86,30 @@ bool isCommandType(const QString &orderName)
            orderName == OrderType::scheduleReminder;
 }
 
-void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
-                        const QString &replyAddress, const QString &text)
+int handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
+                       const QString &replyAddress, const QString &text, int mostReplies)
 {
+    int replies = 0;
+    const auto confirm = [&](const QString &reply) {
+        if (replies >= mostReplies)
+            return;
+        sysSendSMS(connection, replyAddress, reply);
+        ++replies;
+    };
     // Around the user lookup too: the commit notices one that failed, which alone would look like a stranger.
     Transaction transaction(connection);
     const QString userName = getMBUser(connection, senderNumber);
     if (!userName.isEmpty() && isOrderAllowed(connection, orderName, userName)) {
         if (isCode(getOrderCode(connection, orderName), text)) {
             setSwitch(connection, userName, orderName, u"1"_s);
-            sysSendSMS(connection, replyAddress, subscribedReply(orderName));
+            confirm(subscribedReply(orderName));
         }
         // Not "else": the two codes may be equal.
         if (isCode(getDisOrderCode(connection, orderName), text)) {
             setSwitch(connection, userName, orderName, u"0"_s);
-            sysSendSMS(connection, replyAddress, cancelledReply(orderName));
+            confirm(cancelledReply(orderName));
         }
     }
     transaction.commit();
+    return replies;
 }

@@ -1,6 +1,7 @@
 #include "mailbox/CollectingProcess.h"
 
 #include "foundation/DatabaseSession.h"
+#include "foundation/PassLock.h"
 #include "mailbox/CollectionMessages.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "platform/process/Confinement.h"
@@ -77,9 +78,11 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace, const
     try {
         DatabaseSession session(registry);
         KeptMails kept(keptMailsFile);
-        if (session.OpenDB())
-            Pop3PollingDriver(session, registry, trace, reporter, kept).pass();
-        else
+        if (session.OpenDB()) {
+            const PassLock lock(session.Conn(), registry, QStringLiteral("collection"));
+            if (lock.isOurs())
+                Pop3PollingDriver(session, registry, trace, reporter, kept).pass();
+        } else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {
         failed(fault.kind() != DatabaseFault::Kind::Refused, fault.message());

@@ -48,27 +48,39 @@ void QueueSender::pass()
     // A restart would send again what is not marked, so that must not become more than one message.
     if (!m_unwrittenStatuses.isEmpty())
         return;
+    const auto letGo = qScopeGuard([this] {
+        if (!holdsLock())
+            m_lock.release();
+    });
     m_notTaken = 0;
+    m_untried = 0;
+    m_lockedNumbers.clear();
+    if (m_limits != nullptr)
+        m_limits->beginPass();
     Recordset queue(m_session.Conn());
-    queue.open(u"select OAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
+    queue.open(u"select OAID, SOAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
     raisePanel(m_console, Panel::ToSend, queue.recordCount());
     if (queue.recordCount() == 0) {
         m_console.setPanelText(Panel::Status, u"准备就绪"_s);
         return;
     }
     m_console.setPanelText(Panel::Status, u"正在发送..."_s);
-    qint64 untried = queue.recordCount();
+    m_untried = queue.recordCount();
     // However the pass ends, the rows it did not try are no longer its own.
     const auto giveBack = qScopeGuard([&] {
-        if (untried > 0)
-            lowerToSend(m_console, untried);
+        if (m_untried > 0)
+            lowerToSend(m_console, m_untried);
     });
     try {
-        for (; !queue.atEnd() && mayGoOn(); queue.moveNext()) {
-            trySend(queue);
+        for (const Row &row : rowsInTurn(queue)) {
+            if (!mayGoOn() || mustRest(row))
+                break;
+            trySend(row);
             lowerToSend(m_console, 1);
-            --untried;
+            --m_untried;
         }
+        if (m_limits != nullptr && m_untried == 0)
+            m_limits->allSent();
     } catch (const ModemFault &fault) {
         // Of a device that is gone the control itself tells the operator, once for each end.
         if (fault.kind() != ModemFault::Kind::PortLost)
@@ -81,21 +93,64 @@ bool QueueSender::mayGoOn() const
     return !m_console.stopRequested() && m_unwrittenStatuses.isEmpty() && m_notTaken < maximumNotTaken;
 }
 
-void QueueSender::trySend(const Recordset &queue)
+/// In the database's own order; while a limit presses, the single messages before the broadcasts.
+std::vector<QueueSender::Row> QueueSender::rowsInTurn(Recordset &queue) const
 {
-    const QVariant key = queue.value("OAID"_L1);
+    const bool singlesFirst = m_limits != nullptr && m_limits->presses(queue.recordCount());
+    std::vector<Row> rows;
+    std::vector<Row> broadcasts;
+    for (; !queue.atEnd(); queue.moveNext()) {
+        const bool isSingle = queue.value("SOAID"_L1) == -1;
+        (singlesFirst && !isSingle ? broadcasts : rows)
+            .push_back({queue.value("OAID"_L1), queue.value("ToMB"_L1), queue.value("MsgContent"_L1)});
+    }
+    rows.insert(rows.end(), broadcasts.begin(), broadcasts.end());
+    return rows;
+}
+
+bool QueueSender::mustRest(const Row &row)
+{
+    const auto until =
+        m_limits != nullptr ? m_limits->restsUntil(smsCount(row.text.toString())) : std::nullopt;
+    if (until)
+        m_limits->rest(*until, m_untried);
+    return until.has_value();
+}
+
+/// Alone with the number, and the row still waits: another server may have sent it since this pass began.
+bool QueueSender::isOurs(qint64 id, const QString &number)
+{
+    if (!m_isShared)
+        return true;
+    if (m_lockedNumbers.contains(number))
+        return false;
+    const auto reading = m_lock.tryTakeReading(
+        "sms-server number "_L1 + number,
+        {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {id}});
+    if (reading && !reading->isHeld)
+        m_lockedNumbers.insert(number);
+    return reading && reading->isHeld && reading->value.toInt() == 1;
+}
+
+void QueueSender::trySend(const Row &row)
+{
+    const QVariant &key = row.id;
     if (key.isNull()) {
         // Its status could never be written, so it would go out in every pass.
         m_faults.rowSetAside(u"SMS_Queues（无 OAID）"_s, u"OAID 为空值，无法发送"_s);
         return;
     }
     const qint64 id = key.toLongLong();
-    const QVariant number = queue.value("ToMB"_L1);
-    const QVariant text = queue.value("MsgContent"_L1);
+    const QVariant &number = row.number;
+    const QVariant &text = row.text;
+    if (!isOurs(id, number.toString()))
+        return;
     if (number.isNull() || text.isNull()) {
         fail(id, number.toString(), u"号码或内容为空值"_s);
         return;
     }
+    if (m_limits != nullptr)
+        m_limits->count(smsCount(text.toString()));
     try {
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
@@ -115,6 +170,8 @@ void QueueSender::trySend(const Recordset &queue)
 /// What concerns this row alone lets the others go on.
 void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault &fault)
 {
+    if (m_limits != nullptr && fault.kind() != ModemFault::Kind::NotTaken)
+        m_limits->takeBack(); // its text was not handed over
     switch (fault.kind()) {
     case ModemFault::Kind::PortLost:
     case ModemFault::Kind::NoNetwork:

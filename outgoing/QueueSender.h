@@ -1,12 +1,16 @@
 #pragma once
 
+#include "database/NamedLock.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/FaultLog.h"
 #include "modem/ModemControl.h"
 #include "outgoing/MessageStatus.h"
+#include "outgoing/SendLimits.h"
 
 #include <QElapsedTimer>
 #include <QHash>
+#include <QSet>
+#include <vector>
 
 class Recordset;
 
@@ -19,6 +23,16 @@ public:
     {
     }
 
+    /// From now on within these limits, which outlive the sender: a message that may not go yet ends the pass.
+    void setLimits(SendLimits *limits) { m_limits = limits; }
+    /// With other servers on the same database: a row is sent under the lock of its number, with its status read
+    /// again, and a number found locked is left out for the rest of the pass, so that no piece overtakes another.
+    void setShared(bool isShared) { m_isShared = isShared; }
+    /// True while a status that could not be written keeps the number's lock, so that no other server sends it.
+    [[nodiscard]] bool holdsLock() const { return m_isShared && !m_unwrittenStatuses.isEmpty(); }
+    /// True when the last pass ended before it had tried every row.
+    [[nodiscard]] bool hasLeftRows() const { return m_untried > 0; }
+
     /// One pass over every waiting row. A send that the network refused for good is an outcome. When the modem
     /// cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay waiting. A
     /// row that got no answer, or that the network did not take this time, stays waiting too, for three tries in
@@ -29,14 +43,22 @@ public:
     void pass();
 
 private:
-    void trySend(const Recordset &queue);
     struct Tries {
         int count = 0;
         QElapsedTimer last;
         qint64 acceptedBefore = 0; ///< messages of this run that were accepted before the first try
     };
 
+    struct Row {
+        QVariant id; // OAID
+        QVariant number;
+        QVariant text;
+    };
+    [[nodiscard]] std::vector<Row> rowsInTurn(Recordset &queue) const;
+    void trySend(const Row &row);
     [[nodiscard]] bool mayGoOn() const;
+    [[nodiscard]] bool mustRest(const Row &row);
+    [[nodiscard]] bool isOurs(qint64 id, const QString &number);
     int countTry(qint64 id, ModemFault::Kind kind);
     void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);
     void fail(qint64 id, const QString &number, const QString &cause);
@@ -51,5 +73,10 @@ private:
     QHash<qint64, MessageStatus> m_unwrittenStatuses; // by OAID: tried, but the database does not know yet
     QHash<qint64, Tries> m_tries;                     // by OAID: without an answer, or not taken
     qint64 m_accepted = 0;                            // messages in this run
-    int m_notTaken = 0;                               // rows in succession in this pass
+    qint64 m_untried = 0;                             // rows of this pass
+    SendLimits *m_limits = nullptr;                   // none: none is kept
+    bool m_isShared = false;
+    NamedLock m_lock{m_session.Conn()};
+    QSet<QString> m_lockedNumbers; // found so in this pass
+    int m_notTaken = 0;            // rows in succession in this pass
 };

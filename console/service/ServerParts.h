@@ -19,7 +19,8 @@ struct ServerParts {
     MailTrace mailTrace = {};
     /// The program that collects the external mail; without one a pass does it in this process.
     MailCollector::Program mailCollector = {};
-    QString spoolFile = {}; ///< of refused received messages; "" = none is kept
+    QString sendLedgerFile = {}; ///< of the send limits; "" = they are not kept
+    QString spoolFile = {};      ///< of refused received messages; "" = none is kept
     /// Where the figures for a monitoring system go; "" for none.
     QString metricsFile = {};
 };

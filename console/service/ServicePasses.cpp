@@ -21,15 +21,22 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_metrics(parts.metricsFile),
       m_faults(console),
       m_guard(parts.session, console, m_faults),
+      m_limits(parts.registry, parts.clock, console, parts.sendLedgerFile),
       m_sender(parts.session, console, m_faults, parts.modem),
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
       m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch, m_kept),
+      m_replyLimit(parts.registry, parts.clock),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.spoolFile),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
 {
+    m_sender.setLimits(&m_limits);
+    m_inbound.setReplyLimit(&m_replyLimit);
+    m_afterGap.setSingleShot(true);
+    m_afterGap.setTimerType(Qt::PreciseTimer);
+    m_afterGap.callOnTimeout([this] { send(); });
     if (!parts.mailCollector.path.isEmpty())
         m_mailCollector.emplace(parts.mailCollector, parts.session, console, m_faults, m_guard);
 }
@@ -66,36 +73,56 @@ void ServicePasses::writeMetrics()
 void ServicePasses::send()
 {
     m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
-    run(Metrics::Pass::Send, u"短信发送"_s, [this] { m_sender.pass(); });
+    run(Metrics::Pass::Send, u"短信发送"_s, [this] {
+        m_sender.setShared(areServersSeveral(m_parts.registry));
+        m_sender.pass();
+    });
+    if (const auto left = m_limits.gapLeft(); left && m_sender.hasLeftRows())
+        m_afterGap.start(*left);
+}
+
+void ServicePasses::runLocked(Metrics::Pass pass, const QString &task, const QString &name,
+                              const std::function<void()> &work)
+{
+    run(pass, task, [&] {
+        // A session holds one lock at a time, and the sender's may have to stand until a status is written.
+        if (m_sender.holdsLock())
+            return;
+        const PassLock lock(m_parts.session.Conn(), m_parts.registry, name);
+        if (lock.isOurs())
+            work();
+    });
 }
 
 void ServicePasses::archive()
 {
-    run(Metrics::Pass::Archive, u"发送结果归档"_s, [this] { m_archiver.pass(); });
+    runLocked(Metrics::Pass::Archive, u"发送结果归档"_s, u"archiver"_s, [this] { m_archiver.pass(); });
 }
 
 void ServicePasses::expand()
 {
-    run(Metrics::Pass::Expand, u"定时短信处理"_s, [this] { m_expander.pass(); });
+    runLocked(Metrics::Pass::Expand, u"定时短信处理"_s, u"expander"_s, [this] { m_expander.pass(); });
 }
 
 void ServicePasses::alert()
 {
-    run(Metrics::Pass::Alert, u"新邮件提醒"_s, [this] { m_alerts.pass(); });
+    runLocked(Metrics::Pass::Alert, u"新邮件提醒"_s, u"alerts"_s, [this] { m_alerts.pass(); });
 }
 
 void ServicePasses::collect()
 {
     run(Metrics::Pass::Collect, u"外部邮件收取"_s, [this] {
         if (m_mailCollector)
-            m_mailCollector->pass();
-        else
+            m_mailCollector->pass(); // its process takes the lock
+        else if (const PassLock lock(m_parts.session.Conn(), m_parts.registry, u"collection"_s);
+                 lock.isOurs())
             m_pop3PollingDriver.pass();
     });
 }
 
 void ServicePasses::stop()
 {
+    m_afterGap.stop();
     if (m_mailCollector)
         m_mailCollector->stop();
 }

@@ -3,6 +3,7 @@
 #include "alerts/NewMailAlerts.h"
 #include "console/service/Metrics.h"
 #include "console/service/ServerParts.h"
+#include "foundation/PassLock.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
 #include "mailbox/MailCollector.h"
@@ -10,6 +11,9 @@
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
+#include "outgoing/SendLimits.h"
+
+#include <QTimer>
 
 /// The service at work: the five passes as the work timers call them, each inside the guard under its task's
 /// name, and the receiving, which begins with this object. None of them throws.
@@ -42,12 +46,16 @@ public:
 
 private:
     void run(Metrics::Pass pass, const QString &task, const std::function<void()> &work);
+    /// A pass that one server of several does at a time.
+    void runLocked(Metrics::Pass pass, const QString &task, const QString &name,
+                   const std::function<void()> &work);
     void writeMetrics();
 
     const ServerParts m_parts;
     Metrics m_metrics;
     FaultLog m_faults;
     TaskGuard m_guard;
+    SendLimits m_limits;
     QueueSender m_sender;
     ResultArchiver m_archiver;
     ScheduledMessageExpander m_expander;
@@ -56,6 +64,8 @@ private:
     KeptMails m_kept;
     Pop3PollingDriver m_pop3PollingDriver;
     std::optional<MailCollector> m_mailCollector;
+    ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;
+    QTimer m_afterGap; // sends what a pass left when SendGap is over
 };

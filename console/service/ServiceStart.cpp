@@ -2,6 +2,7 @@
 
 #include "foundation/DatabaseSession.h"
 #include "foundation/NumericText.h"
+#include "foundation/PassLock.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
 
@@ -27,6 +28,11 @@ ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
     }
     m_console.addLogLine(u"成功连接数据库"_s);
 
+    if (areServersSeveral(m_parts.registry) && !NamedLock::isSupported(m_parts.session.Conn())) {
+        boxes.inform(u"设置了 Servers=several，但该数据库没有会话锁，只能由一个短信服务器使用。"
+                     "请改用 PostgreSQL、MariaDB、MySQL 或 SQL Server，或清除 Servers 设置。"_s);
+        return Outcome::SettingMissing;
+    }
     const QString centerCode = m_parts.registry.read(Settings::centerCodePath());
     if (centerCode.isEmpty()) {
         boxes.inform(u"请首先进行参数配置,配置短信中心号码!"_s);

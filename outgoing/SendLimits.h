@@ -1,0 +1,66 @@
+#pragma once
+
+#include "foundation/OperatorConsole.h"
+#include "outgoing/SendLedger.h"
+#include "platform/clock/Clock.h"
+#include "platform/registry/Registry.h"
+
+#include <chrono>
+#include <optional>
+
+/// Holds one server's sending within what its carrier allows: so many SMS in any 60 minutes (SendPerHour), in any
+/// 24 hours (SendPerDay), and so many seconds between two messages (SendGap). Each is off while its setting is
+/// empty; without any there is no ledger and no cost.
+class SendLimits
+{
+public:
+    /// ledgerFile: "" keeps no limits, whatever the settings say.
+    SendLimits(const Registry &registry, const Clock &clock, OperatorConsole &console, QString ledgerFile)
+        : m_registry(registry), m_clock(clock), m_console(console), m_ledgerFile(std::move(ledgerFile))
+    {
+    }
+
+    /// A pass begins: takes the settings as they stand now and, when they are new, reads the ledger. Throws Fault.
+    void beginPass();
+
+    /// True when more messages wait than may go now.
+    [[nodiscard]] bool presses(qint64 waiting) const;
+    /// When a message of so many SMS may go; nothing means now. One larger than a limit wants that window empty.
+    [[nodiscard]] std::optional<QDateTime> restsUntil(qsizetype parts) const;
+    /// A message may not go: tells the operator until when, and how many wait, once for each rest (the gap is none).
+    void rest(const QDateTime &until, qint64 waiting);
+
+    /// Before the hand-over of a message that may go. Throws Fault when it cannot be noted; it must not go then.
+    void count(qsizetype parts);
+    /// It was not handed over.
+    void takeBack();
+    /// A pass has got through all that waited.
+    void allSent() { m_isResting = false; }
+
+    /// How long until the gap is over that a pass ended for; nothing when it did not.
+    [[nodiscard]] std::optional<std::chrono::milliseconds> gapLeft() const;
+
+private:
+    struct Values {
+        qsizetype perHour = 0;
+        qsizetype perDay = 0;
+        qsizetype gapSeconds = 0;
+        bool operator==(const Values &) const = default;
+    };
+    [[nodiscard]] Values settings() const;
+    [[nodiscard]] std::optional<QDateTime> gapEnd() const;
+
+    const Registry &m_registry;
+    const Clock &m_clock;
+    OperatorConsole &m_console;
+    QString m_ledgerFile;
+    Values m_values;
+    std::optional<SendLedger> m_ledger;
+    qsizetype m_lastParts = 0;
+    bool m_isResting = false; // told, and not all that waited has gone since
+    bool m_isHeld = false;    // nothing has gone since it was told
+    QDateTime m_toldAt;
+};
+
+/// The SMS that carry this text.
+[[nodiscard]] qsizetype smsCount(const QString &text);
