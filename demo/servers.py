@@ -1,0 +1,277 @@
+#!/usr/bin/env python3
+"""Several servers on one private database, each with a simulated modem of its own.
+
+  demo/servers.py story [--servers 3]     a broadcast and replies; at the end, who sent what (./run --servers 3)
+  demo/servers.py kills [--kills 20]      random servers are killed and restarted at once: nothing lost, at most one
+                                          message a kill sent twice, the pieces of each number in order
+  demo/servers.py limit [--kills 5]       one server, SendPerHour=30, killed again and again: never 31
+  demo/servers.py rate                    1, 2 and 4 servers with modems of 300 ms: the share of the summed rate
+
+--database postgresql|mariadb, --bin FOLDER of the programs (build/release/bin), --rows, --keep. The exit status is 0
+when every promise was kept. Needs Python 3 and the database's packages.
+"""
+import argparse
+import atexit
+import collections
+import json
+import os
+import pathlib
+import random
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+DEMO = pathlib.Path(__file__).resolve().parent
+START = """
+set -euo pipefail
+free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
+. "$0/databases.sh"
+start_database "$1" >&2
+printf '%s\\n' "$connect_string" "${PGPASSWORD:-}${MYSQL_PWD:-}" "${client[@]}" END
+read -r _ || true
+stop_database
+"""
+
+
+class Database:
+    """A private server with the office's tables, ended with this program."""
+
+    def __init__(self, folder, system):
+        (folder / "run").mkdir()
+        (folder / "schema").symlink_to(DEMO / "schema")
+        folder.chmod(0o755)
+        (folder / "run").chmod(0o777)
+        self.holder = subprocess.Popen(["bash", "-c", START, str(DEMO), system], cwd=folder / "run",
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        atexit.register(self.stop)
+        lines = []
+        while (line := self.holder.stdout.readline().rstrip("\n")) != "END":
+            if not line and self.holder.poll() is not None:
+                sys.exit("the database does not start")
+            lines.append(line)
+        self.connect_string, password, *client = lines
+        self.environment = {**os.environ, "PGPASSWORD": password, "MYSQL_PWD": password}
+        self.client = client + (["-d", "oa", "-A", "-t", "-F", "\t", "-f", "-"] if system == "postgresql"
+                                else ["oa", "-N", "-B"])
+
+    def sql(self, statements):
+        answer = subprocess.run(self.client, input=statements, env=self.environment, text=True, check=True,
+                                stdout=subprocess.PIPE).stdout
+        return [line.split("\t") for line in answer.splitlines()]
+
+    def stop(self):
+        if self.holder.poll() is None:
+            self.holder.communicate("\n")
+
+
+class Server:
+    """One settings file, one modem, one process."""
+
+    def __init__(self, number, folder, programs, connect_string, latency, settings=()):
+        self.name = f"server{number}"
+        self.folder = folder / self.name
+        self.folder.mkdir()
+        self.programs = programs
+        self.process = None
+        self.modem = subprocess.Popen(
+            [programs / "modem-simulator", "--link", self.folder / "modem", "--log", self.folder / "sent.jsonl",
+             "--latency", str(latency)], stdout=(self.folder / "modem.log").open("ab"), stderr=subprocess.STDOUT)
+        atexit.register(self.leave_nothing)
+        until(lambda: (self.folder / "modem").exists(), 30, "the simulator")
+        for setting in (f"ConnectString={connect_string}", "ServerPort=3", f"COM3={self.folder}/modem", "TimeDelay=1",
+                        "CenterCode=+8613800100500", *settings):
+            subprocess.run([programs / "sms-server", "--settings", self.folder / "settings.ini", "--set", setting],
+                           check=True, stdout=subprocess.DEVNULL)
+
+    def start(self):
+        self.process = subprocess.Popen(
+            [self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--start", "--headless",
+             "--log-file", self.folder / "server.log"],
+            stdout=subprocess.DEVNULL, stderr=(self.folder / "server.err").open("ab"))
+
+    def is_open(self):
+        return "端口成功" in self.log()
+
+    def log(self):
+        path = self.folder / "server.log"
+        return path.read_text() if path.exists() else ""
+
+    def kill(self):
+        self.process.send_signal(signal.SIGKILL)
+        self.process.wait()
+
+    def sent(self):
+        """(time, number, text) of each accepted message."""
+        path = self.folder / "sent.jsonl"
+        records = [json.loads(line) for line in path.read_text().splitlines()] if path.exists() else []
+        return [(record.get("time", ""), record["number"], record["text"]) for record in records
+                if "refused" not in record]
+
+    def leave_nothing(self):
+        for process in (self.process, self.modem):
+            if process and process.poll() is None:
+                process.terminate()
+                try:
+                    process.wait(20)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+
+
+def until(condition, seconds, what):
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            print(f"not within {seconds} s: {what}")
+            return False
+        time.sleep(0.05)
+    return True
+
+
+def fill(database, rows, numbers):
+    """rows pieces to so many numbers, those of a number numbered in their order."""
+    values = ",".join(f"(1, '', '138{row % numbers:08d}', '{row // numbers:04d} piece of {row}', '0', 0)"
+                      for row in range(rows))
+    database.sql("insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount) values " + values + ";")
+
+
+def count(database, what):
+    return int(database.sql(f"select count(*) from {what};")[0][0])
+
+
+def open_all(servers):
+    for server in servers:
+        server.start()
+    return all(until(server.is_open, 60, f"{server.name} opens its modem") for server in servers)
+
+
+def several(options, folder, database, many, latency):
+    return [Server(number + 1, folder, options.bin, database.connect_string, latency, ["Servers=several"])
+            for number in range(many)]
+
+
+def story(options, folder):
+    database = Database(folder, options.database)
+    users = "".join(f"insert into VO_UserInfor (UserName, Mobile, TureName, AccountState) "
+                    f"values ('user{i}', '138{i:08d}', '员工{i}', '1');" for i in range(30))
+    database.sql(users + "insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, "
+                 "MsgType, MsgContent) values ('2006-01-01', 'user0', '"
+                 + ",".join(f"user{i}" for i in range(30)) + "', '', '2006-01-01', '0', '" + "今晚七点开会。" * 15 + "');")
+    servers = several(options, folder, database, options.servers, 300)
+    well = open_all(servers)
+    expected = count(database, "SMS_WaitToSend")
+    well = until(lambda: count(database, "SMS_ResultDetail where IsSuccess='1'") > 0
+                 and count(database, "SMS_Queues") + count(database, "SMS_WaitToSend") == 0, 180,
+                 "every message is archived") and well
+    archived = count(database, "SMS_ResultDetail")
+    total = 0
+    print(f"{expected} broadcast to 30 people, {archived} results in SMS_ResultDetail:")
+    for server in servers:
+        sent = server.sent()
+        total += len(sent)
+        print(f"  {server.name}: {len(sent)} SMS to {len({number for _, number, _ in sent})} numbers, for example "
+              + ", ".join(sorted({number for _, number, _ in sent})[:4]))
+    return well and total == archived
+
+
+def kills(options, folder):
+    database = Database(folder, options.database)
+    fill(database, options.rows, options.rows // 20)
+    servers = several(options, folder, database, 4, 60)
+    well = open_all(servers)
+    chance = random.Random(options.seed)
+    left = lambda: count(database, "SMS_Queues where MsgStatus='0'")
+    for number in range(options.kills):
+        # Spread over the whole of the work.
+        goal = options.rows - options.rows * (number + 1) // (options.kills + 2)
+        well = until(lambda: left() <= goal, 300, f"{goal} rows left") and well
+        time.sleep(chance.random() * 0.2)
+        victim = chance.choice(servers)
+        victim.kill()
+        victim.start()
+    well = until(lambda: count(database, "SMS_ResultDetail") == options.rows, 300, "every row is archived") and well
+    sent = sorted(message for server in servers for message in server.sent())
+    times = collections.Counter((number, text) for _, number, text in sent)
+    first = collections.OrderedDict()
+    for _, number, text in sent:
+        first.setdefault((number, text))
+    last = {}
+    disorder = 0
+    for number, text in first:
+        disorder += last.get(number, "") > text
+        last[number] = text
+    lost = options.rows - len(times)
+    doubled = sum(times.values()) - len(times)
+    failed = count(database, "SMS_ResultDetail where IsSuccess='0'")
+    print(f"{options.database}: {options.rows} rows, 4 servers, {options.kills} kills: lost {lost}, doubled {doubled}, "
+          f"out of order {disorder}, archived as failed {failed}; "
+          + ", ".join(f"{server.name} {len(server.sent())}" for server in servers))
+    return well and lost == 0 and doubled <= options.kills and disorder == 0
+
+
+def limit(options, folder):
+    database = Database(folder, options.database)
+    fill(database, 100, 100)
+    server = Server(1, folder, options.bin, database.connect_string, 100, ["SendPerHour=30"])
+    well = True
+    for number in range(options.kills):
+        server.start()
+        goal = 30 * (number + 1) // (options.kills + 1)
+        well = until(lambda: len(server.sent()) >= goal, 120, f"{goal} sent") and well
+        server.kill()
+    server.start()
+    well = until(lambda: "已达发送上限" in server.log(), 120, "the limit is told") and well
+    time.sleep(10)  # ten more ticks
+    sent = len(server.sent())
+    rests = [line for line in server.log().splitlines() if "已达发送上限" in line]
+    print(f"{options.database}: SendPerHour=30 over {options.kills} kills: {sent} sent of 100; told: {rests}")
+    return well and sent <= 30 and len(rests) == 1
+
+
+def rate(options, folder):
+    rates = {}
+    for many in (1, 2, 4):
+        place = folder / str(many)
+        place.mkdir()
+        place.chmod(0o755)
+        database = Database(place, options.database)
+        servers = several(options, place, database, many, 300)
+        open_all(servers)
+        fill(database, options.rows, options.rows // 4)
+        until(lambda: sum(len(server.sent()) for server in servers) > 0, 60, "the first message")
+        begin = time.monotonic()
+        until(lambda: sum(len(server.sent()) for server in servers) >= options.rows, 900, "all sent")
+        rates[many] = options.rows / (time.monotonic() - begin)
+        for server in servers:
+            server.leave_nothing()
+        database.stop()
+        print(f"{options.database}: {many} servers, {rates[many]:.2f} messages a second, "
+              f"{rates[many] / (many * rates[1]):.3f} of {many} times one alone", flush=True)
+    return all(rates[many] >= 0.95 * many * rates[1] for many in rates)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("work", choices=["story", "kills", "limit", "rate"])
+    parser.add_argument("--servers", type=int, default=3)
+    parser.add_argument("--database", choices=["postgresql", "mariadb"], default="postgresql")
+    parser.add_argument("--bin", type=pathlib.Path, default=DEMO.parent / "build/release/bin")
+    parser.add_argument("--rows", type=int)
+    parser.add_argument("--kills", type=int)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--keep", action="store_true")
+    options = parser.parse_args()
+    options.bin = options.bin.resolve()
+    options.rows = options.rows or {"kills": 2000, "rate": 400}.get(options.work, 0)
+    options.kills = options.kills or (5 if options.work == "limit" else 20)
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="sms-servers-"))
+    folder.chmod(0o755)
+    # First, so that it runs last: the programs end before their folder goes.
+    atexit.register(print, f"kept: {folder}") if options.keep else atexit.register(shutil.rmtree, folder, True)
+    return 0 if globals()[options.work](options, folder) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
