@@ -63,7 +63,7 @@ private slots:
         QCOMPARE(port()->itemText(0), u"COM1"_s);
         QCOMPARE(port()->itemText(9), u"COM10"_s);
         QVERIFY(port()->itemData(0, Qt::ToolTipRole).toString().startsWith(u"/dev/ttyS0"_s)); // there or not
-        QCOMPARE(port()->itemData(1, Qt::ToolTipRole).toString(), u"/dev/serial/by-id/gsm"_s);
+        QVERIFY(port()->itemData(1, Qt::ToolTipRole).toString().startsWith(u"/dev/serial/by-id/gsm"_s));
         QCOMPARE(centre()->text(), QString());
         QCOMPARE(delay()->text(), u"10"_s);
     }

@@ -120,10 +120,13 @@ void DovecotServer::deliver(const QString &user, const QByteArray &octets)
     ++m_delivered;
     // Dovecot numbers by the time in front of the name.
     const QString name = u"%1.M%2.test"_s.arg(1'700'000'000 + m_delivered).arg(m_delivered);
-    writeFile(folder + u"/new/"_s + name, octets);
+    // A session that is open takes what stands in new/ at any time.
+    writeFile(folder + u"/tmp/"_s + name, octets);
     for (const QString &path :
-         {folder, folder + u"/new"_s, folder + u"/cur"_s, folder + u"/tmp"_s, folder + u"/new/"_s + name})
+         {folder, folder + u"/new"_s, folder + u"/cur"_s, folder + u"/tmp"_s, folder + u"/tmp/"_s + name})
         giveToMailUser(path);
+    if (!QFile::rename(folder + u"/tmp/"_s + name, folder + u"/new/"_s + name))
+        qFatal("cannot deliver a mail");
 }
 
 int DovecotServer::stored(const QString &user) const
