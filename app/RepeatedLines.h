@@ -3,12 +3,12 @@
 #include <QHash>
 #include <QStringList>
 
-/// Keeps a log from filling up with one message: within an hour the first ten lines of the same text pass, the
-/// rest are counted, and the hour's end gives one line with the sum.
+/// Keeps a log from filling up with one message: within an hour the first hundred lines of the same text pass,
+/// which no ordinary trouble exceeds; the rest are counted, and the hour's end gives one line with the sum.
 class RepeatedLines
 {
 public:
-    static constexpr int passing = 10;
+    static constexpr int passing = 100;
 
     /// line: "YYYY-MM-DD HH:MM:SS message". What is to be written for it: sums of the hour before, then itself or
     /// nothing.
