@@ -50,6 +50,10 @@ public:
     {
         return !m_order.passedOverMails.contains(mail);
     }
+    [[nodiscard]] bool readsPlainly(const MailKey &mail) const override
+    {
+        return m_order.plainMails.contains(mail);
+    }
     void beginMail(const MailKey &mail) override
     {
         report(CollectionMessages::MailBegins{mail});

@@ -70,29 +70,41 @@ struct Encoder {
     }
 };
 
+QJsonArray encoded(const QSet<MailKey> &mails)
+{
+    QJsonArray array;
+    for (const MailKey &mail : mails)
+        array.append(QJsonArray{keyText(mail.accountKey), mail.uid});
+    return array;
+}
+
+QSet<MailKey> decodedMails(const QJsonArray &array)
+{
+    QSet<MailKey> mails;
+    for (const QJsonValue &mail : array)
+        mails.insert({mail[0].toString().toLongLong(), mail[1].toString()});
+    return mails;
+}
+
 } // namespace
 
 QByteArray encode(const Order &order)
 {
-    QJsonArray mails;
-    for (const MailKey &mail : order.passedOverMails)
-        mails.append(QJsonArray{keyText(mail.accountKey), mail.uid});
     QJsonArray accounts;
     for (const qint64 account : order.passedOverAccounts)
         accounts.append(keyText(account));
     QJsonArray logins;
     for (auto login = order.logins.cbegin(); login != order.logins.cend(); ++login)
         logins.append(QJsonArray{keyText(login.key()), encoded(login.value())});
-    return line({mails, accounts, logins});
+    return line({encoded(order.passedOverMails), accounts, logins, encoded(order.plainMails)});
 }
 
 Order decodeOrder(const QByteArray &line)
 {
     const QJsonArray parts = QJsonDocument::fromJson(line).array();
     Order order;
-    const QJsonArray mails = parts.at(0).toArray();
-    for (const QJsonValue &mail : mails)
-        order.passedOverMails.insert({mail[0].toString().toLongLong(), mail[1].toString()});
+    order.passedOverMails = decodedMails(parts.at(0).toArray());
+    order.plainMails = decodedMails(parts.at(3).toArray());
     const QJsonArray accounts = parts.at(1).toArray();
     for (const QJsonValue &account : accounts)
         order.passedOverAccounts.insert(account.toString().toLongLong());

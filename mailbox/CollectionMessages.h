@@ -17,6 +17,7 @@ struct Order {
     QSet<MailKey> passedOverMails;
     QSet<qint64> passedOverAccounts;
     QHash<qint64, LoginHistory> logins; ///< by account
+    QSet<MailKey> plainMails;           ///< to be read by the plain reader
 };
 [[nodiscard]] QByteArray encode(const Order &order);
 [[nodiscard]] Order decodeOrder(const QByteArray &line);

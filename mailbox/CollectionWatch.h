@@ -38,6 +38,8 @@ public:
     virtual void noteLogin(qint64 /*accountKey*/, const LoginHistory & /*history*/) {}
     /// Is this mail to be collected? When not, it stays on the server.
     [[nodiscard]] virtual bool admits(const MailKey & /*mail*/) const { return true; }
+    /// Is it to be read by the plain reader, for the usual one did not survive it?
+    [[nodiscard]] virtual bool readsPlainly(const MailKey & /*mail*/) const { return false; }
     /// The mail was retrieved and is read and stored from here to endMail().
     virtual void beginMail(const MailKey & /*mail*/) {}
     virtual void endMail() {}

@@ -134,6 +134,12 @@ void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
 
 void MailCollector::notePoison(const QString &cause)
 {
+    if (m_mail && !m_order.plainMails.contains(*m_mail)) {
+        m_order.plainMails.insert(*m_mail);
+        m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），将以原文附件保存"_s.arg(m_account.mailbox,
+                                                                                         m_mail->uid, cause));
+        return;
+    }
     if (m_mail) {
         m_order.passedOverMails.insert(*m_mail);
         m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），已留在服务器上，本次运行不再收取"_s.arg(

@@ -6,9 +6,9 @@
 #include <QProcess>
 #include <QTimer>
 
-/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or
-/// end the service. Remembers for the run which mails ended such a process, and has them left on their
-/// servers; and how the logins went.
+/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or end the
+/// service. Remembers for the run which mails ended such a process, so that the next one reads them plainly and
+/// leaves those on their servers that end it too, and how the logins went.
 class MailCollector final : public QObject
 {
     Q_OBJECT

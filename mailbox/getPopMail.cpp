@@ -145,8 +145,10 @@ private:
     [[nodiscard]] bool store(const MailKey &key, QByteArray octets)
     {
         try {
+            const bool isPlain = m_collection.watch.readsPlainly(key);
             storeMail(m_collection.connection,
-                      {m_userName, key.accountKey, key.uid, MimeMessage(std::move(octets)),
+                      {m_userName, key.accountKey, key.uid,
+                       isPlain ? MimeMessage::readPlainly(std::move(octets)) : MimeMessage(std::move(octets)),
                        m_collection.attachHiddenText},
                       m_collection.kept, m_collection.trace);
             return true;

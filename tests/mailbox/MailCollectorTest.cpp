@@ -64,19 +64,20 @@ private slots:
         QTest::addColumn<QString>("order");    // of the third
         const QString account = u"say '[\"account\",\"7\",\"box\"]'; "_s;
         const QString mail = account + u"say '[\"mail\",\"7\",\"a\\\"b\"]'; "_s;
+        const QString plain = u"box：邮件 a\"b 使收取进程中止（%1），将以原文附件保存"_s;
         const QString left = u"box：邮件 a\"b 使收取进程中止（%1），已留在服务器上，本次运行不再收取"_s;
         const QString died = u"外部邮件收取进程失败：进程意外中止（信号 9）"_s;
         const QString ill = u"外部邮件收取进程失败：bad"_s;
-        const QString nothing = u"[[],[],[]]"_s;
-        const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[]]"_s;
+        const QString nothing = u"[[],[],[],[]]"_s;
+        const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[],[[\"7\",\"a\\\"b\"]]]"_s;
         const auto row = [](const char *name, const QString &script, const QStringList &logs,
                             const QString &order) { QTest::newRow(name) << script << logs << order; };
         row("in a mail", mail + u"kill -11 $$"_s,
-            {left.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, theMail);
+            {plain.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, theMail);
         row("with a status", mail + u"exit 3"_s,
-            {left.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, theMail);
+            {plain.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, theMail);
         row("after a mail", mail + u"say '[\"end\"]'; kill -9 $$"_s,
-            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}}, u"[[],[\"7\"],[]]"_s);
+            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}}, u"[[],[\"7\"],[],[]]"_s);
         row("before any account", u"kill -9 $$"_s, {died, {}, {}}, nothing);
         row("told a fault", account + u"say '[\"failed\",false,\"bad\"]'"_s, {ill, {}, {}}, nothing);
         row("told a fault, then well", u"[ -e once ] || say '[\"failed\",true,\"bad\"]'; touch once"_s,
