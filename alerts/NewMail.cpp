@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A reading ends early rather than fill the memory; the next pass, whose watermarks stand higher, goes on
+/// A reading ends early rather than fill the memory; the next pass, whose watermarks are higher, goes on
 /// from there.
 constexpr size_t maximumMails = 200'000;
 constexpr size_t maximumNewMails = 5'000'000;
@@ -55,9 +55,9 @@ void NewMail::readAccounts(Connection &connection, FaultLog &faults)
                 } catch (const DatabaseFault &fault) {
                     if (!fault.concernsOneRow())
                         throw;
-                    faults.struck(taskOf(userName, kind), fault.message());
+                    faults.failed(taskOf(userName, kind), fault.message());
                 } catch (const Fault &fault) {
-                    faults.struck(taskOf(userName, kind), fault.message());
+                    faults.failed(taskOf(userName, kind), fault.message());
                 }
             }
         }

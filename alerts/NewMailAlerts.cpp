@@ -30,7 +30,7 @@ void NewMailAlerts::pass()
             } catch (const DatabaseFault &fault) {
                 if (!fault.concernsOneRow())
                     throw;
-                m_faults.struck(task, fault.message());
+                m_faults.failed(task, fault.message());
                 m_history.noteRefused(recipient.userName, kind);
             }
         }

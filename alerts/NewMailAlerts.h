@@ -14,7 +14,7 @@ public:
     {
     }
 
-    /// One pass over all active users with a mobile number. The alerts of one user and service stand together
+    /// One pass over all active users with a mobile number. The alerts of one user and service are together
     /// with the watermark behind them, or none does. A user whose alerts the database refuses is told once
     /// and the others go on. Throws DatabaseFault when the database is gone or serves nobody; what was queued
     /// until then stays.

@@ -5,7 +5,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// A longer name is searched for as it stands: looking up every beginning of an entry would cost its square.
+/// A longer name is searched for as it is: looking up every beginning of an entry would cost its square.
 constexpr qsizetype longestIndexedName = 64;
 
 } // namespace

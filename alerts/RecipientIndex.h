@@ -19,7 +19,7 @@ public:
 private:
     void findInEntry(QStringView entry, const std::function<void(int number)> &found) const;
 
-    QHash<QString, int> m_numbers;    // by name, of the names that stand inside one entry
+    QHash<QString, int> m_numbers;    // by name, of the names that lie inside one entry
     qsizetype m_longestName = 0;      // among these
     QHash<QString, int> m_oddNumbers; // by search text, of all other names
 };

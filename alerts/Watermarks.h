@@ -4,7 +4,7 @@
 #include "foundation/UserValues.h"
 
 /// The mail number up to which a user has been alerted, one row of SMS_Alert_MaxOAID per user and kind of
-/// mail, as it stands at the beginning of a pass.
+/// mail, as it is at the beginning of a pass.
 class Watermarks
 {
 public:

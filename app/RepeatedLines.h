@@ -10,8 +10,8 @@ class RepeatedLines
 public:
     static constexpr int passing = 100;
 
-    /// line: "YYYY-MM-DD HH:MM:SS message". What is to be written for it: sums of the hour before, then itself or
-    /// nothing.
+    /// line: "YYYY-MM-DD HH:MM:SS message". What is to be written for it:
+    /// sums of the hour before, then itself or nothing.
     [[nodiscard]] QStringList next(const QString &line);
     /// The sums that were not told yet.
     [[nodiscard]] QStringList takeSums();

@@ -19,7 +19,7 @@ CommandLine::Assignment completed(const CommandLine::Assignment &assignment)
     return isElsewhere ? CommandLine::Assignment{assignment.name, QTextStream(stdin).readLine()} : assignment;
 }
 
-/// Servers=several and the connection string as they will stand.
+/// Servers=several and the connection string as they will be.
 void requireShareable(const Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {
     const auto after = [&](const QString &path) {

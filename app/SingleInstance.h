@@ -3,7 +3,7 @@
 #include <QLocalServer>
 #include <QLockFile>
 
-/// One running server for each settings file: two would send the same messages twice. The lock stands beside
+/// One running server for each settings file: two would send the same messages twice. The lock lies beside
 /// the settings file; one left by a process that no longer lives is taken over.
 class SingleInstance final : public QObject
 {

@@ -9,8 +9,8 @@ class BareLoop
 public:
     virtual ~BareLoop() = default;
 
-    /// One send-list row from the waiting row, then for each name a lookup and a queue row a piece, in one
-    /// transaction.
+    /// One send-list row from the waiting row, then for each name a lookup and
+    /// a queue row a piece, in one transaction.
     void expand(const QStringList &names, const QStringList &pieces);
     /// Copy and delete of each finished queue row, a transaction each.
     void archive();

@@ -60,7 +60,7 @@ double peakMegabytes()
     return 0;
 }
 
-/// Every mail is for one user of the upper half, whose watermarks stand at its end, and for "everybody".
+/// Every mail is for one user of the upper half, whose watermarks are at its end, and for "everybody".
 void fill(QSqlDatabase &database, int mails, int bodyBytes)
 {
     run(database, u"pragma synchronous=off"_s);

@@ -215,8 +215,8 @@ private:
                  {due, message.recipients.join(u';'), name, due, message.text});
         m_messages += message;
     }
-    /// One of the last messages, some of which are being expanded just now. Only a withdrawal that took a row
-    /// counts.
+    /// One of the last messages, some of which are being expanded just now.
+    /// Only a withdrawal that took a row counts.
     void withdraw()
     {
         const qsizetype number = m_messages.size() - 1 - below(int(qMin<qsizetype>(60, m_messages.size())));

@@ -50,7 +50,7 @@ bool benchStop(TestServers &servers, DatabaseRoute route, const QString &name, i
     office.session.Conn().close();
     if (!stopping.isValid())
         qFatal("all was written before the stop");
-    const double stopped = double(stopping.elapsed());
+    const auto stopped = double(stopping.elapsed());
     const QStringList left = office.database.rows(
         u"select (select count(*) from SMS_SendList) + (select count(*) from SMS_Queues)"_s);
     report(name + u": pieces written before the stop"_s, double(asked), u""_s, true, u"of 900,000"_s);

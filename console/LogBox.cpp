@@ -81,8 +81,8 @@ void LogBox::askAndFind()
 
 void LogBox::resizeEvent(QResizeEvent *event)
 {
-    // No line is wrapped, so no width changes any; told of another one, the text edit would lay out all of
-    // them.
+    // No line is wrapped, so no width changes any; told of another one,
+    // the text edit would lay out all of them.
     const QSize size = event->size();
     QResizeEvent sameWidth(size, {size.width(), event->oldSize().height()});
     QPlainTextEdit::resizeEvent(&sameWidth);

@@ -24,6 +24,6 @@ signals:
     void stopChosen();
 
 private:
-    QMenu m_menu; // stands before the icon, which uses it
+    QMenu m_menu; // declared before the icon, which uses it
     QSystemTrayIcon m_icon;
 };

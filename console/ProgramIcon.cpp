@@ -4,7 +4,7 @@
 
 using namespace Qt::StringLiterals;
 
-// The resource stands in a static library: the linker would leave out its initialiser unless it is named.
+// The resource is in a static library: the linker would leave out its initialiser unless it is named.
 // The macro needs a function outside any namespace.
 static void initialiseIcons()
 {

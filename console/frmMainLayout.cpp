@@ -9,7 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-// The main window's design: what stands where, in twips, and what follows a resize.
+// The main window's design: what is where, in twips, and what follows a resize.
 
 namespace
 {
@@ -98,8 +98,8 @@ void frmMain::holdMinimumSize()
     // The designed minimum is an outer size: what the window's frame adds belongs to it. On X11 the frame is
     // known only some time after the first layout, so a side that is held is measured again.
     const QSize frame = frameGeometry().size() - size();
-    // A window manager in the middle of a drag may deny the resize below and never say so: it is told the
-    // limit.
+    // A window manager in the middle of a drag may deny the resize below
+    // and never say so: it is told the limit.
     setMinimumSize(border - frame);
     const auto held = [](int length, int before, int smallest, int frame) {
         return length < smallest || length == before ? smallest - frame : -1;

@@ -160,7 +160,7 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
     if (foundRows > 1) {
         update = m_driver->updateOfFirstRow(table, assignments, condition);
         if (const QString lock = m_driver->lockOfRows(table, condition); !lock.isEmpty())
-            (void)firstValue(lock, compared);
+            static_cast<void>(firstValue(lock, compared));
     }
     if (execute(update, assigned + compared) > 0)
         return;
@@ -179,7 +179,7 @@ void Connection::requireUsable()
 
 Statement &Connection::prepared(const QString &sql)
 {
-    // Not inside a transaction: one that has struck a fault lets no statement go.
+    // Not inside a transaction: after a fault it lets no statement through.
     if (m_transactionDepth == 0) {
         for (const QString &failed : std::exchange(m_failedStatements, {}))
             m_statements.erase(failed);

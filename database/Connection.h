@@ -12,9 +12,9 @@
 ///
 /// Statements are prepared once per text and used again. A fault is remembered as long as it matters: once
 /// the connection is lost every statement is refused at once until the next open(), and in a transaction in
-/// which a statement struck a fault, whoever absorbed it, every later one is refused with that fault: the
+/// which a statement failed, whoever absorbed the fault, every later one is refused with that fault: the
 /// server may have rolled back already, and would run them one by one. Only the rollback is left, of the whole
-/// or of the savepoint's step that the fault struck in.
+/// or of the savepoint's step in which it failed.
 class Connection
 {
 public:
@@ -96,7 +96,7 @@ private:
     bool m_lost = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;
-    int m_savepoints = 0;                            // that stand now
+    int m_savepoints = 0;                            // that are open now
     std::optional<DatabaseFault> m_transactionFault; // that refuses what follows
     bool m_isTransactionOver = false;                // the server has rolled it back
 };

@@ -12,7 +12,7 @@ namespace
 {
 
 struct ScannedEntry : ConnectionString::Entry {
-    qsizetype valueStart = 0; // where the value stands in the whole text, quotes included
+    qsizetype valueStart = 0; // where the value is in the whole text, quotes included
     qsizetype valueEnd = 0;
 };
 
@@ -170,7 +170,7 @@ QString ConnectionString::masked(const QString &text)
             copied = entry->valueEnd;
         }
     } catch (const DatabaseFault &) {
-        // Where the password stands cannot be told, so nothing after the first key is shown.
+        // Where the password is cannot be told, so nothing after the first key is shown.
         return text.left(text.indexOf(u'=') + 1) + "***"_L1;
     }
     return shown + text.mid(copied);

@@ -5,10 +5,10 @@
 
 /// The keys and values of a connection string, OLE DB or ODBC style: "Key=Value;Key=Value;...".
 ///
-/// Keys are compared without regard to letter case and outer blanks. A value may stand in double or single
+/// Keys are compared without regard to letter case and outer blanks. A value may be in double or single
 /// quotes (a doubled quote inside is one quote) or in braces (a doubled closing brace is one); blanks around
 /// a bare value do not count. In an ODBC style text (one with DRIVER or DSN) quotes mean nothing in
-/// themselves: a value that merely begins with one is taken as it stands. The last of several equal keys
+/// themselves: a value that merely begins with one is taken as it is. The last of several equal keys
 /// wins. Texts of faults name keys, never values.
 class ConnectionString
 {

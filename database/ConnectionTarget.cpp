@@ -24,7 +24,7 @@ constexpr Keys connectLimitKeys = {"connect timeout"_L1, "connection timeout"_L1
 constexpr Keys statementLimitKeys = {"command timeout"_L1, "general timeout"_L1};
 constexpr Keys encryptKeys = {"use encryption for data"_L1, "encrypt"_L1};
 
-/// Whatever an old string asks for, the window does not stand still for longer.
+/// Whatever an old string asks for, the window is not blocked for longer.
 constexpr int longestLimitSeconds = 30;
 
 /// Keys that old installations carry and that change nothing here.
@@ -253,7 +253,7 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
     return sqlServerOdbcTarget(where, limits(settings), installation);
 }
 
-/// OLE DB's bridge to ODBC: the ODBC keys stand beside the OLE DB ones or inside Extended Properties.
+/// OLE DB's bridge to ODBC: the ODBC keys are beside the OLE DB ones or inside Extended Properties.
 OdbcTarget odbcBridge(const ConnectionString &settings, const OdbcInstallation &installation)
 {
     static constexpr Keys translated = {

@@ -19,7 +19,7 @@ void DeadlineGuard::setSockets(std::vector<int> sockets)
     m_sockets = std::move(sockets);
 }
 
-bool DeadlineGuard::struck() const
+bool DeadlineGuard::hasFired() const
 {
     const std::lock_guard lock(m_mutex);
     return m_struck;

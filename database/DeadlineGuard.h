@@ -10,7 +10,7 @@
 /// piece of work takes longer than allowed, so that the blocking call comes back with an error.
 ///
 /// The program's only second thread, because nothing else can reach a thread that blocks inside a driver. It
-/// touches nothing but the descriptors it was given, and those only while a watch stands.
+/// touches nothing but the descriptors it was given, and those only during a watch.
 class DeadlineGuard
 {
 public:
@@ -19,10 +19,10 @@ public:
     DeadlineGuard(const DeadlineGuard &) = delete;
     DeadlineGuard &operator=(const DeadlineGuard &) = delete;
 
-    /// The sockets to shut down. The owner keeps them open while a watch stands.
+    /// The sockets to shut down. The owner keeps them open during a watch.
     void setSockets(std::vector<int> sockets);
     /// True once the sockets have been shut down.
-    [[nodiscard]] bool struck() const;
+    [[nodiscard]] bool hasFired() const;
 
     /// The time limit of one piece of work, from construction to destruction. Watches do not overlap.
     class Watch
@@ -48,7 +48,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<int> m_sockets;
-    Time m_deadline = Time::max(); // max: no watch stands
+    Time m_deadline = Time::max(); // max: no watch
     Time m_wakes = Time::max();    // when the thread looks at the deadline by itself
     bool m_struck = false;
     bool m_ends = false;

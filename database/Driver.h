@@ -29,8 +29,8 @@ public:
     virtual void finish() noexcept = 0;
 };
 
-/// What one kind of database needs done its own way. Everything else stands above, in Connection and
-/// Recordset.
+/// What one kind of database needs done its own way.
+/// Everything else is done above, in Connection and Recordset.
 class Driver
 {
 public:
@@ -75,7 +75,7 @@ public:
     [[nodiscard]] virtual QVariant lastIdentity(Statement &insert, const QString &table,
                                                 const QString &identityColumn) = 0;
     /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
-    /// condition. Parameters of the assignments stand before those of the condition.
+    /// condition. Parameters of the assignments come before those of the condition.
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
                                                    const QString &condition) const = 0;
     /// The query to be run before it, so that nobody else changes the rows in between; "" where the UPDATE

@@ -18,7 +18,7 @@ public:
             u"set autocommit=1"_s,
             u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
             u"set session lock_wait_timeout=%1"_s.arg(seconds),
-            // Times of timestamp columns are ours, whatever the server's zone is. The offset stands where the
+            // Times of timestamp columns are ours, whatever the server's zone is. The offset is where the
             // server has no zone tables.
             u"set time_zone='%1'"_s.arg(session.offset),
             u"set time_zone='%1'"_s.arg(session.zone),
@@ -72,7 +72,7 @@ public:
 
     [[nodiscard]] bool hasNamedLocks() const override { return true; }
 
-    /// The names are the whole server's, so that the database's own stands in them. "for update" reads what is
+    /// The names are the whole server's, so that the database's own is in them. "for update" reads what is
     /// committed now; its row stays locked until the end of the statement alone.
     [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
                                                const LockedReading *reading) const override

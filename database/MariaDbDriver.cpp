@@ -19,11 +19,6 @@ void MariaDbDriver::configure(QSqlDatabase &database) const
         options += ";UNIX_SOCKET="_L1 + target().host;
     else
         database.setHostName(target().host);
-    if (target().port > 0)
-        database.setPort(target().port);
-    database.setDatabaseName(target().database);
-    database.setUserName(target().user);
-    database.setPassword(target().password);
     database.setConnectOptions(options);
 }
 

@@ -2,7 +2,7 @@
 
 #include "database/Connection.h"
 
-/// One value of one row, read as it stands in the database now. The texts are SQL.
+/// One value of one row, read as it is in the database now. The texts are SQL.
 struct LockedReading {
     QString expression;
     QString table;

@@ -3,7 +3,7 @@
 #include "database/ConnectionString.h"
 #include "database/ConnectionTarget.h"
 
-/// Where a SQL Server stands, however the connection string said it.
+/// Where a SQL Server is, however the connection string said it.
 struct SqlServerAddress {
     QString host; ///< name or address, or name\instance
     int port = 0; ///< 0: the usual one, or the instance's own

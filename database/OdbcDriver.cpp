@@ -222,7 +222,7 @@ void OdbcDriver::requireCarriable(qint64 payloadOctets) const
 DatabaseFault OdbcDriver::fault(const QString &what, const OdbcHandle &handle) const
 {
     const auto diagnosis = handle.diagnosis();
-    if (m_guard.struck())
+    if (m_guard.hasFired())
         return {DatabaseFault::Kind::Lost, u"ODBC 数据库在规定时间内没有应答"_s};
     const auto kind = isDead() ? DatabaseFault::Kind::Lost : m_dialect->kindOf(diagnosis.code);
     QString text = what.left(shownSqlLength) + u"："_s +

@@ -39,8 +39,8 @@ private:
     [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);
     [[nodiscard]] QVariant fetchedText(SQLUSMALLINT column);
     [[nodiscard]] QVariant fetchedBytes(SQLUSMALLINT column);
-    /// The whole value, whatever its length, in pieces that end with endOctets of no value; nothing for a
-    /// null.
+    /// The whole value, whatever its length, in pieces that end with
+    /// endOctets of no value; nothing for a null.
     [[nodiscard]] std::optional<QByteArray> fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
                                                           size_t endOctets);
     void check(SQLRETURN result);

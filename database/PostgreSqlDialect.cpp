@@ -23,7 +23,7 @@ public:
             u"set lock_timeout=%1"_s.arg(milliseconds),
             u"set datestyle=ISO"_s,
             u"set client_min_messages=warning"_s,
-            // Times without a zone are ours, whatever the server's zone is. The offset stands where the name
+            // Times without a zone are ours, whatever the server's zone is. The offset is where the name
             // is unknown to the server.
             u"set time zone interval '%1' hour to minute"_s.arg(session.offset),
             u"set time zone '%1'"_s.arg(session.zone),

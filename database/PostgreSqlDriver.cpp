@@ -14,11 +14,6 @@ PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
 void PostgreSqlDriver::configure(QSqlDatabase &database) const
 {
     database.setHostName(target().host);
-    if (target().port > 0)
-        database.setPort(target().port);
-    database.setDatabaseName(target().database);
-    database.setUserName(target().user);
-    database.setPassword(target().password);
     // A cut line is noticed by the system below, also while the other end has merely nothing to say.
     const auto lineLimit = std::chrono::milliseconds(target().limits.statement).count();
     QString options =

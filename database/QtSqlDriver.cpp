@@ -56,8 +56,8 @@ void QtSqlDriver::commit()
 
 void QtSqlDriver::rollback() noexcept
 {
-    // Whether it succeeds changes nothing: a transaction that cannot be rolled back is gone with its
-    // connection.
+    // Whether it succeeds changes nothing: a transaction that cannot be
+    // rolled back is gone with its connection.
     QSqlQuery(database()).exec(u"ROLLBACK"_s);
 }
 
@@ -89,7 +89,7 @@ QVariant QtSqlDriver::lastIdentity(Statement &insert, const QString &, const QSt
 QString QtSqlDriver::causeOf(const QSqlError &error)
 {
     QString cause = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
-    // What stands in the lines below can be the values of the statement.
+    // What is in the lines below can be the values of the statement.
     cause = cause.section(u'\n', 0, 0).trimmed();
     if (!error.nativeErrorCode().isEmpty())
         cause += " ["_L1 + error.nativeErrorCode() + u']';

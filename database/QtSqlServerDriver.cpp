@@ -105,6 +105,11 @@ QtSqlServerDriver::~QtSqlServerDriver() = default;
 void QtSqlServerDriver::open()
 {
     QSqlDatabase db = database();
+    if (m_target.port > 0)
+        db.setPort(m_target.port);
+    db.setDatabaseName(m_target.database);
+    db.setUserName(m_target.user);
+    db.setPassword(m_target.password);
     configure(db);
     if (!db.open())
         throw DatabaseFault(DatabaseFault::Kind::Lost,
@@ -172,7 +177,7 @@ DatabaseFault::Kind QtSqlServerDriver::kindOf(const QSqlError &error) const
 
 DatabaseFault QtSqlServerDriver::fault(const QString &what, const QSqlError &error) const
 {
-    if (m_guard.struck())
+    if (m_guard.hasFired())
         return {DatabaseFault::Kind::Lost, u"数据库服务器 %1 在规定时间内没有应答"_s.arg(m_target.host)};
     return QtSqlDriver::fault(what, error);
 }

@@ -37,7 +37,7 @@ public:
 protected:
     [[nodiscard]] const ServerTarget &target() const { return m_target; }
     void runPlain(const QString &sql) override;
-    /// Sets host, options and credentials, this driver's own way.
+    /// Sets host and options, this driver's own way.
     virtual void configure(QSqlDatabase &database) const = 0;
     /// The open connection's socket, from the driver's own handle.
     [[nodiscard]] virtual int socket(const QSqlDatabase &database) const = 0;

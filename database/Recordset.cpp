@@ -47,7 +47,7 @@ void Recordset::addNew()
 void Recordset::set(QLatin1String column, const QVariant &value)
 {
     if (m_setCount == m_columns.size() || m_columns[m_setCount] != column) {
-        // Another set of columns than in the row before: what stands behind is forgotten.
+        // Another set of columns than in the row before: what comes behind is forgotten.
         m_columns.resize(m_setCount);
         m_values.resize(m_setCount);
         m_columns.append(QString(column));

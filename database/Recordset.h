@@ -18,7 +18,7 @@ public:
     [[nodiscard]] int recordCount() const { return m_recordCount; }
     [[nodiscard]] bool atEnd() const { return m_row >= m_recordCount; }
     void moveNext() { ++m_row; }
-    /// The value in the row it stands on; an invalid QVariant for a null and for a column the query lacks.
+    /// The value in the row it is on; an invalid QVariant for a null and for a column the query lacks.
     [[nodiscard]] QVariant value(QLatin1String column) const;
     /// The value as text; a null text for a null.
     [[nodiscard]] QString text(QLatin1String column) const { return value(column).toString(); }
@@ -26,7 +26,7 @@ public:
     /// identityColumn: the column that the database numbers, when the new number is wanted.
     void openForAppend(const QString &table, const QString &identityColumn = {});
     /// A snapshot as of open(), standing on the first row, the only one that can be changed. For a row to be
-    /// the same one at update(), both calls stand in one transaction.
+    /// the same one at update(), both calls are in one transaction.
     void openForUpdate(const QString &table, const QString &condition, const QVariantList &values);
     void addNew();
     void set(QLatin1String column, const QVariant &value);
@@ -47,8 +47,8 @@ private:
     Connection::Snapshot m_snapshot;
     int m_recordCount = 0;
     int m_row = 0;
-    // A row being written. The columns of the row before are kept: as a rule they come again in the same
-    // order.
+    // A row being written. The columns of the row before are kept:
+    // as a rule they come again in the same order.
     bool m_isNew = false;
     QString m_condition;
     QVariantList m_conditionValues;

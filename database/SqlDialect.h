@@ -65,7 +65,7 @@ public:
     {
         return {};
     }
-    /// The query for the number of transactions that stand; "" where a fault leaves the transaction standing
+    /// The query for the number of open transactions; "" where a fault leaves the transaction standing
     /// until its end, or the rollback to a savepoint fails after one that does not.
     [[nodiscard]] virtual QString openTransactionsQuery() const { return {}; }
     /// The query for the row count of the statement before; "" where there is none.

@@ -16,8 +16,8 @@ public:
     [[nodiscard]] QStringList sessionSetup(const Session &session) const override
     {
         return {
-            // "2006-03-05 07:08:09" is read by the session's language otherwise, in some with day and month
-            // exchanged.
+            // "2006-03-05 07:08:09" is read by the session's language otherwise,
+            // in some with day and month exchanged.
             u"set dateformat ymd"_s,
             u"set lock_timeout %1"_s.arg(std::chrono::milliseconds(session.limits.statement).count()),
             // A text too long is refused, not cut.
@@ -44,8 +44,8 @@ public:
         return "ROLLBACK TRANSACTION "_L1 + name;
     }
 
-    /// scope_identity() is this batch's own, whatever a trigger numbers; OUTPUT is refused on tables with
-    /// triggers.
+    /// scope_identity() is this batch's own, whatever a trigger numbers;
+    /// OUTPUT is refused on tables with triggers.
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &) const override
     {
         // In a batch with parameters the setting may outlive the batch, and then hides every later count.

@@ -88,7 +88,7 @@ make_data_folder() {
     if [ "$(id -u)" -eq 0 ]; then
         as_account=(setpriv --reuid "$1" --regid "$1" --init-groups)
     fi
-    # The script that makes MariaDB's first tables cannot stand blanks in a path.
+    # The script that makes MariaDB's first tables fails on blanks in a path.
     if ! as_account test -x "$PWD" || [[ $PWD = *[!A-Za-z0-9/._-]* ]]; then
         parent=$(mktemp -d)
         ln -s "$parent" database
@@ -113,7 +113,7 @@ launch_database() {
 
 no_database() {
     tail -n 3 database.log
-    echo "The database server did not start; all it said stands in demo/run/database.log."
+    echo "The database server did not start; all it said is in demo/run/database.log."
     exit 1
 }
 

@@ -60,7 +60,7 @@ fi
 start=("$bin/sms-server" --settings settings.ini --start --log-file server.log)
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     cat <<EOT
-Starting the server with its window. What the modem sends stands in demo/run/modem.log. Try, from another shell:
+Starting the server with its window. What the modem sends is in demo/run/modem.log. Try, from another shell:
   cd demo/run
   $bin/modem-simulator --control control --command 'deliver +8613800138001 DYNB'     a subscription code
   $bin/modem-simulator --control control --command 'deliver +8613900139000 你好'      an ordinary text

@@ -10,7 +10,7 @@ constexpr int maximumToldRows = 20;
 
 } // namespace
 
-void FaultLog::struck(const QString &task, const QString &cause)
+void FaultLog::failed(const QString &task, const QString &cause)
 {
     if (const auto standing = m_standing.constFind(task); standing != m_standing.cend() && *standing == cause)
         return;

@@ -11,11 +11,11 @@ class FaultLog
 public:
     explicit FaultLog(OperatorConsole &console) : m_console(console) {}
 
-    /// A task failed. Logs unless this task's last logged cause is the same and still stands.
-    void struck(const QString &task, const QString &cause);
+    /// A task failed. Logs unless this task's last logged cause is the same and not over.
+    void failed(const QString &task, const QString &cause);
     /// A task succeeded. Logs when a fault of it stood.
     void over(const QString &task);
-    [[nodiscard]] bool stands(const QString &task) const { return m_standing.contains(task); }
+    [[nodiscard]] bool isFailing(const QString &task) const { return m_standing.contains(task); }
 
     /// A row that can never succeed was set aside. Logged once per run and row.
     /// row: names table and key, for example "SMS_WaitToSend 17". Of many rows in one task only the first are

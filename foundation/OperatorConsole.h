@@ -6,7 +6,7 @@
 class OperatorConsole
 {
 public:
-    /// Panels of the status bar that are written to, counted from 1. Each stands behind its label panel.
+    /// Panels of the status bar that are written to, counted from 1. Each follows its label panel.
     enum Panel { Status = 2, ToSend = 4, Succeeded = 6, Failed = 8, Time = 10, Filler = 11 };
 
     /// What a monitoring system counts.

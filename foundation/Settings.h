@@ -42,6 +42,6 @@ namespace Settings
 
 } // namespace Settings
 
-/// The text stored at a full registry path; absent reads as empty. Throws Fault when the registry cannot be
-/// read.
+/// The text stored at a full registry path; absent reads as empty.
+/// Throws Fault when the registry cannot be read.
 [[nodiscard]] QString ReadRegValue(const Registry &registry, const QString &path);

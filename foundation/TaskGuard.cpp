@@ -27,13 +27,13 @@ void TaskGuard::run(const QString &task, const std::function<void()> &work)
         if (fault.kind() == DatabaseFault::Kind::Lost)
             databaseStruck(fault.message());
         else
-            m_faults.struck(task, fault.message());
+            m_faults.failed(task, fault.message());
         if (fault.kind() != DatabaseFault::Kind::Refused)
             m_sinceUnavailable.start();
     } catch (const Fault &fault) {
-        m_faults.struck(task, fault.message());
+        m_faults.failed(task, fault.message());
     } catch (const std::exception &error) {
-        m_faults.struck(task, QString::fromUtf8(error.what()));
+        m_faults.failed(task, QString::fromUtf8(error.what()));
     }
 }
 
@@ -60,6 +60,6 @@ bool TaskGuard::databaseReady()
 void TaskGuard::databaseStruck(const QString &cause)
 {
     // One line for each loss: why reopening fails afterwards adds nothing.
-    if (!m_faults.stands(databaseTask()))
-        m_faults.struck(databaseTask(), cause);
+    if (!m_faults.isFailing(databaseTask()))
+        m_faults.failed(databaseTask(), cause);
 }

@@ -15,7 +15,7 @@ public:
     UserValues(Connection &connection, const QString &table, const QString &typeColumn,
                const QString &valueColumn);
 
-    /// The value in the first row of that user and type (null as it stands); nothing when there is no row.
+    /// The value in the first row of that user and type (null as it is); nothing when there is no row.
     /// Throws DatabaseFault.
     [[nodiscard]] std::optional<QVariant> value(const QString &userName, const QString &type) const;
 

@@ -42,7 +42,7 @@ MailCollector::MailCollector(Program program, DatabaseSession &session, Operator
         if (error != QProcess::FailedToStart)
             return;
         rest();
-        m_faults.struck(processTask(), m_process.errorString());
+        m_faults.failed(processTask(), m_process.errorString());
     });
     connect(&m_untilLong, &QTimer::timeout, this, [this] {
         m_isShown = true;
@@ -146,7 +146,7 @@ void MailCollector::notePoison(const QString &cause)
             m_account.mailbox, m_mail->uid, cause));
         return;
     }
-    m_faults.struck(processTask(), u"进程意外中止（%1）"_s.arg(cause));
+    m_faults.failed(processTask(), u"进程意外中止（%1）"_s.arg(cause));
     if (!m_account.mailbox.isEmpty() &&
         ++m_deathsOutsideMails[m_account.accountKey] == deathsBeforeAnAccountRests) {
         m_order.passedOverAccounts.insert(m_account.accountKey);
@@ -163,5 +163,5 @@ void MailCollector::noteFailure()
         if (!m_session.Conn().isOpen())
             return;
     }
-    m_faults.struck(processTask(), m_failure->cause);
+    m_faults.failed(processTask(), m_failure->cause);
 }

@@ -14,8 +14,8 @@
 /// Is there anything to collect: a mailbox and anybody who takes the notice? Throws DatabaseFault.
 [[nodiscard]] bool hasMailboxes(Connection &connection);
 
-/// How mail servers are spoken to, as the setting MailTls has it. Throws Fault when the registry cannot be
-/// read.
+/// How mail servers are spoken to, as the setting MailTls has it.
+/// Throws Fault when the registry cannot be read.
 [[nodiscard]] Pop3Options mailServerOptions(const Registry &registry);
 
 /// Collects the external mailboxes of all users who take the external-mail notice.

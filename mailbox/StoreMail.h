@@ -17,6 +17,6 @@ struct CollectedMail {
 
 /// Stores a message as a row of VO_Email with a row of VO_EmailAttachments for each attachment, all in one
 /// transaction. A column value that the database refuses is left unset and an attachment that it refuses is
-/// missing, with a note each; the mail stands all the same, and kept learns of it before it is committed. Throws
+/// missing, with a note each; the mail is stored all the same, and kept learns of it before it is committed. Throws
 /// Fault, nothing then stored, when the mail's row is refused, the database is gone or kept cannot be told.
 void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kept, const MailTrace &trace);

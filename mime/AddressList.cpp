@@ -22,7 +22,7 @@ struct Member {
     {
         return text.trimmed().isEmpty() && !hasAngle && comment.trimmed().isEmpty();
     }
-    /// The part before a comma that stands inside a name.
+    /// The part before a comma that is inside a name.
     [[nodiscard]] bool isHalfName() const
     {
         return atComma && !hasAngle && !text.trimmed().isEmpty() && !text.contains('@');
@@ -134,13 +134,13 @@ QString nameText(const QByteArray &encoded)
 
 QString addressText(QByteArrayView encoded)
 {
-    // A route (RFC 5322, 4.4) stands before the address.
+    // A route (RFC 5322, 4.4) comes before the address.
     if (encoded.startsWith('@') && encoded.contains(':'))
         encoded = encoded.sliced(encoded.lastIndexOf(':') + 1);
     return decodeHeaderText(encoded.trimmed()).trimmed();
 }
 
-/// A member without angle brackets: the word with "@" is the address, what stands around it the name.
+/// A member without angle brackets: the word with "@" is the address, what is around it the name.
 Mailbox bareMailbox(const QByteArray &text)
 {
     const qsizetype at = text.lastIndexOf('@');

@@ -3,8 +3,8 @@
 #include <QByteArrayView>
 #include <QString>
 
-/// Octets of a mail as text. label: the charset the mail names, in any spelling; may be empty, unknown or
-/// wrong.
+/// Octets of a mail as text. label: the charset the mail names,
+/// in any spelling; may be empty, unknown or wrong.
 ///
 /// What mails really hold decides, in this order:
 /// 1. octets that are UTF-8 beyond doubt (strictly valid, with characters of three or more octets) are UTF-8;
@@ -14,7 +14,7 @@
 /// 3. us-ascii and iso-8859-1 are windows-1252, unless all that is not ASCII comes in GB2312 pairs (a habit
 ///    of Chinese web programs); so is big5 when nearly all is GB2312 that is rare in Big5;
 /// 4. no label, or an unknown one: UTF-8 if valid or merely damaged, else GB18030;
-/// 5. a label that a good share of the octets contradicts: whichever of it, UTF-8 and GB18030 leaves fewer
-///    unexplained.
+/// 5. a label that a good share of the octets contradicts: whichever of it, UTF-8 and GB18030
+///    leaves fewer unexplained.
 /// An octet that cannot be decoded becomes U+FFFD, and so does NUL, which databases do not take in text.
 [[nodiscard]] QString decodeText(QByteArrayView octets, QByteArrayView label);

@@ -5,7 +5,7 @@
 
 /// A header value as one line of text: folding undone (RFC 5322, 2.2.3), encoded words decoded (RFC 2047),
 /// octets outside ASCII decoded as UTF-8 or GB18030. raw: what follows the colon, line end included or not;
-/// one blank after the colon belongs to the header, all others are kept. Words of one charset that stand side
+/// one blank after the colon belongs to the header, all others are kept. Words of one charset that are side
 /// by side are joined before they are decoded, because mail programs cut them inside characters. Control
 /// characters become blanks.
 [[nodiscard]] QString decodeHeaderText(QByteArrayView raw);

@@ -18,7 +18,7 @@ namespace
 /// The charset that an HTML page names for itself.
 QByteArray metaCharset(const QByteArray &html)
 {
-    constexpr qsizetype looked = 2048; // it stands in the head
+    constexpr qsizetype looked = 2048; // it is in the head
     static const QRegularExpression pattern(u"<meta[^>]*charset\\s*=\\s*[\"']?([A-Za-z0-9_-]+)"_s,
                                             QRegularExpression::CaseInsensitiveOption);
     return pattern.match(QString::fromLatin1(html.left(looked))).captured(1).toLatin1();

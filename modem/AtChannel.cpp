@@ -115,8 +115,8 @@ AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
     m_isOwed = false;
     while (!processInput(expect)) {
         QDeadlineTimer until = m_settled ? std::min(deadline, *m_settled) : deadline;
-        // A long answer may take long, but it does not pause: a modem that says nothing more is not waited
-        // for.
+        // A long answer may take long, but it does not pause:
+        // a modem that says nothing more is not waited for.
         if (expect == Expect::FinalWithPayload)
             until = std::min(until, QDeadlineTimer(m_limits.command));
         switch (m_line.waitForOctets(until)) {
@@ -305,7 +305,7 @@ void AtChannel::forgetEcho()
     m_isEchoOff = false;
 }
 
-/// Commands in the case that the modem understands; what stands in quotes is data.
+/// Commands in the case that the modem understands; what is in quotes is data.
 QByteArray AtChannel::spelled(const QByteArray &command) const
 {
     if (!m_lowerCase)

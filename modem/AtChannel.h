@@ -55,8 +55,8 @@ public:
     /// the final result alone.
     [[nodiscard]] AtAnswer exchange(const QByteArray &command, const QByteArray &prefix,
                                     std::chrono::milliseconds limit);
-    /// The same for answers in which a line of hexadecimal digits follows each information line (+CMGL,
-    /// +CMGR).
+    /// The same for answers in which a line of hexadecimal digits follows
+    /// each information line (+CMGL, +CMGR).
     [[nodiscard]] AtAnswer exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
                                                std::chrono::milliseconds limit);
     /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
@@ -120,6 +120,6 @@ private:
     QByteArray m_echo;
     QByteArray m_prefix;
     AtAnswer m_answer;
-    std::optional<QDeadlineTimer> m_settled; ///< m_answer stands unless more comes until then
-    bool m_isOwed = false;                   ///< a result may still come for what m_answer stands for
+    std::optional<QDeadlineTimer> m_settled; ///< m_answer is final unless more comes until then
+    bool m_isOwed = false;                   ///< a result may still come for the command of m_answer
 };

@@ -114,8 +114,8 @@ private:
                       u"SIM 卡需要输入 %1，请先用手机解除 PIN 码，程序不会猜测 PIN 码"_s.arg(state));
     }
 
-    /// The modem answered AT+CPIN? with an error. A plain ERROR may only mean that it does not know the
-    /// question.
+    /// The modem answered AT+CPIN? with an error. A plain ERROR may only
+    /// mean that it does not know the question.
     bool acceptsSimError(const FinalResult &error)
     {
         const QString words = QString::fromLatin1(describe(error));

@@ -6,7 +6,7 @@
 #include <optional>
 
 /// The GSM 7-bit alphabets of 3GPP TS 23.038: default, extension, national language shift tables.
-/// Septets stand one in an octet, values 0 to 127, until they are packed.
+/// Septets are one in an octet, values 0 to 127, until they are packed.
 namespace GsmAlphabet
 {
 

@@ -10,7 +10,7 @@ using GsmTables::Table;
 constexpr int firstLanguage =
     4; // Bengali; then Gujarati, Hindi, Kannada, Malayalam, Oriya, Punjabi, Tamil, Telugu, Urdu
 
-// The scripts of India stand in Unicode in one common order, and the locking shift tables follow it: each
+// The scripts of India have one common order, and the locking shift tables follow it: each
 // place is an offset into the script's block.
 
 /// Characters of the tables that are ASCII in every script, in order of their septets.
@@ -43,7 +43,7 @@ constexpr Table indianLocking(char16_t block, std::u16string_view holes, std::u1
     }
     table.at(0x60) = lastRow.at(0);
     for (char16_t septet = 0x61; septet <= 0x7a; ++septet)
-        table.at(septet) = septet; // small Latin letters stand at their ASCII places
+        table.at(septet) = septet; // small Latin letters are at their ASCII places
     for (std::size_t i = 1; i < lastRow.size(); ++i)
         table.at(0x7a + i) = lastRow.at(i);
     return table;

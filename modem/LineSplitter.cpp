@@ -12,7 +12,7 @@ bool isLineEnd(char c)
     return c == '\r' || c == '\n';
 }
 
-/// Octets that stand for nothing in an answer: NULs of a modem that wakes up, echoed ESC and Ctrl-Z.
+/// Octets that mean nothing in an answer: NULs of a modem that wakes up, echoed ESC and Ctrl-Z.
 bool isNoise(char c)
 {
     return c == '\0' || c == '\x1b' || c == '\x1a';

@@ -13,7 +13,7 @@ public:
     /// The next line that is not blank, without blanks at its ends and without prompt marks in front; nullopt
     /// when none is complete. A line beyond ModemBounds::lineOctets is dropped whole.
     [[nodiscard]] std::optional<QByteArray> takeLine();
-    /// True when a prompt (3GPP TS 27.005, 3.5.1: "> ") stands next in what arrived; it is then taken away.
+    /// True when a prompt (3GPP TS 27.005, 3.5.1: "> ") is next in what arrived; it is then taken away.
     [[nodiscard]] bool takePrompt();
     void clear();
 

@@ -188,7 +188,7 @@ std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
         return std::nullopt;
     const AtLine &line = answer.lines.last();
     const StoredTpdu second = storedTpdu(copy.memory, copy.index, answerFields(line.text), line);
-    // Two readings without octets agree in nothing: what stands there is not known yet, and none of it
+    // Two readings without octets agree in nothing: what is there is not known yet, and none of it
     // could be kept.
     const bool agrees = !second.octets.isEmpty() && second.octets == copy.octets;
     if (agrees || !isDoubtful(second))

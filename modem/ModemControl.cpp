@@ -70,8 +70,8 @@ public:
     QSet<QString> remarksTold;
     QString serviceCentre;
     QString countryCode;
-    bool isWanted = false; ///< the operator's open stands
-    bool isLost = false;   ///< it stands, but the modem is gone
+    bool isWanted = false; ///< the operator opened, and has not closed
+    bool isLost = false;   ///< it is open, but the modem is gone
     bool isRegistered = false;
     QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;

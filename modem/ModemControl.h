@@ -77,8 +77,8 @@ public:
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();
-    /// Releases the port, forgets what waits in memory; the modem's store keeps what was not handled. Always
-    /// 0.
+    /// Releases the port, forgets what waits in memory;
+    /// the modem's store keeps what was not handled. Always 0.
     [[nodiscard]] qint16 close();
     /// Sends text as one SMS, or concatenated when it does not fit one. 0 = every part was accepted with a
     /// message reference, else a ModemResult: the attempt is over and must not be repeated. Blanks around the

@@ -16,8 +16,8 @@ struct AtLine;
 enum class MessageFate : int;
 
 /// The receiving half of the modem control: reads the store at open, on every notification and at least once
-/// a minute, raises one message per turn of the event loop, and removes the modem's copies of what was
-/// handled.
+/// a minute, raises one message per turn of the event loop,
+/// and removes the modem's copies of what was handled.
 class Receiver final : public QObject
 {
     Q_OBJECT

@@ -177,7 +177,7 @@ void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault 
     case ModemFault::Kind::NoNetwork:
         throw fault;
     case ModemFault::Kind::NotPrompted: // says nothing of the row
-        m_faults.struck(answerTask(), fault.message());
+        m_faults.failed(answerTask(), fault.message());
         return;
     case ModemFault::Kind::NotTaken:
         ++m_notTaken;
@@ -185,7 +185,7 @@ void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault 
     case ModemFault::Kind::NoAnswer:
         break;
     }
-    m_faults.struck(answerTask(), fault.message());
+    m_faults.failed(answerTask(), fault.message());
     if (countTry(id, fault.kind()) >= maximumTries)
         fail(id, number, fault.message());
 }

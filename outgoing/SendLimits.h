@@ -20,7 +20,7 @@ public:
     {
     }
 
-    /// A pass begins: takes the settings as they stand now and, when they are new, reads the ledger. Throws Fault.
+    /// A pass begins: takes the settings as they are now and, when they are new, reads the ledger. Throws Fault.
     void beginPass();
 
     /// True when more messages wait than may go now.

@@ -14,8 +14,8 @@ struct Pop3Account {
 };
 
 /// Checks the values of a mail account as they come from a table. Blanks around the host are dropped
-/// (fixed-width columns); international host names become ASCII (RFC 3490); IPv6 addresses may stand in
-/// brackets or bare. Login and password are sent as UTF-8 as they stand; control characters in them are
+/// (fixed-width columns); international host names become ASCII (RFC 3490); IPv6 addresses may be in
+/// brackets or bare. Login and password are sent as UTF-8 as they are; control characters in them are
 /// refused, since a line end would start a command of its own. Result: the account, or what is wrong with it,
 /// in words.
 [[nodiscard]] std::variant<Pop3Account, QString> checkedAccount(const QString &login, const QString &password,

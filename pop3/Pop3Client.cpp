@@ -2,6 +2,7 @@
 
 #include "pop3/Pop3Connector.h"
 #include "pop3/Pop3Listing.h"
+
 #include <numeric>
 #include <utility>
 
@@ -80,7 +81,7 @@ void Pop3Client::skipUnread()
     while (!m_unread.isEmpty()) {
         const bool content = m_unread.head().content;
         if (nextReply().ok && content)
-            (void)dialogue().readContent(m_options.limits.messageOctets);
+            static_cast<void>(dialogue().readContent(m_options.limits.messageOctets));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "pop3/Pop3Fault.h"
 #include "pop3/Pop3LoginWays.h"
 #include "pop3/Pop3Options.h"
+
 #include <QList>
 #include <QQueue>
 #include <functional>
@@ -25,8 +26,8 @@ struct Pop3Refusal {
 ///
 /// What is foreseen is a value: a login refused, a message the server will not give, a missing unique id. A
 /// line that breaks is a Pop3Fault; the session is over then, without QUIT, and its deletions do not take
-/// effect. Deletions take effect at Disconnect only. Destroying a connected client breaks the line without
-/// QUIT.
+/// effect. Deletions take effect at Disconnect only.
+/// Destroying a connected client breaks the line without QUIT.
 class Pop3Client
 {
 public:
@@ -47,8 +48,8 @@ public:
     [[nodiscard]] int Count();
 
     /// Unique id of message number, from one UIDL for the whole mailbox; nullopt when the server gave none
-    /// (also when it knows no UIDL, or number is not between 1 and Count). Two messages may carry the same
-    /// id.
+    /// (also when it knows no UIDL, or number is not between 1 and
+    /// Count). Two messages may carry the same id.
     [[nodiscard]] std::optional<QString> GetMessageUID(int number);
 
     /// The octets of a message as they came (dots unstuffed), or why the server did not give it.

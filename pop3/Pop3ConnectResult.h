@@ -7,7 +7,7 @@
 
 enum class Pop3ConnectOutcome {
     Connected,
-    InvalidAccount,  ///< host, port, login or password cannot be used as they stand; nothing was tried
+    InvalidAccount,  ///< host, port, login or password cannot be used as they are; nothing was tried
     HostUnreachable, ///< no such host, connection refused, no connection or no greeting in time, or what
                      ///< answers is no POP3 server
     TlsRefused, ///< certificate not trusted or for another host, no common TLS, or TLS wanted and not offered

@@ -6,8 +6,8 @@
 #include "pop3/Pop3LoginWays.h"
 
 /// Connects to a POP3 server, secures the line, and logs in. curl does all three; only USER and PASS as the
-/// last resort are spoken here, since curl 7.88 sends them only to servers that list USER among their
-/// capabilities.
+/// last resort are spoken here, since curl 7.88 sends them only to servers
+/// that list USER among their capabilities.
 class Pop3Connector
 {
 public:

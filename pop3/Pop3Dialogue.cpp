@@ -1,6 +1,7 @@
 #include "pop3/Pop3Dialogue.h"
 
 #include "pop3/DotUnstuffer.h"
+
 #include <algorithm>
 #include <utility>
 

@@ -3,6 +3,7 @@
 #include "pop3/Pop3Fault.h"
 #include "pop3/Pop3Observer.h"
 #include "pop3/Pop3Options.h"
+
 #include <QElapsedTimer>
 #include <curl/curl.h>
 #include <memory>

@@ -1,6 +1,7 @@
 #include "pop3/Pop3Listing.h"
 
 #include "mime/CharsetDecoder.h"
+
 #include <algorithm>
 
 namespace

@@ -9,6 +9,6 @@
 /// two lines for one message the first counts. Lines for numbers outside 1 to most are ignored.
 [[nodiscard]] QList<QString> parseUidl(QByteArrayView content, int most);
 
-/// The sizes in octets in the answer to LIST (RFC 1939, 5). Element m - 1 belongs to message m; -1 where
-/// unknown.
+/// The sizes in octets in the answer to LIST (RFC 1939, 5).
+/// Element m - 1 belongs to message m; -1 where unknown.
 [[nodiscard]] QList<qint64> parseList(QByteArrayView content, int most);

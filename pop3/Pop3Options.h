@@ -5,7 +5,7 @@
 #include <chrono>
 #include <functional>
 
-/// Every limit of a POP3 session in one place. What crossing one means stands beside it.
+/// Every limit of a POP3 session in one place. What crossing one means is beside it.
 struct Pop3Limits {
     /// From the host name to the TCP connection; crossed: the host counts as unreachable.
     std::chrono::milliseconds connect{15'000};
@@ -53,8 +53,8 @@ using Pop3Trace = std::function<void(Pop3Direction, const QString &line)>;
 
 struct Pop3Options {
     Pop3Tls tls = Pop3Tls::Opportunistic;
-    /// PEM file with the trusted authorities; empty: SSL_CERT_FILE of the environment, else the system's
-    /// store.
+    /// PEM file with the trusted authorities; empty:
+    /// SSL_CERT_FILE of the environment, else the system's store.
     QString trustedCertificates;
     /// The port where TLS starts with the first byte, always verified (RFC 8314, 3.3).
     int tlsPort = 995;

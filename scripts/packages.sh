@@ -30,7 +30,7 @@ install_packages() {
     if ! { "${as_root[@]}" apt-get update && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
         tail -n 5 "$log"
-        echo "apt could not install them; all it said stands in $log."
+        echo "apt could not install them; all it said is in $log."
         exit 1
     fi >&2
     rm "$log"

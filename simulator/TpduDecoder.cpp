@@ -214,12 +214,12 @@ void readSubmit(Tpdu &tpdu, Cursor &cursor, int firstOctet)
     tpdu.statusReportRequested = firstOctet & 0x20;
     tpdu.messageReference = cursor.octet("message reference");
     tpdu.number = readAddress(cursor);
-    (void)cursor.octet("protocol identifier");
+    static_cast<void>(cursor.octet("protocol identifier"));
     tpdu.dcs = cursor.octet("data coding scheme");
     applyDcs(tpdu, cursor);
     const int validityFormat = (firstOctet >> 3) & 0x3; // 9.2.3.3: 2 is relative, 1 and 3 have seven octets
     if (validityFormat != 0)
-        (void)cursor.take(validityFormat == 2 ? 1 : 7, "validity period");
+        static_cast<void>(cursor.take(validityFormat == 2 ? 1 : 7, "validity period"));
     readUserData(tpdu, cursor, firstOctet & 0x40);
 }
 
@@ -227,7 +227,7 @@ void readDeliver(Tpdu &tpdu, Cursor &cursor, int firstOctet)
 {
     tpdu.kind = Tpdu::Kind::Deliver;
     tpdu.number = readAddress(cursor);
-    (void)cursor.octet("protocol identifier");
+    static_cast<void>(cursor.octet("protocol identifier"));
     tpdu.dcs = cursor.octet("data coding scheme");
     applyDcs(tpdu, cursor);
     tpdu.scts = readTimestamp(cursor, "service-centre time stamp");
@@ -240,7 +240,7 @@ void readStatusReport(Tpdu &tpdu, Cursor &cursor)
     tpdu.messageReference = cursor.octet("message reference");
     tpdu.number = readAddress(cursor);
     tpdu.scts = readTimestamp(cursor, "service-centre time stamp");
-    (void)cursor.take(7, "discharge time");
+    static_cast<void>(cursor.take(7, "discharge time"));
     tpdu.status = cursor.octet("status");
 }
 } // namespace

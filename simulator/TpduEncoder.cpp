@@ -195,7 +195,7 @@ std::optional<QByteArray> encodeSubmit(const QString &number, const QString &tex
     if (!encoded || !isNumeric(number) || !isEncodableNumber(number) ||
         cutIntoParts(*encoded, alphabet, 0).size() > 1)
         return std::nullopt;
-    // First octet: SMS-SUBMIT without validity period. The modem's own centre stands in: address length 0.
+    // First octet: SMS-SUBMIT without validity period. The modem's own centre is used: address length 0.
     return QByteArray(1, '\0') + octet(0x01) + octet(0) + address(number) + octet(protocolIdentifier) +
            octet(dcs) + userData({}, *encoded, alphabet);
 }

@@ -73,7 +73,7 @@ QByteArray Metrics::text(const State &state) const
                   m_counts.value(Event::Collected));
     all +=
         metric("sms_queue_waiting", "gauge", "Rows of SMS_Queues that wait to be sent.", state.waitingRows);
-    all += metric("sms_database_up", "gauge", "1 while the database connection stands.", state.isDatabaseUp);
+    all += metric("sms_database_up", "gauge", "1 while the database is connected.", state.isDatabaseUp);
     all += metric("sms_modem_up", "gauge", "1 while the modem answers on its port.", state.isModemUp);
     all += metric("sms_modem_registered", "gauge", "1 while the modem is registered with a network.",
                   state.isRegistered);

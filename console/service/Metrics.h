@@ -14,7 +14,7 @@ public:
     enum class Pass { Send, Archive, Expand, Alert, Collect };
     static constexpr int passCount = 5;
 
-    /// How things stand now.
+    /// How things are now.
     struct State {
         bool isDatabaseUp = false;
         bool isModemUp = false;

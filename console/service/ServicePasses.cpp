@@ -85,7 +85,7 @@ void ServicePasses::runLocked(Metrics::Pass pass, const QString &task, const QSt
                               const std::function<void()> &work)
 {
     run(pass, task, [&] {
-        // A session holds one lock at a time, and the sender's may have to stand until a status is written.
+        // A session holds one lock at a time, and the sender's may be needed until a status is written.
         if (m_sender.holdsLock())
             return;
         const PassLock lock(m_parts.session.Conn(), m_parts.registry, name);

@@ -32,7 +32,7 @@ public:
     [[nodiscard]] qint32 comPort() const { return m_comPort; }
     /// The scan interval of the last run.
     [[nodiscard]] int intervalMilliseconds() const { return m_intervalMilliseconds; }
-    /// TimeDelay as it stands now, as the common interval of the work timers: 10 s unless it is a number that
+    /// TimeDelay as it is now, as the common interval of the work timers: 10 s unless it is a number that
     /// rounds to more than 0 seconds, and never more than a timer holds. Throws Fault.
     [[nodiscard]] int scanIntervalMilliseconds() const;
 

@@ -22,7 +22,7 @@ public:
     [[nodiscard]] QDateTime now() const override { return QDateTime::currentDateTime(); }
 };
 
-/// A clock that stands still until it is set.
+/// A clock that does not move until it is set.
 class ManualClock final : public Clock
 {
 public:

@@ -131,7 +131,7 @@ private slots:
         QFETCH(QString, given);
         QFETCH(QString, named);
         try {
-            (void)connectionTarget(given, installation(freeDrivers()));
+            static_cast<void>(connectionTarget(given, installation(freeDrivers())));
             QFAIL("accepted");
         } catch (const DatabaseFault &fault) {
             QVERIFY2(fault.message().contains(named), qPrintable(fault.message()));

@@ -275,7 +275,7 @@ private slots:
         const QString longName(500, u'长');
         office.database.oa(u"update T set Name=?"_s, {longName});
         for (const QString &columns : {u"*"_s, u"Name"_s, u"N, Name"_s}) {
-            const auto fault = faultOf([&] { (void)read(columns); });
+            const auto fault = faultOf([&] { static_cast<void>(read(columns)); });
             QVERIFY2(!fault || fault->kind() == DatabaseFault::Kind::Refused,
                      qPrintable(fault ? fault->message() : QString()));
             QCOMPARE(read(columns), QStringList({longName, columns == u"*" ? u"more"_s : QString()}));

@@ -83,7 +83,7 @@ private slots:
         QFETCH(QVariantList, values);
         QFETCH(QString, named);
         NameResolver resolver = office();
-        (void)resolver.rewritten(sql);
+        static_cast<void>(resolver.rewritten(sql));
         const DatabaseFault refusal(DatabaseFault::Kind::Refused, u"refused"_s);
         const QString text = withColumnsTooShort(refusal, resolver.storedParameters(sql), values).message();
         QCOMPARE(text, named.isEmpty() ? u"refused"_s : u"refused（内容太长：%1）"_s.arg(named));

@@ -26,7 +26,9 @@ private slots:
             Transaction transaction(connection);
             connection.execute(u"update T set V=1 where N=1"_s);
             // A lookup that answers "" on failure absorbs it.
-            QVERIFY(kindOf([&] { (void)connection.firstValue(u"select Nothing from T where N=?"_s, {1}); }));
+            QVERIFY(kindOf([&] {
+                static_cast<void>(connection.firstValue(u"select Nothing from T where N=?"_s, {1}));
+            }));
             const auto fault = faultOf([&] { connection.execute(u"delete from T where N=2"_s); });
             QVERIFY2(fault && fault->message().contains(u"Nothing"_s), "the first fault is told again");
             QVERIFY(kindOf([&] { Savepoint step(connection); }));
@@ -117,7 +119,7 @@ private slots:
         Recordset switches(office.connection);
         switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {u"zhang"_s, u"NBYJ"_s});
         std::promise<void> ready;
-        // The other one commits only when ours stands waiting.
+        // The other one commits only when ours is waiting.
         std::thread other([&] {
             Connection rival;
             rival.open(database.connectString());

@@ -6,7 +6,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// What stands in the modem's store comes once, in order, and is removed only when it was handled.
+/// What is in the modem's store comes once, in order, and is removed only when it was handled.
 class ModemReceiveTest : public QObject
 {
     Q_OBJECT

@@ -58,7 +58,7 @@ private:
             numbers += message.number;
         return numbers;
     }
-    /// The prescribed line of a failed send, and that a line with its cause stands right behind it.
+    /// The prescribed line of a failed send, and that a line with its cause follows right behind it.
     void expectFailure(const QString &number)
     {
         const QStringList log = m_office->console.takeLog();
@@ -226,7 +226,7 @@ private slots:
         m_simulator->command(u"mute-prompt 1"_s);
         tick();
         QCOMPARE(statuses(), u"0 8"_s);
-        QCOMPARE(m_office->console.takeLog().size(), 2); // struck, and over with the second row
+        QCOMPARE(m_office->console.takeLog().size(), 2); // failed, and over with the second row
         m_simulator->command(u"mute-prompt 2"_s);
         tick();
         QCOMPARE(m_office->console.takeLog().size(), 1);

@@ -1,5 +1,6 @@
 #include "pop3/Pop3Client.h"
 #include "tests/support/DovecotServer.h"
+
 #include <QTest>
 #include <memory>
 #include <numeric>

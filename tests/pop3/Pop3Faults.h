@@ -57,7 +57,7 @@ inline Download download(const ScriptedPop3Server &server, const Pop3Options &op
             if (const auto *octets = std::get_if<QByteArray>(&message))
                 result.messages << *octets;
         });
-        (void)client.DeleteMessages();
+        static_cast<void>(client.DeleteMessages());
     } catch (const Pop3Fault &fault) {
         result.fault = fault.kind();
     }

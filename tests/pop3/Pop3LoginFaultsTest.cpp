@@ -202,7 +202,7 @@ private slots:
         const ScriptedPop3Server smtp(script);
         QCOMPARE(connectTo(client, smtp).outcome, HostUnreachable);
         QVERIFY(!client.isConnected());
-        QVERIFY_EXCEPTION_THROWN((void)client.Count(), Pop3Fault);
+        QVERIFY_EXCEPTION_THROWN(static_cast<void>(client.Count()), Pop3Fault);
         QVERIFY(!client.Disconnect());
     }
 };

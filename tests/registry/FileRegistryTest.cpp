@@ -61,7 +61,7 @@ private slots:
     void failedWriteIsAFaultThatLosesNothing()
     {
         const QTemporaryDir folder;
-        // A folder stands where the file should be: not even root can write it.
+        // A folder is where the file should be: not even root can write it.
         FileRegistry registry(folder.filePath(u"settings.ini"_s));
         QVERIFY(QDir(folder.path()).mkdir(u"settings.ini"_s));
         QVERIFY_EXCEPTION_THROWN(registry.write(m_path, u"x"_s), Fault);

@@ -1,6 +1,7 @@
 #include "tests/support/DovecotServer.h"
 
 #include "tests/support/Loopback.h"
+
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
@@ -120,7 +121,7 @@ void DovecotServer::deliver(const QString &user, const QByteArray &octets)
     ++m_delivered;
     // Dovecot numbers by the time in front of the name.
     const QString name = u"%1.M%2.test"_s.arg(1'700'000'000 + m_delivered).arg(m_delivered);
-    // A session that is open takes what stands in new/ at any time.
+    // A session that is open takes what is in new/ at any time.
     writeFile(folder + u"/tmp/"_s + name, octets);
     for (const QString &path :
          {folder, folder + u"/new"_s, folder + u"/cur"_s, folder + u"/tmp"_s, folder + u"/tmp/"_s + name})

@@ -5,8 +5,8 @@
 
 /// A database server of the test's own: this machine's binaries, a data folder in the temporary folder, a
 /// free port on the loopback address. Ended, and its data removed, with the object; it does not outlive the
-/// test program either. Everything throws Fault when it does not work: a server that cannot be had is a
-/// failure.
+/// test program either. Everything throws Fault when it does not work:
+/// a server that cannot be had is a failure.
 class PrivateDatabaseServer
 {
 public:
@@ -22,7 +22,7 @@ public:
     void start(const QString &address = QStringLiteral("127.0.0.1"));
     /// At once, without goodbyes: what was not committed is lost, clients find their connections cut.
     void stop();
-    /// Stops every process of the server where it stands (SIGSTOP): connections stay, nothing answers.
+    /// Stops every process of the server where it is (SIGSTOP): connections stay, nothing answers.
     void suspend();
     void resume();
 

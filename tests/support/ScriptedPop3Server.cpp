@@ -1,6 +1,7 @@
 #include "tests/support/ScriptedPop3Server.h"
 
 #include "tests/support/Loopback.h"
+
 #include <algorithm>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

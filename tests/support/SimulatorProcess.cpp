@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 /// Generous, because sanitizer builds on a busy machine start slowly.
-constexpr int kLimitMs = 30'000;
+constexpr int limitMs = 30'000;
 
 [[noreturn]] void fail(const QString &text)
 {
@@ -38,7 +38,7 @@ SimulatorProcess::SimulatorProcess(const QStringList &options) : m_options(optio
 SimulatorProcess::~SimulatorProcess()
 {
     m_process->terminate();
-    if (!m_process->waitForFinished(kLimitMs))
+    if (!m_process->waitForFinished(limitMs))
         m_process->kill();
 }
 
@@ -52,14 +52,14 @@ void SimulatorProcess::start()
     m_process->start(QStringLiteral(SIMULATOR_PROGRAM), QStringList{u"--link"_s, devicePath(), u"--control"_s,
                                                                     controlPath(), u"--log"_s, logPath()} +
                                                             m_options);
-    if (!m_process->waitForStarted(kLimitMs))
+    if (!m_process->waitForStarted(limitMs))
         fail(u"modem-simulator does not start: "_s + m_process->errorString());
     // The control socket is there before the link and answers as soon as the event loop runs.
-    const QDeadlineTimer deadline(kLimitMs);
+    const QDeadlineTimer deadline(limitMs);
     while (!QFile::exists(devicePath())) {
         if (m_process->waitForFinished(1) || deadline.hasExpired()) {
             QFile output(m_folder.filePath(u"output.txt"_s));
-            (void)output.open(QIODevice::ReadOnly);
+            static_cast<void>(output.open(QIODevice::ReadOnly));
             fail(u"modem-simulator offers no device: "_s + QString::fromUtf8(output.readAll()));
         }
     }
@@ -68,7 +68,7 @@ void SimulatorProcess::start()
 void SimulatorProcess::kill()
 {
     m_process->kill();
-    m_process->waitForFinished(kLimitMs);
+    m_process->waitForFinished(limitMs);
 }
 
 QString SimulatorProcess::devicePath() const
@@ -88,11 +88,11 @@ QString SimulatorProcess::command(const QString &line)
 {
     QLocalSocket socket;
     socket.connectToServer(controlPath());
-    if (!socket.waitForConnected(kLimitMs))
+    if (!socket.waitForConnected(limitMs))
         fail(u"modem-simulator takes no commands: "_s + socket.errorString());
     socket.write(line.toUtf8() + '\n');
     QByteArray answer;
-    const QDeadlineTimer deadline(kLimitMs);
+    const QDeadlineTimer deadline(limitMs);
     while (!isComplete(answer)) {
         if (socket.bytesAvailable() == 0 &&
             !socket.waitForReadyRead(static_cast<int>(deadline.remainingTime())))

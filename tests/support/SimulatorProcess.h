@@ -22,8 +22,8 @@ struct SentMessage {
 ///
 /// Needs no event loop and blocks the calling thread for moments only, so that it serves tests of a driver
 /// that blocks its one thread. The process ends with this object, and with the test program when that
-/// crashes. Everything throws std::runtime_error with a readable text when the simulator does not start or
-/// answer.
+/// crashes. Everything throws std::runtime_error with a readable text when
+/// the simulator does not start or answer.
 class SimulatorProcess
 {
 public:

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the sample mails and expected.json beside this file.
 
-Each mail is put together octet by octet as the mail program named writes it; what a reader should see stands
+Each mail is put together octet by octet as the mail program named writes it; what a reader should see is
 beside it. Run it after a change and commit the results.
 """
 import base64
