@@ -125,8 +125,8 @@ bool InboundMessageHandler::isStored(const ReceivedMessage &message)
     return false;
 }
 
-/// Parts that were left of a message that was stored whole: its text holds theirs, in order, and its time, the first
-/// part's, is not later than theirs.
+/// Parts that were left of a message that was stored whole: its text holds theirs, in order, and its time,
+/// the first part's, is not later than theirs.
 bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message)
 {
     const QStringList &fragments = message.origin.fragments;

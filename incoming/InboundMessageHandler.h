@@ -29,13 +29,13 @@ public:
     /// The modem control's event of that name: reads the one message and tells the control its fate.
     void messageArrived();
 
-    /// Tries the spooled messages again, at the first call and then after waits that double up to an hour. To be
-    /// called at each scan interval, inside the guard. Throws DatabaseFault when the database is gone.
+    /// Tries the spooled messages again, at the first call and then after waits that double up to an hour. To
+    /// be called at each scan interval, inside the guard. Throws DatabaseFault when the database is gone.
     void retrySpooled();
 
     /// What is to become of a message that was read with this status. Throws nothing: a fault is told to the
-    /// operator once; a message that the database refuses is Refused, or Handled once it is spooled where the modem
-    /// cannot keep it; one that meets no database has to Wait.
+    /// operator once; a message that the database refuses is Refused, or Handled once it is spooled where the
+    /// modem cannot keep it; one that meets no database has to Wait.
     [[nodiscard]] MessageFate handle(qint16 readStatus, const ReceivedMessage &message);
 
 private:

@@ -6,8 +6,8 @@
 class OrderPermission
 {
 public:
-    /// The permission of the first row of that type with IsOrder "1";
-    /// nobody's when there is none. Throws DatabaseFault.
+    /// The permission of the first row of that type with IsOrder "1"; nobody's when there is none.
+    /// Throws DatabaseFault.
     [[nodiscard]] static OrderPermission ofOpenOrder(Connection &connection, const QString &orderName);
 
     /// True for every user of a public type, else for the whole names in UserList.

@@ -5,8 +5,8 @@
 #include <QList>
 #include <QString>
 
-/// The spool: messages that the database refuses and that the modem cannot keep, in a file, one a line as JSON. The
-/// file is replaced as a whole and synced, so that a kill leaves the old or the new one.
+/// The spool: messages that the database refuses and that the modem cannot keep, in a file, one a line as
+/// JSON. The file is replaced as a whole and synced, so that a kill leaves the old or the new one.
 class RefusedMessages
 {
 public:
@@ -17,8 +17,8 @@ public:
     [[nodiscard]] const QList<ReceivedMessage> &messages() const { return m_messages; }
     /// True when the message is in the file and synced; one that is there already is not added again.
     [[nodiscard]] bool add(const ReceivedMessage &message);
-    /// Takes a message out after it was stored elsewhere. One that comes again because the file could not be written
-    /// is recognised by its store.
+    /// Takes a message out after it was stored elsewhere. One that comes again because the file could not be
+    /// written is recognised by its store.
     void remove(const ReceivedMessage &message);
 
 private:

@@ -5,8 +5,8 @@
 
 #include <QHash>
 
-/// Bounds the confirmations that one number can cause in any 60 minutes (setting RepliesPerHour; none by default).
-/// Of this run alone: a restart begins anew.
+/// Bounds the confirmations that one number can cause in any 60 minutes (setting RepliesPerHour; none by
+/// default). Of this run alone: a restart begins anew.
 class ReplyLimit
 {
 public:

@@ -24,8 +24,8 @@
 /// Carries out a command: when the text is exactly a code of the type's first order, and the sender a user
 /// who may use the type, switches the subscription and queues the confirmation, both or neither; else
 /// nothing. orderName: a command type. senderNumber: as delivered by the modem. replyAddress: where the
-/// confirmation goes. mostReplies: beyond these the subscription is switched without a confirmation. Returns how
-/// many confirmations were queued.
+/// confirmation goes. mostReplies: beyond these the subscription is switched without a confirmation. Returns
+/// how many confirmations were queued.
 int handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
                        const QString &replyAddress, const QString &text,
                        int mostReplies = std::numeric_limits<int>::max());

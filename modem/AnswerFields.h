@@ -5,8 +5,8 @@
 #include <QList>
 #include <optional>
 
-/// One parameter of an information line (ITU-T V.250, 5.4.3.1):
-/// a number, a quoted text, a list in parentheses.
+/// One parameter of an information line (ITU-T V.250, 5.4.3.1): a number, a quoted text, a list
+/// in parentheses.
 struct AnswerField {
     QByteArray text; ///< without its quotes; of a list: what is between the parentheses
     enum class Kind { Plain, Quoted, List } kind = Kind::Plain;
@@ -16,8 +16,8 @@ struct AnswerField {
     [[nodiscard]] std::optional<int> number() const;
 };
 
-/// The parameters behind the ":" of an information line, in order;
-/// empty ones are kept. Any text gives some list.
+/// The parameters behind the ":" of an information line, in order; empty ones are kept. Any text gives
+/// some list.
 [[nodiscard]] QList<AnswerField> answerFields(QByteArrayView line);
 
 /// The values of a list such as "0-2,5" that lie in 0 to 31; what is neither number nor range is skipped.

@@ -115,8 +115,8 @@ AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
     m_isOwed = false;
     while (!processInput(expect)) {
         QDeadlineTimer until = m_settled ? std::min(deadline, *m_settled) : deadline;
-        // A long answer may take long, but it does not pause:
-        // a modem that says nothing more is not waited for.
+        // A long answer may take long, but it does not pause: a modem that says nothing more is not
+        // waited for.
         if (expect == Expect::FinalWithPayload)
             until = std::min(until, QDeadlineTimer(m_limits.command));
         switch (m_line.waitForOctets(until)) {
@@ -200,7 +200,8 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
     return false;
 }
 
-/// Only the line that was asked for, or the prompt, proves that a result is not a late one of another command.
+/// Only the line that was asked for, or the prompt, proves that a result is not a late one of
+/// another command.
 bool AtChannel::takeResult(const FinalResult &result, Expect expect)
 {
     const bool isOk = result.kind == FinalResult::Kind::Ok;

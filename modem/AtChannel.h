@@ -43,8 +43,8 @@ struct AtAnswer {
 /// other line is unsolicited, is set aside, and is told by a signal after the exchange. Echo may be on. An
 /// exchange has one deadline for the whole of it. After a time-out the channel is out of step: the next
 /// command first brings it back, so that a late answer is never taken for another command's.
-/// A question, which is a command with a prefix, is answered by its line: a late OK of another command in front
-/// of it changes nothing, and an OK that is missing or comes first is done without.
+/// A question, which is a command with a prefix, is answered by its line: a late OK of another command in
+/// front of it changes nothing, and an OK that is missing or comes first is done without.
 class AtChannel final : public QObject
 {
     Q_OBJECT
@@ -55,8 +55,8 @@ public:
     /// the final result alone.
     [[nodiscard]] AtAnswer exchange(const QByteArray &command, const QByteArray &prefix,
                                     std::chrono::milliseconds limit);
-    /// The same for answers in which a line of hexadecimal digits follows
-    /// each information line (+CMGL, +CMGR).
+    /// The same for answers in which a line of hexadecimal digits follows each information line
+    /// (+CMGL, +CMGR).
     [[nodiscard]] AtAnswer exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
                                                std::chrono::milliseconds limit);
     /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
@@ -65,8 +65,8 @@ public:
     /// "+CMGS:" ends the wait, whether its OK follows or not, and so does the modem's restart.
     [[nodiscard]] AtAnswer sendPayload(const QByteArray &hexDigits, std::chrono::milliseconds limit);
 
-    /// Finds the modem, leaves a prompt, and waits out late answers. On a line that was just opened the first AT
-    /// goes without ESC. False when nothing answers within limit or the device is gone.
+    /// Finds the modem, leaves a prompt, and waits out late answers. On a line that was just opened the first
+    /// AT goes without ESC. False when nothing answers within limit or the device is gone.
     [[nodiscard]] bool resynchronise(std::chrono::milliseconds limit);
     [[nodiscard]] bool isSynchronised() const { return m_synchronised; }
     [[nodiscard]] bool isLineOpen() const;

@@ -26,8 +26,8 @@ public:
         optional("ATE0");
         m_channel.forgetEcho(); // of that command itself
         optional("AT+CMEE=1");
-        optional(
-            "AT+CSCS=\"GSM\""); // some modems keep the centre's number in the character set that was last used
+        // Some modems keep the number of the centre in the character set that was last used.
+        optional("AT+CSCS=\"GSM\"");
         const bool isReady = waitForSim() && setPduMode() && setServiceCentre(serviceCentre) && findStore();
         if (m_report.result != ModemResult::Ok)
             return m_report;
@@ -82,8 +82,8 @@ private:
         }
     }
 
-    /// For what messages depend on: a refusal counts only when it is given again by a modem that is in step, since
-    /// the first may have been meant for a command of an earlier session.
+    /// For what messages depend on: a refusal counts only when it is given again by a modem that is in step,
+    /// since the first may have been meant for a command of an earlier session.
     AtAnswer insist(const QByteArray &command)
     {
         AtAnswer answer = askPatiently(command);
@@ -114,8 +114,8 @@ private:
                       u"SIM 卡需要输入 %1，请先用手机解除 PIN 码，程序不会猜测 PIN 码"_s.arg(state));
     }
 
-    /// The modem answered AT+CPIN? with an error. A plain ERROR may only
-    /// mean that it does not know the question.
+    /// The modem answered AT+CPIN? with an error. A plain ERROR may only mean that it does not know
+    /// the question.
     bool acceptsSimError(const FinalResult &error)
     {
         const QString words = QString::fromLatin1(describe(error));

@@ -38,7 +38,11 @@ void Inbox::Remembered::insert(const QByteArray &key)
 
 Inbox::Entry Inbox::makeEntry(const StoredTpdu &copy, const QDateTime &now) const
 {
-    Entry entry{.copy = copy, .tpdu = decodeReceived(copy.octets, copy.tpduOctets), .firstSeen = now};
+    Entry entry{.copy = copy,
+                .listed = copy,
+                .tpdu = decodeReceived(copy.octets, copy.tpduOctets),
+                .firstSeen = now,
+                .readings = copy.isDirect ? Readings::Two : Readings::One};
     const bool isKnown = m_handled.contains(placeKey(copy)) || m_handled.contains(copy.octets);
     if (isKnown || std::holds_alternative<SmsStatusReport>(entry.tpdu))
         entry.state = State::Handled; // nobody asked for a report: it only takes up its place
@@ -61,10 +65,13 @@ void Inbox::update(const QByteArray &memory, const QList<StoredTpdu> &received, 
     }
     for (const StoredTpdu &copy : received) {
         const auto old = known.constFind(copy.index);
-        const bool isKnown = old != known.cend() && old->copy == copy;
+        const bool isKnown = old != known.cend() && old->listed == copy;
         entries.append(isKnown ? *old : makeEntry(copy, now));
+        Entry &entry = entries.last();
         if (!isKnown)
-            entries.last().isLeftOver = isOpening;
+            entry.isLeftOver = isOpening;
+        else if (entry.readings == Readings::Disagree && !copy.octets.isEmpty())
+            entry.readings = Readings::Two;
     }
     m_entries = entries;
     m_isArranged = false;
@@ -152,7 +159,7 @@ void Inbox::arrange(const QDateTime &now)
     QList<ReceivedPart> parts;
     QHash<QByteArray, StoredTpdu> seen;
     for (const Entry &entry : std::as_const(m_entries)) {
-        if (entry.state == State::Handled)
+        if (entry.state == State::Handled || entry.readings == Readings::Disagree)
             continue;
         // One message that two memories show: it is handled with the first, and so is its other copy.
         const auto other = seen.constFind(entry.copy.octets);
@@ -165,8 +172,15 @@ void Inbox::arrange(const QDateTime &now)
         }
         if (const auto *deliver = std::get_if<SmsDeliver>(&entry.tpdu))
             parts.append({entry.copy, *deliver, entry.firstSeen});
-        else if (const auto *unreadable = std::get_if<UnreadableTpdu>(&entry.tpdu))
-            m_ready.append({{}, {}, entry.firstSeen, unreadable->problem, {entry.copy}});
+        else if (const auto *unreadable = std::get_if<UnreadableTpdu>(&entry.tpdu)) {
+            // Read again before anything is raised, it may come in its order.
+            const bool isReadOnce = entry.readings == Readings::One;
+            m_ready.append({{},
+                            {},
+                            isReadOnce ? QDateTime::fromSecsSinceEpoch(0) : entry.firstSeen,
+                            unreadable->problem,
+                            {entry.copy}});
+        }
     }
     for (const PartSet &set : reassemble(parts)) {
         if (isRepetition(set)) {
@@ -189,6 +203,27 @@ std::optional<InboxMessage> Inbox::next(const QDateTime &now)
     if (m_ready.isEmpty())
         return std::nullopt;
     return m_ready.first();
+}
+
+bool Inbox::isReadTwice(const StoredTpdu &copy) const
+{
+    const Entry *entry = find(copy);
+    return entry != nullptr && entry->readings == Readings::Two;
+}
+
+void Inbox::setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &reading)
+{
+    Entry *entry = find(copy);
+    if (entry == nullptr)
+        return;
+    if (reading && *reading != copy) {
+        const Entry old = *entry;
+        *entry = makeEntry(*reading, old.firstSeen);
+        entry->listed = old.listed;
+        entry->isLeftOver = old.isLeftOver;
+    }
+    entry->readings = reading ? Readings::Two : Readings::Disagree;
+    m_isArranged = m_isArranged && reading == copy && !std::holds_alternative<UnreadableTpdu>(entry->tpdu);
 }
 
 const Inbox::Entry *Inbox::find(const StoredTpdu &copy) const

@@ -40,14 +40,21 @@ public:
     explicit Inbox(const ModemLimits &limits) : m_limits(limits) {}
 
     void setRefusedFirst(std::chrono::seconds wait) { m_limits.refusedFirst = wait; }
-    /// Everything received that memory holds now. isOpening: what is new in it may be known to an earlier run.
+    /// Everything received that memory holds now. isOpening: what is new in it may be known to an
+    /// earlier run.
     void update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now,
                 bool isOpening = false);
     /// A message that the modem delivered without storing it. One that lies in the store as well comes once.
     Direct addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now);
 
-    /// The first message in order that may be raised now; the same one until its fate is told.
+    /// The first message in order that may be raised now; the same one until its fate is told. Its copies
+    /// must have been read twice.
     [[nodiscard]] std::optional<InboxMessage> next(const QDateTime &now);
+    /// Only what two readings agree about is raised or removed.
+    [[nodiscard]] bool isReadTwice(const StoredTpdu &copy) const;
+    /// What the second reading of copy's place gave. Other octets take the place of those that the listing
+    /// showed; without a reading (nullopt) the copy waits until a listing shows the same again.
+    void setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &reading);
     /// When time alone makes something ready; invalid when nothing waits for it.
     [[nodiscard]] QDateTime nextChange() const { return m_nextChange; }
     void setHandled(const InboxMessage &message, const QDateTime &now);
@@ -67,10 +74,13 @@ public:
 
 private:
     enum class State { Waiting, Handled, Refused };
+    enum class Readings { One, Two, Disagree };
     struct Entry {
         StoredTpdu copy;
+        StoredTpdu listed = {}; ///< as the listing shows it; copy is what the place holds
         ReceivedTpdu tpdu;
         QDateTime firstSeen;
+        Readings readings = Readings::One;
         State state = State::Waiting;
         QDateTime refusedUntil = {};
         int refusals = 0;

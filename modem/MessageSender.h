@@ -29,7 +29,8 @@ class MessageSender
 public:
     MessageSender(AtChannel &channel, const ModemLimits &limits) : m_channel(channel), m_limits(limits) {}
 
-    /// All parts in order, up to the first that is not accepted. Nothing that was handed over is handed over again.
+    /// All parts in order, up to the first that is not accepted. Nothing that was handed over is handed
+    /// over again.
     [[nodiscard]] SendOutcome send(const QList<SmsSubmit> &parts);
 
 private:

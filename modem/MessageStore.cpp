@@ -2,7 +2,6 @@
 
 #include "modem/AnswerFields.h"
 #include "modem/AtChannel.h"
-#include "modem/ReceivedTpdu.h"
 
 #include <QMap>
 #include <algorithm>
@@ -115,7 +114,8 @@ void MessageStore::noteSizes(const AtAnswer &answer, const QByteArrayList &memor
     }
 }
 
-/// Modems take three, two or one of the memories of reading, writing and receiving; what worked once is used ever after.
+/// Modems take three, two or one of the memories of reading, writing and receiving; what worked once is used
+/// ever after.
 QByteArray MessageStore::selection(const QByteArray &memory) const
 {
     return "AT+CPMS=" + QByteArrayList(m_selectionSize, '"' + memory + '"').join(',');
@@ -169,31 +169,40 @@ std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory
         if (const auto stat = fields[1].number(); stat && isReceived(*stat))
             received.insert(*fields[0].number(), storedTpdu(memory, *fields[0].number(), fields, line));
     }
-    for (const StoredTpdu &copy : std::as_const(received)) {
-        const std::optional<StoredTpdu> sound = isDoubtful(copy) ? readAgain(copy) : copy;
-        if (sound)
-            listing.received.append(*sound);
-        else if (!m_channel.isLineOpen())
-            return std::nullopt;
-    }
+    listing.received = received.values();
     return listing;
 }
 
-/// The second reading when it is sound or agrees with the first; else nullopt.
 std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
 {
-    const AtAnswer answer = m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(copy.index),
-                                                          "+CMGR:", m_limits.command);
+    if (!select(copy.memory))
+        return std::nullopt;
+    const auto agree = [](const StoredTpdu &a, const StoredTpdu &b) {
+        // Two readings that lost the octets agree in nothing, unless both say that there are none.
+        return a == b && (!a.octets.isEmpty() || a.tpduOctets == 0);
+    };
+    const std::optional<StoredTpdu> second = readPlace(copy.memory, copy.index);
+    if (second && agree(*second, copy))
+        return second;
+    const std::optional<StoredTpdu> third = readPlace(copy.memory, copy.index);
+    if (third && (agree(*third, copy) || (second && agree(*third, *second))))
+        return third;
+    return std::nullopt;
+}
+
+/// nullopt when no received message was read there.
+std::optional<StoredTpdu> MessageStore::readPlace(const QByteArray &memory, int index)
+{
+    const AtAnswer answer =
+        m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command);
     if (!answer.isOk() || answer.lines.isEmpty())
         return std::nullopt;
     const AtLine &line = answer.lines.last();
-    const StoredTpdu second = storedTpdu(copy.memory, copy.index, answerFields(line.text), line);
-    // Two readings without octets agree in nothing: what is there is not known yet, and none of it
-    // could be kept.
-    const bool agrees = !second.octets.isEmpty() && second.octets == copy.octets;
-    if (agrees || !isDoubtful(second))
-        return second;
-    return std::nullopt;
+    const QList<AnswerField> fields = answerFields(line.text);
+    const std::optional<int> stat = fields.first().number();
+    if (!stat || !isReceived(*stat))
+        return std::nullopt;
+    return storedTpdu(memory, index, fields, line);
 }
 
 /// For modems that cannot list: every index is read. The first index may be 0 or 1.
@@ -216,12 +225,8 @@ std::optional<MessageStore::Listing> MessageStore::listOneByOne(const QByteArray
         ++listing.used;
         if (fields.first().kind == AnswerField::Kind::Quoted && !fields.first().number())
             return Listing{.isTextMode = true};
-        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat)) {
-            const StoredTpdu copy = storedTpdu(memory, index, fields, line);
-            const std::optional<StoredTpdu> sound = isDoubtful(copy) ? readAgain(copy) : copy;
-            if (sound)
-                listing.received.append(*sound);
-        }
+        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat))
+            listing.received.append(storedTpdu(memory, index, fields, line));
     }
     return listing;
 }

@@ -41,14 +41,18 @@ public:
     /// A notification named this memory; anything but letters is not believed.
     void addMemory(const QByteArray &memory);
 
-    /// nullopt when the memory could not be read now. A single reading is never trusted with the only copy: what
-    /// looks damaged is read again, and left out until two readings agree or one is sound.
+    /// nullopt when the memory could not be read now. What it shows of a message is one reading:
+    /// see readAgain().
     [[nodiscard]] std::optional<Listing> list(const QByteArray &memory);
+    /// What stands in the place of a listed copy, by two readings that agree, of which copy is one.
+    /// nullopt when no two do. Lines that get lost can put one message's octets under another's index, of
+    /// the right length.
+    [[nodiscard]] std::optional<StoredTpdu> readAgain(const StoredTpdu &copy);
     [[nodiscard]] Removal remove(const StoredTpdu &copy);
 
 private:
     bool select(const QByteArray &memory);
-    [[nodiscard]] std::optional<StoredTpdu> readAgain(const StoredTpdu &copy);
+    [[nodiscard]] std::optional<StoredTpdu> readPlace(const QByteArray &memory, int index);
     [[nodiscard]] QByteArray selection(const QByteArray &memory) const;
     void noteSizes(const AtAnswer &answer, const QByteArrayList &memories);
     std::optional<Listing> listOneByOne(const QByteArray &memory);

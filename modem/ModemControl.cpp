@@ -165,8 +165,8 @@ bool ModemControl::Private::bringUpAgain()
     return link.isOpen();
 }
 
-/// Modems lose their settings without a word. Asked once in each turn of the event loop, which is once a pass.
-/// False when the modem is gone.
+/// Modems lose their settings without a word. Asked once in each turn of the event loop, which is once a
+/// pass. False when the modem is gone.
 bool ModemControl::Private::assertPduMode()
 {
     if (isChecked && checkedAt.elapsed() < limits.storePoll.count())

@@ -53,8 +53,8 @@ public:
     void setSenderCountryCode(const QString &digits);
     /// Until a refused message is raised again for the first time; 10 s unless set.
     void setScanInterval(std::chrono::seconds interval);
-    /// Octets of messages that cannot be decoded are appended to this file before the modem's copy goes; "" leaves
-    /// them in notice() alone.
+    /// Octets of messages that cannot be decoded are appended to this file before the modem's copy goes; ""
+    /// leaves them in notice() alone.
     void setUnreadableFile(const QString &path);
     /// Shows every octet that goes over the line; an empty function turns it off.
     void setTrace(ModemTrace trace);
@@ -66,8 +66,9 @@ public:
     /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
     /// open() or when the device came back. False while the port is closed.
     [[nodiscard]] bool isRegistered() const;
-    /// For a person who wants to know what hangs on the port: the line speed at which the modem answered, its maker
-    /// and model in its own words, and what was worked around. Asks the modem; "" and empty while it is closed.
+    /// For a person who wants to know what hangs on the port: the line speed at which the modem answered,
+    /// its maker and model in its own words, and what was worked around. Asks the modem; "" and empty while
+    /// it is closed.
     struct Description {
         int baud = 0;
         QString model;
@@ -77,8 +78,8 @@ public:
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();
-    /// Releases the port, forgets what waits in memory;
-    /// the modem's store keeps what was not handled. Always 0.
+    /// Releases the port, forgets what waits in memory; the modem's store keeps what was not handled.
+    /// Always 0.
     [[nodiscard]] qint16 close();
     /// Sends text as one SMS, or concatenated when it does not fit one. 0 = every part was accepted with a
     /// message reference, else a ModemResult: the attempt is over and must not be repeated. Blanks around the

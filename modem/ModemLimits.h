@@ -30,8 +30,8 @@ struct ModemLimits {
     /// An incomplete concatenated message is delivered as far as it came when its newest part is this old by
     /// its service-centre time (by the time first seen when that is earlier), ...
     s incompleteSet{24 * 3600};
-    /// ... but never before it has been seen this long:
-    /// a modem that was off for days gets its parts one by one.
+    /// ... but never before it has been seen this long: a modem that was off for days gets its parts one
+    /// by one.
     s incompleteGrace{600};
 };
 

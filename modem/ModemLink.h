@@ -17,8 +17,8 @@ class ModemLink final : public QObject
 public:
     explicit ModemLink(const ModemLimits &limits, QObject *parent = nullptr);
 
-    /// Opens device and brings the modem up; after a failure the device is released. bauds: the line speeds at which
-    /// it is looked for, the likeliest first.
+    /// Opens device and brings the modem up; after a failure the device is released. bauds: the line speeds
+    /// at which it is looked for, the likeliest first.
     [[nodiscard]] BringUpReport open(const QString &device, const QString &serviceCentre,
                                      const QList<int> &bauds, std::chrono::milliseconds syncLimit);
     /// The line speed at which the modem answered last; 0 = never.
@@ -27,7 +27,8 @@ public:
     [[nodiscard]] QString model();
     /// Brings the modem up again on the open line, after it restarted by itself.
     [[nodiscard]] BringUpReport bringUpAgain();
-    /// Sets PDU mode again, which a modem that restarted silently has lost. False when the modem does not take it.
+    /// Sets PDU mode again, which a modem that restarted silently has lost. False when the modem does not
+    /// take it.
     [[nodiscard]] bool assertPduMode();
     /// The same, and the notifications too.
     [[nodiscard]] bool assertSettings();

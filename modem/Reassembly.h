@@ -42,7 +42,7 @@ constexpr std::chrono::minutes partsApart{30};
 
 /// Sorts parts into messages (3GPP TS 23.040, 9.2.3.24.1): keyed by sender, reference and total, in any
 /// order, sets of different senders interleaved. A sequence number that a set already holds is a duplicate
-/// when its text is the same, otherwise it belongs to another set with the same reference. Of several sets a part
-/// joins the one nearest in time, and none that is further away than partsApart. The sets come by time, then memory
-/// and index.
+/// when its text is the same, otherwise it belongs to another set with the same reference. Of several sets a
+/// part joins the one nearest in time, and none that is further away than partsApart. The sets come by time,
+/// then memory and index.
 [[nodiscard]] QList<PartSet> reassemble(QList<ReceivedPart> parts);

@@ -58,8 +58,7 @@ ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)
     const bool countsSeptets =
         !deliver.dcs.isCompressed && deliver.dcs.alphabet == DataCoding::Alphabet::Gsm7;
     const qsizetype octets = countsSeptets ? (length * 7 + 7) / 8 : length;
-    const QByteArrayView userData = cursor.takeUpTo(octets);
-    deliver.isTruncated = userData.size() < octets;
+    const QByteArrayView userData = cursor.takeUpTo(octets); // what came of a truncated text is not lost
     if (cursor.hasFailed())
         return UnreadableTpdu{cursor.failure()};
     if (hasHeader)
@@ -82,19 +81,6 @@ ReceivedTpdu decodeStatusReport(OctetCursor &cursor)
 }
 
 } // namespace
-
-bool isDoubtful(const StoredTpdu &copy)
-{
-    const QByteArray &octets = copy.octets;
-    if (copy.tpduOctets >= 0 && octets.size() != copy.tpduOctets) {
-        const qsizetype serviceCentreOctets = octets.isEmpty() ? 0 : static_cast<quint8>(octets.front());
-        if (octets.size() != 1 + serviceCentreOctets + copy.tpduOctets)
-            return true;
-    }
-    const ReceivedTpdu tpdu = decodeReceived(octets, copy.tpduOctets);
-    const auto *deliver = std::get_if<SmsDeliver>(&tpdu);
-    return std::holds_alternative<UnreadableTpdu>(tpdu) || (deliver != nullptr && deliver->isTruncated);
-}
 
 ReceivedTpdu decodeReceived(QByteArrayView octets, qsizetype tpduOctets)
 {

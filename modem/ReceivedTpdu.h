@@ -2,7 +2,6 @@
 
 #include "modem/DataCoding.h"
 #include "modem/SmsAddress.h"
-#include "modem/StoredTpdu.h"
 #include "modem/UserDataHeader.h"
 
 #include <QByteArrayView>
@@ -20,7 +19,6 @@ struct SmsDeliver {
     /// UTF-16 from the GSM 7-bit alphabet or UCS-2 (an odd last octet is left out). 8-bit and compressed
     /// data: upper-case hexadecimal digits, which lose nothing.
     QString ud;
-    bool isTruncated = false; ///< fewer octets came than TP-UDL tells; ud is what they say
     bool operator==(const SmsDeliver &) const = default;
 };
 
@@ -42,7 +40,3 @@ using ReceivedTpdu = std::variant<SmsDeliver, SmsStatusReport, UnreadableTpdu>;
 /// length that the modem told, which leaves the service-centre address out; negative when it told none. A
 /// modem that leaves that address away is recognised by it. Never throws on content.
 [[nodiscard]] ReceivedTpdu decodeReceived(QByteArrayView octets, qsizetype tpduOctets = -1);
-
-/// True when a reading of a message may have been damaged on its way: unreadable, truncated, or not of the length that
-/// the modem told.
-[[nodiscard]] bool isDoubtful(const StoredTpdu &copy);

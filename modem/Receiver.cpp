@@ -156,7 +156,7 @@ bool Receiver::readStore()
 {
     m_isStoreDue = false;
     m_failedRemovals.clear();
-    m_poll.start();
+    m_poll.start(m_limits.storePoll);
     // A modem that restarted silently is in text mode and tells nothing.
     if (!m_link.assertSettings()) {
         emit modemRestarted();
@@ -198,11 +198,33 @@ bool Receiver::readMemory(const QByteArray &memory)
 }
 
 /// False when the modem is gone.
+bool Receiver::readAgain(const StoredTpdu &copy)
+{
+    const std::optional<StoredTpdu> reading = m_link.store.readAgain(copy);
+    if (!reading && !m_link.answers()) {
+        emit modemLost();
+        return false;
+    }
+    m_inbox.setReadAgain(copy, reading);
+    if (!reading)
+        m_poll.start(m_limits.waitRetry);
+    return true;
+}
+
+/// False when the modem is gone.
 bool Receiver::removeHandled()
 {
     for (const StoredTpdu &copy : m_inbox.removable()) {
         if (m_failedRemovals.contains(copy))
             continue;
+        if (!m_inbox.isReadTwice(copy)) {
+            if (!readAgain(copy))
+                return false;
+            if (!m_inbox.isReadTwice(copy)) {
+                m_failedRemovals.append(copy);
+                continue;
+            }
+        }
         if (m_link.store.remove(copy) == MessageStore::Removal::Removed) {
             m_inbox.setRemoved(copy);
             --m_occupancy[copy.memory].used;
@@ -217,10 +239,28 @@ bool Receiver::removeHandled()
     return true;
 }
 
+/// nullopt also when the modem is gone.
+std::optional<InboxMessage> Receiver::nextReadTwice()
+{
+    while (true) {
+        const std::optional<InboxMessage> message = m_inbox.next(m_clock.now());
+        if (!message)
+            return std::nullopt;
+        const auto once = std::find_if(message->copies.cbegin(), message->copies.cend(),
+                                       [this](const StoredTpdu &copy) { return !m_inbox.isReadTwice(copy); });
+        if (once == message->copies.cend())
+            return message;
+        if (!readAgain(*once))
+            return std::nullopt;
+    }
+}
+
 /// True when there may be more to raise at once.
 bool Receiver::raiseNext()
 {
-    m_current = m_inbox.next(m_clock.now());
+    m_current = nextReadTwice();
+    if (!m_link.isOpen())
+        return false;
     if (!m_current) {
         watchOccupancy(false);
         return m_inbox.next(m_clock.now()).has_value();
@@ -239,7 +279,8 @@ bool Receiver::raiseNext()
     return !m_retry.isActive();
 }
 
-/// The octets of an unreadable message go into the log and into a file. False when the file cannot be written.
+/// The octets of an unreadable message go into the log and into a file. False when the file cannot
+/// be written.
 bool Receiver::tellUnreadable(const InboxMessage &message)
 {
     const QByteArray octets = message.copies.first().octets.toHex().toUpper();

@@ -15,9 +15,9 @@ class ModemLink;
 struct AtLine;
 enum class MessageFate : int;
 
-/// The receiving half of the modem control: reads the store at open, on every notification and at least once
-/// a minute, raises one message per turn of the event loop,
-/// and removes the modem's copies of what was handled.
+/// The receiving half of the modem control: reads the store at open, on every notification and at least
+/// once a minute, raises one message per turn of the event loop, and removes the modem's copies of what
+/// was handled.
 class Receiver final : public QObject
 {
     Q_OBJECT
@@ -68,7 +68,9 @@ private:
     void armChange();
     bool readStore();
     bool readMemory(const QByteArray &memory);
+    bool readAgain(const StoredTpdu &copy);
     bool removeHandled();
+    [[nodiscard]] std::optional<InboxMessage> nextReadTwice();
     bool raiseNext();
     void finish(const InboxMessage &message);
     void watchOccupancy(bool isWaiting);

@@ -23,8 +23,8 @@ constexpr SendVerdict refused = SendVerdict::Refused;
 constexpr SendVerdict notPrompted = SendVerdict::NotPrompted;
 constexpr SendVerdict noNetwork = SendVerdict::NoNetwork;
 
-/// The codes that decide something. All others, ERROR among them, are temporary or say nothing: 27, 38, 41, 42, 47,
-/// 69, 300, 302, 320 to 332, 500, 512, 515, 532 and the makers' own.
+/// The codes that decide something. All others, ERROR among them, are temporary or say nothing: 27, 38, 41,
+/// 42, 47, 69, 300, 302, 320 to 332, 500, 512, 515, 532 and the makers' own.
 constexpr std::array table{
     // The network's final word, 3GPP TS 24.011, annex E.2.
     CodeRange{Kind::CmsError, 1, 1, notPrompted, refused},   // unassigned number
@@ -34,7 +34,8 @@ constexpr std::array table{
               refused}, // unidentified or unknown subscriber, facility rejected
     CodeRange{Kind::CmsError, 50, 50, notPrompted, refused},  // facility not subscribed
     CodeRange{Kind::CmsError, 81, 127, notPrompted, refused}, // the message is not as the protocol wants it
-    // The service centre's, TP-FCS, 3GPP TS 23.040, 9.2.3.22; 192 and 194 are a centre that is busy or failing.
+    // The service centre's, TP-FCS, 3GPP TS 23.040, 9.2.3.22; 192 and 194 are a centre that is busy
+    // or failing.
     CodeRange{Kind::CmsError, 128, 191, notPrompted, refused},
     CodeRange{Kind::CmsError, 193, 193, notPrompted, refused},
     CodeRange{Kind::CmsError, 195, 207, notPrompted, refused},

@@ -16,6 +16,6 @@ enum class SendVerdict {
     PortLost,     ///< the device went away before all of it was handed over
 };
 
-/// The one place that decides what became of a message. answer: to AT+CMGS while nothing was handed over, to the
-/// TPDU afterwards (answer.isHandedOver). A prompt is no verdict and must not be asked about.
+/// The one place that decides what became of a message. answer: to AT+CMGS while nothing was handed over, to
+/// the TPDU afterwards (answer.isHandedOver). A prompt is no verdict and must not be asked about.
 [[nodiscard]] SendVerdict judgeSend(const AtAnswer &answer);

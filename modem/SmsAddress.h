@@ -30,8 +30,8 @@ struct SmsAddress {
 /// The same as display(), but an international number of countryCode ("86", "" = none) in national form.
 [[nodiscard]] QString displayWithin(const SmsAddress &address, const QString &countryCode);
 
-/// An optional "+" and 1 to ModemBounds::numberDigits digits 0 to 9:
-/// all that may enter a command line or a TPDU.
+/// An optional "+" and 1 to ModemBounds::numberDigits digits 0 to 9: all that may enter a command line or
+/// a TPDU.
 [[nodiscard]] bool isDialable(const QString &number);
 
 /// Length in semi-octets, type, semi-octets, for the destination of an SMS-SUBMIT. number must be dialable.

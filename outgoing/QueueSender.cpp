@@ -11,13 +11,15 @@ namespace
 
 using Panel = OperatorConsole::Panel;
 
-/// Tries of one row, each in a pass of its own, that the modem leaves without an answer or the network does not take.
+/// Tries of one row, each in a pass of its own, that the modem leaves without an answer or the network does
+/// not take.
 constexpr int maximumTries = 3;
 
 /// While the network takes nothing at all, a row's tries count only this far apart.
 constexpr qint64 millisecondsApart = 30 * 1000;
 
-/// Rows in succession that the network does not take before a pass ends: it is the network then, not the rows.
+/// Rows in succession that the network does not take before a pass ends: it is the network then, not
+/// the rows.
 constexpr int maximumNotTaken = 3;
 
 QString answerTask()

@@ -23,23 +23,26 @@ public:
     {
     }
 
-    /// From now on within these limits, which outlive the sender: a message that may not go yet ends the pass.
+    /// From now on within these limits, which outlive the sender: a message that may not go yet ends
+    /// the pass.
     void setLimits(SendLimits *limits) { m_limits = limits; }
-    /// With other servers on the same database: a row is sent under the lock of its number, with its status read
-    /// again, and a number found locked is left out for the rest of the pass, so that no piece overtakes another.
+    /// With other servers on the same database: a row is sent under the lock of its number, with its status
+    /// read again, and a number found locked is left out for the rest of the pass, so that no piece
+    /// overtakes another.
     void setShared(bool isShared) { m_isShared = isShared; }
-    /// True while a status that could not be written keeps the number's lock, so that no other server sends it.
+    /// True while a status that could not be written keeps the number's lock, so that no other server
+    /// sends it.
     [[nodiscard]] bool holdsLock() const { return m_isShared && !m_unwrittenStatuses.isEmpty(); }
     /// True when the last pass ended before it had tried every row.
     [[nodiscard]] bool hasLeftRows() const { return m_untried > 0; }
 
-    /// One pass over every waiting row. A send that the network refused for good is an outcome. When the modem
-    /// cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay waiting. A
-    /// row that got no answer, or that the network did not take this time, stays waiting too, for three tries in
-    /// all (which count only half a minute apart while the network takes nothing), and the others go on. Throws
-    /// DatabaseFault when the database is gone. A message that was handed over is never handed over again in this
-    /// run, whatever the database does: only its status is written again, and while that is refused nothing more
-    /// is sent.
+    /// One pass over every waiting row. A send that the network refused for good is an outcome. When the
+    /// modem cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay
+    /// waiting. A row that got no answer, or that the network did not take this time, stays waiting too, for
+    /// three tries in all (which count only half a minute apart while the network takes nothing), and the
+    /// others go on. Throws DatabaseFault when the database is gone. A message that was handed over is never
+    /// handed over again in this run, whatever the database does: only its status is written again, and while
+    /// that is refused nothing more is sent.
     void pass();
 
 private:

@@ -121,6 +121,8 @@ QByteArray TestModem::reply(const QByteArray &command)
         if (!fits)
             continue;
         const QByteArray said = it->size() > 1 ? it->takeFirst() : it->first();
+        if (said == "*")
+            break;
         m_isPrompting = said.endsWith("> ");
         return said;
     }

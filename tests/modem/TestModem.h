@@ -22,7 +22,8 @@ public:
 
     // All of these may be used while the modem is served.
     /// Answers command (its start, or the whole of it when written with a "$" behind it) with these instead,
-    /// one after the other; the last one for ever. "" = silence. An answer that ends in "> " prompts.
+    /// one after the other; the last one for ever. "" = silence, "*" = as it does by itself. An answer that
+    /// ends in "> " prompts.
     void answer(const QByteArray &command, const QByteArrayList &answers);
     /// The answers to the next TPDUs; afterwards they are accepted. "" = silence, "HANGUP" = unplugged.
     void answerTpdus(const QByteArrayList &answers);

@@ -4,8 +4,8 @@
 
 #include <QByteArrayList>
 
-/// TPDUs that decode, hex: every kind of address, alphabet and header.
-/// The first is a widely published recording.
+/// TPDUs that decode, hex: every kind of address, alphabet and header. The first is a widely
+/// published recording.
 inline QByteArrayList tpduSamples()
 {
     return {
