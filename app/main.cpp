@@ -60,9 +60,10 @@ struct World {
 
     [[nodiscard]] ServerParts parts()
     {
-        const QString spool = registry.fileName() + u".received-spool"_s;
+        const MessageFiles received{registry.fileName() + u".received-spool"_s,
+                                    registry.fileName() + u".obeyed-codes"_s};
         const QString sends = registry.fileName() + u".sends"_s;
-        return {clock, registry, session, modem, mail, mailCollector, sends, spool, metricsFile};
+        return {clock, registry, session, modem, mail, mailCollector, sends, received, metricsFile};
     }
 };
 

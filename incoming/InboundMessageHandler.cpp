@@ -91,12 +91,16 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
 
 void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage &message)
 {
+    // An earlier run obeyed it, and the modem's copy is still there.
+    if (message.origin.isLeftOver && m_obeyed.contains(message))
+        return;
     const QString number = replyAddress(message.sender);
     const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
     const int replies =
         handleOrderCommand(m_session.Conn(), orderName, message.sender, number, message.text, most);
     if (m_replyLimit != nullptr)
         m_replyLimit->count(number, replies);
+    static_cast<void>(m_obeyed.add(message));
 }
 
 void InboundMessageHandler::store(const ReceivedMessage &message)

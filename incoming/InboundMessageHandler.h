@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/TaskGuard.h"
-#include "incoming/RefusedMessages.h"
+#include "incoming/MessageFile.h"
 #include "incoming/ReplyLimit.h"
 #include "modem/ModemControl.h"
 
@@ -13,13 +13,14 @@ class InboundMessageHandler
 {
 public:
     InboundMessageHandler(DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-                          TaskGuard &guard, ModemControl &modem, const QString &spoolFile = {})
+                          TaskGuard &guard, ModemControl &modem, const MessageFiles &files = {})
         : m_session(session),
           m_console(console),
           m_faults(faults),
           m_guard(guard),
           m_modem(modem),
-          m_spool(spoolFile)
+          m_spool(files.spool),
+          m_obeyed(files.obeyed, mostObeyed)
     {
     }
 
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] MessageFate handle(qint16 readStatus, const ReceivedMessage &message);
 
 private:
+    static constexpr qsizetype mostObeyed = 1000; // more than any store holds
+
     [[nodiscard]] MessageFate deliver(const ReceivedMessage &message);
     void obey(const QString &orderName, const ReceivedMessage &message);
     void store(const ReceivedMessage &message);
@@ -52,7 +55,8 @@ private:
     TaskGuard &m_guard;
     ModemControl &m_modem;
     ReplyLimit *m_replyLimit = nullptr; // none: no limit
-    RefusedMessages m_spool;
+    MessageFile m_spool;                // refused by the database and not kept by the modem
+    MessageFile m_obeyed; // the commands: nothing in the database tells that they were carried out
     QElapsedTimer m_sinceSpoolRetry;
     std::chrono::seconds m_spoolWait{0};
     bool m_mayBeStored = false; // the connection was lost over the message that comes again now

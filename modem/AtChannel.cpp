@@ -336,8 +336,10 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
         const AtAnswer answer = findModem(attempt % 2 == 0 ? "AT" : "ATQ0V1", deadline);
         m_busy = false;
         m_synchronised = answer.end == AtAnswer::End::Final;
-        if (m_synchronised)
+        if (m_synchronised) {
+            m_isFoundAgain = true;
             return true;
+        }
     }
     m_lowerCase = knownLowerCase;
     return false;

@@ -9,6 +9,7 @@
 #include <QList>
 #include <QObject>
 #include <optional>
+#include <utility>
 
 class SerialLine;
 
@@ -69,6 +70,8 @@ public:
     /// AT goes without ESC. False when nothing answers within limit or the device is gone.
     [[nodiscard]] bool resynchronise(std::chrono::milliseconds limit);
     [[nodiscard]] bool isSynchronised() const { return m_synchronised; }
+    /// True once after the modem had to be found again: it may have started anew.
+    [[nodiscard]] bool takeFoundAgain() { return std::exchange(m_isFoundAgain, false); }
     [[nodiscard]] bool isLineOpen() const;
     /// Waits until something arrives, at most limit long, and sets it aside as unsolicited.
     void listen(std::chrono::milliseconds limit);
@@ -111,6 +114,7 @@ private:
     bool m_unsolicitedWantsPayload = false;
     bool m_busy = false;
     bool m_synchronised = false;
+    bool m_isFoundAgain = false;
     bool m_isFresh = true;    ///< nothing was written yet since the line was opened
     bool m_lowerCase = false; ///< the modem understands commands in lower case only
     bool m_hasEchoed = false;

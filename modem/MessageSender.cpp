@@ -52,21 +52,33 @@ SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
     return {};
 }
 
-MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part)
+MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSecond)
 {
+    const QDeadlineTimer usual(m_limits.slowPrompt);
     AtAnswer answer =
         m_channel.exchangeToPrompt("AT+CMGS=" + QByteArray::number(part.tpduOctets()), m_limits.prompt);
-    if (answer.end == AtAnswer::End::Prompt && !answer.isEchoUnexpected)
+    const bool isPrompted = answer.end == AtAnswer::End::Prompt && !answer.isEchoUnexpected;
+    // In text mode the TPDU would go out as it is written, and nothing would tell.
+    if (isPrompted && usual.hasExpired() && !isSecond)
+        return {SendVerdict::NotPrompted, {}};
+    if (isPrompted)
         answer = m_channel.sendPayload(part.octets.toHex().toUpper(), m_limits.sendResult);
     return {judgeSend(answer), wordsOf(answer)};
+}
+
+/// In PDU mode, which a modem that started anew has left.
+bool MessageSender::findModemAgain()
+{
+    return m_channel.resynchronise(m_limits.resync) &&
+           m_channel.exchange("AT+CMGF=0", {}, m_limits.command).isOk();
 }
 
 SendOutcome MessageSender::sendPart(const SmsSubmit &part)
 {
     Attempt attempt = tryPart(part);
     // Nothing was handed over: whatever was said may have been meant for an earlier command.
-    if (attempt.verdict == SendVerdict::NotPrompted && m_channel.resynchronise(m_limits.resync))
-        attempt = tryPart(part);
+    if (attempt.verdict == SendVerdict::NotPrompted && findModemAgain())
+        attempt = tryPart(part, true);
     const QString &words = attempt.cause;
     switch (attempt.verdict) {
     case SendVerdict::Accepted:

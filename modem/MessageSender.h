@@ -38,7 +38,8 @@ private:
         SendVerdict verdict;
         QString cause; ///< the modem's own words
     };
-    Attempt tryPart(const SmsSubmit &part);
+    Attempt tryPart(const SmsSubmit &part, bool isSecond = false);
+    [[nodiscard]] bool findModemAgain();
     SendOutcome sendPart(const SmsSubmit &part);
     SendOutcome waits(ModemFault::Kind kind, const QString &cause);
 

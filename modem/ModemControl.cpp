@@ -166,10 +166,11 @@ bool ModemControl::Private::bringUpAgain()
 }
 
 /// Modems lose their settings without a word. Asked once in each turn of the event loop, which is once a
-/// pass. False when the modem is gone.
+/// pass, and whenever the modem may have started anew. False when the modem is gone.
 bool ModemControl::Private::assertPduMode()
 {
-    if (isChecked && checkedAt.elapsed() < limits.storePoll.count())
+    const bool isFoundAgain = link.channel.takeFoundAgain();
+    if (isChecked && !isFoundAgain && checkedAt.elapsed() < limits.storePoll.count())
         return true;
     isChecked = true;
     checkedAt.start();

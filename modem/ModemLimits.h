@@ -14,6 +14,7 @@ struct ModemLimits {
     ms reopenSync{2500};    ///< the same when reopening a lost port, again and again while the user works
     ms command{10000};      ///< any ordinary command; storage commands take seconds on some modems
     ms prompt{15000};       ///< AT+CMGS to ">": at once or not at all
+    ms slowPrompt{2000};    ///< a modem that took longer may have started anew meanwhile
     ms sendResult{300000};  ///< TPDU to its final result: networks have accepted after 135 s
     ms afterRestart{12000}; ///< for a result once the modem announced a restart: some announcements are none
     ms quiet{200};          ///< silence behind an OK that should have had a line before it

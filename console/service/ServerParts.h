@@ -1,5 +1,6 @@
 #pragma once
 
+#include "incoming/MessageFile.h"
 #include "mailbox/MailCollector.h"
 #include "mailbox/MailTrace.h"
 
@@ -19,8 +20,8 @@ struct ServerParts {
     MailTrace mailTrace = {};
     /// The program that collects the external mail; without one a pass does it in this process.
     MailCollector::Program mailCollector = {};
-    QString sendLedgerFile = {}; ///< of the send limits; "" = they are not kept
-    QString spoolFile = {};      ///< of refused received messages; "" = none is kept
+    QString sendLedgerFile = {};    ///< of the send limits; "" = they are not kept
+    MessageFiles messageFiles = {}; ///< of received messages
     /// Where the figures for a monitoring system go; "" for none.
     QString metricsFile = {};
 };

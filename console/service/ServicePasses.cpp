@@ -28,7 +28,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_alerts(parts.session, console, m_faults),
       m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch, m_kept),
       m_replyLimit(parts.registry, parts.clock),
-      m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.spoolFile),
+      m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.messageFiles),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
 {

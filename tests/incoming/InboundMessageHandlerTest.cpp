@@ -20,6 +20,12 @@ private:
     {
         return m_handler->handle(0, {sender, text, u"2006-03-05 07:00:00"_s});
     }
+    /// As of another run of the program.
+    std::unique_ptr<InboundMessageHandler> restarted(const MessageFiles &files = {})
+    {
+        return std::make_unique<InboundMessageHandler>(m_office->session, m_office->console, m_office->faults,
+                                                       m_office->guard, *m_modem, files);
+    }
     QStringList stored()
     {
         return m_office->rows(u"select FromMB, JieSHouDT, MsgContent from SMS_SIMReceive order by OAID"_s);
@@ -30,8 +36,7 @@ private slots:
     {
         m_office = std::make_unique<TestOffice>();
         m_modem = std::make_unique<ModemControl>(m_office->clock, [](int) { return QString(); });
-        m_handler = std::make_unique<InboundMessageHandler>(m_office->session, m_office->console,
-                                                            m_office->faults, m_office->guard, *m_modem);
+        m_handler = restarted();
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
@@ -167,10 +172,7 @@ private slots:
     void refusedMessageIsSpooledWhenTheModemCannotKeepIt()
     {
         const QString spool = m_office->path(u"spool"_s);
-        const auto handler = [&] {
-            return std::make_unique<InboundMessageHandler>(
-                m_office->session, m_office->console, m_office->faults, m_office->guard, *m_modem, spool);
-        };
+        const auto handler = [&] { return restarted({.spool = spool}); };
         const ReceivedMessage message{u"1"_s, u"'长\n\"6"_s, u"2006-03-05 07:00:00"_s,
                                       MessageOrigin{.isLeftOver = false, .fragments = {}, .mustLeave = true}};
         m_office->oa(
@@ -224,6 +226,27 @@ private slots:
         QCOMPARE(m_handler->handle(0, {u"1"_s, text, time, origin}), MessageFate::Handled);
         QCOMPARE(stored().size(), rows);
         QCOMPARE(m_office->console.takeLog().size(), rows);
+    }
+
+    void commandThatTheModemKeepsIsNotObeyedAgain()
+    {
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('bob', '13800000001')"_s);
+        m_office->oa(u"insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic)"
+                     " values ('NBYJ', 'DY', 'QX', '1', '1')"_s);
+        const auto arriveLater = [&](const QString &text, int minute, bool isLeftOver) {
+            const QString time = u"2006-03-05 07:%1:00"_s.arg(minute, 2, 10, QChar(u'0'));
+            return restarted({.obeyed = m_office->path(u"obeyed"_s)})
+                ->handle(0, {u"13800000001"_s, text, time,
+                             MessageOrigin{.isLeftOver = isLeftOver, .fragments = {}}});
+        };
+        QCOMPARE(arriveLater(u"DY"_s, 0, false), MessageFate::Handled);
+        QCOMPARE(arriveLater(u"QX"_s, 1, false), MessageFate::Handled);
+        QCOMPARE(arriveLater(u"DY"_s, 0, true), MessageFate::Handled);
+        QCOMPARE(m_office->rows(u"select IsOrder from SMS_IsOrder"_s), QStringList(u"0"_s));
+        QCOMPARE(arriveLater(u"DY"_s, 2, true),
+                 MessageFate::Handled); // sent while the program was not running
+        QCOMPARE(m_office->rows(u"select IsOrder from SMS_IsOrder"_s), QStringList(u"1"_s));
+        QCOMPARE(m_office->rows(u"select count(*) from SMS_Queues"_s), QStringList(u"3"_s));
     }
 
     void messageWaitsWhenTheProgramEnds()

@@ -210,11 +210,29 @@ private slots:
         TestModem modem;
         ModemBench bench;
         bench.open(modem);
-        modem.answer("AT+CMGS", {""});
+        modem.answer("AT+CMGS", {"", "*"});
         QCOMPARE(faultOf(bench.control, numberText(), u"x"_s), ModemFault::Kind::NoAnswer);
         QVERIFY(bench.control.isPortOpen());
         QCOMPARE(modem.tpdus().size(), 0);
         QCOMPARE(bench.notices.size(), 0);
+        // Within the same pass, and without an echo that would tell: it may have started anew meanwhile.
+        modem.forgetCommands();
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+        QCOMPARE(modem.commands(), (QByteArrayList{"AT+CMGF=0", "AT+CMGS=14"}));
+    }
+
+    void slowPromptIsAskedForAgainInPduMode()
+    {
+        TestModem modem;
+        ModemLimits limits = shortLimits();
+        limits.slowPrompt = std::chrono::milliseconds(0);
+        ModemBench bench(limits);
+        bench.open(modem);
+        modem.forgetCommands();
+        QCOMPARE(bench.control.send(numberText(), u"x"_s), qint16{0});
+        QCOMPARE(modem.commands(),
+                 (QByteArrayList{"AT+CMGF=0", "AT+CMGS=14", "AT", "AT+CMEE?", "AT+CMGF=0", "AT+CMGS=14"}));
+        QCOMPARE(modem.tpdus().size(), 1);
     }
 
     void unpluggedAtTpdu()

@@ -1,4 +1,4 @@
-#include "incoming/RefusedMessages.h"
+#include "incoming/MessageFile.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -34,7 +34,7 @@ std::optional<ReceivedMessage> messageOf(const QByteArray &line)
 
 } // namespace
 
-RefusedMessages::RefusedMessages(QString fileName) : m_fileName(std::move(fileName))
+MessageFile::MessageFile(QString fileName, qsizetype most) : m_fileName(std::move(fileName)), m_most(most)
 {
     QFile file(m_fileName);
     if (m_fileName.isEmpty() || !file.open(QIODevice::ReadOnly))
@@ -49,29 +49,36 @@ RefusedMessages::RefusedMessages(QString fileName) : m_fileName(std::move(fileNa
     }
 }
 
-bool RefusedMessages::add(const ReceivedMessage &message)
+bool MessageFile::contains(const ReceivedMessage &message) const
+{
+    return std::any_of(m_messages.cbegin(), m_messages.cend(),
+                       [&](const ReceivedMessage &held) { return held.isSameAs(message); });
+}
+
+bool MessageFile::add(const ReceivedMessage &message)
 {
     if (m_fileName.isEmpty())
         return false;
-    const bool isThere = std::any_of(m_messages.cbegin(), m_messages.cend(),
-                                     [&](const ReceivedMessage &held) { return held.isSameAs(message); });
-    if (isThere)
+    if (contains(message))
         return true;
     m_messages.append(message);
     m_messages.last().origin = {.isLeftOver = true, .fragments = message.origin.fragments};
-    if (save())
-        return true;
-    m_messages.removeLast();
-    return false;
+    if (!save()) {
+        m_messages.removeLast();
+        return false;
+    }
+    if (m_messages.size() > m_most)
+        m_messages.removeFirst();
+    return true;
 }
 
-void RefusedMessages::remove(const ReceivedMessage &message)
+void MessageFile::remove(const ReceivedMessage &message)
 {
     m_messages.removeIf([&](const ReceivedMessage &held) { return held.isSameAs(message); });
     static_cast<void>(save());
 }
 
-bool RefusedMessages::save() const
+bool MessageFile::save() const
 {
     QSaveFile file(m_fileName);
     if (!file.open(QIODevice::WriteOnly))

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "incoming/ReceivedMessage.h"
+
+#include <QList>
+#include <QString>
+#include <limits>
+
+/// The files of received messages that the server keeps; "" = none.
+struct MessageFiles {
+    QString spool = {};  ///< what the database refuses and the modem cannot keep
+    QString obeyed = {}; ///< commands that were carried out
+};
+
+/// Received messages in a file of the server's own, one a line as JSON. The file is replaced as a whole and
+/// synced, so that a kill leaves the old or the new one.
+class MessageFile
+{
+public:
+    /// Reads the file. fileName "" = none: add() is refused. A line that cannot be read is kept as it is. most:
+    /// the oldest ones beyond it are dropped.
+    explicit MessageFile(QString fileName, qsizetype most = std::numeric_limits<qsizetype>::max());
+
+    /// Oldest first.
+    [[nodiscard]] const QList<ReceivedMessage> &messages() const { return m_messages; }
+    [[nodiscard]] bool contains(const ReceivedMessage &message) const;
+    /// True when the message is in the file and synced; one that is there already is not added again.
+    [[nodiscard]] bool add(const ReceivedMessage &message);
+    /// Takes a message out after it was stored elsewhere. One that comes again because the file could not be
+    /// written is recognised by its store.
+    void remove(const ReceivedMessage &message);
+
+private:
+    [[nodiscard]] bool save() const;
+
+    QString m_fileName;
+    qsizetype m_most;
+    QList<ReceivedMessage> m_messages;
+    QList<QByteArray> m_unreadableLines;
+};
