@@ -1,10 +1,13 @@
 #include "console/LogBox.h"
 
+#include "console/WindowMessageBoxes.h"
+
 #include <QContextMenuEvent>
+#include <QDir>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMenu>
-#include <QMessageBox>
+#include <QPushButton>
 #include <QResizeEvent>
 #include <QSaveFile>
 #include <QScrollBar>
@@ -65,18 +68,27 @@ void LogBox::contextMenuEvent(QContextMenuEvent *event)
 
 void LogBox::askAndSave()
 {
-    const QString fileName = QFileDialog::getSaveFileName(window(), u"另存为"_s, u"sms-server.log"_s);
+    const QString fileName =
+        QFileDialog::getSaveFileName(window(), u"另存为"_s, QDir::home().filePath(u"sms-server.log"_s));
     if (!fileName.isEmpty() && !saveAs(fileName))
-        QMessageBox::warning(window(), u"系统提示"_s, u"无法写入文件 %1"_s.arg(fileName));
+        WindowMessageBoxes().inform(u"无法写入文件 %1"_s.arg(fileName));
 }
 
 void LogBox::askAndFind()
 {
-    bool isWanted = false;
-    const QString text =
-        QInputDialog::getText(window(), u"查找"_s, u"查找内容："_s, QLineEdit::Normal, m_sought, &isWanted);
+    QInputDialog dialog(window(), Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                      Qt::WindowCloseButtonHint);
+    dialog.setWindowTitle(u"查找"_s);
+    dialog.setLabelText(u"查找内容："_s);
+    dialog.setTextValue(m_sought);
+    dialog.setOkButtonText(u"确定"_s);
+    dialog.setCancelButtonText(u"取消"_s);
+    for (QPushButton *button : dialog.findChildren<QPushButton *>())
+        button->setIcon({}); // as in our own boxes
+    const bool isWanted = dialog.exec() == QDialog::Accepted;
+    const QString text = dialog.textValue();
     if (isWanted && !findNext(text))
-        QMessageBox::information(window(), u"系统提示"_s, u"没有找到“%1”"_s.arg(text));
+        WindowMessageBoxes().inform(u"没有找到“%1”"_s.arg(text));
 }
 
 void LogBox::resizeEvent(QResizeEvent *event)

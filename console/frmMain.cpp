@@ -240,6 +240,7 @@ void frmMain::bringToFront()
 void frmMain::tDisTime_Timer()
 {
     setPanelText(Time, GetFormateTime(m_parts.clock));
+    fitIntoTile();
 }
 
 void frmMain::connectTimers()

@@ -88,6 +88,8 @@ private:
     void describeForScreenReaders();
     void holdMinimumSize();
     void layOut();
+    void placeControls(const QSize &client);
+    void fitIntoTile();
     void connectTimers();
     std::optional<ServiceStart::Outcome> startService();
     void enableWorkTimers();

@@ -5,6 +5,7 @@
 
 #include <QAccessibleWidget>
 #include <QLabel>
+#include <QWindow>
 #include <QWindowStateChangeEvent>
 
 using namespace Qt::StringLiterals;
@@ -98,9 +99,6 @@ void frmMain::holdMinimumSize()
     // The designed minimum is an outer size: what the window's frame adds belongs to it. On X11 the frame is
     // known only some time after the first layout, so a side that is held is measured again.
     const QSize frame = frameGeometry().size() - size();
-    // A window manager in the middle of a drag may deny the resize below
-    // and never say so: it is told the limit.
-    setMinimumSize(border - frame);
     const auto held = [](int length, int before, int smallest, int frame) {
         return length < smallest || length == before ? smallest - frame : -1;
     };
@@ -108,6 +106,9 @@ void frmMain::holdMinimumSize()
                   held(height(), m_heldSize.height(), border.height(), frame.height())};
     const QSize wanted(m_heldSize.width() < 0 ? width() : m_heldSize.width(),
                        m_heldSize.height() < 0 ? height() : m_heldSize.height());
+    // A window manager in the middle of a drag may deny the resize below and never say so: it is told the
+    // limit. This resizes too, and comes back here.
+    setMinimumSize(border - frame);
     if (wanted != size())
         resize(wanted);
 }
@@ -126,6 +127,9 @@ void frmMain::resizeEvent(QResizeEvent *)
 void frmMain::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
+    // By the time a window gets the focus its frame is there; nothing tells of the frame itself.
+    if (event->type() == QEvent::ActivationChange && !isMinimized())
+        holdMinimumSize();
     // A window that is restored to the size it had is not told of a resize.
     if (event->type() == QEvent::WindowStateChange &&
         static_cast<QWindowStateChangeEvent *>(event)->oldState().testFlag(Qt::WindowMinimized))
@@ -143,8 +147,21 @@ void frmMain::layOut()
         for (const Panel counter : {ToSend, Succeeded, Failed})
             setPanelText(counter, u"0"_s);
     }
+    placeControls(size());
+}
+
+void frmMain::placeControls(const QSize &client)
+{
     const int top = m_smsLog.y();
-    m_smsLog.setGeometry(0, top, width(), height() - m_statusBar.height() - top);
-    m_statusBar.setGeometry(0, height() - m_statusBar.height(), width(), m_statusBar.height());
-    m_statusBar.setPanelWidth(Filler, width());
+    m_smsLog.setGeometry(0, top, client.width(), client.height() - m_statusBar.height() - top);
+    m_statusBar.setGeometry(0, client.height() - m_statusBar.height(), client.width(), m_statusBar.height());
+    m_statusBar.setPanelWidth(Filler, client.width());
+}
+
+void frmMain::fitIntoTile()
+{
+    // A window manager that lays out tiles gives less than the minimum, and denies the growing back without a
+    // word to the widget; its window knows.
+    if (isVisible() && !isMinimized() && windowHandle()->size() != size())
+        placeControls(windowHandle()->size());
 }
