@@ -4,6 +4,7 @@
 #include "console/service/ServiceStart.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
+#include "foundation/NumericText.h"
 #include "foundation/PassLock.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
@@ -107,7 +108,7 @@ QString modemRemedy(ModemResult result)
 
 void checkSettings(const ServerParts &parts, CheckReport &report)
 {
-    checkServiceCentre(parts.registry.read(Settings::centerCodePath()).trimmed(), report);
+    checkServiceCentre(usualWidth(parts.registry.read(Settings::centerCodePath())).trimmed(), report);
     const QString port = parts.registry.read(Settings::serverPortPath());
     if (port.isEmpty())
         report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());

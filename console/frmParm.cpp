@@ -22,22 +22,10 @@ namespace
 constexpr int offeredPorts = 10;
 constexpr QLatin1String portPrefix("COM");
 
-/// Chinese input methods give digits, signs and letters of full width: the same in the usual width.
-QString narrowed(QString text)
-{
-    constexpr char16_t firstWide = 0xff01;
-    constexpr char16_t lastWide = 0xff5e;
-    for (QChar &character : text) {
-        if (character >= firstWide && character <= lastWide)
-            character = QChar(character.unicode() - firstWide + u'!');
-    }
-    return text;
-}
-
 /// COM3, com 3 and 3 all give 3.
 QString portText(QString typed)
 {
-    typed = narrowed(typed);
+    typed = usualWidth(typed);
     typed.removeIf([](QChar character) { return character.isSpace(); });
     return typed.toUpper().remove(portPrefix);
 }
@@ -185,7 +173,7 @@ void frmParm::btnOK_Click()
 bool frmParm::store()
 {
     const QString port = portText(PortNumber->currentText());
-    m_registry.write(Settings::centerCodePath(), narrowed(CenterCode->text()));
+    m_registry.write(Settings::centerCodePath(), CenterCode->text());
     if (!isPositiveNumber(port)) {
         refuse(u"请选择正确的短信猫端口号"_s, PortNumber);
         return false;
@@ -195,8 +183,7 @@ bool frmParm::store()
         refuse(u"请输入短信中心号码！"_s, CenterCode);
         return false;
     }
-    const QString delay = narrowed(txtTimeDelay->text());
-    const auto seconds = numericValue(delay);
+    const auto seconds = numericValue(txtTimeDelay->text());
     if (!seconds) {
         refuse(u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
@@ -205,7 +192,7 @@ bool frmParm::store()
         refuse(u"检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
     }
-    m_registry.write(Settings::timeDelayPath(), delay);
+    m_registry.write(Settings::timeDelayPath(), txtTimeDelay->text());
     return true;
 }
 

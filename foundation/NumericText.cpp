@@ -6,10 +6,21 @@
 
 using namespace Qt::StringLiterals;
 
+QString usualWidth(QString text)
+{
+    constexpr char16_t firstWide = 0xff01;
+    constexpr char16_t lastWide = 0xff5e;
+    for (QChar &character : text) {
+        if (character >= firstWide && character <= lastWide)
+            character = QChar(character.unicode() - firstWide + u'!');
+    }
+    return text;
+}
+
 std::optional<double> numericValue(const QString &text)
 {
     static const QRegularExpression form(u"^[+-]?([0-9]+(\\.[0-9]*)?|\\.[0-9]+)$"_s);
-    const QString trimmed = text.trimmed();
+    const QString trimmed = usualWidth(text).trimmed();
     if (!form.match(trimmed).hasMatch())
         return std::nullopt;
     return trimmed.toDouble();

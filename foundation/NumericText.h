@@ -3,7 +3,10 @@
 #include <QString>
 #include <optional>
 
-/// The value of a plain decimal number with an optional sign and fraction, outer blanks allowed.
+/// The text with digits, signs and letters of full width, which Chinese input methods give, in the usual width.
+[[nodiscard]] QString usualWidth(QString text);
+
+/// The value of a plain decimal number with an optional sign and fraction, outer blanks and full width allowed.
 /// Nothing for any other text ("", "abc", "1e3", "0x10").
 [[nodiscard]] std::optional<double> numericValue(const QString &text);
 

@@ -19,7 +19,9 @@ namespace
 
 bool matches(const QString &value, const QString &form)
 {
-    return QRegularExpression(QRegularExpression::anchoredPattern(form)).match(value.trimmed()).hasMatch();
+    return QRegularExpression(QRegularExpression::anchoredPattern(form))
+        .match(usualWidth(value).trimmed())
+        .hasMatch();
 }
 
 std::optional<qint32> exactWholeNumber(const QString &value)

@@ -66,7 +66,7 @@ bool ServiceStart::openPort(std::optional<qint16> port, const QString &centerCod
         return false;
     m_parts.modem.setPortNumber(*port);
     m_parts.modem.setSpeed(m_parts.registry.read(Settings::comSpeedPath(*port)).trimmed().toInt());
-    m_parts.modem.setServiceCentre(centerCode.trimmed());
+    m_parts.modem.setServiceCentre(usualWidth(centerCode).trimmed());
     const QString countryCode = m_parts.registry.read(Settings::localPath("SenderCountryCode"_L1));
     m_parts.modem.setSenderCountryCode(countryCode.trimmed());
     m_parts.modem.setScanInterval(std::chrono::seconds(m_intervalMilliseconds / 1000));

@@ -24,13 +24,14 @@ private:
         m_office->registry.write(Settings::pathOf(name), value);
     }
 
-    [[nodiscard]] bool check(QString &told)
+    [[nodiscard]] bool check(QString &told, bool isServing = false)
     {
         ModemControl modem(m_office->clock, [this](int port) {
             return m_office->registry.read(Settings::comDevicePath(port));
         });
-        return checkEverything({m_office->clock, m_office->registry, m_office->session, modem},
-                               [&told](const QString &line) { told += line + u'\n'; });
+        return checkEverything(
+            {m_office->clock, m_office->registry, m_office->session, modem},
+            [&told](const QString &line) { told += line + u'\n'; }, isServing);
     }
 
 private slots:
@@ -91,6 +92,19 @@ private slots:
         QCOMPARE(answer.contains(u"处理办法"_s), !told.isEmpty());
     }
 
+    void numbersThatNoSenderHas()
+    {
+        const SimulatorProcess simulator;
+        set(u"COM3"_s, simulator.devicePath());
+        m_office->oa(u"insert into SMS_Order (OrderName, OrderCode) values ('NBYJ', 'DYNB')"_s);
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('a', '138', '1')"_s);
+        QString told;
+        QVERIFY(!check(told));
+        QVERIFY2(told.contains(u"--set SenderCountryCode=86"_s), qPrintable(told));
+        set(u"SenderCountryCode"_s, u"86"_s);
+        QVERIFY(check(told));
+    }
+
     void mailAccounts_data()
     {
         QTest::addColumn<QSet<QByteArray>>("refusedWays");
@@ -136,6 +150,7 @@ private slots:
         QString told;
         QVERIFY(!check(told));
         QVERIFY2(told.contains(u"短信服务器正在运行"_s), qPrintable(told));
+        QVERIFY(check(told, true)); // by the service of these settings
     }
 
     void noRightOnTheDevice()

@@ -22,7 +22,7 @@ private:
     void startOn(const SimulatorProcess &modem, const QString &timeDelay = {})
     {
         m_console->device = modem.devicePath();
-        m_console->configure(u" +8613800100500 "_s, u"3"_s, timeDelay);
+        m_console->configure(u" ＋8613800100500 "_s, u"3"_s, timeDelay);
         pressStart();
         QCOMPARE(m_console->takeLog(), QStringList({u"成功连接数据库"_s, u"连接 COM3端口成功！"_s}));
     }
@@ -125,6 +125,7 @@ private slots:
         QTest::newRow("5") << u"5"_s << 5000;
         for (const auto &useless : {u""_s, u"abc"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"99999999999"_s})
             QTest::newRow(qPrintable(u"useless: "_s + useless)) << useless << 10000;
+        QTest::newRow("full width") << u"５"_s << 5000;
         QTest::newRow("half to even, down") << u"2.5"_s << 2000;
         QTest::newRow("half to even, up") << u"3.5"_s << 4000;
         QTest::newRow("beyond 16 bits of milliseconds") << u"60"_s << 60000;

@@ -128,6 +128,8 @@ private slots:
                 << u"txtTimeDelay"_s;
         QTest::newRow("interval with fraction")
             << u"COM3"_s << u"+1"_s << u"2.5"_s << saved << QStringList{u"+1"_s, u"3"_s, u"2.5"_s} << u""_s;
+        QTest::newRow("full width") << u"ＣＯＭ　３"_s << u"＋８６"_s << u"５"_s << saved
+                                    << QStringList{u"＋８６"_s, u"3"_s, u"５"_s} << u""_s;
         QTest::newRow("interval beyond 32")
             << u"COM3"_s << u"+1"_s << u"3600"_s << saved << QStringList{u"+1"_s, u"3"_s, u"3600"_s} << u""_s;
     }
