@@ -3,6 +3,7 @@
 #include "platform/fault/Fault.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -23,8 +24,13 @@ bool LogFile::open(QFile &file) const
 {
     // Nobody but the owner and his group reads numbers and names, not even for the moment of a later chmod.
     constexpr mode_t mode = 0640;
-    const int descriptor =
-        ::open(QFile::encodeName(m_fileName).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, mode);
+    const QByteArray name = QFile::encodeName(m_fileName);
+    constexpr int flags = O_WRONLY | O_APPEND | O_CLOEXEC;
+    int descriptor = ::open(name.constData(), flags | O_CREAT | O_EXCL, mode);
+    if (descriptor >= 0)
+        static_cast<void>(::fchmod(descriptor, mode)); // the group reads it whatever the umask
+    else
+        descriptor = ::open(name.constData(), flags | O_CREAT, mode);
     return descriptor >= 0 &&
            file.open(descriptor, QIODevice::WriteOnly | QIODevice::Append, QFile::AutoCloseHandle);
 }

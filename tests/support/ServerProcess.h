@@ -13,11 +13,11 @@ public:
         kill();
         waitForFinished();
     }
-    /// Sends the signal and waits for the end.
+    /// Sends the signal and waits for the end. False when it has ended before.
     [[nodiscard]] bool end(int signal)
     {
-        ::kill(pid_t(processId()), signal);
-        return waitForFinished();
+        const auto process = pid_t(processId()); // 0 when it is gone, which would be everybody in our group
+        return process != 0 && ::kill(process, signal) == 0 && waitForFinished();
     }
     [[nodiscard]] QString errors()
     {
