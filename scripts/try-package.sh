@@ -1,22 +1,31 @@
 #!/usr/bin/env bash
 # Tries the packages in a minimal Debian of its own: installs them with apt, runs the demo's story as their user with
-# the installed programs, removes and purges them. As root.
+# the installed programs, as a service would without systemd, rotates the log, removes and purges them. As root.
 #   scripts/try-package.sh FOLDER-OF-THE-PACKAGES [ROOT-TO-KEEP-AND-USE-AGAIN]
 set -euo pipefail
 packages=$(realpath "$1")
 repository=$(realpath "$(dirname "$0")/..")
 root=${2:-}
-if [ -z "$root" ]; then
-    root=$(mktemp -d)
-    trap 'umount "$root/proc" 2>/dev/null; rm -rf --one-file-system "$root"' EXIT
-fi
+keep=$root
+[ -n "$root" ] || root=$(mktemp -d)
+leave() {
+    umount "$root/dev/pts" "$root/proc" 2>/dev/null
+    [ -n "$keep" ] || rm -rf --one-file-system "$root"
+}
+trap leave EXIT
 inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
+as_user() { inside runuser -u sms-server -- env HOME=/var/lib/sms-server "$@"; }
 
-[ -e "$root/etc/debian_version" ] || debootstrap --variant=minbase bookworm "$root"
-for file in /etc/apt/sources.list /etc/apt/sources.list.d /etc/apt/apt.conf.d /etc/resolv.conf; do
-    [ ! -e "$file" ] || cp -rL "$file" "$root$(dirname "$file")/"
-done
+echo "== a minimal Debian in $root"
+if [ ! -e "$root/etc/debian_version" ]; then
+    debootstrap --variant=minbase bookworm "$root" >"$root.log" || { tail "$root.log"; exit 1; }
+    rm "$root.log"
+fi
+cp -L /etc/resolv.conf "$root/etc/"
+find /etc/apt/apt.conf.d -name '*proxy*' -exec cp {} "$root/etc/apt/apt.conf.d/" \;
 mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
+mountpoint -q "$root/dev/pts" || mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
+ln -sf pts/ptmx "$root/dev/ptmx"
 rm -rf "$root/packages" "$root/demo"
 cp -r "$packages" "$root/packages"
 cp -r "$repository/demo" "$root/demo"
@@ -24,19 +33,29 @@ rm -rf "$root/demo/run"
 
 echo "== install"
 inside apt-get update -qq
-inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb sqlite3 dovecot-pop3d openssl >/dev/null'
+inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb sqlite3 dovecot-pop3d logrotate >/packages/apt.log 2>&1' ||
+    { tail "$root/packages/apt.log"; exit 1; }
 inside id sms-server
 inside sms-server --version
 inside sh -c 'chown -R sms-server /demo'
 echo "== the story, as the package's user"
-inside runuser -u sms-server -- env HOME=/var/lib/sms-server /demo/story.sh /usr/bin sqlite
-echo "== upgrade keeps the settings"
-inside runuser -u sms-server -- sms-server --settings /var/lib/sms-server/settings.ini --set TimeDelay=7
-inside sh -c 'apt-get install -y -qq --reinstall --no-install-recommends /packages/*.deb >/dev/null'
-inside runuser -u sms-server -- sms-server --settings /var/lib/sms-server/settings.ini --show-settings | grep TimeDelay=7
+as_user /demo/story.sh /usr/bin sqlite
+echo "== status 3 for a setting that is missing"
+status=0
+as_user sms-server --headless --start --settings /var/lib/sms-server/settings.ini \
+    --log-file /var/log/sms-server/sms-server.log || status=$?
+[ $status = 3 ]
+echo "== the log is rotated"
+inside logrotate --force /etc/logrotate.d/sms-server
+[ "$(stat -c '%a %U' "$root/var/log/sms-server/sms-server.log.1")" = "640 $(stat -c %U "$root/var/log/sms-server")" ]
+echo "== an upgrade keeps the settings"
+as_user sms-server --settings /var/lib/sms-server/settings.ini --set TimeDelay=7
+inside sh -c 'apt-get install -y -qq --reinstall --no-install-recommends /packages/*.deb >/dev/null 2>&1'
+as_user sms-server --settings /var/lib/sms-server/settings.ini --show-settings | grep TimeDelay=7
 echo "== purge"
-inside apt-get purge -y -qq sms-server sms-server-simulator >/dev/null
-for left in /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /etc/logrotate.d/sms-server; do
+inside apt-get purge -y -qq sms-server sms-server-simulator >/dev/null 2>&1
+for left in /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /etc/logrotate.d/sms-server \
+    /usr/lib/systemd/system/sms-server.service; do
     [ ! -e "$root$left" ] || { echo "left behind: $left"; exit 1; }
 done
 ! inside getent passwd sms-server
