@@ -54,7 +54,16 @@ void checkAccount(const QString &userName, const MailAccount &account, const Pop
         report.wrong(mailbox + u" 不能收取："_s + result.text + others, remedy(result.outcome));
         return;
     }
-    report.well(mailbox + u" 可以登录"_s);
+    try {
+        if (client.tellsUniqueIds() || client.Count() == 0)
+            report.well(mailbox + u" 可以登录"_s);
+        else
+            report.wrong(mailbox + u" 可以登录，但服务器不提供邮件标识（UIDL），邮件不会收取"_s,
+                         u"请与邮箱服务商联系，或改用支持 UIDL 的 POP3 服务器"_s);
+    } catch (const Pop3Fault &fault) {
+        report.wrong(mailbox + u" 可以登录，但不能列出邮件："_s + fault.message(),
+                     remedy(Pop3ConnectOutcome::LineLost));
+    }
     static_cast<void>(client.Disconnect());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "console/service/ServerParts.h"
+#include "platform/text/HarmlessText.h"
 
 #include <QStringList>
 #include <functional>
@@ -12,11 +13,11 @@ public:
     using Show = std::function<void(const QString &line)>;
     explicit CheckReport(Show show) : m_show(std::move(show)) {}
 
-    void well(const QString &what) { m_show(QStringLiteral("[正常] ") + what); }
+    void well(const QString &what) { m_show(QStringLiteral("[正常] ") + harmlessText(what)); }
     void wrong(const QString &what, const QString &remedy)
     {
         m_isWell = false;
-        m_show(QStringLiteral("[问题] ") + what);
+        m_show(QStringLiteral("[问题] ") + harmlessText(what));
         m_show(QStringLiteral("       处理办法：") + remedy);
     }
     [[nodiscard]] bool isWell() const { return m_isWell; }

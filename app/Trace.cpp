@@ -1,5 +1,7 @@
 #include "app/Trace.h"
 
+#include "platform/text/HarmlessText.h"
+
 #include <QTime>
 #include <cstdio>
 
@@ -47,7 +49,7 @@ void traceModem(TraceDirection direction, QByteArrayView octets)
 MailTrace mailTrace()
 {
     return {[](Pop3Direction direction, const QString &line) {
-                show(direction == Pop3Direction::Sent ? '>' : '<', "POP3 " + line.toUtf8());
+                show(direction == Pop3Direction::Sent ? '>' : '<', "POP3 " + harmlessText(line).toUtf8());
             },
-            [](const QString &text) { show('!', text.toUtf8()); }};
+            [](const QString &text) { show('!', harmlessText(text).toUtf8()); }};
 }

@@ -30,21 +30,24 @@ public:
 
     void report(const CollectionMessages::Report &report) { m_out.write(CollectionMessages::encode(report)); }
 
-    bool beginAccount(qint64 accountKey, const QString &mailbox) override
+    [[nodiscard]] bool isOneAtATime() const { return m_order.isOneAtATime; }
+
+    [[nodiscard]] bool admitsAccount(qint64 accountKey) const override
     {
-        if (m_order.passedOverAccounts.contains(accountKey))
-            return false;
+        return !m_order.passedOverAccounts.contains(accountKey);
+    }
+    void beginAccount(qint64 accountKey, const QString &mailbox) override
+    {
         report(CollectionMessages::AccountBegins{accountKey, mailbox});
-        return true;
     }
-    [[nodiscard]] LoginHistory loginHistory(qint64 accountKey) const override
+    [[nodiscard]] AccountHistory history(qint64 accountKey) const override
     {
-        return m_order.logins.value(accountKey);
+        return m_order.histories.value(accountKey);
     }
-    void noteLogin(qint64 accountKey, const LoginHistory &history) override
+    void noteHistory(qint64 accountKey, const AccountHistory &history) override
     {
-        m_order.logins.insert(accountKey, history); // a user may be collected twice in a pass
-        report(CollectionMessages::LoginTried{accountKey, history});
+        m_order.histories.insert(accountKey, history);
+        report(CollectionMessages::AccountLearnt{accountKey, history});
     }
     [[nodiscard]] bool admits(const MailKey &mail) const override
     {
@@ -84,8 +87,11 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace, const
         KeptMails kept(keptMailsFile);
         if (session.OpenDB()) {
             const PassLock lock(session.Conn(), registry, QStringLiteral("collection"));
+            Pop3PollingDriver driver(session, registry, trace, reporter, kept);
+            if (reporter.isOneAtATime())
+                driver.logInOneAtATime();
             if (lock.isOurs())
-                Pop3PollingDriver(session, registry, trace, reporter, kept).pass();
+                driver.pass();
         } else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {

@@ -23,7 +23,7 @@ QByteArray line(const QJsonArray &array)
     return QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n';
 }
 
-QJsonArray encoded(const LoginHistory &history)
+QJsonArray encoded(const AccountHistory &history)
 {
     QJsonArray refused;
     for (const QByteArray &way : history.ways.refused)
@@ -33,12 +33,16 @@ QJsonArray encoded(const LoginHistory &history)
             refused,
             history.refusals,
             history.last.toString(Qt::ISODateWithMs),
-            qint64(history.distance.count())};
+            qint64(history.distance.count()),
+            history.isOneByOne,
+            QString::fromLatin1(history.unknownIds),
+            QString::fromLatin1(history.unknownSizes),
+            history.areIdsChanging};
 }
 
-LoginHistory decodedHistory(const QJsonArray &array)
+AccountHistory decodedHistory(const QJsonArray &array)
 {
-    LoginHistory history;
+    AccountHistory history;
     history.account = array.at(0).toString().toLatin1();
     history.ways.proven = array.at(1).toString().toLatin1();
     const QJsonArray refused = array.at(2).toArray();
@@ -47,6 +51,10 @@ LoginHistory decodedHistory(const QJsonArray &array)
     history.refusals = array.at(3).toInt();
     history.last = QDateTime::fromString(array.at(4).toString(), Qt::ISODateWithMs);
     history.distance = std::chrono::seconds(array.at(5).toInt());
+    history.isOneByOne = array.at(6).toBool();
+    history.unknownIds = array.at(7).toString().toLatin1();
+    history.unknownSizes = array.at(8).toString().toLatin1();
+    history.areIdsChanging = array.at(9).toBool();
     return history;
 }
 
@@ -55,9 +63,9 @@ struct Encoder {
     {
         return {u"account"_s, keyText(report.accountKey), report.mailbox};
     }
-    QJsonArray operator()(const LoginTried &report) const
+    QJsonArray operator()(const AccountLearnt &report) const
     {
-        return {u"login"_s, keyText(report.accountKey), encoded(report.history)};
+        return {u"history"_s, keyText(report.accountKey), encoded(report.history)};
     }
     QJsonArray operator()(const MailBegins &report) const
     {
@@ -93,10 +101,11 @@ QByteArray encode(const Order &order)
     QJsonArray accounts;
     for (const qint64 account : order.passedOverAccounts)
         accounts.append(keyText(account));
-    QJsonArray logins;
-    for (auto login = order.logins.cbegin(); login != order.logins.cend(); ++login)
-        logins.append(QJsonArray{keyText(login.key()), encoded(login.value())});
-    return line({encoded(order.passedOverMails), accounts, logins, encoded(order.plainMails)});
+    QJsonArray histories;
+    for (auto history = order.histories.cbegin(); history != order.histories.cend(); ++history)
+        histories.append(QJsonArray{keyText(history.key()), encoded(history.value())});
+    return line(
+        {encoded(order.passedOverMails), accounts, histories, encoded(order.plainMails), order.isOneAtATime});
 }
 
 Order decodeOrder(const QByteArray &line)
@@ -108,9 +117,10 @@ Order decodeOrder(const QByteArray &line)
     const QJsonArray accounts = parts.at(1).toArray();
     for (const QJsonValue &account : accounts)
         order.passedOverAccounts.insert(account.toString().toLongLong());
-    const QJsonArray logins = parts.at(2).toArray();
-    for (const QJsonValue &login : logins)
-        order.logins.insert(login[0].toString().toLongLong(), decodedHistory(login[1].toArray()));
+    const QJsonArray histories = parts.at(2).toArray();
+    for (const QJsonValue &history : histories)
+        order.histories.insert(history[0].toString().toLongLong(), decodedHistory(history[1].toArray()));
+    order.isOneAtATime = parts.at(4).toBool();
     return order;
 }
 
@@ -127,8 +137,8 @@ std::optional<Report> decodeReport(const QByteArray &line)
     const QString text = array.at(2).toString();
     if (kind == "account"_L1)
         return AccountBegins{key, text};
-    if (kind == "login"_L1)
-        return LoginTried{key, decodedHistory(array.at(2).toArray())};
+    if (kind == "history"_L1)
+        return AccountLearnt{key, decodedHistory(array.at(2).toArray())};
     if (kind == "mail"_L1)
         return MailBegins{{key, text}};
     if (kind == "end"_L1)

@@ -16,8 +16,9 @@ namespace CollectionMessages
 struct Order {
     QSet<MailKey> passedOverMails;
     QSet<qint64> passedOverAccounts;
-    QHash<qint64, LoginHistory> logins; ///< by account
-    QSet<MailKey> plainMails;           ///< to be read by the plain reader
+    QHash<qint64, AccountHistory> histories; ///< by account
+    QSet<MailKey> plainMails;                ///< to be read by the plain reader
+    bool isOneAtATime = false;               ///< log in to an account in its turn only
 };
 [[nodiscard]] QByteArray encode(const Order &order);
 [[nodiscard]] Order decodeOrder(const QByteArray &line);
@@ -27,9 +28,9 @@ struct AccountBegins {
     qint64 accountKey = 0;
     QString mailbox; ///< for people
 };
-struct LoginTried {
+struct AccountLearnt {
     qint64 accountKey = 0;
-    LoginHistory history;
+    AccountHistory history;
 };
 struct MailBegins {
     MailKey mail;
@@ -41,7 +42,7 @@ struct PassFailed {
     bool databaseGone = false; ///< else it concerns the collection alone
     QString cause;
 };
-using Report = std::variant<AccountBegins, LoginTried, MailBegins, MailEnds, PassFailed>;
+using Report = std::variant<AccountBegins, AccountLearnt, MailBegins, MailEnds, PassFailed>;
 [[nodiscard]] QByteArray encode(const Report &report);
 /// Nothing for a line that is none of them.
 [[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mailbox/LoginHistory.h"
+#include "mailbox/AccountHistory.h"
 
 #include <QHash>
 #include <QString>
@@ -28,14 +28,13 @@ public:
     CollectionWatch(const CollectionWatch &) = delete;
     CollectionWatch &operator=(const CollectionWatch &) = delete;
 
-    /// An account's turn begins. mailbox: what it is, for people. False leaves it out.
-    [[nodiscard]] virtual bool beginAccount(qint64 /*accountKey*/, const QString & /*mailbox*/)
-    {
-        return true;
-    }
-    /// What earlier passes learnt about logging in to the account, and what this one did.
-    [[nodiscard]] virtual LoginHistory loginHistory(qint64 /*accountKey*/) const { return {}; }
-    virtual void noteLogin(qint64 /*accountKey*/, const LoginHistory & /*history*/) {}
+    /// Is this account to be collected?
+    [[nodiscard]] virtual bool admitsAccount(qint64 /*accountKey*/) const { return true; }
+    /// An account's turn begins. mailbox: what it is, for people.
+    virtual void beginAccount(qint64 /*accountKey*/, const QString & /*mailbox*/) {}
+    /// What earlier passes learnt about the account, and what this one did.
+    [[nodiscard]] virtual AccountHistory history(qint64 /*accountKey*/) const { return {}; }
+    virtual void noteHistory(qint64 /*accountKey*/, const AccountHistory & /*history*/) {}
     /// Is this mail to be collected? When not, it stays on the server.
     [[nodiscard]] virtual bool admits(const MailKey & /*mail*/) const { return true; }
     /// Is it to be read by the plain reader, for the usual one did not survive it?

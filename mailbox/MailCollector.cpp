@@ -107,8 +107,8 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
     using namespace CollectionMessages;
     if (const auto *account = std::get_if<AccountBegins>(&report))
         m_account = *account;
-    else if (const auto *login = std::get_if<LoginTried>(&report))
-        m_order.logins.insert(login->accountKey, login->history);
+    else if (const auto *learnt = std::get_if<AccountLearnt>(&report))
+        noteHistory(learnt->accountKey, learnt->history);
     else if (const auto *mail = std::get_if<MailBegins>(&report))
         m_mail = mail->mail;
     else if (std::holds_alternative<MailEnds>(report)) {
@@ -116,6 +116,15 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
         m_console.count(OperatorConsole::Event::Collected);
     } else if (const auto *failure = std::get_if<PassFailed>(&report))
         m_failure = *failure;
+}
+
+void MailCollector::noteHistory(qint64 accountKey, const AccountHistory &history)
+{
+    AccountHistory &known = m_order.histories[accountKey];
+    if (history.areIdsChanging && !known.areIdsChanging)
+        m_console.addLogLine(
+            u"%1：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s.arg(m_account.mailbox));
+    known = history;
 }
 
 void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
@@ -147,6 +156,7 @@ void MailCollector::notePoison(const QString &cause)
         return;
     }
     m_faults.failed(processTask(), u"进程意外中止（%1）"_s.arg(cause));
+    m_order.isOneAtATime = true; // so that the account that has its turn is the one that ends it
     if (!m_account.mailbox.isEmpty() &&
         ++m_deathsOutsideMails[m_account.accountKey] == deathsBeforeAnAccountRests) {
         m_order.passedOverAccounts.insert(m_account.accountKey);

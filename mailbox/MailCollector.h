@@ -33,6 +33,7 @@ private:
     void rest();
     void readReports();
     void noteReport(const CollectionMessages::Report &report);
+    void noteHistory(qint64 accountKey, const AccountHistory &history);
     void finished(int exitCode, QProcess::ExitStatus status);
     void notePoison(const QString &cause);
     void noteFailure();

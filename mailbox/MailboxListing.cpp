@@ -1,5 +1,7 @@
 #include "mailbox/MailboxListing.h"
 
+#include <QCryptographicHash>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -18,17 +20,29 @@ MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint6
 {
     const int count = client.Count();
     m_ids.reserve(count);
-    for (int number = 1; number <= count; ++number)
-        m_ids += withoutTrailingBlanks(client.GetMessageUID(number).value_or(QString()));
+    QSet<QString> listed;
+    for (int number = 1; number <= count; ++number) {
+        const QString id = withoutTrailingBlanks(client.GetMessageUID(number).value_or(QString()));
+        m_hasReusedIds = m_hasReusedIds || (!id.isEmpty() && listed.contains(id));
+        m_ids += id;
+        listed.insert(id);
+    }
     if (m_ids.isEmpty())
         return;
-    const QSet<QString> listed(m_ids.cbegin(), m_ids.cend());
     connection.scan(u"select MSGID from VO_Email where EOAID=?"_s, {accountKey}, [&](const Statement &row) {
         const QString id = withoutTrailingBlanks(row.value(0).toString());
         if (listed.contains(id))
             m_stored.insert(id);
         return true;
     });
+}
+
+QByteArray MailboxListing::digest() const
+{
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    for (const QString &id : m_ids)
+        hash.addData(id.toUtf8() + '\n');
+    return hash.result().toHex();
 }
 
 QList<int> MailboxListing::unstored() const

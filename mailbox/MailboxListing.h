@@ -20,8 +20,13 @@ public:
     /// The numbers of the messages that are stored, ascending.
     [[nodiscard]] QList<int> stored() const;
     void noteStored(int number) { m_stored.insert(m_ids[number - 1]); }
+    /// Several messages carry one id.
+    [[nodiscard]] bool hasReusedIds() const { return m_hasReusedIds; }
+    /// Of the ids in their order.
+    [[nodiscard]] QByteArray digest() const;
 
 private:
     QStringList m_ids; // by number - 1; empty where the server gave none
     QSet<QString> m_stored;
+    bool m_hasReusedIds = false;
 };

@@ -43,7 +43,10 @@ void Pop3PollingDriver::pass()
     collection.pop3.trace = m_trace.lines;
     const QString hiddenText = ReadRegValue(m_registry, Settings::localPath("MailHiddenText"_L1)).trimmed();
     collection.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
+    collection.pop3.waiter = std::make_shared<Pop3Waiter>();
     const QStringList users = collectedUsers(m_session.Conn());
+    collection.turns.setAhead(m_ahead);
+    collection.turns.expect(users);
     for (const QString &userName : users) {
         getPopMail(userName, collection);
         if (collection.databaseGone)

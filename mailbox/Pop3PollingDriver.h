@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/DatabaseSession.h"
+#include "mailbox/AccountTurns.h"
 #include "mailbox/CollectionWatch.h"
 #include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"
@@ -32,6 +33,10 @@ public:
     /// Throws DatabaseFault when the database refuses the list of users, is gone or serves nobody; what was
     /// stored until then stays.
     void pass();
+    /// An account is logged in to in its turn only.
+    void logInOneAtATime() { m_ahead.accounts = 0; }
+    /// See AccountTurns.
+    void setAhead(const AccountTurns::Ahead &ahead) { m_ahead = ahead; }
 
 private:
     DatabaseSession &m_session;
@@ -39,4 +44,5 @@ private:
     MailTrace m_trace;
     CollectionWatch &m_watch;
     KeptMails &m_kept;
+    AccountTurns::Ahead m_ahead;
 };

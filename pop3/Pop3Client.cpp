@@ -10,30 +10,68 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
 /// A message whose size the server did not tell counts as this in the window.
 constexpr qint64 usualMessageOctets = 64LL * 1024;
+
 } // namespace
 
-Pop3Client::Pop3Client(Pop3Options options) : m_options(std::move(options)) {}
+Pop3Client::Pop3Client(Pop3Options options)
+    : m_options(std::move(options)),
+      m_waiter(m_options.waiter ? m_options.waiter : std::make_shared<Pop3Waiter>())
+{
+}
 
 Pop3Client::~Pop3Client() = default;
 
 Pop3ConnectResult Pop3Client::Connect(const QString &login, const QString &password, const QString &server,
                                       int port, const Pop3LoginWays &ways)
 {
+    beginConnect(login, password, server, port, ways, [](const Pop3ConnectResult &) {});
+    return finishConnect();
+}
+
+void Pop3Client::beginConnect(const QString &login, const QString &password, const QString &server, int port,
+                              const Pop3LoginWays &ways,
+                              const std::function<void(const Pop3ConnectResult &result)> &answered)
+{
     m_dialogue.reset();
+    m_connector.reset();
     m_unread.clear();
     m_unreadOctets = 0;
+    m_isListingAsked = false;
     m_count.reset();
     m_uids.clear();
     m_sizes.reset();
 
     const auto checked = checkedAccount(login, password, server, port, m_options.tlsPort);
-    if (const auto *objection = std::get_if<QString>(&checked))
-        return {Pop3ConnectOutcome::InvalidAccount, *objection};
+    if (const auto *objection = std::get_if<QString>(&checked)) {
+        m_connectResult = {Pop3ConnectOutcome::InvalidAccount, *objection};
+        answered(m_connectResult);
+        return;
+    }
     const auto &account = std::get<Pop3Account>(checked);
     m_observer = std::make_unique<Pop3Observer>(m_options.trace, account.password);
-    return Pop3Connector(account, ways, m_options, *m_observer).connect(m_dialogue);
+    m_connector = std::make_unique<Pop3Connector>(account, ways, m_options, *m_observer, *m_waiter);
+    m_connector->begin([this, answered](const Pop3ConnectResult &result) {
+        m_connectResult = result;
+        m_dialogue = std::move(m_connector->dialogue());
+        try {
+            // Now, so that the answer is on its way while other sessions have their turn.
+            if (isConnected())
+                askForListing();
+        } catch (const Pop3Fault &) { // the line is closed: whoever uses it next finds out
+        }
+        answered(result);
+    });
+}
+
+Pop3ConnectResult Pop3Client::finishConnect()
+{
+    if (m_connector)
+        static_cast<void>(m_connector->finish());
+    m_connector.reset();
+    return m_connectResult;
 }
 
 bool Pop3Client::isConnected() const
@@ -78,6 +116,8 @@ bool Pop3Client::windowAdmits(qint64 expectedOctets) const
 
 void Pop3Client::skipUnread()
 {
+    if (m_isListingAsked)
+        readListing();
     while (!m_unread.isEmpty()) {
         const bool content = m_unread.head().content;
         if (nextReply().ok && content)
@@ -85,21 +125,24 @@ void Pop3Client::skipUnread()
     }
 }
 
-void Pop3Client::loadListing()
+void Pop3Client::askForListing()
 {
-    if (m_count)
-        return;
-    skipUnread();
-    const Pop3Limits &limits = m_options.limits;
     request("STAT"_ba, 0, false);
+    m_isListingAsked = true;
     if (windowAdmits(0))
         request("UIDL"_ba, 0, true);
+}
+
+void Pop3Client::readListing()
+{
+    const Pop3Limits &limits = m_options.limits;
+    m_isListingAsked = false;
     const Pop3Reply stat = nextReply();
     if (m_unread.isEmpty())
         request("UIDL"_ba, 0, true);
-    if (nextReply().ok) {
-        const std::optional<QByteArray> content = dialogue().readContent(limits.listingOctets);
-        if (content)
+    m_tellsUniqueIds = nextReply().ok;
+    if (m_tellsUniqueIds) {
+        if (const std::optional<QByteArray> content = dialogue().readContent(limits.listingOctets))
             m_uids = parseUidl(*content, limits.messages);
         m_observer->summarise(u"（%1个邮件标识）"_s.arg(m_uids.size()));
     }
@@ -109,30 +152,48 @@ void Pop3Client::loadListing()
                                                 : static_cast<int>(m_uids.size());
 }
 
-void Pop3Client::loadSizes()
+void Pop3Client::loadListing()
+{
+    if (m_count)
+        return;
+    skipUnread();
+    if (m_count)
+        return;
+    askForListing();
+    readListing();
+}
+
+const QList<qint64> &Pop3Client::sizes()
 {
     if (m_sizes)
-        return;
+        return *m_sizes;
     skipUnread();
     m_sizes.emplace();
     request("LIST"_ba, 0, true);
     if (!nextReply().ok)
-        return;
+        return *m_sizes;
     if (const auto content = dialogue().readContent(m_options.limits.listingOctets))
         m_sizes = parseList(*content, m_options.limits.messages);
     m_observer->summarise(u"（%1个邮件大小）"_s.arg(m_sizes->size()));
+    return *m_sizes;
 }
 
 qint64 Pop3Client::expectedOctets(int number) const
 {
     const qint64 size = m_sizes ? m_sizes->value(number - 1, -1) : -1;
-    return size < 0 ? usualMessageOctets : size;
+    return size < 0 ? usualMessageOctets : std::min(size, m_options.limits.messageOctets);
 }
 
 int Pop3Client::Count()
 {
     loadListing();
     return *m_count;
+}
+
+bool Pop3Client::tellsUniqueIds()
+{
+    loadListing();
+    return m_tellsUniqueIds;
 }
 
 std::optional<QString> Pop3Client::GetMessageUID(int number)
@@ -167,7 +228,7 @@ void Pop3Client::retrieve(const QList<int> &numbers, const MessageHandler &handl
 {
     skipUnread();
     if (numbers.size() > 1 && m_observer && m_options.pipelining && m_observer->capabilities().pipelining)
-        loadSizes();
+        static_cast<void>(sizes());
     qsizetype asked = 0;
     for (const int number : numbers) {
         const bool isFirst = number == numbers.first();

@@ -13,8 +13,10 @@
 #include <optional>
 #include <variant>
 
+class Pop3Connector;
 class Pop3Dialogue;
 class Pop3Observer;
+class Pop3Waiter;
 struct Pop3Reply;
 
 /// -ERR to a command that concerns one message. The session goes on.
@@ -41,16 +43,26 @@ public:
     /// what the network or the values do.
     [[nodiscard]] Pop3ConnectResult Connect(const QString &login, const QString &password,
                                             const QString &server, int port, const Pop3LoginWays &ways = {});
+    /// The same in two steps: begun here, it goes on whenever a session that shares the waiter waits. answered: told
+    /// the result as soon as it is there, which may be in the course of another session's call; it must not throw.
+    void beginConnect(const QString &login, const QString &password, const QString &server, int port,
+                      const Pop3LoginWays &ways,
+                      const std::function<void(const Pop3ConnectResult &result)> &answered);
+    [[nodiscard]] Pop3ConnectResult finishConnect();
     [[nodiscard]] bool isConnected() const;
 
     /// Number of messages, numbered from 1: what STAT says, else the highest number that UIDL lists; at most
     /// Pop3Limits::messages. The first call asks the server.
     [[nodiscard]] int Count();
 
-    /// Unique id of message number, from one UIDL for the whole mailbox; nullopt when the server gave none
-    /// (also when it knows no UIDL, or number is not between 1 and
-    /// Count). Two messages may carry the same id.
+    /// Unique id of message number, from one UIDL for the whole mailbox, in the form that parseUidl gives it;
+    /// nullopt when the server gave none (also when it knows no UIDL, or number is not between 1 and Count). Two
+    /// messages may carry the same id.
     [[nodiscard]] std::optional<QString> GetMessageUID(int number);
+    /// Does the server tell unique ids at all? The first call asks it.
+    [[nodiscard]] bool tellsUniqueIds();
+    /// The sizes in octets as LIST tells them, by number - 1; -1 or missing where it does not.
+    [[nodiscard]] const QList<qint64> &sizes();
 
     /// The octets of a message as they came (dots unstuffed), or why the server did not give it.
     using Retrieved = std::variant<QByteArray, Pop3Refusal>;
@@ -82,8 +94,9 @@ private:
 
     Pop3Dialogue &dialogue();
     [[nodiscard]] bool stopRequested() const;
+    void askForListing();
+    void readListing();
     void loadListing();
-    void loadSizes();
     void request(const QByteArray &command, qint64 expectedOctets, bool content);
     Pop3Reply nextReply();
     [[nodiscard]] bool windowAdmits(qint64 expectedOctets) const;
@@ -92,11 +105,17 @@ private:
     Retrieved readMessage(int number);
 
     Pop3Options m_options;
+    std::shared_ptr<Pop3Waiter> m_waiter;
+    // Each refers to those before it.
     std::unique_ptr<Pop3Observer> m_observer;
-    std::unique_ptr<Pop3Dialogue> m_dialogue; // after m_observer, which it refers to
+    std::unique_ptr<Pop3Connector> m_connector; // while connecting
+    std::unique_ptr<Pop3Dialogue> m_dialogue;
+    Pop3ConnectResult m_connectResult;
     QQueue<Unread> m_unread;
     qint64 m_unreadOctets = 0;
+    bool m_isListingAsked = false;
     std::optional<int> m_count;
+    bool m_tellsUniqueIds = false;
     QList<QString> m_uids;
     std::optional<QList<qint64>> m_sizes;
 };

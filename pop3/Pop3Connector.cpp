@@ -3,7 +3,6 @@
 #include "pop3/LoginRefusal.h"
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <utility>
 
@@ -12,6 +11,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+constexpr std::chrono::milliseconds openingSlice(200); // how soon a limit or a stop request is noticed
 constexpr auto userPass = "USER";
 constexpr auto apop = "APOP";
 
@@ -64,54 +64,103 @@ bool isRefusal(Pop3ConnectOutcome outcome)
 
 } // namespace
 
-Pop3Connector::Pop3Connector(const Pop3Account &account, const Pop3LoginWays &ways,
-                             const Pop3Options &options, Pop3Observer &observer)
-    : m_account(account), m_ways(ways), m_options(options), m_observer(observer)
+Pop3Connector::Pop3Connector(Pop3Account account, Pop3LoginWays ways, const Pop3Options &options,
+                             Pop3Observer &observer, Pop3Waiter &waiter)
+    : m_account(std::move(account)),
+      m_ways(std::move(ways)),
+      m_options(options),
+      m_observer(observer),
+      m_waiter(waiter),
+      m_tried(m_ways.refused)
 {
     initialiseCurl();
 }
 
-Pop3ConnectResult Pop3Connector::connect(std::unique_ptr<Pop3Dialogue> &dialogue)
+void Pop3Connector::begin(Answered answered)
 {
-    Pop3ConnectResult result = logIn(dialogue);
-    result.loginDelay = m_observer.capabilities().loginDelay;
-    return result;
+    m_answered = std::move(answered);
+    if (m_ways.proven == userPass)
+        start({{}, false});
+    else
+        start({m_ways.proven.isEmpty() ? curlOptionWithout(m_ways.refused) : curlOptionFor(m_ways.proven)});
 }
 
-Pop3ConnectResult Pop3Connector::logIn(std::unique_ptr<Pop3Dialogue> &dialogue)
+Pop3ConnectResult Pop3Connector::finish()
 {
-    QByteArrayList tried = m_ways.refused;
-    if (m_ways.proven == userPass)
-        return attemptUserPass(tried, dialogue);
-    QByteArray loginOptions =
-        m_ways.proven.isEmpty() ? curlOptionWithout(m_ways.refused) : curlOptionFor(m_ways.proven);
     for (;;) {
-        CurlHandle handle;
-        Pop3ConnectResult result = attempt(loginOptions, true, handle);
-        result.way = m_observer.loginWay();
-        if (result.connected()) {
-            dialogue = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
-            return result;
+        while (m_attempt)
+            m_waiter.wait(nullptr, openingSlice);
+        if (m_next) {
+            start(*m_next);
+        } else if (m_handle) {
+            logInByUserPass();
+            settle();
+        } else {
+            return m_result;
         }
-        const bool lostDuringLogin = result.outcome == Pop3ConnectOutcome::LineLost && !result.way.isEmpty();
-        if (!isRefusal(result.outcome) && !lostDuringLogin)
-            return result;
-        const QByteArray &reply = m_observer.lastReply();
-        tried << result.way << loginOptions.mid(loginOptions.lastIndexOf('=') + 1);
-        if (loginOptions == curlOptionFor(apop))
-            tried << apop;
-        const QByteArrayList left = waysLeft(tried);
-        result.otherWaysLeft = !left.isEmpty();
-        const bool wasTried = !result.way.isEmpty() && !isUnknownWay(reply, m_observer.presentable(reply));
-        if (left.isEmpty() || wasTried)
-            return result;
-        if (left.first() == userPass)
-            return attemptUserPass(tried, dialogue);
-        loginOptions = curlOptionFor(left.first());
     }
 }
 
-QByteArrayList Pop3Connector::waysLeft(const QByteArrayList &tried) const
+void Pop3Connector::settle()
+{
+    m_handle.reset();
+    m_result.loginDelay = m_observer.capabilities().loginDelay;
+    m_answered(m_result);
+}
+
+void Pop3Connector::start(const Attempt &attempt)
+{
+    m_attempt = attempt;
+    m_next.reset();
+    m_handle = prepare(attempt);
+    m_observer.newLine();
+    m_pendingLine = {};
+    m_connectTimedOut = m_stopped = false;
+    m_clock.start();
+    m_waiter.open(m_handle.get(), *this);
+}
+
+void Pop3Connector::opened(CURLcode outcome)
+{
+    const Attempt attempt = *std::exchange(m_attempt, std::nullopt);
+    long socketConnected = 0;
+    double connectSeconds = 0;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_CONNECT_TIME, &connectSeconds);
+    curl_easy_getinfo(m_handle.get(), CURLINFO_NUM_CONNECTS, &socketConnected);
+    curl_easy_setopt(m_handle.get(), CURLOPT_VERBOSE, 0L);
+    m_result = explain(outcome, socketConnected > 0 || connectSeconds > 0);
+    if (m_result.connected() && !attempt.withLogin)
+        return; // finish() goes on
+    m_result.way = m_observer.loginWay();
+    if (m_result.connected())
+        m_dialogue = std::make_unique<Pop3Dialogue>(std::move(m_handle), m_waiter, m_options, m_observer);
+    else
+        m_next = attemptAfter(attempt);
+    m_handle.reset();
+    if (!m_next)
+        settle();
+}
+
+std::optional<Pop3Connector::Attempt> Pop3Connector::attemptAfter(const Attempt &attempt)
+{
+    const bool lostDuringLogin = m_result.outcome == Pop3ConnectOutcome::LineLost && !m_result.way.isEmpty();
+    if (!attempt.withLogin || (!isRefusal(m_result.outcome) && !lostDuringLogin))
+        return std::nullopt;
+    const QByteArray &reply = m_observer.lastReply();
+    m_tried << m_result.way << attempt.loginOptions.mid(attempt.loginOptions.lastIndexOf('=') + 1);
+    if (attempt.loginOptions == curlOptionFor(apop))
+        m_tried << apop;
+    const QByteArrayList left = waysLeft();
+    m_result.otherWaysLeft = !left.isEmpty();
+    const bool wasTried = !m_result.way.isEmpty() && !isUnknownWay(reply, m_observer.presentable(reply));
+    if (left.isEmpty() || wasTried)
+        return std::nullopt;
+    if (left.first() == userPass)
+        return Attempt{{}, false};
+    return Attempt{curlOptionFor(left.first())};
+}
+
+QByteArrayList Pop3Connector::waysLeft() const
 {
     QByteArrayList ways;
     for (const char *mechanism : mechanisms) {
@@ -121,13 +170,13 @@ QByteArrayList Pop3Connector::waysLeft(const QByteArrayList &tried) const
     if (m_observer.offersApop())
         ways += apop;
     ways += userPass;
-    ways.removeIf([&](const QByteArray &way) { return tried.contains(way); });
+    ways.removeIf([&](const QByteArray &way) { return m_tried.contains(way); });
     return ways;
 }
 
-CurlHandle Pop3Connector::prepare(const QByteArray &loginOptions, bool withLogin)
+CurlHandle Pop3Connector::prepare(const Attempt &attempt)
 {
-    CurlHandle handle(curl_easy_init());
+    CurlHandle handle = m_waiter.makeHandle();
     CURL *curl = handle.get();
     curl_easy_setopt(curl, CURLOPT_URL, m_account.url.constData());
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "pop3,pop3s");
@@ -159,45 +208,26 @@ CurlHandle Pop3Connector::prepare(const QByteArray &loginOptions, bool withLogin
     }
     if (const QByteArray trusted = trustedCertificates(m_options); !trusted.isEmpty())
         curl_easy_setopt(curl, CURLOPT_CAINFO, trusted.constData());
+    if (!verify) { // reading the authorities costs as much time as the rest of a login
+        curl_easy_setopt(curl, CURLOPT_CAINFO, nullptr);
+        curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
+    }
 
-    if (withLogin) {
+    if (attempt.withLogin) {
         curl_easy_setopt(curl, CURLOPT_USERNAME, m_account.login.constData());
         curl_easy_setopt(curl, CURLOPT_PASSWORD, m_account.password.constData());
         curl_easy_setopt(curl, CURLOPT_SASL_IR, 1L); // saves a round trip
-        if (!loginOptions.isEmpty())
-            curl_easy_setopt(curl, CURLOPT_LOGIN_OPTIONS, loginOptions.constData());
+        if (!attempt.loginOptions.isEmpty())
+            curl_easy_setopt(curl, CURLOPT_LOGIN_OPTIONS, attempt.loginOptions.constData());
     }
     return handle;
 }
 
-Pop3ConnectResult Pop3Connector::attempt(const QByteArray &loginOptions, bool withLogin, CurlHandle &handle)
+void Pop3Connector::logInByUserPass()
 {
-    handle = prepare(loginOptions, withLogin);
-    m_observer.newLine();
-    m_pendingLine[0].clear();
-    m_pendingLine[1].clear();
-    m_connectTimedOut = m_stopped = false;
-    m_attempt = handle.get();
-    m_clock.start();
-    const CURLcode code = curl_easy_perform(handle.get());
-    m_attempt = nullptr;
-    long socketConnected = 0;
-    double connectSeconds = 0;
-    curl_easy_getinfo(handle.get(), CURLINFO_CONNECT_TIME, &connectSeconds);
-    curl_easy_getinfo(handle.get(), CURLINFO_NUM_CONNECTS, &socketConnected);
-    curl_easy_setopt(handle.get(), CURLOPT_VERBOSE, 0L);
-    return explain(code, socketConnected > 0 || connectSeconds > 0);
-}
-
-Pop3ConnectResult Pop3Connector::attemptUserPass(const QByteArrayList &tried,
-                                                 std::unique_ptr<Pop3Dialogue> &dialogue)
-{
-    CurlHandle handle;
-    Pop3ConnectResult result = attempt({}, false, handle);
-    if (!result.connected())
-        return result;
-    result.way = userPass;
-    auto line = std::make_unique<Pop3Dialogue>(std::move(handle), m_options, m_observer);
+    m_result.way = userPass;
+    m_tried += userPass;
+    auto line = std::make_unique<Pop3Dialogue>(std::move(m_handle), m_waiter, m_options, m_observer);
     line->limitSilence(m_options.limits.login);
     try {
         line->send("USER " + m_account.login);
@@ -207,27 +237,29 @@ Pop3ConnectResult Pop3Connector::attemptUserPass(const QByteArrayList &tried,
             reply = line->readReply();
         }
         if (!reply.ok) {
-            result.outcome = loginRefusal(reply.text, m_observer.presentable(reply.text));
-            result.text = refusalText(reply.text);
-            result.otherWaysLeft =
-                isRefusal(result.outcome) && !waysLeft(tried + QByteArrayList{userPass}).isEmpty();
-            return result;
+            m_result.outcome = loginRefusal(reply.text, m_observer.presentable(reply.text));
+            m_result.text = refusalText(reply.text);
+            m_result.otherWaysLeft = isRefusal(m_result.outcome) && !waysLeft().isEmpty();
+            return;
         }
+        line->limitSilence(m_options.limits.stall);
+        m_dialogue = std::move(line);
     } catch (const Pop3Fault &fault) {
+        m_result.text = fault.message();
         switch (fault.kind()) {
         case Pop3Fault::Kind::TimedOut:
-            return {Pop3ConnectOutcome::TimedOut, fault.message()};
+            m_result.outcome = Pop3ConnectOutcome::TimedOut;
+            break;
         case Pop3Fault::Kind::Stopped:
-            return {Pop3ConnectOutcome::Stopped, fault.message()};
+            m_result.outcome = Pop3ConnectOutcome::Stopped;
+            break;
         case Pop3Fault::Kind::NotConnected:
         case Pop3Fault::Kind::LineLost:
         case Pop3Fault::Kind::OutOfStep:
-            return {Pop3ConnectOutcome::LineLost, fault.message(), userPass};
+            m_result.outcome = Pop3ConnectOutcome::LineLost;
+            break;
         }
     }
-    line->limitSilence(m_options.limits.stall);
-    dialogue = std::move(line);
-    return result;
 }
 
 QString Pop3Connector::refusalText(const QByteArray &reply) const
@@ -277,7 +309,7 @@ int Pop3Connector::onProgress()
     if (m_options.stopRequested && m_options.stopRequested())
         m_stopped = true;
     curl_off_t connected = 0;
-    curl_easy_getinfo(m_attempt, CURLINFO_CONNECT_TIME_T, &connected);
+    curl_easy_getinfo(m_handle.get(), CURLINFO_CONNECT_TIME_T, &connected);
     const std::chrono::milliseconds elapsed(m_clock.elapsed());
     if (connected == 0 && elapsed >= m_options.limits.connect)
         m_connectTimedOut = true;

@@ -10,13 +10,16 @@ using std::chrono::milliseconds;
 
 namespace
 {
+
 constexpr qsizetype receiveChunk = 128LL * 1024;
 constexpr milliseconds pollSlice(200); // how soon a limit or a stop request is noticed
+
 } // namespace
 
-Pop3Dialogue::Pop3Dialogue(CurlHandle handle, const Pop3Options &options, Pop3Observer &observer)
+Pop3Dialogue::Pop3Dialogue(CurlHandle handle, Pop3Waiter &waiter, const Pop3Options &options,
+                           Pop3Observer &observer)
     : m_handle(std::move(handle)),
-      m_waiter(curl_multi_init()),
+      m_waiter(waiter),
       m_options(options),
       m_observer(observer),
       m_stall(options.limits.stall)
@@ -83,9 +86,17 @@ bool Pop3Dialogue::receiveWhatIsThere()
         fail(Pop3Fault::Kind::LineLost, QString::fromUtf8(curl_easy_strerror(code)));
     if (received == 0)
         fail(Pop3Fault::Kind::LineLost, u"服务器关闭了连接"_s);
-    m_exchangeOctets += static_cast<qint64>(received);
+    if (m_windowOctets == 0)
+        m_windowClock.start();
+    m_windowOctets += static_cast<qint64>(received);
     m_silenceClock.start();
     return true;
+}
+
+void Pop3Dialogue::beginWindow()
+{
+    m_windowOctets = m_input.size() - m_inputAt;
+    m_windowClock.start();
 }
 
 void Pop3Dialogue::receiveMore()
@@ -113,12 +124,15 @@ void Pop3Dialogue::waitForLine()
 {
     const Pop3Limits &limits = m_options.limits;
     const milliseconds silence(m_silenceClock.elapsed());
-    const milliseconds allowed =
-        limits.exchange + milliseconds(m_exchangeOctets * 1000 / limits.slowestOctetsPerSecond);
     if (silence >= m_stall)
         fail(Pop3Fault::Kind::TimedOut, u"服务器没有响应"_s);
-    if (milliseconds(m_exchangeClock.elapsed()) >= allowed)
-        fail(Pop3Fault::Kind::TimedOut, u"传输太慢，超过时限"_s);
+    if (m_windowOctets > 0 && milliseconds(m_windowClock.elapsed()) >= limits.speedWindow) {
+        if (m_windowOctets < limits.windowLeastOctets)
+            fail(Pop3Fault::Kind::TimedOut, u"传输太慢"_s);
+        m_windowOctets = 0;
+    }
+    if (milliseconds(m_exchangeClock.elapsed()) >= limits.exchange)
+        fail(Pop3Fault::Kind::TimedOut, u"传输超过时限"_s);
     if (silence >= limits.stopGrace && m_options.stopRequested && m_options.stopRequested())
         fail(Pop3Fault::Kind::Stopped, u"服务正在停止"_s);
 
@@ -131,7 +145,7 @@ void Pop3Dialogue::pollLine(milliseconds most)
     curl_easy_getinfo(m_handle.get(), CURLINFO_ACTIVESOCKET, &line.fd);
     const bool unsent = m_sentOctets < m_sending.size();
     line.events = static_cast<short>(unsent ? CURL_WAIT_POLLIN | CURL_WAIT_POLLOUT : CURL_WAIT_POLLIN);
-    curl_multi_poll(m_waiter.get(), &line, 1, static_cast<int>(std::min(pollSlice, most).count()), nullptr);
+    m_waiter.wait(&line, std::min(pollSlice, most));
 }
 
 Pop3Reply Pop3Dialogue::readReply()
@@ -140,8 +154,7 @@ Pop3Reply Pop3Dialogue::readReply()
         throw Pop3Fault(Pop3Fault::Kind::NotConnected, u"没有与邮件服务器的连接"_s);
     m_exchangeClock.start();
     m_silenceClock.start();
-    m_exchangeOctets = m_input.size() - m_inputAt;
-
+    beginWindow();
     qsizetype end = m_input.indexOf('\n', m_inputAt);
     while (end < 0) {
         if (m_input.size() - m_inputAt > m_options.limits.lineOctets)
@@ -164,6 +177,7 @@ Pop3Reply Pop3Dialogue::readReply()
 
 std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most, Expectation expected)
 {
+    beginWindow();
     DotUnstuffer unstuffer(m_bareLineFeeds, expected.toldOctets);
     QByteArray content;
     qint64 discarded = 0;

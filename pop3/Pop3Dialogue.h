@@ -3,19 +3,10 @@
 #include "pop3/Pop3Fault.h"
 #include "pop3/Pop3Observer.h"
 #include "pop3/Pop3Options.h"
+#include "pop3/Pop3Waiter.h"
 
 #include <QElapsedTimer>
-#include <curl/curl.h>
-#include <memory>
 #include <optional>
-
-struct CurlRelease {
-    void operator()(CURL *handle) const noexcept { curl_easy_cleanup(handle); }
-};
-struct CurlMultiRelease {
-    void operator()(CURLM *handle) const noexcept { curl_multi_cleanup(handle); }
-};
-using CurlHandle = std::unique_ptr<CURL, CurlRelease>;
 
 /// A status line (RFC 1939, 3).
 struct Pop3Reply {
@@ -29,8 +20,8 @@ struct Pop3Reply {
 class Pop3Dialogue
 {
 public:
-    /// handle: connected by curl with CURLOPT_CONNECT_ONLY. options and observer must outlive the dialogue.
-    Pop3Dialogue(CurlHandle handle, const Pop3Options &options, Pop3Observer &observer);
+    /// handle: opened in waiter, with CURLOPT_CONNECT_ONLY. The others must outlive the dialogue.
+    Pop3Dialogue(CurlHandle handle, Pop3Waiter &waiter, const Pop3Options &options, Pop3Observer &observer);
 
     [[nodiscard]] bool isOpen() const { return m_handle != nullptr; }
     void close() noexcept;
@@ -57,13 +48,14 @@ private:
     /// False when nothing has come yet.
     [[nodiscard]] bool receiveWhatIsThere();
     void receiveMore();
+    void beginWindow();
     [[nodiscard]] bool somethingFollows(std::chrono::milliseconds limit);
     void waitForLine();
     void pollLine(std::chrono::milliseconds most);
     [[noreturn]] void fail(Pop3Fault::Kind kind, const QString &cause);
 
     CurlHandle m_handle;
-    std::unique_ptr<CURLM, CurlMultiRelease> m_waiter; // only for its portable poll
+    Pop3Waiter &m_waiter;
     const Pop3Options &m_options;
     Pop3Observer &m_observer;
     std::chrono::milliseconds m_stall;
@@ -78,5 +70,6 @@ private:
 
     QElapsedTimer m_exchangeClock;
     QElapsedTimer m_silenceClock;
-    qint64 m_exchangeOctets = 0;
+    QElapsedTimer m_windowClock; // since the first octet of the window
+    qint64 m_windowOctets = 0;
 };

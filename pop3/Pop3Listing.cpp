@@ -1,36 +1,56 @@
 #include "pop3/Pop3Listing.h"
 
-#include "mime/CharsetDecoder.h"
-
 #include <algorithm>
 
 namespace
 {
+
+bool isBlank(char c)
+{
+    return c == ' ' || c == '\t';
+}
+
+QByteArrayView withoutBlanks(QByteArrayView text)
+{
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+    return text;
+}
+
 /// Calls use(message number, rest of the line) for every line that starts with a number from 1 to most.
 template <typename Use>
 void forEachLine(QByteArrayView content, int most, Use use)
 {
     while (!content.isEmpty()) {
         const qsizetype end = content.indexOf('\n');
-        const QByteArrayView line = (end < 0 ? content : content.first(end)).trimmed();
+        QByteArrayView line = end < 0 ? content : content.first(end);
         content = content.sliced(end < 0 ? content.size() : end + 1);
-        const qsizetype blank =
-            std::find_if(line.begin(), line.end(), [](char c) { return c == ' ' || c == '\t'; }) -
-            line.begin();
+        if (line.endsWith('\r'))
+            line.chop(1);
+        line = withoutBlanks(line);
+        const qsizetype blank = std::find_if(line.begin(), line.end(), isBlank) - line.begin();
         bool isNumber = false;
         const int number = line.first(blank).toInt(&isNumber);
         if (isNumber && number >= 1 && number <= most)
-            use(number, line.sliced(blank).trimmed());
+            use(number, withoutBlanks(line.sliced(blank)));
     }
 }
 
-bool hasControlCharacter(QByteArrayView text)
+QString storedForm(QByteArrayView uid)
 {
-    return std::any_of(text.begin(), text.end(), [](char c) {
+    QByteArray form;
+    for (const char c : uid) {
         const auto octet = static_cast<unsigned char>(c);
-        return octet < 0x20 || octet == 0x7F;
-    });
+        if (octet >= 0x20 && octet < 0x7F)
+            form += c;
+        else
+            form += '%' + QByteArray::number(octet, 16).rightJustified(2, '0').toUpper();
+    }
+    return QString::fromLatin1(form);
 }
+
 } // namespace
 
 QList<QString> parseUidl(QByteArrayView content, int most)
@@ -39,8 +59,8 @@ QList<QString> parseUidl(QByteArrayView content, int most)
     forEachLine(content, most, [&uids](int number, QByteArrayView uid) {
         if (uids.size() < number)
             uids.resize(number);
-        if (uids.at(number - 1).isNull() && !uid.isEmpty() && !hasControlCharacter(uid))
-            uids[number - 1] = decodeText(uid, {});
+        if (uids.at(number - 1).isNull() && !uid.isEmpty())
+            uids[number - 1] = storedForm(uid);
     });
     return uids;
 }

@@ -6,4 +6,6 @@
 struct Pop3LoginWays {
     QByteArray proven;      ///< worked before: the only one that is tried
     QByteArrayList refused; ///< left out
+
+    bool operator==(const Pop3LoginWays &) const = default;
 };

@@ -1,6 +1,7 @@
 #include "pop3/Pop3Observer.h"
 
 #include "mime/CharsetDecoder.h"
+#include "platform/text/HarmlessText.h"
 
 #include <algorithm>
 #include <utility>
@@ -118,10 +119,5 @@ QString Pop3Observer::presentable(QByteArrayView text) const
     QByteArray octets = text.toByteArray();
     if (!m_password.isEmpty())
         octets.replace(m_password, "****");
-    QString result = decodeText(octets.left(longestShownLine), {});
-    for (QChar &c : result) {
-        if (c.unicode() < 0x20 || c.unicode() == 0x7F)
-            c = u' ';
-    }
-    return result;
+    return harmlessText(decodeText(octets.left(longestShownLine), {}));
 }

@@ -28,7 +28,7 @@ public:
     void received(QByteArrayView line);
     /// A summary in place of lines that are not shown, such as message texts.
     void summarise(const QString &text) const;
-    /// A server's words made fit for messages to people: password masked, control characters gone, shortened.
+    /// A server's words made fit for messages to people: password masked, shortened, harmless.
     [[nodiscard]] QString presentable(QByteArrayView text) const;
 
     [[nodiscard]] const Pop3Capabilities &capabilities() const { return m_capabilities; }

@@ -2,8 +2,12 @@
 
 #include <QByteArray>
 #include <QString>
+
 #include <chrono>
 #include <functional>
+#include <memory>
+
+class Pop3Waiter;
 
 /// Every limit of a POP3 session in one place. What crossing one means is beside it.
 struct Pop3Limits {
@@ -13,13 +17,15 @@ struct Pop3Limits {
     std::chrono::milliseconds greeting{15'000};
     /// From the call to the answer to the login: TLS, greeting, CAPA and one way of logging in. Servers delay
     /// the answer to a wrong password by up to 15 s. Crossed: timed out.
-    std::chrono::milliseconds login{60'000};
+    std::chrono::milliseconds login{45'000};
     /// Silence while an answer is awaited; crossed: timed out, the line is given up.
     std::chrono::milliseconds stall{60'000};
-    /// One command with its whole answer, plus the time that the octets received need at the slowest speed
-    /// accepted. So a server that drips is given up and a big message on a slow line is not.
-    std::chrono::milliseconds exchange{120'000};
-    qint64 slowestOctetsPerSecond = 1024;
+    /// Once an answer has begun, so many octets must come in each such window, or its end; else timed out. So a
+    /// server that drips is given up soon, and a big message on a slow line is not.
+    std::chrono::milliseconds speedWindow{15'000};
+    qint64 windowLeastOctets = 15LL * 1024;
+    /// One answer, however fast it comes; crossed: timed out.
+    std::chrono::milliseconds exchange{600'000};
     /// Silence after what may be the end of a message, when nothing else was asked for: then it was.
     std::chrono::milliseconds doubtfulEnd{2'000};
     /// The answer to QUIT.
@@ -62,6 +68,8 @@ struct Pop3Options {
     Pop3Trace trace;
     /// False: a command is sent only when the one before is answered, whatever the server offers.
     bool pipelining = true;
+    /// Shared by sessions that wait for their servers together; a session without one waits alone.
+    std::shared_ptr<Pop3Waiter> waiter;
     /// Asked before every message but the first: true ends the retrieval there, and the session goes on.
     std::function<bool()> isEnough;
     /// Asked while connecting and between messages; true ends what is going on at the next safe point.

@@ -68,8 +68,8 @@ private slots:
         const QString left = u"box：邮件 a\"b 使收取进程中止（%1），已留在服务器上，本次运行不再收取"_s;
         const QString died = u"外部邮件收取进程失败：进程意外中止（信号 9）"_s;
         const QString ill = u"外部邮件收取进程失败：bad"_s;
-        const QString nothing = u"[[],[],[],[]]"_s;
-        const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[],[[\"7\",\"a\\\"b\"]]]"_s;
+        const QString nothing = u"[[],[],[],[],false]"_s;
+        const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[],[[\"7\",\"a\\\"b\"]],false]"_s;
         const auto row = [](const char *name, const QString &script, const QStringList &logs,
                             const QString &order) { QTest::newRow(name) << script << logs << order; };
         row("in a mail", mail + u"kill -11 $$"_s,
@@ -77,8 +77,12 @@ private slots:
         row("with a status", mail + u"exit 3"_s,
             {plain.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, theMail);
         row("after a mail", mail + u"say '[\"end\"]'; kill -9 $$"_s,
-            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}}, u"[[],[\"7\"],[],[]]"_s);
-        row("before any account", u"kill -9 $$"_s, {died, {}, {}}, nothing);
+            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}}, u"[[],[\"7\"],[],[],true]"_s);
+        row("before any account", u"kill -9 $$"_s, {died, {}, {}}, u"[[],[],[],[],true]"_s);
+        const QString history = u"[\"\",\"\",[],0,\"\",0,false,\"\",\"\",true]"_s;
+        row("ids change", account + u"say '[\"history\",\"7\",%1]'"_s.arg(history),
+            {u"box：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s, {}, {}},
+            u"[[],[],[[\"7\",%1]],[],false]"_s.arg(history));
         row("told a fault", account + u"say '[\"failed\",false,\"bad\"]'"_s, {ill, {}, {}}, nothing);
         row("told a fault, then well", u"[ -e once ] || say '[\"failed\",true,\"bad\"]'; touch once"_s,
             {ill, u"外部邮件收取进程恢复正常"_s, {}}, nothing);

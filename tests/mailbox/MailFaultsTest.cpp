@@ -6,6 +6,9 @@
 
 using namespace Qt::StringLiterals;
 
+using Script = ScriptedPop3Server::Script;
+Q_DECLARE_METATYPE(Script)
+
 namespace
 {
 
@@ -68,7 +71,8 @@ private slots:
             const QByteArray where = QByteArray::number(octets);
             QVERIFY2(subjects() == (QStringList{u"1"_s, u"2"_s, u"3"_s}), where);
             QVERIFY2(m_office->attachments().size() == 3, where);
-            QVERIFY2(server.deleted() == (QList<int>{1, 2, 3}), where);
+            const QList<int> deleted = server.deleted(); // twice when the answer to QUIT was cut
+            QVERIFY2((QSet<int>(deleted.cbegin(), deleted.cend()) == QSet<int>{1, 2, 3}), where);
         }
     }
 
@@ -98,27 +102,33 @@ private slots:
 
     void messageThatEndsInALineFeed_data()
     {
-        QTest::addColumn<bool>("pipelining");
+        QTest::addColumn<QByteArray>("capability");
         QTest::addColumn<int>("listedTooMuch");
         QTest::addColumn<int>("sessions");
-        QTest::newRow("one at a time") << false << 0 << 1;
-        QTest::newRow("pipelined, sizes right") << true << 0 << 1;
-        QTest::newRow("pipelined, sizes wrong: again one at a time") << true << 7 << 2;
+        QTest::newRow("one at a time") << QByteArray("TOP") << 0 << 1;
+        QTest::newRow("pipelined, sizes right") << QByteArray("PIPELINING") << 0 << 1;
+        QTest::newRow("pipelined, sizes wrong: again one at a time") << QByteArray("PIPELINING") << 7 << 2;
+        // The second session of the pass would be refused.
+        QTest::newRow("the same at the next pass") << QByteArray("LOGIN-DELAY 1\r\nPIPELINING") << 7 << 2;
     }
     void messageThatEndsInALineFeed()
     {
-        QFETCH(bool, pipelining);
+        QFETCH(QByteArray, capability);
         ScriptedPop3Server::Script script;
         script.messages = {"Subject: 1\r\n\r\na\n.\nb\n", "Subject: 2\r\n\r\nc\n.\r\nd\n",
                            "Subject: 3\r\n\r\ne\r\n"};
         QFETCH(int, listedTooMuch);
         script.listedTooMuch = listedTooMuch;
-        if (pipelining)
-            script.capabilities += "PIPELINING";
+        script.capabilities += capability;
         const ScriptedPop3Server server(script);
         account(server);
         m_office->pop3.limits.doubtfulEnd = std::chrono::milliseconds(100);
         m_office->collect();
+        if (capability.startsWith("LOGIN-DELAY")) {
+            QCOMPARE(server.connections(), 1);
+            QTRY_VERIFY(mayLogIn(m_office->watch.histories.value(7), QDateTime::currentDateTime()));
+            m_office->collect();
+        }
         QCOMPARE(m_office->mails(u"EmailSubject, MSGID"_s),
                  (QStringList{u"1|uid-1"_s, u"2|uid-2"_s, u"3|uid-3"_s}));
         QCOMPARE(server.deleted(), (QList<int>{1, 2, 3}));
@@ -174,15 +184,59 @@ private slots:
     {
         ScriptedPop3Server::Script script;
         script.messages = messages(5);
-        script.uids = {"it's", "a", "A", "a", "padded"};
+        script.uids = {"it's", "a", "A", "\xE9", "padded"};
         const ScriptedPop3Server server(script);
         account(server);
         m_office->oa(u"insert into VO_Email (EmailSubject, MSGID, EOAID) values ('known', 'padded   ', 7),"
                      " ('another account', 'a', 8), ('no id', null, 7)"_s);
         m_office->collect();
-        QCOMPARE(subjects().mid(3), (QStringList{u"1"_s, u"2"_s, u"3"_s}));
-        QCOMPARE(m_office->mails(u"MSGID"_s).mid(3), (QStringList{u"it's"_s, u"a"_s, u"A"_s}));
+        QCOMPARE(subjects().mid(3), (QStringList{u"1"_s, u"2"_s, u"3"_s, u"4"_s}));
+        QCOMPARE(m_office->mails(u"MSGID"_s).mid(3), (QStringList{u"it's"_s, u"a"_s, u"A"_s, u"%E9"_s}));
         QCOMPARE(server.deleted(), (QList<int>{1, 2, 3, 4, 5}));
+    }
+
+    void idsThatServersMisuse_data()
+    {
+        QTest::addColumn<Script>("first");
+        QTest::addColumn<Script>("second"); // the same mailbox at the next pass
+        QTest::addColumn<QVariant>("isBaoLiu");
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("note");
+        const auto with = [](const QByteArrayList &uids, int more = 0) {
+            Script script;
+            script.messages = messages(2 + more);
+            script.uids = uids;
+            return script;
+        };
+        Script none = with({});
+        none.knowsUidl = false;
+        const QString changing = u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s;
+        QTest::newRow("changing") << with({"a", "b"}) << with({"c", "d"}) << QVariant(1) << u"1 2 1 2"_s
+                                  << changing;
+        QTest::newRow("others of other sizes")
+            << with({"a", "b"}) << with({"c", "d", "e"}, 1) << QVariant(1) << u"1 2 1 2 3"_s << QString();
+        QTest::newRow("others behind those that were deleted")
+            << with({"a", "b"}) << with({"c", "d"}) << QVariant(0) << u"1 2 1 2"_s << QString();
+        QTest::newRow("one for several: nothing is deleted")
+            << with({"a", "a"}) << with({"a", "a"}) << QVariant(0) << u"1"_s
+            << u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s;
+        QTest::newRow("none") << none << none << QVariant(0) << QString()
+                              << u"服务器不提供邮件标识（UIDL），邮件不会收取"_s;
+    }
+    void idsThatServersMisuse()
+    {
+        QFETCH(Script, first);
+        QFETCH(Script, second);
+        QFETCH(QVariant, isBaoLiu);
+        QFETCH(QString, note);
+        first.later = std::make_shared<const Script>(second);
+        const ScriptedPop3Server server(first);
+        account(server, isBaoLiu);
+        m_office->collect();
+        m_office->collect();
+        QTEST(subjects().join(u' '), "stored");
+        QCOMPARE(m_office->notes.join(u' ').section(u"："_s, 1), note);
+        QCOMPARE(server.deleted().size(), note.isEmpty() && isBaoLiu == 0 ? 4 : 0);
     }
 
     void nothingNewCostsBoundedQueries()

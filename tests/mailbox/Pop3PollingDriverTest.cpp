@@ -72,6 +72,48 @@ private slots:
         QCOMPARE(m_office->mails(u"EOAID, EmailTo"_s), (QStringList{u"1|*ann-0-0-0*"_s, u"3|*eve-0-0-0*"_s}));
     }
 
+    void nextAccountsAreLoggedInToAhead_data()
+    {
+        QTest::addColumn<bool>("isAhead");
+        QTest::addColumn<qint64>("cutAfterOctets"); // of the second server
+        QTest::addColumn<QString>("collected");
+        constexpr qint64 never = std::numeric_limits<qint64>::max();
+        constexpr qint64 afterTheLogin = 49;
+        QTest::newRow("one by one") << false << never << u"1 2 3"_s;
+        QTest::newRow("ahead") << true << never << u"1 2 3"_s;
+        QTest::newRow("hung up before its turn: again") << true << afterTheLogin << u"1 2 3"_s;
+        QTest::newRow("hung up in its turn") << false << afterTheLogin << u"1 3"_s;
+    }
+    void nextAccountsAreLoggedInToAhead()
+    {
+        QFETCH(bool, isAhead);
+        QFETCH(qint64, cutAfterOctets);
+        m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
+        const ScriptedPop3Server slow(
+            {.messages = {"Subject: s\r\n\r\n"}, .dripsAt = "RETR", .dripMilliseconds = 10});
+        const ScriptedPop3Server quick(
+            {.messages = {"Subject: s\r\n\r\n"}, .cutAfterOctets = cutAfterOctets});
+        int key = 0;
+        for (const QString &name : {u"ann"_s, u"bob"_s, u"eve"_s}) {
+            user(name);
+            ++key;
+            m_office->account(key, name, key == 1 ? slow.port() : quick.port()); // eve's mailbox is bob's
+        }
+        QStringList lines;
+        const MailTrace trace{[&](Pop3Direction, const QString &line) { lines += line; }, {}};
+        Pop3PollingDriver driver(m_office->session, m_office->registry, trace, m_office->watch,
+                                 m_office->kept);
+        driver.setAhead({.accounts = isAhead ? 8 : 0, .after = {}});
+        driver.pass();
+        QTEST(m_office->mails(u"EOAID"_s).join(u' '), "collected");
+        const QStringList logins = lines.filter(u"PASS"_s);
+        const QString ahead = u"[box@127.0.0.1:%1] PASS ****"_s.arg(quick.port());
+        QCOMPARE(logins.contains(ahead), isAhead);
+        if (isAhead)
+            QVERIFY(lines.indexOf(ahead) < lines.indexOf(u"QUIT"_s));
+        QCOMPARE(logins.count(ahead), isAhead ? 1 : 0); // two sessions at once no mailbox admits
+    }
+
     void databaseFaultEndsThePass()
     {
         m_office->oa(u"drop table VO_UserInfor"_s);

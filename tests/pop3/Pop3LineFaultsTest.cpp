@@ -74,31 +74,39 @@ private slots:
         QVERIFY2(clock.elapsed() < 10'000, "a hanging server costs far more than its limit");
     }
 
-    void drippingServerMeetsTheTotalLimit()
+    void drippingServer_data()
     {
-        Script script = scriptWith(1, false);
-        script.messages = {QByteArray(100'000, 'x')};
-        script.dripsAt = "RETR";
-        const ScriptedPop3Server server(script);
-        Pop3Options options;
-        options.limits.exchange = std::chrono::milliseconds(300);
-        const Download result = download(server, options);
-        QCOMPARE(result.fault, Pop3Fault::Kind::TimedOut);
-        QVERIFY(result.messages.isEmpty());
+        QTest::addColumn<QByteArray>("verb");
+        QTest::addColumn<int>("leastOctets"); // in 100 ms, of about 10 that come
+        QTest::addColumn<int>("total");
+        QTest::addColumn<bool>("isGivenUp");
+        QTest::newRow("too-slow") << QByteArray("RETR") << 100 << 10'000 << true;
+        QTest::newRow("in-a-status-line") << QByteArray("STAT") << 100 << 10'000 << true;
+        QTest::newRow("fast-enough") << QByteArray("RETR") << 2 << 10'000 << false;
+        QTest::newRow("fast-enough-but-endless") << QByteArray("RETR") << 2 << 300 << true;
     }
-
-    void slowLineMayTakeLonger()
+    void drippingServer()
     {
+        QFETCH(QByteArray, verb);
+        QFETCH(int, leastOctets);
+        QFETCH(int, total);
+        QFETCH(bool, isGivenUp);
         Script script = scriptWith(1, false);
-        script.dripsAt = "RETR";
-        script.dripMilliseconds = 10; // 100 octets a second, above the slowest speed accepted here
+        script.messages = {QByteArray(60, 'x') + "\r\n"};
+        script.statAnswer = "+OK 1 " + QByteArray(60, '9');
+        script.dripsAt = verb;
+        script.dripMilliseconds = 10;
         const ScriptedPop3Server server(script);
         Pop3Options options;
-        options.limits.exchange = std::chrono::milliseconds(200);
-        options.limits.slowestOctetsPerSecond = 40;
+        options.limits.speedWindow = std::chrono::milliseconds(100);
+        options.limits.windowLeastOctets = leastOctets;
+        options.limits.exchange = std::chrono::milliseconds(total);
         const Download result = download(server, options);
-        QCOMPARE(result.messages, script.messages);
-        QVERIFY(result.ended);
+        QCOMPARE(result.fault.has_value(), isGivenUp);
+        if (isGivenUp)
+            QCOMPARE(result.fault, Pop3Fault::Kind::TimedOut);
+        else
+            QCOMPARE(result.messages, script.messages);
     }
 
     void stopReleasesASilentLine()

@@ -3,6 +3,22 @@
 #include "mailbox/getPopMail.h"
 #include "tests/support/TestOffice.h"
 
+/// Remembers what was learnt about accounts, as the real watch does from pass to pass.
+class RememberingWatch final : public CollectionWatch
+{
+public:
+    [[nodiscard]] AccountHistory history(qint64 accountKey) const override
+    {
+        return histories.value(accountKey);
+    }
+    void noteHistory(qint64 accountKey, const AccountHistory &history) override
+    {
+        histories.insert(accountKey, history);
+    }
+
+    QHash<qint64, AccountHistory> histories;
+};
+
 /// An office whose users have external mailboxes, and what its collection passes left in the trace.
 class MailOffice : public TestOffice
 {
@@ -18,7 +34,7 @@ public:
     [[nodiscard]] QStringList attachments();
 
     Pop3Options pop3;
-    CollectionWatch watch;
+    RememberingWatch watch;
     KeptMails kept{path(QStringLiteral("kept"))};
     std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
     QStringList notes;

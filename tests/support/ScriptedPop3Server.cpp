@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
-ScriptedPop3Server::ScriptedPop3Server(Script script) : m_script(std::move(script))
+ScriptedPop3Server::ScriptedPop3Server(Script script) : m_firstScript(std::move(script))
 {
     m_wakeUp = ::eventfd(0, EFD_CLOEXEC);
     m_port = listenOnLoopback(m_listener);
@@ -48,7 +48,8 @@ void ScriptedPop3Server::run()
         const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0)
             continue;
-        ++m_connections;
+        if (m_connections++ > 0 && m_firstScript.later)
+            m_script = m_firstScript.later.get();
         serve(fd);
         ::close(fd);
     }
@@ -63,14 +64,14 @@ void ScriptedPop3Server::serve(int fd)
     const int on = 1;
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     QByteArray line;
-    if (m_script.hangsAt != "GREETING" && !say(m_script.greeting))
+    if (m_script->hangsAt != "GREETING" && !say(m_script->greeting))
         return;
     while (!m_closing && readLine(line)) {
         const QByteArray verb = line.split(' ').first().toUpper();
-        m_hanging = m_hanging || verb == m_script.hangsAt || m_script.hangsAt == "GREETING";
+        m_hanging = m_hanging || verb == m_script->hangsAt || m_script->hangsAt == "GREETING";
         if (m_hanging)
             continue;
-        m_dripping = verb == m_script.dripsAt;
+        m_dripping = verb == m_script->dripsAt;
         if (!answer(line))
             return;
     }
@@ -103,11 +104,11 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
     const QByteArrayList words = line.split(' ');
     const QByteArray verb = words.first().toUpper();
     const int number = words.value(1).toInt();
-    const bool known = number >= 1 && number <= m_script.messages.size();
-    const bool refused = !known || m_script.refusedMessages.contains(number);
+    const bool known = number >= 1 && number <= m_script->messages.size();
+    const bool refused = !known || m_script->refusedMessages.contains(number);
     if (verb == "CAPA") {
-        return m_script.knowsCapa ? say("+OK") && sendContent(m_script.capabilities.join("\r\n") + "\r\n")
-                                  : say("-ERR unknown");
+        return m_script->knowsCapa ? say("+OK") && sendContent(m_script->capabilities.join("\r\n") + "\r\n")
+                                   : say("-ERR unknown");
     }
     if (verb == "AUTH")
         return authenticate(words);
@@ -119,24 +120,24 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
         return login("USER");
     if (verb == "STAT") {
         qint64 octets = 0;
-        for (const QByteArray &message : m_script.messages)
+        for (const QByteArray &message : m_script->messages)
             octets += message.size();
-        return say(!m_script.statAnswer.isEmpty() ? m_script.statAnswer
-                                                  : "+OK " + QByteArray::number(m_script.messages.size()) +
-                                                        ' ' + QByteArray::number(octets));
+        return say(!m_script->statAnswer.isEmpty() ? m_script->statAnswer
+                                                   : "+OK " + QByteArray::number(m_script->messages.size()) +
+                                                         ' ' + QByteArray::number(octets));
     }
     if (verb == "LIST") {
         QByteArray content;
-        for (qsizetype i = 0; i < m_script.messages.size(); ++i)
+        for (qsizetype i = 0; i < m_script->messages.size(); ++i)
             content += QByteArray::number(i + 1) + ' ' +
-                       QByteArray::number(m_script.messages[i].size() + m_script.listedTooMuch) + "\r\n";
+                       QByteArray::number(m_script->messages[i].size() + m_script->listedTooMuch) + "\r\n";
         return say("+OK") && sendContent(content);
     }
     if (verb == "UIDL")
-        return m_script.knowsUidl ? listUids() : say("-ERR unknown");
+        return m_script->knowsUidl ? listUids() : say("-ERR unknown");
     if (verb == "RETR")
         return refused ? say("-ERR no such message")
-                       : say("+OK") && sendContent(m_script.messages[number - 1]);
+                       : say("+OK") && sendContent(m_script->messages[number - 1]);
     if (verb == "DELE") {
         if (!refused)
             m_marked << number;
@@ -168,16 +169,16 @@ bool ScriptedPop3Server::authenticate(const QByteArrayList &words)
 
 bool ScriptedPop3Server::login(const QByteArray &way)
 {
-    const bool refused = m_script.refusedWays.contains(way);
-    m_closing = refused && m_script.hangUpAfterRefusedLogin;
-    return say(refused ? m_script.refusal : "+OK welcome");
+    const bool refused = m_script->refusedWays.contains(way);
+    m_closing = refused && m_script->hangUpAfterRefusedLogin;
+    return say(refused ? m_script->refusal : "+OK welcome");
 }
 
 bool ScriptedPop3Server::listUids()
 {
     QByteArray content;
-    for (qsizetype i = 0; i < m_script.messages.size(); ++i) {
-        const QByteArray uid = m_script.uids.value(i, "uid-" + QByteArray::number(i + 1));
+    for (qsizetype i = 0; i < m_script->messages.size(); ++i) {
+        const QByteArray uid = m_script->uids.value(i, "uid-" + QByteArray::number(i + 1));
         if (uid != "-")
             content += QByteArray::number(i + 1) + ' ' + uid + "\r\n";
     }
@@ -203,16 +204,17 @@ bool ScriptedPop3Server::sendContent(const QByteArray &content)
 bool ScriptedPop3Server::sendOctets(const QByteArray &octets)
 {
     QByteArray rest = octets;
-    if (m_script.bareLineFeeds)
+    if (m_script->bareLineFeeds)
         rest.replace("\r\n", "\n");
     while (!rest.isEmpty()) {
-        const qint64 allowed = m_wasCut ? rest.size() : m_script.cutAfterOctets - m_sentOctets;
+        const qint64 allowed = m_wasCut ? rest.size() : m_script->cutAfterOctets - m_sentOctets;
         if (allowed <= 0) {
             m_wasCut = true;
             return false;
         }
         pollfd waits[] = {{m_wakeUp, POLLIN, 0}, {m_fd, POLLOUT, 0}};
-        const bool ended = ::poll(waits, m_dripping ? 1 : 2, m_dripping ? m_script.dripMilliseconds : -1) < 0;
+        const bool ended =
+            ::poll(waits, m_dripping ? 1 : 2, m_dripping ? m_script->dripMilliseconds : -1) < 0;
         if (ended || waits[0].revents)
             return false;
         const qint64 piece = m_dripping ? 1 : std::min<qint64>(rest.size(), allowed);

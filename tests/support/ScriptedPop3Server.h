@@ -7,6 +7,7 @@
 #include <QSet>
 #include <atomic>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -37,6 +38,8 @@ public:
         /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
         QByteArray dripsAt = {};
         int dripMilliseconds = 20;
+        /// From the second connection on.
+        std::shared_ptr<const Script> later = {};
     };
 
     explicit ScriptedPop3Server(Script script);
@@ -65,7 +68,8 @@ private:
     bool authenticate(const QByteArrayList &words);
     bool listUids();
 
-    const Script m_script;
+    const Script m_firstScript;
+    const Script *m_script = &m_firstScript;
     int m_listener = -1;
     int m_wakeUp = -1; // readable when the server is to end
     int m_port = 0;

@@ -7,7 +7,7 @@ using namespace std::chrono_literals;
 using enum Pop3ConnectOutcome;
 
 /// When an account is logged in to again, and how.
-class LoginHistoryTest : public QObject
+class AccountHistoryTest : public QObject
 {
     Q_OBJECT
 
@@ -29,16 +29,17 @@ private slots:
         };
         row("connected", {well}, 0, "PLAIN");
         row("connected with a delay", {{Connected, {}, "USER", false, 900s}}, 900, "USER");
-        row("refused", {wrong}, 60, {}, {"PLAIN"});
-        row("proven, then refused", {well, wrong}, 60, {}, {"PLAIN"});
-        row("all refused: begins anew", {wrong, wrongByLast}, 120);
+        row("refused once", {well, wrong}, 0, {}, {"PLAIN"});
+        row("all refused: begins anew", {wrong, wrongByLast}, 60);
+        row("refused thrice", {wrong, wrong, wrongByLast}, 120);
         row("an hour at most", QList<Pop3ConnectResult>(70, wrongByLast), 3600);
-        row("reset by a login", {wrongByLast, wrongByLast, well, wrongByLast}, 60);
-        row("hung up on the login", {{LineLost, {}, "PLAIN", true}}, 60, {}, {"PLAIN"});
-        row("hung up before it", {{LineLost, {}, {}}}, 0);
+        row("reset by a login", {wrongByLast, wrongByLast, well, wrongByLast, wrongByLast}, 60);
+        row("hung up on the login", {wrong, {LineLost, {}, "LOGIN", true}}, 60, {}, {"PLAIN", "LOGIN"});
+        row("hung up before it", {wrong, {LineLost, {}, {}}}, 0, {}, {"PLAIN"});
         row("unreachable", {well, {HostUnreachable, {}}}, 0, "PLAIN");
-        row("in use", {well, {MailboxInUse, {}, "PLAIN"}}, 60, "PLAIN");
-        row("too often, twice", {well, {TooOften, {}, "PLAIN"}, {TooOften, {}, "PLAIN"}}, 120, "PLAIN");
+        row("in use", {well, {MailboxInUse, {}, "PLAIN"}}, 0, "PLAIN");
+        row("in use for long", QList<Pop3ConnectResult>(9, {MailboxInUse, {}, "PLAIN"}), 60);
+        row("too often", {well, {TooOften, {}, "PLAIN"}}, 60, "PLAIN");
         row("too often, told", {{TooOften, {}, "PLAIN", false, 600s}}, 600);
     }
     void distances()
@@ -48,13 +49,13 @@ private slots:
         QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
         CollectionMessages::Order order;
         for (const Pop3ConnectResult &result : qAsConst(results)) {
-            const LoginHistory history = validHistory(order.logins.value(1), m_account);
+            const AccountHistory history = validHistory(order.histories.value(1), m_account);
             now = now.addSecs(history.distance.count());
             QVERIFY(mayLogIn(history, now));
-            order.logins.insert(1, afterLogin(history, result, now));
+            order.histories.insert(1, afterLogin(history, result, now));
             order = CollectionMessages::decodeOrder(CollectionMessages::encode(order)); // to the next pass
         }
-        const LoginHistory history = validHistory(order.logins.value(1), m_account);
+        const AccountHistory history = validHistory(order.histories.value(1), m_account);
         QVERIFY(mayLogIn(history, now.addSecs(seconds)));
         QCOMPARE(mayLogIn(history, now.addSecs(seconds).addMSecs(-1)), seconds == 0);
         QVERIFY2(mayLogIn(history, now.addDays(-1)), "the clock was set back");
@@ -68,5 +69,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(LoginHistoryTest)
-#include "LoginHistoryTest.moc"
+QTEST_GUILESS_MAIN(AccountHistoryTest)
+#include "AccountHistoryTest.moc"

@@ -1,4 +1,4 @@
-#include "mailbox/LoginHistory.h"
+#include "mailbox/AccountHistory.h"
 
 #include <QCryptographicHash>
 
@@ -14,7 +14,9 @@ constexpr seconds longestDistance = 1h;
 seconds distanceAfter(int refusals)
 {
     constexpr int mostDoublings = 6;
-    return std::min(shortestDistance * (1 << std::clamp(refusals - 1, 0, mostDoublings)), longestDistance);
+    if (refusals < 2)
+        return 0s;
+    return std::min(shortestDistance * (1 << std::min(refusals - 2, mostDoublings)), longestDistance);
 }
 
 QByteArray digest(const MailAccount &account)
@@ -28,23 +30,23 @@ QByteArray digest(const MailAccount &account)
 
 } // namespace
 
-LoginHistory validHistory(const LoginHistory &history, const MailAccount &account)
+AccountHistory validHistory(const AccountHistory &history, const MailAccount &account)
 {
     const QByteArray current = digest(account);
     if (history.account == current)
         return history;
-    LoginHistory fresh;
+    AccountHistory fresh;
     fresh.account = current;
     return fresh;
 }
 
-bool mayLogIn(const LoginHistory &history, const QDateTime &now)
+bool mayLogIn(const AccountHistory &history, const QDateTime &now)
 {
     return !history.last.isValid() || now < history.last ||
            history.last.addSecs(history.distance.count()) <= now;
 }
 
-LoginHistory afterLogin(LoginHistory history, const Pop3ConnectResult &result, const QDateTime &now)
+AccountHistory afterLogin(AccountHistory history, const Pop3ConnectResult &result, const QDateTime &now)
 {
     using enum Pop3ConnectOutcome;
     const auto waits = [&](seconds distance) {
@@ -74,11 +76,11 @@ LoginHistory afterLogin(LoginHistory history, const Pop3ConnectResult &result, c
             wasRefused();
         break;
     case TooOften:
-        waits(distanceAfter(++history.refusals));
+        waits(std::max(distanceAfter(++history.refusals), shortestDistance));
         break;
     case MailboxInUse:
     case ServerUnwell:
-        waits(shortestDistance);
+        waits(std::min(distanceAfter(++history.refusals), shortestDistance));
         break;
     case InvalidAccount:
     case HostUnreachable:

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QStringList>
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <vector>
+
+class AccountDownload;
+struct MailCollection;
+
+/// The turns of the accounts in a pass, one after the other in the order of users and accounts. In a pass that takes
+/// longer the accounts that come next are logged in to while one has its turn, so that their waits overlap.
+class AccountTurns
+{
+public:
+    /// How many accounts at most are logged in to before their turn; one is no burden to any server.
+    struct Ahead {
+        int accounts = 8;
+        int atOneServer = 4;
+        /// A pass that is over sooner goes one by one, which is easier to follow.
+        std::chrono::milliseconds after{1000};
+    };
+
+    AccountTurns();
+    ~AccountTurns();
+    AccountTurns(AccountTurns &&) noexcept;
+    AccountTurns &operator=(AccountTurns &&) noexcept;
+
+    /// The users of the pass in their order; without them only the accounts of one user overlap.
+    void expect(const QStringList &users) { m_coming = users; }
+    void setAhead(const Ahead &ahead) { m_ahead = ahead; }
+
+    /// The accounts of the next user get their turns. Throws DatabaseFault.
+    void beginUser(const QString &userName, MailCollection &collection);
+    /// The user's next account, or null.
+    [[nodiscard]] std::unique_ptr<AccountDownload> takeNext();
+    /// Begins to log in to accounts that come after current.
+    void logInAhead(const AccountDownload &current, MailCollection &collection);
+
+private:
+    using Accounts = std::deque<std::unique_ptr<AccountDownload>>;
+    [[nodiscard]] static Accounts load(const QString &userName, MailCollection &collection);
+    /// The next accounts, those of the next users included.
+    [[nodiscard]] std::vector<AccountDownload *> comingTurns(MailCollection &collection);
+
+    Ahead m_ahead;
+    QElapsedTimer m_sinceBegin;
+    QStringList m_coming;          // users whose accounts are not loaded yet
+    std::deque<Accounts> m_loaded; // of the users before those
+    Accounts m_current;
+};

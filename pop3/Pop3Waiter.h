@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <curl/curl.h>
+#include <memory>
+
+struct CurlMultiRelease {
+    void operator()(CURLM *multi) const noexcept { curl_multi_cleanup(multi); }
+};
+
+/// Gives a connection up, without QUIT.
+struct CurlRelease {
+    CURLM *multi = nullptr; ///< that the handle was opened in
+    void operator()(CURL *handle) const noexcept
+    {
+        curl_multi_remove_handle(multi, handle);
+        curl_easy_cleanup(handle);
+    }
+};
+using CurlHandle = std::unique_ptr<CURL, CurlRelease>;
+
+/// Where sessions wait for their servers. Those that share one wait together: while one waits for an answer, the
+/// connections that others open make progress. Nothing happens outside wait(), and there is one thread.
+class Pop3Waiter
+{
+public:
+    /// Whoever opens a connection.
+    class Opener
+    {
+    public:
+        Opener() = default;
+        Opener(const Opener &) = delete;
+        Opener &operator=(const Opener &) = delete;
+        /// It is open, or will not be. Called from within wait(); must not wait itself, nor throw.
+        virtual void opened(CURLcode outcome) = 0;
+
+    protected:
+        ~Opener() = default;
+    };
+
+    /// A handle of this waiter, to be prepared and given to open(). The waiter must outlive it.
+    [[nodiscard]] CurlHandle makeHandle() const { return {curl_easy_init(), {m_multi.get()}}; }
+    /// Begins to open the connection; opener is told the outcome, unless the handle is released first.
+    void open(CURL *handle, Opener &opener);
+    /// Until line, if there is one, is ready, something happened to a connection that is being opened, or most is
+    /// over.
+    void wait(curl_waitfd *line, std::chrono::milliseconds most);
+
+private:
+    std::unique_ptr<CURLM, CurlMultiRelease> m_multi{curl_multi_init()};
+};
