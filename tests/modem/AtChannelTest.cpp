@@ -119,8 +119,6 @@ private slots:
     void tooLongLineIsDropped();
     void outOfStepAfterTimeOut();
     void findsLowerCaseModem();
-    void finalResults_data();
-    void finalResults();
 };
 
 void AtChannelTest::answers_data()
@@ -146,6 +144,7 @@ void AtChannelTest::answers_data()
         {"+CMT: ,2/0011"});
     row("somebody-hung-up", R"(\r\nNO CARRIER\r\n\r\nOK\r\n)", {}, {"NO CARRIER"});
     row("error", R"(\r\nERROR\r\n)", {}, {}, FinalResult::Kind::Error);
+    row("no-result", R"(\r\nOKAY\r\n\r\nOK\r\n)", {}, {"OKAY"});
     row("maker's-error", R"(\r\nCOMMAND NOT SUPPORT\r\n)", {}, {}, FinalResult::Kind::Error);
     row("ok-before-its-line", R"(\r\nOK\r\n\r\n+CSQ: 9,9\r\n)", {"+CSQ: 9,9"}, {});
     row("late-ok-before-the-answer", R"(\r\nOK\r\n\r\n+CSQ: 9,9\r\n\r\nOK\r\n)", {"+CSQ: 9,9"}, {});
@@ -290,40 +289,6 @@ void AtChannelTest::findsLowerCaseModem()
     AtChannel channel(line, limits);
     QVERIFY(channel.resynchronise(5s));
     QVERIFY(channel.exchange("AT+CPMS=\"SM\"", {}, 2s).isOk());
-}
-
-void AtChannelTest::finalResults_data()
-{
-    using Kind = FinalResult::Kind;
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<int>("kind"); // -1 = none
-    QTest::addColumn<int>("code");
-    const auto row = [](const char *line, int kind, int code) {
-        QTest::newRow(line) << QByteArray(line) << kind << code;
-    };
-    const auto cms = static_cast<int>(Kind::CmsError);
-    const auto cme = static_cast<int>(Kind::CmeError);
-    row("OK", static_cast<int>(Kind::Ok), -1);
-    row("OKAY", -1, 0);
-    row("RING", -1, 0);
-    row("+CMS ERROR: 0", cms, 0);
-    row("+CMS ERROR:309", cms, 309);
-    row("+CMS ERROR: SIM busy", cms, 314);
-    row("+CMS ERROR: whatever", cms, -1);
-    row("+CMS ERROR: -1", cms, -1);
-    row("+CME ERROR: 9", cme, 9);
-    row("+CME ERROR: no network service", cme, 30);
-}
-
-void AtChannelTest::finalResults()
-{
-    QFETCH(const QByteArray, line);
-    QFETCH(const int, kind);
-    const std::optional<FinalResult> result = finalResult(line);
-    QCOMPARE(result ? static_cast<int>(result->kind) : -1, kind);
-    if (result) {
-        QTEST(result->code, "code");
-    }
 }
 
 QTEST_GUILESS_MAIN(AtChannelTest)

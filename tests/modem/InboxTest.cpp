@@ -74,7 +74,7 @@ private slots:
     void shownAgainIsKnown_data();
     void shownAgainIsKnown();
     void oneMessageTwice();
-    void emptyPlaceIsUnreadable();
+    void refusedComesAfterLongerAndLonger();
 };
 
 void InboxTest::reassembles_data()
@@ -215,11 +215,19 @@ void InboxTest::oneMessageTwice()
     QCOMPARE(inbox.addDirect(other.first().octets, -1, morning), Inbox::Direct::Handled);
 }
 
-void InboxTest::emptyPlaceIsUnreadable()
+void InboxTest::refusedComesAfterLongerAndLonger()
 {
     Inbox inbox{ModemLimits{}};
-    inbox.update("SM", {{"SM", 4, {}, -1, false}}, morning);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"?"_s});
+    inbox.update("SM", storeOf(u"0:86138::a"_s), morning);
+    QDateTime now = morning;
+    for (const int wait : {10, 20, 40, 80, 160, 320, 640, 1280, 2560, 3600, 3600}) {
+        QVERIFY(inbox.next(now));
+        inbox.setRefused(*inbox.next(now), now);
+        QVERIFY(!inbox.next(now.addSecs(wait - 1)));
+        now = now.addSecs(wait);
+        QCOMPARE(inbox.nextChange(), now);
+    }
+    QVERIFY(inbox.next(now));
 }
 
 QTEST_GUILESS_MAIN(InboxTest)

@@ -182,17 +182,6 @@ private slots:
         QCOMPARE(ask(next, "AT+CMGF?", 18), "\r\n+CMGF: 0\r\n" + okLine);
     }
 
-    void crashAndRestart()
-    {
-        SimulatorProcess simulator(withoutEcho);
-        SerialPeer peer(simulator.devicePath());
-        simulator.kill();
-        QCOMPARE(peer.readToHangUp(), QByteArray());
-        simulator.start();
-        SerialPeer again(simulator.devicePath());
-        QCOMPARE(ask(again, "AT", okLine.size()), okLine);
-    }
-
     void controlFromTheShell()
     {
         SimulatorProcess simulator(withoutEcho);
@@ -204,47 +193,23 @@ private slots:
         QCOMPARE(delivered.output, u"ok 1 delivered\n"_s);
         const Ended listed = control(u"storage list"_s);
         QCOMPARE(listed.output, u"  SM,1 REC UNREAD +8613800138000: 你好\nok 1 messages\n"_s);
-        const Ended wrong = control(u"refuse many"_s);
-        QCOMPARE(wrong.status, 1);
-        QVERIFY2(wrong.output.startsWith(u"error count must be a number"), qPrintable(wrong.output));
         const Ended help = control(u"help"_s);
         QCOMPARE(help.status, 0);
         QVERIFY(help.output.contains(u"  deliver-parts [OPTIONS] NUMBER ORDER TEXT\n"));
-        QCOMPARE(control(u"status more"_s).status, 1);
     }
 
-    void refusedControls_data()
-    {
-        QTest::addColumn<QString>("line");
-        for (const char *line : {"",
-                                 "unknown",
-                                 "deliver",
-                                 "deliver +123456789012345678901 x",
-                                 "deliver 银行 x",
-                                 "deliver --alphabet gsm7 10086 你",
-                                 "deliver --json 10086 x",
-                                 "deliver-tpdu 0",
-                                 "deliver-tpdu xx",
-                                 "deliver-parts 10086 1,3 x",
-                                 "latency -1",
-                                 "latency x",
-                                 "registered 8",
-                                 "pin maybe",
-                                 "cnmi 2,1",
-                                 "notify perhaps",
-                                 "storage",
-                                 "unplug x",
-                                 "prompt",
-                                 "baud"})
-            QTest::newRow(line) << QString::fromUtf8(line);
-    }
     void refusedControls()
     {
-        QFETCH(QString, line);
-        static SimulatorProcess simulator(withoutEcho);
-        const Ended refused = runProgram({u"--control"_s, simulator.controlPath(), u"--command"_s, line});
-        QCOMPARE(refused.status, 1);
-        QVERIFY2(refused.output.startsWith(u"error "), qPrintable(refused.output));
+        SimulatorProcess simulator(withoutEcho);
+        for (const char *line :
+             {"", "unknown", "deliver", "deliver +123456789012345678901 x", "deliver 银行 x",
+              "deliver --alphabet gsm7 10086 你", "deliver-tpdu 0", "deliver-parts 10086 1,3 x", "latency -1",
+              "pin maybe", "cnmi 2,1", "unplug x", "status more"}) {
+            const Ended refused = runProgram(
+                {u"--control"_s, simulator.controlPath(), u"--command"_s, QString::fromUtf8(line)});
+            QCOMPARE(refused.status, 1);
+            QVERIFY2(refused.output.startsWith(u"error "), line);
+        }
     }
 
     void wrongUse()
@@ -257,14 +222,9 @@ private slots:
         precious.close();
         QCOMPARE(runProgram({u"--link"_s, file}).status, 1);
         QCOMPARE(precious.size(), 8);
-        QCOMPARE(runProgram({u"--link"_s, folder.filePath(u"no/folder"_s)}).status, 1);
         QCOMPARE(runProgram({u"--link"_s, folder.filePath(u"m"_s), u"--log"_s, folder.path()}).status, 1);
         QCOMPARE(runProgram({}).status, 2);
-        QCOMPARE(runProgram({u"--link"_s, folder.filePath(u"m"_s), u"--baud"_s, u"fast"_s}).status, 2);
         QCOMPARE(runProgram({u"--nonsense"_s}).status, 2);
-        QCOMPARE(runProgram({u"--control"_s, folder.filePath(u"c"_s), u"--command"_s, u"status"_s}).status,
-                 1);
-        QCOMPARE(runProgram({u"--help"_s}).status, 0);
         SimulatorProcess simulator;
         QCOMPARE(runProgram({u"--link"_s, folder.filePath(u"m"_s), u"--control"_s, simulator.controlPath()})
                      .status,
