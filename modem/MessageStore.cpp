@@ -181,10 +181,10 @@ std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
         // Two readings that lost the octets agree in nothing, unless both say that there are none.
         return a == b && (!a.octets.isEmpty() || a.tpduOctets == 0);
     };
-    const std::optional<StoredTpdu> second = readPlace(copy.memory, copy.index);
+    std::optional<StoredTpdu> second = readPlace(copy.memory, copy.index);
     if (second && agree(*second, copy))
         return second;
-    const std::optional<StoredTpdu> third = readPlace(copy.memory, copy.index);
+    std::optional<StoredTpdu> third = readPlace(copy.memory, copy.index);
     if (third && (agree(*third, copy) || (second && agree(*third, *second))))
         return third;
     return std::nullopt;

@@ -1,7 +1,6 @@
 #include "modem/Receiver.h"
 
 #include "modem/AnswerFields.h"
-#include "modem/ModemControl.h"
 #include "modem/ModemLink.h"
 #include "modem/RestartAnnouncement.h"
 
@@ -12,12 +11,7 @@
 using namespace Qt::StringLiterals;
 
 Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limits, QObject *parent)
-    : QObject(parent),
-      m_clock(clock),
-      m_link(link),
-      m_limits(limits),
-      m_inbox(limits),
-      m_fate(MessageFate::Wait)
+    : QObject(parent), m_clock(clock), m_link(link), m_limits(limits), m_inbox(limits)
 {
     for (QTimer *timer : {&m_work, &m_poll, &m_retry, &m_change})
         timer->setSingleShot(true);
@@ -92,7 +86,7 @@ void Receiver::armChange()
     const QDateTime at = m_inbox.nextChange();
     if (!at.isValid())
         return;
-    constexpr qint64 longest = 3600 * 1000;
+    constexpr qint64 longest = 3600000;
     m_change.start(static_cast<int>(qBound<qint64>(0, m_clock.now().msecsTo(at), longest)));
 }
 
@@ -214,28 +208,27 @@ bool Receiver::readAgain(const StoredTpdu &copy)
 /// False when the modem is gone.
 bool Receiver::removeHandled()
 {
-    for (const StoredTpdu &copy : m_inbox.removable()) {
-        if (m_failedRemovals.contains(copy))
-            continue;
-        if (!m_inbox.isReadTwice(copy)) {
-            if (!readAgain(copy))
-                return false;
-            if (!m_inbox.isReadTwice(copy)) {
-                m_failedRemovals.append(copy);
-                continue;
-            }
-        }
-        if (m_link.store.remove(copy) == MessageStore::Removal::Removed) {
-            m_inbox.setRemoved(copy);
-            --m_occupancy[copy.memory].used;
-            continue;
-        }
-        if (!m_link.answers()) {
-            emit modemLost();
-            return false;
-        }
-        m_failedRemovals.append(copy); // again after the next reading of the store
+    const QList<StoredTpdu> copies = m_inbox.removable();
+    return std::all_of(copies.cbegin(), copies.cend(), [this](const StoredTpdu &copy) {
+        return m_failedRemovals.contains(copy) || remove(copy);
+    });
+}
+
+/// False when the modem is gone.
+bool Receiver::remove(const StoredTpdu &copy)
+{
+    if (!m_inbox.isReadTwice(copy) && !readAgain(copy))
+        return false;
+    if (m_inbox.isReadTwice(copy) && m_link.store.remove(copy) == MessageStore::Removal::Removed) {
+        m_inbox.setRemoved(copy);
+        --m_occupancy[copy.memory].used;
+        return true;
     }
+    if (!m_link.answers()) {
+        emit modemLost();
+        return false;
+    }
+    m_failedRemovals.append(copy); // again after the next reading of the store
     return true;
 }
 
@@ -243,7 +236,7 @@ bool Receiver::removeHandled()
 std::optional<InboxMessage> Receiver::nextReadTwice()
 {
     while (true) {
-        const std::optional<InboxMessage> message = m_inbox.next(m_clock.now());
+        std::optional<InboxMessage> message = m_inbox.next(m_clock.now());
         if (!message)
             return std::nullopt;
         const auto once = std::find_if(message->copies.cbegin(), message->copies.cend(),

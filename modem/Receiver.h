@@ -1,6 +1,7 @@
 #pragma once
 
 #include "modem/Inbox.h"
+#include "modem/ModemControl.h"
 #include "modem/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
@@ -13,7 +14,6 @@
 
 class ModemLink;
 struct AtLine;
-enum class MessageFate : int;
 
 /// The receiving half of the modem control: reads the store at open, on every notification and at least
 /// once a minute, raises one message per turn of the event loop, and removes the modem's copies of what
@@ -70,6 +70,7 @@ private:
     bool readMemory(const QByteArray &memory);
     bool readAgain(const StoredTpdu &copy);
     bool removeHandled();
+    bool remove(const StoredTpdu &copy);
     [[nodiscard]] std::optional<InboxMessage> nextReadTwice();
     bool raiseNext();
     void finish(const InboxMessage &message);
@@ -95,6 +96,6 @@ private:
     QList<StoredTpdu> m_failedRemovals; ///< since the last reading of the store
 
     std::optional<InboxMessage> m_current;
-    MessageFate m_fate;
+    MessageFate m_fate = MessageFate::Wait;
     bool m_wasRead = false;
 };

@@ -134,7 +134,7 @@ SerialLine::Wait SerialLine::endWait()
 
 QByteArray SerialLine::readAll()
 {
-    const QByteArray octets = m_port.isOpen() ? m_port.readAll() : QByteArray();
+    QByteArray octets = m_port.isOpen() ? m_port.readAll() : QByteArray();
     if (m_trace && !octets.isEmpty())
         m_trace(TraceDirection::Received, octets);
     return octets;

@@ -15,8 +15,10 @@ using Panel = OperatorConsole::Panel;
 /// not take.
 constexpr int maximumTries = 3;
 
-/// While the network takes nothing at all, a row's tries count only this far apart.
-constexpr qint64 millisecondsApart = 30 * 1000;
+/// While nothing is accepted, a row's tries count only this far apart: ...
+constexpr qint64 millisecondsApart = 30000;
+/// ... and this far while the network takes none of several rows.
+constexpr qint64 millisecondsApartInOutage = 300000;
 
 /// Rows in succession that the network does not take before a pass ends: it is the network then, not
 /// the rows.
@@ -81,6 +83,7 @@ void QueueSender::pass()
             lowerToSend(m_console, 1);
             --m_untried;
         }
+        m_isOutage = m_notTaken >= maximumNotTaken;
         if (m_limits != nullptr && m_untried == 0)
             m_limits->allSent();
     } catch (const ModemFault &fault) {
@@ -199,8 +202,8 @@ int QueueSender::countTry(qint64 id, ModemFault::Kind kind)
     if (isFirst)
         tries.acceptedBefore = m_accepted;
     const bool othersPass = m_accepted != tries.acceptedBefore;
-    if (isFirst || othersPass || kind == ModemFault::Kind::NoAnswer ||
-        tries.last.elapsed() >= millisecondsApart) {
+    const qint64 apart = m_isOutage ? millisecondsApartInOutage : millisecondsApart;
+    if (isFirst || othersPass || kind == ModemFault::Kind::NoAnswer || tries.last.elapsed() >= apart) {
         ++tries.count;
         tries.last.start();
     }

@@ -39,10 +39,10 @@ public:
     /// One pass over every waiting row. A send that the network refused for good is an outcome. When the
     /// modem cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay
     /// waiting. A row that got no answer, or that the network did not take this time, stays waiting too, for
-    /// three tries in all (which count only half a minute apart while the network takes nothing), and the
-    /// others go on. Throws DatabaseFault when the database is gone. A message that was handed over is never
-    /// handed over again in this run, whatever the database does: only its status is written again, and while
-    /// that is refused nothing more is sent.
+    /// three tries in all (which count only half a minute apart while nothing is accepted, five minutes while
+    /// the network takes none of several rows), and the others go on. Throws DatabaseFault when the database
+    /// is gone. A message that was handed over is never handed over again in this run, whatever the database
+    /// does: only its status is written again, and while that is refused nothing more is sent.
     void pass();
 
 private:
@@ -82,4 +82,5 @@ private:
     NamedLock m_lock{m_session.Conn()};
     QSet<QString> m_lockedNumbers; // found so in this pass
     int m_notTaken = 0;            // rows in succession in this pass
+    bool m_isOutage = false;       // the last pass ended because the network took nothing
 };
