@@ -184,6 +184,8 @@ std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
     std::optional<StoredTpdu> second = readPlace(copy.memory, copy.index);
     if (second && agree(*second, copy))
         return second;
+    if (!m_channel.isSynchronised())
+        return std::nullopt;
     std::optional<StoredTpdu> third = readPlace(copy.memory, copy.index);
     if (third && (agree(*third, copy) || (second && agree(*third, *second))))
         return third;

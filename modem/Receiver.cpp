@@ -195,13 +195,16 @@ bool Receiver::readMemory(const QByteArray &memory)
 bool Receiver::readAgain(const StoredTpdu &copy)
 {
     const std::optional<StoredTpdu> reading = m_link.store.readAgain(copy);
-    if (!reading && !m_link.answers()) {
+    m_inbox.setReadAgain(copy, reading);
+    if (reading)
+        return true;
+    if (!m_link.channel.isSynchronised())
+        m_retry.start(); // each of the others might cost its time limit, too
+    if (!m_link.answers()) {
         emit modemLost();
         return false;
     }
-    m_inbox.setReadAgain(copy, reading);
-    if (!reading)
-        m_poll.start(m_limits.waitRetry);
+    m_poll.start(m_limits.waitRetry);
     return true;
 }
 
@@ -232,7 +235,7 @@ bool Receiver::remove(const StoredTpdu &copy)
     return true;
 }
 
-/// nullopt also when the modem is gone.
+/// nullopt also when the modem is gone or slow.
 std::optional<InboxMessage> Receiver::nextReadTwice()
 {
     while (true) {
@@ -243,7 +246,7 @@ std::optional<InboxMessage> Receiver::nextReadTwice()
                                        [this](const StoredTpdu &copy) { return !m_inbox.isReadTwice(copy); });
         if (once == message->copies.cend())
             return message;
-        if (!readAgain(*once))
+        if (!readAgain(*once) || m_retry.isActive())
             return std::nullopt;
     }
 }
