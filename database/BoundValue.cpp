@@ -77,6 +77,13 @@ QVariant boundValue(const QVariant &value, QChar replacementForNul)
     }
 }
 
+QString withoutPadding(QString text)
+{
+    while (text.endsWith(u' '))
+        text.chop(1);
+    return text;
+}
+
 qint64 payloadOctets(const QVariantList &values)
 {
     constexpr qint64 utf8OctetsPerUnit = 3;

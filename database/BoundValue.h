@@ -11,6 +11,9 @@
 /// replacementForNul unless that is a null QChar.
 [[nodiscard]] QVariant boundValue(const QVariant &value, QChar replacementForNul);
 
+/// What stands in a column of fixed length, without the blanks that fill it.
+[[nodiscard]] QString withoutPadding(QString text);
+
 /// Octets, about, that the values take on the line.
 [[nodiscard]] qint64 payloadOctets(const QVariantList &values);
 

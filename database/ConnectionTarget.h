@@ -25,11 +25,16 @@ struct ServerTarget {
     DatabaseLimits limits;
 };
 
+/// How SQL is written for a database behind an ODBC driver.
+enum class OdbcDialect { AsRecognised, PostgreSql, MariaDb, SqlServer, Standard };
+
 /// A database behind an ODBC driver.
 struct OdbcTarget {
     QString text; ///< for SQLDriverConnect; holds the password
     OdbcFamily family = OdbcFamily::Other;
     DatabaseLimits limits;
+    OdbcDialect dialect = OdbcDialect::AsRecognised;
+    bool mustBeEncrypted = false; ///< a session in clear is not used
 };
 
 using ConnectionTarget = std::variant<EmbeddedTarget, ServerTarget, OdbcTarget>;

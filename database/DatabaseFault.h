@@ -2,6 +2,9 @@
 
 #include "platform/fault/Fault.h"
 
+/// Enough of a statement to recognise it in a fault's text.
+inline constexpr int shownSqlLength = 120;
+
 /// A statement or a connection attempt that the database did not carry out.
 class DatabaseFault : public Fault
 {
@@ -11,12 +14,26 @@ public:
         Unavailable, ///< the database answers but serves nobody now (locked, disk full, read-only)
         Lost,        ///< there is no connection: nothing succeeds until it is opened again
     };
+    /// Of a refusal.
+    enum class Cause {
+        Other,
+        Characters, ///< a text holds characters that the database's own set lacks
+        Table,      ///< no row of this table can be changed: no right, or it is read-only
+    };
 
-    DatabaseFault(Kind kind, const QString &message) : Fault(message), m_kind(kind) {}
+    DatabaseFault(Kind kind, const QString &message, Cause cause = Cause::Other)
+        : Fault(message), m_kind(kind), m_cause(cause)
+    {
+    }
     [[nodiscard]] Kind kind() const noexcept { return m_kind; }
+    [[nodiscard]] Cause cause() const noexcept { return m_cause; }
     /// True when only the row in hand is concerned and a pass may go on with the next one.
-    [[nodiscard]] bool concernsOneRow() const noexcept { return m_kind == Kind::Refused; }
+    [[nodiscard]] bool concernsOneRow() const noexcept
+    {
+        return m_kind == Kind::Refused && m_cause != Cause::Table;
+    }
 
 private:
     Kind m_kind;
+    Cause m_cause;
 };

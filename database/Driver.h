@@ -72,8 +72,11 @@ public:
     /// Called before an INSERT whose identity lastIdentity() is to tell.
     virtual void beforeIdentity(const QString & /*table*/, const QString & /*identityColumn*/) {}
     /// The identity that the statement just executed was given; null when it was given none.
-    [[nodiscard]] virtual QVariant lastIdentity(Statement &insert, const QString &table,
-                                                const QString &identityColumn) = 0;
+    [[nodiscard]] virtual QVariant lastIdentity(Statement & /*insert*/, const QString & /*table*/,
+                                                const QString & /*identityColumn*/)
+    {
+        return {};
+    }
     /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
     /// condition. Parameters of the assignments come before those of the condition.
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
@@ -84,6 +87,8 @@ public:
     {
         return {};
     }
+    /// The tables in which characters that the database cannot hold were replaced, since this was last asked.
+    [[nodiscard]] virtual QStringList takeReplacedTables() { return {}; }
     /// What the database system needs said its own way; none for an embedded one.
     [[nodiscard]] virtual const SqlDialect *dialectOfServer() const { return nullptr; }
 };

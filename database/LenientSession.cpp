@@ -4,14 +4,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-
-/// Enough of a statement to recognise it in a fault's text.
-constexpr int shownSqlLength = 120;
-
-} // namespace
-
 void LenientSession::recognise(const SqlDialect &dialect)
 {
     if (dialect.leniencyQuery().isEmpty())
@@ -28,29 +20,36 @@ bool LenientSession::concerns(const QString &sql) const
                          sql.startsWith("update"_L1, Qt::CaseInsensitive));
 }
 
-void LenientSession::run(const QString &sql, const std::function<void()> &execute)
+LenientSession::Stored LenientSession::run(const QString &sql, bool isInTransaction,
+                                           const std::function<void()> &execute)
 {
-    if (m_inTransaction) {
+    if (isInTransaction) {
         execute();
-        requireUncut(sql);
-        return;
+        return requireUncut(sql);
     }
     m_driver.begin();
     auto takeBack = qScopeGuard([this] { m_driver.rollback(); });
     execute();
-    requireUncut(sql);
+    const Stored stored = requireUncut(sql);
     takeBack.dismiss();
     m_driver.commit();
+    return stored;
 }
 
-void LenientSession::requireUncut(const QString &sql)
+LenientSession::Stored LenientSession::requireUncut(const QString &sql)
 {
+    Stored stored = Stored::AsItIs;
     const QList<Warning> warnings = m_readWarnings(m_dialect->warningsQuery());
     for (const Warning &warning : warnings) {
         // Blanks cut from an end are no more than a note.
-        if (warning.level == "Warning"_L1 && m_dialect->tellsCutValue(warning.number))
+        if (warning.level != "Warning"_L1)
+            continue;
+        if (m_dialect->tellsCutValue(warning.number))
             throw DatabaseFault(
                 DatabaseFault::Kind::Refused,
                 u"%1：%2 [%3]"_s.arg(sql.left(shownSqlLength), warning.text).arg(warning.number));
+        if (m_dialect->causeOf({{}, warning.number}) == DatabaseFault::Cause::Characters)
+            stored = Stored::WithOtherCharacters;
     }
+    return stored;
 }

@@ -25,20 +25,17 @@ public:
     /// Asks the server whether it is lenient; at the end of open(). Throws DatabaseFault.
     void recognise(const SqlDialect &dialect);
 
-    void transactionBegan() { m_inTransaction = true; }
-    void transactionEnded() { m_inTransaction = false; }
-
     /// True when this statement has to go through run().
     [[nodiscard]] bool concerns(const QString &sql) const;
+    enum class Stored { AsItIs, WithOtherCharacters };
     /// Executes the statement. Throws DatabaseFault: what the execution throws, or Refused, the statement
     /// then taken back (inside a transaction: to be taken back with it), when a value was cut.
-    void run(const QString &sql, const std::function<void()> &execute);
+    Stored run(const QString &sql, bool isInTransaction, const std::function<void()> &execute);
 
 private:
-    void requireUncut(const QString &sql);
+    [[nodiscard]] Stored requireUncut(const QString &sql);
 
     Driver &m_driver;
     std::function<QList<Warning>(const QString &query)> m_readWarnings;
     const SqlDialect *m_dialect = nullptr; // none: the server is strict
-    bool m_inTransaction = false;
 };

@@ -38,6 +38,16 @@ public:
     [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
+    /// MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
+    [[nodiscard]] QString returningInsertProbe() const override
+    {
+        return u"select version() like '%MariaDB%' and (substring_index(version(), '.', 1) > 10 or"
+               " version() regexp '^10[.]([5-9]|[1-9][0-9])')"_s;
+    }
+    [[nodiscard]] QString encryptionQuery() const override
+    {
+        return u"show session status like 'Ssl_cipher'"_s;
+    }
     /// Otherwise it still answers an earlier row's number when a trigger or the statement gave this one's.
     [[nodiscard]] QString identityReset() const override { return u"do last_insert_id(0)"_s; }
     [[nodiscard]] QString rowCountQuery() const override { return u"select row_count()"_s; }
@@ -51,7 +61,7 @@ public:
     [[nodiscard]] QString columnsQuery() const override
     {
         // The length is left out: this server's refusal names the column itself.
-        return u"select table_name, column_name, null from information_schema.columns"
+        return u"select table_name, column_name, null, character_set_name from information_schema.columns"
                " where table_schema=database() and lower(table_name)=?"
                " order by table_name, ordinal_position"_s;
     }
@@ -138,6 +148,30 @@ public:
                        ? Kind::Lost
                        : Kind::Refused;
         }
+    }
+
+    [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
+    {
+        switch (code.number) {
+        case 1267: // two sets are compared that cannot be
+        case 1270:
+        case 1271:
+        case 1366: // no value of this column's set
+        case 3854: // no conversion, MySQL
+        case 3988:
+            return DatabaseFault::Cause::Characters;
+        case 1036: // the table is read-only
+        case 1142: // no right to the table or to a column
+        case 1143:
+            return DatabaseFault::Cause::Table;
+        default:
+            return DatabaseFault::Cause::Other;
+        }
+    }
+    /// The name is the server's own.
+    [[nodiscard]] QString replacedTextQuery(const QString &characterSet) const override
+    {
+        return u"select convert(convert(? using %1) using utf8mb4)"_s.arg(characterSet);
     }
 
 private:

@@ -4,6 +4,7 @@
 #include "database/OdbcDriver.h"
 
 #include <QDateTime>
+#include <algorithm>
 #include <array>
 
 using namespace Qt::StringLiterals;
@@ -11,9 +12,9 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Longest text that is bound as a short one; SQL Server's nvarchar ends here.
-constexpr qsizetype shortTextLength = 4000;
-constexpr size_t shortBinaryLength = 8000;
+/// Longest values that are bound as short ones: SQL Server's nvarchar and varbinary end here.
+constexpr qsizetype shortTextUnits = 4000;
+constexpr qsizetype shortOctets = 8000;
 /// First piece of a long value; the rest follows in pieces of their known size.
 constexpr size_t pieceOctets = 8192;
 
@@ -26,19 +27,11 @@ QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
     return date.isValid() && time.isValid() ? QVariant(QDateTime(date, time)) : QVariant();
 }
 
-QString withoutPadding(QString text)
-{
-    while (text.endsWith(u' '))
-        text.chop(1);
-    return text;
-}
-
 } // namespace
 
 OdbcStatement::OdbcStatement(OdbcDriver &driver, const QString &sql, const QString &spelled)
     : m_driver(driver), m_sql(sql), m_handle(driver.newStatementHandle())
 {
-    const auto watch = driver.watch(0);
     check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
 }
 
@@ -46,29 +39,9 @@ OdbcStatement::~OdbcStatement() = default;
 
 void OdbcStatement::execute(const QVariantList &values)
 {
-    const qint64 payload = payloadOctets(values);
-    m_driver.requireCarriable(payload);
-    m_values.clear();
-    // ODBC drivers end a text at its NUL.
-    for (const QVariant &value : values)
-        m_values += boundValue(value, QChar::ReplacementCharacter);
-    m_parameters.assign(static_cast<size_t>(m_values.size()), {});
-    for (qsizetype i = 0; i < m_values.size(); ++i)
-        bind(static_cast<SQLUSMALLINT>(i + 1), m_values[i], m_parameters[static_cast<size_t>(i)]);
-    try {
-        if (LenientSession &lenient = m_driver.lenientSession(); lenient.concerns(m_sql))
-            lenient.run(m_sql, [&] { executeInTime(payload); });
-        else
-            executeInTime(payload);
-    } catch (const DatabaseFault &fault) {
-        finish();
-        throw m_driver.explained(fault, m_sql, values);
-    }
-}
-
-void OdbcStatement::executeInTime(qint64 payload)
-{
-    const auto watch = m_driver.watch(payload);
+    m_parameters.resize(static_cast<size_t>(values.size()));
+    for (qsizetype i = 0; i < values.size(); ++i)
+        set(static_cast<SQLUSMALLINT>(i + 1), values[i], m_parameters[static_cast<size_t>(i)]);
     const SQLRETURN result = SQLExecute(m_handle.get());
     // An UPDATE or DELETE that found no row says so here.
     if (result != SQL_NO_DATA)
@@ -78,60 +51,103 @@ void OdbcStatement::executeInTime(qint64 payload)
         m_affectedRows = qMax<qint64>(0, m_affectedRows);
 }
 
-void OdbcStatement::bind(SQLUSMALLINT position, const QVariant &value, Parameter &parameter)
+void OdbcStatement::set(SQLUSMALLINT position, const QVariant &value, Parameter &parameter)
 {
-    SQLSMALLINT cType = SQL_C_WCHAR;
-    SQLSMALLINT sqlType = SQL_WVARCHAR;
-    SQLULEN columnSize = 1;
-    const void *data = nullptr;
-    const bool isNull = isNullValue(value);
-    if (value.typeId() == QMetaType::QByteArray) {
-        // Also a null one: SQL Server turns no null text into a null binary.
-        const QByteArray bytes = value.toByteArray();
-        cType = SQL_C_BINARY;
-        sqlType = static_cast<size_t>(bytes.size()) > shortBinaryLength ? SQL_LONGVARBINARY : SQL_VARBINARY;
-        columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(bytes.size()));
-        data = bytes.constData(); // shared with m_values, which keeps it
-        parameter.length = bytes.size();
-    } else if (isNull) {
-        // A null of any other kind.
-    } else if (value.typeId() == QMetaType::Int || value.typeId() == QMetaType::LongLong ||
-               value.typeId() == QMetaType::UInt) {
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::UInt:
+        parameter.number = value.toLongLong();
+        parameter.length = sizeof parameter.number;
+        bind(position, Kind::Number, parameter);
+        break;
+    case QMetaType::Double:
+        parameter.fraction = value.toDouble();
+        parameter.length = sizeof parameter.fraction;
+        bind(position, Kind::Fraction, parameter);
+        break;
+    case QMetaType::QByteArray:
+        setOctets(position, value.toByteArray(), false, parameter);
+        break;
+    default:
+        if (isNullValue(value) && parameter.kind != Kind::None) {
+            // A null of any kind leaves the parameter as it is.
+        } else if (m_driver.dialect().odbcSpeaksUtf8()) {
+            setOctets(position, value.toString().toUtf8(), true, parameter);
+        } else {
+            const QString text = value.toString();
+            setOctets(position,
+                      QByteArray::fromRawData(reinterpret_cast<const char *>(text.constData()),
+                                              text.size() * qsizetype(sizeof(QChar))),
+                      true, parameter);
+        }
+    }
+    if (isNullValue(value))
+        parameter.length = SQL_NULL_DATA;
+}
+
+void OdbcStatement::setOctets(SQLUSMALLINT position, const QByteArray &octets, bool isText,
+                              Parameter &parameter)
+{
+    const bool isLong = octets.size() > shortOctets;
+    const Kind kind = isText   ? (isLong ? Kind::LongText : Kind::Text)
+                      : isLong ? Kind::LongBytes
+                               : Kind::Bytes;
+    if (isLong) {
+        parameter.octets = QByteArray(octets.constData(), octets.size());
+        parameter.kind = Kind::None; // at another place, of another size
+    } else {
+        if (parameter.kind != kind)
+            parameter.octets = QByteArray(shortOctets, '\0');
+        std::copy(octets.cbegin(), octets.cend(), parameter.octets.data());
+    }
+    parameter.length = octets.size();
+    bind(position, kind, parameter);
+}
+
+void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
+{
+    if (parameter.kind == kind)
+        return;
+    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
+    SQLSMALLINT cType = SQL_C_BINARY;
+    SQLSMALLINT sqlType = SQL_VARBINARY;
+    SQLULEN columnSize = SQLULEN(shortOctets);
+    void *data = parameter.octets.data();
+    switch (kind) {
+    case Kind::Number:
         cType = SQL_C_SBIGINT;
         sqlType = SQL_BIGINT;
         columnSize = 20;
-        parameter.number = value.toLongLong();
         data = &parameter.number;
-    } else if (value.typeId() == QMetaType::Double) {
+        break;
+    case Kind::Fraction:
         cType = SQL_C_DOUBLE;
         sqlType = SQL_DOUBLE;
         columnSize = 15;
-        parameter.fraction = value.toDouble();
         data = &parameter.fraction;
-    } else {
-        QVariant &kept = m_values[position - 1];
-        if (m_driver.dialect().odbcSpeaksUtf8()) {
-            kept = kept.toString().toUtf8();
-            const auto *octets = static_cast<const QByteArray *>(kept.constData());
-            cType = SQL_C_CHAR;
-            sqlType = octets->size() > shortTextLength ? SQL_LONGVARCHAR : SQL_VARCHAR;
-            columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(octets->size()));
-            data = octets->constData();
-            parameter.length = octets->size();
-        } else {
-            kept = kept.toString();
-            const auto *units = static_cast<const QString *>(kept.constData());
-            sqlType = units->size() > shortTextLength ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
-            columnSize = qMax<SQLULEN>(1, static_cast<SQLULEN>(units->size()));
-            data = units->utf16();
-            parameter.length = units->size() * qsizetype(sizeof(SQLWCHAR));
-        }
+        break;
+    case Kind::Text:
+        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
+        sqlType = isUtf8 ? SQL_VARCHAR : SQL_WVARCHAR;
+        columnSize = isUtf8 ? SQLULEN(shortOctets) : SQLULEN(shortTextUnits);
+        break;
+    case Kind::LongText:
+        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
+        sqlType = isUtf8 ? SQL_LONGVARCHAR : SQL_WLONGVARCHAR;
+        columnSize = SQLULEN(parameter.octets.size()) / (isUtf8 ? 1 : sizeof(SQLWCHAR));
+        break;
+    case Kind::LongBytes:
+        sqlType = SQL_LONGVARBINARY;
+        columnSize = SQLULEN(parameter.octets.size());
+        break;
+    case Kind::Bytes:
+    case Kind::None:
+        break;
     }
-    const SQLLEN bufferLength = parameter.length;
-    if (isNull)
-        parameter.length = SQL_NULL_DATA;
-    check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, cType, sqlType, columnSize, 0,
-                           const_cast<SQLPOINTER>(data), bufferLength, &parameter.length));
+    check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, cType, sqlType, columnSize, 0, data,
+                           parameter.octets.size(), &parameter.length));
+    parameter.kind = kind;
 }
 
 /// Steps over the counts that a statement and its triggers leave behind, to the first result with columns or
@@ -178,7 +194,6 @@ bool OdbcStatement::next()
 {
     if (!m_hasResult)
         return false;
-    const auto watch = m_driver.watch(0);
     const SQLRETURN result = SQLFetch(m_handle.get());
     if (result == SQL_NO_DATA)
         return false;

@@ -8,13 +8,12 @@
 
 class OdbcDriver;
 
-/// A statement on the ODBC C API, prepared once. Texts go out as UTF-16 with lengths of our own and come back
-/// whole, whatever their length.
+/// A statement on the ODBC C API, prepared once. It takes values as boundValue() makes them. Texts go out as UTF-16
+/// or UTF-8 with lengths of our own and come back whole, whatever their length.
 class OdbcStatement final : public Statement
 {
 public:
-    /// Throws DatabaseFault when the driver refuses the statement.
-    /// spelled: the statement in the server's own spelling.
+    /// spelled: the statement in the server's own spelling. Throws DatabaseFault when the driver refuses it.
     OdbcStatement(OdbcDriver &driver, const QString &sql, const QString &spelled);
     ~OdbcStatement() override;
 
@@ -26,14 +25,20 @@ public:
     void finish() noexcept override;
 
 private:
+    enum class Kind { None, Number, Fraction, Text, LongText, Bytes, LongBytes };
+    /// Bound by its address, once for each kind of value that it takes: some drivers prepare the statement anew
+    /// after each binding, and some servers keep a plan for each size.
     struct Parameter {
+        Kind kind = Kind::None;
         SQLBIGINT number = 0;
         double fraction = 0;
+        QByteArray octets; // as long as the longest value of its kind
         SQLLEN length = 0;
     };
 
-    void bind(SQLUSMALLINT position, const QVariant &value, Parameter &parameter);
-    void executeInTime(qint64 payloadOctets);
+    void set(SQLUSMALLINT position, const QVariant &value, Parameter &parameter);
+    void setOctets(SQLUSMALLINT position, const QByteArray &octets, bool isText, Parameter &parameter);
+    void bind(SQLUSMALLINT position, Kind kind, Parameter &parameter);
     void findResult();
     void describeColumns(SQLSMALLINT count);
     [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);
@@ -48,8 +53,7 @@ private:
     OdbcDriver &m_driver;
     QString m_sql; // as the program wrote it
     OdbcHandle m_handle;
-    QVariantList m_values; // bound by address until the next execution
-    std::vector<Parameter> m_parameters;
+    std::vector<Parameter> m_parameters; // as many as the statement has, never moved
     QStringList m_columnNames;
     std::vector<SQLSMALLINT> m_columnTypes;
     std::vector<QVariant> m_row;

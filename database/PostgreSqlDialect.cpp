@@ -60,7 +60,7 @@ public:
     {
         // atttypmod of varchar(n) and char(n) is n+4.
         return u"select c.relname, a.attname,"
-               " case when a.atttypid in (1042, 1043) and a.atttypmod > 4 then a.atttypmod - 4 end"
+               " case when a.atttypid in (1042, 1043) and a.atttypmod > 4 then a.atttypmod - 4 end, null"
                " from pg_catalog.pg_class c join pg_catalog.pg_attribute a on a.attrelid=c.oid"
                " where lower(c.relname)=? and c.relkind in ('r', 'v', 'm', 'f', 'p')"
                " and pg_catalog.pg_table_is_visible(c.oid) and a.attnum > 0 and not a.attisdropped"
@@ -110,6 +110,16 @@ public:
         }
         return state.startsWith("53"_L1) || state.startsWith("58"_L1) ? Kind::Unavailable : Kind::Refused;
     }
+
+    [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
+    {
+        using Cause = DatabaseFault::Cause;
+        return code.state == "22P05"_L1   ? Cause::Characters
+               : code.state == "42501"_L1 ? Cause::Table
+                                          : Cause::Other;
+    }
+    [[nodiscard]] bool faultEndsTransaction() const override { return true; }
+    [[nodiscard]] QString encodingQuery() const override { return u"show server_encoding"_s; }
 
 private:
     static qint64 lockNumber(const QByteArray &digest)

@@ -1,35 +1,35 @@
 #include "database/QtSqlStatement.h"
 
-#include "database/BoundValue.h"
-
 #include <QElapsedTimer>
 #include <QSqlRecord>
 
-QtSqlStatement::QtSqlStatement(QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql)
-    : m_driver(driver), m_query(database), m_sql(sql)
+using namespace Qt::StringLiterals;
+
+QtSqlStatement::QtSqlStatement(QtSqlLine &line, const QString &sql, const QString &spelled)
+    : m_line(line),
+      m_query(line.database()),
+      m_sql(sql),
+      // Not as Qt sees it: an INSERT that answers with an identity writes all the same.
+      m_isQuery(sql.startsWith("select"_L1, Qt::CaseInsensitive))
 {
-    m_query.setForwardOnly(driver.readsRowByRow());
-    if (!m_query.prepare(sql))
-        throw driver.fault(m_sql, m_query.lastError());
+    m_query.setForwardOnly(line.readsRowByRow());
+    if (!m_query.prepare(spelled))
+        throw line.fault(m_sql, m_query.lastError());
 }
 
 void QtSqlStatement::execute(const QVariantList &values)
 {
-    for (qsizetype i = 0; i < values.size(); ++i) {
-        // Left alone, a date-time would be stored with a "T" and milliseconds, and a null text as NULL.
-        const int type = values[i].typeId();
-        const bool isFit = type != QMetaType::QDateTime && type != QMetaType::QString;
-        m_query.bindValue(static_cast<int>(i), isFit ? values[i] : boundValue(values[i], QChar()));
-    }
+    for (qsizetype i = 0; i < values.size(); ++i)
+        m_query.bindValue(static_cast<int>(i), values[i]);
     QElapsedTimer timer;
     timer.start();
     if (!m_query.exec()) {
-        const DatabaseFault fault = m_driver.fault(m_sql, m_query.lastError());
+        const DatabaseFault fault = m_line.fault(m_sql, m_query.lastError());
         m_query.finish();
         throw fault;
     }
-    if (!m_query.isSelect())
-        m_driver.hasWritten(timer.nsecsElapsed());
+    if (!m_isQuery)
+        m_line.hasWritten(timer.nsecsElapsed());
 }
 
 bool QtSqlStatement::next()
@@ -37,7 +37,7 @@ bool QtSqlStatement::next()
     if (m_query.next())
         return true;
     if (m_query.lastError().isValid())
-        throw m_driver.fault(m_sql, m_query.lastError());
+        throw m_line.fault(m_sql, m_query.lastError());
     return false;
 }
 

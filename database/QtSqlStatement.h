@@ -1,15 +1,17 @@
 #pragma once
 
-#include "database/QtSqlDriver.h"
+#include "database/Driver.h"
+#include "database/QtSqlLine.h"
 
 #include <QSqlQuery>
 
-/// A statement on QtSql, prepared once.
+/// A statement on QtSql, prepared once. It takes values as boundValue() makes them.
 class QtSqlStatement : public Statement
 {
 public:
-    /// Throws DatabaseFault when the database refuses the statement.
-    QtSqlStatement(QtSqlDriver &driver, const QSqlDatabase &database, const QString &sql);
+    /// sql: as the program wrote it, for a fault's text. Throws DatabaseFault when the database refuses the
+    /// statement.
+    QtSqlStatement(QtSqlLine &line, const QString &sql, const QString &spelled);
 
     void execute(const QVariantList &values) override;
     [[nodiscard]] bool next() override;
@@ -19,10 +21,13 @@ public:
     void finish() noexcept override { m_query.finish(); }
 
     [[nodiscard]] QVariant lastInsertId() const { return m_query.lastInsertId(); }
+
+protected:
     [[nodiscard]] const QSqlQuery &query() const { return m_query; }
 
 private:
-    QtSqlDriver &m_driver;
+    QtSqlLine &m_line;
     QSqlQuery m_query;
     QString m_sql;
+    bool m_isQuery;
 };

@@ -53,9 +53,12 @@ public:
     [[nodiscard]] virtual QString rollbackToSavepoint(const QString &name) const;
 
     /// The insert as a statement that answers with the new identity as its one row; the insert itself when
-    /// identityQuery() tells it afterwards.
+    /// identityQuery() tells it afterwards, or nothing does.
     [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &column) const;
     [[nodiscard]] virtual QString identityQuery() const { return {}; }
+    /// The query that answers 1 where an INSERT of this server can end with "returning" all the same: some drivers
+    /// do not give its answer. "" where that is never so.
+    [[nodiscard]] virtual QString returningInsertProbe() const { return {}; }
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
                                                    const QString &condition) const = 0;
 
@@ -75,8 +78,8 @@ public:
     [[nodiscard]] virtual QString identityReset() const { return {}; }
 
     /// The query for the columns of the tables with a name, letter case apart (its parameter, in lower case):
-    /// table, column, longest text in characters (null: no limit). "" where the server itself does not care
-    /// about letter case.
+    /// table, column, longest text in characters (null: no limit), character set (null: the database's). ""
+    /// where the server itself does not care about letter case.
     [[nodiscard]] virtual QString columnsQuery() const { return {}; }
     [[nodiscard]] virtual QString quotedName(const QString &name) const;
     /// The query for the octets that a statement with its values may have; "" where there is no such limit.
@@ -91,6 +94,9 @@ public:
     /// What a text's NUL becomes. A null QChar where NUL can be stored.
     [[nodiscard]] virtual QChar replacementForNul() const { return {}; }
 
+    /// The query for this session's cipher, in the second column, empty when the line is in clear; "" where there
+    /// is none.
+    [[nodiscard]] virtual QString encryptionQuery() const { return {}; }
     /// True when the system's ODBC driver is to give and take texts as UTF-8, not as UTF-16.
     [[nodiscard]] virtual bool odbcSpeaksUtf8() const { return false; }
 
@@ -112,6 +118,18 @@ public:
     [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
 
     [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
+    /// Of a refusal, as far as the code tells it.
+    [[nodiscard]] virtual DatabaseFault::Cause causeOf(const SqlErrorCode & /*code*/) const
+    {
+        return DatabaseFault::Cause::Other;
+    }
+    /// True when after any refusal the server carries nothing out but the transaction's rollback.
+    [[nodiscard]] virtual bool faultEndsTransaction() const { return false; }
+
+    /// The query for the one encoding of the whole database; "" where columns have their own, or any holds all.
+    [[nodiscard]] virtual QString encodingQuery() const { return {}; }
+    /// The query for a text, its parameter, as a column's character set would hold it.
+    [[nodiscard]] virtual QString replacedTextQuery(const QString & /*characterSet*/) const { return {}; }
 };
 
 [[nodiscard]] std::unique_ptr<SqlDialect> postgreSqlDialect();

@@ -119,6 +119,12 @@ public:
             return Kind::Lost;
         return code.state.startsWith("HYT"_L1) ? Kind::Unavailable : Kind::Refused;
     }
+    [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
+    {
+        // No right to the table, or to a column of it.
+        return code.number == 229 || code.number == 230 ? DatabaseFault::Cause::Table
+                                                        : DatabaseFault::Cause::Other;
+    }
 };
 
 } // namespace

@@ -1,5 +1,8 @@
 #include "database/SqliteDriver.h"
 
+#include "database/BoundValue.h"
+#include "database/QtSqlStatement.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -17,9 +20,58 @@ namespace
 constexpr qint64 workNanoseconds = 300'000'000;
 constexpr qint64 restNanoseconds = 110'000'000;
 
+/// Texts and times as SQLite keeps them. Left alone, a date-time would be stored with a "T" and milliseconds, and a
+/// null text as NULL.
+class SqliteStatement final : public QtSqlStatement
+{
+public:
+    SqliteStatement(QtSqlLine &line, const QString &sql) : QtSqlStatement(line, sql, sql) {}
+
+    void execute(const QVariantList &values) override
+    {
+        m_bound.clear();
+        for (const QVariant &value : values) {
+            m_bound += boundValue(value, QChar());
+            // SQLite takes one off the start of what it is given.
+            if (m_bound.last().typeId() == QMetaType::QString &&
+                beginsWithByteOrderMark(m_bound.last().toString()))
+                m_bound.last() = QString(QChar::ByteOrderMark) + m_bound.last().toString();
+        }
+        QtSqlStatement::execute(m_bound);
+    }
+
+private:
+    static bool beginsWithByteOrderMark(const QString &text)
+    {
+        return text.startsWith(QChar::ByteOrderMark) || text.startsWith(QChar::ByteOrderSwapped);
+    }
+
+    QVariantList m_bound;
+};
+
+DatabaseFault::Kind kindOf(int resultCode)
+{
+    // Result codes of SQLite; the low byte is the primary code.
+    switch (resultCode & 0xff) {
+    case 5:  // SQLITE_BUSY
+    case 6:  // SQLITE_LOCKED
+    case 7:  // SQLITE_NOMEM
+    case 8:  // SQLITE_READONLY
+    case 13: // SQLITE_FULL
+        return DatabaseFault::Kind::Unavailable;
+    case 10: // SQLITE_IOERR
+    case 11: // SQLITE_CORRUPT
+    case 14: // SQLITE_CANTOPEN
+    case 26: // SQLITE_NOTADB
+        return DatabaseFault::Kind::Lost;
+    default:
+        return DatabaseFault::Kind::Refused;
+    }
+}
+
 } // namespace
 
-SqliteDriver::SqliteDriver(QString fileName) : QtSqlDriver(u"QSQLITE"_s), m_fileName(std::move(fileName))
+SqliteDriver::SqliteDriver(QString fileName) : QtSqlLine(u"QSQLITE"_s), m_fileName(std::move(fileName))
 {
     m_clock.start();
 }
@@ -38,13 +90,13 @@ void SqliteDriver::open()
                             u"无法打开数据库文件 %1：%2"_s.arg(m_fileName, db.lastError().databaseText()));
     m_openedFile = fileIdentity();
     // A file that is no database opens all the same; the first statement tells.
-    runPlain(u"select count(*) from sqlite_master"_s);
+    exec(u"select count(*) from sqlite_master"_s);
     // Without a write-ahead log a transaction that outgrows the cache would write to the file long before its
     // commit and keep all readers out from then on: what it has changed stays in memory.
-    const auto journal = QtSqlDriver::prepare(u"pragma journal_mode"_s);
+    const auto journal = std::make_unique<SqliteStatement>(line(), u"pragma journal_mode"_s);
     journal->execute({});
     if (journal->next() && journal->value(0).toString() != u"wal"_s)
-        runPlain(u"pragma cache_spill=0"_s);
+        exec(u"pragma cache_spill=0"_s);
 }
 
 bool SqliteDriver::isUsable() const
@@ -54,7 +106,7 @@ bool SqliteDriver::isUsable() const
 
 void SqliteDriver::begin()
 {
-    runPlain(u"BEGIN IMMEDIATE"_s);
+    exec(u"BEGIN IMMEDIATE"_s);
     m_isInTransaction = true;
     m_transactionBegan = m_clock.nsecsElapsed();
 }
@@ -62,15 +114,34 @@ void SqliteDriver::begin()
 void SqliteDriver::commit()
 {
     const qint64 began = m_clock.nsecsElapsed();
-    QtSqlDriver::commit();
+    exec(u"COMMIT"_s);
     m_isInTransaction = false;
     noteCommit(m_transactionBegan, m_clock.nsecsElapsed() - began);
 }
 
 void SqliteDriver::rollback() noexcept
 {
-    QtSqlDriver::rollback();
     m_isInTransaction = false;
+    try {
+        exec(u"ROLLBACK"_s);
+    } catch (const DatabaseFault &) {
+        // A transaction that cannot be rolled back is gone with its connection.
+    }
+}
+
+void SqliteDriver::setSavepoint(const QString &name)
+{
+    exec("SAVEPOINT "_L1 + name);
+}
+
+void SqliteDriver::releaseSavepoint(const QString &name)
+{
+    exec("RELEASE SAVEPOINT "_L1 + name);
+}
+
+void SqliteDriver::rollbackToSavepoint(const QString &name)
+{
+    exec("ROLLBACK TO SAVEPOINT "_L1 + name);
 }
 
 void SqliteDriver::hasWritten(qint64 nanoseconds)
@@ -98,7 +169,7 @@ void SqliteDriver::noteCommit(qint64 began, qint64 nanoseconds)
 
 std::unique_ptr<Statement> SqliteDriver::prepare(const QString &sql)
 {
-    return QtSqlDriver::prepare(withColumnNames(sql));
+    return std::make_unique<SqliteStatement>(line(), withColumnNames(sql));
 }
 
 QString SqliteDriver::withColumnNames(const QString &sql)
@@ -108,7 +179,7 @@ QString SqliteDriver::withColumnNames(const QString &sql)
     const auto match = allColumns.match(sql);
     if (!match.hasMatch())
         return sql;
-    const auto query = QtSqlDriver::prepare(u"select name from pragma_table_info(?)"_s);
+    const auto query = std::make_unique<SqliteStatement>(line(), u"select name from pragma_table_info(?)"_s);
     query->execute({match.captured(1)});
     QStringList columns;
     while (query->next())
@@ -129,24 +200,9 @@ QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assi
                                                                                          condition);
 }
 
-DatabaseFault::Kind SqliteDriver::kindOf(const QSqlError &error) const
+DatabaseFault SqliteDriver::fault(const QString &what, const QSqlError &error) const
 {
-    // Result codes of SQLite; the low byte is the primary code.
-    switch (error.nativeErrorCode().toInt() & 0xff) {
-    case 5:  // SQLITE_BUSY
-    case 6:  // SQLITE_LOCKED
-    case 7:  // SQLITE_NOMEM
-    case 8:  // SQLITE_READONLY
-    case 13: // SQLITE_FULL
-        return DatabaseFault::Kind::Unavailable;
-    case 10: // SQLITE_IOERR
-    case 11: // SQLITE_CORRUPT
-    case 14: // SQLITE_CANTOPEN
-    case 26: // SQLITE_NOTADB
-        return DatabaseFault::Kind::Lost;
-    default:
-        return DatabaseFault::Kind::Refused;
-    }
+    return {kindOf(error.nativeErrorCode().toInt()), described(what, error)};
 }
 
 QByteArray SqliteDriver::fileIdentity() const

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "database/QtSqlDriver.h"
+#include "database/Driver.h"
+#include "database/QtSqlLine.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -8,7 +9,7 @@
 /// The embedded database. The file must exist (an office's tables are never created here) and keeps its
 /// journal mode. Another program's lock is waited for up to busyLimitMilliseconds, and others are left room:
 /// no reader is kept out for as long as a second, however much is written.
-class SqliteDriver final : public QtSqlDriver
+class SqliteDriver final : public Driver, private QtSqlLine
 {
 public:
     static constexpr int busyLimitMilliseconds = 3000;
@@ -23,7 +24,9 @@ public:
     void begin() override;
     void commit() override;
     void rollback() noexcept override;
-    void hasWritten(qint64 nanoseconds) override;
+    void setSavepoint(const QString &name) override;
+    void releaseSavepoint(const QString &name) override;
+    void rollbackToSavepoint(const QString &name) override;
     /// A statement that asks for all columns is given their names: Qt's driver crashes on a result that has
     /// more columns than when it was prepared, and a table may be altered between the two.
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;
@@ -31,9 +34,10 @@ public:
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
                                            const QString &condition) const override;
-    [[nodiscard]] DatabaseFault::Kind kindOf(const QSqlError &error) const override;
 
 private:
+    [[nodiscard]] DatabaseFault fault(const QString &what, const QSqlError &error) const override;
+    void hasWritten(qint64 nanoseconds) override;
     [[nodiscard]] QByteArray fileIdentity() const;
     [[nodiscard]] QString withColumnNames(const QString &sql);
 
