@@ -11,7 +11,7 @@
 /// replacementForNul unless that is a null QChar.
 [[nodiscard]] QVariant boundValue(const QVariant &value, QChar replacementForNul);
 
-/// What stands in a column of fixed length, without the blanks that fill it.
+/// What is in a column of fixed length, without the blanks that fill it.
 [[nodiscard]] QString withoutPadding(QString text);
 
 /// Octets, about, that the values take on the line.

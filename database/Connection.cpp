@@ -168,6 +168,11 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
     throw remembered(gone);
 }
 
+QStringList Connection::takeReplacedTables()
+{
+    return m_driver ? m_driver->takeReplacedTables() : QStringList();
+}
+
 void Connection::requireUsable()
 {
     // Inside a transaction the database was there a moment ago, and every row would ask again.

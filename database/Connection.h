@@ -66,6 +66,10 @@ public:
         return m_driver ? m_driver->dialectOfServer() : nullptr;
     }
 
+    /// The tables in which characters that the database cannot hold have been replaced by "?" since this was last
+    /// asked.
+    [[nodiscard]] QStringList takeReplacedTables();
+
     /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
     [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
 

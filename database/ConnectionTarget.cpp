@@ -23,6 +23,8 @@ constexpr Keys integratedKeys = {"integrated security"_L1, "trusted_connection"_
 constexpr Keys connectLimitKeys = {"connect timeout"_L1, "connection timeout"_L1, "timeout"_L1};
 constexpr Keys statementLimitKeys = {"command timeout"_L1, "general timeout"_L1};
 constexpr Keys encryptKeys = {"use encryption for data"_L1, "encrypt"_L1};
+constexpr Keys trustKeys = {"trust server certificate"_L1, "trustservercertificate"_L1};
+constexpr Keys authorityKeys = {"sslrootcert"_L1, "sslca"_L1, "ssl-ca"_L1};
 
 /// Whatever an old string asks for, the window is not blocked for longer.
 constexpr int longestLimitSeconds = 30;
@@ -71,8 +73,6 @@ const QSet<QString> &harmlessKeys()
         u"pooling"_s,
         u"min pool size"_s,
         u"max pool size"_s,
-        u"trust server certificate"_s,
-        u"trustservercertificate"_s,
         u"application intent"_s,
         u"applicationintent"_s,
         u"multisubnetfailover"_s,
@@ -206,11 +206,38 @@ EmbeddedTarget embedded(const ConnectionString &settings)
     return {required(settings, fileKeys, u"Data Source"_s)};
 }
 
+/// PostgreSQL's name of the mode, by whichever system's name it is asked for.
+QString sslMode(const QString &asked)
+{
+    static const QHash<QString, QString> modes = {
+        {u""_s, u""_s},
+        {u"none"_s, u"disable"_s},
+        {u"disable"_s, u"disable"_s},
+        {u"disabled"_s, u"disable"_s},
+        {u"allow"_s, u"allow"_s},
+        {u"prefer"_s, u"prefer"_s},
+        {u"preferred"_s, u"prefer"_s},
+        {u"require"_s, u"require"_s},
+        {u"required"_s, u"require"_s},
+        {u"verify-ca"_s, u"verify-ca"_s},
+        {u"verifyca"_s, u"verify-ca"_s},
+        {u"verify_ca"_s, u"verify-ca"_s},
+        {u"verify-full"_s, u"verify-full"_s},
+        {u"verifyfull"_s, u"verify-full"_s},
+        {u"verify_identity"_s, u"verify-full"_s},
+    };
+    const auto mode = modes.constFind(asked.toLower());
+    if (mode == modes.cend())
+        throw refused(u"数据库连接字符串中“SslMode”的值不受支持"_s);
+    return *mode;
+}
+
 ServerTarget server(const ConnectionString &settings, ServerTarget::Kind kind)
 {
-    static constexpr Keys ownKeys = {"port"_L1, "sslmode"_L1};
+    static constexpr Keys modeKeys = {"sslmode"_L1, "ssl mode"_L1};
+    static constexpr Keys ownKeys = {"port"_L1};
     refuseUnknownKeys(settings, {hostKeys, databaseKeys, userKeys, passwordKeys, integratedKeys,
-                                 connectLimitKeys, statementLimitKeys, ownKeys});
+                                 connectLimitKeys, statementLimitKeys, ownKeys, modeKeys, authorityKeys});
     refuseIntegratedSecurity(settings);
     ServerTarget target;
     target.kind = kind;
@@ -220,16 +247,18 @@ ServerTarget server(const ConnectionString &settings, ServerTarget::Kind kind)
     target.database = required(settings, databaseKeys, u"Initial Catalog"_s);
     target.user = settings.value(userKeys);
     target.password = settings.value(passwordKeys);
-    target.sslMode = settings.value({"sslmode"_L1}).toLower();
-    if (kind == ServerTarget::Kind::MariaDb &&
-        isOneOf(target.sslMode, {"none"_L1, "disabled"_L1, "preferred"_L1}))
-        target.sslMode.clear();
-    static const QSet<QString> sslModes = {u""_s,        u"disable"_s,   u"allow"_s,      u"prefer"_s,
-                                           u"require"_s, u"verify-ca"_s, u"verify-full"_s};
-    if (!sslModes.contains(target.sslMode) ||
-        (kind == ServerTarget::Kind::MariaDb && !target.sslMode.isEmpty()))
-        throw refused(u"数据库连接字符串中“SslMode”的值不受支持"_s);
+    target.sslMode = sslMode(settings.value(modeKeys));
+    target.certificateAuthority = settings.value(authorityKeys);
     target.limits = limits(settings);
+    return target;
+}
+
+/// Qt's driver for MariaDB can neither insist on an encrypted line nor verify the server: ODBC's can.
+ConnectionTarget mariaDb(const ConnectionString &settings, const OdbcInstallation &installation)
+{
+    const ServerTarget target = server(settings, ServerTarget::Kind::MariaDb);
+    if (isOneOf(target.sslMode, {"require"_L1, "verify-ca"_L1, "verify-full"_L1}))
+        return encryptedMariaDbTarget(target, installation);
     return target;
 }
 
@@ -237,7 +266,7 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
 {
     static constexpr Keys ownKeys = {"port"_L1};
     refuseUnknownKeys(settings, {hostKeys, databaseKeys, userKeys, passwordKeys, integratedKeys, encryptKeys,
-                                 connectLimitKeys, statementLimitKeys, ownKeys});
+                                 trustKeys, connectLimitKeys, statementLimitKeys, ownKeys});
     refuseIntegratedSecurity(settings);
     if (settings.value(hostKeys).startsWith("np:"_L1, Qt::CaseInsensitive) ||
         settings.value(hostKeys).startsWith("\\\\"_L1))
@@ -249,7 +278,7 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
     where.database = settings.value(databaseKeys);
     where.user = required(settings, userKeys, u"User ID"_s);
     where.password = settings.value(passwordKeys);
-    where.encrypt = isYes(settings.value(encryptKeys));
+    where.encryption = encryptionOf(settings.value(encryptKeys), settings.value(trustKeys));
     return sqlServerOdbcTarget(where, limits(settings), installation);
 }
 
@@ -295,7 +324,7 @@ ConnectionTarget connectionTarget(const QString &connectionString, const OdbcIns
     if (isProvider(provider, {"PostgreSQL"_L1, "Postgres"_L1}))
         return server(settings, ServerTarget::Kind::PostgreSql);
     if (isProvider(provider, {"MariaDB"_L1, "MySQL"_L1}))
-        return server(settings, ServerTarget::Kind::MariaDb);
+        return mariaDb(settings, installation);
     if (isProvider(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
                               "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
                               "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))

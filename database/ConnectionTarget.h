@@ -21,7 +21,8 @@ struct ServerTarget {
     QString database;
     QString user;
     QString password;
-    QString sslMode; ///< PostgreSQL's sslmode; "" leaves it to the driver
+    QString sslMode;              ///< PostgreSQL's sslmode; "" leaves it to the driver
+    QString certificateAuthority; ///< file of those that may have signed the server's; "" the driver's own
     DatabaseLimits limits;
 };
 
@@ -35,6 +36,8 @@ struct OdbcTarget {
     DatabaseLimits limits;
     OdbcDialect dialect = OdbcDialect::AsRecognised;
     bool mustBeEncrypted = false; ///< a session in clear is not used
+    /// FreeTDS is to verify the server's certificate, which no key of its connection text asks for.
+    bool freeTdsVerifies = false;
 };
 
 using ConnectionTarget = std::variant<EmbeddedTarget, ServerTarget, OdbcTarget>;

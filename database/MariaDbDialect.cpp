@@ -168,10 +168,11 @@ public:
             return DatabaseFault::Cause::Other;
         }
     }
-    /// The name is the server's own.
+    /// The name is the server's own. Without a length Qt's driver makes room for none.
     [[nodiscard]] QString replacedTextQuery(const QString &characterSet) const override
     {
-        return u"select convert(convert(? using %1) using utf8mb4)"_s.arg(characterSet);
+        return u"select cast(convert(convert(? using %1) using utf8mb4) as char(16000000))"_s.arg(
+            characterSet);
     }
 
 private:

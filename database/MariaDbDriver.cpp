@@ -1,5 +1,7 @@
 #include "database/MariaDbDriver.h"
 
+#include "database/ClearPasswords.h"
+
 #include <QSqlDriver>
 #include <mysql.h>
 
@@ -12,6 +14,7 @@ MariaDbDriver::MariaDbDriver(ServerTarget target)
 
 void MariaDbDriver::configure(QSqlDatabase &database) const
 {
+    refuseClearPasswords();
     // An UPDATE tells how many rows it found, whether or not they had the value before.
     QString options =
         u"MYSQL_OPT_CONNECT_TIMEOUT=%1;CLIENT_FOUND_ROWS=1"_s.arg(target().limits.connect.count());

@@ -45,6 +45,26 @@ private:
     QStringList m_parts;
 };
 
+bool isYes(const QString &value)
+{
+    return !value.isEmpty() && !isKey(value, {"no"_L1, "false"_L1, "0"_L1, "optional"_L1});
+}
+
+OdbcDialect namedDialect(const QString &name)
+{
+    if (isKey(name, {"PostgreSQL"_L1, "Postgres"_L1}))
+        return OdbcDialect::PostgreSql;
+    if (isKey(name, {"MySQL"_L1, "MariaDB"_L1}))
+        return OdbcDialect::MariaDb;
+    if (isKey(name, {"SQLServer"_L1, "SQL Server"_L1}))
+        return OdbcDialect::SqlServer;
+    if (isKey(name, {"Standard"_L1}))
+        return OdbcDialect::Standard;
+    throw refused(
+        u"数据库连接字符串中“Dialect”的值“%1”不受支持，可用 PostgreSQL、MySQL、SQLServer 或 Standard"_s.arg(
+            name));
+}
+
 /// Named, or FreeTDS tries one version after the other, each with the whole time limit. An older server
 /// answers with its own.
 QString tdsVersion()
@@ -92,7 +112,27 @@ QString usableDriver(const QString &wanted, const QStringList &drivers)
     return driver;
 }
 
+bool isVerified(const SqlServerEncryption &encryption)
+{
+    return encryption.mode != SqlServerEncryption::Mode::Off && encryption.verifies;
+}
+
+void addFreeTdsEncryption(const SqlServerEncryption &encryption, TextBuilder &builder)
+{
+    if (encryption.mode == SqlServerEncryption::Mode::Strict)
+        throw refused(u"FreeTDS 不支持“Encrypt=Strict”，请安装 ODBC Driver for SQL Server"_s);
+    if (encryption.mode == SqlServerEncryption::Mode::On)
+        builder.add("Encryption"_L1, u"require"_s);
+}
+
 } // namespace
+
+SqlServerEncryption encryptionOf(const QString &encrypt, const QString &trust)
+{
+    using Mode = SqlServerEncryption::Mode;
+    const bool isStrict = isKey(encrypt, {"strict"_L1});
+    return {isStrict ? Mode::Strict : isYes(encrypt) ? Mode::On : Mode::Off, !isYes(trust)};
+}
 
 OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLimits &limits,
                                const OdbcInstallation &installation)
@@ -110,21 +150,50 @@ OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLi
         if (address.port > 0 || !hasInstance)
             builder.add("PORT"_L1, QString::number(address.port > 0 ? address.port : 1433));
         builder.add("TDS_Version"_L1, tdsVersion());
-        if (address.encrypt)
-            builder.add("Encryption"_L1, u"require"_s);
+        addFreeTdsEncryption(address.encryption, builder);
     } else {
         // A port makes the instance's name meaningless, and the driver refuses the two together.
         const QString host = address.port > 0 ? address.host.section(u'\\', 0, 0) : address.host;
         builder.add("SERVER"_L1, address.port > 0 ? host + u',' + QString::number(address.port) : host);
         // The newest driver encrypts unless told not to, which old servers cannot.
-        builder.add("Encrypt"_L1, address.encrypt ? u"yes"_s : u"no"_s);
-        builder.add("TrustServerCertificate"_L1, u"yes"_s);
+        using Mode = SqlServerEncryption::Mode;
+        const Mode mode = address.encryption.mode;
+        builder.add("Encrypt"_L1, mode == Mode::Off ? u"no"_s : mode == Mode::On ? u"yes"_s : u"strict"_s);
+        // Without encryption there is none to verify, but for the password's own.
+        const bool verifies = mode != Mode::Off && address.encryption.verifies;
+        builder.add("TrustServerCertificate"_L1, verifies ? u"no"_s : u"yes"_s);
     }
     if (!address.database.isEmpty())
         builder.add("DATABASE"_L1, address.database);
     builder.add("UID"_L1, address.user);
     builder.add("PWD"_L1, address.password);
-    return {builder.text(), family, limits};
+    OdbcTarget target{builder.text(), family, limits};
+    target.dialect = OdbcDialect::SqlServer;
+    target.freeTdsVerifies = family == OdbcFamily::FreeTds && isVerified(address.encryption);
+    return target;
+}
+
+OdbcTarget encryptedMariaDbTarget(const ServerTarget &target, const OdbcInstallation &installation)
+{
+    const QString driver = installedDriver(OdbcFamily::MariaDb, installation.drivers);
+    if (driver.isEmpty())
+        throw refused(u"加密的 MariaDB 或 MySQL 连接需要 ODBC 驱动程序，请安装 odbc-mariadb"_s);
+    QList<ConnectionString::Entry> entries{{u"DRIVER"_s, driver}};
+    const auto add = [&entries](const QString &key, const QString &value) {
+        if (!value.isEmpty())
+            entries += {key, value};
+    };
+    add(target.host.startsWith(u'/') ? u"SOCKET"_s : u"SERVER"_s, target.host);
+    add(u"PORT"_s, target.port > 0 ? QString::number(target.port) : QString());
+    add(u"DATABASE"_s, target.database);
+    add(u"UID"_s, target.user);
+    add(u"PWD"_s, target.password);
+    add(u"FORCETLS"_s, u"1"_s);
+    add(u"SSLVERIFY"_s, target.sslMode == "require"_L1 ? QString() : u"1"_s);
+    add(u"SSLCA"_s, target.certificateAuthority);
+    OdbcTarget encrypted = odbcTarget(entries, target.limits, installation);
+    encrypted.dialect = OdbcDialect::MariaDb;
+    return encrypted;
 }
 
 OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const DatabaseLimits &limits,
@@ -132,6 +201,10 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
 {
     OdbcFamily family = OdbcFamily::Other;
     bool wantsIntegrated = false;
+    bool isTlsForced = false;
+    QString encrypt;
+    QString trust;
+    OdbcDialect dialect = OdbcDialect::AsRecognised;
     TextBuilder builder;
     QStringList present;
     for (const auto &entry : entries) {
@@ -148,6 +221,17 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
         } else if (isKey(entry.key, {"connect timeout"_L1, "connection timeout"_L1, "command timeout"_L1,
                                      "timeout"_L1, "general timeout"_L1})) {
             continue; // ours: see limits
+        } else if (isKey(entry.key, {"dialect"_L1})) {
+            dialect = namedDialect(value);
+            continue;
+        } else if (isKey(entry.key, {"forcetls"_L1})) {
+            isTlsForced = isYes(value);
+        } else if (family == OdbcFamily::FreeTds && isKey(entry.key, {"encrypt"_L1})) {
+            encrypt = value;
+            continue; // FreeTDS would read over it
+        } else if (family == OdbcFamily::FreeTds && isKey(entry.key, {"trustservercertificate"_L1})) {
+            trust = value;
+            continue;
         }
         builder.add(entry.key, value);
         present += entry.key.toLower();
@@ -174,5 +258,9 @@ OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const Datab
                !present.contains(u"servername"_s)) {
         addUnlessPresent("TDS_Version"_L1, tdsVersion());
     }
-    return {builder.text(), family, limits};
+    const SqlServerEncryption encryption = encryptionOf(encrypt, trust);
+    addFreeTdsEncryption(encryption, builder);
+    // A server by the name of its section has the section say how it is verified.
+    const bool freeTdsVerifies = isVerified(encryption) && !present.contains(u"servername"_s);
+    return {builder.text(), family, limits, dialect, isTlsForced, freeTdsVerifies};
 }

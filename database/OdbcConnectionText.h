@@ -3,6 +3,15 @@
 #include "database/ConnectionString.h"
 #include "database/ConnectionTarget.h"
 
+/// How the line to a SQL Server is guarded.
+struct SqlServerEncryption {
+    enum class Mode { Off, On, Strict };
+    Mode mode = Mode::Off;
+    bool verifies = true; ///< the server's certificate
+};
+/// Of the values of Encrypt and TrustServerCertificate, "" where they are not given.
+[[nodiscard]] SqlServerEncryption encryptionOf(const QString &encrypt, const QString &trust);
+
 /// Where a SQL Server is, however the connection string said it.
 struct SqlServerAddress {
     QString host; ///< name or address, or name\instance
@@ -10,7 +19,7 @@ struct SqlServerAddress {
     QString database;
     QString user;
     QString password;
-    bool encrypt = false;
+    SqlServerEncryption encryption;
 };
 
 /// The ODBC connection to a SQL Server through the best driver installed: the vendor's, else FreeTDS. Throws
@@ -18,8 +27,13 @@ struct SqlServerAddress {
 [[nodiscard]] OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLimits &limits,
                                              const OdbcInstallation &installation);
 
+/// The connection to a MariaDB or MySQL with an encrypted line. Throws DatabaseFault (Refused) when MariaDB's ODBC
+/// driver is not installed.
+[[nodiscard]] OdbcTarget encryptedMariaDbTarget(const ServerTarget &target,
+                                                const OdbcInstallation &installation);
+
 /// The connection that ODBC keys ask for. The keys go to the driver as they are; a driver that is not
 /// installed is replaced by one of the same family ("SQL Server" by FreeTDS, "MySQL ODBC 5.1 Driver" by
-/// MariaDB's). Throws DatabaseFault (Refused) when there is none either.
+/// MariaDB's). The key Dialect is ours. Throws DatabaseFault (Refused) when there is none either.
 [[nodiscard]] OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries,
                                     const DatabaseLimits &limits, const OdbcInstallation &installation);

@@ -42,10 +42,12 @@ void OdbcStatement::execute(const QVariantList &values)
     m_parameters.resize(static_cast<size_t>(values.size()));
     for (qsizetype i = 0; i < values.size(); ++i)
         set(static_cast<SQLUSMALLINT>(i + 1), values[i], m_parameters[static_cast<size_t>(i)]);
+    m_isOpen = false;
     const SQLRETURN result = SQLExecute(m_handle.get());
     // An UPDATE or DELETE that found no row says so here.
     if (result != SQL_NO_DATA)
         check(result);
+    m_isOpen = true;
     findResult();
     if (result == SQL_NO_DATA && m_driver.dialect().rowCountQuery().isEmpty())
         m_affectedRows = qMax<qint64>(0, m_affectedRows);
@@ -304,7 +306,10 @@ std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLS
 
 void OdbcStatement::finish() noexcept
 {
-    SQLFreeStmt(m_handle.get(), SQL_CLOSE);
+    // Not after a refusal: MariaDB's driver would wait for a result that never comes.
+    if (m_isOpen)
+        SQLFreeStmt(m_handle.get(), SQL_CLOSE);
+    m_isOpen = false;
     m_hasResult = false;
 }
 

@@ -58,5 +58,6 @@ private:
     std::vector<SQLSMALLINT> m_columnTypes;
     std::vector<QVariant> m_row;
     qint64 m_affectedRows = 0;
+    bool m_isOpen = false; // carried out, and not finished
     bool m_hasResult = false;
 };

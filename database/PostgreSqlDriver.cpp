@@ -6,6 +6,17 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// As libpq's connection strings quote a value.
+QString conninfoValue(QString value)
+{
+    return u'\'' + value.replace(u'\\', "\\\\"_L1).replace(u'\'', "\\'"_L1) + u'\'';
+}
+
+} // namespace
+
 PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
     : QtSqlServerDriver(u"QPSQL"_s, std::move(target), postgreSqlDialect())
 {
@@ -22,6 +33,8 @@ void PostgreSqlDriver::configure(QSqlDatabase &database) const
             .arg(lineLimit);
     if (!target().sslMode.isEmpty())
         options += ";sslmode="_L1 + target().sslMode;
+    if (!target().certificateAuthority.isEmpty())
+        options += ";sslrootcert="_L1 + conninfoValue(target().certificateAuthority);
     database.setConnectOptions(options);
 }
 

@@ -37,7 +37,7 @@ QString QtSqlLine::described(const QString &what, const QSqlError &error)
 QString QtSqlLine::causeOf(const QSqlError &error)
 {
     QString cause = error.databaseText().isEmpty() ? error.driverText() : error.databaseText();
-    // What stands in the lines below can be the values of the statement.
+    // What is in the lines below can be the values of the statement.
     cause = cause.section(u'\n', 0, 0).trimmed();
     if (!error.nativeErrorCode().isEmpty())
         cause += " ["_L1 + error.nativeErrorCode() + u']';

@@ -61,6 +61,11 @@ QtSqlServerDriver::~QtSqlServerDriver()
 void QtSqlServerDriver::connect()
 {
     QSqlDatabase db = database();
+    if (m_target.port > 0)
+        db.setPort(m_target.port);
+    db.setDatabaseName(m_target.database);
+    db.setUserName(m_target.user);
+    db.setPassword(m_target.password);
     configure(db);
     if (!db.open())
         throw DatabaseFault(DatabaseFault::Kind::Lost,
@@ -87,7 +92,7 @@ QVariant QtSqlServerDriver::lastIdentity(Statement &insert, const QString &, con
 
 DatabaseFault QtSqlServerDriver::fault(const QString &what, const QSqlError &error) const
 {
-    if (hasStruck())
+    if (hasTimedOut())
         return {DatabaseFault::Kind::Lost, u"数据库服务器 %1 在规定时间内没有应答"_s.arg(m_target.host)};
     const SqlErrorCode code = codeOf(error);
     return {dialect().kindOf(code), described(what, error), dialect().causeOf(code)};

@@ -24,7 +24,7 @@ protected:
     [[nodiscard]] DatabaseFault fault(const QString &what, const QSqlError &error) const final;
     [[nodiscard]] bool readsRowByRow() const final { return false; }
 
-    /// Sets host, options and credentials, this driver's own way.
+    /// Sets host and options, this driver's own way.
     virtual void configure(QSqlDatabase &database) const = 0;
     /// The open connection's socket, from the driver's own handle.
     [[nodiscard]] virtual int socket(const QSqlDatabase &database) const = 0;

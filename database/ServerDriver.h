@@ -45,7 +45,7 @@ protected:
     [[nodiscard]] const DatabaseLimits &limits() const { return m_limits; }
     [[nodiscard]] DeadlineGuard &guard() { return m_guard; }
     /// True once a time limit has cut the connection.
-    [[nodiscard]] bool hasStruck() const { return m_guard.struck(); }
+    [[nodiscard]] bool hasTimedOut() const { return m_guard.hasFired(); }
     /// The time limit of a statement with values of this size.
     [[nodiscard]] DeadlineGuard::Watch watch(qint64 payloadOctets);
 

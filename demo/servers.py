@@ -158,7 +158,7 @@ def story(options, folder):
                     f"values ('user{i}', '138{i:08d}', '员工{i}', '1');" for i in range(30))
     database.sql(users + "insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, "
                  "MsgType, MsgContent) values ('2006-01-01', 'user0', '"
-                 + ",".join(f"user{i}" for i in range(30)) + "', '', '2006-01-01', '0', '" + "今晚七点开会。" * 15 + "');")
+                 + ";".join(f"user{i}" for i in range(30)) + "', '', '2006-01-01', '0', '" + "今晚七点开会。" * 15 + "');")
     servers = several(options, folder, database, options.servers, 300)
     well = open_all(servers)
     expected = count(database, "SMS_WaitToSend")

@@ -19,7 +19,11 @@ QString databaseTask()
 
 void TaskGuard::run(const QString &task, const std::function<void()> &work)
 {
-    const auto sumUp = qScopeGuard([this] { m_faults.sumUpRows(); });
+    const auto sumUp = qScopeGuard([this] {
+        m_faults.sumUpRows();
+        for (const QString &table : m_session.Conn().takeReplacedTables())
+            tellReplacedCharacters(table);
+    });
     try {
         work();
         m_faults.over(task);
@@ -35,6 +39,14 @@ void TaskGuard::run(const QString &task, const std::function<void()> &work)
     } catch (const std::exception &error) {
         m_faults.failed(task, QString::fromUtf8(error.what()));
     }
+}
+
+void TaskGuard::tellReplacedCharacters(const QString &table)
+{
+    if (m_toldTables.contains(table, Qt::CaseInsensitive))
+        return;
+    m_toldTables += table;
+    m_console.addLogLine(u"数据表 %1 的字符集存不下部分字符，已用“?”代替"_s.arg(table));
 }
 
 void TaskGuard::runPass(const QString &task, const std::function<void()> &pass)

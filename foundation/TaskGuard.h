@@ -19,6 +19,9 @@ public:
     /// Runs work that needs no database. task: what it is, in the operator's words.
     void run(const QString &task, const std::function<void()> &work);
 
+    /// Tells that characters were replaced in this table, once a table and run: another session may find the same.
+    void tellReplacedCharacters(const QString &table);
+
     /// Runs a pass: a lost connection is reopened first, and the pass is left out while that fails, while
     /// another pass has just found the database unavailable (the window would wait once per timer otherwise)
     /// or when the program has been asked to end.
@@ -31,5 +34,6 @@ private:
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
+    QStringList m_toldTables;
     QElapsedTimer m_sinceUnavailable; // invalid while the database serves
 };

@@ -92,6 +92,8 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace, const
                 driver.logInOneAtATime();
             if (lock.isOurs())
                 driver.pass();
+            for (const QString &table : session.Conn().takeReplacedTables())
+                reporter.report(CollectionMessages::CharactersReplaced{table});
         } else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {

@@ -72,6 +72,7 @@ struct Encoder {
         return {u"mail"_s, keyText(report.mail.accountKey), report.mail.uid};
     }
     QJsonArray operator()(const MailEnds &) const { return {u"end"_s}; }
+    QJsonArray operator()(const CharactersReplaced &report) const { return {u"characters"_s, report.table}; }
     QJsonArray operator()(const PassFailed &report) const
     {
         return {u"failed"_s, report.databaseGone, report.cause};
@@ -143,6 +144,8 @@ std::optional<Report> decodeReport(const QByteArray &line)
         return MailBegins{{key, text}};
     if (kind == "end"_L1)
         return MailEnds{};
+    if (kind == "characters"_L1)
+        return CharactersReplaced{array.at(1).toString()};
     if (kind == "failed"_L1)
         return PassFailed{array.at(1).toBool(), text};
     return std::nullopt;

@@ -37,12 +37,17 @@ struct MailBegins {
 };
 struct MailEnds {
 };
+/// Characters that this table cannot hold were replaced.
+struct CharactersReplaced {
+    QString table;
+};
 /// The pass ended early.
 struct PassFailed {
     bool databaseGone = false; ///< else it concerns the collection alone
     QString cause;
 };
-using Report = std::variant<AccountBegins, AccountLearnt, MailBegins, MailEnds, PassFailed>;
+using Report =
+    std::variant<AccountBegins, AccountLearnt, MailBegins, MailEnds, CharactersReplaced, PassFailed>;
 [[nodiscard]] QByteArray encode(const Report &report);
 /// Nothing for a line that is none of them.
 [[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);

@@ -114,7 +114,9 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
     else if (std::holds_alternative<MailEnds>(report)) {
         m_mail.reset();
         m_console.count(OperatorConsole::Event::Collected);
-    } else if (const auto *failure = std::get_if<PassFailed>(&report))
+    } else if (const auto *replaced = std::get_if<CharactersReplaced>(&report))
+        m_guard.tellReplacedCharacters(replaced->table);
+    else if (const auto *failure = std::get_if<PassFailed>(&report))
         m_failure = *failure;
 }
 

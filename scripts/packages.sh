@@ -5,7 +5,7 @@ build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev
     unixodbc-dev odbcinst"
 demo_packages="sqlite3 fonts-wqy-microhei dovecot-pop3d openssl"
 test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick
-    postgresql mariadb-server odbc-postgresql odbc-mariadb tdsodbc"
+    postgresql mariadb-server odbc-postgresql odbc-mariadb tdsodbc libsqliteodbc pgbouncer"
 picture_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-xserver-utils"
 check_packages="clang-format clang-tidy"
 

@@ -53,6 +53,24 @@ private slots:
             << vendor
             << u"DRIVER=ODBC Driver 18 for SQL Server;SERVER={s,1444};Encrypt=no;TrustServerCertificate=yes;"
                "DATABASE=oa;UID=sa;PWD={x}}y}"_s;
+        const QString sqlServer = u"Provider=SQLOLEDB;Data Source=s;User ID=a;Password=b"_s;
+        QTest::newRow("encrypted and verified, vendor's")
+            << sqlServer + u";Encrypt=Mandatory"_s << vendor
+            << u"DRIVER=ODBC Driver 18 for SQL Server;SERVER=s;Encrypt=yes;TrustServerCertificate=no;UID=a;PWD=b"_s;
+        QTest::newRow("encrypted, FreeTDS")
+            << sqlServer + u";Use Encryption for Data=True;Trust Server Certificate=True"_s << freeDrivers()
+            << u"DRIVER=FreeTDS;SERVER=s;PORT=1433;TDS_Version=7.4;Encryption=require;UID=a;PWD=b"_s;
+        QTest::newRow("encrypted, the vendor's keys for FreeTDS")
+            << u"DRIVER={ODBC Driver 17 for SQL Server};SERVER=s;Encrypt=yes;TrustServerCertificate=no"_s
+            << freeDrivers() << u"DRIVER=FreeTDS;SERVER=s;TDS_Version=7.4;Encryption=require"_s;
+        QTest::newRow("encrypted and verified, MariaDB")
+            << u"Provider=MySQL;Server=s;Database=oa;Uid=a;Pwd=b;SslMode=VerifyFull;SslCa=/ca.pem"_s
+            << freeDrivers()
+            << u"DRIVER=MariaDB "
+               u"Unicode;SERVER=s;DATABASE=oa;UID=a;PWD=b;FORCETLS=1;SSLVERIFY=1;SSLCA=/ca.pem;"
+               "CONN_TIMEOUT=5;CHARSET=utf8mb4;OPTION=2"_s;
+        QTest::newRow("dialect") << u"DSN=Office;Dialect=Standard;UID=a"_s << freeDrivers()
+                                 << u"DSN=Office;UID=a;CONN_TIMEOUT=5;CHARSET=utf8mb4;OPTION=2"_s;
         QTest::newRow("ODBC, a driver of the same family")
             << u"Driver={SQL Server};Server=s;Database=oa;Uid=sa;Pwd='x;"_s << freeDrivers()
             << u"Driver=FreeTDS;Server=s;Database=oa;Uid=sa;Pwd={'x};TDS_Version=7.4"_s;
@@ -100,6 +118,13 @@ private slots:
         QCOMPARE(socket.kind, ServerTarget::Kind::MariaDb);
         QCOMPARE(socket.host, u"/run/mysqld/mysqld.sock"_s);
         QCOMPARE(socket.port, 3307);
+        for (const auto &[trust, verifies] : {std::pair(u"yes"_s, false), std::pair(u"no"_s, true)})
+            QCOMPARE(std::get<OdbcTarget>(
+                         connectionTarget(u"DRIVER={FreeTDS};SERVER=s;Encrypt=yes;TrustServerCertificate="_s +
+                                              trust,
+                                          installation(freeDrivers())))
+                         .freeTdsVerifies,
+                     verifies);
     }
 
     void unusableStringsNameTheKeyAndNoPassword_data()
@@ -124,6 +149,10 @@ private slots:
             << u"Provider=MariaDB;Server=s,x;Database=oa;Pwd=secret"_s << u"“Data Source”"_s;
         QTest::newRow("limit") << u"Provider=MariaDB;Connect Timeout=soon;"_s + server
                                << u"connect timeout"_s;
+        QTest::newRow("dialect") << u"DSN=Office;Dialect=Jet;PWD=secret"_s << u"“Dialect”"_s;
+        QTest::newRow("ssl mode") << u"Provider=MariaDB;SslMode=perhaps;"_s + server << u"“SslMode”"_s;
+        QTest::newRow("strict, FreeTDS")
+            << u"Provider=SQLOLEDB;Encrypt=Strict;"_s + server << u"Encrypt=Strict"_s;
         QTest::newRow("driver not installed") << u"DRIVER={Oracle};PWD=secret"_s << u"“Oracle”"_s;
     }
     void unusableStringsNameTheKeyAndNoPassword()

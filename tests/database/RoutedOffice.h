@@ -30,8 +30,9 @@ struct RoutedOffice {
         : RoutedOffice(servers, extraKeys, currentRoute())
     {
     }
-    RoutedOffice(TestServers &servers, const QString &extraKeys, DatabaseRoute route)
-        : database(servers, route)
+    RoutedOffice(TestServers &servers, const QString &extraKeys, DatabaseRoute route,
+                 const QString &databaseOptions = {})
+        : database(servers, route, databaseOptions)
     {
         connection.open(database.connectString() + extraKeys);
     }

@@ -107,6 +107,8 @@ void PrivateDatabaseServer::makeData()
 void PrivateDatabaseServer::start(const QString &address)
 {
     m_address = address;
+    // Not a pipe: a server that talks much would wait for its reader.
+    m_process.setStandardOutputFile(logFile(), QIODevice::Append);
     if (m_system == System::PostgreSql)
         launch(m_process, program(u"postgres"_s),
                {u"-D"_s, dataFolder(), u"-p"_s, QString::number(m_port), u"-c"_s,
@@ -130,9 +132,11 @@ void PrivateDatabaseServer::start(const QString &address)
             return m_process.state() == QProcess::NotRunning;
         }
     };
+    QFile log(logFile());
     if (!QTest::qWaitFor(answers, startLimitMilliseconds) || m_process.state() == QProcess::NotRunning)
         throw Fault(u"the database server did not start: %1\n%2"_s.arg(
-            lastFault, QString::fromUtf8(m_process.readAll().right(2000))));
+            lastFault,
+            log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll().right(2000)) : QString()));
 }
 
 void PrivateDatabaseServer::stop()
@@ -231,6 +235,11 @@ QString PrivateDatabaseServer::program(const QString &name) const
 QString PrivateDatabaseServer::dataFolder() const
 {
     return m_folder.filePath(u"data"_s);
+}
+
+QString PrivateDatabaseServer::logFile() const
+{
+    return m_folder.filePath(u"log"_s);
 }
 
 QString PrivateDatabaseServer::scratchFolder() const

@@ -45,6 +45,7 @@ private:
     void runToEnd(const QString &program, const QStringList &arguments) const;
     [[nodiscard]] QString program(const QString &name) const;
     [[nodiscard]] QString dataFolder() const;
+    [[nodiscard]] QString logFile() const;
     /// For temporary files: a MariaDB that starts removes those that others have in the common folder.
     [[nodiscard]] QString scratchFolder() const;
     void signalAll(int signal) const;

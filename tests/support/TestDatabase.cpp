@@ -52,7 +52,7 @@ PrivateDatabaseServer &TestServers::of(DatabaseRoute route)
     return *server;
 }
 
-TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route) : m_route(route)
+TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route, const QString &options) : m_route(route)
 {
     static int number = 0;
     const QString name = u"oa_%1"_s.arg(++number);
@@ -67,7 +67,7 @@ TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route) : m_route(
     const PrivateDatabaseServer &server = servers.of(route);
     m_server = &server;
     openOaSystem(server.firstDatabase());
-    oa("create database "_L1 + name + (isMariaDb() ? QString(u" character set utf8mb4"_s) : QString()));
+    oa("create database "_L1 + name + (isMariaDb() ? u" character set utf8mb4"_s : u" "_s) + options);
     openOaSystem(name);
     const bool isOdbc = route == DatabaseRoute::PostgreSqlOdbc || route == DatabaseRoute::MariaDbOdbc;
     m_connectString = isOdbc ? server.odbcConnectString(name) : server.nativeConnectString(name);

@@ -32,7 +32,8 @@ private:
 class TestDatabase
 {
 public:
-    TestDatabase(TestServers &servers, DatabaseRoute route);
+    /// options: at the end of a server's "create database".
+    TestDatabase(TestServers &servers, DatabaseRoute route, const QString &options = {});
     ~TestDatabase();
     TestDatabase(const TestDatabase &) = delete;
     TestDatabase &operator=(const TestDatabase &) = delete;
