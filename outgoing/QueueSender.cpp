@@ -105,7 +105,7 @@ std::vector<QueueSender::Row> QueueSender::rowsInTurn(Recordset &queue) const
     std::vector<Row> rows;
     std::vector<Row> broadcasts;
     for (; !queue.atEnd(); queue.moveNext()) {
-        const bool isSingle = queue.value("SOAID"_L1) == -1;
+        const bool isSingle = queue.value("SOAID"_L1).toString().trimmed() == "-1"_L1;
         (singlesFirst && !isSingle ? broadcasts : rows)
             .push_back({queue.value("OAID"_L1), queue.value("ToMB"_L1), queue.value("MsgContent"_L1)});
     }

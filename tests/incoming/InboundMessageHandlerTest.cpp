@@ -63,54 +63,6 @@ private slots:
         QFETCH(QString, sender);
         QFETCH(QString, address);
         QCOMPARE(replyAddress(sender), address);
-        QCOMPARE(arrive(sender, u"hi"_s), MessageFate::Handled);
-        QCOMPARE(stored(), QStringList(sender + u"|2006-03-05 07:00:00|hi"_s));
-        QCOMPARE(m_office->console.takeLog(),
-                 QStringList(u"手机："_s + address + u"发来短信,时间:2006-03-05 07:00:00"_s));
-    }
-
-    void ordinaryTextIsStoredUnchanged_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::newRow("empty") << u""_s;
-        QTest::newRow("quotes and SQL") << u"'); drop table SMS_SIMReceive; --"_s;
-        QTest::newRow("blanks and line ends") << u" a\r\nb "_s;
-        QTest::newRow("emoji") << u"好😀"_s;
-        QTest::newRow("long") << QString(5000, u'短');
-        QTest::newRow("code of another order type") << u"ZX"_s;
-    }
-    void ordinaryTextIsStoredUnchanged()
-    {
-        QFETCH(QString, text);
-        m_office->oa(
-            u"insert into SMS_Order (OrderName, OrderCode, IsOrder, isPulic) values ('ZXXX', 'ZX', '1', '1')"_s);
-        QCOMPARE(arrive(u"1001"_s, text), MessageFate::Handled);
-        QCOMPARE(stored(), QStringList(u"1001|2006-03-05 07:00:00|"_s + text));
-        QCOMPARE(m_office->console.takeLog().size(), 1);
-    }
-
-    void commandIsConsumed_data()
-    {
-        QTest::addColumn<QString>("sender");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("replies");
-        QTest::newRow("carried out")
-            << u"+8613800000001"_s << u"DY"_s
-            << QStringList(u"13800000001|办公提示：您已经成功订阅了内部邮件短信通知功能。"_s);
-        QTest::newRow("from a stranger") << u"13900000001"_s << u"DY"_s << QStringList();
-        QTest::newRow("of a closed type") << u"+8613800000001"_s << u"RC"_s << QStringList();
-    }
-    void commandIsConsumed()
-    {
-        QFETCH(QString, sender);
-        QFETCH(QString, text);
-        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('bob', '+8613800000001')"_s);
-        m_office->oa(
-            u"insert into SMS_Order (OrderName, OrderCode, IsOrder, isPulic) values ('NBYJ', 'DY', '1', '1'),"
-            " ('RCGL', 'RC', '0', '1')"_s);
-        QCOMPARE(arrive(sender, text), MessageFate::Handled);
-        QCOMPARE(stored(), QStringList());
-        QTEST(m_office->rows(u"select ToMB, MsgContent from SMS_Queues"_s), "replies");
     }
 
     void failedReadIsLoggedWithoutADatabase_data()

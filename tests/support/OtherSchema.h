@@ -22,6 +22,7 @@ class OtherSchema
 public:
     OtherSchema(TestDatabase &database, SchemaKind kind);
     void load();
+    [[nodiscard]] SchemaKind kind() const { return m_kind; }
     /// A statement of the OA system, which knows how its own tables are spelled.
     [[nodiscard]] QString spelled(const QString &sql) const;
 

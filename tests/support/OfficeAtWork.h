@@ -7,6 +7,8 @@
 #include "tests/support/RecordingConsole.h"
 #include "tests/support/SimulatorProcess.h"
 
+#include <optional>
+
 /// An office on one database with everything that works on it: all passes, and a simulated modem.
 class OfficeAtWork
 {
@@ -20,8 +22,14 @@ public:
     /// The OA system adds a row: its values, by column.
     void add(const QString &table, const QString &columns, const QVariantList &values);
     /// The columns of all rows, in the order of the row key, each value without the blanks that pad it.
-    [[nodiscard]] QStringList rows(const QString &table, const QString &columns,
-                                   const QString &key = QStringLiteral("OAID"));
+    [[nodiscard]] QStringList rows(const QString &table, const QString &columns);
+    /// The database refuses (or, on SQLite, ignores) an insert, update or delete of the rows whose column has that
+    /// value, of all rows for no column, until allowAll().
+    void refuse(const QString &event, const QString &table, const QString &column, const QString &value,
+                bool isIgnored = false);
+    void allowAll();
+    /// The simulated modem, plugged in and open from the first call on.
+    SimulatorProcess &simulator();
 
     TestDatabase database;
     OtherSchema schema;
@@ -29,12 +37,13 @@ public:
 private:
     QTemporaryDir m_folder;
     FileRegistry m_registry{m_folder.filePath(QStringLiteral("settings.ini"))};
+    std::optional<SimulatorProcess> m_simulator;
+    QString m_refusedTable;
 
 public:
     DatabaseSession session{m_registry};
     RecordingConsole console;
     ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
-    SimulatorProcess simulator;
-    ModemControl modem{clock, [this](int) { return simulator.devicePath(); }};
+    ModemControl modem;
     ServicePasses passes{{clock, m_registry, session, modem}, console};
 };

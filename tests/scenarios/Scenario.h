@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QList>
+#include <QStringList>
+
+/// One line of a scenario and the rows indented below it, each split at "|" into cells. A cell in double quotes
+/// keeps its blanks; {70*字} is a text repeated, \n \r \0 \x1a are control characters.
+struct ScenarioStep {
+    QString text;
+    QList<QStringList> rows;
+    int line = 0;
+};
+
+/// What an office does and what its tables and log then hold, as a text tells it.
+struct Scenario {
+    QString name; ///< with the case's, where there are cases
+    QList<ScenarioStep> steps;
+    bool isFirstCase = true; ///< what every database is tried with; the others on SQLite
+    bool isForEverySchema = false;
+    bool isForSqlite = false;  ///< and no other database
+    bool isForServers = false; ///< and not SQLite
+};
+
+/// The scenarios of a file. "== NAME" begins one; "#" begins a comment; "on every schema", "on SQLite"
+/// and "on servers" say where it runs. "cases: name | X | Y" and its rows at the end make one of each row, with <X> and <Y> replaced; a
+/// row that is a placeholder alone becomes as many rows as the value has, separated by " / " and each in double quotes
+/// where it has several cells, and none for "-".
+/// Throws Fault for a file that cannot be read.
+[[nodiscard]] QList<Scenario> readScenarios(const QString &fileName);
+
+/// A cell's text, unquoted and unescaped.
+[[nodiscard]] QString cellText(const QString &cell);
+/// A line's cells, as cellText() takes them.
+[[nodiscard]] QStringList cellsOf(const QString &line);

@@ -1,0 +1,271 @@
+#include "tests/scenarios/Scenario.h"
+#include "tests/support/OfficeAtWork.h"
+#include "tests/support/ScriptedPop3Server.h"
+
+#include <QDir>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Does what the steps of a scenario say.
+///
+///   given TABLE: COLUMN | ...      rows of the OA system's, indented below; NULL is null
+///   then TABLE: COLUMN | ...       all rows of the table, in the order of their keys
+///   log                            what was logged since the last such line; "*" stands for anything. A scenario
+///                                  ends with nothing else logged
+///   panels TEXT | TEXT | ...       status, to send, succeeded, failed
+///   sent                           "number | text" of what the modem has sent, indented below
+///   expand send archive alert collect    one tick each, in the order written
+///   receive SENDER | TEXT          a message arrives, sent at 06:00:00, the next at :01, ..., and is handled
+///   modem COMMAND                  for the simulated modem
+///   mailbox USER: FILE ...         the user has an account with these mails
+///   oa STATEMENT                   anything else that the OA system does
+///   at question N, STATEMENT       ... when a pass asks for the Nth time whether it shall end
+///   refuse EVENT TABLE [COLUMN=VALUE]    the database refuses to insert, update or delete; on SQLite "ignore" too
+///   allow                          it does not any more
+///   advance SECONDS                the clock
+class Play
+{
+public:
+    explicit Play(OfficeAtWork &office) : m_office(office) {}
+
+    /// What the step found otherwise than written; "" when all is well.
+    QString perform(const ScenarioStep &step)
+    {
+        const QString verb = step.text.section(QRegularExpression(u"[ :]"_s), 0, 0);
+        const QString rest = step.text.sliced(verb.size()).trimmed();
+        if (verb == u"given")
+            given(rest, step.rows);
+        else if (verb == u"then")
+            return compared(m_office.rows(tableOf(rest), columnsOf(rest).join(u", "_s)), joined(step.rows));
+        else if (verb == u"log")
+            return comparedLog(m_office.console.takeLog(), joined(step.rows));
+        else if (verb == u"panels")
+            return compared(panels(), {joined({cellsOf(rest)})});
+        else if (verb == u"sent")
+            return compared(sent(), joined(step.rows));
+        else if (verb == u"receive")
+            return received(rest);
+        else if (verb == u"modem")
+            m_office.simulator().command(rest);
+        else if (verb == u"mailbox")
+            openMailbox(rest);
+        else if (verb == u"oa")
+            m_office.database.oa(m_office.schema.spelled(rest));
+        else if (verb == u"at")
+            atQuestion(rest.section(u' ', 1).section(u',', 0, 0).toInt(), rest.section(u", "_s, 1));
+        else if (verb == u"refuse" || verb == u"ignore")
+            refuse(rest.split(u' '), verb == u"ignore");
+        else if (verb == u"allow")
+            m_office.allowAll();
+        else if (verb == u"advance")
+            m_office.clock.advanceSeconds(rest.toInt());
+        else
+            for (const QString &pass : step.text.split(u' '))
+                tick(pass);
+        return {};
+    }
+
+private:
+    static QString tableOf(const QString &head) { return head.section(u':', 0, 0); }
+    static QStringList columnsOf(const QString &head) { return cellsOf(head.section(u':', 1).trimmed()); }
+    static QStringList joined(const QList<QStringList> &rows)
+    {
+        QStringList lines;
+        for (const QStringList &row : rows) {
+            QStringList texts;
+            for (const QString &cell : row)
+                texts += cellText(cell);
+            lines += texts.join(u'|');
+        }
+        return lines;
+    }
+    static QString compared(const QStringList &found, const QStringList &wanted)
+    {
+        return found == wanted
+                   ? QString()
+                   : u"found\n  %1\nwanted\n  %2"_s.arg(found.join(u"\n  "_s), wanted.join(u"\n  "_s));
+    }
+    static QString comparedLog(const QStringList &found, const QStringList &wanted)
+    {
+        bool isEqual = found.size() == wanted.size();
+        for (qsizetype i = 0; isEqual && i < found.size(); ++i) {
+            const QString pattern = QRegularExpression::escape(wanted[i]).replace(u"\\*"_s, u".*"_s);
+            isEqual = QRegularExpression(QRegularExpression::anchoredPattern(pattern),
+                                         QRegularExpression::DotMatchesEverythingOption)
+                          .match(found[i])
+                          .hasMatch();
+        }
+        return isEqual ? QString() : compared(found, wanted + QStringList(u"(log)"_s));
+    }
+
+    void given(const QString &head, const QList<QStringList> &rows)
+    {
+        for (const QStringList &row : rows) {
+            QVariantList values;
+            for (const QString &cell : row)
+                values += cell == u"NULL" ? QVariant() : QVariant(cellText(cell));
+            m_office.add(tableOf(head), columnsOf(head).join(u", "_s), values);
+        }
+    }
+    void tick(const QString &pass)
+    {
+        m_asked = 0;
+        if (pass == u"expand")
+            m_office.passes.expand();
+        else if (pass == u"send") {
+            m_office.simulator();
+            m_office.passes.send();
+        } else if (pass == u"archive")
+            m_office.passes.archive();
+        else if (pass == u"alert")
+            m_office.passes.alert();
+        else if (pass == u"collect")
+            m_office.passes.collect();
+        else
+            throw Fault(u"no such step: "_s + pass);
+    }
+    QString received(const QString &rest)
+    {
+        const QStringList cells = cellsOf(rest);
+        SimulatorProcess &simulator = m_office.simulator();
+        simulator.command(
+            u"deliver --time 2006-03-05T06:00:%1+08:00 %2 %3"_s.arg(m_received++, 2, 10, QChar(u'0'))
+                .arg(cells[0], cellText(cells[1])));
+        return QTest::qWaitFor([&] { return simulator.command(u"status"_s).contains(u"SM=0/"_s); })
+                   ? QString()
+                   : u"the message stayed in the modem"_s;
+    }
+    QStringList sent()
+    {
+        QStringList lines;
+        for (const SentMessage &message : m_office.simulator().sentWhole())
+            lines += message.number + u'|' + message.text;
+        return lines;
+    }
+    QStringList panels() const
+    {
+        using Panel = OperatorConsole::Panel;
+        QStringList texts;
+        for (const Panel panel : {Panel::Status, Panel::ToSend, Panel::Succeeded, Panel::Failed})
+            texts += m_office.console.panelText(panel);
+        return {texts.join(u'|')};
+    }
+    void openMailbox(const QString &rest)
+    {
+        ScriptedPop3Server::Script script;
+        for (const QString &name : rest.section(u": "_s, 1).split(u' ')) {
+            QFile file(QStringLiteral(SCENARIO_FOLDER) + u'/' + name);
+            if (!file.open(QIODevice::ReadOnly))
+                throw Fault(u"cannot read "_s + name);
+            script.messages += file.readAll().replace('\n', "\r\n");
+            script.uids += name.section(u'.', 0, 0).toUtf8();
+        }
+        const auto &server = m_mailboxes.emplace_back(std::make_unique<ScriptedPop3Server>(script));
+        m_office.add(u"SA_email"_s, u"UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+                     {tableOf(rest), u"127.0.0.1"_s, server->port(), u"box"_s, u"p'w"_s, 1});
+    }
+    void atQuestion(int number, const QString &statement)
+    {
+        m_office.console.stopWhen = [this, number, statement] {
+            if (++m_asked == number)
+                m_office.database.oa(m_office.schema.spelled(statement));
+            return false;
+        };
+    }
+    void refuse(const QStringList &words, bool isIgnored)
+    {
+        const QString condition = words.sliced(2).join(u' ');
+        m_office.refuse(words[0], words[1], condition.section(u'=', 0, 0), condition.section(u'=', 1),
+                        isIgnored);
+    }
+
+    OfficeAtWork &m_office;
+    std::vector<std::unique_ptr<ScriptedPop3Server>> m_mailboxes;
+    int m_received = 0; // the next one's second
+    int m_asked = 0;    // in this tick
+};
+
+struct Route {
+    const char *name;
+    DatabaseRoute route;
+};
+constexpr std::array routes{
+    Route{"SQLite", DatabaseRoute::Sqlite}, Route{"PostgreSQL", DatabaseRoute::PostgreSql},
+    Route{"MariaDB", DatabaseRoute::MariaDb}, Route{"PostgreSQL, ODBC", DatabaseRoute::PostgreSqlOdbc},
+    Route{"MariaDB, ODBC", DatabaseRoute::MariaDbOdbc}};
+struct Schema {
+    const char *name;
+    SchemaKind kind;
+};
+constexpr std::array schemas{Schema{"", SchemaKind::Sample},
+                             Schema{", padded texts", SchemaKind::PaddedTexts},
+                             Schema{", numbers and zones", SchemaKind::NumbersZoned}};
+
+} // namespace
+
+/// Every scenario beside this file, on real databases.
+class ScenarioTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QList<Scenario> m_scenarios;
+    TestServers m_servers;
+
+private slots:
+    void play_data()
+    {
+        QTest::addColumn<int>("scenario");
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::addColumn<SchemaKind>("kind");
+        const QDir folder(QStringLiteral(SCENARIO_FOLDER));
+        for (const QString &name : folder.entryList({u"*.scenario"_s}))
+            m_scenarios += readScenarios(folder.filePath(name));
+        for (int i = 0; i < m_scenarios.size(); ++i) {
+            const Scenario &scenario = m_scenarios[i];
+            for (const auto &[routeName, route] : routes) {
+                for (const auto &[schemaName, kind] : schemas) {
+                    const bool isSample = kind == SchemaKind::Sample;
+                    const bool isOdbc =
+                        route == DatabaseRoute::PostgreSqlOdbc || route == DatabaseRoute::MariaDbOdbc;
+                    const bool isSqlite = route == DatabaseRoute::Sqlite;
+                    const bool isWanted = scenario.isForEverySchema ||
+                                          (isSample && isSqlite && !scenario.isForServers) ||
+                                          (isSample && !isSqlite && !isOdbc && !scenario.isForSqlite &&
+                                           (scenario.isFirstCase || scenario.isForServers));
+                    if (isWanted)
+                        QTest::addRow("%s [%s%s]", qPrintable(scenario.name), routeName, schemaName)
+                            << i << route << kind;
+                }
+            }
+        }
+    }
+    void play()
+    {
+        QFETCH(int, scenario);
+        QFETCH(DatabaseRoute, route);
+        QFETCH(SchemaKind, kind);
+        OfficeAtWork office(m_servers, route, kind);
+        Play play(office);
+        for (const ScenarioStep &step : std::as_const(m_scenarios[scenario].steps)) {
+            const QString problem = play.perform(step);
+            QVERIFY2(problem.isEmpty(), qPrintable(u"line %1: %2"_s.arg(step.line).arg(problem)));
+        }
+        QCOMPARE(office.console.takeLog(), QStringList());
+    }
+};
+
+int main(int argc, char **argv)
+{
+    // Not the servers' zone.
+    qputenv("TZ", "Asia/Shanghai");
+    QCoreApplication application(argc, argv);
+    ScenarioTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "ScenarioTest.moc"
