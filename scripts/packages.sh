@@ -8,6 +8,7 @@ test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick
     postgresql mariadb-server odbc-postgresql odbc-mariadb tdsodbc libsqliteodbc pgbouncer"
 picture_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-xserver-utils"
 check_packages="clang-format clang-tidy"
+packaging_packages="debhelper lintian dpkg-dev systemd"
 
 # install_packages PACKAGE...
 install_packages() {

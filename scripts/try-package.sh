@@ -26,10 +26,12 @@ find /etc/apt/apt.conf.d -name '*proxy*' -exec cp {} "$root/etc/apt/apt.conf.d/"
 mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
 mountpoint -q "$root/dev/pts" || mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
 ln -sf pts/ptmx "$root/dev/ptmx"
-rm -rf "$root/packages" "$root/demo"
+rm -rf "$root/packages" "$root/source"
 cp -r "$packages" "$root/packages"
-cp -r "$repository/demo" "$root/demo"
-rm -rf "$root/demo/run"
+mkdir -p "$root/source/debian"
+cp -r "$repository/demo" "$root/source/demo"
+cp -r "$repository/debian/tests" "$root/source/debian/tests"
+rm -rf "$root/source/demo/run"
 
 echo "== install"
 inside apt-get update -qq
@@ -37,9 +39,8 @@ inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb sql
     { tail "$root/packages/apt.log"; exit 1; }
 inside id sms-server
 inside sms-server --version
-inside sh -c 'chown -R sms-server /demo'
-echo "== the story, as the package's user"
-as_user /demo/story.sh /usr/bin sqlite
+echo "== the story, as the package's user and as the package's own test runs it"
+as_user sh -c 'cd /source && debian/tests/story'
 echo "== status 3 for a setting that is missing"
 status=0
 as_user sms-server --headless --start --settings /var/lib/sms-server/settings.ini \
