@@ -4,6 +4,7 @@
 #include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -40,8 +41,16 @@ void name(QMessageBox &box, QMessageBox::StandardButton which, const QString &ca
 /// The window that a box belongs to: over a modal dialog it has to be that one.
 QWidget *windowInFront()
 {
-    QWidget *modal = QApplication::activeModalWidget();
-    return modal != nullptr ? modal : QApplication::activeWindow();
+    for (QWidget *front : {QApplication::activeModalWidget(), QApplication::activeWindow()}) {
+        if (front != nullptr)
+            return front;
+    }
+    // Between two dialogs none has the focus.
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    const auto visible = std::find_if(windows.cbegin(), windows.cend(), [](const QWidget *window) {
+        return window->isVisible() && window->windowType() == Qt::Window;
+    });
+    return visible == windows.cend() ? nullptr : *visible;
 }
 
 } // namespace

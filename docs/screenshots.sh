@@ -161,6 +161,7 @@ until_true 10 window 参数设置
 xdotool key Tab Tab Tab Tab Tab space # 测试
 answer_box dialog-test
 dialog=$(window 参数设置)
+settle
 click "$dialog" 120 100 3
 over_dialog edit-menu 400 300
 xdotool key Escape
