@@ -4,6 +4,7 @@
 #include "foundation/GetFormateTime.h"
 
 #include <QAccessibleWidget>
+#include <QApplication>
 #include <QLabel>
 #include <QWindow>
 #include <QWindowStateChangeEvent>
@@ -48,7 +49,7 @@ void frmMain::buildWindow()
 {
     setObjectName(u"frmMain"_s);
     setWindowTitle(windowCaption());
-    setWindowIcon(programIcon());
+    QApplication::setWindowIcon(programIcon()); // of every dialog too
     // The design's letters are 9 points high; like everything else in it, whatever the desktop's own font is.
     QFont letters = font();
     letters.setPixelSize(pixelsFromTwips(9 * twipsPerPoint));

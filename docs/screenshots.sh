@@ -162,7 +162,7 @@ xdotool key Tab Tab Tab Tab Tab space # 测试
 answer_box dialog-test
 dialog=$(window 参数设置)
 settle
-click "$dialog" 120 100 3
+click "$dialog" 120 120 3
 over_dialog edit-menu 400 300
 xdotool key Escape
 settle
