@@ -14,94 +14,23 @@ import argparse
 import atexit
 import collections
 import json
-import os
 import pathlib
 import random
 import shutil
-import signal
-import subprocess
 import sys
 import tempfile
 import time
 
-DEMO = pathlib.Path(__file__).resolve().parent
-START = """
-set -euo pipefail
-free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
-. "$0/databases.sh"
-start_database "$1" >&2
-printf '%s\\n' "$connect_string" "${PGPASSWORD:-}${MYSQL_PWD:-}" "${client[@]}" END
-read -r _ || true
-stop_database
-"""
+from programs import PROGRAMS, Server, ServerDatabase, until
 
 
-class Database:
-    """A private server with the office's tables, ended with this program."""
-
-    def __init__(self, folder, system):
-        (folder / "run").mkdir()
-        (folder / "schema").symlink_to(DEMO / "schema")
-        folder.chmod(0o755)
-        (folder / "run").chmod(0o777)
-        self.holder = subprocess.Popen(["bash", "-c", START, str(DEMO), system], cwd=folder / "run",
-                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        atexit.register(self.stop)
-        lines = []
-        while (line := self.holder.stdout.readline().rstrip("\n")) != "END":
-            if not line and self.holder.poll() is not None:
-                sys.exit("the database does not start")
-            lines.append(line)
-        self.connect_string, password, *client = lines
-        self.environment = {**os.environ, "PGPASSWORD": password, "MYSQL_PWD": password}
-        self.client = client + (["-d", "oa", "-A", "-t", "-F", "\t", "-f", "-"] if system == "postgresql"
-                                else ["oa", "-N", "-B"])
-
-    def sql(self, statements):
-        answer = subprocess.run(self.client, input=statements, env=self.environment, text=True, check=True,
-                                stdout=subprocess.PIPE).stdout
-        return [line.split("\t") for line in answer.splitlines()]
-
-    def stop(self):
-        if self.holder.poll() is None:
-            self.holder.communicate("\n")
-
-
-class Server:
-    """One settings file, one modem, one process."""
+class OneOfSeveral(Server):
+    """A server of several; its modem needs so many milliseconds a message."""
 
     def __init__(self, number, folder, programs, connect_string, latency, settings=()):
         self.name = f"server{number}"
-        self.folder = folder / self.name
-        self.folder.mkdir()
-        self.programs = programs
-        self.process = None
-        self.modem = subprocess.Popen(
-            [programs / "modem-simulator", "--link", self.folder / "modem", "--log", self.folder / "sent.jsonl",
-             "--latency", str(latency)], stdout=(self.folder / "modem.log").open("ab"), stderr=subprocess.STDOUT)
-        atexit.register(self.leave_nothing)
-        until(lambda: (self.folder / "modem").exists(), 30, "the simulator")
-        for setting in (f"ConnectString={connect_string}", "ServerPort=3", f"COM3={self.folder}/modem", "TimeDelay=1",
-                        "CenterCode=+8613800100500", *settings):
-            subprocess.run([programs / "sms-server", "--settings", self.folder / "settings.ini", "--set", setting],
-                           check=True, stdout=subprocess.DEVNULL)
-
-    def start(self):
-        self.process = subprocess.Popen(
-            [self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--start", "--headless",
-             "--log-file", self.folder / "server.log"],
-            stdout=subprocess.DEVNULL, stderr=(self.folder / "server.err").open("ab"))
-
-    def is_open(self):
-        return "端口成功" in self.log()
-
-    def log(self):
-        path = self.folder / "server.log"
-        return path.read_text() if path.exists() else ""
-
-    def kill(self):
-        self.process.send_signal(signal.SIGKILL)
-        self.process.wait()
+        (folder / self.name).mkdir()
+        super().__init__(folder / self.name, programs, connect_string, ["--latency", str(latency)], settings)
 
     def sent(self):
         """(time, number, text) of each accepted message."""
@@ -109,25 +38,6 @@ class Server:
         records = [json.loads(line) for line in path.read_text().splitlines()] if path.exists() else []
         return [(record.get("time", ""), record["number"], record["text"]) for record in records
                 if "refused" not in record]
-
-    def leave_nothing(self):
-        for process in (self.process, self.modem):
-            if process and process.poll() is None:
-                process.terminate()
-                try:
-                    process.wait(20)
-                except subprocess.TimeoutExpired:
-                    process.kill()
-
-
-def until(condition, seconds, what):
-    end = time.monotonic() + seconds
-    while not condition():
-        if time.monotonic() > end:
-            print(f"not within {seconds} s: {what}")
-            return False
-        time.sleep(0.05)
-    return True
 
 
 def fill(database, rows, numbers):
@@ -148,12 +58,12 @@ def open_all(servers):
 
 
 def several(options, folder, database, many, latency):
-    return [Server(number + 1, folder, options.bin, database.connect_string, latency, ["Servers=several"])
+    return [OneOfSeveral(number + 1, folder, options.bin, database.connect_string, latency, ["Servers=several"])
             for number in range(many)]
 
 
 def story(options, folder):
-    database = Database(folder, options.database)
+    database = ServerDatabase(folder, options.database)
     users = "".join(f"insert into VO_UserInfor (UserName, Mobile, TureName, AccountState) "
                     f"values ('user{i}', '138{i:08d}', '员工{i}', '1');" for i in range(30))
     database.sql(users + "insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, "
@@ -177,7 +87,7 @@ def story(options, folder):
 
 
 def kills(options, folder):
-    database = Database(folder, options.database)
+    database = ServerDatabase(folder, options.database)
     fill(database, options.rows, options.rows // 20)
     servers = several(options, folder, database, 4, 60)
     well = open_all(servers)
@@ -212,9 +122,9 @@ def kills(options, folder):
 
 
 def limit(options, folder):
-    database = Database(folder, options.database)
+    database = ServerDatabase(folder, options.database)
     fill(database, 100, 100)
-    server = Server(1, folder, options.bin, database.connect_string, 100, ["SendPerHour=30"])
+    server = OneOfSeveral(1, folder, options.bin, database.connect_string, 100, ["SendPerHour=30"])
     well = True
     for number in range(options.kills):
         server.start()
@@ -236,7 +146,7 @@ def rate(options, folder):
         place = folder / str(many)
         place.mkdir()
         place.chmod(0o755)
-        database = Database(place, options.database)
+        database = ServerDatabase(place, options.database)
         servers = several(options, place, database, many, 300)
         open_all(servers)
         fill(database, options.rows, options.rows // 4)
@@ -257,7 +167,7 @@ def main():
     parser.add_argument("work", choices=["story", "kills", "limit", "rate"])
     parser.add_argument("--servers", type=int, default=3)
     parser.add_argument("--database", choices=["postgresql", "mariadb"], default="postgresql")
-    parser.add_argument("--bin", type=pathlib.Path, default=DEMO.parent / "build/release/bin")
+    parser.add_argument("--bin", type=pathlib.Path, default=PROGRAMS)
     parser.add_argument("--rows", type=int)
     parser.add_argument("--kills", type=int)
     parser.add_argument("--seed", type=int, default=1)

@@ -2,6 +2,7 @@
 #include "pop3/Pop3Client.h"
 
 #include <arpa/inet.h>
+#include <mutex>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -9,7 +10,7 @@
 namespace
 {
 
-/// A server on loopback that says the same to everybody, whatever he asks, and then falls silent.
+/// A server on loopback that says the same to everybody, whatever he asks, and then hangs up.
 class TalkingServer
 {
 public:
@@ -20,33 +21,46 @@ public:
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
         auto *generic = reinterpret_cast<sockaddr *>(&address);
-        require(bind(m_listener, generic, length) == 0 && listen(m_listener, 1) == 0);
+        require(bind(m_listener, generic, length) == 0 && listen(m_listener, SOMAXCONN) == 0);
         require(getsockname(m_listener, generic, &length) == 0);
         m_port = ntohs(address.sin_port);
+        std::thread([this] { serve(); }).detach(); // it lives as long as the program
     }
 
     [[nodiscard]] int port() const { return m_port; }
-
-    void serveOnce(QByteArrayView answers) const
+    void say(const QByteArray &answers)
     {
-        const int peer = accept(m_listener, nullptr, nullptr);
-        while (!answers.isEmpty()) {
-            const ssize_t sent =
-                send(peer, answers.data(), static_cast<size_t>(answers.size()), MSG_NOSIGNAL);
-            if (sent <= 0)
-                break;
-            answers = answers.sliced(sent);
-        }
-        shutdown(peer, SHUT_WR);
-        char commands[4096];
-        while (recv(peer, commands, sizeof commands, 0) > 0) {
-        }
-        ::close(peer);
+        const std::lock_guard lock(m_mutex);
+        m_answers = answers;
     }
 
 private:
+    [[noreturn]] void serve()
+    {
+        for (;;) {
+            const int peer = accept(m_listener, nullptr, nullptr);
+            m_mutex.lock();
+            const QByteArray answers = m_answers;
+            m_mutex.unlock();
+            QByteArrayView rest = answers;
+            while (!rest.isEmpty()) {
+                const ssize_t sent = send(peer, rest.data(), static_cast<size_t>(rest.size()), MSG_NOSIGNAL);
+                if (sent <= 0)
+                    break;
+                rest = rest.sliced(sent);
+            }
+            shutdown(peer, SHUT_WR);
+            char commands[4096];
+            while (recv(peer, commands, sizeof commands, 0) > 0) {
+            }
+            ::close(peer);
+        }
+    }
+
     int m_listener;
     int m_port = 0;
+    std::mutex m_mutex;
+    QByteArray m_answers;
 };
 
 } // namespace
@@ -54,13 +68,14 @@ private:
 /// Everything that a server says after its greeting, in one piece.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const TalkingServer server;
+    static TalkingServer server;
     const QByteArray answers = "+OK ready\r\n" + octetsOf(data, size).toByteArray();
-    std::thread other([&] { server.serveOnce(answers); });
+    server.say(answers);
     {
         Pop3Options options;
-        options.limits.login = options.limits.stall = options.limits.exchange =
-            std::chrono::milliseconds(500);
+        using namespace std::chrono_literals;
+        options.limits.connect = options.limits.login = options.limits.stall = options.limits.quit = 50ms;
+        options.limits.doubtfulEnd = 1ms;
         options.limits.messages = 1000;
         Pop3Client client(options);
         try {
@@ -88,6 +103,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         } catch (const Pop3Fault &) { // a line that broke
         }
     }
-    other.join();
     return 0;
 }

@@ -142,14 +142,19 @@ void AccountDownload::run()
         end = runSession();
     if (end == End::OutOfStep && !m_isOneByOne) {
         // Some servers offer pipelining and drop what comes early, or end a message in a doubtful way.
-        m_isOneByOne = true;
-        AccountHistory known = history();
-        known.isOneByOne = true;
-        m_collection.watch.noteHistory(*m_account.OAID, known);
-        note(u"改为逐条收取"_s);
+        goOneByOne();
         static_cast<void>(runSession());
     }
     m_client.reset();
+}
+
+void AccountDownload::goOneByOne()
+{
+    m_isOneByOne = true;
+    AccountHistory known = history();
+    known.isOneByOne = true;
+    m_collection.watch.noteHistory(*m_account.OAID, known);
+    note(u"改为逐条收取"_s);
 }
 
 AccountDownload::End AccountDownload::runSession()
@@ -165,9 +170,11 @@ AccountDownload::End AccountDownload::runSession()
         note(fault.message());
         if (fault.kind() == Pop3Fault::Kind::OutOfStep)
             end = End::OutOfStep;
-        else if (fault.kind() == Pop3Fault::Kind::TimedOut)
+        else if (fault.kind() == Pop3Fault::Kind::TimedOut) {
             m_collection.silentServers.insert(server());
-        else if (m_isAhead && !m_isListed)
+            if (m_client->hasAskedAhead()) // it may have dropped what came early
+                goOneByOne();
+        } else if (m_isAhead && !m_isListed)
             end = End::GoneAhead;
     } catch (const std::exception &error) { // memory is short, or the state file cannot be written
         note(QString::fromUtf8(error.what()));

@@ -35,6 +35,7 @@ private:
         GoneAhead, ///< the server had not waited for the turn
     };
     [[nodiscard]] End runSession();
+    void goOneByOne();
     void download();
     [[nodiscard]] bool mayConnect();
     void begin();
@@ -57,6 +58,6 @@ private:
     QElapsedTimer m_sinceBegin;
     std::optional<Pop3Client> m_client;
     bool m_isOneByOne = false; // nothing is asked before the answer before it is there
-    bool m_isAhead = false;  // logged in before its turn
-    bool m_isListed = false; // the server has answered in the turn
+    bool m_isAhead = false;    // logged in before its turn
+    bool m_isListed = false;   // the server has answered in the turn
 };

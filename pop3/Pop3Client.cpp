@@ -39,7 +39,7 @@ void Pop3Client::beginConnect(const QString &login, const QString &password, con
     m_connector.reset();
     m_unread.clear();
     m_unreadOctets = 0;
-    m_isListingAsked = false;
+    m_isListingAsked = m_hasAskedAhead = false;
     m_count.reset();
     m_uids.clear();
     m_sizes.reset();
@@ -93,6 +93,7 @@ bool Pop3Client::stopRequested() const
 
 void Pop3Client::request(const QByteArray &command, qint64 expectedOctets, bool content)
 {
+    m_hasAskedAhead = m_hasAskedAhead || !m_unread.isEmpty();
     dialogue().send(command);
     m_unread.enqueue({expectedOctets, content});
     m_unreadOctets += expectedOctets;

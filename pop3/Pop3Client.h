@@ -50,6 +50,8 @@ public:
                       const std::function<void(const Pop3ConnectResult &result)> &answered);
     [[nodiscard]] Pop3ConnectResult finishConnect();
     [[nodiscard]] bool isConnected() const;
+    /// In this session a command was sent before the answer to another was read.
+    [[nodiscard]] bool hasAskedAhead() const { return m_hasAskedAhead; }
 
     /// Number of messages, numbered from 1: what STAT says, else the highest number that UIDL lists; at most
     /// Pop3Limits::messages. The first call asks the server.
@@ -113,6 +115,7 @@ private:
     Pop3ConnectResult m_connectResult;
     QQueue<Unread> m_unread;
     qint64 m_unreadOctets = 0;
+    bool m_hasAskedAhead = false;
     bool m_isListingAsked = false;
     std::optional<int> m_count;
     bool m_tellsUniqueIds = false;

@@ -112,6 +112,7 @@ void Pop3Connector::start(const Attempt &attempt)
 {
     m_attempt = attempt;
     m_next.reset();
+    m_isBare = attempt.isBare;
     m_handle = prepare(attempt);
     m_observer.newLine();
     m_pendingLine = {};
@@ -141,8 +142,18 @@ void Pop3Connector::opened(CURLcode outcome)
         settle();
 }
 
+/// Curl waits for "+OK" in capital letters for ever.
+bool Pop3Connector::isInLowerCase() const
+{
+    const QByteArray &greeting = m_observer.lastReply();
+    return !m_observer.looksLikePop3() && greeting.toUpper().startsWith("+OK") &&
+           (m_account.tlsFromTheFirstByte || m_options.tls != Pop3Tls::Verify);
+}
+
 std::optional<Pop3Connector::Attempt> Pop3Connector::attemptAfter(const Attempt &attempt)
 {
+    if (!attempt.isBare && isInLowerCase())
+        return Attempt{{}, false, true};
     const bool lostDuringLogin = m_result.outcome == Pop3ConnectOutcome::LineLost && !m_result.way.isEmpty();
     if (!attempt.withLogin || (!isRefusal(m_result.outcome) && !lostDuringLogin))
         return std::nullopt;
@@ -178,8 +189,13 @@ CurlHandle Pop3Connector::prepare(const Attempt &attempt)
 {
     CurlHandle handle = m_waiter.makeHandle();
     CURL *curl = handle.get();
-    curl_easy_setopt(curl, CURLOPT_URL, m_account.url.constData());
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "pop3,pop3s");
+    QByteArray url = m_account.url;
+    if (attempt.isBare) { // of these protocols nothing is spoken but TLS
+        url.replace(0, url.indexOf(':'), m_account.tlsFromTheFirstByte ? "https" : "telnet");
+        curl_easy_setopt(curl, CURLOPT_SSL_ENABLE_ALPN, 0L);
+    }
+    curl_easy_setopt(curl, CURLOPT_URL, url.constData());
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, attempt.isBare ? "telnet,https" : "pop3,pop3s");
     curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 1L);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_PROXY, ""); // no proxy from the environment: they know no POP3
@@ -230,6 +246,8 @@ void Pop3Connector::logInByUserPass()
     auto line = std::make_unique<Pop3Dialogue>(std::move(m_handle), m_waiter, m_options, m_observer);
     line->limitSilence(m_options.limits.login);
     try {
+        if (m_isBare)
+            static_cast<void>(line->readReply()); // the greeting
         line->send("USER " + m_account.login);
         Pop3Reply reply = line->readReply();
         if (reply.ok) {

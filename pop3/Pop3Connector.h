@@ -35,11 +35,13 @@ private:
     struct Attempt {
         QByteArray loginOptions; ///< curl's, or empty for its own choice
         bool withLogin = true;   ///< false leaves the line before the login
+        bool isBare = false;     ///< curl connects only, for it does not know this server's POP3
     };
     void start(const Attempt &attempt);
     void opened(CURLcode outcome) override;
     [[nodiscard]] std::optional<Attempt> attemptAfter(const Attempt &attempt);
     void logInByUserPass();
+    [[nodiscard]] bool isInLowerCase() const;
     void settle();
 
     [[nodiscard]] QString refusalText(const QByteArray &reply) const;
@@ -62,6 +64,7 @@ private:
     std::unique_ptr<Pop3Dialogue> m_dialogue;
 
     CurlHandle m_handle; // of the attempt
+    bool m_isBare = false;
     QElapsedTimer m_clock;
     std::array<QByteArray, 2> m_pendingLine; // lines that curl showed without their end so far, per direction
     bool m_connectTimedOut = false;

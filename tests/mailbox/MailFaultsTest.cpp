@@ -135,6 +135,20 @@ private slots:
         QTEST(server.connections(), "sessions");
     }
 
+    void serverThatDropsEarlyInputIsAskedOneByOne()
+    {
+        Script script;
+        script.messages = messages(3);
+        script.capabilities += "PIPELINING";
+        script.dropsEarlyInput = true;
+        const ScriptedPop3Server server(script);
+        account(server);
+        m_office->pop3.limits.stall = std::chrono::milliseconds(200);
+        m_office->collect();
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"MSGID"_s), (QStringList{u"uid-1"_s, u"uid-2"_s, u"uid-3"_s}));
+    }
+
     void accountThatTakesLongGoesOnAtTheNextPass()
     {
         const ScriptedPop3Server server({.messages = messages(3)});

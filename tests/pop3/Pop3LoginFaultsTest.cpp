@@ -126,6 +126,10 @@ private slots:
         row("capa-without-user", "", {}, Connected, {}, {"USER"}, [](Script &script) {
             script.capabilities = {"TOP", "LOGIN-DELAY 300"};
         });
+        row("in-lower-case", "", {}, Connected, {}, {"USER"}, [](Script &script) {
+            script.inLowerCase = true;
+            script.knowsCapa = false;
+        });
         row("refused-no-capa", "", {"USER"}, LoginRefused, {}, {"USER"}, noCapa);
         row("mailbox-in-use", "PLAIN LOGIN", {"PLAIN"}, MailboxInUse, {}, {"PLAIN"},
             refusing("-ERR [IN-USE] somebody reads it"));

@@ -12,95 +12,47 @@
 The exit status is 0 when every promise was kept. Needs Python 3 alone.
 """
 import argparse
-import atexit
 import collections
 import json
-import os
 import pathlib
 import random
 import re
 import shutil
 import signal
-import socket
-import sqlite3
-import subprocess
 import sys
 import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "demo"))
+from programs import PROGRAMS, Server, SqliteDatabase, until
+
 USERS = {f"user{i}": f"1380013{i:04d}" for i in range(20)}
 CODES = {"DYNB": ("NBYJ", "1"), "QXNB": ("NBYJ", "0"), "DYRC": ("RCGL", "1"), "QXRC": ("RCGL", "0")}
 
 
-class Bench:
+class Bench(Server):
     """An office in a folder of its own, a simulated modem, and the server."""
 
     def __init__(self, programs, simulator_options=()):
-        self.programs = pathlib.Path(programs)
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="sms-soak-"))
-        self.server = None
-        atexit.register(self.leave_nothing)
-        self.start_modem(simulator_options)
-        self.database = sqlite3.connect(self.folder / "oa.db", timeout=60, isolation_level=None)
-        self.database.executescript((ROOT / "demo/schema/sqlite.sql").read_text())
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="sms-soak-"))
+        office = SqliteDatabase(folder)
+        self.database = office.connection
         for name, number in USERS.items():
             self.sql("insert into VO_UserInfor (UserName, Mobile, TureName, AccountState) values (?,?,?,'1')",
                      name, number, name)
         for name, on, off in (("NBYJ", "DYNB", "QXNB"), ("RCGL", "DYRC", "QXRC")):
             self.sql("insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic, UserList) "
                      "values (?,?,?,'1','1','')", name, on, off)
-        for setting in (f"ConnectString=Provider=SQLite;Data Source={self.folder}/oa.db", "ServerPort=3",
-                        f"COM3={self.folder}/modem", "TimeDelay=1", "CenterCode=+8613800100500"):
-            subprocess.run([self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--set", setting],
-                           check=True, stdout=subprocess.DEVNULL)
-
-    def start_modem(self, options):
-        self.modem = subprocess.Popen(
-            [self.programs / "modem-simulator", "--link", self.folder / "modem", "--control", self.folder / "control",
-             "--log", self.folder / "sent.jsonl", *options],
-            stdout=(self.folder / "modem.log").open("ab"), stderr=subprocess.STDOUT)
-        self.until(lambda: (self.folder / "control").exists(), 10, "the simulator")
-
-    def start(self, *options):
-        self.server = subprocess.Popen(
-            [self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--start", "--headless",
-             "--log-file", self.folder / "server.log", *options],
-            stdout=subprocess.DEVNULL, stderr=(self.folder / "server.err").open("ab"))
-
-    def kill(self):
-        self.server.send_signal(signal.SIGKILL)
-        self.server.wait()
-
-    def leave_nothing(self):
-        for process in (self.server, self.modem):
-            if process and process.poll() is None:
-                process.kill()
+        super().__init__(folder, programs, office.connect_string, simulator_options)
 
     def close(self, keep):
-        if self.server and self.server.poll() is None:
-            self.server.terminate()
-            try:
-                self.server.wait(30)
-            except subprocess.TimeoutExpired:
-                print("the server does not stop within 30 s")
-                self.kill()
-        self.modem.terminate()
-        self.modem.wait()
+        self.leave_nothing()
         self.database.close()
         if keep:
             print(f"kept: {self.folder}")
         else:
             shutil.rmtree(self.folder)
-
-    def control(self, line):
-        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as link:
-            link.connect(str(self.folder / "control"))
-            link.sendall((line + "\n").encode())
-            answer = link.makefile(encoding="utf-8").readline().strip()
-        if not answer.startswith("ok"):
-            raise RuntimeError(f"{line}: {answer}")
-        return answer[3:]
 
     def sql(self, statement, *values):
         return self.database.execute(statement, values).fetchall()
@@ -127,16 +79,6 @@ class Bench:
         status = self.control("status")
         return (self.one("select (select count(*) from SMS_WaitToSend) + (select count(*) from SMS_Queues)") == 0
                 and " waiting=0 " in status and "SM=0/" in status)
-
-    @staticmethod
-    def until(condition, seconds, what):
-        end = time.monotonic() + seconds
-        while not condition():
-            if time.monotonic() > end:
-                print(f"not within {seconds} s: {what}")
-                return False
-            time.sleep(0.1)
-        return True
 
 
 class Ledger:
@@ -246,14 +188,14 @@ def kills(arguments):
                 for command in commands:
                     bench.control(command)
             time.sleep(random.uniform(0.1, 0.6))
-        if bench.server.poll() is not None:
-            print(f"the server had ended by itself: {bench.server.returncode}")
+        if bench.process.poll() is not None:
+            print(f"the server had ended by itself: {bench.process.returncode}")
         bench.kill()
         killed += 1
         bench.start()
     for command in ("resume", "plug", "no-plan", "no-answers", "mute-prompt 0", "notify on", "registered 1"):
         bench.control(command)
-    idle = bench.until(bench.is_idle, 300, "queue and store empty")
+    idle = until(bench.is_idle, 300, "queue and store empty")
     kept = ledger.report(bench, killed, in_hand) and idle
     bench.close(arguments.keep or not kept)
     return kept
@@ -270,14 +212,14 @@ def outage(arguments):
             bench.schedule([user], f"#{tag}#通知")
             ledger.outgoing[USERS[user], str(tag)] = 1
         bench.start()
-        bench.until(lambda b=bench: int(b.control("sent")) >= 60, 60, "60 messages sent")
+        until(lambda b=bench: int(b.control("sent")) >= 60, 60, "60 messages sent")
         begin = time.monotonic()
         for command in commands:
             bench.control(command)
         time.sleep(arguments.seconds)
         bench.control("no-plan")
         attempts = re.search(r"refused=(\d+)", bench.control("status"))[1]
-        bench.until(bench.is_idle, 300, "queue empty")
+        until(bench.is_idle, 300, "queue empty")
         print(f"== {name}: {arguments.seconds} s, {attempts} attempts refused, "
               f"all done {time.monotonic() - begin - arguments.seconds:.1f} s after it")
         kept = ledger.report(bench, 0, 0) and kept
@@ -302,7 +244,7 @@ def profiles(arguments):
         for tag in range(100, 106):
             bench.control(f"deliver +8613900000{tag} " + f"#{tag}#来信" * (1 if tag % 2 else 15))
             ledger.incoming[str(tag)] = ""
-        done = bench.until(lambda b=bench, l=ledger: b.one("select count(*) from SMS_SIMReceive") >= len(l.incoming)
+        done = until(lambda b=bench, l=ledger: b.one("select count(*) from SMS_SIMReceive") >= len(l.incoming)
                            and b.one("select count(*) from SMS_ResultDetail") >= sum(l.outgoing.values()), 90, profile.stem)
         print(f"== {profile.stem}: {time.monotonic() - begin:.1f} s")
         # A second start finds what the first one left, and one more message arrives.
@@ -310,7 +252,7 @@ def profiles(arguments):
         bench.start()
         bench.control("deliver +8613900000200 #200#来信")
         ledger.incoming["200"] = ""
-        done = bench.until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive where MsgContent like '#200#%'") > 0,
+        done = until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive where MsgContent like '#200#%'") > 0,
                            90, profile.stem) and done
         result = ledger.report(bench, 0, 0) and done
         kept = kept and result
@@ -330,13 +272,13 @@ def situations(arguments):
         bench = Bench(arguments.bin, ["--latency", "50", "--do", "at-start 100 ^SYSSTART"])
         bench.start()
         bench.control("deliver +8613900000000 #0#")
-        bench.until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive") == 1, 30, "the first message")
+        until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive") == 1, 30, "the first message")
         for command in commands:
             bench.control(command)
         bench.schedule(["user1"], "#1#通知")
         bench.control("deliver +8613900000001 #2#来信")
         begin = time.monotonic()
-        bench.until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive") > 1
+        until(lambda b=bench: b.one("select count(*) from SMS_SIMReceive") > 1
                     and b.one("select count(*) from SMS_ResultDetail") > 0, 330, "; ".join(commands))
         seconds = time.monotonic() - begin
         outcome = [row[0] for row in bench.sql("select IsSuccess from SMS_ResultDetail")]
@@ -359,7 +301,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("mode", choices=("kills", "outage", "profiles", "situations"))
     parser.add_argument("names", nargs="*")
-    parser.add_argument("--bin", default=str(ROOT / "build/release/bin"))
+    parser.add_argument("--bin", default=PROGRAMS)
     parser.add_argument("--minutes", type=float, default=20)
     parser.add_argument("--pace", type=float, default=5, help="seconds between two kills, at most")
     parser.add_argument("--seconds", type=int, default=120)

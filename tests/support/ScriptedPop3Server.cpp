@@ -83,6 +83,8 @@ bool ScriptedPop3Server::readLine(QByteArray &line)
         if (const qsizetype end = m_input.indexOf('\n'); end >= 0) {
             line = m_input.left(end).trimmed();
             m_input.remove(0, end + 1);
+            if (m_script->dropsEarlyInput)
+                m_input.clear();
             const std::lock_guard lock(m_mutex);
             m_received << line;
             return true;
@@ -187,7 +189,7 @@ bool ScriptedPop3Server::listUids()
 
 bool ScriptedPop3Server::say(const QByteArray &line)
 {
-    return sendOctets(line + "\r\n");
+    return sendOctets((m_script->inLowerCase ? line.toLower() : line) + "\r\n");
 }
 
 bool ScriptedPop3Server::sendContent(const QByteArray &content)

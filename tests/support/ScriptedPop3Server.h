@@ -30,7 +30,9 @@ public:
         int listedTooMuch = 0;        ///< octets that LIST adds to every size
         QByteArray statAnswer = {};   ///< in place of the true one
         QSet<int> refusedMessages = {};
-        bool bareLineFeeds = false; ///< ends lines with LF only
+        bool bareLineFeeds = false;   ///< ends lines with LF only
+        bool inLowerCase = false;     ///< says "+ok"
+        bool dropsEarlyInput = false; ///< commands that come before the one before is answered
         /// Octets sent over all connections after which the line is cut, once.
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
