@@ -3,7 +3,6 @@
 
 #include <QTest>
 #include <memory>
-#include <numeric>
 
 using namespace Qt::StringLiterals;
 
@@ -37,7 +36,6 @@ private slots:
     void retrievesAheadInOrder();
     void brokenLineCommitsNothing();
     void handlerMayThrow();
-    void stopEndsBetweenMessages();
 
 private:
     Pop3Options watched();
@@ -242,25 +240,6 @@ void Pop3ClientTest::handlerMayThrow()
                              Fault);
     QCOMPARE(std::get<MimeMessage>(client.Item(17)).Subject(), u"17"_s);
     QVERIFY(client.Disconnect());
-}
-
-void Pop3ClientTest::stopEndsBetweenMessages()
-{
-    for (int i = 1; i <= 20; ++i)
-        m_server->deliver(u"stop"_s, mail(QByteArray::number(i), "text"));
-    int seen = 0;
-    Pop3Options options;
-    options.stopRequested = [&seen] { return seen >= 5; };
-    Pop3Client client(options);
-    QVERIFY(
-        client.Connect(u"stop"_s, DovecotServer::password(), u"127.0.0.1"_s, m_server->port()).connected());
-    QList<int> numbers(20);
-    std::iota(numbers.begin(), numbers.end(), 1);
-    client.retrieve(numbers, [&seen](int, const Pop3Client::Retrieved &) { ++seen; });
-    QCOMPARE(seen, 5);
-    QVERIFY(client.DeleteMessages({1, 2, 3, 4, 5}).isEmpty());
-    QVERIFY(client.Disconnect());
-    QCOMPARE(m_server->stored(u"stop"_s), 15);
 }
 
 QTEST_GUILESS_MAIN(Pop3ClientTest)

@@ -63,20 +63,6 @@ private slots:
         QCOMPARE(server.received().count("UIDL"), 1);
     }
 
-    void fiftyThousandMessages()
-    {
-        Script script = scriptWith(50'000, true);
-        const ScriptedPop3Server server(script);
-        Pop3Client client;
-        QVERIFY(connectTo(client, server).connected());
-        QCOMPARE(client.Count(), 50'000);
-        QCOMPARE(client.GetMessageUID(50'000), u"uid-50000"_s);
-        QCOMPARE(std::get<MimeMessage>(client.Item(49'999)).Subject(), u"49999"_s);
-        QVERIFY(client.DeleteMessages().isEmpty());
-        QVERIFY(client.Disconnect());
-        QCOMPARE(server.deleted().size(), 50'000);
-    }
-
     void refusedMessageConcernsOnlyItself_data()
     {
         QTest::addColumn<bool>("pipelining");

@@ -15,6 +15,7 @@ import atexit
 import json
 import os
 import pathlib
+import random
 import shutil
 import signal
 import socketserver
@@ -24,7 +25,7 @@ import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "demo"))
-from programs import PROGRAMS, Server, make_database, until
+from programs import PROGRAMS, Server, ServerDatabase, SqliteDatabase, until
 
 INTERVAL = 2  # seconds
 
@@ -58,8 +59,15 @@ class MailServer(socketserver.ThreadingTCPServer):
     allow_reuse_address = daemon_threads = True
 
     def __init__(self, mailboxes, kind="healthy"):
-        super().__init__(("127.0.0.1", 0), Session)
-        self.port = self.server_address[1]
+        super().__init__(None, Session, bind_and_activate=False)
+        while not self.server_address:  # a mail account's port is a 16-bit signed number
+            try:
+                self.port = random.randint(12_000, 32_000)
+                self.server_address = ("127.0.0.1", self.port)
+                self.server_bind()
+            except OSError:
+                self.server_address = None
+        self.server_activate()
         self.mailboxes = mailboxes
         self.kind = kind
         self.sessions = 0
@@ -133,7 +141,8 @@ class Session(socketserver.StreamRequestHandler):
 
 class Office:
     def __init__(self, options, folder):
-        self.database = make_database(folder, options.database)
+        self.database = (SqliteDatabase(folder) if options.database == "sqlite"
+                         else ServerDatabase(folder, options.database))
         self.sql("insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1');")
         (folder / "server").mkdir()
         self.server = Server(folder / "server", options.bin, self.database.connect_string, ["--latency", "50"],
@@ -219,7 +228,7 @@ def poison(options, folder):
     leaves = office.send()
     wanted = len(POISON) + 2
     stored = lambda: int(office.one("select count(*) from VO_Email where EmailSubject like 'good%'"))
-    until(lambda: stored() >= wanted, 300, "the good mails are stored")
+    until(lambda: stored() >= wanted, 120, "the good mails are stored")
     seconds = time.monotonic() - begin
     passes = len(office.children)
     time.sleep(3 * INTERVAL)  # nothing may come again
