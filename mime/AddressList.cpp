@@ -108,7 +108,9 @@ private:
 
     QByteArray take(qsizetype end, qsizetype closing)
     {
-        return m_list.mid(std::exchange(m_at, qMin(end + closing, m_list.size())), end - m_at);
+        const qsizetype start = m_at;
+        m_at = qMin(end + closing, m_list.size());
+        return m_list.mid(start, end - start);
     }
 
     const QByteArray &m_list;
