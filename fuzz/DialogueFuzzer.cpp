@@ -14,10 +14,12 @@ class Script final : public PtyPeer
 public:
     explicit Script(const QByteArray &input) : m_answers(input.split('\xff')) { startServing(); }
     ~Script() override { stopServing(); }
+    /// Without what a modem's noise puts between the letters.
     [[nodiscard]] QByteArray said()
     {
         const std::lock_guard lock(m_mutex);
-        return m_said;
+        QByteArray letters = m_said;
+        return letters.replace('\0', "").replace('\x1b', "").replace('\x1a', "");
     }
 
 protected:

@@ -14,6 +14,10 @@ namespace
 constexpr std::chrono::seconds firstSpoolWait{10};
 constexpr std::chrono::seconds longestSpoolWait{3600};
 
+/// How much later than the first part of a message its other parts are stamped, as a rule; and at most.
+constexpr std::chrono::minutes partsFollowWithin{5};
+constexpr std::chrono::minutes partsFollowAtMost{60};
+
 } // namespace
 
 QString replyAddress(const QString &sender)
@@ -51,6 +55,15 @@ MessageFate InboundMessageHandler::handle(qint16 readStatus, const ReceivedMessa
         m_sinceSpoolRetry.start();
     }
     return fate;
+}
+
+bool InboundMessageHandler::isRest(const QString &sender, const QString &receiveTime,
+                                   const QStringList &fragments)
+{
+    bool isRest = false;
+    const ReceivedMessage parts{sender, {}, receiveTime, {.isLeftOver = true, .fragments = fragments}};
+    m_guard.runPass(u"短信接收"_s, [&] { isRest = isRestOfStored(parts, partsFollowWithin); });
+    return isRest;
 }
 
 void InboundMessageHandler::retrySpooled()
@@ -106,7 +119,8 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
 void InboundMessageHandler::store(const ReceivedMessage &message)
 {
     // An earlier run stored it, told it, and was killed before the modem's copy was gone.
-    if (message.origin.isLeftOver && !m_mayBeStored && (isStored(message) || isRestOfStored(message)))
+    if (message.origin.isLeftOver && !m_mayBeStored &&
+        (isStored(message) || isRestOfStored(message, partsFollowAtMost)))
         return;
     // A database that carried the insert out and was lost before it could say so.
     if (!m_mayBeStored || !isStored(message))
@@ -131,16 +145,17 @@ bool InboundMessageHandler::isStored(const ReceivedMessage &message)
 
 /// Parts that were left of a message that was stored whole: its text holds theirs, in order, and its time,
 /// the first part's, is not later than theirs.
-bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message)
+bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message, std::chrono::minutes window)
 {
     const QStringList &fragments = message.origin.fragments;
     const QDateTime time = QDateTime::fromString(message.receiveTime, u"yyyy-MM-dd HH:mm:ss"_s);
     if (fragments.isEmpty() || !time.isValid())
         return false;
     Recordset stored(m_session.Conn());
-    stored.open(
-        u"select MsgContent from SMS_SIMReceive where FromMB=? and JieSHouDT>=? and JieSHouDT<=?"_s,
-        {message.sender, time.addSecs(-3600).toString(u"yyyy-MM-dd HH:mm:ss"_s), message.receiveTime});
+    stored.open(u"select MsgContent from SMS_SIMReceive where FromMB=? and JieSHouDT>=? and JieSHouDT<=?"_s,
+                {message.sender,
+                 time.addSecs(-std::chrono::seconds(window).count()).toString(u"yyyy-MM-dd HH:mm:ss"_s),
+                 message.receiveTime});
     for (; !stored.atEnd(); stored.moveNext()) {
         const QString text = stored.text("MsgContent"_L1);
         qsizetype at = 0;

@@ -30,6 +30,10 @@ public:
     /// The modem control's event of that name: reads the one message and tells the control its fate.
     void messageArrived();
 
+    /// For the modem control's rest test: whether these parts are left of a message that an earlier run stored.
+    [[nodiscard]] bool isRest(const QString &sender, const QString &receiveTime,
+                              const QStringList &fragments);
+
     /// Tries the spooled messages again, at the first call and then after waits that double up to an hour. To
     /// be called at each scan interval, inside the guard. Throws DatabaseFault when the database is gone.
     void retrySpooled();
@@ -47,7 +51,7 @@ private:
     void store(const ReceivedMessage &message);
     void insert(const ReceivedMessage &message);
     [[nodiscard]] bool isStored(const ReceivedMessage &message);
-    [[nodiscard]] bool isRestOfStored(const ReceivedMessage &message);
+    [[nodiscard]] bool isRestOfStored(const ReceivedMessage &message, std::chrono::minutes window);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;

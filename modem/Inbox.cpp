@@ -318,6 +318,19 @@ void Inbox::setRemoved(const StoredTpdu &copy)
     m_entries.removeIf([&](const Entry &entry) { return entry.copy == copy; });
 }
 
+QList<InboxMessage> Inbox::leftOverParts(const QDateTime &now)
+{
+    if (!m_isArranged)
+        arrange(now);
+    QList<InboxMessage> messages;
+    for (const PartSet &set : std::as_const(m_incomplete)) {
+        const InboxMessage message = messageOf(set);
+        if (message.isLeftOver)
+            messages.append(message);
+    }
+    return messages;
+}
+
 bool Inbox::releaseOldestIncomplete(const QDateTime &now)
 {
     if (!m_isArranged)

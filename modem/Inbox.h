@@ -66,6 +66,8 @@ public:
     /// The modem said that it removed it. A modem that did not shows it again: it is then known as handled.
     void setRemoved(const StoredTpdu &copy);
 
+    /// Incomplete sets that lay in the store when the port was opened, as far as they came.
+    [[nodiscard]] QList<InboxMessage> leftOverParts(const QDateTime &now);
     /// The oldest incomplete set becomes ready as far as it came. False when there is none.
     [[nodiscard]] bool releaseOldestIncomplete(const QDateTime &now);
     /// Forgets what is not handled yet. What was handled and still lies in the store is remembered, so that

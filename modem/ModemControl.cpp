@@ -22,6 +22,11 @@ qint16 code(ModemResult result)
     return static_cast<qint16>(result);
 }
 
+QString textOf(const QDateTime &time)
+{
+    return time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+}
+
 } // namespace
 
 class ModemControl::Private
@@ -343,8 +348,18 @@ qint16 ModemControl::read(QString &sender, QString &text, QString &receiveTime)
         return code(ModemResult::MessageUnreadable);
     sender = displayWithin(message->sender, d->countryCode);
     text = message->text;
-    receiveTime = message->time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    receiveTime = textOf(message->time);
     return code(ModemResult::Ok);
+}
+
+void ModemControl::setRestTest(RestTest isRest)
+{
+    if (!isRest)
+        d->receiver.setRestTest({});
+    else
+        d->receiver.setRestTest([this, isRest = std::move(isRest)](const InboxMessage &parts) {
+            return isRest(displayWithin(parts.sender, d->countryCode), textOf(parts.time), parts.fragments);
+        });
 }
 
 MessageOrigin ModemControl::origin() const

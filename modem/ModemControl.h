@@ -95,6 +95,13 @@ public:
     /// Called by the handler of messageArrived() before it returns; without it the message waits.
     void settle(MessageFate fate);
 
+    /// Asked at open() of parts of an incomplete message that lay in the store: sender and receiveTime as read()
+    /// gives them, and the texts of the parts. True when an earlier run dealt with the whole message; its parts
+    /// are then removed.
+    using RestTest =
+        std::function<bool(const QString &sender, const QString &receiveTime, const QStringList &fragments)>;
+    void setRestTest(RestTest isRest);
+
 signals:
     /// One complete message waits for read(). Raised from the event loop only, one message per turn of it.
     void messageArrived();

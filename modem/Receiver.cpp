@@ -160,7 +160,12 @@ bool Receiver::readStore()
         if (!readMemory(memory))
             return false;
     }
-    m_isOpening = false;
+    if (std::exchange(m_isOpening, false) && m_isRest) {
+        for (const InboxMessage &parts : m_inbox.leftOverParts(m_clock.now())) {
+            if (m_isRest(parts))
+                m_inbox.setHandled(parts, m_clock.now());
+        }
+    }
     return removeHandled();
 }
 

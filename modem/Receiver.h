@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QSet>
 #include <QTimer>
+#include <functional>
 
 class ModemLink;
 struct AtLine;
@@ -42,6 +43,8 @@ public:
     void setUnreadableFile(const QString &path) { m_unreadableFile = path; }
     /// Until a refused message is raised for the second time.
     void setRefusedFirst(std::chrono::seconds wait) { m_inbox.setRefusedFirst(wait); }
+    /// Whether parts that lay in the store at the opening are left of a message that an earlier run dealt with.
+    void setRestTest(std::function<bool(const InboxMessage &)> isRest) { m_isRest = std::move(isRest); }
     void noteRead() { m_wasRead = true; }
     void settle(MessageFate fate) { m_fate = fate; }
 
@@ -90,6 +93,7 @@ private:
     bool m_isRestarted = false;
     QElapsedTimer m_sinceTextMode;
     QString m_unreadableFile;
+    std::function<bool(const InboxMessage &)> m_isRest;
     bool m_mustForget = false;
     std::optional<bool> m_wantsAcknowledge; ///< +CNMA is demanded; asked once per link
     QHash<QByteArray, Occupancy> m_occupancy;

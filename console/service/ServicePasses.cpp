@@ -34,6 +34,9 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
 {
     m_sender.setLimits(&m_limits);
     m_inbound.setReplyLimit(&m_replyLimit);
+    parts.modem.setRestTest([this](const QString &sender, const QString &time, const QStringList &fragments) {
+        return m_inbound.isRest(sender, time, fragments);
+    });
     m_afterGap.setSingleShot(true);
     m_afterGap.setTimerType(Qt::PreciseTimer);
     m_afterGap.callOnTimeout([this] { send(); });
@@ -44,6 +47,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
 ServicePasses::~ServicePasses()
 {
     QObject::disconnect(m_receiving);
+    m_parts.modem.setRestTest({});
 }
 
 void ServicePasses::run(Metrics::Pass pass, const QString &task, const std::function<void()> &work)

@@ -174,6 +174,7 @@ private slots:
         QFETCH(QStringList, fragments);
         QFETCH(int, rows);
         QCOMPARE(arrive(u"1"_s, u"onetwothree"_s), MessageFate::Handled);
+        QCOMPARE(m_handler->isRest(u"1"_s, time, fragments), rows == 1 && !fragments.isEmpty());
         const MessageOrigin origin{.isLeftOver = true, .fragments = fragments, .mustLeave = false};
         QCOMPARE(m_handler->handle(0, {u"1"_s, text, time, origin}), MessageFate::Handled);
         QCOMPARE(stored().size(), rows);

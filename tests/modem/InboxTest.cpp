@@ -115,8 +115,8 @@ void InboxTest::partsAcrossReadings()
     inbox.update("SM", storeOf(u"0:86138:9/2/1:a"_s), morning);
     QVERIFY(!inbox.next(morning));
     // Hours later, in a place that was freed and filled again meanwhile.
-    inbox.update("SM", storeOf(u"0:86138:9/2/1:a 1:86138:9/2/2:b"_s), morning.addSecs(5 * 3600));
-    QCOMPARE(raiseAll(inbox, morning.addSecs(5 * 3600)), QStringList{u"ab"_s});
+    inbox.update("SM", storeOf(u"0:86138:9/2/1:a 1:86138:9/2/2:b"_s), morning.addSecs(18000));
+    QCOMPARE(raiseAll(inbox, morning.addSecs(18000)), QStringList{u"ab"_s});
     for (const StoredTpdu &copy : inbox.removable())
         inbox.setRemoved(copy);
     inbox.update("SM", storeOf(u"0:86138::a"_s), morning);
@@ -128,8 +128,8 @@ void InboxTest::incompleteAfterItsTime()
     Inbox inbox{ModemLimits{}};
     const QDateTime sent = morning.addSecs(-60); // the stamp of Deliver
     inbox.update("SM", storeOf(u"0:86138:9/3/3:c 1:86138:9/3/1:a"_s), morning);
-    QVERIFY(!inbox.next(sent.addSecs(24 * 3600 - 1)));
-    QCOMPARE(raiseAll(inbox, sent.addSecs(24 * 3600)), QStringList{u"ac"_s});
+    QVERIFY(!inbox.next(sent.addSecs(86400 - 1)));
+    QCOMPARE(raiseAll(inbox, sent.addSecs(86400)), QStringList{u"ac"_s});
     QCOMPARE(indicesOf(inbox.removable()), (QList<int>{0, 1}));
 }
 

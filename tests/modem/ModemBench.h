@@ -61,7 +61,7 @@ public:
     }
 
     [[nodiscard]] QString path() const { return directory.filePath(QStringLiteral("modem")); }
-    void plug(const PtyPeer &modem)
+    void plug(const PtyPeer &modem) const
     {
         QFile::remove(path());
         QVERIFY(QFile::link(modem.device(), path()));

@@ -10,7 +10,7 @@
 PtyPeer::PtyPeer()
 {
     m_master = posix_openpt(O_RDWR | O_NOCTTY);
-    if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0 || pipe(m_wake) != 0)
+    if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0 || pipe(m_wake.data()) != 0)
         qFatal("no pseudo-terminal");
     m_device = QString::fromLocal8Bit(ptsname(m_master));
     m_slave =

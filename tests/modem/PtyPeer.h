@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <array>
 #include <atomic>
 #include <mutex>
 #include <thread>
@@ -35,7 +36,7 @@ private:
     QString m_device;
     std::atomic<int> m_master{-1};
     int m_slave = -1;
-    int m_wake[2] = {-1, -1};
+    std::array<int, 2> m_wake{-1, -1};
     std::thread m_thread;
     std::atomic<bool> m_isHungUp{false};
 };

@@ -120,7 +120,7 @@ QByteArray TestModem::reply(const QByteArray &command)
             it.key().endsWith('$') ? command == it.key().chopped(1) : command.startsWith(it.key());
         if (!fits)
             continue;
-        const QByteArray said = it->size() > 1 ? it->takeFirst() : it->first();
+        QByteArray said = it->size() > 1 ? it->takeFirst() : it->first();
         if (said == "*")
             break;
         m_isPrompting = said.endsWith("> ");

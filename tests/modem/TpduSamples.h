@@ -17,7 +17,6 @@ inline QByteArrayList tpduSamples()
         Deliver{.text = QStringLiteral("中文😀")}.hex(),
         Deliver{.text = QString(67, u'汉'), .udh = Deliver::concatenation(255, 3, 3)}.hex(),
         "00440D91683108108300F0000062110291030023050324010141", // Turkish single shift
-        "0006070B913108108300F06211020191002362110201910023"
-        "00", // status report
+        "0006070B913108108300F0621102019100236211020191002300", // status report
     };
 }

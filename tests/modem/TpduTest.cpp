@@ -237,10 +237,10 @@ void TpduTest::submits_data()
     QTest::newRow("71-units") << QString(71, u'汉') << 2 << 6 + 8;
     QTest::newRow("134-units") << QString(134, u'汉') << 2 << 140;
     QTest::newRow("135-units") << QString(135, u'汉') << 3 << 8;
-    QTest::newRow("255-parts") << QString(255 * 67, u'汉') << 255 << 140;
-    QTest::newRow("256-parts") << QString(255 * 67 + 1, u'汉') << 0 << 0;
-    QTest::newRow("255-septet-parts") << QString(255 * 153, u'a') << 255 << 160;
-    QTest::newRow("256-septet-parts") << QString(255 * 153 + 1, u'a') << 0 << 0;
+    QTest::newRow("255-parts") << QString(qsizetype{255} * 67, u'汉') << 255 << 140;
+    QTest::newRow("256-parts") << QString(qsizetype{255} * 67 + 1, u'汉') << 0 << 0;
+    QTest::newRow("255-septet-parts") << QString(qsizetype{255} * 153, u'a') << 255 << 160;
+    QTest::newRow("256-septet-parts") << QString(qsizetype{255} * 153 + 1, u'a') << 0 << 0;
 }
 
 void TpduTest::submits()

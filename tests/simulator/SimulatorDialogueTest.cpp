@@ -12,7 +12,8 @@ namespace
 /// The steps of playDialogue(), parted by " / ", with words for what comes often.
 QStringList dialogue(QString steps)
 {
-    const std::pair<QString, QString> words[] = {
+    const QList<std::pair<QString, QString>> words{
+        {u"'"_s, u"\""_s},
         {u"SEND"_s, u"> AT+CMGS=17 / <> / ] PDU"_s},
         {u"SENT"_s, u"< +CMGS: 1 / OK"_s},
         // "你好" to 13810008388: 17 octets behind the absent service-centre address.
@@ -93,7 +94,7 @@ void SimulatorDialogueTest::dialogues_data()
         QTest::newRow(name) << dialogue(QString::fromUtf8(steps));
     };
     row("echo until ATE0",
-        "> ATE1 / OK / > AT / = AT\\r\\r\\nOK\\r\\n / > ATE0 / = ATE0\\r\\r\\nOK\\r\\n / > AT / OK");
+        R"(> ATE1 / OK / > AT / = AT\r\r\nOK\r\n / > ATE0 / = ATE0\r\r\nOK\r\n / > AT / OK)");
     row("the first error ends a line",
         "> AT+CMGF?;+NONE;+CMGF=1 / < +CMGF: 0 / < ERROR / > AT+CMGF? / < +CMGF: 0 / OK");
     row("a command line without end", "} ATxLONG / >  / < ERROR");
@@ -112,29 +113,28 @@ void SimulatorDialogueTest::dialogues_data()
     row("late result", "! late 1 300 / SEND / > AT / OK / SENT");
     row("slow result holds input back", "! slow 1 100 / SEND / > AT / SENT / OK");
     row("unsolicited between command and answer",
-        "! urc-mid +CMTI: \"SM\",7 / > AT+CMGF? / < +CMTI: \"SM\",7 / < +CMGF: 0 / OK");
+        "! urc-mid +CMTI: 'SM',7 / > AT+CMGF? / < +CMTI: 'SM',7 / < +CMGF: 0 / OK");
     row("unsolicited before the result", "! urc-mid-send RING / SEND / < RING / SENT");
 
     row("not registered", "> AT+CREG=1 / OK / ! registered 0 / < +CREG: 0 / > AT+CREG? / < +CREG: 1,0 / OK"
                           " / SEND / < +CMS ERROR: 331 / ! registered 5 / < +CREG: 5 / SEND / SENT");
     row("PIN",
         "! pin required 4711 / > AT+CMEE=1;+CPIN? / < +CPIN: SIM PIN / OK / > AT+CMGL=4 / < +CMS ERROR: 311"
-        " / > AT+CPIN=\"0000\" / < +CME ERROR: 16 / > AT+CPIN=\"4711\" / OK / > AT+CMGL=4 / OK");
+        " / > AT+CPIN='0000' / < +CME ERROR: 16 / > AT+CPIN='4711' / OK / > AT+CMGL=4 / OK");
     row("SIM busy", "! sim busy 2 / > AT+CPMS? / < +CMS ERROR: 314 / > AT+CMEE=1;+CPIN? / < +CME ERROR: 14"
                     " / > AT+CPIN? / < +CPIN: READY / OK");
 
     row("receive, list, read, delete",
-        "NOTIFY / HI / < +CMTI: \"SM\",1 / > AT+CMGL=0 / < +CMGL: 1,0,,22|DELIVER / OK"
+        "NOTIFY / HI / < +CMTI: 'SM',1 / > AT+CMGL=0 / < +CMGL: 1,0,,22|DELIVER / OK"
         " / > AT+CMGL=0 / OK / > AT+CMGL=1 / < +CMGL: 1,1,,22|DELIVER / OK"
         " / > AT+CMGR=1 / < +CMGR: 1,,22|DELIVER / OK / > AT+CMGD=1 / OK"
         " / > AT+CMGR=1 / < +CMS ERROR: 321");
     row("silent store", "NOTIFY / ! notify off / HI / > AT+CMGL=4 / < +CMGL: 1,0,,22|DELIVER / OK");
     row("full store, then room",
-        "! storage-size 1 / NOTIFY / HI / < +CMTI: \"SM\",1 / HI / > AT+CMGD=1 / OK / < +CMTI: \"SM\",1");
-    row("memories",
-        "! memories 2 / > AT+CPMS=\"SM\",\"SM\",\"SM\" / < +CMS ERROR: 302 / > AT+CPMS=\"ME\",\"SM\""
-        " / < +CPMS: 0,50,0,50 / OK / ! receive-into ME / NOTIFY / HI / < +CMTI: \"ME\",1"
-        " / > AT+CMGR=1 / < +CMGR: 0,,22|DELIVER / OK");
+        "! storage-size 1 / NOTIFY / HI / < +CMTI: 'SM',1 / HI / > AT+CMGD=1 / OK / < +CMTI: 'SM',1");
+    row("memories", "! memories 2 / > AT+CPMS='SM','SM','SM' / < +CMS ERROR: 302 / > AT+CPMS='ME','SM'"
+                    " / < +CPMS: 0,50,0,50 / OK / ! receive-into ME / NOTIFY / HI / < +CMTI: 'ME',1"
+                    " / > AT+CMGR=1 / < +CMGR: 0,,22|DELIVER / OK");
     row("notification ranges", "! cnmi (0-1),(0,1),(0),(0),(0) / > AT+CNMI=2,1 / < +CMS ERROR: 303"
                                " / > AT+CNMI=1,1,0,0,0 / OK");
     row("acknowledged direct message",
@@ -144,8 +144,8 @@ void SimulatorDialogueTest::dialogues_data()
                                         " / > AT+CMGL=4 / < +CMGL: 1,0,,22|DELIVER / OK");
     row("raw octets", "! deliver-tpdu 0004 / > AT+CMGL=4 / < +CMGL: 1,0,,1|0004 / OK");
     row("text mode",
-        "> AT+CMGF=1;+CSCS=\"GSM\" / OK / > AT+CMGS=\"+861380\" / <> / ] Hi / SENT / HI / > AT+CMGL=\"ALL\""
-        " / < +CMGL: 1,\"REC UNREAD\",\"+8613800138000\",,\"24/05/31,12:00:00+32\"|Hi / OK");
+        "> AT+CMGF=1;+CSCS='GSM' / OK / > AT+CMGS='+861380' / <> / ] Hi / SENT / HI / > AT+CMGL='ALL'"
+        " / < +CMGL: 1,'REC UNREAD','+8613800138000',,'24/05/31,12:00:00+32'|Hi / OK");
     row("a TPDU for a modem in text mode goes out as a text", "! format 1 / ! restart silent / SEND / SENT");
     row("given answers come in order, then the usual one",
         "! answer always +CMGF? +CMGF: 9|OK / ! answer 1 AT+CMGF? ERROR / ! answer --raw 1 +CMGF? \\x41\\r\\n"
@@ -162,10 +162,9 @@ void SimulatorDialogueTest::dialogues_data()
     row("a restart instead of a result", "! at-start 0 ^BOOT / NOTIFY / ! edit 1 > restart / SEND / < ^BOOT"
                                          " / > AT+CNMI? / < +CNMI: 0,0,0,0,0 / OK");
     row("an outage", "! outage 100000 / > AT+CREG? / < +CREG: 0,2 / OK / SEND / < +CMS ERROR: 500");
-    row("MT is SM and ME",
-        "! memories 3 only mt / ! storage-size 1 / > AT+CPMS=\"MT\",\"MT\",\"MT\";+CNMI=2,1"
-        " / < +CPMS: 0,2,0,2,0,2 / OK / HI / < +CMTI: \"MT\",1 / HI / < +CMTI: \"MT\",2"
-        " / > AT+CMGD=1 / OK / > AT+CMGR=2 / < +CMGR: 0,,22|DELIVER / OK");
+    row("MT is SM and ME", "! memories 3 only mt / ! storage-size 1 / > AT+CPMS='MT','MT','MT';+CNMI=2,1"
+                           " / < +CPMS: 0,2,0,2,0,2 / OK / HI / < +CMTI: 'MT',1 / HI / < +CMTI: 'MT',2"
+                           " / > AT+CMGD=1 / OK / > AT+CMGR=2 / < +CMGR: 0,,22|DELIVER / OK");
     row("a store that keeps what it is told to remove",
         "! deletes off / ! first-index 123456789 / HI / > AT+CMGD=123456789 / OK / > AT+CMGR=123456789"
         " / < +CMGR: 0,,22|DELIVER / OK");
