@@ -19,6 +19,7 @@ due="ToSendDT < '2099-01-01'"
 simulator=
 server=
 stop_all() {
+    trap '' INT TERM # an impatient second Ctrl-C leaves nothing behind
     [ -z "$server" ] || kill -TERM "$server" 2>/dev/null || true
     [ -z "$simulator" ] || kill -TERM "$simulator" 2>/dev/null || true
     stop_mail_server

@@ -34,13 +34,7 @@ private:
         return QStringList{u"--headless"_s, u"--start"_s, u"--settings"_s, m_office->registry.fileName()} +
                more;
     }
-    void configure(const SimulatorProcess &modem)
-    {
-        m_office->registry.write(Settings::centerCodePath(), u"+8613800100500"_s);
-        m_office->registry.write(Settings::serverPortPath(), u"3"_s);
-        m_office->registry.write(Settings::timeDelayPath(), u"1"_s);
-        m_office->registry.write(Settings::comDevicePath(3), modem.devicePath());
-    }
+    void configure(const SimulatorProcess &modem) { m_office->configureModem(modem.devicePath(), 1); }
     void queue(int messages)
     {
         for (int i = 0; i < messages; ++i)

@@ -2,7 +2,6 @@
 
 #include <QImage>
 #include <QProcess>
-#include <QProcessEnvironment>
 #include <QStringList>
 #include <memory>
 #include <vector>
@@ -19,33 +18,37 @@ public:
 
     /// Starts a program on this desktop; it is ended with what holds it.
     [[nodiscard]] std::unique_ptr<QProcess> run(const QString &program, const QStringList &arguments) const;
+    /// What the tool for X events says.
+    QString xdotool(const QStringList &arguments) const;
 
     /// The window on the screen whose title contains the text; "" when there is none.
-    [[nodiscard]] QString window(const QString &title) const;
-    [[nodiscard]] QString notificationArea() const;
-    /// The window's size without its frame.
+    [[nodiscard]] QString window(const QString &title) const
+    {
+        return search(QStringLiteral("--name"), title);
+    }
+    [[nodiscard]] QString notificationArea() const
+    {
+        return search(QStringLiteral("--class"), QStringLiteral("trayer"));
+    }
+    /// The window's size, without its frame.
     [[nodiscard]] QSize sizeOf(const QString &window) const;
-    [[nodiscard]] QString focusedWindow() const;
+    /// What the window manager's frame adds to it.
+    [[nodiscard]] QSize frameOf(const QString &window) const;
     /// The colours of the screen within the window.
     [[nodiscard]] QImage picture(const QString &window) const;
 
     enum Button { Left = 1, Right = 3 };
     /// position: within the window.
-    void moveTo(const QString &window, QPoint position) const;
-    void click(const QString &window, QPoint position, Button button = Left) const;
-    void doubleClick(const QString &window, QPoint position) const;
+    void click(const QString &window, QPoint position, Button button = Left, int times = 1) const;
     /// Resizes the window with the mouse as a person does, its lower right corner moved by so much.
     void dragCorner(const QString &window, QPoint by) const;
-    void minimise(const QString &window) const;
-    void askForSize(const QString &window, QSize size) const;
     /// Keys by their X names, one after the other, for example "Tab", "alt+F4".
-    void press(const QStringList &keys) const;
-    void type(const QString &text) const;
+    void press(const QStringList &keys) const { xdotool(QStringList{QStringLiteral("key")} + keys); }
 
 private:
-    void startNotificationArea();
+    [[nodiscard]] QString search(const QString &what, const QString &text) const;
+    [[nodiscard]] QByteArray output(const QString &program, const QStringList &arguments) const;
     void startPart(const QString &program, const QStringList &arguments);
-    QString xdotool(const QStringList &arguments) const;
 
     QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
     std::vector<std::unique_ptr<QProcess>> m_parts;

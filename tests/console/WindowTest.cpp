@@ -6,6 +6,7 @@
 #include <QDesktopServices>
 #include <QScrollBar>
 #include <QTest>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -53,7 +54,6 @@ private slots:
     void sizes_data()
     {
         QTest::addColumn<QSize>("asked"); // without the frame
-        QTest::newRow("too small") << QSize(200, 100);
         QTest::newRow("too narrow") << QSize(smallest.width() - 1, 700);
         QTest::newRow("too low") << QSize(800, smallest.height() - 1);
         QTest::newRow("smallest") << smallest;
@@ -63,25 +63,25 @@ private slots:
     {
         QFETCH(QSize, asked);
         auto &window = m_console->window;
+        const std::array counters{OperatorConsole::ToSend, OperatorConsole::Succeeded,
+                                  OperatorConsole::Failed};
         window.resize(1000, 1000);
-        for (const auto panel :
-             {OperatorConsole::ToSend, OperatorConsole::Succeeded, OperatorConsole::Failed})
+        for (const auto panel : counters)
             window.setPanelText(panel, u"7"_s);
         window.setPanelText(OperatorConsole::Time, u"-"_s);
         window.resize(asked);
         const QSize frame = window.frameGeometry().size() - window.size();
-        QCOMPARE(window.width() + frame.width(),
-                 asked.width() < smallest.width() ? smallest.width() : asked.width() + frame.width());
-        QCOMPARE(window.height() + frame.height(),
-                 asked.height() < smallest.height() ? smallest.height() : asked.height() + frame.height());
-        const QWidget *log = m_console->child<QWidget>("SMSLog");
+        QCOMPARE(
+            window.frameGeometry().size(),
+            QSize(asked.width() < smallest.width() ? smallest.width() : asked.width() + frame.width(),
+                  asked.height() < smallest.height() ? smallest.height() : asked.height() + frame.height()));
         const QWidget *bar = m_console->child<QWidget>("StatusBar");
-        QCOMPARE(log->geometry(), QRect(0, pixelsFromTwips(1110), window.width(),
-                                        window.height() - bar->height() - pixelsFromTwips(1110)));
+        const int top = pixelsFromTwips(1110);
+        QCOMPARE(m_console->child<QWidget>("SMSLog")->geometry(),
+                 QRect(0, top, window.width(), window.height() - bar->height() - top));
         QCOMPARE(bar->geometry(), QRect(0, window.height() - bar->height(), window.width(), bar->height()));
         QCOMPARE(m_console->child<QWidget>("StatusBarPanel11")->width(), window.width());
-        for (const auto panel :
-             {OperatorConsole::ToSend, OperatorConsole::Succeeded, OperatorConsole::Failed})
+        for (const auto panel : counters)
             QCOMPARE(window.panelText(panel), u"0"_s);
         QCOMPARE(window.panelText(OperatorConsole::Time), u"2006-03-05 07:08:09"_s);
     }
@@ -103,22 +103,35 @@ private slots:
         frmParm dialog(m_console->office.session, m_console->office.registry, boxes, &m_console->window);
         for (QWidget *window :
              {static_cast<QWidget *>(&m_console->window), static_cast<QWidget *>(&dialog)}) {
-            const auto widgets = window->findChildren<QWidget *>();
-            for (QWidget *widget : widgets) {
-                const bool isReached =
-                    widget->window() == window && (widget->focusPolicy() & Qt::TabFocus) != 0;
-                QVERIFY2(
-                    !isReached ||
+            for (QWidget *widget : window->findChildren<QWidget *>()) {
+                if (widget->window() == window && (widget->focusPolicy() & Qt::TabFocus) != 0)
+                    QVERIFY2(
                         !QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name).isEmpty(),
-                    qPrintable(widget->objectName()));
+                        qPrintable(widget->objectName()));
             }
         }
     }
 
-    void enterPressesTheFocusedButton()
+    void theKeyboardReachesEveryControlInOrder()
     {
-        QTest::keyClick(m_console->child<QPushButton>("btnOp"), Qt::Key_Return);
+        QStringList order;
+        QWidget *widget = m_console->child<QWidget>("btnOp");
+        do {
+            if ((widget->focusPolicy() & Qt::TabFocus) != 0)
+                order += widget->objectName();
+            widget = widget->nextInFocusChain();
+        } while (widget->objectName() != u"btnOp"_s);
+        QCOMPARE(order.first(4), QStringList({u"btnOp"_s, u"Command1"_s, u"lblUrl"_s, u"SMSLog"_s}));
+        QTest::keyClick(widget, Qt::Key_Return);
         QVERIFY(!m_console->boxes.shown.isEmpty()); // it asks for the missing settings
+    }
+
+    void logLinesAreOneLineEachNewestFirst()
+    {
+        m_console->window.addLogLine(u"先"_s);
+        m_console->window.addLogLine(u"后\r\n两\u2028行\0"_s);
+        QCOMPARE(m_console->child<LogBox>("SMSLog")->toPlainText(),
+                 u"2006-03-05 07:08:09 后  两 行 \n2006-03-05 07:08:09 先\n"_s);
     }
 
     void theClockTicksEverySecondAlsoWhileStopped()
@@ -179,18 +192,6 @@ private slots:
         QVERIFY(m_console->window.isVisible());
         menu->actions().at(4)->trigger();
         QCOMPARE(m_console->endings, 1);
-    }
-
-    void tabOrder()
-    {
-        QStringList order;
-        QWidget *widget = m_console->child<QWidget>("btnOp");
-        do {
-            if ((widget->focusPolicy() & Qt::TabFocus) != 0)
-                order += widget->objectName();
-            widget = widget->nextInFocusChain();
-        } while (widget->objectName() != u"btnOp"_s);
-        QCOMPARE(order.first(4), QStringList({u"btnOp"_s, u"Command1"_s, u"lblUrl"_s, u"SMSLog"_s}));
     }
 
     void theLogKeepsItsPlaceWhenScrolledAwayAndItsTextCanBeCopied()

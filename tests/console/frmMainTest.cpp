@@ -5,6 +5,7 @@
 
 using namespace Qt::StringLiterals;
 
+/// Start and Stop, by the button, the menu and unattended.
 class frmMainTest : public QObject
 {
     Q_OBJECT
@@ -14,15 +15,17 @@ private:
 
     void pressStart() { QTest::mouseClick(m_console->child<QPushButton>("btnOp"), Qt::LeftButton); }
     [[nodiscard]] QString caption() const { return m_console->child<QPushButton>("btnOp")->text(); }
+    [[nodiscard]] QString status() const { return m_console->panel(OperatorConsole::Status); }
+    [[nodiscard]] QTimer *again() const { return m_console->child<QTimer>("tStartAgain"); }
     /// The office's session looks at another database from now on.
     void pointAt(const QString &connectString)
     {
         m_console->office.registry.write(Settings::connectStringPath(), connectString);
     }
-    void startOn(const SimulatorProcess &modem, const QString &timeDelay = {})
+    void startOn(const SimulatorProcess &modem)
     {
         m_console->device = modem.devicePath();
-        m_console->configure(u" ＋8613800100500 "_s, u"3"_s, timeDelay);
+        m_console->configure(u" ＋8613800100500 "_s, u"3"_s);
         pressStart();
         QCOMPARE(m_console->takeLog(), QStringList({u"成功连接数据库"_s, u"连接 COM3端口成功！"_s}));
     }
@@ -32,6 +35,7 @@ private slots:
     {
         m_console = std::make_unique<ConsoleFixture>();
         m_console->window.show();
+        QCOMPARE(caption() + status(), u"启动等待..."_s);
     }
     void cleanup()
     {
@@ -39,48 +43,39 @@ private slots:
         m_console.reset();
     }
 
-    void waitsForTheOperatorAndTouchesNothing()
-    {
-        QCOMPARE(caption(), u"启动"_s);
-        QCOMPARE(m_console->panel(OperatorConsole::Status), u"等待..."_s);
-        QCOMPARE(m_console->panel(OperatorConsole::Time), u"2006-03-05 07:08:09"_s);
-        QVERIFY(!m_console->modem.isPortOpen());
-    }
-
     void startRefused_data()
     {
         QTest::addColumn<QString>("centerCode");
         QTest::addColumn<QString>("serverPort");
-        QTest::addColumn<QStringList>("log");
-        QTest::addColumn<QStringList>("boxes");
-        QTest::addColumn<QString>("status");
-        const QString connected = u"成功连接数据库"_s;
-        const QString waiting = u"等待..."_s;
-        const QString failed = u"启动失败..."_s;
-        const auto cable = [](const QString &port) {
-            return u"连接 COM%1失败，请检查连线是否正确。"_s.arg(port);
-        };
+        QTest::addColumn<QString>("logged"); // after the database
+        QTest::addColumn<QString>("box");
         QTest::newRow("no centre number")
-            << u""_s << u"3"_s << QStringList{connected}
-            << QStringList{u"请首先进行参数配置,配置短信中心号码!"_s} << waiting;
+            << u""_s << u"3"_s << u""_s << u"请首先进行参数配置,配置短信中心号码!"_s;
         QTest::newRow("no port") << u"+861"_s << u""_s
-                                 << QStringList{connected,
-                                                u"没有指定GSM Modem COM端口,请正确配置 GSM Modem COM端口"_s}
-                                 << QStringList() << waiting;
-        for (const auto &port : {u"abc"_s, u"2.5"_s, u"70000"_s, u"99999999999"_s})
+                                 << u"没有指定GSM Modem COM端口,请正确配置 GSM Modem COM端口"_s << u""_s;
+        for (const auto &port : {u"abc"_s, u"2.5"_s, u"70000"_s})
             QTest::newRow(qPrintable(u"port "_s + port))
-                << u"+861"_s << port << QStringList{connected, cable(port)} << QStringList() << failed;
+                << u"+861"_s << port << u"连接 COM%1失败，请检查连线是否正确。"_s.arg(port) << u""_s;
     }
+    /// A missing setting ends the unattended start's trying too.
     void startRefused()
     {
         QFETCH(QString, centerCode);
         QFETCH(QString, serverPort);
+        QFETCH(QString, logged);
         m_console->configure(centerCode, serverPort);
-        pressStart();
-        QTEST(m_console->takeLog(), "log");
-        QTEST(m_console->boxes.shown, "boxes");
-        QTEST(m_console->panel(OperatorConsole::Status), "status");
-        QCOMPARE(caption(), u"启动"_s);
+        for (const bool isUnattended : {false, true}) {
+            if (isUnattended)
+                m_console->window.startUnattended();
+            else
+                pressStart();
+            QCOMPARE(m_console->takeLog().join(u'|'),
+                     u"成功连接数据库"_s + (logged.isEmpty() ? QString() : u"|"_s + logged));
+            QTEST(m_console->boxes.shown.join(u'|'), "box");
+            QCOMPARE(status(), logged.startsWith(u"连接"_s) ? u"启动失败..."_s : u"等待..."_s);
+            QVERIFY(!m_console->window.isRunning() && !again()->isActive());
+            m_console->boxes.shown.clear();
+        }
     }
 
     void absentDatabaseLeavesEverythingElseAlone()
@@ -89,8 +84,11 @@ private slots:
         pointAt(u"Provider=SQLite;Data Source="_s + m_console->office.path(u"away.db"_s));
         pressStart();
         QCOMPARE(m_console->takeLog(), QStringList{u"数据库连接失败"_s});
-        QCOMPARE(m_console->panel(OperatorConsole::Status), u"等待..."_s);
-        QCOMPARE(caption(), u"启动"_s);
+        QCOMPARE(status(), u"等待..."_s);
+        pointAt({});
+        m_console->window.startUnattended();
+        QCOMPARE(m_console->takeLog(), QStringList{u"数据库连接失败"_s});
+        QVERIFY(!again()->isActive()); // a missing connection string does not come by itself
     }
 
     void absentModemTellsTheCauseAndMayBeTriedAgain()
@@ -99,11 +97,14 @@ private slots:
         pressStart();
         const QStringList log = m_console->takeLog();
         QCOMPARE(log.size(), 3);
-        QCOMPARE(log.first(), u"成功连接数据库"_s);
         QVERIFY(log.at(1).contains(m_console->device)); // the modem's own notice
         QCOMPARE(log.last(), u"连接 COM3失败，请检查连线是否正确。"_s);
-        QCOMPARE(m_console->panel(OperatorConsole::Status), u"启动失败..."_s);
-        pressStart();
+        QCOMPARE(status(), u"启动失败..."_s);
+        m_console->window.startUnattended();
+        QVERIFY(again()->isActive());
+        QCOMPARE(m_console->takeLog(), log + QStringList(u"启动未成功，每隔 10 秒自动重试，直到成功"_s));
+        pressStart(); // the operator takes over
+        QVERIFY(!again()->isActive());
         QCOMPARE(m_console->takeLog(), log);
     }
 
@@ -112,29 +113,25 @@ private slots:
         QFile file(m_console->office.registry.fileName());
         QVERIFY(file.remove() && QDir().mkdir(file.fileName())); // a folder in the file's place
         pressStart();
-        const QStringList log = m_console->takeLog();
-        QCOMPARE(log.first(), u"数据库连接失败"_s);
-        QVERIFY(log.last().startsWith(u"启动服务失败："_s));
+        QVERIFY(m_console->takeLog().last().startsWith(u"启动服务失败："_s));
         QCOMPARE(caption(), u"启动"_s);
     }
 
     void intervalsFromTimeDelay_data()
     {
-        QTest::addColumn<QString>("timeDelay");
         QTest::addColumn<int>("milliseconds");
-        QTest::newRow("5") << u"5"_s << 5000;
-        for (const auto &useless : {u""_s, u"abc"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"99999999999"_s})
-            QTest::newRow(qPrintable(u"useless: "_s + useless)) << useless << 10000;
-        QTest::newRow("full width") << u"５"_s << 5000;
-        QTest::newRow("half to even, down") << u"2.5"_s << 2000;
-        QTest::newRow("half to even, up") << u"3.5"_s << 4000;
-        QTest::newRow("beyond 16 bits of milliseconds") << u"60"_s << 60000;
-        QTest::newRow("more than a timer holds") << u"2147483647"_s << std::numeric_limits<int>::max();
+        QTest::newRow("5") << 5000;
+        QTest::newRow("５") << 5000;
+        for (const char *useless : {"", "abc", "0", "-3", "0.5", "99999999999"})
+            QTest::newRow(useless) << 10000;
+        QTest::newRow("2.5") << 2000;
+        QTest::newRow("3.5") << 4000;
+        QTest::newRow("60") << 60000; // beyond 16 bits of milliseconds
+        QTest::newRow("2147483647") << std::numeric_limits<int>::max();
     }
     void intervalsFromTimeDelay()
     {
-        QFETCH(QString, timeDelay);
-        m_console->configure(u"+861"_s, u"3"_s, timeDelay);
+        m_console->configure(u"+861"_s, u"3"_s, QString::fromUtf8(QTest::currentDataTag()));
         ServiceStart start({m_console->office.clock, m_console->office.registry, m_console->office.session,
                             m_console->modem},
                            m_console->window);
@@ -145,48 +142,43 @@ private slots:
     {
         const SimulatorProcess modem;
         startOn(modem);
-        QCOMPARE(caption(), u"停止"_s);
-        QCOMPARE(m_console->panel(OperatorConsole::Status), u"正在运行..."_s);
+        QCOMPARE(caption() + status(), u"停止正在运行..."_s);
 
-        m_console->boxes.answers = {false, true};
+        m_console->boxes.answers = {false, false, true};
         pressStart();
-        QCOMPARE(m_console->boxes.shown, QStringList{u"确实要停止短信服务器吗？"_s});
+        m_console->window.m_Stop_Click();
+        QCOMPARE(m_console->boxes.shown, QStringList(2, u"确实要停止短信服务器吗？"_s));
         QVERIFY(m_console->modem.isPortOpen());
         QCOMPARE(m_console->endings, 0);
 
         pressStart();
         QCOMPARE(m_console->takeLog(), QStringList{u"释放 COM3端口成功！"_s});
-        QCOMPARE(caption(), u"启动"_s);
+        QCOMPARE(caption() + status(), u"启动服务未启动..."_s);
         QCOMPARE(m_console->panel(OperatorConsole::ToSend), u"准备就绪"_s);
-        QCOMPARE(m_console->panel(OperatorConsole::Status), u"服务未启动..."_s);
         QVERIFY(!m_console->modem.isPortOpen());
         QCOMPARE(m_console->endings, 1);
     }
 
-    void stopMenuItem_data()
+    void unattendedItSaysOnceThatItTriesAndOnceThatItHasSucceeded()
     {
-        QTest::addColumn<bool>("running");
-        QTest::newRow("stopped: no question") << false;
-        QTest::newRow("running: the question first") << true;
-    }
-    void stopMenuItem()
-    {
-        QFETCH(bool, running);
+        m_console->configure(u"+8613800100500"_s, u"3"_s, u"1"_s);
+        const QString there = m_console->office.connectString();
+        pointAt(u"Provider=SQLite;Data Source=\"%1\""_s.arg(m_console->office.path(u"away"_s)));
+        int tries = 0;
+        connect(again(), &QTimer::timeout, this, [&tries] { ++tries; });
+        m_console->window.startUnattended();
+        QTRY_VERIFY(tries >= 2);
+        QCOMPARE(m_console->takeLog(),
+                 QStringList({u"数据库连接失败"_s, u"启动未成功，每隔 1 秒自动重试，直到成功"_s}));
+        // The database comes back; the modem is still away, for at least two tries.
+        pointAt(there);
+        QTRY_VERIFY(tries >= 5);
+        QCOMPARE(m_console->takeLog().size(), 3);
         const SimulatorProcess modem;
-        if (running)
-            startOn(modem);
-        m_console->window.m_Stop_Click();
-        QCOMPARE(m_console->boxes.shown.size(), running ? 1 : 0);
-        QCOMPARE(m_console->endings, running ? 0 : 1);
-    }
-
-    void logLinesAreOneLineEachNewestFirst()
-    {
-        m_console->window.addLogLine(u"先"_s);
-        m_console->window.addLogLine(u"后\r\n两\u2028行\0"_s);
-        QCOMPARE(m_console->child<LogBox>("SMSLog")->toPlainText(),
-                 u"2006-03-05 07:08:09 后  两 行 \n2006-03-05 07:08:09 先\n"_s);
-        m_console->log.clear();
+        m_console->device = modem.devicePath();
+        QTRY_VERIFY(m_console->window.isRunning());
+        QCOMPARE(m_console->takeLog(),
+                 QStringList({u"连接 COM3端口成功！"_s, u"自动重试成功，服务已启动"_s}));
     }
 };
 

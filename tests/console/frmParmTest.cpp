@@ -19,6 +19,7 @@ private:
 
     void open()
     {
+        m_script.shown.clear();
         m_dialog = std::make_unique<frmParm>(m_office->session, m_office->registry, *m_boxes, nullptr);
         m_dialog->Form_Load();
         m_dialog->show();
@@ -102,36 +103,23 @@ private slots:
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QStringList>("storedAfter"); // before: old, 9, 99
         QTest::addColumn<QString>("focus");
-        const QString badPort = u"请选择正确的短信猫端口号"_s;
-        const QString noCentre = u"请输入短信中心号码！"_s;
-        const QString noNumber = u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s;
-        const QString notPositive = u"检测时间间隔必须是数字"_s;
+        const auto row = [](const QString &port, const QString &centre, const QString &delay,
+                            const QString &shown, const QString &storedAfter, const QString &focus = {}) {
+            QTest::newRow(qPrintable(u"%1 | %2 | %3"_s.arg(port, centre, delay)))
+                << port << centre << delay << shown << storedAfter.split(u'|') << focus;
+        };
         const QString saved = u"参数保存成功"_s;
-        for (const auto &[typed, number] : {std::pair(u"COM3"_s, u"3"_s), std::pair(u"com 12"_s, u"12"_s),
-                                            std::pair(u"7"_s, u"7"_s), std::pair(u" c O m 1 0 "_s, u"10"_s)})
-            QTest::newRow(qPrintable(u"port as "_s + typed))
-                << typed << u"+1"_s << u"5"_s << saved << QStringList{u"+1"_s, number, u"5"_s} << u""_s;
-        for (const auto &typed :
-             {u""_s, u"COM"_s, u"modem"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"2147483648"_s, u"1e3"_s})
-            QTest::newRow(qPrintable(u"bad port "_s + typed))
-                << typed << u"+1"_s << u"5"_s << badPort << QStringList{u"+1"_s, u"9"_s, u"99"_s}
-                << u"PortNumber"_s;
-        QTest::newRow("no centre number") << u"COM3"_s << u""_s << u"5"_s << noCentre
-                                          << QStringList{u""_s, u"3"_s, u"99"_s} << u"CenterCode"_s;
-        for (const auto &typed : {u"abc"_s, u""_s, u"5s"_s})
-            QTest::newRow(qPrintable(u"interval no number: "_s + typed))
-                << u"COM3"_s << u"+1"_s << typed << noNumber << QStringList{u"+1"_s, u"3"_s, u"99"_s}
-                << u"txtTimeDelay"_s;
-        for (const auto &typed : {u"0"_s, u"-5"_s, u"0.4"_s, u"0.5"_s, u"99999999999"_s})
-            QTest::newRow(qPrintable(u"interval not positive: "_s + typed))
-                << u"COM3"_s << u"+1"_s << typed << notPositive << QStringList{u"+1"_s, u"3"_s, u"99"_s}
-                << u"txtTimeDelay"_s;
-        QTest::newRow("interval with fraction")
-            << u"COM3"_s << u"+1"_s << u"2.5"_s << saved << QStringList{u"+1"_s, u"3"_s, u"2.5"_s} << u""_s;
-        QTest::newRow("full width") << u"ＣＯＭ　３"_s << u"＋８６"_s << u"５"_s << saved
-                                    << QStringList{u"＋８６"_s, u"3"_s, u"５"_s} << u""_s;
-        QTest::newRow("interval beyond 32")
-            << u"COM3"_s << u"+1"_s << u"3600"_s << saved << QStringList{u"+1"_s, u"3"_s, u"3600"_s} << u""_s;
+        row(u"COM3"_s, u"+1"_s, u"2.5"_s, saved, u"+1|3|2.5"_s);
+        row(u" c O m 1 2 "_s, u"+1"_s, u"3600"_s, saved, u"+1|12|3600"_s);
+        row(u"ＣＯＭ　３"_s, u"＋８６"_s, u"５"_s, saved, u"＋８６|3|５"_s);
+        for (const auto &port : {u""_s, u"modem"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"2147483648"_s, u"1e3"_s})
+            row(port, u"+1"_s, u"5"_s, u"请选择正确的短信猫端口号"_s, u"+1|9|99"_s, u"PortNumber"_s);
+        row(u"7"_s, u""_s, u"5"_s, u"请输入短信中心号码！"_s, u"|7|99"_s, u"CenterCode"_s);
+        for (const auto &delay : {u"abc"_s, u""_s, u"5s"_s})
+            row(u"7"_s, u"+1"_s, delay, u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s, u"+1|7|99"_s,
+                u"txtTimeDelay"_s);
+        for (const auto &delay : {u"0"_s, u"-5"_s, u"0.4"_s, u"0.5"_s, u"99999999999"_s})
+            row(u"7"_s, u"+1"_s, delay, u"检测时间间隔必须是数字"_s, u"+1|7|99"_s, u"txtTimeDelay"_s);
     }
     void ok()
     {
