@@ -85,6 +85,7 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
         break;
     }
     m_busy = false;
+    setRestAside();
     return answer;
 }
 
@@ -105,6 +106,7 @@ AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, std::chrono::millis
         answer.end = written == SerialLine::Wait::Lost ? AtAnswer::End::Lost : AtAnswer::End::TimedOut;
     }
     m_busy = false;
+    setRestAside();
     return answer;
 }
 
@@ -260,6 +262,12 @@ void AtChannel::setAside(const QByteArray &line)
 void AtChannel::drainIdle()
 {
     m_splitter.feed(m_line.readAll());
+    setRestAside();
+}
+
+/// What came together with an answer, behind it: no further octets tell of it.
+void AtChannel::setRestAside()
+{
     while (const std::optional<QByteArray> line = m_splitter.takeLine()) {
         if (!finalResult(*line))
             setAside(*line);

@@ -104,6 +104,7 @@ private:
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
     void drainIdle();
+    void setRestAside();
     [[nodiscard]] bool isSilent();
     [[nodiscard]] QByteArray spelled(const QByteArray &command) const;
 

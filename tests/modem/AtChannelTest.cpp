@@ -3,6 +3,7 @@
 #include "modem/SerialLine.h"
 #include "tests/modem/PtyPeer.h"
 
+#include <QSignalSpy>
 #include <QTest>
 #include <condition_variable>
 
@@ -158,12 +159,14 @@ void AtChannelTest::answers()
 {
     QFETCH(const QByteArray, said);
     Fixture f(R"(> AT+CSQ\r | < )" + said);
+    const QSignalSpy arrived(&f.channel, &AtChannel::unsolicitedArrived);
     const AtAnswer answer = f.channel.exchange("AT+CSQ", "+CSQ:", 2s);
     QCOMPARE(answer.end, AtAnswer::End::Final);
     QTEST(answer.result.kind, "kind");
     QTEST(textsOf(answer), "lines");
     QByteArrayList aside;
     QFETCH(const QByteArrayList, unsolicited);
+    QTRY_COMPARE(arrived.isEmpty(), unsolicited.isEmpty());
     QTRY_COMPARE((aside += f.unsolicited()), unsolicited);
     QCOMPARE(f.peer.mismatch(), QByteArray());
 }
