@@ -4,6 +4,7 @@
 #include "console/service/ServiceStart.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
+#include "foundation/DatabaseTrial.h"
 #include "foundation/NumericText.h"
 #include "foundation/PassLock.h"
 #include "foundation/Settings.h"
@@ -143,6 +144,22 @@ void checkNumberForm(const ServerParts &parts, CheckReport &report)
             u"用 --set SenderCountryCode=86 写入国家代码"_s);
 }
 
+void tryDatabase(Connection &connection, CheckReport &report)
+{
+    try {
+        QList<DatabaseProblem> problems = triedWithoutRows(connection);
+        // What is refused without a row needs none to be tried again.
+        if (problems.isEmpty())
+            problems = triedWithRows(connection);
+        for (const DatabaseProblem &problem : qAsConst(problems))
+            report.wrong(problem.what, problem.remedy);
+        if (problems.isEmpty())
+            report.well(u"数据表可以读写（试写的内容已撤销）"_s);
+    } catch (const DatabaseFault &fault) {
+        report.wrong(u"试写数据表时出错："_s + fault.message(), u"请检查数据库服务，再试一次"_s);
+    }
+}
+
 void checkDatabase(const ServerParts &parts, CheckReport &report)
 {
     if (parts.session.GetConnectString().isEmpty()) {
@@ -168,6 +185,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     if (!allPresent)
         return;
     report.well(u"数据表和列齐全"_s);
+    tryDatabase(parts.session.Conn(), report);
     checkNumberForm(parts, report);
 }
 

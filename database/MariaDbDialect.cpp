@@ -168,6 +168,11 @@ public:
             return DatabaseFault::Cause::Other;
         }
     }
+    [[nodiscard]] QString tablesWithoutTransactionsQuery() const override
+    {
+        return u"select t.table_name from information_schema.tables t join information_schema.engines e"
+               " on e.engine=t.engine where t.table_schema=database() and e.transactions<>'YES'"_s;
+    }
     /// The name is the server's own. Without a length Qt's driver makes room for none.
     [[nodiscard]] QString replacedTextQuery(const QString &characterSet) const override
     {

@@ -126,6 +126,8 @@ public:
     /// True when after any refusal the server carries nothing out but the transaction's rollback.
     [[nodiscard]] virtual bool faultEndsTransaction() const { return false; }
 
+    /// The query for the names of the tables without transactions; "" where there are none.
+    [[nodiscard]] virtual QString tablesWithoutTransactionsQuery() const { return {}; }
     /// The query for the one encoding of the whole database; "" where columns have their own, or any holds all.
     [[nodiscard]] virtual QString encodingQuery() const { return {}; }
     /// The query for a text, its parameter, as a column's character set would hold it.

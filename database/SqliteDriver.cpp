@@ -202,7 +202,11 @@ QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assi
 
 DatabaseFault SqliteDriver::fault(const QString &what, const QSqlError &error) const
 {
-    return {kindOf(error.nativeErrorCode().toInt()), described(what, error)};
+    constexpr int primaryCode = 0xff;
+    constexpr int readOnly = 8; // SQLITE_READONLY
+    const int code = error.nativeErrorCode().toInt();
+    return {kindOf(code), described(what, error),
+            (code & primaryCode) == readOnly ? DatabaseFault::Cause::Table : DatabaseFault::Cause::Other};
 }
 
 QByteArray SqliteDriver::fileIdentity() const

@@ -128,8 +128,12 @@ QString sharedDatabase(const QString &connectString)
     try {
         const auto target = connectionTarget(connectString, OdbcInstallation::ofThisMachine());
         const auto *odbc = std::get_if<OdbcTarget>(&target);
-        const bool isShared = odbc != nullptr ? odbc->family != OdbcFamily::Other
-                                              : std::holds_alternative<ServerTarget>(target);
+        const auto isSharedByOdbc = [odbc] {
+            return odbc->dialect == OdbcDialect::AsRecognised ? odbc->family != OdbcFamily::Other
+                                                              : odbc->dialect != OdbcDialect::Standard;
+        };
+        const bool isShared =
+            odbc != nullptr ? isSharedByOdbc() : std::holds_alternative<ServerTarget>(target);
         return isShared ? QString()
                         : u"Servers=several 需要 PostgreSQL、MariaDB、MySQL 或 SQL Server，"
                           "该数据库没有会话锁，只能由一个短信服务器使用"_s;

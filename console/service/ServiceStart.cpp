@@ -1,6 +1,7 @@
 #include "console/service/ServiceStart.h"
 
 #include "foundation/DatabaseSession.h"
+#include "foundation/DatabaseTrial.h"
 #include "foundation/NumericText.h"
 #include "foundation/PassLock.h"
 #include "foundation/Settings.h"
@@ -33,6 +34,7 @@ ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
                      "请改用 PostgreSQL、MariaDB、MySQL 或 SQL Server，或清除 Servers 设置。"_s);
         return Outcome::SettingMissing;
     }
+    tellDatabaseProblems();
     const QString centerCode = m_parts.registry.read(Settings::centerCodePath());
     if (centerCode.isEmpty()) {
         boxes.inform(u"请首先进行参数配置,配置短信中心号码!"_s);
@@ -58,6 +60,18 @@ ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
     m_console.addLogLine(u"连接 COM"_s + portText + u"端口成功！"_s);
     m_console.setPanelText(OperatorConsole::Status, u"正在运行..."_s);
     return Outcome::PortOpened;
+}
+
+/// A database that is not whole serves as far as it can, and an office that is being set up has no tables yet.
+void ServiceStart::tellDatabaseProblems()
+{
+    try {
+        const auto problems = triedWithoutRows(m_parts.session.Conn());
+        for (const DatabaseProblem &problem : problems)
+            m_console.addLogLine(problem.what);
+    } catch (const DatabaseFault &) {
+        // The passes tell.
+    }
 }
 
 bool ServiceStart::openPort(std::optional<qint16> port, const QString &centerCode)

@@ -37,6 +37,7 @@ public:
     [[nodiscard]] int scanIntervalMilliseconds() const;
 
 private:
+    void tellDatabaseProblems();
     [[nodiscard]] bool openPort(std::optional<qint16> port, const QString &centerCode);
 
     ServerParts m_parts;

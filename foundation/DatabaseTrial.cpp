@@ -1,0 +1,239 @@
+#include "foundation/DatabaseTrial.h"
+
+#include "database/Recordset.h"
+#include "database/SqlDialect.h"
+#include "database/Transaction.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// A table and what the passes do to it.
+struct TriedTable {
+    QString name;
+    QString key; ///< the identity that the passes need of a new row, or the column that rows are found by
+    QStringList compared; ///< texts that are looked up
+    QStringList updated;
+    QStringList inserted; ///< columns of a row that the passes add
+    bool isDeletedFrom = false;
+    bool needsIdentity = false;
+    bool isForMail = false; ///< only where mailboxes are collected
+};
+
+QList<TriedTable> triedTables()
+{
+    const auto columns = [](const QString &text) { return text.split(u' ', Qt::SkipEmptyParts); };
+    return {
+        {u"SMS_WaitToSend"_s, u"OAID"_s, {}, {}, {}, true},
+        {u"SMS_SendList"_s,
+         u"OAID"_s,
+         {},
+         {},
+         columns(u"FromUser ToUserList ToNameList CreateDT MsgType MsgContent"_s),
+         false,
+         true},
+        {u"SMS_Queues"_s,
+         u"OAID"_s,
+         {u"MsgStatus"_s},
+         {u"MsgStatus"_s},
+         columns(u"SOAID ToUser ToMB MsgContent MsgStatus MsgType RetryCount"_s),
+         true},
+        {u"SMS_ResultDetail"_s,
+         u"OAID"_s,
+         {},
+         {},
+         columns(u"SOAID ToUser ToMB MsgContent SendOutDT IsSuccess"_s)},
+        {u"SMS_SIMReceive"_s, u"OAID"_s, {}, {}, columns(u"FromMB JieSHouDT MsgContent"_s)},
+        {u"SMS_Order"_s, {}, columns(u"OrderName OrderCode DisOrderCode"_s), {}, {}},
+        {u"SMS_IsOrder"_s,
+         {},
+         columns(u"UserName Type"_s),
+         {u"IsOrder"_s},
+         columns(u"UserName Type IsOrder"_s)},
+        {u"SMS_Alert_MaxOAID"_s,
+         {},
+         columns(u"UserName Source"_s),
+         {u"CurrentMaxOAID"_s},
+         columns(u"UserName Source CurrentMaxOAID"_s)},
+        {u"VO_UserInfor"_s, {}, columns(u"UserName Mobile AccountState"_s), {}, {}},
+        {u"VO_Email"_s, u"VOID"_s, columns(u"EmailSource EmailStatus"_s), {}, {}},
+        {u"VO_Email"_s,
+         u"VOID"_s,
+         {u"MSGID"_s},
+         {},
+         columns(u"EmailSubject EmailContent EmailTo MSGID EOAID"_s),
+         false,
+         true,
+         true},
+        {u"VO_EmailAttachments"_s,
+         u"OAID"_s,
+         {},
+         {},
+         columns(u"EmailID FileName FileTitle"_s),
+         false,
+         false,
+         true},
+    };
+}
+
+/// A value such as the passes store in this column. The text has to come back as it is.
+QVariant sample(const QString &column)
+{
+    static const QStringList numbers{u"SOAID"_s,   u"RetryCount"_s, u"CurrentMaxOAID"_s, u"EOAID"_s,
+                                     u"EmailID"_s, u"IsOrder"_s,    u"MsgType"_s,        u"IsSuccess"_s};
+    if (numbers.contains(column))
+        return 0;
+    if (column.endsWith("DT"_L1))
+        return u"2006-03-05 07:08:09"_s;
+    return column == "MsgStatus"_L1 ? u"4"_s : u"中文"_s;
+}
+
+class Trial
+{
+public:
+    explicit Trial(Connection &connection) : m_connection(connection)
+    {
+        const bool hasMailboxes = canRead(u"SA_email"_s) && hasRows(u"SA_email"_s);
+        for (const TriedTable &table : triedTables()) {
+            // A table that is not there is told elsewhere.
+            if (canRead(table.name) && (!table.isForMail || hasMailboxes))
+                m_tables += table;
+        }
+        if (const SqlDialect *dialect = m_connection.dialect();
+            dialect != nullptr && !dialect->tablesWithoutTransactionsQuery().isEmpty()) {
+            const auto found = m_connection.query(dialect->tablesWithoutTransactionsQuery(), {});
+            for (const QVariant &name : found.values)
+                m_withoutTransactions += name.toString().toLower();
+        }
+    }
+
+    void withoutRows()
+    {
+        for (const TriedTable &table : qAsConst(m_tables)) {
+            if (isWithoutTransactions(table) && !table.inserted.isEmpty())
+                m_problems +=
+                    {u"数据表 %1 没有事务（例如 MyISAM），中断时短信可能丢失或重复"_s.arg(table.name),
+                     u"请 OA 系统管理员改用有事务的存储引擎，例如 alter table ... engine=InnoDB"_s};
+            for (const QString &column : table.compared)
+                tryStatement(table, u"按 %1 查找"_s.arg(column),
+                             u"select count(*) from %1 where %2=? and 1=0"_s.arg(table.name, column),
+                             {u"0"_s});
+            if (!table.inserted.isEmpty()) {
+                const QString columns = table.inserted.join(u", "_s);
+                tryStatement(table, u"插入"_s,
+                             u"insert into %1 (%2) select %2 from %1 where 1=0"_s.arg(table.name, columns));
+            }
+            for (const QString &column : table.updated)
+                tryStatement(table, u"修改"_s, u"update %1 set %2=%2 where 1=0"_s.arg(table.name, column));
+            if (table.isDeletedFrom)
+                tryStatement(table, u"删除"_s, u"delete from %1 where 1=0"_s.arg(table.name));
+        }
+    }
+
+    void withRows()
+    {
+        for (const TriedTable &table : qAsConst(m_tables)) {
+            if (!table.inserted.isEmpty() && !isWithoutTransactions(table))
+                attempt(table, u"插入"_s, [&] { storeRow(table); });
+        }
+    }
+
+    [[nodiscard]] const QList<DatabaseProblem> &problems() const { return m_problems; }
+
+private:
+    [[nodiscard]] bool canRead(const QString &table)
+    {
+        try {
+            return m_connection.firstValue(u"select count(*) from %1 where 1=0"_s.arg(table), {}).has_value();
+        } catch (const DatabaseFault &fault) {
+            if (fault.kind() == DatabaseFault::Kind::Lost)
+                throw;
+            if (fault.cause() == DatabaseFault::Cause::Table)
+                addRefusal(table, u"读取"_s, fault);
+            return false;
+        }
+    }
+
+    [[nodiscard]] bool hasRows(const QString &table)
+    {
+        return m_connection.firstValue(u"select count(*) from %1"_s.arg(table), {})->toInt() > 0;
+    }
+
+    [[nodiscard]] bool isWithoutTransactions(const TriedTable &table) const
+    {
+        return m_withoutTransactions.contains(table.name.toLower());
+    }
+
+    void tryStatement(const TriedTable &table, const QString &action, const QString &sql,
+                      const QVariantList &values = {})
+    {
+        attempt(table, action, [&] {
+            if (values.isEmpty())
+                m_connection.insert(sql, {});
+            else
+                static_cast<void>(m_connection.query(sql, values));
+        });
+    }
+
+    void attempt(const TriedTable &table, const QString &action, const std::function<void()> &work)
+    {
+        try {
+            work();
+        } catch (const DatabaseFault &fault) {
+            if (fault.kind() == DatabaseFault::Kind::Lost)
+                throw;
+            if (fault.kind() == DatabaseFault::Kind::Refused || fault.cause() == DatabaseFault::Cause::Table)
+                addRefusal(table.name, action, fault);
+        }
+    }
+
+    void addRefusal(const QString &table, const QString &action, const DatabaseFault &fault)
+    {
+        m_problems += {u"数据表 %1 不能%2：%3"_s.arg(table, action, fault.message()),
+                       u"请 OA 系统管理员检查登录用户的权限、数据库是否只读以及列的类型"_s};
+    }
+
+    void storeRow(const TriedTable &table)
+    {
+        static_cast<void>(m_connection.takeReplacedTables());
+        const Transaction takenBack(m_connection);
+        Recordset row(m_connection);
+        row.openForAppend(table.name, table.needsIdentity ? table.key : QString());
+        row.addNew();
+        for (const QString &column : table.inserted)
+            row.set(QLatin1String(column.toLatin1()), sample(column));
+        row.update();
+        bool isKept = m_connection.takeReplacedTables().isEmpty();
+        if (table.needsIdentity) {
+            const QString text = table.inserted.filter(u"Content"_s).first();
+            const auto back = m_connection.firstValue(
+                u"select %1 from %2 where %3=?"_s.arg(text, table.name, table.key), {row.identity()});
+            isKept &= back && back->toString() == sample(text).toString();
+        }
+        if (!isKept)
+            m_problems += {u"数据表 %1 的字符集存不下中文"_s.arg(table.name),
+                           u"请 OA 系统管理员把数据库或列改为 UTF-8 等能存中文的字符集"_s};
+    }
+
+    Connection &m_connection;
+    QList<TriedTable> m_tables;
+    QStringList m_withoutTransactions; // in lower case
+    QList<DatabaseProblem> m_problems;
+};
+
+} // namespace
+
+QList<DatabaseProblem> triedWithoutRows(Connection &connection)
+{
+    Trial trial(connection);
+    trial.withoutRows();
+    return trial.problems();
+}
+
+QList<DatabaseProblem> triedWithRows(Connection &connection)
+{
+    Trial trial(connection);
+    trial.withRows();
+    return trial.problems();
+}
