@@ -95,9 +95,11 @@ void OdbcStatement::setOctets(SQLUSMALLINT position, const QByteArray &octets, b
     const Kind kind = isText   ? (isLong ? Kind::LongText : Kind::Text)
                       : isLong ? Kind::LongBytes
                                : Kind::Bytes;
-    if (isLong) {
+    // SQLite's driver takes as many octets as there were when they were bound.
+    const bool isBoundAnew = isLong || !isText;
+    if (isBoundAnew) {
         parameter.octets = QByteArray(octets.constData(), octets.size());
-        parameter.kind = Kind::None; // at another place, of another size
+        parameter.kind = Kind::None;
     } else {
         if (parameter.kind != kind)
             parameter.octets = QByteArray(shortOctets, '\0');
@@ -105,6 +107,8 @@ void OdbcStatement::setOctets(SQLUSMALLINT position, const QByteArray &octets, b
     }
     parameter.length = octets.size();
     bind(position, kind, parameter);
+    if (isBoundAnew)
+        parameter.kind = Kind::None;
 }
 
 void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)

@@ -1,5 +1,7 @@
 #include "database/Recordset.h"
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 void Recordset::open(const QString &query, const QVariantList &values)
@@ -68,8 +70,12 @@ void Recordset::update()
     }
     if (!m_isNew) {
         Q_ASSERT(m_row == 0 && m_recordCount > 0);
-        m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values, m_conditionValues,
-                                    m_recordCount);
+        if (const QVariant key = m_recordCount > 1 ? keyOfFirstRow() : QVariant(); !key.isNull())
+            m_connection.updateFirstRow(m_table, assignments(), m_condition + " and OAID=?"_L1, m_values,
+                                        m_conditionValues + QVariantList{key}, 1);
+        else
+            m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values, m_conditionValues,
+                                        m_recordCount);
         m_setCount = 0;
         return;
     }
@@ -79,6 +85,25 @@ void Recordset::update()
         m_connection.insert(m_insertText, m_values);
     else
         m_identity = m_connection.insertForIdentity(m_table, m_insertText, m_values, m_identityColumn);
+}
+
+/// The office's tables are numbered by OAID, but not all of every office's.
+QVariant Recordset::keyOfFirstRow() const
+{
+    const auto isKey = [](const QString &column) {
+        return column.compare("OAID"_L1, Qt::CaseInsensitive) == 0;
+    };
+    const auto column = std::find_if(m_snapshot.columns.cbegin(), m_snapshot.columns.cend(), isKey);
+    if (column == m_snapshot.columns.cend())
+        return {};
+    const auto columns = size_t(m_snapshot.columns.size());
+    const auto at = size_t(column - m_snapshot.columns.cbegin());
+    const QVariant &key = m_snapshot.values[at];
+    for (size_t i = at + columns; i < m_snapshot.values.size(); i += columns) {
+        if (m_snapshot.values[i] == key)
+            return {};
+    }
+    return key;
 }
 
 QString Recordset::insertText() const

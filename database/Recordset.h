@@ -39,6 +39,8 @@ public:
     void close();
 
 private:
+    /// Null where the rows have none that tells them apart.
+    [[nodiscard]] QVariant keyOfFirstRow() const;
     [[nodiscard]] QString insertText() const;
     [[nodiscard]] QString assignments() const;
 

@@ -63,9 +63,7 @@ private slots:
         QCOMPARE(kindOf([&] {
                      office.append(u"T"_s, {{"N"_L1, u"twelve"_s}});
                  }),
-                 office.database.route() == DatabaseRoute::Sqlite
-                     ? std::nullopt
-                     : std::optional(DatabaseFault::Kind::Refused));
+                 office.database.isSqlite() ? std::nullopt : std::optional(DatabaseFault::Kind::Refused));
         Recordset row(office.connection);
         row.open(u"select * from T where T1=? and B=?"_s, {u"42"_s, qlonglong(9007199254740993)});
         QCOMPARE(row.recordCount(), 1);
@@ -95,10 +93,10 @@ private slots:
         const QStringList wanted{u"2006-03-05 07:08:09"_s, u"2006-03-05"_s, u"20060305 070809"_s,
                                  u"20060305 070809"_s};
         QCOMPARE(whole(u"2006-03-05 07:08:09"_s), wanted);
-        if (office.database.route() != DatabaseRoute::Sqlite) // there a date's form is the writer's affair
+        if (!office.database.isSqlite()) // there a date's form is the writer's affair
             QCOMPARE(whole(QDateTime({2006, 3, 5}, {7, 8, 9})), wanted);
         // A value read is a value that can be written again.
-        if (office.database.route() != DatabaseRoute::Sqlite) {
+        if (!office.database.isSqlite()) {
             Recordset row(office.connection);
             row.open(u"select * from D"_s);
             QCOMPARE(whole(row.value("AsZoned"_L1)), wanted);

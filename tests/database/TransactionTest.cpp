@@ -94,6 +94,8 @@ private slots:
             QTest::addRow("%s, one row", name) << route << 1 << u"table"_s;
             QTest::addRow("%s, several rows", name) << route << 2 << u"table"_s;
             QTest::addRow("%s, view", name) << route << 1 << u"view"_s;
+            QTest::addRow("%s, view of several rows", name) << route << 2 << u"view"_s;
+            QTest::addRow("%s, numbered rows", name) << route << 2 << u"numbered"_s;
             QTest::addRow("%s, partitions", name) << route << 2 << u"partitions"_s;
         }
         QTest::addRow("MariaDB") << DatabaseRoute::MariaDb << 2 << u"table"_s;
@@ -104,7 +106,9 @@ private slots:
         QFETCH(QString, as);
         RoutedOffice office(m_servers, u";Command Timeout=5"_s);
         TestDatabase &database = office.database;
-        const QString columns = u" (UserName varchar(20), Type varchar(20), IsOrder varchar(9), N integer)"_s;
+        const QString columns =
+            u" (UserName varchar(20), Type varchar(20), IsOrder varchar(9), %1 integer)"_s.arg(
+                as == u"view" || as == u"numbered" ? u"OAID"_s : u"N"_s);
         const bool isView = as == u"view";
         database.oa((isView ? u"create table Kept"_s : u"create table SMS_IsOrder"_s) + columns +
                     (as == u"partitions" ? u" partition by list (N)"_s : QString()));

@@ -194,10 +194,12 @@ struct Route {
     const char *name;
     DatabaseRoute route;
 };
-constexpr std::array routes{
-    Route{"SQLite", DatabaseRoute::Sqlite}, Route{"PostgreSQL", DatabaseRoute::PostgreSql},
-    Route{"MariaDB", DatabaseRoute::MariaDb}, Route{"PostgreSQL, ODBC", DatabaseRoute::PostgreSqlOdbc},
-    Route{"MariaDB, ODBC", DatabaseRoute::MariaDbOdbc}};
+constexpr std::array routes{Route{"SQLite", DatabaseRoute::Sqlite},
+                            Route{"PostgreSQL", DatabaseRoute::PostgreSql},
+                            Route{"MariaDB", DatabaseRoute::MariaDb},
+                            Route{"PostgreSQL, ODBC", DatabaseRoute::PostgreSqlOdbc},
+                            Route{"MariaDB, ODBC", DatabaseRoute::MariaDbOdbc},
+                            Route{"another, ODBC", DatabaseRoute::OtherOdbc}};
 struct Schema {
     const char *name;
     SchemaKind kind;
@@ -231,8 +233,9 @@ private slots:
             for (const auto &[routeName, route] : routes) {
                 for (const auto &[schemaName, kind] : schemas) {
                     const bool isSample = kind == SchemaKind::Sample;
-                    const bool isOdbc =
-                        route == DatabaseRoute::PostgreSqlOdbc || route == DatabaseRoute::MariaDbOdbc;
+                    const bool isOdbc = route == DatabaseRoute::PostgreSqlOdbc ||
+                                        route == DatabaseRoute::MariaDbOdbc ||
+                                        route == DatabaseRoute::OtherOdbc;
                     const bool isSqlite = route == DatabaseRoute::Sqlite;
                     const bool isWanted = scenario.isForEverySchema ||
                                           (isSample && isSqlite && !scenario.isForServers) ||

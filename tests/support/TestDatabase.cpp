@@ -38,11 +38,12 @@ void addDatabaseRoutes()
 {
     addServerRoutes();
     QTest::newRow("SQLite") << DatabaseRoute::Sqlite;
+    QTest::newRow("another system through ODBC") << DatabaseRoute::OtherOdbc;
 }
 
 PrivateDatabaseServer &TestServers::of(DatabaseRoute route)
 {
-    Q_ASSERT(route != DatabaseRoute::Sqlite);
+    Q_ASSERT(route != DatabaseRoute::Sqlite && route != DatabaseRoute::OtherOdbc);
     const bool isPostgreSql = route == DatabaseRoute::PostgreSql || route == DatabaseRoute::PostgreSqlOdbc;
     auto &server = isPostgreSql ? m_postgreSql : m_mariaDb;
     if (!server)
@@ -57,9 +58,11 @@ TestDatabase::TestDatabase(TestServers &servers, DatabaseRoute route, const QStr
     static int number = 0;
     const QString name = u"oa_%1"_s.arg(++number);
     m_oaConnection = "oa-system-"_L1 + name;
-    if (route == DatabaseRoute::Sqlite) {
+    if (isSqlite()) {
         const QString file = m_folder.filePath(u"oa.db"_s);
-        m_connectString = u"Provider=SQLite;Data Source=\"%1\""_s.arg(file);
+        m_connectString = route == DatabaseRoute::Sqlite
+                              ? u"Provider=SQLite;Data Source=\"%1\""_s.arg(file)
+                              : u"DRIVER={SQLite3};Database=%1;Timeout=3000;NoWCHAR=0"_s.arg(file);
         openOaSystem(file);
         oa(u"pragma synchronous=off"_s);
         return;
@@ -84,9 +87,9 @@ void TestDatabase::openOaSystem(const QString &database)
     m_oaDatabase = database;
     if (QSqlDatabase::contains(m_oaConnection))
         QSqlDatabase::removeDatabase(m_oaConnection);
-    QSqlDatabase oa = QSqlDatabase::addDatabase(m_route == DatabaseRoute::Sqlite ? u"QSQLITE"_s
-                                                : isPostgreSql()                 ? u"QPSQL"_s
-                                                                                 : u"QMYSQL"_s,
+    QSqlDatabase oa = QSqlDatabase::addDatabase(isSqlite()       ? u"QSQLITE"_s
+                                                : isPostgreSql() ? u"QPSQL"_s
+                                                                 : u"QMYSQL"_s,
                                                 m_oaConnection);
     oa.setDatabaseName(database);
     if (m_server) {
@@ -105,9 +108,7 @@ void TestDatabase::openOaSystem(const QString &database)
 
 QString TestDatabase::sampleSchema() const
 {
-    const QString name = m_route == DatabaseRoute::Sqlite ? u"sqlite"_s
-                         : isPostgreSql()                 ? u"postgresql"_s
-                                                          : u"mariadb"_s;
+    const QString name = isSqlite() ? u"sqlite"_s : isPostgreSql() ? u"postgresql"_s : u"mariadb"_s;
     QFile file(QStringLiteral(SMS_SCHEMA_FOLDER) + u"/%1.sql"_s.arg(name));
     if (!file.open(QIODevice::ReadOnly))
         throw Fault(u"cannot read %1"_s.arg(file.fileName()));

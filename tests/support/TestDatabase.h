@@ -9,7 +9,14 @@
 #include <memory>
 
 /// The ways to a database that the program supports and this machine can try.
-enum class DatabaseRoute { Sqlite, PostgreSql, MariaDb, PostgreSqlOdbc, MariaDbOdbc };
+enum class DatabaseRoute {
+    Sqlite,
+    PostgreSql,
+    MariaDb,
+    PostgreSqlOdbc,
+    MariaDbOdbc,
+    OtherOdbc ///< SQLite through ODBC: a system that the program knows nothing of
+};
 Q_DECLARE_METATYPE(DatabaseRoute)
 
 /// Adds the column "route" and a row for each route to a test's data.
@@ -52,6 +59,10 @@ public:
     /// The OA system's connection, by QtSql's name for it.
     [[nodiscard]] QString oaConnection() const { return m_oaConnection; }
     [[nodiscard]] DatabaseRoute route() const { return m_route; }
+    [[nodiscard]] bool isSqlite() const
+    {
+        return m_route == DatabaseRoute::Sqlite || m_route == DatabaseRoute::OtherOdbc;
+    }
     [[nodiscard]] bool isPostgreSql() const;
     [[nodiscard]] bool isMariaDb() const;
     /// Opens the OA system's side anew, after its server was stopped.
