@@ -4,6 +4,7 @@
 #include "database/OdbcStatement.h"
 #include "database/OpenSockets.h"
 
+#include <QScopeGuard>
 #include <QTemporaryFile>
 #include <array>
 
@@ -139,6 +140,27 @@ void OdbcDriver::checkSession()
     }
     m_insertsReturn = !dialect().returningInsertProbe().isEmpty() &&
                       plainValue(dialect().returningInsertProbe()).toInt() == 1;
+}
+
+QVariant OdbcDriver::answerOfAnotherSession(const QString &query)
+{
+    const OdbcHandle other(SQL_HANDLE_DBC, m_environment.get());
+    SQLSetConnectAttrW(other.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limits().connect.count()),
+                       SQL_IS_UINTEGER);
+    if (!SQL_SUCCEEDED(SQLDriverConnectW(other.get(), nullptr, odbcText(m_target.text),
+                                         static_cast<SQLSMALLINT>(m_target.text.size()), nullptr, 0, nullptr,
+                                         SQL_DRIVER_NOPROMPT)))
+        return {};
+    const auto leave = qScopeGuard([&other] { SQLDisconnect(other.get()); });
+    const OdbcHandle question(SQL_HANDLE_STMT, other.get());
+    SQLBIGINT answer = 0;
+    SQLLEN length = 0;
+    const bool isAnswered =
+        SQL_SUCCEEDED(
+            SQLExecDirectW(question.get(), odbcText(query), static_cast<SQLINTEGER>(query.size()))) &&
+        SQL_SUCCEEDED(SQLFetch(question.get())) &&
+        SQL_SUCCEEDED(SQLGetData(question.get(), 1, SQL_C_SBIGINT, &answer, sizeof answer, &length));
+    return isAnswered ? QVariant(qlonglong(answer)) : QVariant();
 }
 
 std::unique_ptr<Statement> OdbcDriver::prepareLine(const QString &sql, const QString &spelled)

@@ -29,6 +29,7 @@ protected:
     void connect() override;
     [[nodiscard]] QString serverVersion() override;
     void checkSession() override;
+    [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) override;
     void execPlain(const QString &sql) override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) override;

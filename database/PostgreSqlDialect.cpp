@@ -36,6 +36,8 @@ public:
                 " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s};
     }
 
+    [[nodiscard]] QString sessionNumberQuery() const override { return u"select pg_backend_pid()"_s; }
+
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
     {
         return insert + " returning "_L1 + column;

@@ -15,6 +15,13 @@ QString conninfoValue(QString value)
     return u'\'' + value.replace(u'\\', "\\\\"_L1).replace(u'\'', "\\'"_L1) + u'\'';
 }
 
+PGconn *nativeConnection(const QSqlDatabase &database)
+{
+    const QVariant handle = database.driver()->handle();
+    Q_ASSERT(qstrcmp(handle.typeName(), "pg_conn*") == 0);
+    return *static_cast<PGconn *const *>(handle.constData());
+}
+
 } // namespace
 
 PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
@@ -40,9 +47,13 @@ void PostgreSqlDriver::configure(QSqlDatabase &database) const
 
 int PostgreSqlDriver::socket(const QSqlDatabase &database) const
 {
-    const QVariant handle = database.driver()->handle();
-    Q_ASSERT(qstrcmp(handle.typeName(), "pg_conn*") == 0);
-    return PQsocket(*static_cast<PGconn *const *>(handle.constData()));
+    return PQsocket(nativeConnection(database));
+}
+
+/// A pool tells a number of its own for cancelling.
+bool PostgreSqlDriver::mayBePooled(int sessionNumber) const
+{
+    return PQbackendPID(nativeConnection(database())) != sessionNumber;
 }
 
 void PostgreSqlDriver::checkSession()

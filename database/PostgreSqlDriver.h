@@ -12,5 +12,6 @@ protected:
     void configure(QSqlDatabase &database) const override;
     [[nodiscard]] int socket(const QSqlDatabase &database) const override;
     void checkSession() override;
+    [[nodiscard]] bool mayBePooled(int sessionNumber) const override;
     [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
 };

@@ -79,6 +79,22 @@ QString QtSqlServerDriver::serverVersion()
     return rows.isEmpty() ? QString() : rows[0][0].toString();
 }
 
+QVariant QtSqlServerDriver::answerOfAnotherSession(const QString &query)
+{
+    const QString name = database().connectionName() + "-other"_L1;
+    QVariant answer;
+    {
+        QSqlDatabase other = QSqlDatabase::cloneDatabase(database(), name);
+        if (other.open()) {
+            QSqlQuery question(other);
+            if (question.exec(query) && question.next())
+                answer = question.value(0);
+        }
+    }
+    QSqlDatabase::removeDatabase(name);
+    return answer;
+}
+
 std::unique_ptr<Statement> QtSqlServerDriver::prepareLine(const QString &sql, const QString &spelled)
 {
     return std::make_unique<QtSqlServerStatement>(line(), sql, spelled);

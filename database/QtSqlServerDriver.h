@@ -18,6 +18,7 @@ protected:
     [[nodiscard]] const ServerTarget &target() const { return m_target; }
     void connect() final;
     [[nodiscard]] QString serverVersion() final;
+    [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) final;
     void execPlain(const QString &sql) final { exec(sql); }
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) final;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) final;

@@ -32,6 +32,7 @@ ServerDriver::~ServerDriver() = default;
 void ServerDriver::open()
 {
     connect();
+    refusePoolOfTransactions();
     m_dialect->setUpSession(serverVersion(), m_limits, [this](const QString &sql) { runPlain(sql); });
     checkSession();
     if (const QString query = m_dialect->payloadLimitQuery(); !query.isEmpty())
@@ -39,6 +40,20 @@ void ServerDriver::open()
     if (const QString query = m_dialect->encodingQuery(); !query.isEmpty())
         m_texts.setEncoding(plainValue(query).toString());
     m_lenient.recognise(*m_dialect);
+}
+
+/// A pool between us and the server (pgbouncer's pool_mode=transaction) that gives another session to each transaction
+/// keeps neither our settings nor prepared statements, nor locks. It lends a session that is idle to the next who asks.
+void ServerDriver::refusePoolOfTransactions()
+{
+    const QString query = m_dialect->sessionNumberQuery();
+    if (query.isEmpty())
+        return;
+    const QVariant ours = plainValue(query);
+    if (mayBePooled(ours.toInt()) && answerOfAnotherSession(query) == ours)
+        throw DatabaseFault(DatabaseFault::Kind::Lost,
+                            u"数据库连接池（例如 pgbouncer）按事务分配连接，不能使用，请改为会话模式"
+                            "（pool_mode=session）或直接连接数据库服务器"_s);
 }
 
 std::unique_ptr<Statement> ServerDriver::prepare(const QString &sql)

@@ -55,6 +55,10 @@ protected:
     [[nodiscard]] virtual QString serverVersion() = 0;
     /// Throws DatabaseFault when the session, set up as far as the server let us, is not fit for use.
     virtual void checkSession() {}
+    /// What another session with the same target answers; null when it cannot be had.
+    [[nodiscard]] virtual QVariant answerOfAnotherSession(const QString &query) = 0;
+    /// False when the session of this number is certainly not lent by a pool.
+    [[nodiscard]] virtual bool mayBePooled(int /*sessionNumber*/) const { return true; }
     /// Runs a statement of ours without values, as runPlain() does, but with no time limit.
     virtual void execPlain(const QString &sql) = 0;
     /// A statement in the server's spelling that takes values as boundValue() makes them. sql: as the program
@@ -77,6 +81,8 @@ protected:
 
 private:
     friend class ServerStatement;
+
+    void refusePoolOfTransactions();
 
     [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);

@@ -44,6 +44,9 @@ public:
     void setUpSession(const QString &version, const DatabaseLimits &limits,
                       const std::function<void(const QString &sql)> &run) const;
 
+    /// The query for the number of the server's own session; "" where nobody lends sessions by the transaction.
+    [[nodiscard]] virtual QString sessionNumberQuery() const { return {}; }
+
     [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
     [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
     [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }
