@@ -3,6 +3,7 @@
 #include "modem/MessageSender.h"
 #include "modem/ModemLink.h"
 #include "modem/Receiver.h"
+#include "modem/Registration.h"
 #include "modem/SerialDevice.h"
 #include "modem/SmsAddress.h"
 #include "modem/SmsSubmit.h"
@@ -280,6 +281,14 @@ bool ModemControl::isPortOpen() const
 bool ModemControl::isRegistered() const
 {
     return isPortOpen() && d->isRegistered;
+}
+
+ModemControl::Reception ModemControl::askReception()
+{
+    if (!isPortOpen())
+        return {};
+    d->isRegistered = ::isRegistered(d->link.channel, d->limits);
+    return {d->isRegistered, signalStrength(d->link.channel, d->limits)};
 }
 
 qint16 ModemControl::open()

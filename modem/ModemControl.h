@@ -66,6 +66,13 @@ public:
     /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
     /// open() or when the device came back. False while the port is closed.
     [[nodiscard]] bool isRegistered() const;
+    /// How the modem stands in its network, asked of it now; isRegistered() then says the same. False and
+    /// nothing while the port is closed.
+    struct Reception {
+        bool isRegistered = false;
+        std::optional<int> signalDbm; ///< nothing when the modem does not know it
+    };
+    [[nodiscard]] Reception askReception();
     /// For a person who wants to know what hangs on the port: the line speed at which the modem answered,
     /// its maker and model in its own words, and what was worked around. Asks the modem; "" and empty while
     /// it is closed.

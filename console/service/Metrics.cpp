@@ -77,6 +77,9 @@ QByteArray Metrics::text(const State &state) const
     all += metric("sms_modem_up", "gauge", "1 while the modem answers on its port.", state.isModemUp);
     all += metric("sms_modem_registered", "gauge", "1 while the modem is registered with a network.",
                   state.isRegistered);
+    if (state.signalDbm)
+        all +=
+            metric("sms_modem_signal_dbm", "gauge", "Strength of the modem's reception.", *state.signalDbm);
     const QByteArray end = "sms_pass_last_end_timestamp_seconds";
     all += head(end, "gauge", "When the last pass ended.");
     for (size_t pass = 0; pass < passCount; ++pass) {

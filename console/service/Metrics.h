@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <array>
+#include <optional>
 
 /// What the service did and how it is, for a monitoring system: a file in the Prometheus text format that is
 /// replaced as a whole.
@@ -19,6 +20,7 @@ public:
         bool isDatabaseUp = false;
         bool isModemUp = false;
         bool isRegistered = false;
+        std::optional<int> signalDbm;
         qint64 waitingRows = 0; ///< of SMS_Queues
     };
 

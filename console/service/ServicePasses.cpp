@@ -67,11 +67,25 @@ void ServicePasses::writeMetrics()
         Metrics::State state;
         state.isDatabaseUp = m_parts.session.Conn().isOpen();
         state.isModemUp = m_parts.modem.isPortOpen();
-        state.isRegistered = m_parts.modem.isRegistered();
+        state.isRegistered = reception().isRegistered;
+        state.signalDbm = reception().signalDbm;
         if (state.isDatabaseUp)
             state.waitingRows = waitingRows(m_parts.session.Conn());
         m_metrics.write(state);
     });
+}
+
+const ModemControl::Reception &ServicePasses::reception()
+{
+    constexpr int pauseMs = 60000;
+    if (!m_parts.modem.isPortOpen()) {
+        m_reception = {};
+        m_sinceReception.invalidate(); // asked as soon as it is back
+    } else if (!m_sinceReception.isValid() || m_sinceReception.elapsed() >= pauseMs) {
+        m_sinceReception.start();
+        m_reception = m_parts.modem.askReception();
+    }
+    return m_reception;
 }
 
 void ServicePasses::send()

@@ -8,11 +8,13 @@
 #include "incoming/InboundMessageHandler.h"
 #include "mailbox/MailCollector.h"
 #include "mailbox/Pop3PollingDriver.h"
+#include "modem/ModemControl.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 #include "outgoing/SendLimits.h"
 
+#include <QElapsedTimer>
 #include <QTimer>
 
 /// The service at work: the five passes as the work timers call them, each inside the guard under its task's
@@ -50,6 +52,8 @@ private:
     void runLocked(Metrics::Pass pass, const QString &task, const QString &name,
                    const std::function<void()> &work);
     void writeMetrics();
+    /// Asked of the modem once a minute.
+    [[nodiscard]] const ModemControl::Reception &reception();
 
     const ServerParts m_parts;
     Metrics m_metrics;
@@ -67,5 +71,7 @@ private:
     ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;
+    ModemControl::Reception m_reception;
+    QElapsedTimer m_sinceReception;
     QTimer m_afterGap; // sends what a pass left when SendGap is over
 };

@@ -190,6 +190,7 @@ private slots:
     {
         SimulatorProcess modem;
         modem.command(u"refuse 1 1"_s);
+        modem.command(u"signal 20"_s);
         configure(modem);
         queue(2);
         const QString log = m_office->path(u"log"_s);
@@ -209,7 +210,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(log), patience);
         for (const auto &line :
              {u"\nsms_sent_total 1\n"_s, u"\nsms_failed_total{cause=\""_s, u"\nsms_queue_waiting 0\n"_s,
-              u"\nsms_modem_up 1\n"_s, u"\nsms_pass_last_duration_seconds{pass=\"collect\"} "_s})
+              u"\nsms_modem_up 1\n"_s, u"\nsms_modem_signal_dbm -73\n"_s,
+              u"\nsms_pass_last_duration_seconds{pass=\"collect\"} "_s})
             QTRY_VERIFY2_WITH_TIMEOUT(read(figures).contains(line), qPrintable(read(figures)), patience);
         QVERIFY(server.end(SIGTERM));
         QVERIFY2(read(log).endsWith(u"释放 COM3端口成功！\n"_s), qPrintable(read(log)));

@@ -53,7 +53,7 @@ private slots:
             },
             [](const QString &name) { return u'"' + name + u'"'; });
         QCOMPARE(resolver.rewritten(u"select A from T"_s), u"select A from T"_s);
-        columns = {{u"T"_s, u"a"_s, 0}, {u"t"_s, u"A"_s, 0}};
+        columns = {{u"T"_s, u"a"_s, 0, {}}, {u"t"_s, u"A"_s, 0, {}}};
         QCOMPARE(resolver.rewritten(u"select A from T"_s), u"select \"a\" from \"T\""_s);
         QCOMPARE(resolver.rewritten(u"select A from t"_s), u"select \"a\" from \"T\""_s);
         QCOMPARE(lookups, 2);
@@ -94,13 +94,13 @@ private:
     {
         return {[](const QString &table) -> QList<NameResolver::Column> {
                     if (table == "sms_queues"_L1)
-                        return {{u"sms_Queues"_s, u"OAID"_s, 0},
-                                {u"sms_Queues"_s, u"ToMB"_s, 11},
-                                {u"sms_Queues"_s, u"MsgStatus"_s, 0},
-                                {u"sms_Queues"_s, u"Order"_s, 0},
-                                {u"sms_Queues"_s, u"Count"_s, 0}};
+                        return {{u"sms_Queues"_s, u"OAID"_s, 0, {}},
+                                {u"sms_Queues"_s, u"ToMB"_s, 11, {}},
+                                {u"sms_Queues"_s, u"MsgStatus"_s, 0, {}},
+                                {u"sms_Queues"_s, u"Order"_s, 0, {}},
+                                {u"sms_Queues"_s, u"Count"_s, 0, {}}};
                     if (table == "vo_user"_L1)
-                        return {{u"vo_user"_s, u"USERNAME"_s, 0}};
+                        return {{u"vo_user"_s, u"USERNAME"_s, 0, {}}};
                     return {};
                 },
                 [](const QString &name) { return u'<' + name + u'>'; }};

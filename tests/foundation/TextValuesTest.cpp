@@ -38,7 +38,7 @@ private slots:
         QTest::newRow("letters") << u"abc"_s << none;
         QTest::newRow("empty") << u""_s << none;
         QTest::newRow("exponent") << u"1e3"_s << none;
-        QTest::newRow("not ascii") << u"５"_s << none;
+        QTest::newRow("full width") << u"－５．５"_s << std::optional(-6);
     }
     void wholeNumbers()
     {
