@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr int kills = 20;
+constexpr int kills = 10;
 constexpr int messagesPerKill = 20;
 /// Milliseconds that a condition may take to come true on a machine that is busy with other work.
 constexpr int patience = 60000;
@@ -23,7 +23,7 @@ QByteArray message(int number)
                         "\nContent-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/html\n\nx\n";
     for (const char *name : {"a.pdf", "b.pdf"}) {
         octets += "--b\nContent-Type: application/pdf; name=" + QByteArray(name) + "\n\n" +
-                  QByteArray(2000, 'a' + static_cast<char>(number % 26)) + '\n';
+                  QByteArray(2000, static_cast<char>('a' + number % 26)) + '\n';
     }
     return octets + "--b--\n";
 }
