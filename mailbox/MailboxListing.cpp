@@ -1,20 +1,10 @@
 #include "mailbox/MailboxListing.h"
 
+#include "database/BoundValue.h"
+
 #include <QCryptographicHash>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-QString withoutTrailingBlanks(QString id)
-{
-    while (id.endsWith(u' '))
-        id.chop(1);
-    return id;
-}
-
-} // namespace
 
 MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint64 accountKey)
 {
@@ -22,7 +12,7 @@ MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint6
     m_ids.reserve(count);
     QSet<QString> listed;
     for (int number = 1; number <= count; ++number) {
-        const QString id = withoutTrailingBlanks(client.GetMessageUID(number).value_or(QString()));
+        const QString id = withoutPadding(client.GetMessageUID(number).value_or(QString()));
         m_hasReusedIds = m_hasReusedIds || (!id.isEmpty() && listed.contains(id));
         m_ids += id;
         listed.insert(id);
@@ -30,7 +20,7 @@ MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint6
     if (m_ids.isEmpty())
         return;
     connection.scan(u"select MSGID from VO_Email where EOAID=?"_s, {accountKey}, [&](const Statement &row) {
-        const QString id = withoutTrailingBlanks(row.value(0).toString());
+        const QString id = withoutPadding(row.value(0).toString());
         if (listed.contains(id))
             m_stored.insert(id);
         return true;

@@ -15,7 +15,7 @@ namespace
 {
 
 /// Seconds: connect and statement limit of every connection here.
-constexpr int limitSeconds = 2;
+constexpr qint64 limitSeconds = 2;
 /// What a statement may take until its connection is given up: the limit, the server's advance, and the time
 /// a loaded machine takes to notice.
 constexpr qint64 longestMilliseconds = (limitSeconds + 2 + 3) * 1000;

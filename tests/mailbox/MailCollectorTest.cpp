@@ -27,7 +27,7 @@ private:
     /// One tick, to the end of its process. Returns what was logged.
     QStringList pass()
     {
-        const int before = orders().size();
+        const auto before = orders().size();
         m_collector->pass();
         auto *process = m_collector->findChild<QProcess *>();
         if (!QTest::qWaitFor([&] { return process->state() == QProcess::NotRunning; }) ||

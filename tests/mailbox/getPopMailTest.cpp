@@ -24,7 +24,7 @@ QByteArray sample(const QString &name)
 QString addresses(const QJsonArray &recipients, bool isTo)
 {
     QStringList list;
-    for (const QJsonValue &recipient : recipients) {
+    for (const auto &recipient : recipients) {
         if ((recipient[0].toInt() == 0) == isTo)
             list += recipient[1].toString();
     }
@@ -115,7 +115,7 @@ private slots:
             }
             const QJsonArray attachments = mail.value(u"attachments"_s).toArray();
             QStringList shouldBe;
-            for (const QJsonValue &attachment : attachments) {
+            for (const auto &attachment : attachments) {
                 const QByteArray data = QByteArray::fromBase64(attachment[u"data"_s].toString().toLatin1());
                 shouldBe +=
                     QStringList{attachment[u"name"_s].toString(), attachment[u"name"_s].toString(),

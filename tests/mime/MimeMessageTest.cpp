@@ -204,7 +204,7 @@ void MimeMessageTest::hostileHeadersStayCheap_data()
     QTest::newRow("word-starts-with-charset") << QByteArray("=?a?b?") << QByteArray();
     QTest::newRow("words-of-many-charsets")
         << QByteArray("=?gb2312?B?1cU=?= =?utf-8?B?5L2g?= ") << QByteArray();
-    QTest::newRow("quotes") << QByteArray("\"a\\\" <") << QByteArray(">");
+    QTest::newRow("quotes") << QByteArray(R"("a\" <)") << QByteArray(">");
     QTest::newRow("groups") << QByteArray("g: a@b, ") << QByteArray(";");
     QTest::newRow("words-of-unknown-encoding") << QByteArray("=?a?X? ") << QByteArray("?=");
     QTest::newRow("reader-of-freed-memory") << QByteArray("=?iso-2022-cn-ext?B?/w4=?=") << QByteArray();

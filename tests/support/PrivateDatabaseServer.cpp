@@ -76,7 +76,11 @@ PrivateDatabaseServer::PrivateDatabaseServer(System system) : m_system(system), 
 
 PrivateDatabaseServer::~PrivateDatabaseServer()
 {
-    stop();
+    try {
+        stop();
+    } catch (const Fault &fault) {
+        qWarning("%s", fault.what());
+    }
 }
 
 void PrivateDatabaseServer::makeData()

@@ -3,6 +3,7 @@
 #include "tests/support/Loopback.h"
 
 #include <algorithm>
+#include <array>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -41,8 +42,8 @@ QList<int> ScriptedPop3Server::deleted() const
 void ScriptedPop3Server::run()
 {
     for (;;) {
-        pollfd waits[] = {{m_listener, POLLIN, 0}, {m_wakeUp, POLLIN, 0}};
-        ::poll(waits, 2, -1);
+        std::array waits{pollfd{m_listener, POLLIN, 0}, pollfd{m_wakeUp, POLLIN, 0}};
+        ::poll(waits.data(), 2, -1);
         if (waits[1].revents)
             return;
         const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
@@ -89,15 +90,15 @@ bool ScriptedPop3Server::readLine(QByteArray &line)
             m_received << line;
             return true;
         }
-        pollfd waits[] = {{m_fd, POLLIN, 0}, {m_wakeUp, POLLIN, 0}};
-        ::poll(waits, 2, -1);
+        std::array waits{pollfd{m_fd, POLLIN, 0}, pollfd{m_wakeUp, POLLIN, 0}};
+        ::poll(waits.data(), 2, -1);
         if (waits[1].revents)
             return false;
-        char octets[4096];
-        const ssize_t got = ::recv(m_fd, octets, sizeof octets, 0);
+        std::array<char, 4096> octets{};
+        const ssize_t got = ::recv(m_fd, octets.data(), octets.size(), 0);
         if (got <= 0)
             return false;
-        m_input.append(octets, got);
+        m_input.append(octets.data(), got);
     }
 }
 
@@ -214,9 +215,9 @@ bool ScriptedPop3Server::sendOctets(const QByteArray &octets)
             m_wasCut = true;
             return false;
         }
-        pollfd waits[] = {{m_wakeUp, POLLIN, 0}, {m_fd, POLLOUT, 0}};
+        std::array waits{pollfd{m_wakeUp, POLLIN, 0}, pollfd{m_fd, POLLOUT, 0}};
         const bool ended =
-            ::poll(waits, m_dripping ? 1 : 2, m_dripping ? m_script->dripMilliseconds : -1) < 0;
+            ::poll(waits.data(), m_dripping ? 1 : 2, m_dripping ? m_script->dripMilliseconds : -1) < 0;
         if (ended || waits[0].revents)
             return false;
         const qint64 piece = m_dripping ? 1 : std::min<qint64>(rest.size(), allowed);

@@ -30,7 +30,7 @@ bool isComplete(const QByteArray &answer)
 }
 } // namespace
 
-SimulatorProcess::SimulatorProcess(const QStringList &options) : m_options(options)
+SimulatorProcess::SimulatorProcess(QStringList options) : m_options(std::move(options))
 {
     start();
 }

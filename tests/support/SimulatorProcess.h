@@ -28,7 +28,7 @@ class SimulatorProcess
 {
 public:
     /// Starts the simulator and waits until its device is there. options go on its command line as they are.
-    explicit SimulatorProcess(const QStringList &options = {});
+    explicit SimulatorProcess(QStringList options = {});
     ~SimulatorProcess();
     SimulatorProcess(const SimulatorProcess &) = delete;
     SimulatorProcess &operator=(const SimulatorProcess &) = delete;
