@@ -17,8 +17,8 @@ public:
     struct Column {
         QString table;
         QString name;
-        int maximumLength = 0; ///< of a text, in characters; 0: no limit known
-        QString characterSet;  ///< the server's name of it; "" for the database's own
+        int maximumLength = 0;     ///< of a text, in characters; 0: no limit known
+        QString characterSet = {}; ///< the server's name of it; "" for the database's own
     };
     /// All columns of the tables with this name, letter case apart. lowerCaseTable: the name in lower case.
     using Lookup = std::function<QList<Column>(const QString &lowerCaseTable)>;
