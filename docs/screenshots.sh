@@ -109,7 +109,7 @@ set_option "COM3=$work/modem"
 
 "$bin/sms-server" --settings "$work/settings.ini" --log-file "$work/log" &
 server=$!
-processes+=($server)
+processes+=("$server")
 until_true 10 window Brenmoor
 main=$(window Brenmoor)
 xdotool windowmove --sync "$main" "$(scaled 20)" "$(scaled 40)"

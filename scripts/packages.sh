@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Sourced by ./run, ./test and .ci/run: installs Debian packages that are missing, and says so.
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev

@@ -59,5 +59,8 @@ for left in /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /etc/log
     /usr/lib/systemd/system/sms-server.service; do
     [ ! -e "$root$left" ] || { echo "left behind: $left"; exit 1; }
 done
-! inside getent passwd sms-server
+if inside getent passwd sms-server; then
+    echo "left behind: the user sms-server"
+    exit 1
+fi
 echo "All well."
