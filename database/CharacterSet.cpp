@@ -15,7 +15,10 @@ public:
     Converter(const Converter &) = delete;
     Converter &operator=(const Converter &) = delete;
 
-    [[nodiscard]] bool isKnown() const { return m_handle != iconv_t(-1); }
+    [[nodiscard]] bool isKnown() const
+    {
+        return m_handle != reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr): POSIX says so
+    }
 
     [[nodiscard]] bool converts(char32_t character) const
     {
@@ -23,7 +26,7 @@ public:
         std::array<char, 16> converted{};
         char *in = octets.data();
         char *out = converted.data();
-        size_t inLeft = size_t(octets.size());
+        auto inLeft = size_t(octets.size());
         size_t outLeft = converted.size();
         const size_t result = ::iconv(m_handle, &in, &inLeft, &out, &outLeft);
         const bool isWhole = result == 0 && inLeft == 0; // not 0: converted to something alike

@@ -269,7 +269,7 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
                                  trustKeys, connectLimitKeys, statementLimitKeys, ownKeys});
     refuseIntegratedSecurity(settings);
     if (settings.value(hostKeys).startsWith("np:"_L1, Qt::CaseInsensitive) ||
-        settings.value(hostKeys).startsWith("\\\\"_L1))
+        settings.value(hostKeys).startsWith(R"(\\)"_L1))
         throw refused(u"数据库连接字符串中“Data Source”是命名管道，本机无法使用，请改为主机名或地址"_s);
     const HostAndPort address = hostAndPort(settings);
     SqlServerAddress where;

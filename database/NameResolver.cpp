@@ -144,10 +144,10 @@ const NameResolver::Table *NameResolver::find(const QString &name)
     auto known = m_tables.find(lower);
     if (known == m_tables.end()) {
         // What is not there now may be there later, so only what was found is kept.
-        auto table = lookUp(name);
+        const auto table = lookUp(name);
         if (!table)
             return nullptr;
-        known = m_tables.insert(lower, std::move(*table));
+        known = m_tables.insert(lower, *table);
     }
     return &*known;
 }

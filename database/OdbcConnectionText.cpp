@@ -87,7 +87,7 @@ QString installedDriver(OdbcFamily family, const QStringList &drivers)
 
 QString substitute(OdbcFamily family, const QStringList &drivers)
 {
-    const QString driver = installedDriver(family, drivers);
+    QString driver = installedDriver(family, drivers);
     if (!driver.isEmpty())
         return driver;
     if (family == OdbcFamily::MicrosoftSqlServer)
@@ -106,7 +106,7 @@ QString usableDriver(const QString &wanted, const QStringList &drivers)
     if (wanted.contains(u'/')) // a driver's file
         return wanted;
     const OdbcFamily family = odbcFamily(wanted);
-    const QString driver = family == OdbcFamily::Other ? QString() : substitute(family, drivers);
+    QString driver = family == OdbcFamily::Other ? QString() : substitute(family, drivers);
     if (driver.isEmpty())
         throw refused(u"没有安装数据库连接字符串中“DRIVER”指定的 ODBC 驱动程序“%1”"_s.arg(wanted));
     return driver;

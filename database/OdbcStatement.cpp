@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <algorithm>
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -29,8 +30,8 @@ QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
 
 } // namespace
 
-OdbcStatement::OdbcStatement(OdbcDriver &driver, const QString &sql, const QString &spelled)
-    : m_driver(driver), m_sql(sql), m_handle(driver.newStatementHandle())
+OdbcStatement::OdbcStatement(OdbcDriver &driver, QString sql, const QString &spelled)
+    : m_driver(driver), m_sql(std::move(sql)), m_handle(driver.newStatementHandle())
 {
     check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
 }
@@ -118,7 +119,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
     const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
     SQLSMALLINT cType = SQL_C_BINARY;
     SQLSMALLINT sqlType = SQL_VARBINARY;
-    SQLULEN columnSize = SQLULEN(shortOctets);
+    auto columnSize = SQLULEN(shortOctets);
     void *data = parameter.octets.data();
     switch (kind) {
     case Kind::Number:

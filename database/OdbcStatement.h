@@ -14,7 +14,7 @@ class OdbcStatement final : public Statement
 {
 public:
     /// spelled: the statement in the server's own spelling. Throws DatabaseFault when the driver refuses it.
-    OdbcStatement(OdbcDriver &driver, const QString &sql, const QString &spelled);
+    OdbcStatement(OdbcDriver &driver, QString sql, const QString &spelled);
     ~OdbcStatement() override;
 
     void execute(const QVariantList &values) override;

@@ -12,7 +12,7 @@ namespace
 /// As libpq's connection strings quote a value.
 QString conninfoValue(QString value)
 {
-    return u'\'' + value.replace(u'\\', "\\\\"_L1).replace(u'\'', "\\'"_L1) + u'\'';
+    return u'\'' + value.replace(u'\\', R"(\\)"_L1).replace(u'\'', R"(\')"_L1) + u'\'';
 }
 
 PGconn *nativeConnection(const QSqlDatabase &database)

@@ -24,9 +24,9 @@ void QtSqlStatement::execute(const QVariantList &values)
     QElapsedTimer timer;
     timer.start();
     if (!m_query.exec()) {
-        const DatabaseFault fault = m_line.fault(m_sql, m_query.lastError());
+        const QSqlError error = m_query.lastError();
         m_query.finish();
-        throw fault;
+        throw m_line.fault(m_sql, error);
     }
     if (!m_isQuery)
         m_line.hasWritten(timer.nsecsElapsed());

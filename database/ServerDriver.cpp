@@ -9,7 +9,7 @@ namespace
 {
 
 /// What a packet holds beside the values, generously.
-constexpr qint64 packetOverheadOctets = 64 * 1024;
+constexpr qint64 packetOverheadOctets = qint64(64) * 1024;
 
 } // namespace
 

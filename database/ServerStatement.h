@@ -8,8 +8,8 @@ class ServerStatement final : public Statement
 {
 public:
     /// line: the prepared statement that sends what it is given.
-    ServerStatement(ServerDriver &driver, const QString &sql, std::unique_ptr<Statement> line)
-        : m_driver(driver), m_sql(sql), m_line(std::move(line))
+    ServerStatement(ServerDriver &driver, QString sql, std::unique_ptr<Statement> line)
+        : m_driver(driver), m_sql(std::move(sql)), m_line(std::move(line))
     {
     }
 

@@ -41,7 +41,7 @@ QString SqlDialect::identityInsert(const QString &insert, const QString &) const
 
 QString SqlDialect::quotedName(const QString &name) const
 {
-    return u'"' + QString(name).replace(u'"', "\"\""_L1) + u'"';
+    return u'"' + QString(name).replace(u'"', R"("")"_L1) + u'"';
 }
 
 namespace

@@ -183,7 +183,7 @@ QString SqliteDriver::withColumnNames(const QString &sql)
     query->execute({match.captured(1)});
     QStringList columns;
     while (query->next())
-        columns += u'"' + query->value(0).toString().replace(u'"', "\"\""_L1) + u'"';
+        columns += u'"' + query->value(0).toString().replace(u'"', R"("")"_L1) + u'"';
     const QString from = sql.mid(match.capturedStart(1));
     return columns.isEmpty() ? sql : "select "_L1 + columns.join(u',') + " from "_L1 + from;
 }

@@ -15,7 +15,7 @@ inline constexpr auto closingLimit = 2s;
                                                               qint64 payloadOctets)
 {
     constexpr auto serverAdvance = 2s;
-    constexpr qint64 slowestLineOctetsPerSecond = 128 * 1024;
+    constexpr qint64 slowestLineOctetsPerSecond = qint64(128) * 1024;
     return limits.statement + serverAdvance +
            std::chrono::seconds(payloadOctets / slowestLineOctetsPerSecond);
 }

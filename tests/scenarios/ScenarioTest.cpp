@@ -28,6 +28,8 @@ namespace
 ///   refuse EVENT TABLE [COLUMN=VALUE]    the database refuses to insert, update or delete; on SQLite "ignore" too
 ///   allow                          it does not any more
 ///   advance SECONDS                the clock
+///   set NAME=VALUE                 a setting of the server's own
+///   held LOCK                      another server holds this lock; without a name it lets go
 class Play
 {
 public:
@@ -62,6 +64,10 @@ public:
             refuse(rest.split(u' '), verb == u"ignore");
         else if (verb == u"allow")
             m_office.allowAll();
+        else if (verb == u"set")
+            m_office.set(rest.section(u'=', 0, 0), rest.section(u'=', 1));
+        else if (verb == u"held")
+            m_office.holdElsewhere(rest);
         else if (verb == u"advance")
             m_office.clock.advanceSeconds(rest.toInt());
         else

@@ -39,6 +39,22 @@ OfficeAtWork::OfficeAtWork(TestServers &servers, DatabaseRoute route, SchemaKind
 
 OfficeAtWork::~OfficeAtWork() = default;
 
+void OfficeAtWork::set(const QString &name, const QString &value)
+{
+    m_registry.write(Settings::localPath(QLatin1String(name.toLatin1())), value);
+}
+
+void OfficeAtWork::holdElsewhere(const QString &lock)
+{
+    m_otherLock.reset();
+    if (lock.isEmpty())
+        return;
+    m_otherServer.open(database.connectString());
+    m_otherLock.emplace(m_otherServer);
+    if (!m_otherLock->tryTake(lock))
+        throw Fault(lock + u" is held"_s);
+}
+
 SimulatorProcess &OfficeAtWork::simulator()
 {
     if (!m_simulator) {

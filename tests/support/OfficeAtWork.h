@@ -1,6 +1,7 @@
 #pragma once
 
 #include "console/service/ServicePasses.h"
+#include "database/NamedLock.h"
 #include "platform/clock/Clock.h"
 #include "platform/registry/FileRegistry.h"
 #include "tests/support/OtherSchema.h"
@@ -28,6 +29,10 @@ public:
     void refuse(const QString &event, const QString &table, const QString &column, const QString &value,
                 bool isIgnored = false);
     void allowAll();
+    /// A setting of the server's own, from its next pass on.
+    void set(const QString &name, const QString &value);
+    /// Another server holds this lock; "" lets it go.
+    void holdElsewhere(const QString &lock);
     /// The simulated modem, plugged in and open from the first call on.
     SimulatorProcess &simulator();
 
@@ -38,6 +43,8 @@ private:
     QTemporaryDir m_folder;
     FileRegistry m_registry{m_folder.filePath(QStringLiteral("settings.ini"))};
     std::optional<SimulatorProcess> m_simulator;
+    Connection m_otherServer;
+    std::optional<NamedLock> m_otherLock;
     QString m_refusedTable;
 
 public:
@@ -45,5 +52,10 @@ public:
     RecordingConsole console;
     ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
     ModemControl modem;
-    ServicePasses passes{{clock, m_registry, session, modem}, console};
+    ServicePasses passes{{.clock = clock,
+                          .registry = m_registry,
+                          .session = session,
+                          .modem = modem,
+                          .sendLedgerFile = m_folder.filePath(QStringLiteral("sends"))},
+                         console};
 };
