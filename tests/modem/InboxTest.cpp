@@ -228,6 +228,14 @@ void InboxTest::refusedComesAfterLongerAndLonger()
         QCOMPARE(inbox.nextChange(), now);
     }
     QVERIFY(inbox.next(now));
+    // The listing goes on showing it otherwise than its place does.
+    const StoredTpdu listed = storeOf(u"0:86138::b"_s).first();
+    inbox.update("SM", {listed}, now);
+    inbox.setReadAgain(listed, storeOf(u"0:86138::c"_s).first());
+    QCOMPARE(inbox.next(now)->text, u"c"_s);
+    inbox.setRefused(*inbox.next(now), now);
+    inbox.update("SM", {listed}, now);
+    QVERIFY(!inbox.next(now));
 }
 
 QTEST_GUILESS_MAIN(InboxTest)

@@ -40,6 +40,8 @@ private slots:
         row("header-missing", ab + "\r\n" + header("+CMGL: 2,") + cd + "\r\n" + ok, {"*"},
             {u"cd"_s, u"ab"_s});
         row("octets-of-the-next", head + cd + "\r\n" + ok, {"*"}, both);
+        row("status-report-in-its-place",
+            head + "0006010B913108108300F0621102019100006211020191000000\r\n" + ok, {"*"}, both);
         row("another-index", "\r\n+CMGL: 7" + listing(ab).sliced(10), {"*"}, {u"cd"_s, u"ab"_s});
         row("read-again-damaged", listing(ab), {read(ab.chopped(6)), "*"}, both);
         row("each-reading-differs", listing(ab.chopped(4)), {read(ab.chopped(6)), read(ab.chopped(8)), "*"},
