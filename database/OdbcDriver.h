@@ -20,6 +20,8 @@ public:
 
     // For its statements.
     using ServerDriver::dialect;
+    /// MariaDB's driver would wait for a result that never comes; PostgreSQL's keeps what it has until then.
+    [[nodiscard]] bool closesAfterRefusal() const { return m_target.family != OdbcFamily::MariaDb; }
     /// Throws DatabaseFault (Lost) when the connection has none to give.
     [[nodiscard]] OdbcHandle newStatementHandle() const;
     /// What a failed call on a statement or connection means. what: the statement's text.

@@ -311,8 +311,7 @@ std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLS
 
 void OdbcStatement::finish() noexcept
 {
-    // Not after a refusal: MariaDB's driver would wait for a result that never comes.
-    if (m_isOpen)
+    if (m_isOpen || m_driver.closesAfterRefusal())
         SQLFreeStmt(m_handle.get(), SQL_CLOSE);
     m_isOpen = false;
     m_hasResult = false;

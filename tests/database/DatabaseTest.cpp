@@ -17,11 +17,7 @@ private slots:
     {
         QTest::addColumn<DatabaseRoute>("route");
         QTest::addColumn<QString>("type");
-        for (const auto &[name, route] :
-             {std::pair("SQLite", DatabaseRoute::Sqlite), std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
-              std::pair("MariaDB", DatabaseRoute::MariaDb),
-              std::pair("PostgreSQL through ODBC", DatabaseRoute::PostgreSqlOdbc),
-              std::pair("MariaDB through ODBC", DatabaseRoute::MariaDbOdbc)}) {
+        for (const auto &[name, route] : namedRoutes) {
             for (const QString &type : {u"varchar(10)"_s, u"char(4)"_s, u"integer"_s, u"numeric(9)"_s})
                 QTest::addRow("%s, %s", name, qPrintable(type)) << route << type;
         }
@@ -212,10 +208,9 @@ private slots:
         QTest::addColumn<DatabaseRoute>("route");
         QTest::addColumn<QString>("table");
         QTest::addColumn<QString>("columns");
-        for (const auto &[name, route] : {std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
-                                          std::pair("MariaDB", DatabaseRoute::MariaDb),
-                                          std::pair("PostgreSQL through ODBC", DatabaseRoute::PostgreSqlOdbc),
-                                          std::pair("MariaDB through ODBC", DatabaseRoute::MariaDbOdbc)}) {
+        for (const auto &[name, route] : namedRoutes) {
+            if (route == DatabaseRoute::Sqlite)
+                continue;
             QTest::addRow("%s, as written", name)
                 << route << u"VO_UserInfor"_s << u"UserName,TYPE,From,Select"_s;
             QTest::addRow("%s, upper", name) << route << u"VO_USERINFOR"_s << u"USERNAME,TYPE,DESC,COUNT"_s;

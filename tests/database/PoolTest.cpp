@@ -89,7 +89,7 @@ private slots:
             fault = faultOf([&] { connection.open(target); });
             return !fault || fault->message().contains(u"连接池"_s);
         };
-        QTRY_VERIFY2(isListening(), qPrintable(fault->message()));
+        QTRY_VERIFY2(isListening(), qPrintable(fault ? fault->message() : QString()));
         QCOMPARE(fault.has_value(), mode != u"session"_s);
         if (!fault)
             QCOMPARE(connection.firstValue(u"select 1"_s, {})->toInt(), 1);

@@ -4,6 +4,7 @@
 #include "tests/support/TestDatabase.h"
 
 #include <QTest>
+#include <array>
 #include <functional>
 #include <optional>
 
@@ -23,6 +24,13 @@ inline std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &wo
     const auto fault = faultOf(work);
     return fault ? std::optional(fault->kind()) : std::nullopt;
 }
+
+/// For rows that cross routes with something else.
+inline constexpr std::array namedRoutes{std::pair("SQLite", DatabaseRoute::Sqlite),
+                                        std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
+                                        std::pair("MariaDB", DatabaseRoute::MariaDb),
+                                        std::pair("PostgreSQL through ODBC", DatabaseRoute::PostgreSqlOdbc),
+                                        std::pair("MariaDB through ODBC", DatabaseRoute::MariaDbOdbc)};
 
 /// A database on the row's route and the program's connection to it.
 struct RoutedOffice {
