@@ -2,6 +2,7 @@
 
 #include <QRegularExpression>
 #include <QTest>
+#include <ranges>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -56,8 +57,8 @@ Desktop::Desktop()
 
 Desktop::~Desktop()
 {
-    for (auto part = m_parts.rbegin(); part != m_parts.rend(); ++part)
-        end(**part);
+    for (const auto &part : std::views::reverse(m_parts))
+        end(*part);
 }
 
 void Desktop::startPart(const QString &program, const QStringList &arguments)

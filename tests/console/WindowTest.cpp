@@ -117,7 +117,7 @@ private slots:
     void theKeyboardReachesEveryControlInOrder()
     {
         QStringList order;
-        QWidget *widget = m_console->child<QWidget>("btnOp");
+        auto *widget = m_console->child<QWidget>("btnOp");
         do {
             if ((widget->focusPolicy() & Qt::TabFocus) != 0)
                 order += widget->objectName();
