@@ -60,6 +60,7 @@ private slots:
         setting(u"CenterCode=+86-138"_s, u"数字以外的字符"_s);
         setting(u"ServerPort="_s, u"没有指定 GSM Modem"_s);
         setting(u"ServerPort=x"_s, u"“x”不是端口号"_s);
+        setting(u"Servers=several"_s, u"没有会话锁"_s);
         setting(u"COM3=/dev/no-modem"_s, u"代码 1"_s);
         QTest::newRow("no table") << none << u"drop table SMS_IsOrder"_s << none << u"SMS_IsOrder"_s;
         QTest::newRow("no column") << none << u"alter table SMS_Order rename column isPulic to isPublic"_s

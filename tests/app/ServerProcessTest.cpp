@@ -61,6 +61,10 @@ private slots:
         QTest::newRow("--show-settings") << 0 << u"ConnectString=Provider=SQLite"_s;
         QTest::newRow("--check") << 1 << u"没有配置短信中心号码"_s;
         QTest::newRow("--headless --log-file /no/where/log") << 1 << u"/no/where/log"_s;
+        QTest::newRow("--set COM7=/dev/x --set Servers=several") << 1 << u"没有会话锁"_s;
+        QTest::newRow(
+            "--set COM7=/dev/x --set Servers=several --set ConnectString=DRIVER=SQLite3;Database=/x")
+            << 1 << u"没有会话锁"_s;
         for (const char *value :
              {"CenterCode=+86-138", "TimeDelay=0.4", "ServerPort=COM3", "ServerPort=32768",
               "ConnectString=Provider=Nope", "COM4=ttyUSB0", "SenderCountryCode=+86", "MailTls=always",
