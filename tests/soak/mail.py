@@ -6,12 +6,14 @@
                                 SIGTERM while a mail server hangs
   tests/soak/mail.py servers    20 healthy accounts beside five servers of the bad kinds: the healthy ones are collected
                                 in one pass, SMS come and go within an interval meanwhile
+  tests/soak/mail.py memory     the peak memory of server and collecting process together, a 20 MB attachment
 
 --database sqlite|postgresql|mariadb, --bin FOLDER of the programs (build/release/bin), --keep. The exit status is 0
 when every promise was kept. Needs Python 3 and the database's packages.
 """
 import argparse
 import atexit
+import base64
 import json
 import os
 import pathlib
@@ -289,9 +291,33 @@ def servers(options, folder):
     return well
 
 
+def peak_memory(pid):
+    """In octets, since the process began."""
+    try:
+        lines = pathlib.Path(f"/proc/{pid}/status").read_text().splitlines()
+    except OSError:
+        return 0
+    return max((int(line.split()[1]) * 1024 for line in lines if line.startswith("VmHWM")), default=0)
+
+
+def memory(options, folder):
+    mail = (b"Subject: big\r\nContent-Type: application/zip; name=big.zip\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+            + base64.encodebytes(random.randbytes(20 * 1024 * 1024)).replace(b"\n", b"\r\n"))
+    office = Office(options, folder)
+    office.account(MailServer({"box": [mail]}).port, "box")
+    office.server.start()
+    peak = 0
+    while office.one("select count(*) from VO_Email") == "0" or office.living_children():
+        peak = max(peak, max((peak_memory(child) for child in office.living_children()), default=0))
+        time.sleep(0.005)
+    both = peak + peak_memory(office.server.process.pid)
+    return promise(f"peak of the collecting process {peak / 1e6:.0f} MB, with the server {both / 1e6:.0f} MB: "
+                   f"{both / len(mail):.2f} times the {len(mail) / 1e6:.1f} MB on the wire", both < 6 * len(mail))
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("work", choices=["poison", "servers"])
+    parser.add_argument("work", choices=["poison", "servers", "memory"])
     parser.add_argument("--database", choices=["sqlite", "postgresql", "mariadb"], default="sqlite")
     parser.add_argument("--bin", type=pathlib.Path, default=PROGRAMS)
     parser.add_argument("--keep", action="store_true")
@@ -301,7 +327,7 @@ def main():
     folder.chmod(0o755)
     # First, so that it runs last: the programs end before their folder goes.
     atexit.register(print, f"kept: {folder}") if options.keep else atexit.register(shutil.rmtree, folder, True)
-    kept = {"poison": poison, "servers": servers}[options.work](options, folder)
+    kept = {"poison": poison, "servers": servers, "memory": memory}[options.work](options, folder)
     print("kept every promise" if kept else "a promise was broken")
     return 0 if kept else 1
 
