@@ -46,7 +46,7 @@ AccountHistory decodedHistory(const QJsonArray &array)
     history.account = array.at(0).toString().toLatin1();
     history.ways.proven = array.at(1).toString().toLatin1();
     const QJsonArray refused = array.at(2).toArray();
-    for (const QJsonValue &way : refused)
+    for (const auto &way : refused)
         history.ways.refused += way.toString().toLatin1();
     history.refusals = array.at(3).toInt();
     history.last = QDateTime::fromString(array.at(4).toString(), Qt::ISODateWithMs);
@@ -90,7 +90,7 @@ QJsonArray encoded(const QSet<MailKey> &mails)
 QSet<MailKey> decodedMails(const QJsonArray &array)
 {
     QSet<MailKey> mails;
-    for (const QJsonValue &mail : array)
+    for (const auto &mail : array)
         mails.insert({mail[0].toString().toLongLong(), mail[1].toString()});
     return mails;
 }
@@ -116,10 +116,10 @@ Order decodeOrder(const QByteArray &line)
     order.passedOverMails = decodedMails(parts.at(0).toArray());
     order.plainMails = decodedMails(parts.at(3).toArray());
     const QJsonArray accounts = parts.at(1).toArray();
-    for (const QJsonValue &account : accounts)
+    for (const auto &account : accounts)
         order.passedOverAccounts.insert(account.toString().toLongLong());
     const QJsonArray histories = parts.at(2).toArray();
-    for (const QJsonValue &history : histories)
+    for (const auto &history : histories)
         order.histories.insert(history[0].toString().toLongLong(), decodedHistory(history[1].toArray()));
     order.isOneAtATime = parts.at(4).toBool();
     return order;

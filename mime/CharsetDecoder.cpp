@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <algorithm>
+#include <array>
 
 using namespace CharsetNames;
 
@@ -93,10 +94,13 @@ DecodedText decodeIso2022Jp(QByteArrayView octets)
         QByteArrayView octets;
         Set set;
     };
-    static constexpr Escape escapes[] = {{"\x1b(B", Set::Ascii},   {"\x1b(J", Set::Ascii},
-                                         {"\x1b(I", Set::Kana},    {"\x1b$@", Set::Jis0208},
-                                         {"\x1b$B", Set::Jis0208}, {"\x1b$(B", Set::Jis0208},
-                                         {"\x1b$(D", Set::Jis0212}};
+    static constexpr auto escapes = std::to_array<Escape>({{"\x1b(B", Set::Ascii},
+                                                           {"\x1b(J", Set::Ascii},
+                                                           {"\x1b(I", Set::Kana},
+                                                           {"\x1b$@", Set::Jis0208},
+                                                           {"\x1b$B", Set::Jis0208},
+                                                           {"\x1b$(B", Set::Jis0208},
+                                                           {"\x1b$(D", Set::Jis0212}});
     QByteArray euc;
     euc.reserve(octets.size());
     Set set = Set::Ascii;

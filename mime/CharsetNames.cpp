@@ -1,6 +1,7 @@
 #include "mime/CharsetNames.h"
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 
 using namespace CharsetNames;
@@ -10,17 +11,17 @@ namespace
 
 /// What iconv is asked for; names that it would take besides are not let through, because some of its
 /// converters read beyond their input (iso-2022-cn-ext of glibc 2.36).
-constexpr const char *otherCharsets[] = {
-    "utf-16",       "utf-16le",     "utf-16be",     "utf-32",       "utf-32le",     "utf-32be",
-    "iso-2022-kr",  "iso-2022-cn",  "euc-tw",       "johab",        "koi8-r",       "koi8-u",
-    "koi8-ru",      "tis-620",      "viscii",       "macintosh",    "ibm437",       "ibm850",
-    "ibm852",       "ibm866",       "windows-874",  "windows-1250", "windows-1251", "windows-1253",
-    "windows-1254", "windows-1255", "windows-1256", "windows-1257", "windows-1258"};
+constexpr auto otherCharsets = std::to_array<const char *>(
+    {"utf-16",       "utf-16le",     "utf-16be",     "utf-32",       "utf-32le",     "utf-32be",
+     "iso-2022-kr",  "iso-2022-cn",  "euc-tw",       "johab",        "koi8-r",       "koi8-u",
+     "koi8-ru",      "tis-620",      "viscii",       "macintosh",    "ibm437",       "ibm850",
+     "ibm852",       "ibm866",       "windows-874",  "windows-1250", "windows-1251", "windows-1253",
+     "windows-1254", "windows-1255", "windows-1256", "windows-1257", "windows-1258"});
 
 /// "windows-1251" for "cp1251" and the like, "iso-8859-5" for "iso8859_5"; other names stay.
 QByteArray familyName(const QByteArray &name)
 {
-    static constexpr const char *windows[] = {"cp", "win-", "windows", "x-cp", "x-windows-"};
+    static constexpr std::array windows{"cp", "win-", "windows", "x-cp", "x-windows-"};
     for (const char *prefix : windows) {
         if (name.startsWith(prefix) && name.size() == static_cast<qsizetype>(qstrlen(prefix)) + 4)
             return "windows-" + name.last(4);
@@ -55,7 +56,9 @@ QByteArray canonicalCharset(QByteArrayView label)
         std::initializer_list<const char *> names;
     };
     // Code pages instead of the pure standards: mail programs use the characters they add.
+    // Only in an array of its own do the lists of names live as long as it does.
     static const Alias aliases[] = {
+        // NOLINT(modernize-avoid-c-arrays)
         {gb18030, {"gb2312",
                    "gb_2312-80",
                    "gb2312-80",

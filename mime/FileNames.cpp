@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 #include <QStringView>
 #include <algorithm>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -17,7 +18,7 @@ struct TypeExtension {
 };
 
 // Types that mail programs send without a name.
-constexpr TypeExtension extensions[] = {
+constexpr auto extensions = std::to_array<TypeExtension>({
     {"application/pdf"_L1, "pdf"_L1},
     {"application/zip"_L1, "zip"_L1},
     {"application/msword"_L1, "doc"_L1},
@@ -52,7 +53,7 @@ constexpr TypeExtension extensions[] = {
     {"text/x-vcard"_L1, "vcf"_L1},
     {"text/xml"_L1, "xml"_L1},
     {"video/mp4"_L1, "mp4"_L1},
-};
+});
 
 bool isUnusable(QChar c)
 {

@@ -3,6 +3,7 @@
 #include "mime/MessageLimits.h"
 
 #include <algorithm>
+#include <array>
 
 namespace
 {
@@ -36,10 +37,9 @@ QByteArrayView fieldName(QByteArrayView line)
 
 bool isKnownField(QByteArrayView name)
 {
-    static constexpr const char *known[] = {"from",         "to",         "cc",       "bcc",
-                                            "subject",      "date",       "sender",   "message-id",
-                                            "mime-version", "received",   "reply-to", "return-path",
-                                            "in-reply-to",  "references", "priority", "importance"};
+    static constexpr auto known = std::to_array<const char *>(
+        {"from", "to", "cc", "bcc", "subject", "date", "sender", "message-id", "mime-version", "received",
+         "reply-to", "return-path", "in-reply-to", "references", "priority", "importance"});
     if (name.size() > 2 && equalsIgnoringCase(name.first(2), "x-"))
         return true;
     if (name.size() > 8 && equalsIgnoringCase(name.first(8), "content-"))

@@ -1,6 +1,7 @@
 #include "mime/MailDate.h"
 
 #include <QTimeZone>
+#include <array>
 #include <optional>
 
 namespace
@@ -80,11 +81,18 @@ std::optional<int> offsetOf(QByteArray word)
             return std::nullopt;
         return (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
     }
-    static constexpr struct {
+    struct Zone {
         const char *name;
         int hours;
-    } zones[] = {{"EST", -5}, {"EDT", -4}, {"CST", -6}, {"CDT", -5},
-                 {"MST", -7}, {"MDT", -6}, {"PST", -8}, {"PDT", -7}};
+    };
+    static constexpr auto zones = std::to_array<Zone>({{"EST", -5},
+                                                       {"EDT", -4},
+                                                       {"CST", -6},
+                                                       {"CDT", -5},
+                                                       {"MST", -7},
+                                                       {"MDT", -6},
+                                                       {"PST", -8},
+                                                       {"PDT", -7}});
     for (const auto &zone : zones) {
         if (word.compare(zone.name, Qt::CaseInsensitive) == 0)
             return zone.hours * 3600;

@@ -5,6 +5,7 @@
 #include "mime/HeaderFields.h"
 #include "mime/MailDate.h"
 
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -81,7 +82,7 @@ void MimeMessage::readTop(const HeaderFields &header)
 
 void MimeMessage::readRecipients(const HeaderFields &header)
 {
-    static constexpr const char *kinds[] = {"to", "cc", "bcc"}; // index is the ReType
+    static constexpr std::array kinds{"to", "cc", "bcc"}; // index is the ReType
     for (const HeaderField &field : header.all()) {
         for (int kind = 0; kind < 3; ++kind) {
             if (field.name.compare(kinds[kind], Qt::CaseInsensitive) != 0)

@@ -4,6 +4,7 @@
 #include "mime/HeaderFields.h"
 
 #include <algorithm>
+#include <array>
 #include <gmime/gmime.h>
 
 namespace
@@ -113,18 +114,20 @@ TransferEncoding transferEncodingOf(QByteArrayView field)
         else if (!name.isEmpty())
             break; // a comment or a second word
     }
-    static constexpr struct {
+    struct Known {
         const char *name;
         TransferEncoding encoding;
-    } known[] = {{"base64", TransferEncoding::Base64},
-                 {"x-base64", TransferEncoding::Base64},
-                 {"quoted-printable", TransferEncoding::QuotedPrintable},
-                 {"uuencode", TransferEncoding::Uuencode},
-                 {"x-uuencode", TransferEncoding::Uuencode},
-                 {"x-uue", TransferEncoding::Uuencode},
-                 {"uue", TransferEncoding::Uuencode},
-                 {"yenc", TransferEncoding::Yenc},
-                 {"x-yenc", TransferEncoding::Yenc}};
+    };
+    static constexpr auto known =
+        std::to_array<Known>({{"base64", TransferEncoding::Base64},
+                              {"x-base64", TransferEncoding::Base64},
+                              {"quoted-printable", TransferEncoding::QuotedPrintable},
+                              {"uuencode", TransferEncoding::Uuencode},
+                              {"x-uuencode", TransferEncoding::Uuencode},
+                              {"x-uue", TransferEncoding::Uuencode},
+                              {"uue", TransferEncoding::Uuencode},
+                              {"yenc", TransferEncoding::Yenc},
+                              {"x-yenc", TransferEncoding::Yenc}});
     for (const auto &entry : known) {
         if (name.compare(entry.name, Qt::CaseInsensitive) == 0)
             return entry.encoding;

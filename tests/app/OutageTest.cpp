@@ -140,7 +140,7 @@ private slots:
         scheduleUpTo(1, 1);
         deliverUpTo(1, 1);
         QTRY_COMPARE_WITH_TIMEOUT(count(u"SMS_ResultDetail where IsSuccess='1'"_s), out, patience);
-        QTRY_VERIFY_WITH_TIMEOUT(m_modem->command(u"status"_s).contains(u"SM=0/"_s), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(m_modem->isEmpty(), patience);
 
         QCOMPARE(count(u"SMS_WaitToSend"_s) + count(u"SMS_Queues"_s), 0);
         QCOMPARE(count(u"SMS_SendList"_s), out);

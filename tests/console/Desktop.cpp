@@ -2,7 +2,7 @@
 
 #include <QRegularExpression>
 #include <QTest>
-#include <ranges>
+#include <algorithm>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -57,8 +57,7 @@ Desktop::Desktop()
 
 Desktop::~Desktop()
 {
-    for (const auto &part : std::views::reverse(m_parts))
-        end(*part);
+    std::for_each(m_parts.rbegin(), m_parts.rend(), [](const auto &part) { end(*part); });
 }
 
 void Desktop::startPart(const QString &program, const QStringList &arguments)

@@ -78,7 +78,7 @@ class Bench(Server):
     def is_idle(self):
         status = self.control("status")
         return (self.one("select (select count(*) from SMS_WaitToSend) + (select count(*) from SMS_Queues)") == 0
-                and " waiting=0 " in status and "SM=0/" in status)
+                and " waiting=0 " in status and " SM=0/" in status and " ME=0/" in status)
 
 
 class Ledger:

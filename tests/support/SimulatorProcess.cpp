@@ -105,6 +105,12 @@ QString SimulatorProcess::command(const QString &line)
     return text.startsWith(u"ok") ? text.mid(3) : text;
 }
 
+bool SimulatorProcess::isEmpty()
+{
+    const QString status = command(u"status"_s);
+    return status.contains(u" SM=0/"_s) && status.contains(u" ME=0/"_s) && status.contains(u" waiting=0 "_s);
+}
+
 QString SimulatorProcess::deliver(const QString &number, const QString &text)
 {
     // JSON has no raw line ends, so any text fits one line.

@@ -41,6 +41,8 @@ public:
     /// Runs one control command; returns what follows "ok" and throws on an "error" answer. Must hold no line
     /// end: see deliver() for texts.
     QString command(const QString &line);
+    /// True when neither its stores nor the network hold a message for it.
+    [[nodiscard]] bool isEmpty();
     /// An SMS arrives. text may hold anything, line ends included. Returns how many TPDUs were delivered and
     /// how many wait, in words.
     QString deliver(const QString &number, const QString &text);
