@@ -98,6 +98,25 @@ private slots:
         QCOMPARE(office.console.takeLog().size(), 4); // lost, back, two messages
     }
 
+    void sharingTheQueueCostsOneStatementAMessage_data() { addServerRoutes(); }
+    void sharingTheQueueCostsOneStatementAMessage()
+    {
+        QFETCH(DatabaseRoute, route);
+        OfficeAtWork office(m_servers, route, SchemaKind::Sample);
+        QVERIFY(office.simulator().sent().isEmpty()); // plugged in
+        const auto statementsOfAPass = [&] {
+            for (int number = 1; number <= 5; ++number)
+                office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {number, u"x"_s, 0});
+            const qint64 before = office.session.Conn().statementsRun();
+            office.passes.send();
+            return office.session.Conn().statementsRun() - before;
+        };
+        const qint64 alone = statementsOfAPass();
+        office.set(u"Servers"_s, u"several"_s);
+        QCOMPARE(statementsOfAPass(), alone + 5 + 1); // and the last number let go
+        QCOMPARE(office.simulator().sent().size(), 10);
+    }
+
     void stoppedServerBlocksNoTickForLonger_data() { addServerRoutes(); }
     void stoppedServerBlocksNoTickForLonger()
     {
