@@ -57,8 +57,8 @@ QByteArray canonicalCharset(QByteArrayView label)
     };
     // Code pages instead of the pure standards: mail programs use the characters they add.
     // Only in an array of its own do the lists of names live as long as it does.
+    // NOLINTNEXTLINE(modernize-avoid-c-arrays)
     static const Alias aliases[] = {
-        // NOLINT(modernize-avoid-c-arrays)
         {gb18030, {"gb2312",
                    "gb_2312-80",
                    "gb2312-80",
