@@ -8,6 +8,7 @@
 #include <QTest>
 #include <linux/filter.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -110,8 +111,10 @@ private slots:
         const OpenSockets before = OpenSockets::now();
         prepare(database, connection);
         for (const int socket : OpenSockets::now().since(before)) {
-            if (!dropWhatArrives(socket))
+            if (!dropWhatArrives(socket)) {
+                QVERIFY2(::geteuid() != 0, "root may filter its sockets");
                 QSKIP("Only root may filter a socket here.");
+            }
         }
         QElapsedTimer timer;
         timer.start();
