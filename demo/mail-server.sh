@@ -1,15 +1,21 @@
+# shellcheck shell=bash
 # Sourced by story.sh: a private POP3 server on a loopback port, with one mailbox.
+#   bash mail-server.sh PASSWORD NO_PLAIN_TEXT MECHANISMS   for the tests, with a mailbox for any user and these
+#       settings of Dovecot's: prints its folder, its port and its TLS port, serves until its standard input ends
 
 mail_user=zhangwei
 mail_password=demo-password
+mail_no_plain_text=no
+mail_mechanisms='plain login'
+mail_configuration=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/dovecot.conf.in
 mail_server=
 mail_folder=
 mail_port=
+mail_tls_port=
 
-# start_mail_server CONFIGURATION-TEMPLATE: fails, saying why, when there is none on this machine or it does not
-# start.
+# Fails, saying why, when there is no such server on this machine or it does not start.
 start_mail_server() {
-    local dovecot internal_user=dovecot internal_group=dovecot login_user=dovenull uid gid template=$1
+    local dovecot internal_user=dovecot internal_group=dovecot login_user=dovenull uid gid
     dovecot=$(PATH=$PATH:/usr/sbin command -v dovecot) || {
         echo "There is no Dovecot on this machine."
         return 1
@@ -25,15 +31,16 @@ start_mail_server() {
     else
         uid=$(id -u) gid=$(id -g) internal_user=$(id -un) internal_group=$(id -gn) login_user=$(id -un)
     fi
-    openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj /CN=localhost -keyout "$mail_folder/key.pem" \
-        -out "$mail_folder/cert.pem" 2>/dev/null
+    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 30 -subj /CN=localhost \
+        -addext subjectAltName=DNS:localhost -keyout "$mail_folder/key.pem" -out "$mail_folder/cert.pem" 2>/dev/null
     mail_port=$(free_port)
-    sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$(free_port)|; s|@UID@|$uid|; s|@GID@|$gid|" \
-        -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|; s|@NO_PLAIN_TEXT@|no|" \
-        -e "s|@MECHANISMS@|plain login|; s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|" \
-        -e "s|@INTERNAL_GROUP@|$internal_group|" \
-        "$template" >"$mail_folder/dovecot.conf"
-    "$dovecot" -F -c "$mail_folder/dovecot.conf" 2>mail-server.log &
+    mail_tls_port=$(free_port)
+    sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$mail_tls_port|; s|@UID@|$uid|; s|@GID@|$gid|" \
+        -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|" \
+        -e "s|@NO_PLAIN_TEXT@|$mail_no_plain_text|; s|@MECHANISMS@|$mail_mechanisms|" \
+        -e "s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|; s|@INTERNAL_GROUP@|$internal_group|" \
+        "$mail_configuration" >"$mail_folder/dovecot.conf"
+    "$dovecot" -F -c "$mail_folder/dovecot.conf" >"$mail_folder/start.log" 2>&1 &
     mail_server=$!
     for _ in $(seq 200); do
         port_answers "$mail_port" && return 0
@@ -41,7 +48,7 @@ start_mail_server() {
         sleep 0.05
     done
     echo "The private POP3 server did not start:"
-    cat mail-server.log "$mail_folder/log" 2>/dev/null | tail -n 3
+    cat "$mail_folder/start.log" "$mail_folder/log" 2>/dev/null | tail -n 3
     kill "$mail_server" 2>/dev/null || true
     mail_server=
     return 1
@@ -72,3 +79,12 @@ stop_mail_server() {
     [ -z "$mail_server" ] || { kill -TERM $mail_server 2>/dev/null && wait $mail_server; } || true
     rm -rf "$mail_folder"
 }
+
+if [ "$0" = "${BASH_SOURCE[0]}" ]; then
+    set -euo pipefail
+    mail_password=$1 mail_no_plain_text=$2 mail_mechanisms=$3
+    trap stop_mail_server EXIT
+    start_mail_server
+    echo "$mail_folder $mail_port $mail_tls_port"
+    cat >/dev/null
+fi

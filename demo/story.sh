@@ -51,7 +51,7 @@ set_option "COM3=$PWD/modem"
 set_option SenderCountryCode=86
 
 echo "Starting a private POP3 server with a mailbox of 张伟's ..."
-if start_mail_server ../dovecot.conf.in; then
+if start_mail_server; then
     sql "insert into SA_email (UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)
          values ('zhangwei', '127.0.0.1', $mail_port, '$mail_user', '$mail_password', '0')"
 else

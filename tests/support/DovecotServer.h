@@ -1,12 +1,10 @@
 #pragma once
 
-#include <QByteArrayList>
 #include <QProcess>
 #include <QString>
-#include <QTemporaryDir>
 
-/// A private Dovecot on loopback ports of its own, with its own folder, certificate and users. It starts in
-/// the constructor, answers when that returns, and is gone after the destructor.
+/// A private Dovecot on loopback ports of its own, with its own folder, certificate and users: the demo's mail
+/// server. It answers when the constructor returns, is gone after the destructor, and does not outlive the test.
 class DovecotServer
 {
 public:
@@ -24,7 +22,7 @@ public:
     [[nodiscard]] int port() const { return m_port; }
     [[nodiscard]] int tlsPort() const { return m_tlsPort; }
     /// PEM file with the authority that signed the certificate, which is for "localhost".
-    [[nodiscard]] QString authorityFile() const { return m_dir.filePath(QStringLiteral("cert.pem")); }
+    [[nodiscard]] QString authorityFile() const { return m_folder + QStringLiteral("/cert.pem"); }
     /// Password of every user; any user name logs in.
     [[nodiscard]] static QString password() { return QStringLiteral("geheim \"%@'密码"); }
 
@@ -35,14 +33,14 @@ public:
     [[nodiscard]] int stored(const QString &user) const;
 
 private:
-    [[nodiscard]] QString folderOf(const QString &user) const;
-    bool makeCertificate();
-    void writeConfiguration(PlainText plainText);
-    bool start();
+    [[nodiscard]] QString folderOf(const QString &user) const
+    {
+        return m_folder + QStringLiteral("/mail/") + user;
+    }
 
-    QTemporaryDir m_dir;
-    QProcess m_process;
+    QProcess m_script;
     QString m_problem;
+    QString m_folder;
     int m_port = 0;
     int m_tlsPort = 0;
     int m_delivered = 0;

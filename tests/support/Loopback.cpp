@@ -1,10 +1,8 @@
 #include "tests/support/Loopback.h"
 
-#include <QDeadlineTimer>
 #include <QRandomGenerator>
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,20 +15,6 @@ sockaddr_in loopback(int port)
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<uint16_t>(port));
     return address;
-}
-
-bool greets(int port, int milliseconds)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    bool greeted = false;
-    if (::connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
-        pollfd line{fd, POLLIN, 0};
-        char octet = 0;
-        greeted = ::poll(&line, 1, milliseconds) == 1 && ::recv(fd, &octet, 1, 0) == 1;
-    }
-    ::close(fd);
-    return greeted;
 }
 } // namespace
 
@@ -57,15 +41,4 @@ int freeLoopbackPort()
     const int port = listenOnLoopback(fd);
     ::close(fd);
     return port;
-}
-
-bool waitForGreeting(int port, std::chrono::milliseconds limit)
-{
-    const QDeadlineTimer deadline(limit);
-    while (!deadline.hasExpired()) {
-        if (greets(port, 1000))
-            return true;
-        ::poll(nullptr, 0, 20); // between two tries; the condition is the greeting
-    }
-    return false;
 }
