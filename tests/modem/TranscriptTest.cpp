@@ -1,0 +1,137 @@
+#include "tests/modem/Transcript.h"
+#include "tests/modem/ModemAtWork.h"
+#include "tests/simulator/SerialPeer.h"
+
+#include <QDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Does the steps of a transcript: the modem control's (ModemAtWork), or those of somebody at a terminal:
+///   > TEXT    we send TEXT and CR          ] TEXT    we send TEXT and Ctrl-Z
+///   } TEXT    we send TEXT as it is        ^         we send ESC
+///   < TEXT    the modem says TEXT between line ends; "|" stands for a line end inside
+///   OK        it says OK                   <>        it prompts
+///   = TEXT    it says exactly TEXT, with \r and \n written so
+///   leave     the terminal closes the port
+/// For both:
+///   ! COMMAND for the simulator            sent TEXT | ...    what the network took from it, ! for part of a text
+/// A terminal that did not leave gets its answer to AT at the end, with nothing before it.
+class Play
+{
+public:
+    Play() : m_modem(m_simulator) {}
+
+    /// What came otherwise than written; "" when nothing did.
+    QString perform(const QString &step)
+    {
+        const QString verb = step.section(u' ', 0, 0);
+        const QString rest = step.mid(verb.size() + 1);
+        if (verb == u"!") {
+            m_simulator.command(rest);
+            return {};
+        }
+        if (verb == u"leave") {
+            m_terminal.reset();
+            return {};
+        }
+        if (verb == u"sent")
+            return sent() == rest ? QString() : u"it has "_s + sent();
+        if (const std::optional<QString> difference = m_modem.perform(verb, rest))
+            return *difference;
+        return type(verb, rest.toUtf8());
+    }
+    QString end()
+    {
+        if (m_terminal) {
+            type(u">"_s, "AT");
+            return type(u"OK"_s, {});
+        }
+        return m_modem.leftOver();
+    }
+
+private:
+    QString sent() const
+    {
+        QStringList texts;
+        for (const SentMessage &message : m_simulator.sentWhole())
+            texts += message.text;
+        return texts.join(u" | "_s);
+    }
+    QString type(const QString &verb, const QByteArray &text)
+    {
+        if (!m_terminal)
+            m_terminal = std::make_unique<SerialPeer>(m_simulator.devicePath());
+        if (verb == u">")
+            m_terminal->write(text + '\r');
+        else if (verb == u"]")
+            m_terminal->write(text + '\x1a');
+        else if (verb == u"}")
+            m_terminal->write(QByteArray(text).replace("\\r", "\r").replace("\\z", "\x1a"));
+        else if (verb == u"^")
+            m_terminal->write("\x1b");
+        else if (verb == u"<")
+            return expect("\r\n" + QByteArray(text).replace('|', "\r\n") + "\r\n");
+        else if (verb == u"OK")
+            return expect("\r\nOK\r\n");
+        else if (verb == u"<>")
+            return expect("\r\n> ");
+        else if (verb == u"=")
+            return expect(QByteArray(text).replace("\\r", "\r").replace("\\n", "\n"));
+        else
+            return u"there is no such step"_s;
+        return {};
+    }
+    QString expect(const QByteArray &wanted)
+    {
+        const QByteArray got = m_terminal->read(wanted.size());
+        return got == wanted ? QString() : u"it said "_s + QString::fromLatin1(got.toPercentEncoding());
+    }
+
+    SimulatorProcess m_simulator{{u"--echo"_s, u"off"_s}};
+    ModemAtWork m_modem;
+    std::unique_ptr<SerialPeer> m_terminal;
+};
+
+} // namespace
+
+/// Every transcript of the modem control's with the simulated modem, and of a terminal's with it.
+class TranscriptTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void play_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        for (const QString &folder : {u"modem"_s, u"simulator"_s}) {
+            const QDir files(QStringLiteral(TESTS_FOLDER) + u'/' + folder);
+            for (const QString &name : files.entryList({u"*.transcript"_s})) {
+                for (const Transcript &transcript : readTranscripts(files.filePath(name)))
+                    QTest::newRow(qPrintable(transcript.name)) << transcript.steps;
+            }
+        }
+    }
+    void play()
+    {
+        QFETCH(QStringList, steps);
+        Play play;
+        for (const QString &step : steps) {
+            const QString difference = play.perform(step);
+            QVERIFY2(difference.isEmpty(), qPrintable(u"at \"%1\": %2"_s.arg(step.left(80), difference)));
+        }
+        QCOMPARE(play.end(), QString());
+    }
+};
+
+int main(int argc, char **argv)
+{
+    qputenv("TZ", "Asia/Shanghai");
+    QCoreApplication application(argc, argv);
+    TranscriptTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "TranscriptTest.moc"
