@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size == 0)
         return 0;
-    const QByteArrayView said(reinterpret_cast<const char *>(data) + 1, static_cast<qsizetype>(size) - 1);
+    const QByteArrayView said = octetsOf(data + 1, size - 1);
     const QByteArrayList lines = linesOf(said, qMin<qsizetype>(data[0], said.size()));
     require(lines == linesOf(said, said.size()));
     for (const QByteArray &line : lines) {

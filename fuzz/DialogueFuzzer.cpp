@@ -113,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static char *argv[] = {name, nullptr};
     static const QCoreApplication application(argc, argv);
 
-    Script modem(QByteArray(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size)));
+    Script modem(octetsOf(data, size).toByteArray());
     const SystemClock clock;
     ModemControl control(
         clock, [&](int) { return modem.device(); }, nullptr, tinyLimits());

@@ -8,73 +8,23 @@
 namespace
 {
 
-constexpr const char *places[] = {"Subject: ",
-                                  "To: ",
-                                  "From: ",
-                                  "Date: ",
-                                  "Content-Type: ",
-                                  "Content-Type: text/plain; name=",
-                                  "Content-Type: multipart/mixed; boundary=b\n\n--b\n",
-                                  "Content-Disposition: attachment; filename=",
-                                  "Content-Transfer-Encoding: base64\n\n",
-                                  "Content-Transfer-Encoding: quoted-printable\n\n",
-                                  "Content-Transfer-Encoding: x-uuencode\n\n",
-                                  "Content-Type: text/plain; charset=big5\n\n",
-                                  "Content-Type: text/html; charset=iso-2022-jp\n\n",
-                                  "",
-                                  "\n"};
+/// What is repeated stands behind one of these. They are parted by "|".
+const QByteArrayList places =
+    QByteArray(
+        "Subject: |To: |From: |Date: |Content-Type: |Content-Type: text/plain; name=|"
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\n|Content-Disposition: attachment; filename=|"
+        "Content-Transfer-Encoding: base64\n\n|Content-Transfer-Encoding: quoted-printable\n\n|"
+        "Content-Transfer-Encoding: x-uuencode\n\n|Content-Type: text/plain; charset=big5\n\n|"
+        "Content-Type: text/html; charset=iso-2022-jp\n\n||\n")
+        .split('|');
 
-constexpr const char *tokens[] = {"",
-                                  ",",
-                                  ";",
-                                  ":",
-                                  "<",
-                                  ">",
-                                  "(",
-                                  ")",
-                                  "\"",
-                                  "\\",
-                                  "a",
-                                  "@",
-                                  " ",
-                                  "\r\n ",
-                                  "\r\n",
-                                  "\n",
-                                  "=?",
-                                  "?=",
-                                  "=?a?B?",
-                                  "=?a?X?",
-                                  "=?gbk?B?1cU=?=",
-                                  "=?utf-8?Q?=E4?=",
-                                  "a@b",
-                                  "*0*=",
-                                  "name=",
-                                  "filename*1=",
-                                  "%E4",
-                                  "'",
-                                  "=",
-                                  "--b\n",
-                                  "--b--\n",
-                                  "--c\nContent-Type: multipart/mixed; boundary=b\n\n",
-                                  "Content-Type: a/b\n",
-                                  "begin 644 a\n",
-                                  "end\n",
-                                  "#0V%T\n",
-                                  "=ybegin name=a\n",
-                                  "=yend\n",
-                                  "\x1b$B",
-                                  "\xff",
-                                  "\xc4\xe3",
-                                  "~{",
-                                  "From: a\n",
-                                  "x-y: z\n",
-                                  "1",
-                                  "Jan ",
-                                  "+",
-                                  "/",
-                                  "AAAA",
-                                  "<meta ",
-                                  "charset="};
+const QByteArrayList tokens =
+    QByteArray(
+        "|,|;|:|<|>|(|)|\"|\\|a|@| |\r\n |\r\n|\n|=?|?=|=?a?B?|=?a?X?|=?gbk?B?1cU=?=|=?utf-8?Q?=E4?=|a@b|"
+        "*0*=|name=|filename*1=|%E4|'|=|--b\n|--b--\n|--c\nContent-Type: multipart/mixed; boundary=b\n\n|"
+        "Content-Type: a/b\n|begin 644 a\n|end\n|#0V%T\n|=ybegin name=a\n|=yend\n|\x1b$B|\xff|\xc4\xe3|"
+        "~{|From: a\n|x-y: z\n|1|Jan |+|/|AAAA|<meta |charset=")
+        .split('|');
 
 double processorSeconds()
 {
@@ -83,10 +33,9 @@ double processorSeconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-template <std::size_t size>
-QByteArray chosen(const char *const (&list)[size], uint8_t octet)
+QByteArray chosen(const QByteArrayList &list, uint8_t octet)
 {
-    return list[octet % size];
+    return list[octet % list.size()];
 }
 
 } // namespace
@@ -103,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         chosen(tokens, data[1]) + chosen(tokens, data[2]) + octetsOf(data + 4, size - 4).toByteArray();
     if (unit.isEmpty())
         return 0;
-    const qsizetype wanted = (1 + data[3] % 16) * 65'536;
+    const qsizetype wanted = (1 + data[3] % 16) * qsizetype(65'536);
     const QByteArray octets = chosen(places, data[0]) + unit.repeated(wanted / unit.size());
     const double before = processorSeconds();
     const MimeMessage message(octets);

@@ -12,98 +12,90 @@ class MailTextTest : public QObject
     Q_OBJECT
 
 private slots:
-    void charsets_data();
-    void charsets();
-    void headersForParsers_data();
-    void headersForParsers();
-    void fileNames_data();
-    void fileNames();
+    void charsets_data()
+    {
+        QTest::addColumn<QByteArray>("octets");
+        QTest::addColumn<QByteArray>("label");
+        QTest::addColumn<QString>("text");
+        const auto row = [](const char *name, const QByteArray &octets, const QByteArray &label,
+                            const QString &text) { QTest::newRow(name) << octets << label << text; };
+        row("label-in-quotes", "\xD6\xD0", " 'GB2312' ", u"中"_s);
+        row("gbk-ends-in-mid-character", "\xD6\xD0\xCE", "gbk", u"中\uFFFD"_s);
+        row("utf-8-with-one-octet-lost", "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", "utf-8",
+            u"中文\uFFFD\uFFFD文"_s);
+        row("overlong-utf-8-is-gbk", "\xC1\xAA\xCD\xA8", {}, u"联通"_s);
+        row("latin-1-single-pair-stays", "na\xEFve \xE9t\xE9", "iso-8859-1", u"naïve été"_s);
+        row("windows-1252-quotes", "\x93x\x94", "iso-8859-1", u"“x”"_s);
+        row("hz-with-line-end-in-chinese", "~{VP\nab", "hz", u"中\nab"_s);
+        row("nul", QByteArray("a\0b", 3), "utf-8", u"a\uFFFDb"_s);
+        row("big5-with-hong-kong", "\xAD\xBB\xB4\xE4\x9D\xEF\xA4\x48\x9D\xF6\xAB\xD7", "big5",
+            u"香港嘅人喺度"_s);
+        row("gbk-labelled-big5", "\xCE\xD2\xC3\xC7\xB5\xC4\xBB\xE1\xD2\xE9", "big5", u"我们的会议"_s);
+        row("big5-with-rare-characters", "\xBB\x4F\xC6\x57\xC4\xB3\xC2\x49\xC9\xA1", "big5", u"臺灣議點氶"_s);
+        row("euc-jp-with-nec-row", "\xB3\xF4\xBC\xB0\xAD\xA1\xAD\xEA", "EUC-JP", u"株式①㈱"_s);
+        row("shift-jis-with-nec-row", "\x8A\x94\x8E\xAE\x87\x40\x87\x8A", "shift_jis", u"株式①㈱"_s);
+        row("iso-2022-jp-with-nec-row", "\x1B$B2q5D\x2D\x21\x1B(B ok", "iso-2022-jp", u"会議① ok"_s);
+        row("utf-8-with-latin-signs", "\xE4\xB8\xAD\xC2\xB7\xE6\x96\x87\xC3\x97\xC2\xB0", "gb2312",
+            u"中·文×°"_s);
+        row("utf-8-signs-labelled-latin", "25\xC2\xB0 na\xC3\xAFve", "iso-8859-1", u"25° naïve"_s);
+        row("one-bad-octet-in-a-long-text", QByteArray("\xA7\x41\xA6\x6E").repeated(20) + "\xFF\r\n", "big5",
+            u"你好"_s.repeated(20) + u"\uFFFD\r\n"_s);
+        row("converter-that-reads-on", "\xFF\x0E", "iso-2022-cn-ext", u"\uFFFD\u000E"_s);
+        row("hostile-label", "abc", "../../etc\n//IGNORE", u"abc"_s);
+    }
+    void charsets()
+    {
+        QFETCH(QByteArray, octets);
+        QFETCH(QByteArray, label);
+        QTEST(decodeText(octets, label), "text");
+    }
+
+    void headersForParsers_data()
+    {
+        QTest::addColumn<QByteArray>("raw");
+        QTest::addColumn<QByteArray>("normal");
+        const auto row = [](const char *name, const QByteArray &raw, const QByteArray &normal) {
+            QTest::newRow(name) << raw << normal;
+        };
+        row("plain", " a <a@b>\r\n", "a <a@b>");
+        row("folded", " a,\r\n\tb", "a, b");
+        row("backslash-in-gbk", "\"\x81\x5C\" <a@b>", "\"\xE4\xB9\x97\" <a@b>");
+        row("word-touches-address", "=?gb2312?B?1cU=?=<a@b>", "=?utf-8?B?5byg?= <a@b>");
+        row("words-joined", "=?gbk?Q?=D5?=\r\n =?GBK?Q?=C5?= x", "=?utf-8?B?5byg?= x");
+        row("unfinished-word", "=?gbk?B?1cU", "=?gbk?B?1cU");
+        row("bad-encoding", "=?gbk?X?1cU=?=", "=?gbk?X?1cU=?=");
+    }
+    void headersForParsers()
+    {
+        QFETCH(QByteArray, raw);
+        QTEST(normaliseHeader(raw), "normal");
+    }
+
+    void fileNames_data()
+    {
+        QTest::addColumn<QString>("given");
+        QTest::addColumn<QString>("safe");
+        QTest::newRow("plain") << u"报告 1.doc"_s << u"报告 1.doc"_s;
+        QTest::newRow("up-and-away") << u"../../x"_s << u"x"_s;
+        QTest::newRow("drive") << u"C:\\a\\b.txt"_s << u"b.txt"_s;
+        QTest::newRow("only-a-path") << u"a/"_s << QString();
+        QTest::newRow("only-dots") << u"..."_s << QString();
+        QTest::newRow("stream") << u"a.txt:evil"_s << u"a.txtevil"_s;
+        QTest::newRow("hidden-direction") << u"a\u202Efdp.exe"_s << u"afdp.exe"_s;
+        QTest::newRow("device") << u"CON"_s << u"_CON"_s;
+        QTest::newRow("device-with-extension") << u"nul.txt"_s << u"_nul.txt"_s;
+        QTest::newRow("no-device") << u"console.com1"_s << u"console.com1"_s;
+        QTest::newRow("200-units") << QString(196, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
+        QTest::newRow("201-units") << QString(197, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
+        QTest::newRow("cut-spares-pairs")
+            << QString(195, u'a') + u"😀b.doc"_s << QString(195, u'a') + u".doc"_s;
+    }
+    void fileNames()
+    {
+        QFETCH(QString, given);
+        QTEST(safeFileName(given), "safe");
+    }
 };
-
-void MailTextTest::charsets_data()
-{
-    QTest::addColumn<QByteArray>("octets");
-    QTest::addColumn<QByteArray>("label");
-    QTest::addColumn<QString>("text");
-    const auto row = [](const char *name, const QByteArray &octets, const QByteArray &label,
-                        const QString &text) { QTest::newRow(name) << octets << label << text; };
-    row("empty", {}, "gbk", {});
-    row("label-in-quotes", "\xD6\xD0", " 'GB2312' ", u"中"_s);
-    row("gbk-ends-in-mid-character", "\xD6\xD0\xCE", "gbk", u"中\uFFFD"_s);
-    row("utf-8-with-one-octet-lost", "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", "utf-8",
-        u"中文\uFFFD\uFFFD文"_s);
-    row("overlong-utf-8-is-gbk", "\xC1\xAA\xCD\xA8", {}, u"联通"_s);
-    row("latin-1-single-pair-stays", "na\xEFve \xE9t\xE9", "iso-8859-1", u"naïve été"_s);
-    row("windows-1252-quotes", "\x93x\x94", "iso-8859-1", u"“x”"_s);
-    row("hz-with-line-end-in-chinese", "~{VP\nab", "hz", u"中\nab"_s);
-    row("nul", QByteArray("a\0b", 3), "utf-8", u"a\uFFFDb"_s);
-    row("big5-with-hong-kong", "\xAD\xBB\xB4\xE4\x9D\xEF\xA4\x48\x9D\xF6\xAB\xD7", "big5", u"香港嘅人喺度"_s);
-    row("gbk-labelled-big5", "\xCE\xD2\xC3\xC7\xB5\xC4\xBB\xE1\xD2\xE9", "big5", u"我们的会议"_s);
-    row("big5-with-rare-characters", "\xBB\x4F\xC6\x57\xC4\xB3\xC2\x49\xC9\xA1", "big5", u"臺灣議點氶"_s);
-    row("euc-jp-with-nec-row", "\xB3\xF4\xBC\xB0\xAD\xA1\xAD\xEA", "EUC-JP", u"株式①㈱"_s);
-    row("shift-jis-with-nec-row", "\x8A\x94\x8E\xAE\x87\x40\x87\x8A", "shift_jis", u"株式①㈱"_s);
-    row("iso-2022-jp-with-nec-row", "\x1B$B2q5D\x2D\x21\x1B(B ok", "iso-2022-jp", u"会議① ok"_s);
-    row("utf-8-with-latin-signs", "\xE4\xB8\xAD\xC2\xB7\xE6\x96\x87\xC3\x97\xC2\xB0", "gb2312", u"中·文×°"_s);
-    row("utf-8-signs-labelled-latin", "25\xC2\xB0 na\xC3\xAFve", "iso-8859-1", u"25° naïve"_s);
-    row("one-bad-octet-in-a-long-text", QByteArray("\xA7\x41\xA6\x6E").repeated(20) + "\xFF\r\n", "big5",
-        u"你好"_s.repeated(20) + u"\uFFFD\r\n"_s);
-    row("converter-that-reads-on", "\xFF\x0E", "iso-2022-cn-ext", u"\uFFFD\u000E"_s);
-    row("hostile-label", "abc", "../../etc\n//IGNORE", u"abc"_s);
-}
-
-void MailTextTest::charsets()
-{
-    QFETCH(QByteArray, octets);
-    QFETCH(QByteArray, label);
-    QTEST(decodeText(octets, label), "text");
-}
-
-void MailTextTest::headersForParsers_data()
-{
-    QTest::addColumn<QByteArray>("raw");
-    QTest::addColumn<QByteArray>("normal");
-    QTest::newRow("plain") << QByteArray(" a <a@b>\r\n") << QByteArray("a <a@b>");
-    QTest::newRow("folded") << QByteArray(" a,\r\n\tb") << QByteArray("a, b");
-    QTest::newRow("backslash-in-gbk")
-        << QByteArray("\"\x81\x5C\" <a@b>") << QByteArray("\"\xE4\xB9\x97\" <a@b>");
-    QTest::newRow("word-touches-address")
-        << QByteArray("=?gb2312?B?1cU=?=<a@b>") << QByteArray("=?utf-8?B?5byg?= <a@b>");
-    QTest::newRow("words-joined") << QByteArray("=?gbk?Q?=D5?=\r\n =?GBK?Q?=C5?= x")
-                                  << QByteArray("=?utf-8?B?5byg?= x");
-    QTest::newRow("unfinished-word") << QByteArray("=?gbk?B?1cU") << QByteArray("=?gbk?B?1cU");
-    QTest::newRow("bad-encoding") << QByteArray("=?gbk?X?1cU=?=") << QByteArray("=?gbk?X?1cU=?=");
-}
-
-void MailTextTest::headersForParsers()
-{
-    QFETCH(QByteArray, raw);
-    QTEST(normaliseHeader(raw), "normal");
-}
-
-void MailTextTest::fileNames_data()
-{
-    QTest::addColumn<QString>("given");
-    QTest::addColumn<QString>("safe");
-    QTest::newRow("plain") << u"报告 1.doc"_s << u"报告 1.doc"_s;
-    QTest::newRow("up-and-away") << u"../../x"_s << u"x"_s;
-    QTest::newRow("drive") << u"C:\\a\\b.txt"_s << u"b.txt"_s;
-    QTest::newRow("only-a-path") << u"a/"_s << QString();
-    QTest::newRow("only-dots") << u"..."_s << QString();
-    QTest::newRow("stream") << u"a.txt:evil"_s << u"a.txtevil"_s;
-    QTest::newRow("hidden-direction") << u"a\u202Efdp.exe"_s << u"afdp.exe"_s;
-    QTest::newRow("device") << u"CON"_s << u"_CON"_s;
-    QTest::newRow("device-with-extension") << u"nul.txt"_s << u"_nul.txt"_s;
-    QTest::newRow("no-device") << u"console.com1"_s << u"console.com1"_s;
-    QTest::newRow("200-units") << QString(196, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
-    QTest::newRow("201-units") << QString(197, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
-    QTest::newRow("cut-spares-pairs") << QString(195, u'a') + u"😀b.doc"_s << QString(195, u'a') + u".doc"_s;
-}
-
-void MailTextTest::fileNames()
-{
-    QFETCH(QString, given);
-    QTEST(safeFileName(given), "safe");
-}
 
 QTEST_GUILESS_MAIN(MailTextTest)
 #include "MailTextTest.moc"

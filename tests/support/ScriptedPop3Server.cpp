@@ -39,131 +39,115 @@ QList<int> ScriptedPop3Server::deleted() const
     return m_deleted;
 }
 
+/// False when the server is to end.
+bool ScriptedPop3Server::waitFor(int fd, short events, int milliseconds) const
+{
+    std::array waits{pollfd{m_wakeUp, POLLIN, 0}, pollfd{fd, events, 0}};
+    ::poll(waits.data(), waits.size(), milliseconds);
+    return waits[0].revents == 0;
+}
+
 void ScriptedPop3Server::run()
 {
-    for (;;) {
-        std::array waits{pollfd{m_listener, POLLIN, 0}, pollfd{m_wakeUp, POLLIN, 0}};
-        ::poll(waits.data(), 2, -1);
-        if (waits[1].revents)
-            return;
-        const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd < 0)
-            continue;
+    while (waitFor(m_listener, POLLIN)) {
+        m_line = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (m_connections++ > 0 && m_firstScript.later)
             m_script = m_firstScript.later.get();
-        serve(fd);
-        ::close(fd);
+        serve();
+        ::close(m_line);
     }
 }
 
-void ScriptedPop3Server::serve(int fd)
+void ScriptedPop3Server::serve()
 {
-    m_fd = fd;
     m_input.clear();
     m_marked.clear();
-    m_closing = m_dripping = m_hanging = false;
+    m_isClosing = m_isHanging = false;
     const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    QByteArray line;
-    if (m_script->hangsAt != "GREETING" && !say(m_script->greeting))
-        return;
-    while (!m_closing && readLine(line)) {
+    ::setsockopt(m_line, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    QByteArray line = "GREETING";
+    do {
         const QByteArray verb = line.split(' ').first().toUpper();
-        m_hanging = m_hanging || verb == m_script->hangsAt || m_script->hangsAt == "GREETING";
-        if (m_hanging)
-            continue;
-        m_dripping = verb == m_script->dripsAt;
-        if (!answer(line))
+        m_isHanging = m_isHanging || verb == m_script->hangsAt;
+        m_isDripping = verb == m_script->dripsAt;
+        if (!m_isHanging && !answer(line))
             return;
-    }
+    } while (!m_isClosing && readLine(line));
 }
 
 bool ScriptedPop3Server::readLine(QByteArray &line)
 {
-    for (;;) {
-        if (const qsizetype end = m_input.indexOf('\n'); end >= 0) {
-            line = m_input.left(end).trimmed();
-            m_input.remove(0, end + 1);
-            if (m_script->dropsEarlyInput)
-                m_input.clear();
-            const std::lock_guard lock(m_mutex);
-            m_received << line;
-            return true;
-        }
-        std::array waits{pollfd{m_fd, POLLIN, 0}, pollfd{m_wakeUp, POLLIN, 0}};
-        ::poll(waits.data(), 2, -1);
-        if (waits[1].revents)
-            return false;
+    qsizetype end = m_input.indexOf('\n');
+    while (end < 0) {
         std::array<char, 4096> octets{};
-        const ssize_t got = ::recv(m_fd, octets.data(), octets.size(), 0);
+        if (!waitFor(m_line, POLLIN))
+            return false;
+        const ssize_t got = ::recv(m_line, octets.data(), octets.size(), 0);
         if (got <= 0)
             return false;
         m_input.append(octets.data(), got);
+        end = m_input.indexOf('\n');
     }
+    line = m_input.left(end).trimmed();
+    m_input.remove(0, m_script->dropsEarlyInput ? m_input.size() : end + 1);
+    const std::lock_guard lock(m_mutex);
+    m_received << line;
+    return true;
 }
 
 bool ScriptedPop3Server::answer(const QByteArray &line)
 {
     const QByteArrayList words = line.split(' ');
     const QByteArray verb = words.first().toUpper();
+    const auto count = static_cast<int>(m_script->messages.size());
     const int number = words.value(1).toInt();
-    const bool known = number >= 1 && number <= m_script->messages.size();
-    const bool refused = !known || m_script->refusedMessages.contains(number);
-    if (verb == "CAPA") {
-        return m_script->knowsCapa ? say("+OK") && sendContent(m_script->capabilities.join("\r\n") + "\r\n")
-                                   : say("-ERR unknown");
+    const bool isRefused = number < 1 || number > count || m_script->refusedMessages.contains(number);
+    QByteArray content;
+    if (verb == "GREETING")
+        return say(m_script->greeting);
+    if (verb == "CAPA" && m_script->knowsCapa) {
+        content = m_script->capabilities.join("\r\n") + "\r\n";
+        content += m_script->sasl.isEmpty() ? "" : "SASL " + m_script->sasl + "\r\n";
+        return sayContent(content + (m_script->pipelining ? "PIPELINING" : ""));
     }
     if (verb == "AUTH")
         return authenticate(words);
-    if (verb == "APOP")
-        return login(verb);
-    if (verb == "USER")
-        return say("+OK");
-    if (verb == "PASS")
-        return login("USER");
-    if (verb == "STAT") {
-        qint64 octets = 0;
-        for (const QByteArray &message : m_script->messages)
-            octets += message.size();
-        return say(!m_script->statAnswer.isEmpty() ? m_script->statAnswer
-                                                   : "+OK " + QByteArray::number(m_script->messages.size()) +
-                                                         ' ' + QByteArray::number(octets));
-    }
-    if (verb == "LIST") {
-        QByteArray content;
-        for (qsizetype i = 0; i < m_script->messages.size(); ++i)
-            content += QByteArray::number(i + 1) + ' ' +
-                       QByteArray::number(m_script->messages[i].size() + m_script->listedTooMuch) + "\r\n";
-        return say("+OK") && sendContent(content);
-    }
-    if (verb == "UIDL")
-        return m_script->knowsUidl ? listUids() : say("-ERR unknown");
-    if (verb == "RETR")
-        return refused ? say("-ERR no such message")
-                       : say("+OK") && sendContent(m_script->messages[number - 1]);
-    if (verb == "DELE") {
-        if (!refused)
-            m_marked << number;
-        return say(refused ? "-ERR no such message" : "+OK");
-    }
-    if (verb == "QUIT") {
-        m_closing = true;
-        {
-            const std::lock_guard lock(m_mutex);
-            m_deleted += m_marked;
+    if (verb == "APOP" || verb == "PASS")
+        return login(verb == "PASS" ? "USER" : verb);
+    if (verb == "STAT" && !m_script->statAnswer.isEmpty())
+        return say(m_script->statAnswer);
+    if (verb == "STAT")
+        return say("+OK " + QByteArray::number(count) + ' ' +
+                   QByteArray::number(m_script->messages.join().size()));
+    if (verb == "LIST" || (verb == "UIDL" && m_script->knowsUidl)) {
+        for (int i = 0; i < count; ++i) {
+            const QByteArray position = QByteArray::number(i + 1);
+            const QByteArray value =
+                verb == "UIDL" ? m_script->uids.value(i, "uid-" + position)
+                               : QByteArray::number(m_script->messages[i].size() + m_script->listedTooMuch);
+            content += value == "-" ? "" : position + ' ' + value + "\r\n";
         }
-        return say("+OK");
+        return sayContent(content);
     }
-    return say("-ERR unknown");
+    if (verb == "RETR" && !isRefused)
+        return sayContent(m_script->messages[number - 1]);
+    if (verb == "DELE" && !isRefused)
+        m_marked << number;
+    if (verb == "QUIT") {
+        m_isClosing = true;
+        const std::lock_guard lock(m_mutex);
+        m_deleted += m_marked;
+    }
+    const bool isTaken = verb == "USER" || verb == "QUIT" || (verb == "DELE" && !isRefused);
+    return say(isTaken ? "+OK" : "-ERR refused");
 }
 
 bool ScriptedPop3Server::authenticate(const QByteArrayList &words)
 {
     const QByteArray mechanism = words.value(1).toUpper();
-    int challenges = mechanism == "PLAIN" ? 1 : mechanism == "LOGIN" ? 2 : 1;
-    challenges -= words.size() > 2 ? 1 : 0; // an initial response
+    const int hasInitialResponse = words.size() > 2 ? 1 : 0;
     QByteArray line;
-    for (int i = 0; i < challenges; ++i) {
+    for (int i = hasInitialResponse; i < (mechanism == "LOGIN" ? 2 : 1); ++i) {
         if (!say(mechanism == "CRAM-MD5" ? "+ PDEuMkB4Pg==" : "+ ") || !readLine(line))
             return false;
     }
@@ -172,61 +156,55 @@ bool ScriptedPop3Server::authenticate(const QByteArrayList &words)
 
 bool ScriptedPop3Server::login(const QByteArray &way)
 {
-    const bool refused = m_script->refusedWays.contains(way);
-    m_closing = refused && m_script->hangUpAfterRefusedLogin;
-    return say(refused ? m_script->refusal : "+OK welcome");
-}
-
-bool ScriptedPop3Server::listUids()
-{
-    QByteArray content;
-    for (qsizetype i = 0; i < m_script->messages.size(); ++i) {
-        const QByteArray uid = m_script->uids.value(i, "uid-" + QByteArray::number(i + 1));
-        if (uid != "-")
-            content += QByteArray::number(i + 1) + ' ' + uid + "\r\n";
-    }
-    return say("+OK") && sendContent(content);
+    const bool isRefused = m_script->refusedWays.contains(way);
+    m_isClosing = isRefused && m_script->hangUpAfterRefusedLogin;
+    return say(isRefused ? m_script->refusal : "+OK welcome");
 }
 
 bool ScriptedPop3Server::say(const QByteArray &line)
 {
-    return sendOctets((m_script->inLowerCase ? line.toLower() : line) + "\r\n");
+    return send((m_script->inLowerCase ? line.toLower() : line) + "\r\n");
 }
 
-bool ScriptedPop3Server::sendContent(const QByteArray &content)
+bool ScriptedPop3Server::sayContent(const QByteArray &content)
 {
-    QByteArray stuffed = content;
-    if (stuffed.startsWith('.'))
-        stuffed.prepend('.');
+    QByteArray stuffed = "\r\n" + content;
     stuffed.replace("\r\n.", "\r\n..");
+    stuffed.remove(0, 2);
     if (!stuffed.isEmpty() && !stuffed.endsWith("\r\n"))
         stuffed += "\r\n";
-    return sendOctets(stuffed + ".\r\n");
+    return say("+OK") && send(stuffed + ".\r\n");
 }
 
-bool ScriptedPop3Server::sendOctets(const QByteArray &octets)
+bool ScriptedPop3Server::send(QByteArray octets)
 {
-    QByteArray rest = octets;
     if (m_script->bareLineFeeds)
-        rest.replace("\r\n", "\n");
-    while (!rest.isEmpty()) {
-        const qint64 allowed = m_wasCut ? rest.size() : m_script->cutAfterOctets - m_sentOctets;
-        if (allowed <= 0) {
-            m_wasCut = true;
+        octets.replace("\r\n", "\n");
+    while (!octets.isEmpty()) {
+        const qint64 allowed = m_wasCut ? octets.size() : m_script->cutAfterOctets - m_sentOctets;
+        m_wasCut = m_wasCut || allowed <= 0;
+        const bool goesOn =
+            m_isDripping ? waitFor(-1, 0, m_script->dripMilliseconds) : waitFor(m_line, POLLOUT);
+        if (allowed <= 0 || !goesOn)
             return false;
-        }
-        std::array waits{pollfd{m_wakeUp, POLLIN, 0}, pollfd{m_fd, POLLOUT, 0}};
-        const bool ended =
-            ::poll(waits.data(), m_dripping ? 1 : 2, m_dripping ? m_script->dripMilliseconds : -1) < 0;
-        if (ended || waits[0].revents)
-            return false;
-        const qint64 piece = m_dripping ? 1 : std::min<qint64>(rest.size(), allowed);
+        const qint64 piece = m_isDripping ? 1 : std::min<qint64>(octets.size(), allowed);
         const ssize_t sent =
-            ::send(m_fd, rest.constData(), static_cast<size_t>(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
+            ::send(m_line, octets.constData(), static_cast<size_t>(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0)
             return false;
         m_sentOctets += sent;
-        rest.remove(0, sent);
+        octets.remove(0, sent);
     }
     return true;
+}
+
+QByteArrayList numberedMails(int count)
+{
+    QByteArrayList mails;
+    for (int number = 1; number <= count; ++number)
+        mails += "Subject: " + QByteArray::number(number) +
+                 "\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
+                 "--b\r\nContent-Type: text/html\r\n\r\n.x\r\n"
+                 "--b\r\nContent-Type: application/pdf; name=a.pdf\r\n\r\naaa\r\n--b--\r\n";
+    return mails;
 }

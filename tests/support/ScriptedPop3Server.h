@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
-#include <QHash>
 #include <QList>
 #include <QSet>
 #include <atomic>
@@ -18,30 +17,32 @@ class ScriptedPop3Server
 public:
     struct Script {
         QByteArray greeting = "+OK ready";
-        bool knowsCapa = true;
         QByteArrayList capabilities = {"USER", "UIDL"};
+        QByteArray sasl = {}; ///< mechanisms among the capabilities
         /// Ways of logging in ("PLAIN", "LOGIN", "CRAM-MD5", "APOP", "USER") that are refused.
         QSet<QByteArray> refusedWays = {};
         QByteArray refusal = "-ERR no";
-        bool hangUpAfterRefusedLogin = false;
-        bool knowsUidl = true;
         QByteArrayList messages = {}; ///< with CR LF line ends, dots not stuffed
-        QByteArrayList uids = {};     ///< one per message; "uid-N" where absent; "-" leaves the line out
-        int listedTooMuch = 0;        ///< octets that LIST adds to every size
-        QByteArray statAnswer = {};   ///< in place of the true one
         QSet<int> refusedMessages = {};
-        bool bareLineFeeds = false;   ///< ends lines with LF only
-        bool inLowerCase = false;     ///< says "+ok"
-        bool dropsEarlyInput = false; ///< commands that come before the one before is answered
-        /// Octets sent over all connections after which the line is cut, once.
-        qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
+        QByteArrayList uids = {};   ///< one per message; "uid-N" where absent; "-" leaves the line out
+        QByteArray statAnswer = {}; ///< in place of the true one
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
         QByteArray hangsAt = {};
         /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
         QByteArray dripsAt = {};
-        int dripMilliseconds = 20;
+        int dripMilliseconds = 5;
+        int listedTooMuch = 0; ///< octets that LIST adds to every size
+        /// Octets sent over all connections after which the line is cut, once.
+        qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
         /// From the second connection on.
         std::shared_ptr<const Script> later = {};
+        bool knowsCapa = true;
+        bool pipelining = false;
+        bool hangUpAfterRefusedLogin = false;
+        bool knowsUidl = true;
+        bool bareLineFeeds = false;   ///< ends lines with LF only
+        bool inLowerCase = false;     ///< says "+ok"
+        bool dropsEarlyInput = false; ///< commands that come before the one before is answered
     };
 
     explicit ScriptedPop3Server(Script script);
@@ -60,15 +61,16 @@ public:
 
 private:
     void run();
-    void serve(int fd);
+    void serve();
+    [[nodiscard]] bool waitFor(int fd, short events, int milliseconds = -1) const;
+    // False when the connection is over.
     bool readLine(QByteArray &line);
     bool answer(const QByteArray &line);
-    bool say(const QByteArray &line);
-    bool sendOctets(const QByteArray &octets);
-    bool sendContent(const QByteArray &content);
-    bool login(const QByteArray &way);
     bool authenticate(const QByteArrayList &words);
-    bool listUids();
+    bool login(const QByteArray &way);
+    bool say(const QByteArray &line);
+    bool sayContent(const QByteArray &content);
+    bool send(QByteArray octets);
 
     const Script m_firstScript;
     const Script *m_script = &m_firstScript;
@@ -77,17 +79,20 @@ private:
     int m_port = 0;
     std::atomic<int> m_connections = 0;
     std::atomic<qint64> m_sentOctets = 0;
+    bool m_wasCut = false;
     mutable std::mutex m_mutex; // guards the two lists
     QByteArrayList m_received;
     QList<int> m_deleted;
 
     // Of the connection that is served.
-    int m_fd = -1;
+    int m_line = -1;
     QByteArray m_input;
-    bool m_dripping = false;
-    bool m_closing = false;
-    bool m_hanging = false;
-    bool m_wasCut = false;
+    bool m_isClosing = false;
+    bool m_isHanging = false;
+    bool m_isDripping = false;
     QList<int> m_marked;
     std::thread m_thread; // last: everything else must exist before it runs
 };
+
+/// Mails with the subjects "1", "2", ..., an HTML text that begins with a dot, and an attachment.
+[[nodiscard]] QByteArrayList numberedMails(int count);

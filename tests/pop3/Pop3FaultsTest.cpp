@@ -1,0 +1,203 @@
+#include "tests/pop3/Pop3Session.h"
+
+#include <QTest>
+#include <numeric>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Kind = Pop3Fault::Kind;
+
+/// Listings and messages that are not what they should be, and lines that break or drip.
+class Pop3FaultsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listings_data()
+    {
+        QTest::addColumn<Script>("script"); // of three messages
+        QTest::addColumn<QString>("uids");
+        QTest::addColumn<int>("count");
+        const auto row = [](const char *name, Script script, const QString &uids, int count = 3) {
+            script.messages = numberedMails(3);
+            QTest::newRow(name) << script << uids << count;
+        };
+        const QString usual = u"uid-1,uid-2,uid-3"_s;
+        row("usual", {}, usual);
+        row("quotes", {.uids = {"it's", "\"x\";--", "%_[]{}|\\~"}}, u"it's,\"x\";--,%_[]{}|\\~"_s);
+        row("two alike", {.uids = {"same", "same"}}, u"same,same,uid-3"_s);
+        row("none for the second", {.uids = {"a", "-", "c"}}, u"a,,c"_s);
+        row("an empty one", {.uids = {"", "b", "c"}}, u",b,c"_s);
+        row("blanks inside and around", {.uids = {"a  b", " b ", "c"}}, u"a  b,b,c"_s);
+        row("not printable", {.uids = {"a\0b"_ba, "\xE7\xBC\x96\x7F", "\x1b[3\t1m"}},
+            u"a%00b,%E7%BC%96%7F,%1B[3%091m"_s);
+        row("no UIDL", {.knowsUidl = false}, u",,"_s);
+        row("no STAT", {.statAnswer = "-ERR"}, usual);
+        row("STAT without a number", {.statAnswer = "+OK many"}, usual);
+        row("STAT too small", {.statAnswer = "+OK 2 100"}, u"uid-1,uid-2"_s, 2);
+        row("STAT absurd", {.statAnswer = "+OK 4294967297 1"}, usual + u",,,,,,,"_s, 1'000'000);
+        row("LF only", {.bareLineFeeds = true}, usual);
+    }
+    void listings()
+    {
+        QFETCH(Script, script);
+        for (const bool pipelining : {false, true}) {
+            script.pipelining = pipelining;
+            const Pop3Session session(script);
+            QTEST(session.uids.join(u','), "uids");
+            QTEST(session.count, "count");
+            QCOMPARE(session.messages.size(), qMin(session.count, 3));
+            QCOMPARE(session.server.received().count("UIDL"), 1);
+            QVERIFY(session.isEnded);
+        }
+    }
+
+    void lineCutAnywhere()
+    {
+        for (const bool pipelining : {false, true}) {
+            Script script{.messages = numberedMails(2), .pipelining = pipelining};
+            const Pop3Session whole(script);
+            QVERIFY(whole.isEnded && whole.messages == script.messages);
+            QCOMPARE(whole.server.deleted(), (QList<int>{1, 2}));
+            for (qint64 octets = 0; octets < whole.server.sentOctets(); ++octets) {
+                script.cutAfterOctets = octets;
+                const Pop3Session part(script);
+                // Whatever arrived is whole and in order.
+                const bool isWell = !part.isEnded &&
+                                    part.messages == script.messages.mid(0, part.messages.size()) &&
+                                    (!part.connected.connected() || part.fault == Kind::LineLost ||
+                                     part.server.received().contains("QUIT")) &&
+                                    (part.server.deleted().isEmpty() || part.messages.size() == 2);
+                QVERIFY2(isWell, "cut after " + QByteArray::number(octets));
+            }
+        }
+    }
+
+    void drippingServer_data()
+    {
+        QTest::addColumn<QByteArray>("verb");
+        QTest::addColumn<int>("leastOctets"); // in 50 ms, of about 10 that come
+        QTest::addColumn<int>("most");        // milliseconds
+        QTest::addColumn<bool>("isGivenUp");
+        QTest::newRow("too slow") << "RETR"_ba << 100 << 10'000 << true;
+        QTest::newRow("in a status line") << "STAT"_ba << 100 << 10'000 << true;
+        QTest::newRow("fast enough") << "RETR"_ba << 1 << 10'000 << false;
+        QTest::newRow("fast enough but endless") << "RETR"_ba << 1 << 100 << true;
+    }
+    void drippingServer()
+    {
+        QFETCH(QByteArray, verb);
+        QFETCH(int, leastOctets);
+        QFETCH(int, most);
+        QFETCH(bool, isGivenUp);
+        const Script script{.messages = {QByteArray(40, 'x') + "\r\n"},
+                            .statAnswer = "+OK 1 " + QByteArray(60, '9'),
+                            .dripsAt = verb};
+        Pop3Options options;
+        options.limits.speedWindow = 50ms;
+        options.limits.windowLeastOctets = leastOctets;
+        options.limits.exchange = std::chrono::milliseconds(most);
+        const Pop3Session session(script, options);
+        QCOMPARE(session.fault, isGivenUp ? std::optional(Kind::TimedOut) : std::nullopt);
+        QCOMPARE(session.messages, isGivenUp ? QByteArrayList() : script.messages);
+    }
+
+    void stopReleasesASilentLine()
+    {
+        bool stop = false;
+        Pop3Options options;
+        options.limits.stopGrace = 1ms;
+        options.stopRequested = [&stop] { return stop; };
+        const ScriptedPop3Server server({.hangsAt = "STAT"});
+        Pop3Client client(options);
+        QVERIFY(connectTo(client, server).connected());
+        stop = true;
+        try {
+            QFAIL(qPrintable(QString::number(client.Count())));
+        } catch (const Pop3Fault &fault) {
+            QCOMPARE(fault.kind(), Kind::Stopped);
+        }
+        QCOMPARE(connectTo(client, server).outcome, Pop3ConnectOutcome::Stopped);
+    }
+
+    void refusedMessageConcernsOnlyItself()
+    {
+        for (const bool pipelining : {false, true}) {
+            const Script script{
+                .messages = numberedMails(9), .refusedMessages = {1, 7, 8, 9}, .pipelining = pipelining};
+            const Pop3Session session(script);
+            QCOMPARE(session.refused, QList<int>({1, 7, 8, 9}));
+            QCOMPARE(session.messages, script.messages.mid(1, 5));
+            QCOMPARE(session.server.deleted(), QList<int>({2, 3, 4, 5, 6}));
+        }
+    }
+
+    void messageTooBig()
+    {
+        Pop3Options options;
+        options.limits.messageOctets = 200'000;
+        Script script{.messages = numberedMails(3), .pipelining = true};
+        for (const int octets : {200'000, 200'002, 2'000'000}) {
+            script.messages[1] = QByteArray(octets - 2, 'x') + "\r\n";
+            const Pop3Session session(script, options);
+            QCOMPARE(session.fault, octets > 400'000 ? std::optional(Kind::LineLost) : std::nullopt);
+            QCOMPARE(session.refused.contains(2), octets == 200'002);
+            QCOMPARE(session.messages.size(), octets == 200'000 ? 3 : octets == 200'002 ? 2 : 1);
+        }
+    }
+
+    void lineFeedsInsideDoNotEndAMessage()
+    {
+        const Script script{
+            .messages = {"Subject: x\r\n\r\none\n.\n+OK faked\n..\ntwo\r\n", "Subject: y\r\n\r\n"}};
+        const Pop3Session session(script);
+        QCOMPARE(session.messages, script.messages);
+        QVERIFY(session.isEnded);
+    }
+
+    void withoutPipeliningOneAtATime()
+    {
+        const Pop3Session session({.messages = numberedMails(2), .dropsEarlyInput = true});
+        QCOMPARE(session.server.received().join('|'),
+                 "CAPA|USER user|PASS s3cret|STAT|UIDL|RETR 1|RETR 2|DELE 1|DELE 2|QUIT"_ba);
+    }
+
+    void requestsRunAhead()
+    {
+        // Sizes around the window's: many small ones, some larger than all of it.
+        Script script{.pipelining = true};
+        QList<int> backwards;
+        for (int number = 1; number <= 150; ++number) {
+            script.messages += QByteArray(number % 75 == 0 ? 3'000'000 : 2000 + number, 'x') + "\r\n";
+            backwards.prepend(number);
+        }
+        const ScriptedPop3Server server(script);
+        int asked = 0;
+        Pop3Options options;
+        options.trace = [&](Pop3Direction, const QString &line) { asked += line.startsWith(u"RETR "_s); };
+        Pop3Client client(options);
+        QVERIFY(connectTo(client, server).connected());
+        QList<int> seen;
+        qsizetype ahead = 0;
+        client.retrieve(backwards, [&](int number, const Pop3Client::Retrieved &message) {
+            seen += number;
+            ahead = qMax(ahead, asked - seen.size());
+            QVERIFY(std::get<QByteArray>(message) == script.messages[number - 1]);
+        });
+        QCOMPARE(seen, backwards);
+        QCOMPARE(ahead, options.limits.windowCommands - 1);
+        // The handler may throw: what was asked for ahead is read away.
+        QVERIFY_EXCEPTION_THROWN(client.retrieve({1, 2, 3, 4, 5, 6},
+                                                 [](int number, const Pop3Client::Retrieved &) {
+                                                     if (number == 2)
+                                                         throw Fault(u"database away"_s);
+                                                 }),
+                                 Fault);
+        QVERIFY(client.DeleteMessages({7, 200}) == QList<int>{200});
+        QVERIFY(client.Disconnect());
+        QCOMPARE(server.deleted(), QList<int>{7});
+    }
+};
+
+QTEST_GUILESS_MAIN(Pop3FaultsTest)
+#include "Pop3FaultsTest.moc"

@@ -1,0 +1,129 @@
+#include "tests/pop3/Pop3Session.h"
+#include "tests/support/Loopback.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using enum Pop3ConnectOutcome;
+
+/// The ways of logging in, and the servers that let nobody in.
+class Pop3LoginTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void waysOfLoggingIn_data()
+    {
+        QTest::addColumn<Script>("script");
+        QTest::addColumn<QByteArrayList>("ways"); // in the order in which they were tried
+        QTest::addColumn<Pop3ConnectOutcome>("outcome");
+        QTest::addColumn<Pop3LoginWays>("known");
+
+        const auto row = [](const char *name, const Script &script, const QByteArray &ways,
+                            Pop3ConnectOutcome outcome = Connected, const Pop3LoginWays &known = {}) {
+            QTest::newRow(name) << script << ways.split(' ') << outcome << known;
+        };
+        const QByteArray unknown = "-ERR mechanism not supported";
+        const QByteArray stamped = "+OK <1.2@host>";
+        const QByteArray two = "PLAIN LOGIN";
+        row("no SASL", {}, "USER");
+        row("the first is taken", {.sasl = two}, "PLAIN");
+        row("one refusal at a time", {.sasl = two, .refusedWays = {"PLAIN"}}, "PLAIN", LoginRefused);
+        row("an unknown way is no refusal",
+            {.sasl = "PLAIN LOGIN CRAM-MD5",
+             .refusedWays = {"PLAIN", "LOGIN", "CRAM-MD5"},
+             .refusal = unknown},
+            "CRAM-MD5 PLAIN LOGIN USER");
+        row("the code AUTH is a refusal",
+            {.sasl = two, .refusedWays = {"PLAIN"}, .refusal = "-ERR [AUTH] not supported"}, "PLAIN",
+            LoginRefused);
+        row("hangs up after an unknown way",
+            {.sasl = two,
+             .refusedWays = {"PLAIN", "LOGIN"},
+             .refusal = unknown,
+             .hangUpAfterRefusedLogin = true},
+            "PLAIN LOGIN USER");
+        row("refused before", {.sasl = two}, "LOGIN", Connected, {{}, {"PLAIN"}});
+        row("all SASL refused before", {.sasl = "PLAIN"}, "USER", Connected, {{}, {"PLAIN"}});
+        row("all but APOP refused before", {.greeting = stamped, .sasl = "PLAIN"}, "APOP", Connected,
+            {{}, {"PLAIN"}});
+        row("proven", {.sasl = two}, "LOGIN", Connected, {"LOGIN", {}});
+        row("USER is proven", {.sasl = "PLAIN"}, "USER", Connected, {"USER", {}});
+        row("APOP is proven", {.greeting = stamped, .sasl = "PLAIN"}, "APOP", Connected, {"APOP", {}});
+        row("the proven one is gone", {.sasl = "PLAIN"}, "PLAIN", Connected, {"CRAM-MD5", {}});
+        row("APOP before USER", {.greeting = stamped, .refusedWays = {"APOP"}}, "APOP", LoginRefused);
+        row("no CAPA", {.knowsCapa = false}, "USER");
+        row("no CAPA, refused", {.refusedWays = {"USER"}, .knowsCapa = false}, "USER", LoginRefused);
+        row("CAPA without USER", {.capabilities = {"TOP"}}, "USER");
+        row("in lower case", {.knowsCapa = false, .inLowerCase = true}, "USER");
+        const auto says = [&](const char *name, const char *refusal, Pop3ConnectOutcome outcome) {
+            row(name, {.refusedWays = {"USER"}, .refusal = refusal}, "USER", outcome);
+        };
+        says("mailbox in use", "-ERR [IN-USE] somebody reads it", MailboxInUse);
+        says("too often", "-ERR [login-delay] wait", TooOften);
+        says("server unwell", "-ERR [SYS/TEMP] later", ServerUnwell);
+        // 请使用授权码登录
+        says("wants a code", "-ERR \xC7\xEB\xCA\xB9\xD3\xC3\xCA\xDA\xC8\xA8\xC2\xEB\xB5\xC7\xC2\xBC",
+             CodeWanted);
+        says("shows the password", "-ERR user may not use s3cret as a password", LoginRefused);
+    }
+    void waysOfLoggingIn()
+    {
+        QFETCH(Script, script);
+        QFETCH(Pop3LoginWays, known);
+        QFETCH(QByteArrayList, ways);
+        script.capabilities += "LOGIN-DELAY 300";
+        const Pop3Session session(script, {}, known);
+        QTEST(session.connected.outcome, "outcome");
+        QByteArrayList tried;
+        for (const QByteArray &line : session.server.received()) {
+            const QByteArrayList words = line.split(' ');
+            if (words.first() == "AUTH")
+                tried << words.value(1);
+            else if (words.first() == "USER" || words.first() == "APOP")
+                tried << words.first();
+        }
+        QCOMPARE(tried, ways);
+        QCOMPARE(session.connected.way, ways.constLast());
+        QCOMPARE(session.connected.loginDelay, std::chrono::seconds(script.knowsCapa ? 300 : 0));
+        QCOMPARE(session.isEnded, session.connected.connected());
+        QCOMPARE(session.connected.text.contains(u"127.0.0.1"_s), !session.isEnded);
+        const QString shown = session.trace.join(u'\n') + session.connected.text;
+        for (const QByteArray &secret : {"s3cret"_ba, "s3cret"_ba.toBase64(), "\0user\0s3cret"_ba.toBase64()})
+            QVERIFY2(!shown.contains(QString::fromLatin1(secret)), qPrintable(shown));
+        QVERIFY2(shown.contains(u"****"_s), qPrintable(shown));
+    }
+
+    void waysThatAreLeft()
+    {
+        const ScriptedPop3Server server({.sasl = "PLAIN", .refusedWays = {"PLAIN", "USER"}});
+        Pop3Client client;
+        QVERIFY(connectTo(client, server).otherWaysLeft);
+        QVERIFY(!connectTo(client, server, {{}, {"PLAIN"}}).otherWaysLeft);
+    }
+
+    void verifyRefusesClearText()
+    {
+        Pop3Options options;
+        options.tls = Pop3Tls::Verify;
+        const Pop3Session session({}, options);
+        QCOMPARE(session.connected.outcome, TlsRefused);
+        QVERIFY(!session.server.received().contains("PASS s3cret"));
+    }
+
+    void unreachableHost()
+    {
+        Pop3Client client;
+        QCOMPARE(client.Connect(theLogin, thePassword, u"127.0.0.1"_s, freeLoopbackPort()).outcome,
+                 HostUnreachable);
+        QCOMPARE(client.Connect(theLogin, thePassword, u"no-such-host.invalid"_s, 110).outcome,
+                 HostUnreachable);
+        const ScriptedPop3Server smtp({.greeting = "220 smtp.example.com ESMTP"});
+        QCOMPARE(connectTo(client, smtp).outcome, HostUnreachable);
+        QVERIFY_EXCEPTION_THROWN(static_cast<void>(client.Count()), Pop3Fault);
+        QVERIFY(!client.Disconnect());
+    }
+};
+
+QTEST_GUILESS_MAIN(Pop3LoginTest)
+#include "Pop3LoginTest.moc"
