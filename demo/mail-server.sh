@@ -1,12 +1,10 @@
 # shellcheck shell=bash
 # Sourced by story.sh: a private POP3 server on a loopback port, with one mailbox.
-#   bash mail-server.sh PASSWORD NO_PLAIN_TEXT MECHANISMS   for the tests, with a mailbox for any user and these
-#       settings of Dovecot's: prints its folder, its port and its TLS port, serves until its standard input ends
+#   bash mail-server.sh PASSWORD   for the tests, with a mailbox for any user: prints its folder, its port and its TLS
+#       port, serves until its standard input ends
 
 mail_user=zhangwei
 mail_password=demo-password
-mail_no_plain_text=no
-mail_mechanisms='plain login'
 mail_configuration=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/dovecot.conf.in
 mail_server=
 mail_folder=
@@ -37,7 +35,6 @@ start_mail_server() {
     mail_tls_port=$(free_port)
     sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$mail_tls_port|; s|@UID@|$uid|; s|@GID@|$gid|" \
         -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|" \
-        -e "s|@NO_PLAIN_TEXT@|$mail_no_plain_text|; s|@MECHANISMS@|$mail_mechanisms|" \
         -e "s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|; s|@INTERNAL_GROUP@|$internal_group|" \
         "$mail_configuration" >"$mail_folder/dovecot.conf"
     "$dovecot" -F -c "$mail_folder/dovecot.conf" >"$mail_folder/start.log" 2>&1 &
@@ -82,7 +79,7 @@ stop_mail_server() {
 
 if [ "$0" = "${BASH_SOURCE[0]}" ]; then
     set -euo pipefail
-    mail_password=$1 mail_no_plain_text=$2 mail_mechanisms=$3
+    mail_password=$1
     trap stop_mail_server EXIT
     start_mail_server
     echo "$mail_folder $mail_port $mail_tls_port"

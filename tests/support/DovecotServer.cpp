@@ -14,11 +14,9 @@ constexpr auto everybody = QFile::Permissions(0x7777);
 
 } // namespace
 
-DovecotServer::DovecotServer(PlainText plainText)
+DovecotServer::DovecotServer()
 {
-    const bool allowed = plainText == PlainText::Allowed;
-    m_script.start(u"bash"_s, {QStringLiteral(MAIL_SERVER_SCRIPT), password(), allowed ? u"no"_s : u"yes"_s,
-                               allowed ? u"plain login cram-md5"_s : u"plain login"_s});
+    m_script.start(u"bash"_s, {QStringLiteral(MAIL_SERVER_SCRIPT), password()});
     while (m_script.waitForReadyRead(limitMs) && !m_script.canReadLine())
         ;
     const QString said = QString::fromUtf8(m_script.readLine());

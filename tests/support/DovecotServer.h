@@ -8,11 +8,7 @@
 class DovecotServer
 {
 public:
-    enum class PlainText {
-        Allowed,  ///< login in clear text and by CRAM-MD5
-        AfterTls, ///< login only after STLS or on the TLS port
-    };
-    explicit DovecotServer(PlainText plainText = PlainText::Allowed);
+    DovecotServer();
     ~DovecotServer();
     DovecotServer(const DovecotServer &) = delete;
     DovecotServer &operator=(const DovecotServer &) = delete;
