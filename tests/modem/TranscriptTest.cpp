@@ -16,9 +16,10 @@ namespace
 ///   < TEXT    the modem says TEXT between line ends; "|" stands for a line end inside
 ///   OK        it says OK                   <>        it prompts
 ///   = TEXT    it says exactly TEXT, with \r and \n written so
-///   leave     the terminal closes the port
+///   hung-up   nothing comes any more           leave    the terminal closes the port
 /// For both:
-///   ! COMMAND for the simulator            sent TEXT | ...    what the network took from it, ! for part of a text
+///   ! COMMAND for the simulator                status TEXT    is in the simulator's status, which is waited for
+///   sent TEXT | ...    what the network took, the parts of each put together
 /// A terminal that did not leave gets its answer to AT at the end, with nothing before it.
 class Play
 {
@@ -37,6 +38,10 @@ public:
         if (verb == u"leave") {
             m_terminal.reset();
             return {};
+        }
+        if (verb == u"status") {
+            const auto isSo = [&] { return m_simulator.command(verb).contains(rest); };
+            return QTest::qWaitFor(isSo) ? QString() : m_simulator.command(verb);
         }
         if (verb == u"sent")
             return sent() == rest ? QString() : u"it has "_s + sent();
@@ -77,6 +82,8 @@ private:
             return expect("\r\n" + QByteArray(text).replace('|', "\r\n") + "\r\n");
         else if (verb == u"OK")
             return expect("\r\nOK\r\n");
+        else if (verb == u"hung-up")
+            return QString::fromLatin1(m_terminal->readToHangUp());
         else if (verb == u"<>")
             return expect("\r\n> ");
         else if (verb == u"=")

@@ -9,8 +9,6 @@
 #include <stdexcept>
 #include <unistd.h>
 
-using namespace Qt::StringLiterals;
-
 namespace
 {
 constexpr int limitMilliseconds = 20'000;
@@ -74,37 +72,4 @@ QByteArray SerialPeer::readToHangUp() const
             return received;
     }
     return received + "(still there)";
-}
-
-QString playDialogue(SerialPeer &peer, const QStringList &steps,
-                     const std::function<void(const QString &line)> &control)
-{
-    const auto expect = [&peer](const QString &step, const QByteArray &wanted) {
-        const QByteArray got = peer.read(wanted.size());
-        return got == wanted ? QString()
-                             : step + u" but it said "_s + QString::fromLatin1(got.toPercentEncoding());
-    };
-    for (const QString &step : steps + QStringList{u"> AT"_s, u"< OK"_s}) {
-        const QByteArray text = step.mid(2).toUtf8();
-        QString difference;
-        if (step == u"^")
-            peer.write("\x1b");
-        else if (step == u"<>")
-            difference = expect(step, "\r\n> ");
-        else if (step.startsWith(u'>'))
-            peer.write(text + '\r');
-        else if (step.startsWith(u']'))
-            peer.write(text + '\x1a');
-        else if (step.startsWith(u'}'))
-            peer.write(text);
-        else if (step.startsWith(u'<'))
-            difference = expect(step, "\r\n" + QByteArray(text).replace('|', "\r\n") + "\r\n");
-        else if (step.startsWith(u'='))
-            difference = expect(step, QByteArray(text).replace("\\r", "\r").replace("\\n", "\n"));
-        else if (step.startsWith(u'!'))
-            control(step.mid(2));
-        if (!difference.isEmpty())
-            return difference;
-    }
-    return {};
 }
