@@ -19,9 +19,9 @@ namespace
 class QtSqlLoop final : public BareLoop
 {
 public:
-    explicit QtSqlLoop(const TestDatabase &test)
+    explicit QtSqlLoop(const Office &office)
         : m_database(
-              QSqlDatabase::cloneDatabase(QSqlDatabase::database(test.oaConnection(), false), u"bare"_s))
+              QSqlDatabase::cloneDatabase(QSqlDatabase::database(office.oaConnection(), false), u"bare"_s))
     {
         if (!m_database.open(PrivateDatabaseServer::user(), PrivateDatabaseServer::password()))
             fail(m_database.lastError().text());
@@ -227,9 +227,9 @@ void BareLoop::archive()
     }
 }
 
-std::unique_ptr<BareLoop> bareLoop(const TestDatabase &database)
+std::unique_ptr<BareLoop> bareLoop(const Office &office)
 {
-    if (database.route() == DatabaseRoute::PostgreSqlOdbc || database.route() == DatabaseRoute::MariaDbOdbc)
-        return std::make_unique<OdbcLoop>(database.connectString());
-    return std::make_unique<QtSqlLoop>(database);
+    if (office.route() == DatabaseRoute::PostgreSqlOdbc || office.route() == DatabaseRoute::MariaDbOdbc)
+        return std::make_unique<OdbcLoop>(office.connectString());
+    return std::make_unique<QtSqlLoop>(office);
 }

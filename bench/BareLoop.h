@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/TestDatabase.h"
+#include "tests/support/Office.h"
 
 /// The statements of the expander and the archiver straight on a route's driver (QtSql or the ODBC C API),
 /// each prepared once: what the layers of the program are measured against.
@@ -25,4 +25,4 @@ protected:
     virtual QList<QVariantList> rows(const QString &sql) = 0;
 };
 
-[[nodiscard]] std::unique_ptr<BareLoop> bareLoop(const TestDatabase &database);
+[[nodiscard]] std::unique_ptr<BareLoop> bareLoop(const Office &office);

@@ -7,7 +7,7 @@
 
 #include "alerts/NewMailAlerts.h"
 #include "bench/Measure.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -181,7 +181,7 @@ void bareInserts(QSqlDatabase &database, int count)
     database.commit();
 }
 
-void measure(TestOffice &office, QSqlDatabase &bare, int mails)
+void measure(Office &office, QSqlDatabase &bare, int mails)
 {
     NewMailAlerts alerts(office.session, office.console, office.faults);
     const auto pass = [&] { alerts.pass(); };
@@ -241,7 +241,7 @@ int main(int argc, char **argv)
     const int mails = argc > 1 ? std::atoi(argv[1]) : 100000;
     const int bodyBytes = argc > 2 ? std::atoi(argv[2]) : 20000;
     try {
-        TestOffice office;
+        Office office;
         auto bare = QSqlDatabase::addDatabase(u"QSQLITE"_s);
         bare.setDatabaseName(office.databaseFile());
         if (!bare.open())

@@ -18,7 +18,6 @@ constexpr int runs = 3;
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    TestServers servers;
     bool holds = true;
     const bool isHardOnly = QCoreApplication::arguments().contains(u"hard"_s);
     for (const auto &[route, name] : {std::pair(DatabaseRoute::Sqlite, u"SQLite"_s),
@@ -26,12 +25,12 @@ int main(int argc, char **argv)
                                       std::pair(DatabaseRoute::MariaDb, u"MariaDB"_s),
                                       std::pair(DatabaseRoute::PostgreSqlOdbc, u"PostgreSQL through ODBC"_s),
                                       std::pair(DatabaseRoute::MariaDbOdbc, u"MariaDB through ODBC"_s)})
-        holds = (isHardOnly || benchRoad(servers, route, name, recipients, runs)) && holds;
+        holds = (isHardOnly || benchRoad(route, name, recipients, runs)) && holds;
     for (const auto &[route, name, seconds] : {std::tuple(DatabaseRoute::Sqlite, u"SQLite"_s, 1),
                                                std::tuple(DatabaseRoute::PostgreSql, u"PostgreSQL"_s, 20),
                                                std::tuple(DatabaseRoute::MariaDb, u"MariaDB"_s, 20)}) {
-        holds = benchStop(servers, route, name, seconds) && holds;
-        holds = benchSetAside(servers, route, name) && holds;
+        holds = benchStop(route, name, seconds) && holds;
+        holds = benchSetAside(route, name) && holds;
     }
     return holds ? 0 : 1;
 }

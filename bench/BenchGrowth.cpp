@@ -4,12 +4,9 @@
 
 #include "alerts/NewMailAlerts.h"
 #include "bench/Measure.h"
-#include "foundation/Settings.h"
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/RecordingConsole.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/support/Office.h"
 
 #include <QCoreApplication>
 #include <cstdio>
@@ -24,16 +21,13 @@ constexpr int rounds = 25;
 constexpr double maximumRatio = 1.5;
 
 /// An office with this many mails and results, and the passes on it.
-class Office
+class GrownOffice : Office
 {
 public:
-    Office(TestServers &servers, DatabaseRoute route, int rows) : m_database(servers, route)
+    GrownOffice(DatabaseRoute route, int rows) : Office(route)
     {
-        m_database.loadSchema();
         fill(rows);
-        m_registry.write(Settings::connectStringPath(), m_database.connectString());
-        if (!m_session.OpenDB())
-            qFatal("%s", qPrintable(m_session.openFailure()));
+        makeDurable();
     }
 
     void tick()
@@ -51,42 +45,37 @@ public:
     double busy()
     {
         for (int i = 0; i < 5; ++i) {
-            m_database.oa(
-                u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2006-01-01', 'u%1', 'x')"_s
-                    .arg(i));
-            m_database.oa(u"insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount)"
-                          " values (1, 'u%1', '1', 'x', '8', 0)"_s.arg(i));
-            m_database.oa(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject)"
-                          " values ('1', '1', '*u%1-0-0-0*', 'u1', 'x')"_s.arg(userCount - 1 - i));
+            oa(u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2006-01-01', 'u%1', 'x')"_s
+                   .arg(i));
+            oa(u"insert into SMS_Queues (SOAID, ToUser, ToMB, MsgContent, MsgStatus, RetryCount)"
+               " values (1, 'u%1', '1', 'x', '8', 0)"_s.arg(i));
+            oa(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject)"
+               " values ('1', '1', '*u%1-0-0-0*', 'u1', 'x')"_s.arg(userCount - 1 - i));
         }
         const double seconds = secondsOf([this] { tick(); });
-        if (m_database.rows(u"select count(*) from SMS_WaitToSend"_s) != QStringList(u"0"_s) ||
-            m_database.rows(u"select count(*) from SMS_Queues"_s) != QStringList(u"10"_s))
+        if (rows(u"select count(*) from SMS_WaitToSend"_s) != QStringList(u"0"_s) ||
+            rows(u"select count(*) from SMS_Queues"_s) != QStringList(u"10"_s))
             qFatal("the tick has not done its work");
-        m_database.oa(u"delete from SMS_Queues"_s);
+        oa(u"delete from SMS_Queues"_s);
         return seconds;
     }
 
 private:
     void fill(int rows)
     {
-        m_database.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1'),"
-                      " ('WBYJ', '1', '1')"_s);
+        oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1'),"
+           " ('WBYJ', '1', '1')"_s);
         for (int i = 0; i < userCount; ++i) {
-            m_database.oa(
-                u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('u%1', '%2', '1')"_s
-                    .arg(i)
-                    .arg(13800000000 + i));
+            oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('u%1', '%2', '1')"_s.arg(i)
+                   .arg(13800000000 + i));
             if (i >= userCount / 2)
-                m_database.oa(u"insert into SMS_Alert_MaxOAID (UserName, Source, CurrentMaxOAID) values"
-                              " ('u%1', 'NBYJ', %2), ('u%1', 'WBYJ', %2)"_s.arg(i)
-                                  .arg(rows));
+                oa(u"insert into SMS_Alert_MaxOAID (UserName, Source, CurrentMaxOAID) values"
+                   " ('u%1', 'NBYJ', %2), ('u%1', 'WBYJ', %2)"_s.arg(i)
+                       .arg(rows));
         }
         const QString numbers =
             u" with recursive n(i) as (select 1 union all select i+1 from n where i<%1) "_s.arg(rows);
-        const auto insert = [&](const QString &into, const QString &select) {
-            m_database.oa(into + numbers + select);
-        };
+        const auto insert = [&](const QString &into, const QString &select) { oa(into + numbers + select); };
         insert(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject,"
                " EmailContent) "_s,
                u"select case when i % 2=0 then '1' else '2' end, '1', '*u' || (100 + i % 100) || "
@@ -95,26 +84,19 @@ private:
                                                                                                      "%"_L1));
         insert(u"insert into SMS_ResultDetail (SOAID, ToUser, ToMB, MsgContent, SendOutDT, IsSuccess) "_s,
                u"select i, 'u1', '13800000001', 'a message of a few words', '2006-01-01', '1' from n"_s);
-        if (m_database.isPostgreSql())
-            m_database.oa(u"analyze"_s);
+        if (isPostgreSql())
+            oa(u"analyze"_s);
     }
 
-    TestDatabase m_database;
-    QTemporaryDir m_folder;
-    FileRegistry m_registry{m_folder.filePath(u"settings.ini"_s)};
-    DatabaseSession m_session{m_registry};
-    RecordingConsole m_console;
-    FaultLog m_faults{m_console};
-    ManualClock m_clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
-    ScheduledMessageExpander m_expander{m_session, m_console, m_faults, m_clock};
-    ResultArchiver m_archiver{m_session, m_console, m_faults, m_clock};
-    NewMailAlerts m_alerts{m_session, m_console, m_faults};
+    ScheduledMessageExpander m_expander{session, console, faults, clock};
+    ResultArchiver m_archiver{session, console, faults, clock};
+    NewMailAlerts m_alerts{session, console, faults};
 };
 
-bool benchGrowth(TestServers &servers, DatabaseRoute route, const QString &name, int youngRows, int oldRows)
+bool benchGrowth(DatabaseRoute route, const QString &name, int youngRows, int oldRows)
 {
-    Office young(servers, route, youngRows);
-    Office old(servers, route, oldRows);
+    GrownOffice young(route, youngRows);
+    GrownOffice old(route, oldRows);
     report(name + u": first tick of %1 rows"_s.arg(youngRows), young.idle(), u"s"_s, true, u"shown"_s);
     report(name + u": first tick of %1 rows"_s.arg(oldRows), old.idle(), u"s"_s, true, u"shown"_s);
     std::vector<double> youngIdle;
@@ -146,9 +128,8 @@ int main(int argc, char **argv)
     const int youngRows = arguments.size() > 2 ? arguments[1].toInt() : 10'000;
     const int oldRows = arguments.size() > 2 ? arguments[2].toInt() : 1'000'000;
     try {
-        TestServers servers;
-        bool holds = benchGrowth(servers, DatabaseRoute::Sqlite, u"SQLite"_s, youngRows, oldRows);
-        holds = benchGrowth(servers, DatabaseRoute::PostgreSql, u"PostgreSQL"_s, youngRows, oldRows) && holds;
+        bool holds = benchGrowth(DatabaseRoute::Sqlite, u"SQLite"_s, youngRows, oldRows);
+        holds = benchGrowth(DatabaseRoute::PostgreSql, u"PostgreSQL"_s, youngRows, oldRows) && holds;
         return holds ? 0 : 1;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "bench-growth: %s\n", error.what());

@@ -5,8 +5,8 @@
 #include "bench/BareLine.h"
 #include "bench/Measure.h"
 #include "incoming/InboundMessageHandler.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -38,7 +38,7 @@ SimulatorProcess &fill(SimulatorProcess &simulator, int messages)
     return simulator;
 }
 
-double bareSeconds(TestOffice &office, int messages)
+double bareSeconds(Office &office, int messages)
 {
     SimulatorProcess simulator({u"--storage"_s, QString::number(messages)});
     fill(simulator, messages);
@@ -65,7 +65,7 @@ double bareSeconds(TestOffice &office, int messages)
     return secondsSince(timer);
 }
 
-double serverSeconds(TestOffice &office, int messages, double &exchangesPerMessage)
+double serverSeconds(Office &office, int messages, double &exchangesPerMessage)
 {
     SimulatorProcess simulator({u"--storage"_s, QString::number(messages)});
     fill(simulator, messages);
@@ -104,9 +104,8 @@ double serverSeconds(TestOffice &office, int messages, double &exchangesPerMessa
 
 void measure(int messages)
 {
-    TestOffice office;
-    if (!office.session.OpenDB()) // without the tests' haste: every commit reaches the disk
-        throw Fault(office.session.openFailure());
+    Office office;
+    office.makeDurable();
     QSqlDatabase::addDatabase(u"QSQLITE"_s);
     std::vector<double> bare;
     std::vector<double> server;

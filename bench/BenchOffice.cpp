@@ -6,11 +6,8 @@
 
 #include "bench/Measure.h"
 #include "bench/StartedServer.h"
-#include "foundation/Settings.h"
 #include "outgoing/MessagePieces.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/support/Office.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -37,8 +34,8 @@ constexpr qint64 drainLimitMilliseconds = 300'000;
 class OaConnection
 {
 public:
-    OaConnection(const TestDatabase &database, const QString &name)
-        : m_database(QSqlDatabase::cloneDatabase(database.oaConnection(), name))
+    OaConnection(const Office &office, const QString &name)
+        : m_database(QSqlDatabase::cloneDatabase(office.oaConnection(), name))
     {
         if (!m_database.open(PrivateDatabaseServer::user(), PrivateDatabaseServer::password()))
             throw Fault(m_database.lastError().text());
@@ -84,7 +81,7 @@ private:
 class Reader
 {
 public:
-    explicit Reader(const TestDatabase &database) : m_thread([this, &database] { read(database); }) {}
+    explicit Reader(const Office &office) : m_thread([this, &office] { read(office); }) {}
     ~Reader()
     {
         m_isOver = true;
@@ -96,10 +93,10 @@ public:
     [[nodiscard]] int readings() const { return m_readings; }
 
 private:
-    void read(const TestDatabase &database)
+    void read(const Office &office)
     {
         try {
-            OaConnection oa(database, u"reader"_s);
+            OaConnection oa(office, u"reader"_s);
             qint64 newest = 0;
             while (!m_isOver) {
                 QElapsedTimer timer;
@@ -132,13 +129,13 @@ struct Message {
 };
 
 /// The OA system's writing side.
-class Office
+class OaSystem
 {
 public:
-    explicit Office(const TestDatabase &database) : m_oa(database, u"writer"_s)
+    explicit OaSystem(const Office &office) : m_oa(office, u"writer"_s)
     {
         // Not its own commits are under test.
-        if (database.route() == DatabaseRoute::Sqlite)
+        if (office.route() == DatabaseRoute::Sqlite)
             m_oa.run(u"pragma synchronous=off"_s);
         for (int i = 0; i < userCount; ++i)
             m_oa.run(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values (?, ?, '1')"_s,
@@ -248,7 +245,7 @@ Outcome compare(const QList<Message> &messages, const QList<SentMessage> &sent)
         outcome.withdrawn += message.isWithdrawn;
         for (const QString &recipient : message.recipients) {
             for (const QString &piece : cutIntoPieces(message.text))
-                ++(message.isWithdrawn ? withdrawn : left)[Office::mobile(recipient) + u' ' + piece];
+                ++(message.isWithdrawn ? withdrawn : left)[OaSystem::mobile(recipient) + u' ' + piece];
         }
     }
     for (const SentMessage &message : sent) {
@@ -266,40 +263,33 @@ Outcome compare(const QList<Message> &messages, const QList<SentMessage> &sent)
     return outcome;
 }
 
-bool beside(TestServers &servers, DatabaseRoute route, bool isWriteAhead, const QString &name, int seconds)
+bool beside(DatabaseRoute route, bool isWriteAhead, const QString &name, int seconds)
 {
-    TestDatabase database(servers, route);
+    Office office(route);
     if (isWriteAhead)
-        database.oa(u"pragma journal_mode=wal"_s);
-    database.loadSchema();
+        office.oa(u"pragma journal_mode=wal"_s);
     const SimulatorProcess simulator;
-    QTemporaryDir folder;
-    FileRegistry registry(folder.filePath(u"settings.ini"_s));
-    registry.write(Settings::connectStringPath(), database.connectString());
-    registry.write(Settings::centerCodePath(), u"+8613800755500"_s);
-    registry.write(Settings::timeDelayPath(), u"1"_s);
-    registry.write(Settings::serverPortPath(), u"3"_s);
-    registry.write(Settings::comDevicePath(3), simulator.devicePath());
-    Office office(database);
-    const Reader reader(database);
+    office.configureModem(simulator.devicePath(), 1);
+    OaSystem oa(office);
+    const Reader reader(office);
     bool isDrained = false;
     {
-        const StartedServer server(registry.fileName(), {u"--log-file"_s, folder.filePath(u"log"_s)});
-        office.work(seconds * qint64(1000));
-        isDrained = office.drain();
+        const StartedServer server(office.registry.fileName(), {u"--log-file"_s, office.path(u"log"_s)});
+        oa.work(seconds * qint64(1000));
+        isDrained = oa.drain();
     }
-    const Outcome outcome = compare(office.messages(), simulator.sent());
+    const Outcome outcome = compare(oa.messages(), simulator.sent());
     std::printf("%s: %d messages, %d withdrawn, %d SMS sent, %d results, %d readings; worst write %d ms\n",
-                qPrintable(name), int(office.messages().size()), outcome.withdrawn, outcome.sent,
-                office.results(), reader.readings(), int(office.worstMilliseconds()));
-    QFile log(folder.filePath(u"log"_s));
+                qPrintable(name), int(oa.messages().size()), outcome.withdrawn, outcome.sent, oa.results(),
+                reader.readings(), int(oa.worstMilliseconds()));
+    QFile log(office.path(u"log"_s));
     if (log.open(QIODevice::ReadOnly))
         std::printf("%s", log.readAll().constData());
     const auto none = [&](const QString &what, int count) {
         return report(name + u": "_s + what, count, u""_s, count == 0, u"0"_s);
     };
-    bool holds = report(name + u": results a sent SMS"_s, double(office.results()) / outcome.sent, u""_s,
-                        isDrained && office.results() == outcome.sent, u"1"_s);
+    bool holds = report(name + u": results a sent SMS"_s, double(oa.results()) / outcome.sent, u""_s,
+                        isDrained && oa.results() == outcome.sent, u"1"_s);
     holds = none(u"lost"_s, outcome.lost) && holds;
     holds = none(u"doubled"_s, outcome.doubled) && holds;
     holds = none(u"withdrawn yet sent"_s, outcome.withdrawnYetSent) && holds;
@@ -316,7 +306,6 @@ int main(int argc, char **argv)
     const QStringList arguments = QCoreApplication::arguments();
     const int seconds = arguments.size() > 1 ? arguments[1].toInt() : 600;
     const QStringList wanted = arguments.mid(2);
-    TestServers servers;
     bool holds = true;
     try {
         for (const auto &[name, route] : {std::pair(u"sqlite"_s, DatabaseRoute::Sqlite),
@@ -324,7 +313,7 @@ int main(int argc, char **argv)
                                           std::pair(u"postgresql"_s, DatabaseRoute::PostgreSql),
                                           std::pair(u"mariadb"_s, DatabaseRoute::MariaDb)}) {
             if (wanted.isEmpty() || wanted.contains(name))
-                holds = beside(servers, route, name == u"sqlite-wal", name, seconds) && holds;
+                holds = beside(route, name == u"sqlite-wal", name, seconds) && holds;
         }
     } catch (const std::exception &error) {
         std::fprintf(stderr, "bench-office: %s\n", error.what());

@@ -10,8 +10,7 @@ namespace
 /// The expander and the archiver at an office's largest.
 bool benchEmbeddedRoad()
 {
-    TestServers servers;
-    return benchRoad(servers, DatabaseRoute::Sqlite, QStringLiteral("SQLite"), 10'000, 1);
+    return benchRoad(DatabaseRoute::Sqlite, QStringLiteral("SQLite"), 10'000, 1);
 }
 
 } // namespace

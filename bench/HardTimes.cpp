@@ -15,26 +15,26 @@ namespace
 constexpr int refusedRows = 100'000;
 
 /// No result is stored any more, nor a send list.
-void refuseAll(TestDatabase &database)
+void refuseAll(Office &office)
 {
     for (const QString &column : {u"SMS_ResultDetail.MsgContent"_s, u"SMS_SendList.MsgContent"_s}) {
         const QString table = column.section(u'.', 0, 0);
-        if (database.route() == DatabaseRoute::Sqlite)
-            database.oa(
+        if (office.route() == DatabaseRoute::Sqlite)
+            office.oa(
                 u"create trigger refuse_%1 before insert on %1 begin select raise(abort, 'no'); end"_s.arg(
                     table));
         else
-            database.oa(u"alter table %1 %2"_s.arg(table, database.isPostgreSql()
-                                                              ? u"alter column MsgContent type varchar(1)"_s
-                                                              : u"modify MsgContent varchar(1)"_s));
+            office.oa(u"alter table %1 %2"_s.arg(table, office.isPostgreSql()
+                                                            ? u"alter column MsgContent type varchar(1)"_s
+                                                            : u"modify MsgContent varchar(1)"_s));
     }
 }
 
 } // namespace
 
-bool benchStop(TestServers &servers, DatabaseRoute route, const QString &name, int seconds)
+bool benchStop(DatabaseRoute route, const QString &name, int seconds)
 {
-    RoadOffice office(servers, route, Workload(3000, 70 + 9 * 67 + 90 * 66 + 200 * 65));
+    RoadOffice office(route, Workload(3000, 70 + 9 * 67 + 90 * 66 + 200 * 65));
     ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
     QElapsedTimer running;
     QElapsedTimer stopping;
@@ -51,8 +51,8 @@ bool benchStop(TestServers &servers, DatabaseRoute route, const QString &name, i
     if (!stopping.isValid())
         qFatal("all was written before the stop");
     const auto stopped = double(stopping.elapsed());
-    const QStringList left = office.database.rows(
-        u"select (select count(*) from SMS_SendList) + (select count(*) from SMS_Queues)"_s);
+    const QStringList left =
+        office.rows(u"select (select count(*) from SMS_SendList) + (select count(*) from SMS_Queues)"_s);
     report(name + u": pieces written before the stop"_s, double(asked), u""_s, true, u"of 900,000"_s);
     const bool isWhole =
         report(name + u": rows left of them"_s, left[0].toDouble(), u""_s, left[0] == u"0"_s, u"0"_s);
@@ -61,26 +61,26 @@ bool benchStop(TestServers &servers, DatabaseRoute route, const QString &name, i
            isWhole;
 }
 
-bool benchSetAside(TestServers &servers, DatabaseRoute route, const QString &name)
+bool benchSetAside(DatabaseRoute route, const QString &name)
 {
-    RoadOffice office(servers, route, Workload(1));
-    refuseAll(office.database);
-    if (office.database.isPostgreSql()) {
+    RoadOffice office(route, Workload(1));
+    refuseAll(office);
+    if (office.isPostgreSql()) {
         // The server's log goes into a pipe that nobody reads here.
-        office.database.oa(u"alter role current_user set log_min_messages='panic'"_s);
+        office.oa(u"alter role current_user set log_min_messages='panic'"_s);
         if (!office.session.OpenDB())
             qFatal("%s", qPrintable(office.session.openFailure()));
     }
-    office.database.oa(u"delete from SMS_WaitToSend"_s);
+    office.oa(u"delete from SMS_WaitToSend"_s);
     const QString numbers =
         u" with recursive n(i) as (select 1 union all select i+1 from n where i<%1) select "_s.arg(
             refusedRows);
-    if (office.database.isMariaDb())
-        office.database.oa(u"set max_recursive_iterations=1000000"_s);
-    office.database.oa(u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent)"_s + numbers +
-                       u"'2006-01-01', 'user0', 'too long' from n"_s);
-    office.database.oa(u"insert into SMS_Queues (ToMB, MsgContent, MsgStatus)"_s + numbers +
-                       u"'1', 'too long', '8' from n"_s);
+    if (office.isMariaDb())
+        office.oa(u"set max_recursive_iterations=1000000"_s);
+    office.oa(u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent)"_s + numbers +
+              u"'2006-01-01', 'user0', 'too long' from n"_s);
+    office.oa(u"insert into SMS_Queues (ToMB, MsgContent, MsgStatus)"_s + numbers +
+              u"'1', 'too long', '8' from n"_s);
     ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
     ResultArchiver archiver(office.session, office.console, office.faults, office.clock);
     bool holds = true;

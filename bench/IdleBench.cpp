@@ -2,8 +2,8 @@
 #include "bench/OutgoingBenches.h"
 #include "bench/StartedServer.h"
 #include "foundation/Settings.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -42,7 +42,7 @@ double residentMegabytes(qint64 processId)
 
 bool benchIdle()
 {
-    TestOffice office;
+    Office office;
     const SimulatorProcess simulator;
     office.configureModem(simulator.devicePath(), 10);
     const StartedServer server(office.registry.fileName());

@@ -29,7 +29,7 @@ void keepBest(Figures &best, double expand, double archive)
 
 } // namespace
 
-bool benchRoad(TestServers &servers, DatabaseRoute route, const QString &name, int recipients, int runs)
+bool benchRoad(DatabaseRoute route, const QString &name, int recipients, int runs)
 {
     const Workload load(recipients);
     Figures ours;
@@ -38,27 +38,27 @@ bool benchRoad(TestServers &servers, DatabaseRoute route, const QString &name, i
     const auto queueRows = double(load.names.size() * pieces.size());
     for (int run = 0; run < runs; ++run) {
         {
-            RoadOffice office(servers, route, load);
+            RoadOffice office(route, load);
             const Connection &connection = office.session.Conn();
             ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
             const qint64 before = connection.statementsRun();
             const double expand = secondsOf([&] { expander.pass(); });
             const qint64 between = connection.statementsRun();
-            office.database.oa(u"update SMS_Queues set MsgStatus=8"_s);
+            office.oa(u"update SMS_Queues set MsgStatus=8"_s);
             ResultArchiver archiver(office.session, office.console, office.faults, office.clock);
             const double archive = secondsOf([&] { archiver.pass(); });
             keepBest(ours, expand, archive);
             ours.statementsPerQueueRow = double(between - before) / queueRows;
             ours.statementsPerArchivedRow = double(connection.statementsRun() - between) / queueRows;
-            if (office.database.rows(u"select count(*) from SMS_ResultDetail"_s) !=
+            if (office.rows(u"select count(*) from SMS_ResultDetail"_s) !=
                 QStringList(QString::number(qint64(queueRows))))
                 qFatal("rows are missing");
         }
         {
-            RoadOffice office(servers, route, load);
-            const auto loop = bareLoop(office.database);
+            RoadOffice office(route, load);
+            const auto loop = bareLoop(office);
             const double expand = secondsOf([&] { loop->expand(load.names, pieces); });
-            office.database.oa(u"update SMS_Queues set MsgStatus=8"_s);
+            office.oa(u"update SMS_Queues set MsgStatus=8"_s);
             keepBest(bare, expand, secondsOf([&] { loop->archive(); }));
         }
     }

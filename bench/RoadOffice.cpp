@@ -1,24 +1,17 @@
 #include "bench/RoadOffice.h"
 
-#include "foundation/Settings.h"
-
 using namespace Qt::StringLiterals;
 
-RoadOffice::RoadOffice(TestServers &servers, DatabaseRoute route, const Workload &load)
-    : database(servers, route)
+RoadOffice::RoadOffice(DatabaseRoute route, const Workload &load) : Office(route)
 {
-    database.loadSchema();
-    database.oa(u"begin"_s);
+    oa(u"begin"_s);
     for (qsizetype i = 0; i < load.names.size(); ++i)
-        database.oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('%1', '%2', '1')"_s
-                        .arg(load.names[i])
-                        .arg(13800000000LL + i));
-    database.oa(
-        u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
-        " MsgType, MsgContent) values ('2006-01-01', 'boss', '%1', '', '2006-01-01', '0', '%2')"_s.arg(
-            load.names.join(u';'), load.text));
-    database.oa(u"commit"_s);
-    registry.write(Settings::connectStringPath(), database.connectString());
-    if (!session.OpenDB())
-        qFatal("%s", qPrintable(session.openFailure()));
+        oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('%1', '%2', '1')"_s
+               .arg(load.names[i])
+               .arg(13800000000LL + i));
+    oa(u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
+       " MsgType, MsgContent) values ('2006-01-01', 'boss', '%1', '', '2006-01-01', '0', '%2')"_s.arg(
+           load.names.join(u';'), load.text));
+    oa(u"commit"_s);
+    makeDurable();
 }

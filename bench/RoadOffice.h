@@ -1,11 +1,6 @@
 #pragma once
 
-#include "foundation/DatabaseSession.h"
-#include "foundation/FaultLog.h"
-#include "platform/clock/Clock.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/RecordingConsole.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/support/Office.h"
 
 /// One waiting row.
 struct Workload {
@@ -19,15 +14,7 @@ struct Workload {
     }
 };
 
-/// One office on a route, filled, with the program's session on it.
-struct RoadOffice {
-    RoadOffice(TestServers &servers, DatabaseRoute route, const Workload &load);
-
-    TestDatabase database;
-    QTemporaryDir folder;
-    FileRegistry registry{folder.filePath(QStringLiteral("settings.ini"))};
-    DatabaseSession session{registry};
-    RecordingConsole console;
-    FaultLog faults{console};
-    ManualClock clock{QDateTime({2006, 3, 5}, {7, 8, 9})};
+/// One office on a route, filled; its commits reach the disk.
+struct RoadOffice : Office {
+    RoadOffice(DatabaseRoute route, const Workload &load);
 };

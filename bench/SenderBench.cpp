@@ -3,8 +3,8 @@
 #include "bench/OutgoingBenches.h"
 #include "bench/StartedServer.h"
 #include "outgoing/QueueSender.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QDateTime>
 #include <stdexcept>
@@ -18,7 +18,7 @@ constexpr int rowCount = 300;
 constexpr int latencyMilliseconds = 50;
 constexpr int scanIntervalSeconds = 1;
 
-void fill(TestOffice &office)
+void fill(Office &office)
 {
     office.oa(u"begin"_s);
     for (int i = 0; i < rowCount; ++i)
@@ -36,7 +36,7 @@ struct SenderRun {
 
 SenderRun senderRun(int latency)
 {
-    TestOffice office;
+    Office office;
     fill(office);
     const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
     SenderRun run;
@@ -55,7 +55,7 @@ SenderRun senderRun(int latency)
 
 double bareSeconds(int latency)
 {
-    TestOffice office;
+    Office office;
     fill(office);
     const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
     BareLine line(simulator.devicePath());
@@ -71,7 +71,7 @@ double bareSeconds(int latency)
 }
 
 /// Milliseconds from the commit of a waiting row to the first octet of its send, by the server's own trace.
-double reactionMilliseconds(TestOffice &office, StartedServer &server)
+double reactionMilliseconds(Office &office, StartedServer &server)
 {
     office.oa(
         u"insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2006-01-01', 'user', 'x')"_s);
@@ -85,7 +85,7 @@ double reactionMilliseconds(TestOffice &office, StartedServer &server)
 
 bool benchReaction()
 {
-    TestOffice office;
+    Office office;
     office.oa(
         u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('user', '13800000000', '1')"_s);
     const SimulatorProcess simulator;

@@ -46,10 +46,11 @@ function(sms_program name)
     target_link_libraries(${name} PRIVATE sms_options Qt6::Core ${arg_LINKS})
 endfunction()
 
-# sms_test(NAME [SOURCES file...] [LINKS library...] [TIMEOUT seconds])
-# A QtTest program NAME from NAME.cpp and SOURCES, registered with CTest. No display is needed.
+# sms_test(NAME [SERVERS] [SOURCES file...] [LINKS library...] [TIMEOUT seconds])
+# A QtTest program NAME from NAME.cpp and SOURCES, registered with CTest. No display is needed. SERVERS: it starts
+# database or mail servers, which treat root differently: ctest -L servers.
 function(sms_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    cmake_parse_arguments(arg "SERVERS" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -60,10 +61,7 @@ function(sms_test name)
         list(APPEND environment LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp)
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
-    # Those that start database or mail servers, which treat root differently: ctest -L servers.
-    foreach(library test_databases test_dovecot test_mailbox)
-        if(library IN_LIST arg_LINKS)
-            set_tests_properties(${name} PROPERTIES LABELS servers)
-        endif()
-    endforeach()
+    if(arg_SERVERS)
+        set_tests_properties(${name} PROPERTIES LABELS servers)
+    endif()
 endfunction()

@@ -1,5 +1,5 @@
 #include "alerts/NewMailAlerts.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -17,7 +17,7 @@ class MailHistoryTest : public QObject
 private:
     static constexpr MailHistory::Limits smallLimits{.newestMails = 3, .sliceMails = 4};
 
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<NewMailAlerts> m_alerts;
     QRandomGenerator m_random;
     int m_highest = 0;
@@ -140,7 +140,7 @@ private slots:
             m_highest = 0;
             m_watermarks.clear();
             m_wanted.clear();
-            m_office = std::make_unique<TestOffice>();
+            m_office = std::make_unique<Office>();
             m_alerts = std::make_unique<NewMailAlerts>(m_office->session, m_office->console, m_office->faults,
                                                        limits);
             m_office->oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1'),"
@@ -194,7 +194,7 @@ private slots:
 
     void oldMailsAreNotReadAgain()
     {
-        TestOffice office;
+        Office office;
         NewMailAlerts alerts(office.session, office.console, office.faults, smallLimits);
         office.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1')"_s);
         office.oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values ('bob', '1', '1')"_s);

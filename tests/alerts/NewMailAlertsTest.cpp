@@ -1,8 +1,7 @@
 #include "alerts/NewMailAlerts.h"
 #include "alerts/SkipOldMail.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
-#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -12,7 +11,7 @@ class NewMailAlertsTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<NewMailAlerts> m_alerts;
 
     void user(const QVariant &name, const QVariant &mobile, const QString &state = u"1"_s)
@@ -36,7 +35,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_alerts = std::make_unique<NewMailAlerts>(m_office->session, m_office->console, m_office->faults);
         m_office->oa(
             u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1'), ('WBYJ', '1', '1')"_s);
@@ -47,9 +46,9 @@ private slots:
     {
         user(u"amy"_s, u"1"_s);
         mail(1, u"*amy-0-0-0*"_s);
-        QVERIFY(QFile::rename(m_office->databaseFile(), m_office->databaseFile() + u".away"_s));
+        QVERIFY(m_office->moveDatabaseAway());
         QVERIFY_EXCEPTION_THROWN(m_alerts->pass(), DatabaseFault);
-        QVERIFY(QFile::rename(m_office->databaseFile() + u".away"_s, m_office->databaseFile()));
+        QVERIFY(m_office->moveDatabaseBack());
         QVERIFY(m_office->session.OpenDB());
         m_alerts->pass();
         QCOMPARE(receivers().size(), 1);

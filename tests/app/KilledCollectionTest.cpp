@@ -1,8 +1,8 @@
 #include "foundation/Settings.h"
 #include "tests/support/DovecotServer.h"
+#include "tests/support/Office.h"
 #include "tests/support/ServerProcess.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -38,7 +38,7 @@ class KilledCollectionTest : public QObject
 private slots:
     void everyMessageStandsOnce()
     {
-        TestOffice office;
+        Office office;
         DovecotServer dovecot;
         QVERIFY2(dovecot.problem().isEmpty(), qPrintable(dovecot.problem()));
         const SimulatorProcess modem;

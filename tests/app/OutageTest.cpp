@@ -1,7 +1,5 @@
 #include "foundation/Settings.h"
-#include "platform/registry/FileRegistry.h"
-#include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/support/Office.h"
 
 #include <QFile>
 #include <QProcess>
@@ -28,13 +26,11 @@ class OutageTest : public QObject
     Q_OBJECT
 
 private:
-    TestServers m_servers;
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<TestDatabase> m_database;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<SimulatorProcess> m_modem;
     std::unique_ptr<QProcess> m_server;
 
-    [[nodiscard]] QString path(const QString &name) const { return m_folder->filePath(name); }
+    [[nodiscard]] QString path(const QString &name) const { return m_office->path(name); }
 
     void writeHosts(const QString &address)
     {
@@ -47,18 +43,12 @@ private:
 
     void startServer(DatabaseRoute route)
     {
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_database = std::make_unique<TestDatabase>(m_servers, route);
-        m_database->loadSchema();
+        m_office = std::make_unique<Office>(route);
         m_modem = std::make_unique<SimulatorProcess>(QStringList{u"--latency"_s, u"10"_s});
-        writeHosts(m_servers.of(route).address());
-        FileRegistry registry(path(u"settings.ini"_s));
-        registry.write(Settings::connectStringPath(),
-                       m_database->connectString().replace(m_servers.of(route).address(), serverName));
-        registry.write(Settings::centerCodePath(), u"+8613800755500"_s);
-        registry.write(Settings::timeDelayPath(), u"1"_s);
-        registry.write(Settings::serverPortPath(), u"3"_s);
-        registry.write(Settings::comDevicePath(3), m_modem->devicePath());
+        writeHosts(serverOf(route).address());
+        m_office->registry.write(Settings::connectStringPath(),
+                                 m_office->connectString().replace(serverOf(route).address(), serverName));
+        m_office->configureModem(m_modem->devicePath(), 1);
         m_server = std::make_unique<QProcess>();
         m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         QStringList arguments{u"--mount"_s};
@@ -79,11 +69,11 @@ private:
     }
     [[nodiscard]] int count(const QString &what)
     {
-        return m_database->rows(u"select count(*) from "_s + what).constFirst().toInt();
+        return m_office->rows(u"select count(*) from "_s + what).constFirst().toInt();
     }
     void schedule(int number)
     {
-        m_database->oa(
+        m_office->oa(
             u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT,"
             " MsgType, MsgContent) values ('2006-01-01', 'boss', 'zhang', '', '2006-01-01', '0', ?)"_s,
             {u"第%1条"_s.arg(number)});
@@ -97,7 +87,7 @@ private slots:
             QVERIFY(m_server->waitForFinished(patience));
         }
         m_server.reset();
-        m_database.reset();
+        m_office.reset();
         m_modem.reset();
     }
 
@@ -114,7 +104,7 @@ private slots:
         constexpr int in = 20;
         constexpr int stops = 2;
         startServer(route);
-        m_database->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
         int scheduled = 0;
         const auto scheduleUpTo = [&](int share, int of) {
             for (; scheduled < out * share / of; ++scheduled)
@@ -131,10 +121,10 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(m_modem->sent().size() >= out * (2 * stop - 1) / (2 * stops + 2),
                                      patience);
             deliverUpTo(2 * stop - 1, 2 * stops + 1);
-            m_servers.of(route).stop();
+            serverOf(route).stop();
             deliverUpTo(2 * stop, 2 * stops + 1);
-            m_servers.of(route).start();
-            m_database->reopen();
+            serverOf(route).start();
+            m_office->reopen();
             QTRY_COMPARE_WITH_TIMEOUT(logged(u"数据库连接恢复正常"_s).size(), stop, patience);
         }
         scheduleUpTo(1, 1);
@@ -158,26 +148,26 @@ private slots:
         QCOMPARE(logged(u"恢复正常"_s).size(), stops);
     }
 
-    void serverMovesToAnotherAddress_data() { addServerRoutes(); }
+    void serverMovesToAnotherAddress_data() { addRoutes(serverRoutes); }
     void serverMovesToAnotherAddress()
     {
         QFETCH(DatabaseRoute, route);
         startServer(route);
-        m_servers.of(route).stop();
+        serverOf(route).stop();
         QTRY_COMPARE_WITH_TIMEOUT(logged(u"数据库连接失败"_s).size(), 1, patience);
-        m_servers.of(route).start(u"127.0.0.2"_s);
+        serverOf(route).start(u"127.0.0.2"_s);
         const auto back = qScopeGuard([&] {
-            m_servers.of(route).stop();
-            m_servers.of(route).start();
+            serverOf(route).stop();
+            serverOf(route).start();
         });
-        m_database->reopen();
-        m_database->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
+        m_office->reopen();
+        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('zhang', '13800000001')"_s);
         schedule(1);
         writeHosts(u"127.0.0.2"_s);
         QTRY_COMPARE_WITH_TIMEOUT(count(u"SMS_ResultDetail where IsSuccess='1'"_s), 1, patience);
         QCOMPARE(logged(u"数据库连接"_s).filter(u"失败"_s).size(), 1);
         QCOMPARE(logged(u"恢复正常"_s).size(), 1);
-        m_database.reset();
+        m_office.reset();
     }
 };
 

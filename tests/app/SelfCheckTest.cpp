@@ -1,9 +1,9 @@
 #include "app/SelfCheck.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
+#include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QScopeGuard>
 #include <QTest>
@@ -17,7 +17,7 @@ class SelfCheckTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
 
     void set(const QString &name, const QString &value)
     {
@@ -37,7 +37,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         set(u"CenterCode"_s, u"+8613800100500"_s);
         set(u"ServerPort"_s, u"3"_s);
     }

@@ -1,7 +1,7 @@
 #include "tests/support/ServerProcess.h"
 #include "foundation/Settings.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -27,7 +27,7 @@ class ServerProcessTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
 
     [[nodiscard]] QStringList unattended(const QStringList &more = {}) const
     {
@@ -50,7 +50,7 @@ private:
     [[nodiscard]] int count(const QString &sql) { return m_office->rows(sql).constFirst().toInt(); }
 
 private slots:
-    void init() { m_office = std::make_unique<TestOffice>(); }
+    void init() { m_office = std::make_unique<Office>(); }
 
     void answersOnTheTerminal_data()
     {

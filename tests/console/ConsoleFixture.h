@@ -3,7 +3,7 @@
 #include "console/frmMain.h"
 #include "console/service/MessageBoxes.h"
 #include "foundation/Settings.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QStringList>
 
@@ -70,7 +70,7 @@ public:
         return window.findChild<Widget *>(QString::fromLatin1(name));
     }
 
-    TestOffice office;
+    Office office;
     QString device = office.path(QStringLiteral("no-modem"));
     ModemControl modem{office.clock, [this](int comPort) { return comPort == 3 ? device : QString(); }};
     ScriptedBoxes::Script boxes;

@@ -1,8 +1,8 @@
 #include "tests/console/Desktop.h"
 #include "console/Twips.h"
 #include "foundation/Settings.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
 #include <QTest>
 
@@ -27,7 +27,7 @@ private:
     static constexpr QPoint trayIcon{12, 12};
 
     std::unique_ptr<Desktop> m_desktop;
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<QProcess> m_server;
 
     [[nodiscard]] QString main() const { return m_desktop->window(u"Brenmoor"_s); }
@@ -82,7 +82,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_desktop = std::make_unique<Desktop>();
     }
     void cleanup()

@@ -12,7 +12,7 @@ class frmParmTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     ScriptedBoxes::Script m_script;
     std::unique_ptr<ScriptedBoxes> m_boxes;
     std::unique_ptr<frmParm> m_dialog;
@@ -45,7 +45,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_script = {};
         m_boxes = std::make_unique<ScriptedBoxes>(m_script);
     }

@@ -1,5 +1,5 @@
 #include "database/Transaction.h"
-#include "tests/database/RoutedOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 using namespace Qt::StringLiterals;
 
@@ -33,23 +33,22 @@ private slots:
         QFETCH(bool, strict);
         QFETCH(QString, stored);
         const bool isMariaDb = !columnSet.isEmpty();
-        RoutedOffice office(m_servers, {}, RoutedOffice::currentRoute(),
-                            isMariaDb ? QString() : u"encoding 'EUC_CN' locale 'C' template template0"_s);
-        Connection &connection = office.connection;
+        Office office(currentRoute(), SchemaKind::None, {},
+                      isMariaDb ? QString() : u"encoding 'EUC_CN' locale 'C' template template0"_s);
+        Connection &connection = office.session.Conn();
         const QString set = isMariaDb ? u" character set "_s + columnSet : QString();
-        office.database.oa(u"create table SMS_SIMReceive (OAID integer, FromMB varchar(20)%1,"
-                           " MsgContent varchar(90)%1)"_s.arg(set));
+        office.oa(u"create table SMS_SIMReceive (OAID integer, FromMB varchar(20)%1,"
+                  " MsgContent varchar(90)%1)"_s.arg(set));
         if (isMariaDb) {
-            office.database.oa(
-                u"set global sql_mode='%1'"_s.arg(strict ? u"STRICT_TRANS_TABLES"_s : QString()));
-            connection.open(office.database.connectString());
+            office.oa(u"set global sql_mode='%1'"_s.arg(strict ? u"STRICT_TRANS_TABLES"_s : QString()));
+            connection.open(office.connectString());
         }
         const QString text = u"张😀x—y"_s;
         {
             Transaction transaction(connection);
             for (int id = 1; id <= 2; ++id)
-                office.append(u"SMS_SIMReceive"_s,
-                              {{"OAID"_L1, id}, {"FromMB"_L1, u"1😀"_s}, {"MsgContent"_L1, text}});
+                append(office, u"SMS_SIMReceive"_s,
+                       {{"OAID"_L1, id}, {"FromMB"_L1, u"1😀"_s}, {"MsgContent"_L1, text}});
             const QString ids = u"select OAID from SMS_SIMReceive where %1"_s;
             QVERIFY(!connection.firstValue(ids.arg(u"MsgContent=?"_s), {text}));
             QVERIFY(!connection.firstValue(ids.arg(u"FromMB=? and OAID=1"_s), {u"2😁"_s}));
@@ -63,8 +62,7 @@ private slots:
                 connection.execute(u"update SMS_SIMReceive set FromMB='' where MsgContent=?"_s, {u"😁"_s}), 0);
             transaction.commit();
         }
-        QCOMPARE(office.database.rows(u"select MsgContent from SMS_SIMReceive"_s),
-                 QStringList({stored, stored}));
+        QCOMPARE(office.rows(u"select MsgContent from SMS_SIMReceive"_s), QStringList({stored, stored}));
         const QStringList told = connection.takeReplacedTables();
         QCOMPARE(told.join(u' ').toLower(), u"sms_simreceive"_s);
     }
@@ -72,13 +70,13 @@ private slots:
     /// What a server lacks of its own encoding is learnt from its refusal.
     void characterThatOnlyTheServerLacksCostsOneTry()
     {
-        RoutedOffice office(m_servers, {}, DatabaseRoute::PostgreSql,
-                            u"encoding 'EUC_KR' locale 'C' template template0"_s);
-        office.database.oa(u"create table T (A varchar(20))"_s);
+        Office office(DatabaseRoute::PostgreSql, SchemaKind::None, {},
+                      u"encoding 'EUC_KR' locale 'C' template template0"_s);
+        office.oa(u"create table T (A varchar(20))"_s);
         // The sign for registered goods: newer than the server's table.
         for (const QString &text : {u"한®글"_s, u"한®글"_s})
-            office.append(u"T"_s, {{"A"_L1, text}});
-        QCOMPARE(office.database.rows(u"select A from T"_s).size(), 2);
+            append(office, u"T"_s, {{"A"_L1, text}});
+        QCOMPARE(office.rows(u"select A from T"_s).size(), 2);
     }
 
     void everyTextComesBackFromSqliteAsValidText_data()
@@ -94,16 +92,14 @@ private slots:
     {
         QFETCH(QString, text);
         QFETCH(QString, stored);
-        RoutedOffice office(m_servers, {}, DatabaseRoute::Sqlite);
-        office.database.oa(u"create table T (A text)"_s);
-        office.append(u"T"_s, {{"A"_L1, text}});
-        QCOMPARE(office.connection.firstValue(u"select A from T where A=?"_s, {text})->toString(), stored);
-        QCOMPARE(office.connection.firstValue(u"select hex(A) from T"_s, {})->toString(),
+        Office office(DatabaseRoute::Sqlite, SchemaKind::None);
+        office.oa(u"create table T (A text)"_s);
+        append(office, u"T"_s, {{"A"_L1, text}});
+        QCOMPARE(office.session.Conn().firstValue(u"select A from T where A=?"_s, {text})->toString(),
+                 stored);
+        QCOMPARE(office.session.Conn().firstValue(u"select hex(A) from T"_s, {})->toString(),
                  QString::fromLatin1(stored.toUtf8().toHex().toUpper()));
     }
-
-private:
-    TestServers m_servers;
 };
 
 QTEST_GUILESS_MAIN(CharactersTest)

@@ -1,27 +1,11 @@
 #include "database/Recordset.h"
 #include "database/Transaction.h"
-#include "tests/support/TestOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// The kind of fault that some work ends with.
-std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const DatabaseFault &fault) {
-        return fault.kind();
-    }
-    return std::nullopt;
-}
-
-} // namespace
 
 class ConnectionTest : public QObject
 {
@@ -30,7 +14,7 @@ class ConnectionTest : public QObject
 private slots:
     void snapshotCountsItsRowsAndIsNotDisturbed()
     {
-        TestOffice office;
+        Office office;
         office.oa(u"insert into SMS_Queues (ToMB, MsgContent) values ('1', 'a'), ('2', null), ('3', '')"_s);
         Recordset rows(office.session.Conn());
         rows.open(u"select * from SMS_Queues"_s);
@@ -44,7 +28,7 @@ private slots:
 
     void rowsOfOneRecordsetMaySetDifferentColumns()
     {
-        TestOffice office;
+        Office office;
         Recordset queue(office.session.Conn());
         queue.openForAppend(u"SMS_Queues"_s);
         const auto add = [&](std::initializer_list<QLatin1String> columns) {
@@ -63,7 +47,7 @@ private slots:
 
     void transactionRollsBackUnlessCommitted()
     {
-        TestOffice office;
+        Office office;
         Connection &connection = office.session.Conn();
         const auto insert = [&] { connection.execute(u"insert into SMS_Queues (ToMB) values ('1')"_s); };
         {
@@ -92,7 +76,7 @@ private slots:
 
     void lockedDatabaseIsWaitedForThenUnavailable()
     {
-        TestOffice office;
+        Office office;
         office.oa(u"begin exclusive"_s);
         Connection &connection = office.session.Conn();
         QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
@@ -104,14 +88,14 @@ private slots:
 
     void vanishedFileIsALostConnectionUntilItIsOpenedAgain()
     {
-        TestOffice office;
+        Office office;
         Connection &connection = office.session.Conn();
-        QVERIFY(QFile::rename(office.databaseFile(), office.path(u"away"_s)));
+        QVERIFY(office.moveDatabaseAway());
         QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
                  DatabaseFault::Kind::Lost);
         QVERIFY(!office.session.OpenDB());
         QVERIFY(!QFile::exists(office.databaseFile())); // nothing was created in its place
-        QVERIFY(QFile::rename(office.path(u"away"_s), office.databaseFile()));
+        QVERIFY(office.moveDatabaseBack());
         QVERIFY(!connection.isOpen());
         QVERIFY(office.session.OpenDB());
         connection.execute(u"update SMS_Queues set MsgStatus=8"_s);
@@ -119,7 +103,7 @@ private slots:
 
     void fileThatIsNoDatabaseIsNotOpened()
     {
-        TestOffice office;
+        Office office;
         QFile file(office.path(u"garbage"_s));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(QByteArray(8192, 'x'));

@@ -1,4 +1,4 @@
-#include "tests/database/RoutedOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -72,15 +72,12 @@ private slots:
     {
         QFETCH(DatabaseRoute, route);
         QFETCH(QString, mode);
-        const TestDatabase database(m_servers, route);
+        const Office database(route, SchemaKind::None);
         Connection connection;
         QCOMPARE(kindOf([&] { connection.open(database.connectString() + u";SslMode="_s + mode); }),
                  DatabaseFault::Kind::Lost);
         connection.open(database.connectString() + u";SslMode=prefer"_s);
     }
-
-private:
-    TestServers m_servers;
 };
 
 QTEST_GUILESS_MAIN(EncryptionTest)

@@ -1,7 +1,7 @@
 #include "database/OpenSockets.h"
 #include "database/Recordset.h"
 #include "database/Transaction.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QRegularExpression>
 #include <QTcpServer>
@@ -26,16 +26,6 @@ QString limits()
     return u";Connect Timeout=%1;Command Timeout=%1"_s.arg(limitSeconds);
 }
 
-std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const DatabaseFault &fault) {
-        return fault.kind();
-    }
-    return std::nullopt;
-}
-
 /// The network loses every packet that comes for this socket, acknowledgements too. False when the system does
 /// not allow it, as some containers to an ordinary user.
 [[nodiscard]] bool dropWhatArrives(int socket)
@@ -45,12 +35,6 @@ std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &work)
     return ::setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) == 0;
 }
 
-DatabaseRoute currentRoute()
-{
-    QFETCH(DatabaseRoute, route);
-    return route;
-}
-
 } // namespace
 
 class LostConnectionTest : public QObject
@@ -58,16 +42,16 @@ class LostConnectionTest : public QObject
     Q_OBJECT
 
 private slots:
-    void restartedServerIsLostOnceAndServesAgain_data() { addServerRoutes(); }
+    void restartedServerIsLostOnceAndServesAgain_data() { addRoutes(serverRoutes); }
     void restartedServerIsLostOnceAndServesAgain()
     {
-        TestDatabase database(m_servers, currentRoute());
+        Office office(currentRoute(), SchemaKind::None);
         Connection connection;
-        prepare(database, connection);
+        prepare(office, connection);
         {
             Transaction transaction(connection);
             connection.execute(u"insert into T (N) values (?)"_s, {2});
-            PrivateDatabaseServer &server = m_servers.of(currentRoute());
+            PrivateDatabaseServer &server = serverOf(currentRoute());
             server.stop();
             QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {3}); }),
                      DatabaseFault::Kind::Lost);
@@ -77,39 +61,38 @@ private slots:
             QCOMPARE(kindOf([&] { connection.execute(u"delete from T"_s); }), DatabaseFault::Kind::Lost);
             server.start();
         }
-        requireServes(database, connection);
+        requireServes(office, connection);
     }
 
-    void connectionKilledOnTheServerIsLost_data() { addServerRoutes(); }
+    void connectionKilledOnTheServerIsLost_data() { addRoutes(serverRoutes); }
     void connectionKilledOnTheServerIsLost()
     {
-        TestDatabase database(m_servers, currentRoute());
+        Office office(currentRoute(), SchemaKind::None);
         Connection connection;
-        prepare(database, connection);
-        if (database.isPostgreSql()) {
+        prepare(office, connection);
+        if (office.isPostgreSql()) {
             const auto pid = connection.firstValue(u"select pg_backend_pid()"_s, {});
-            QCOMPARE(database.rows(u"select pg_terminate_backend(%1)"_s.arg(pid->toInt())).size(), 1);
+            QCOMPARE(office.rows(u"select pg_terminate_backend(%1)"_s.arg(pid->toInt())).size(), 1);
             // Gone from the list of sessions, so that the statement cannot come before the end.
             QTRY_COMPARE(
-                database.rows(u"select pid from pg_stat_activity where pid=%1"_s.arg(pid->toInt())).size(),
-                0);
+                office.rows(u"select pid from pg_stat_activity where pid=%1"_s.arg(pid->toInt())).size(), 0);
         } else {
             const auto id = connection.firstValue(u"select connection_id()"_s, {});
-            database.oa(u"kill %1"_s.arg(id->toInt()));
+            office.oa(u"kill %1"_s.arg(id->toInt()));
         }
         QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {2}); }),
                  DatabaseFault::Kind::Lost);
         QVERIFY(!connection.isOpen());
-        requireServes(database, connection);
+        requireServes(office, connection);
     }
 
-    void cutLineIsGivenUpInTime_data() { addServerRoutes(); }
+    void cutLineIsGivenUpInTime_data() { addRoutes(serverRoutes); }
     void cutLineIsGivenUpInTime()
     {
-        TestDatabase database(m_servers, currentRoute());
-        Connection connection;
+        Office office(currentRoute(), SchemaKind::None);
         const OpenSockets before = OpenSockets::now();
-        prepare(database, connection);
+        Connection connection;
+        prepare(office, connection);
         for (const int socket : OpenSockets::now().since(before)) {
             if (!dropWhatArrives(socket)) {
                 QVERIFY2(::geteuid() != 0, "root may filter its sockets");
@@ -121,16 +104,16 @@ private slots:
         QCOMPARE(kindOf([&] { connection.execute(u"insert into T (N) values (?)"_s, {2}); }),
                  DatabaseFault::Kind::Lost);
         QVERIFY2(timer.elapsed() < longestMilliseconds, qPrintable(QString::number(timer.elapsed())));
-        requireServes(database, connection);
+        requireServes(office, connection);
     }
 
-    void closingDoesNotWaitForAStoppedServer_data() { addServerRoutes(); }
+    void closingDoesNotWaitForAStoppedServer_data() { addRoutes(serverRoutes); }
     void closingDoesNotWaitForAStoppedServer()
     {
-        TestDatabase database(m_servers, currentRoute());
+        Office office(currentRoute(), SchemaKind::None);
         Connection connection;
-        prepare(database, connection);
-        PrivateDatabaseServer &server = m_servers.of(currentRoute());
+        prepare(office, connection);
+        PrivateDatabaseServer &server = serverOf(currentRoute());
         server.suspend();
         QElapsedTimer timer;
         timer.start();
@@ -138,30 +121,30 @@ private slots:
         const qint64 closing = timer.elapsed();
         server.resume();
         QVERIFY2(closing < longestMilliseconds, qPrintable(QString::number(closing)));
-        requireServes(database, connection);
+        requireServes(office, connection);
     }
 
-    void readOnlyServerIsNotOpened_data() { addServerRoutes(); }
+    void readOnlyServerIsNotOpened_data() { addRoutes(serverRoutes); }
     void readOnlyServerIsNotOpened()
     {
-        TestDatabase database(m_servers, currentRoute());
+        Office office(currentRoute(), SchemaKind::None);
         Connection connection;
-        prepare(database, connection);
-        const bool isPostgreSql = database.isPostgreSql();
-        QString connectString = database.connectString();
+        prepare(office, connection);
+        const bool isPostgreSql = office.isPostgreSql();
+        QString connectString = office.connectString();
         if (isPostgreSql) {
-            const QString name = database.rows(u"select current_database()"_s)[0];
-            database.oa(u"alter database %1 set default_transaction_read_only=on"_s.arg(name));
+            const QString name = office.rows(u"select current_database()"_s)[0];
+            office.oa(u"alter database %1 set default_transaction_read_only=on"_s.arg(name));
         } else {
             // An account without the right to write all the same.
-            database.oa(u"create or replace user plain@'%' identified by 'p;w''d=1'"_s);
-            database.oa(u"grant select, insert on *.* to plain@'%'"_s);
-            database.oa(u"set global read_only=1"_s);
+            office.oa(u"create or replace user plain@'%' identified by 'p;w''d=1'"_s);
+            office.oa(u"grant select, insert on *.* to plain@'%'"_s);
+            office.oa(u"set global read_only=1"_s);
             connectString.replace(QRegularExpression(u"(UID|User ID)=sms"_s), u"\\1=plain"_s);
         }
         QCOMPARE(kindOf([&] { connection.open(connectString + limits()); }), DatabaseFault::Kind::Lost);
         if (!isPostgreSql)
-            database.oa(u"set global read_only=0"_s);
+            office.oa(u"set global read_only=0"_s);
     }
 
     void silentListenerIsGivenUpInTime_data()
@@ -189,23 +172,21 @@ private slots:
     }
 
 private:
-    static void prepare(TestDatabase &database, Connection &connection)
+    static void prepare(Office &office, Connection &connection)
     {
-        database.oa(u"create table T (N integer primary key)"_s);
-        connection.open(database.connectString() + limits());
+        office.oa(u"create table T (N integer primary key)"_s);
+        connection.open(office.connectString() + limits());
         connection.execute(u"insert into T (N) values (?)"_s, {1});
     }
 
     /// The connection can be opened again; of what was not committed nothing is left.
-    static void requireServes(TestDatabase &database, Connection &connection)
+    static void requireServes(Office &office, Connection &connection)
     {
-        connection.open(database.connectString() + limits());
+        connection.open(office.connectString() + limits());
         connection.execute(u"insert into T (N) values (?)"_s, {9});
-        database.reopen();
-        QCOMPARE(database.rows(u"select N from T where N<>2 order by N"_s), QStringList({u"1"_s, u"9"_s}));
+        office.reopen();
+        QCOMPARE(office.rows(u"select N from T where N<>2 order by N"_s), QStringList({u"1"_s, u"9"_s}));
     }
-
-    TestServers m_servers;
 };
 
 QTEST_GUILESS_MAIN(LostConnectionTest)

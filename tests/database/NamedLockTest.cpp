@@ -1,5 +1,5 @@
 #include "database/NamedLock.h"
-#include "tests/support/TestDatabase.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QTest>
 #include <memory>
@@ -11,20 +11,17 @@ class NamedLockTest : public QObject
 {
     Q_OBJECT
 
-private:
-    TestServers m_servers;
-
     static LockedReading statusOf(int id)
     {
         return {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {id}};
     }
 
 private slots:
-    void oneSessionHoldsIt_data() { addServerRoutes(); }
+    void oneSessionHoldsIt_data() { addRoutes(serverRoutes); }
     void oneSessionHoldsIt()
     {
         QFETCH(DatabaseRoute, route);
-        TestDatabase database(m_servers, route);
+        Office database(route);
         Connection one;
         one.open(database.connectString());
         const auto two = std::make_unique<Connection>();
@@ -52,12 +49,12 @@ private slots:
         QTRY_VERIFY(first.tryTake(longName));
     }
 
-    void anotherDatabaseHasItsOwn_data() { addServerRoutes(); }
+    void anotherDatabaseHasItsOwn_data() { addRoutes(serverRoutes); }
     void anotherDatabaseHasItsOwn()
     {
         QFETCH(DatabaseRoute, route);
-        TestDatabase here(m_servers, route);
-        TestDatabase there(m_servers, route);
+        Office here(route);
+        Office there(route);
         Connection one;
         one.open(here.connectString());
         Connection two;
@@ -68,12 +65,11 @@ private slots:
         QVERIFY(second.tryTake(u"x"_s));
     }
 
-    void readsWhatTheHolderWrote_data() { addServerRoutes(); }
+    void readsWhatTheHolderWrote_data() { addRoutes(serverRoutes); }
     void readsWhatTheHolderWrote()
     {
         QFETCH(DatabaseRoute, route);
-        TestDatabase database(m_servers, route);
-        database.loadSchema();
+        Office database(route);
         for (int i = 0; i < 2; ++i)
             database.oa(
                 u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (-1, '1', 'x', '0')"_s);
@@ -103,7 +99,7 @@ private slots:
 
     void embeddedDatabaseHasNone()
     {
-        TestDatabase database(m_servers, DatabaseRoute::Sqlite);
+        Office database;
         Connection connection;
         connection.open(database.connectString());
         QVERIFY(!NamedLock::isSupported(connection));

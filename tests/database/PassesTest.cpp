@@ -1,4 +1,4 @@
-#include "tests/support/OfficeAtWork.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QRegularExpression>
 #include <QScopeGuard>
@@ -27,40 +27,39 @@ private slots:
     {
         QFETCH(DatabaseRoute, route);
         QFETCH(bool, strict);
-        OfficeAtWork office(m_servers, route, SchemaKind::Sample);
-        TestDatabase &database = office.database;
+        Office office(route);
         const QStringList narrow{u"SMS_SendList.ToNameList"_s, u"SMS_ResultDetail.MsgContent"_s,
                                  u"SMS_SIMReceive.MsgContent"_s};
         for (const QString &place : narrow)
-            database.oa(u"alter table %1 %2"_s.arg(
+            office.oa(u"alter table %1 %2"_s.arg(
                 place.section(u'.', 0, 0),
-                (database.isPostgreSql() ? u"alter column %1 type varchar(5)"_s : u"modify %1 varchar(5)"_s)
+                (office.isPostgreSql() ? u"alter column %1 type varchar(5)"_s : u"modify %1 varchar(5)"_s)
                     .arg(place.section(u'.', 1))));
-        if (database.isMariaDb()) {
+        if (office.isMariaDb()) {
             // Left out by the program, and without a default: what only a server that is not strict allows.
             if (!strict)
-                database.oa(u"alter table SMS_SIMReceive add Remark varchar(9) not null"_s);
-            database.oa(u"set global sql_mode='%1'"_s.arg(strict ? u"STRICT_TRANS_TABLES"_s : QString()));
+                office.oa(u"alter table SMS_SIMReceive add Remark varchar(9) not null"_s);
+            office.oa(u"set global sql_mode='%1'"_s.arg(strict ? u"STRICT_TRANS_TABLES"_s : QString()));
             QVERIFY(office.session.OpenDB());
         }
-        office.add(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"zhang"_s, u"13800000001"_s});
+        office.addRow(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"zhang"_s, u"13800000001"_s});
         for (const QString &names : {u"张"_s, u"张;李;王;赵"_s, u"李"_s})
-            office.add(u"SMS_WaitToSend"_s, u"ToSendDT, ToUserList, ToNameList, MsgContent"_s,
-                       {u"2006-03-05"_s, u"zhang"_s, names, u"x"_s});
+            office.addRow(u"SMS_WaitToSend"_s, u"ToSendDT, ToUserList, ToNameList, MsgContent"_s,
+                          {u"2006-03-05"_s, u"zhang"_s, names, u"x"_s});
         for (const QString &text : {u"短"_s, u"一二三四五六"_s, u"一二三四五"_s})
-            office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1"_s, text, 8});
-        office.passes.expand();
-        office.passes.archive();
+            office.addRow(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1"_s, text, 8});
+        office.passes().expand();
+        office.passes().archive();
         for (const QString &text : {u"before"_s, u"一二三"_s, u"一二三四五"_s})
             office.simulator().command(u"deliver 13900000001 "_s + text);
         QTRY_VERIFY(office.simulator().command(u"status"_s).contains(u"SM=1/"_s));
-        QCOMPARE(office.rows(u"SMS_WaitToSend"_s, u"ToNameList"_s), QStringList(u"张;李;王;赵"_s));
-        QCOMPARE(office.rows(u"SMS_SendList"_s, u"ToNameList"_s), QStringList({u"张"_s, u"李"_s}));
-        QCOMPARE(office.rows(u"SMS_ResultDetail"_s, u"MsgContent"_s),
+        QCOMPARE(office.table(u"SMS_WaitToSend"_s, u"ToNameList"_s), QStringList(u"张;李;王;赵"_s));
+        QCOMPARE(office.table(u"SMS_SendList"_s, u"ToNameList"_s), QStringList({u"张"_s, u"李"_s}));
+        QCOMPARE(office.table(u"SMS_ResultDetail"_s, u"MsgContent"_s),
                  QStringList({u"短"_s, u"一二三四五"_s}));
-        QCOMPARE(office.rows(u"SMS_Queues"_s, u"MsgContent"_s),
+        QCOMPARE(office.table(u"SMS_Queues"_s, u"MsgContent"_s),
                  QStringList({u"一二三四五六"_s, u"x"_s, u"x"_s}));
-        QCOMPARE(office.rows(u"SMS_SIMReceive"_s, u"MsgContent"_s),
+        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"MsgContent"_s),
                  QStringList({u"一二三"_s, u"一二三四五"_s}));
         const QStringList log = office.console.takeLog();
         for (const QString &place : narrow) {
@@ -76,39 +75,38 @@ private slots:
 
     void messageStoredJustBeforeALossIsNotStoredAgain()
     {
-        OfficeAtWork office(m_servers, DatabaseRoute::PostgreSql, SchemaKind::Sample);
-        office.database.oa(u"create function hang_up() returns trigger language plpgsql as"
-                           " 'begin perform pg_terminate_backend(pg_backend_pid()); return new; end'"_s);
-        office.database.oa(u"create trigger hang_up before insert on SMS_SIMReceive"
-                           " for each row execute function hang_up()"_s);
-        FaultLog faults(office.console);
-        TaskGuard guard(office.session, office.console, faults);
-        InboundMessageHandler handler(office.session, office.console, faults, guard, office.modem);
+        Office office(DatabaseRoute::PostgreSql);
+        office.oa(u"create function hang_up() returns trigger language plpgsql as"
+                  " 'begin perform pg_terminate_backend(pg_backend_pid()); return new; end'"_s);
+        office.oa(u"create trigger hang_up before insert on SMS_SIMReceive"
+                  " for each row execute function hang_up()"_s);
+        InboundMessageHandler handler(office.session, office.console, office.faults, office.guard,
+                                      office.modem());
         const ReceivedMessage message{u"10086"_s, u"It's 会议"_s, u"2006-03-05 06:00:00"_s};
         QCOMPARE(handler.handle(0, message), MessageFate::Wait);
-        office.database.oa(u"drop trigger hang_up on SMS_SIMReceive"_s);
+        office.oa(u"drop trigger hang_up on SMS_SIMReceive"_s);
         // As the server would have it, had it been lost between the commit and its answer.
-        office.add(u"SMS_SIMReceive"_s, u"FromMB, JieSHouDT, MsgContent"_s,
-                   {message.sender, message.receiveTime, message.text});
+        office.addRow(u"SMS_SIMReceive"_s, u"FromMB, JieSHouDT, MsgContent"_s,
+                      {message.sender, message.receiveTime, message.text});
         QVERIFY(QTest::qWaitFor([&] { return handler.handle(0, message) == MessageFate::Handled; }));
-        QCOMPARE(office.rows(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 1);
+        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 1);
         // From then on the same text in the same second is another message.
         QCOMPARE(handler.handle(0, message), MessageFate::Handled);
-        QCOMPARE(office.rows(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 2);
+        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 2);
         QCOMPARE(office.console.takeLog().size(), 4); // lost, back, two messages
     }
 
-    void sharingTheQueueCostsOneStatementAMessage_data() { addServerRoutes(); }
+    void sharingTheQueueCostsOneStatementAMessage_data() { addRoutes(serverRoutes); }
     void sharingTheQueueCostsOneStatementAMessage()
     {
         QFETCH(DatabaseRoute, route);
-        OfficeAtWork office(m_servers, route, SchemaKind::Sample);
+        Office office(route);
         QVERIFY(office.simulator().sent().isEmpty()); // plugged in
         const auto statementsOfAPass = [&] {
             for (int number = 1; number <= 5; ++number)
-                office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {number, u"x"_s, 0});
+                office.addRow(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {number, u"x"_s, 0});
             const qint64 before = office.session.Conn().statementsRun();
-            office.passes.send();
+            office.passes().send();
             return office.session.Conn().statementsRun() - before;
         };
         const qint64 alone = statementsOfAPass();
@@ -117,27 +115,27 @@ private slots:
         QCOMPARE(office.simulator().sent().size(), 10);
     }
 
-    void stoppedServerBlocksNoTickForLonger_data() { addServerRoutes(); }
+    void stoppedServerBlocksNoTickForLonger_data() { addRoutes(serverRoutes); }
     void stoppedServerBlocksNoTickForLonger()
     {
         QFETCH(DatabaseRoute, route);
-        OfficeAtWork office(m_servers, route, SchemaKind::Sample, u";Connect Timeout=2;Command Timeout=2"_s);
+        Office office(route, SchemaKind::Sample, u";Connect Timeout=2;Command Timeout=2"_s);
         QVERIFY(office.simulator().sent().isEmpty()); // plugged in
         const auto tick = [&] {
             QElapsedTimer timer;
             timer.start();
-            office.passes.send();
-            office.passes.archive();
-            office.passes.expand();
-            office.passes.alert();
+            office.passes().send();
+            office.passes().archive();
+            office.passes().expand();
+            office.passes().alert();
             return timer.elapsed();
         };
         tick();
-        office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1001"_s, u"x"_s, 0});
+        office.addRow(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1001"_s, u"x"_s, 0});
         QList<qint64> ticks;
         {
-            m_servers.of(route).suspend();
-            const auto goOn = qScopeGuard([&] { m_servers.of(route).resume(); });
+            serverOf(route).suspend();
+            const auto goOn = qScopeGuard([&] { serverOf(route).resume(); });
             // The first finds the server silent, a later one tries to connect again.
             for (int i = 0; i < 2; ++i)
                 QVERIFY(QTest::qWaitFor([&] { return ticks.emplaceBack(tick()) > 100; }));
@@ -146,15 +144,12 @@ private slots:
         // Three seconds for a busy machine.
         for (const qint64 milliseconds : qAsConst(ticks))
             QVERIFY2(milliseconds < 7000, qPrintable(QString::number(milliseconds)));
-        QTRY_COMPARE((tick(), office.rows(u"SMS_ResultDetail"_s, u"ToMB"_s)), QStringList(u"1001"_s));
+        QTRY_COMPARE((tick(), office.table(u"SMS_ResultDetail"_s, u"ToMB"_s)), QStringList(u"1001"_s));
         QCOMPARE(office.simulator().sent().size(), 1);
         const QStringList log = office.console.takeLog();
         QVERIFY2(log.size() == 2 && log[0].startsWith(u"数据库连接失败"_s) && log[1] == u"数据库连接恢复正常",
                  qPrintable(log.join(u'\n')));
     }
-
-private:
-    TestServers m_servers;
 };
 
 int main(int argc, char **argv)

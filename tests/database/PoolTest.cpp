@@ -1,4 +1,4 @@
-#include "tests/database/RoutedOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QProcess>
 #include <QTcpServer>
@@ -79,9 +79,9 @@ private slots:
     {
         QFETCH(DatabaseRoute, route);
         QFETCH(QString, mode);
-        const TestDatabase database(m_servers, route);
-        const Pool pool(m_servers.of(route), mode);
-        const QString target = database.connectString().replace(QString::number(m_servers.of(route).port()),
+        const Office database(route, SchemaKind::None);
+        const Pool pool(serverOf(route), mode);
+        const QString target = database.connectString().replace(QString::number(serverOf(route).port()),
                                                                 QString::number(pool.port()));
         Connection connection;
         std::optional<DatabaseFault> fault;
@@ -94,9 +94,6 @@ private slots:
         if (!fault)
             QCOMPARE(connection.firstValue(u"select 1"_s, {})->toInt(), 1);
     }
-
-private:
-    TestServers m_servers;
 };
 
 QTEST_GUILESS_MAIN(PoolTest)

@@ -1,6 +1,6 @@
 #include "database/Transaction.h"
 #include "database/Savepoint.h"
-#include "tests/database/RoutedOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 #include <QDeadlineTimer>
 #include <QThread>
@@ -15,13 +15,13 @@ class TransactionTest : public QObject
 
 private slots:
     /// A deadlock's victim is rolled back by the server. Nothing of what follows may run on its own.
-    void nothingRunsOnAfterAFault_data() { addDatabaseRoutes(); }
+    void nothingRunsOnAfterAFault_data() { addRoutes(); }
     void nothingRunsOnAfterAFault()
     {
-        RoutedOffice office(m_servers, u";Command Timeout=2"_s);
-        Connection &connection = office.connection;
-        office.database.oa(u"create table T (N integer primary key, V integer)"_s);
-        office.database.oa(u"insert into T (N, V) values (1, 0), (2, 0)"_s);
+        Office office(currentRoute(), SchemaKind::None, u";Command Timeout=2"_s);
+        Connection &connection = office.session.Conn();
+        office.oa(u"create table T (N integer primary key, V integer)"_s);
+        office.oa(u"insert into T (N, V) values (1, 0), (2, 0)"_s);
         {
             Transaction transaction(connection);
             connection.execute(u"update T set V=1 where N=1"_s);
@@ -34,7 +34,7 @@ private slots:
             QVERIFY(kindOf([&] { Savepoint step(connection); }));
             QVERIFY(kindOf([&] { transaction.commit(); }));
         }
-        QCOMPARE(office.database.rows(u"select N, V from T order by N"_s), QStringList({u"1|0"_s, u"2|0"_s}));
+        QCOMPARE(office.rows(u"select N, V from T order by N"_s), QStringList({u"1|0"_s, u"2|0"_s}));
         // A count of rows found, not only of those that were given another value.
         QCOMPARE(connection.execute(u"update T set V=0"_s), 2);
         QCOMPARE(connection.execute(u"update T set V=0 where N=3"_s), 0);
@@ -42,16 +42,16 @@ private slots:
 
     void deadlockVictimWritesNothing()
     {
-        RoutedOffice office(m_servers, u";Command Timeout=5"_s, DatabaseRoute::MariaDb);
-        Connection &connection = office.connection;
-        office.database.oa(u"create table T (N integer primary key, V integer) engine=InnoDB"_s);
-        office.database.oa(u"insert into T (N, V) values (1, 0), (2, 0), (3, 0)"_s);
+        Office office(DatabaseRoute::MariaDb, SchemaKind::None, u";Command Timeout=5"_s);
+        Connection &connection = office.session.Conn();
+        office.oa(u"create table T (N integer primary key, V integer) engine=InnoDB"_s);
+        office.oa(u"insert into T (N, V) values (1, 0), (2, 0), (3, 0)"_s);
         Transaction ours(connection);
         connection.execute(u"update T set V=1 where N=1"_s);
         std::promise<void> ready;
         std::thread other([&] {
             Connection rival;
-            rival.open(office.database.connectString());
+            rival.open(office.connectString());
             const Transaction theirs(rival);
             rival.execute(u"update T set V=2 where N in (2, 3)"_s);
             ready.set_value();
@@ -64,19 +64,18 @@ private slots:
         QCOMPARE(victim, DatabaseFault::Kind::Unavailable);
         QCOMPARE(kindOf([&] { connection.execute(u"delete from T"_s); }), DatabaseFault::Kind::Unavailable);
         QCOMPARE(kindOf([&] { ours.commit(); }), DatabaseFault::Kind::Unavailable);
-        QCOMPARE(office.database.rows(u"select N, V from T order by N"_s),
+        QCOMPARE(office.rows(u"select N, V from T order by N"_s),
                  QStringList({u"1|0"_s, u"2|0"_s, u"3|0"_s}));
     }
 
     /// Neither none nor that of an earlier row is ever taken for the identity of this one.
-    void identityThatDoesNotComeBackIsAFault_data() { addDatabaseRoutes(); }
+    void identityThatDoesNotComeBackIsAFault_data() { addRoutes(); }
     void identityThatDoesNotComeBackIsAFault()
     {
-        RoutedOffice office(m_servers);
-        office.database.loadSchema();
-        office.append(u"SMS_Queues"_s, {{"ToMB"_L1, u"1"_s}});
-        office.database.oa(u"create table Unnumbered (OAID integer, Note varchar(9))"_s);
-        Recordset rows(office.connection);
+        Office office(currentRoute());
+        append(office, u"SMS_Queues"_s, {{"ToMB"_L1, u"1"_s}});
+        office.oa(u"create table Unnumbered (OAID integer, Note varchar(9))"_s);
+        Recordset rows(office.session.Conn());
         rows.openForAppend(u"Unnumbered"_s, u"OAID"_s);
         rows.addNew();
         rows.set("Note"_L1, u"x"_s);
@@ -104,33 +103,32 @@ private slots:
     {
         QFETCH(int, rows);
         QFETCH(QString, as);
-        RoutedOffice office(m_servers, u";Command Timeout=5"_s);
-        TestDatabase &database = office.database;
+        Office office(currentRoute(), SchemaKind::None, u";Command Timeout=5"_s);
         const QString columns =
             u" (UserName varchar(20), Type varchar(20), IsOrder varchar(9), %1 integer)"_s.arg(
                 as == u"view" || as == u"numbered" ? u"OAID"_s : u"N"_s);
         const bool isView = as == u"view";
-        database.oa((isView ? u"create table Kept"_s : u"create table SMS_IsOrder"_s) + columns +
-                    (as == u"partitions" ? u" partition by list (N)"_s : QString()));
+        office.oa((isView ? u"create table Kept"_s : u"create table SMS_IsOrder"_s) + columns +
+                  (as == u"partitions" ? u" partition by list (N)"_s : QString()));
         if (isView)
-            database.oa(u"create view SMS_IsOrder as select * from Kept"_s);
+            office.oa(u"create view SMS_IsOrder as select * from Kept"_s);
         for (int i = 0; i < rows; ++i) {
             if (as == u"partitions")
-                database.oa(u"create table P%1 partition of SMS_IsOrder for values in (%1)"_s.arg(i));
-            database.oa(u"insert into SMS_IsOrder values ('zhang', 'NBYJ', '1', %1)"_s.arg(i));
+                office.oa(u"create table P%1 partition of SMS_IsOrder for values in (%1)"_s.arg(i));
+            office.oa(u"insert into SMS_IsOrder values ('zhang', 'NBYJ', '1', %1)"_s.arg(i));
         }
-        Transaction transaction(office.connection);
-        Recordset switches(office.connection);
+        Transaction transaction(office.session.Conn());
+        Recordset switches(office.session.Conn());
         switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {u"zhang"_s, u"NBYJ"_s});
         std::promise<void> ready;
         // The other one commits only when ours is waiting.
         std::thread other([&] {
             Connection rival;
-            rival.open(database.connectString());
+            rival.open(office.connectString());
             Transaction theirs(rival);
             rival.execute(u"update SMS_IsOrder set IsOrder='8'"_s);
             ready.set_value();
-            const QString waits = database.isPostgreSql() ? m_postgreSqlWaits : m_mariaDbWaits;
+            const QString waits = office.isPostgreSql() ? m_postgreSqlWaits : m_mariaDbWaits;
             QDeadlineTimer limit(4000);
             while (rival.firstValue(waits, {})->toInt() == 0 && !limit.hasExpired())
                 QThread::yieldCurrentThread();
@@ -142,45 +140,43 @@ private slots:
         other.join();
         QVERIFY2(!fault, qPrintable(fault ? fault->message() : QString()));
         transaction.commit();
-        QCOMPARE(database.rows(u"select count(*) from SMS_IsOrder where IsOrder='0'"_s), QStringList(u"1"_s));
+        QCOMPARE(office.rows(u"select count(*) from SMS_IsOrder where IsOrder='0'"_s), QStringList(u"1"_s));
     }
 
-    void rowThatIsGoneIsAFault_data() { addDatabaseRoutes(); }
+    void rowThatIsGoneIsAFault_data() { addRoutes(); }
     void rowThatIsGoneIsAFault()
     {
-        RoutedOffice office(m_servers);
-        office.database.loadSchema();
-        office.append(u"SMS_IsOrder"_s, {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}});
-        Recordset switches(office.connection);
+        Office office(currentRoute());
+        append(office, u"SMS_IsOrder"_s, {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}});
+        Recordset switches(office.session.Conn());
         switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {u"zhang"_s, u"NBYJ"_s});
-        office.database.oa(u"delete from SMS_IsOrder"_s);
+        office.oa(u"delete from SMS_IsOrder"_s);
         switches.set("IsOrder"_L1, u"0"_s);
         QCOMPARE(kindOf([&] { switches.update(); }), DatabaseFault::Kind::Unavailable);
     }
 
-    void firstOfSeveralRowsIsChanged_data() { addDatabaseRoutes(); }
+    void firstOfSeveralRowsIsChanged_data() { addRoutes(); }
     void firstOfSeveralRowsIsChanged()
     {
-        RoutedOffice office(m_servers);
-        office.database.loadSchema();
+        Office office(currentRoute());
         for (int i = 0; i < 3; ++i)
-            office.append(u"SMS_IsOrder"_s,
-                          {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}, {"IsOrder"_L1, u"1"_s}});
-        Recordset rows(office.connection);
+            append(office, u"SMS_IsOrder"_s,
+                   {{"UserName"_L1, u"zhang"_s}, {"Type"_L1, u"NBYJ"_s}, {"IsOrder"_L1, u"1"_s}});
+        Recordset rows(office.session.Conn());
         rows.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and type=?"_s, {u"zhang"_s, u"NBYJ"_s});
         QCOMPARE(rows.recordCount(), 3);
         rows.set("IsOrder"_L1, u"0"_s);
         rows.update();
-        QCOMPARE(office.database.rows(u"select IsOrder from SMS_IsOrder order by OAID"_s),
+        QCOMPARE(office.rows(u"select IsOrder from SMS_IsOrder order by OAID"_s),
                  QStringList({u"0"_s, u"1"_s, u"1"_s}));
     }
 
-    void stepThatFailsCostsOnlyItself_data() { addDatabaseRoutes(); }
+    void stepThatFailsCostsOnlyItself_data() { addRoutes(); }
     void stepThatFailsCostsOnlyItself()
     {
-        RoutedOffice office(m_servers);
-        Connection &connection = office.connection;
-        office.database.oa(u"create table T (N integer primary key)"_s);
+        Office office(currentRoute(), SchemaKind::None);
+        Connection &connection = office.session.Conn();
+        office.oa(u"create table T (N integer primary key)"_s);
         const auto insert = [&](int n) { connection.execute(u"insert into T (N) values (?)"_s, {n}); };
         {
             Transaction transaction(connection);
@@ -202,7 +198,7 @@ private slots:
             }
             transaction.commit();
         }
-        QCOMPARE(office.database.rows(u"select N from T order by N"_s), QStringList({u"1"_s, u"3"_s}));
+        QCOMPARE(office.rows(u"select N from T order by N"_s), QStringList({u"1"_s, u"3"_s}));
         {
             // A fault outside a step still forbids the commit.
             Transaction transaction(connection);
@@ -211,32 +207,29 @@ private slots:
             QCOMPARE(kindOf([&] { transaction.commit(); }), DatabaseFault::Kind::Refused);
         }
         insert(5);
-        QCOMPARE(office.database.rows(u"select count(*) from T"_s), QStringList(u"3"_s));
+        QCOMPARE(office.rows(u"select count(*) from T"_s), QStringList(u"3"_s));
     }
 
-    void identityIsThisRowsWhateverTriggersNumber_data() { addDatabaseRoutes(); }
+    void identityIsThisRowsWhateverTriggersNumber_data() { addRoutes(); }
     void identityIsThisRowsWhateverTriggersNumber()
     {
-        RoutedOffice office(m_servers);
-        TestDatabase &database = office.database;
-        database.loadSchema();
-        database.oa(
-            database.isPostgreSql()
+        Office office(currentRoute());
+        office.oa(
+            office.isPostgreSql()
                 ? u"create table Journal (ID integer generated always as identity primary key, T text)"_s
-            : database.isMariaDb()
-                ? u"create table Journal (ID integer auto_increment primary key, T text)"_s
-                : u"create table Journal (ID integer primary key autoincrement, T text)"_s);
+            : office.isMariaDb() ? u"create table Journal (ID integer auto_increment primary key, T text)"_s
+                                 : u"create table Journal (ID integer primary key autoincrement, T text)"_s);
         for (int i = 0; i < 40; ++i)
-            database.oa(u"insert into Journal (T) values ('earlier')"_s);
-        if (database.isPostgreSql())
-            database.oa(u"create function journal() returns trigger language plpgsql as"
-                        " 'begin insert into Journal (T) values (1); return new; end'"_s);
+            office.oa(u"insert into Journal (T) values ('earlier')"_s);
+        if (office.isPostgreSql())
+            office.oa(u"create function journal() returns trigger language plpgsql as"
+                      " 'begin insert into Journal (T) values (1); return new; end'"_s);
         for (const QString &when : {u"before"_s, u"after"_s})
-            database.oa(u"create trigger t_%1 %1 insert on SMS_SendList for each row %2"_s.arg(
-                when, database.isPostgreSql() ? u"execute function journal()"_s
-                      : database.isMariaDb()  ? u"insert into Journal (T) values ('x')"_s
-                                              : u"begin insert into Journal (T) values ('x'); end"_s));
-        Recordset list(office.connection);
+            office.oa(u"create trigger t_%1 %1 insert on SMS_SendList for each row %2"_s.arg(
+                when, office.isPostgreSql() ? u"execute function journal()"_s
+                      : office.isMariaDb()  ? u"insert into Journal (T) values ('x')"_s
+                                            : u"begin insert into Journal (T) values ('x'); end"_s));
+        Recordset list(office.session.Conn());
         list.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
         for (int wanted = 1; wanted <= 3; ++wanted) {
             list.addNew();
@@ -244,29 +237,28 @@ private slots:
             list.update();
             QCOMPARE(list.identity().toInt(), wanted);
         }
-        QCOMPARE(database.rows(u"select count(*) from Journal"_s), QStringList(u"46"_s));
+        QCOMPARE(office.rows(u"select count(*) from Journal"_s), QStringList(u"46"_s));
     }
 
-    void lockedRowIsWaitedForThenUnavailable_data() { addServerRoutes(); }
+    void lockedRowIsWaitedForThenUnavailable_data() { addRoutes(serverRoutes); }
     void lockedRowIsWaitedForThenUnavailable()
     {
-        RoutedOffice office(m_servers, u";Command Timeout=1"_s);
-        office.database.oa(u"create table T (N integer primary key)"_s);
-        office.database.oa(u"insert into T (N) values (1)"_s);
-        office.database.oa(u"begin"_s);
-        office.database.oa(u"update T set N=2"_s);
+        Office office(currentRoute(), SchemaKind::None, u";Command Timeout=1"_s);
+        office.oa(u"create table T (N integer primary key)"_s);
+        office.oa(u"insert into T (N) values (1)"_s);
+        office.oa(u"begin"_s);
+        office.oa(u"update T set N=2"_s);
         QElapsedTimer timer;
         timer.start();
-        QCOMPARE(kindOf([&] { office.connection.execute(u"update T set N=3"_s); }),
+        QCOMPARE(kindOf([&] { office.session.Conn().execute(u"update T set N=3"_s); }),
                  DatabaseFault::Kind::Unavailable);
         QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
-        QVERIFY(office.connection.isOpen());
-        office.database.oa(u"rollback"_s);
-        QCOMPARE(office.connection.execute(u"update T set N=3"_s), 1);
+        QVERIFY(office.session.Conn().isOpen());
+        office.oa(u"rollback"_s);
+        QCOMPARE(office.session.Conn().execute(u"update T set N=3"_s), 1);
     }
 
 private:
-    TestServers m_servers;
     const QString m_mariaDbWaits =
         u"select count(*) from information_schema.processlist where info like 'update%limit 1'"_s;
     const QString m_postgreSqlWaits = u"select count(*) from pg_locks where not granted"_s;

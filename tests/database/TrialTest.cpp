@@ -1,5 +1,5 @@
 #include "foundation/DatabaseTrial.h"
-#include "tests/database/RoutedOffice.h"
+#include "tests/database/DatabaseWork.h"
 
 using namespace Qt::StringLiterals;
 
@@ -18,16 +18,15 @@ private:
     }
 
 private slots:
-    void wholeDatabaseHasNoProblem_data() { addDatabaseRoutes(); }
+    void wholeDatabaseHasNoProblem_data() { addRoutes(); }
     void wholeDatabaseHasNoProblem()
     {
-        RoutedOffice office(m_servers);
-        office.database.loadSchema();
-        office.database.oa(u"insert into SA_email (UserName) values ('zhang')"_s);
-        QCOMPARE(told(triedWithoutRows(office.connection)), QString());
-        QCOMPARE(told(triedWithRows(office.connection)), QString());
+        Office office(currentRoute());
+        office.oa(u"insert into SA_email (UserName) values ('zhang')"_s);
+        QCOMPARE(told(triedWithoutRows(office.session.Conn())), QString());
+        QCOMPARE(told(triedWithRows(office.session.Conn())), QString());
         for (const QString &table : {u"SMS_SendList"_s, u"SMS_Queues"_s, u"SMS_SIMReceive"_s, u"VO_Email"_s})
-            QCOMPARE(office.database.rows(u"select count(*) from "_s + table), QStringList(u"0"_s));
+            QCOMPARE(office.rows(u"select count(*) from "_s + table), QStringList(u"0"_s));
     }
 
     void whatCannotWorkIsNamed_data()
@@ -63,26 +62,22 @@ private slots:
     {
         QFETCH(QString, change);
         QFETCH(QString, problem);
-        RoutedOffice office(m_servers);
-        office.database.loadSchema();
-        if (office.database.isPostgreSql()) {
-            office.database.oa(u"do $$begin if not exists (select from pg_roles where rolname='clerk') then"
-                               " create role clerk login password '%1'; end if; end$$"_s.arg(
-                                   PrivateDatabaseServer::password().replace(u'\'', "''"_L1)));
-            office.database.oa(u"grant all on all tables in schema public to clerk"_s);
+        Office office(currentRoute());
+        if (office.isPostgreSql()) {
+            office.oa(u"do $$begin if not exists (select from pg_roles where rolname='clerk') then"
+                      " create role clerk login password '%1'; end if; end$$"_s.arg(
+                          PrivateDatabaseServer::password().replace(u'\'', "''"_L1)));
+            office.oa(u"grant all on all tables in schema public to clerk"_s);
         }
-        office.database.oa(change);
-        if (office.database.isPostgreSql())
-            office.connection.open(office.database.connectString().replace("ID=sms"_L1, "ID=clerk"_L1));
-        auto problems = triedWithoutRows(office.connection);
+        office.oa(change);
+        if (office.isPostgreSql())
+            office.session.Conn().open(office.connectString().replace("ID=sms"_L1, "ID=clerk"_L1));
+        auto problems = triedWithoutRows(office.session.Conn());
         if (problems.isEmpty())
-            problems = triedWithRows(office.connection);
+            problems = triedWithRows(office.session.Conn());
         QCOMPARE(problems.size(), 1);
         QVERIFY2(problems[0].what.startsWith(problem), qPrintable(told(problems)));
     }
-
-private:
-    TestServers m_servers;
 };
 
 QTEST_GUILESS_MAIN(TrialTest)

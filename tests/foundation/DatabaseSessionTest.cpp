@@ -1,5 +1,5 @@
 #include "foundation/Settings.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -20,7 +20,7 @@ private slots:
     void withoutAStringItFailsAndConnIsNotOpen()
     {
         QFETCH(QString, connectString);
-        TestOffice office;
+        Office office;
         office.registry.write(Settings::connectStringPath(), connectString);
         QVERIFY(!office.session.OpenDB());
         QVERIFY(!office.session.Conn().isOpen());
@@ -31,8 +31,8 @@ private slots:
 
     void secondOpenReplacesTheConnection()
     {
-        TestOffice first;
-        TestOffice second;
+        Office first;
+        Office second;
         first.registry.write(Settings::connectStringPath(), second.connectString());
         QVERIFY(first.session.OpenDB());
         first.session.Conn().execute(u"insert into SMS_Queues (ToMB) values ('7')"_s);

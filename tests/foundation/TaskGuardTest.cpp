@@ -1,6 +1,5 @@
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
-#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -12,7 +11,7 @@ class TaskGuardTest : public QObject
 private slots:
     void faultIsToldOnceWhileItLastsAndOnceWhenItIsOver()
     {
-        TestOffice office;
+        Office office;
         QString cause = u"甲"_s;
         const auto tick = [&] {
             office.guard.runPass(u"任务"_s, [&] {
@@ -34,7 +33,7 @@ private slots:
 
     void manyRowsSetAsideAreSummedUp()
     {
-        TestOffice office;
+        Office office;
         for (int rows = 19; rows <= 25; rows += 6) {
             office.guard.run(u"任务"_s, [&] {
                 for (int row = 0; row < rows; ++row)
@@ -53,14 +52,14 @@ private slots:
 
     void anyExceptionEndsHere()
     {
-        TestOffice office;
+        Office office;
         office.guard.run(u"任务"_s, [] { throw std::bad_alloc(); });
         QCOMPARE(office.console.takeLog().size(), 1);
     }
 
     void lostDatabaseIsReopenedWithOneLineForTheLossAndOneForTheReturn()
     {
-        TestOffice office;
+        Office office;
         int passes = 0;
         const auto tick = [&] {
             office.guard.runPass(u"任务"_s, [&] {
@@ -70,19 +69,19 @@ private slots:
         };
         tick();
         QCOMPARE(passes, 1);
-        QVERIFY(QFile::rename(office.databaseFile(), office.path(u"away"_s)));
+        QVERIFY(office.moveDatabaseAway());
         tick();
         tick();
         QCOMPARE(passes, 1);
         QCOMPARE(office.console.takeLog().size(), 1);
-        QVERIFY(QFile::rename(office.path(u"away"_s), office.databaseFile()));
+        QVERIFY(office.moveDatabaseBack());
         QTRY_VERIFY(passes == 2 || (tick(), passes == 2));
         QCOMPARE(office.console.takeLog(), QStringList(u"数据库连接恢复正常"_s));
     }
 
     void lockedDatabaseCostsOneWaitATick()
     {
-        TestOffice office;
+        Office office;
         office.oa(u"begin exclusive"_s);
         int reached = 0;
         const auto tick = [&](const QString &task) {
@@ -102,7 +101,7 @@ private slots:
 
     void noPassBeginsOnceTheProgramIsToEnd()
     {
-        TestOffice office;
+        Office office;
         office.console.stopWhen = [] { return true; };
         office.guard.runPass(u"任务"_s, [] { QFAIL("began"); });
     }

@@ -1,6 +1,6 @@
 #include "foundation/UserDirectory.h"
 #include "database/Transaction.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -32,7 +32,7 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QString, number);
         QFETCH(QString, userOfNumber);
-        TestOffice office;
+        Office office;
         office.oa(u"insert into VO_UserInfor (UserName, Mobile, TureName) values ('alice', '13800000001', "
                   u"'爱丽丝'),"
                   " ('bob', '13800000001', null), ('carol', null, ''), ('dave', '+86 138', 'd'),"
@@ -45,7 +45,7 @@ private slots:
 
     void displayNameIsTheValueAsRead()
     {
-        TestOffice office;
+        Office office;
         office.oa(
             u"insert into VO_UserInfor (UserName, TureName) values ('alice', '爱丽丝'), ('bob', null)"_s);
         QCOMPARE(ShowUserName(office.session.Conn(), u"alice"_s).toString(), u"爱丽丝"_s);
@@ -55,7 +55,7 @@ private slots:
 
     void failedLookupGivesNothingButForbidsTheCommitAroundIt()
     {
-        TestOffice office;
+        Office office;
         office.oa(u"alter table VO_UserInfor rename to gone"_s);
         Connection &connection = office.session.Conn();
         QCOMPARE(getMBUser(connection, u"1"_s), u""_s);

@@ -1,5 +1,5 @@
 #include "incoming/InboundMessageHandler.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QFile>
 #include <QTest>
@@ -12,7 +12,7 @@ class InboundMessageHandlerTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<ModemControl> m_modem;
     std::unique_ptr<InboundMessageHandler> m_handler;
 
@@ -34,7 +34,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_modem = std::make_unique<ModemControl>(m_office->clock, [](int) { return QString(); });
         m_handler = restarted();
     }
@@ -97,14 +97,13 @@ private slots:
 
     void messagesWaitWhileTheDatabaseIsAway()
     {
-        const QString file = m_office->databaseFile();
-        QVERIFY(QFile::rename(file, file + u".away"_s));
+        QVERIFY(m_office->moveDatabaseAway());
         QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
         QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
         const QStringList log = m_office->console.takeLog();
         QCOMPARE(log.size(), 1);
         QVERIFY2(log[0].startsWith(u"数据库连接"_s), qPrintable(log[0]));
-        QVERIFY(QFile::rename(file + u".away"_s, file));
+        QVERIFY(m_office->moveDatabaseBack());
         // The handler opens it again itself; no pass need come before. Its guard asks at most twice a second.
         QVERIFY(QTest::qWaitFor([&] { return arrive(u"1"_s, u"one"_s) == MessageFate::Handled; }));
         QCOMPARE(stored().size(), 1);

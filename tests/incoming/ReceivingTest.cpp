@@ -1,8 +1,7 @@
 #include "incoming/InboundMessageHandler.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
-#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -13,7 +12,7 @@ class ReceivingTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<SimulatorProcess> m_simulator;
     std::unique_ptr<ModemControl> m_modem;
     std::unique_ptr<InboundMessageHandler> m_handler;
@@ -45,7 +44,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_simulator = std::make_unique<SimulatorProcess>();
     }
     void cleanup()
@@ -86,8 +85,7 @@ private slots:
     void messagesWaitInOrderWhileTheDatabaseIsAway()
     {
         openModem();
-        const QString file = m_office->databaseFile();
-        QVERIFY(QFile::rename(file, file + u".away"_s));
+        QVERIFY(m_office->moveDatabaseAway());
         QStringList expected;
         for (int i = 0; i < 10; ++i) {
             m_simulator->command(u"deliver 1380000000%1 m%1"_s.arg(i));
@@ -97,7 +95,7 @@ private slots:
         QStringList log = m_office->console.takeLog();
         QCOMPARE(log.size(), 1);
         QVERIFY2(log[0].startsWith(u"数据库连接"_s), qPrintable(log[0]));
-        QVERIFY(QFile::rename(file + u".away"_s, file));
+        QVERIFY(m_office->moveDatabaseBack());
         QTRY_COMPARE_WITH_TIMEOUT(stored(), expected, 20000);
         QTRY_VERIFY(m_simulator->isEmpty());
         log = m_office->console.takeLog();

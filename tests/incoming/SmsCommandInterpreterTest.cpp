@@ -1,5 +1,5 @@
 #include "incoming/SmsCommandInterpreter.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -10,7 +10,7 @@ class SmsCommandInterpreterTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
 
     void order(const QVariantList &nameCodesOpenPublicUsers)
     {
@@ -31,7 +31,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_office->oa(u"insert into VO_UserInfor (UserName, Mobile) values ('o''neil', '+8613800000001')"_s);
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }

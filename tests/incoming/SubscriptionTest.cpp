@@ -1,5 +1,5 @@
 #include "incoming/Subscription.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -54,7 +54,7 @@ private slots:
         QFETCH(QStringList, orders);
         QFETCH(QStringList, switches);
         QFETCH(QString, user);
-        TestOffice office;
+        Office office;
         const auto values = [](const QString &row) {
             QVariantList values;
             for (const QString &value : row.split(u'|'))
@@ -73,7 +73,7 @@ private slots:
 
     void equalityIsTheDatabasesOwn()
     {
-        TestOffice office;
+        Office office;
         office.oa(u"drop table SMS_IsOrder"_s);
         office.oa(
             u"create table SMS_IsOrder (UserName text collate nocase, Type text collate rtrim, IsOrder text)"_s);

@@ -12,7 +12,7 @@ class MailAccountTest : public QObject
 private:
     MailAccount stored(const QVariant &key, const QVariant &port, const QVariant &isBaoLiu)
     {
-        TestOffice office;
+        Office office;
         office.oa(u"drop table SA_email"_s); // a table that takes any kind of value
         office.oa(
             u"create table SA_email (OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)"_s);

@@ -1,8 +1,7 @@
 #include "outgoing/QueueSender.h"
+#include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
-#include "tests/support/TestOffice.h"
 
-#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -14,7 +13,7 @@ class QueueSenderTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<SimulatorProcess> m_simulator;
     std::unique_ptr<ModemControl> m_modem;
     std::unique_ptr<QueueSender> m_sender;
@@ -46,7 +45,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_simulator = std::make_unique<SimulatorProcess>();
         m_modem = std::make_unique<ModemControl>(m_office->clock,
                                                  [this](int) { return m_simulator->devicePath(); });
@@ -107,14 +106,14 @@ private slots:
         m_office->console.stopWhen = [&] {
             // Between the first row and the second the database file vanishes.
             if (!away && !sentNumbers().isEmpty())
-                away = QFile::rename(m_office->databaseFile(), m_office->path(u"away"_s));
+                away = m_office->moveDatabaseAway();
             return false;
         };
         tick();
         QVERIFY(away);
         QCOMPARE(m_office->console.panelText(Panel::ToSend), u"0"_s);
         QCOMPARE(m_office->console.takeLog().size(), 1);
-        QVERIFY(QFile::rename(m_office->path(u"away"_s), m_office->databaseFile()));
+        QVERIFY(m_office->moveDatabaseBack());
         QTRY_VERIFY(statuses() == u"8 8 8"_s || (tick(), statuses() == u"8 8 8"_s));
         QCOMPARE(m_office->console.takeLog(), QStringList(u"数据库连接恢复正常"_s));
         QCOMPARE(sentNumbers(), QStringList({u"1001"_s, u"1002"_s, u"1003"_s}));

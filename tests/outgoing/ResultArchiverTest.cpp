@@ -1,5 +1,5 @@
 #include "outgoing/ResultArchiver.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -10,7 +10,7 @@ class ResultArchiverTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<ResultArchiver> m_archiver;
 
     [[nodiscard]] QStringList queue()
@@ -21,7 +21,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_archiver = std::make_unique<ResultArchiver>(m_office->session, m_office->console, m_office->faults,
                                                       m_office->clock);
     }

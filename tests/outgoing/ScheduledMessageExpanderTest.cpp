@@ -1,7 +1,7 @@
 #include "outgoing/ScheduledMessageExpander.h"
 #include "outgoing/MessageEnqueue.h"
 #include "outgoing/MessagePieces.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QTest>
 
@@ -12,7 +12,7 @@ class ScheduledMessageExpanderTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<ScheduledMessageExpander> m_expander;
 
     void schedule(const QString &to, const QString &text)
@@ -29,7 +29,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         m_office->oa(
             u"insert into VO_UserInfor (UserName, Mobile) values ('alice', '1001'), ('bob', '1002')"_s);
         m_expander = std::make_unique<ScheduledMessageExpander>(m_office->session, m_office->console,

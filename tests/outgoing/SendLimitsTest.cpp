@@ -1,6 +1,6 @@
 #include "outgoing/SendLimits.h"
 #include "foundation/Settings.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 #include <QFile>
 #include <QTest>
@@ -13,7 +13,7 @@ class SendLimitsTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<TestOffice> m_office;
+    std::unique_ptr<Office> m_office;
     std::unique_ptr<SendLimits> m_limits;
 
     [[nodiscard]] QString ledger() const { return m_office->path(u"sends"_s); }
@@ -56,7 +56,7 @@ private:
 private slots:
     void init()
     {
-        m_office = std::make_unique<TestOffice>();
+        m_office = std::make_unique<Office>();
         restart();
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }

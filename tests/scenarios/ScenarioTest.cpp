@@ -1,5 +1,6 @@
 #include "tests/scenarios/Scenario.h"
-#include "tests/support/OfficeAtWork.h"
+#include "database/NamedLock.h"
+#include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
 
 #include <QDir>
@@ -33,7 +34,7 @@ namespace
 class Play
 {
 public:
-    explicit Play(OfficeAtWork &office) : m_office(office) {}
+    explicit Play(Office &office) : m_office(office) {}
 
     /// What the step found otherwise than written; "" when all is well.
     QString perform(const ScenarioStep &step)
@@ -43,7 +44,7 @@ public:
         if (verb == u"given")
             given(rest, step.rows);
         else if (verb == u"then")
-            return compared(m_office.rows(tableOf(rest), columnsOf(rest).join(u", "_s)), joined(step.rows));
+            return compared(m_office.table(tableOf(rest), columnsOf(rest).join(u", "_s)), joined(step.rows));
         else if (verb == u"log")
             return comparedLog(m_office.console.takeLog(), joined(step.rows));
         else if (verb == u"panels")
@@ -57,7 +58,7 @@ public:
         else if (verb == u"mailbox")
             openMailbox(rest);
         else if (verb == u"oa")
-            m_office.database.oa(m_office.schema.spelled(rest));
+            m_office.oa(rest);
         else if (verb == u"at")
             atQuestion(rest.section(u' ', 1).section(u',', 0, 0).toInt(), rest.section(u", "_s, 1));
         else if (verb == u"refuse" || verb == u"ignore")
@@ -67,7 +68,7 @@ public:
         else if (verb == u"set")
             m_office.set(rest.section(u'=', 0, 0), rest.section(u'=', 1));
         else if (verb == u"held")
-            m_office.holdElsewhere(rest);
+            holdElsewhere(rest);
         else if (verb == u"advance")
             m_office.clock.advanceSeconds(rest.toInt());
         else
@@ -115,29 +116,30 @@ private:
             QVariantList values;
             for (const QString &cell : row)
                 values += cell == u"NULL" ? QVariant() : QVariant(cellText(cell));
-            m_office.add(tableOf(head), columnsOf(head).join(u", "_s), values);
+            m_office.addRow(tableOf(head), columnsOf(head).join(u", "_s), values);
         }
     }
     void tick(const QString &pass)
     {
         m_asked = 0;
         if (pass == u"expand")
-            m_office.passes.expand();
+            m_office.passes().expand();
         else if (pass == u"send") {
             m_office.simulator();
-            m_office.passes.send();
+            m_office.passes().send();
         } else if (pass == u"archive")
-            m_office.passes.archive();
+            m_office.passes().archive();
         else if (pass == u"alert")
-            m_office.passes.alert();
+            m_office.passes().alert();
         else if (pass == u"collect")
-            m_office.passes.collect();
+            m_office.passes().collect();
         else
             throw Fault(u"no such step: "_s + pass);
     }
     QString received(const QString &rest)
     {
         const QStringList cells = cellsOf(rest);
+        m_office.passes();
         SimulatorProcess &simulator = m_office.simulator();
         simulator.command(
             u"deliver --time 2006-03-05T06:00:%1+08:00 %2 %3"_s.arg(m_received++, 2, 10, QChar(u'0'))
@@ -171,14 +173,14 @@ private:
             script.uids += name.section(u'.', 0, 0).toUtf8();
         }
         const auto &server = m_mailboxes.emplace_back(std::make_unique<ScriptedPop3Server>(script));
-        m_office.add(u"SA_email"_s, u"UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
-                     {tableOf(rest), u"127.0.0.1"_s, server->port(), u"box"_s, u"p'w"_s, 1});
+        m_office.addRow(u"SA_email"_s, u"UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+                        {tableOf(rest), u"127.0.0.1"_s, server->port(), u"box"_s, u"p'w"_s, 1});
     }
     void atQuestion(int number, const QString &statement)
     {
         m_office.console.stopWhen = [this, number, statement] {
             if (++m_asked == number)
-                m_office.database.oa(m_office.schema.spelled(statement));
+                m_office.oa(statement);
             return false;
         };
     }
@@ -189,22 +191,25 @@ private:
                         isIgnored);
     }
 
-    OfficeAtWork &m_office;
+    void holdElsewhere(const QString &lock)
+    {
+        m_lock.reset();
+        if (lock.isEmpty())
+            return;
+        m_otherServer.open(m_office.connectString());
+        m_lock.emplace(m_otherServer);
+        if (!m_lock->tryTake(lock))
+            throw Fault(lock + u" is held"_s);
+    }
+
+    Office &m_office;
+    Connection m_otherServer;
+    std::optional<NamedLock> m_lock;
     std::vector<std::unique_ptr<ScriptedPop3Server>> m_mailboxes;
     int m_received = 0; // the next one's second
     int m_asked = 0;    // in this tick
 };
 
-struct Route {
-    const char *name;
-    DatabaseRoute route;
-};
-constexpr std::array routes{Route{"SQLite", DatabaseRoute::Sqlite},
-                            Route{"PostgreSQL", DatabaseRoute::PostgreSql},
-                            Route{"MariaDB", DatabaseRoute::MariaDb},
-                            Route{"PostgreSQL, ODBC", DatabaseRoute::PostgreSqlOdbc},
-                            Route{"MariaDB, ODBC", DatabaseRoute::MariaDbOdbc},
-                            Route{"another, ODBC", DatabaseRoute::OtherOdbc}};
 struct Schema {
     const char *name;
     SchemaKind kind;
@@ -222,7 +227,6 @@ class ScenarioTest : public QObject
 
 private:
     QList<Scenario> m_scenarios;
-    TestServers m_servers;
 
 private slots:
     void play_data()
@@ -235,16 +239,13 @@ private slots:
             m_scenarios += readScenarios(folder.filePath(name));
         for (int i = 0; i < m_scenarios.size(); ++i) {
             const Scenario &scenario = m_scenarios[i];
-            for (const auto &[routeName, route] : routes) {
+            for (const auto &[routeName, route] : databaseRoutes) {
                 for (const auto &[schemaName, kind] : schemas) {
                     const bool isSample = kind == SchemaKind::Sample;
-                    const bool isOdbc = route == DatabaseRoute::PostgreSqlOdbc ||
-                                        route == DatabaseRoute::MariaDbOdbc ||
-                                        route == DatabaseRoute::OtherOdbc;
                     const bool isSqlite = route == DatabaseRoute::Sqlite;
                     const bool isWanted = scenario.isForEverySchema ||
                                           (isSample && isSqlite && !scenario.isForServers) ||
-                                          (isSample && !isSqlite && !isOdbc && !scenario.isForSqlite &&
+                                          (isSample && !isSqlite && !isOdbc(route) && !scenario.isForSqlite &&
                                            (scenario.isFirstCase || scenario.isForServers));
                     if (isWanted)
                         QTest::addRow("%s [%s%s]", qPrintable(scenario.name), routeName, schemaName)
@@ -258,7 +259,7 @@ private slots:
         QFETCH(int, scenario);
         QFETCH(DatabaseRoute, route);
         QFETCH(SchemaKind, kind);
-        OfficeAtWork office(m_servers, route, kind);
+        Office office(route, kind);
         Play play(office);
         for (const ScenarioStep &step : std::as_const(m_scenarios[scenario].steps)) {
             const QString problem = play.perform(step);

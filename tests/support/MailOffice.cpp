@@ -7,9 +7,9 @@ using namespace Qt::StringLiterals;
 void MailOffice::account(int key, const QString &user, int port, const QVariant &isBaoLiu,
                          const QString &login, const QVariant &password)
 {
-    oa(u"insert into SA_email (OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)"
-       " values (?, ?, '127.0.0.1', ?, ?, ?, ?)"_s,
-       {key, user, port, login, password.isNull() ? DovecotServer::password() : password, isBaoLiu});
+    addRow(u"SA_email"_s, u"OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+           {key, user, u"127.0.0.1"_s, port, login, password.isNull() ? DovecotServer::password() : password,
+            isBaoLiu});
 }
 
 void MailOffice::collect(const QString &user)
@@ -23,15 +23,9 @@ void MailOffice::collect(const QString &user)
     databaseGone = collection.databaseGone;
 }
 
-QStringList MailOffice::mails(const QString &columns)
-{
-    return rows(u"select %1 from VO_Email order by VOID"_s.arg(columns));
-}
-
 QStringList MailOffice::attachments()
 {
-    return rows(u"select EmailID, FileName, FileTitle, FileType, hex(FileContent)"
-                " from VO_EmailAttachments order by OAID"_s);
+    return table(u"VO_EmailAttachments"_s, u"EmailID, FileName, FileTitle, FileType, hex(FileContent)"_s);
 }
 
 QByteArray mailWith(const QByteArray &headers, const QByteArray &body)

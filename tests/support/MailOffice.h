@@ -1,7 +1,7 @@
 #pragma once
 
 #include "mailbox/getPopMail.h"
-#include "tests/support/TestOffice.h"
+#include "tests/support/Office.h"
 
 /// Remembers what was learnt about accounts, as the real watch does from pass to pass.
 class RememberingWatch final : public CollectionWatch
@@ -20,7 +20,7 @@ public:
 };
 
 /// An office whose users have external mailboxes, and what its collection passes left in the trace.
-class MailOffice : public TestOffice
+class MailOffice : public Office
 {
 public:
     /// A row of SA_email on this machine. IsBaoLiu 1 keeps the copies.
@@ -30,7 +30,10 @@ public:
     void collect(const QString &user = QStringLiteral("user12"));
 
     /// Values of the collected mails in the order of VOID, columns joined by "|".
-    [[nodiscard]] QStringList mails(const QString &columns);
+    [[nodiscard]] QStringList mails(const QString &columns)
+    {
+        return table(QStringLiteral("VO_Email"), columns);
+    }
     [[nodiscard]] QStringList attachments();
 
     Pop3Options pop3;
