@@ -59,11 +59,16 @@ struct LimitName {
     milliseconds ModemLimits::*limit;
 };
 constexpr std::array limitNames{
-    LimitName{"command"_L1, &ModemLimits::command},         LimitName{"prompt"_L1, &ModemLimits::prompt},
-    LimitName{"reopenSync"_L1, &ModemLimits::reopenSync},   LimitName{"resync"_L1, &ModemLimits::resync},
-    LimitName{"sendResult"_L1, &ModemLimits::sendResult},   LimitName{"simBusy"_L1, &ModemLimits::simBusy},
-    LimitName{"slowPrompt"_L1, &ModemLimits::slowPrompt},   LimitName{"sync"_L1, &ModemLimits::sync},
+    LimitName{"command"_L1, &ModemLimits::command},
+    LimitName{"prompt"_L1, &ModemLimits::prompt},
+    LimitName{"reopenSync"_L1, &ModemLimits::reopenSync},
+    LimitName{"resync"_L1, &ModemLimits::resync},
+    LimitName{"sendResult"_L1, &ModemLimits::sendResult},
+    LimitName{"simBusy"_L1, &ModemLimits::simBusy},
+    LimitName{"slowPrompt"_L1, &ModemLimits::slowPrompt},
+    LimitName{"sync"_L1, &ModemLimits::sync},
     LimitName{"syncAttempt"_L1, &ModemLimits::syncAttempt},
+    LimitName{"storePoll"_L1, &ModemLimits::storePoll},
 };
 
 /// Arguments name what a line of text cannot hold.
