@@ -26,6 +26,12 @@ private:
     {
         return m_handler->handle(0, {sender, text, u"2006-03-05 07:00:00"_s});
     }
+    /// By a command.
+    QStringList written()
+    {
+        return m_office->table(u"SMS_IsOrder"_s, u"UserName, IsOrder"_s) +
+               m_office->table(u"SMS_Queues"_s, u"ToMB"_s);
+    }
     QStringList stored() { return m_office->table(u"SMS_SIMReceive"_s, u"FromMB, MsgContent"_s); }
 
 private slots:
@@ -171,10 +177,6 @@ private slots:
         openOrder();
         const auto command = [&] {
             handleOrderCommand(m_office->session.Conn(), u"NBYJ"_s, u"13800000001"_s, u"1"_s, u"DY"_s);
-        };
-        const auto written = [&] {
-            return m_office->table(u"SMS_IsOrder"_s, u"UserName, IsOrder"_s) +
-                   m_office->table(u"SMS_Queues"_s, u"ToMB"_s);
         };
         for (const QString &table : {u"SMS_IsOrder"_s, u"SMS_Queues"_s}) {
             m_office->refuse(u"insert"_s, table);
