@@ -115,6 +115,9 @@ QString ModemAtWork::open()
     const qint16 result = control().open();
     if (control().isPortOpen() != (result == 0))
         return u"isPortOpen() contradicts open()"_s;
+    QString none;
+    if (control().read(none, none, none) != static_cast<qint16>(ModemResult::NoMessage))
+        return u"a message outside its event"_s;
     return result == 0 && !control().isRegistered() ? u"Unregistered"_s : nameOf(result);
 }
 
