@@ -235,6 +235,8 @@ QString ModemAtWork::leftOver() const
 {
     if (!m_notices.isEmpty())
         return u"told \"%1\""_s.arg(m_notices.join(u" | "_s));
+    if (!m_received.isEmpty())
+        return u"received \"%1\""_s.arg(m_received.last().text);
     for (const QString &line : m_written) {
         if (line.startsWith(u"AT+CPIN="))
             return u"a PIN was guessed"_s;
