@@ -14,5 +14,4 @@ protected:
     void checkSession() override;
     [[nodiscard]] bool mayBePooled(int sessionNumber) const override;
     [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
-    [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
 };

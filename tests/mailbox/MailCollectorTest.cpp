@@ -1,7 +1,6 @@
 #include "mailbox/MailCollector.h"
 #include "tests/support/MailOffice.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -83,7 +82,6 @@ private slots:
         row("ids change", account + u"say '[\"history\",\"7\",%1]'"_s.arg(history),
             {u"box：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s, {}, {}},
             u"[[],[],[[\"7\",%1]],[],false]"_s.arg(history));
-        row("told a fault", account + u"say '[\"failed\",false,\"bad\"]'"_s, {ill, {}, {}}, nothing);
         row("told a fault, then well", u"[ -e once ] || say '[\"failed\",true,\"bad\"]'; touch once"_s,
             {ill, u"外部邮件收取进程恢复正常"_s, {}}, nothing);
         row("said rubbish", u"say ']['; say 1; say '[\"mail\"]x'; head -c 100000 /dev/zero"_s, {{}, {}, {}},
@@ -106,10 +104,8 @@ private slots:
         QTRY_COMPARE(m_office->console.activities, QStringList(u"正在收取外部邮件"_s));
         m_collector->pass();
         QCOMPARE(orders().size(), 1);
-        QElapsedTimer timer;
-        timer.start();
         m_collector->stop();
-        QVERIFY(timer.elapsed() < 2000);
+        QCOMPARE(m_collector->findChild<QProcess *>()->state(), QProcess::NotRunning);
     }
 
     void nothingToCollectStartsNothing()

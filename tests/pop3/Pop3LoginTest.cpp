@@ -73,10 +73,11 @@ private slots:
         QFETCH(Pop3LoginWays, known);
         QFETCH(QByteArrayList, ways);
         script.capabilities += "LOGIN-DELAY 300";
-        const Pop3Session session(script, {}, known);
+        const ScriptedPop3Server server(script);
+        const Pop3Session session(server, {}, known);
         QTEST(session.connected.outcome, "outcome");
         QByteArrayList tried;
-        for (const QByteArray &line : session.server.received()) {
+        for (const QByteArray &line : server.received()) {
             const QByteArrayList words = line.split(' ');
             if (words.first() == "AUTH")
                 tried << words.value(1);
@@ -106,9 +107,10 @@ private slots:
     {
         Pop3Options options;
         options.tls = Pop3Tls::Verify;
-        const Pop3Session session({}, options);
+        const ScriptedPop3Server server({});
+        const Pop3Session session(server, options);
         QCOMPARE(session.connected.outcome, TlsRefused);
-        QVERIFY(!session.server.received().contains("PASS s3cret"));
+        QVERIFY(!server.received().contains("PASS s3cret"));
     }
 
     void unreachableHost()

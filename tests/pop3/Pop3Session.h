@@ -6,9 +6,6 @@
 #include <optional>
 
 using Script = ScriptedPop3Server::Script;
-Q_DECLARE_METATYPE(Script)
-Q_DECLARE_METATYPE(Pop3Options)
-Q_DECLARE_METATYPE(Pop3LoginWays)
 
 inline const QString theLogin = QStringLiteral("user");
 inline const QString thePassword = QStringLiteral("s3cret");
@@ -19,13 +16,12 @@ inline Pop3ConnectResult connectTo(Pop3Client &client, const ScriptedPop3Server 
     return client.Connect(theLogin, thePassword, QStringLiteral("127.0.0.1"), server.port(), ways);
 }
 
-/// A whole session with a server that behaves by script, in which all messages are retrieved and deleted, and what
-/// was seen of it.
+/// A whole session, in which the first ten messages are retrieved and deleted, and what was seen of it.
 class Pop3Session
 {
 public:
-    explicit Pop3Session(const Script &script, Pop3Options options = {}, const Pop3LoginWays &ways = {})
-        : server(script)
+    explicit Pop3Session(const ScriptedPop3Server &server, Pop3Options options = {},
+                         const Pop3LoginWays &ways = {})
     {
         options.trace = [this](Pop3Direction, const QString &line) { trace += line; };
         Pop3Client client(options);
@@ -39,10 +35,9 @@ public:
         isEnded = client.Disconnect();
     }
 
-    ScriptedPop3Server server;
     Pop3ConnectResult connected;
-    QStringList uids; // empty where there is none; of the first ten messages
     int count = 0;
+    QStringList uids; // empty where there is none
     QByteArrayList messages;
     QList<int> refused;
     std::optional<Pop3Fault::Kind> fault;

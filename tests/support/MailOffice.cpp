@@ -5,11 +5,18 @@
 using namespace Qt::StringLiterals;
 
 void MailOffice::account(int key, const QString &user, int port, const QVariant &isBaoLiu,
-                         const QString &login, const QVariant &password)
+                         const QString &login)
 {
     addRow(u"SA_email"_s, u"OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
-           {key, user, u"127.0.0.1"_s, port, login, password.isNull() ? DovecotServer::password() : password,
-            isBaoLiu});
+           {key, user, u"127.0.0.1"_s, port, login, DovecotServer::password(), isBaoLiu});
+}
+
+ScriptedPop3Server &MailOffice::mailbox(const ScriptedPop3Server::Script &script, const QVariant &isBaoLiu,
+                                        int key)
+{
+    ScriptedPop3Server &server = *m_servers.emplace_back(std::make_unique<ScriptedPop3Server>(script));
+    account(key, u"user12"_s, server.port(), isBaoLiu);
+    return server;
 }
 
 void MailOffice::collect(const QString &user)
@@ -26,9 +33,4 @@ void MailOffice::collect(const QString &user)
 QStringList MailOffice::attachments()
 {
     return table(u"VO_EmailAttachments"_s, u"EmailID, FileName, FileTitle, FileType, hex(FileContent)"_s);
-}
-
-QByteArray mailWith(const QByteArray &headers, const QByteArray &body)
-{
-    return "From: A <a@example.com>\n" + headers + "\n\n" + body;
 }

@@ -2,6 +2,7 @@
 
 #include "mailbox/getPopMail.h"
 #include "tests/support/Office.h"
+#include "tests/support/ScriptedPop3Server.h"
 
 /// Remembers what was learnt about accounts, as the real watch does from pass to pass.
 class RememberingWatch final : public CollectionWatch
@@ -25,7 +26,10 @@ class MailOffice : public Office
 public:
     /// A row of SA_email on this machine. IsBaoLiu 1 keeps the copies.
     void account(int key, const QString &user, int port, const QVariant &isBaoLiu = 1,
-                 const QString &login = QStringLiteral("box"), const QVariant &password = {});
+                 const QString &login = QStringLiteral("box"));
+    /// A mailbox of user12's that behaves by script.
+    ScriptedPop3Server &mailbox(const ScriptedPop3Server::Script &script, const QVariant &isBaoLiu = 0,
+                                int key = 7);
     /// One pass for one user, as the driver makes it.
     void collect(const QString &user = QStringLiteral("user12"));
 
@@ -34,6 +38,8 @@ public:
     {
         return table(QStringLiteral("VO_Email"), columns);
     }
+    /// In the order of VOID, parted by a blank.
+    [[nodiscard]] QString subjects() { return mails(QStringLiteral("EmailSubject")).join(u' '); }
     [[nodiscard]] QStringList attachments();
 
     Pop3Options pop3;
@@ -42,7 +48,7 @@ public:
     std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
     QStringList notes;
     std::optional<DatabaseFault> databaseGone;
-};
 
-/// A message with these headers, LF line ends.
-[[nodiscard]] QByteArray mailWith(const QByteArray &headers, const QByteArray &body = "body\n");
+private:
+    std::vector<std::unique_ptr<ScriptedPop3Server>> m_servers;
+};

@@ -10,10 +10,10 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <utility>
 
-ScriptedPop3Server::ScriptedPop3Server(Script script) : m_firstScript(std::move(script))
+ScriptedPop3Server::ScriptedPop3Server(const Script &script)
 {
+    become(script);
     m_wakeUp = ::eventfd(0, EFD_CLOEXEC);
     m_port = listenOnLoopback(m_listener);
     m_thread = std::thread([this] { run(); });
@@ -27,16 +27,10 @@ ScriptedPop3Server::~ScriptedPop3Server()
     ::close(m_wakeUp);
 }
 
-QByteArrayList ScriptedPop3Server::received() const
+void ScriptedPop3Server::become(const Script &script)
 {
     const std::lock_guard lock(m_mutex);
-    return m_received;
-}
-
-QList<int> ScriptedPop3Server::deleted() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_deleted;
+    m_next = std::make_shared<const Script>(script);
 }
 
 /// False when the server is to end.
@@ -51,8 +45,8 @@ void ScriptedPop3Server::run()
 {
     while (waitFor(m_listener, POLLIN)) {
         m_line = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (m_connections++ > 0 && m_firstScript.later)
-            m_script = m_firstScript.later.get();
+        ++m_connections;
+        m_script = copyOf(m_next);
         serve();
         ::close(m_line);
     }
@@ -72,14 +66,18 @@ void ScriptedPop3Server::serve()
         m_isDripping = verb == m_script->dripsAt;
         if (!m_isHanging && !answer(line))
             return;
+        if (m_script->onlyGreets) {
+            ::shutdown(m_line, SHUT_WR);
+            m_isHanging = true;
+        }
     } while (!m_isClosing && readLine(line));
 }
 
 bool ScriptedPop3Server::readLine(QByteArray &line)
 {
+    std::array<char, 4096> octets{};
     qsizetype end = m_input.indexOf('\n');
     while (end < 0) {
-        std::array<char, 4096> octets{};
         if (!waitFor(m_line, POLLIN))
             return false;
         const ssize_t got = ::recv(m_line, octets.data(), octets.size(), 0);
@@ -89,9 +87,14 @@ bool ScriptedPop3Server::readLine(QByteArray &line)
         end = m_input.indexOf('\n');
     }
     line = m_input.left(end).trimmed();
-    m_input.remove(0, m_script->dropsEarlyInput ? m_input.size() : end + 1);
+    m_input.remove(0, end + 1);
+    if (m_script->dropsEarlyInput && waitFor(-1, 0, 5)) { // time for what is sent together
+        static_cast<void>(::recv(m_line, octets.data(), octets.size(), MSG_DONTWAIT));
+        m_input.clear();
+    }
     const std::lock_guard lock(m_mutex);
-    m_received << line;
+    if (!m_isHanging)
+        m_received << line;
     return true;
 }
 

@@ -34,32 +34,40 @@ public:
         int listedTooMuch = 0; ///< octets that LIST adds to every size
         /// Octets sent over all connections after which the line is cut, once.
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
-        /// From the second connection on.
-        std::shared_ptr<const Script> later = {};
         bool knowsCapa = true;
         bool pipelining = false;
         bool hangUpAfterRefusedLogin = false;
         bool knowsUidl = true;
+        bool onlyGreets = false;      ///< ends its side of the line with the greeting
         bool bareLineFeeds = false;   ///< ends lines with LF only
         bool inLowerCase = false;     ///< says "+ok"
         bool dropsEarlyInput = false; ///< commands that come before the one before is answered
     };
 
-    explicit ScriptedPop3Server(Script script);
+    explicit ScriptedPop3Server(const Script &script);
     ~ScriptedPop3Server();
     ScriptedPop3Server(const ScriptedPop3Server &) = delete;
     ScriptedPop3Server &operator=(const ScriptedPop3Server &) = delete;
 
     [[nodiscard]] int port() const { return m_port; }
-    /// Every line received so far, over all connections.
-    [[nodiscard]] QByteArrayList received() const;
+    /// From the next connection on.
+    void become(const Script &script);
+
+    // Of all connections so far:
     [[nodiscard]] int connections() const { return m_connections; }
-    /// Octets sent so far.
     [[nodiscard]] qint64 sentOctets() const { return m_sentOctets; }
+    /// Every line up to a command that hangs.
+    [[nodiscard]] QByteArrayList received() const { return copyOf(m_received); }
     /// Numbers whose deletion was committed by QUIT.
-    [[nodiscard]] QList<int> deleted() const;
+    [[nodiscard]] QList<int> deleted() const { return copyOf(m_deleted); }
 
 private:
+    template <typename Shared>
+    [[nodiscard]] Shared copyOf(const Shared &shared) const
+    {
+        const std::lock_guard lock(m_mutex);
+        return shared;
+    }
     void run();
     void serve();
     [[nodiscard]] bool waitFor(int fd, short events, int milliseconds = -1) const;
@@ -72,19 +80,19 @@ private:
     bool sayContent(const QByteArray &content);
     bool send(QByteArray octets);
 
-    const Script m_firstScript;
-    const Script *m_script = &m_firstScript;
     int m_listener = -1;
     int m_wakeUp = -1; // readable when the server is to end
     int m_port = 0;
     std::atomic<int> m_connections = 0;
     std::atomic<qint64> m_sentOctets = 0;
     bool m_wasCut = false;
-    mutable std::mutex m_mutex; // guards the two lists
+    mutable std::mutex m_mutex; // guards these three
+    std::shared_ptr<const Script> m_next;
     QByteArrayList m_received;
     QList<int> m_deleted;
 
     // Of the connection that is served.
+    std::shared_ptr<const Script> m_script;
     int m_line = -1;
     QByteArray m_input;
     bool m_isClosing = false;
