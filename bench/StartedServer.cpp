@@ -12,7 +12,7 @@ constexpr int patienceMilliseconds = 60000;
 } // namespace
 
 StartedServer::StartedServer(const QString &settingsFile, const QStringList &options)
-    : m_process(QStringList{u"--settings"_s, settingsFile, u"--headless"_s, u"--start"_s} + options)
+    : m_process(settingsFile, ServerProcess::service() + options)
 {
     m_process.setReadChannel(QProcess::StandardError);
     while (!nextLine().contains(u"端口成功"_s)) {
@@ -21,7 +21,7 @@ StartedServer::StartedServer(const QString &settingsFile, const QStringList &opt
 
 StartedServer::~StartedServer()
 {
-    static_cast<void>(m_process.end(SIGTERM));
+    static_cast<void>(m_process.end());
 }
 
 QString StartedServer::nextLine()

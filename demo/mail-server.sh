@@ -31,23 +31,27 @@ start_mail_server() {
     fi
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 30 -subj /CN=localhost \
         -addext subjectAltName=DNS:localhost -keyout "$mail_folder/key.pem" -out "$mail_folder/cert.pem" 2>/dev/null
-    mail_port=$(free_port)
-    mail_tls_port=$(free_port)
-    sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$mail_tls_port|; s|@UID@|$uid|; s|@GID@|$gid|" \
-        -e "s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|" \
-        -e "s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|; s|@INTERNAL_GROUP@|$internal_group|" \
-        "$mail_configuration" >"$mail_folder/dovecot.conf"
-    "$dovecot" -F -c "$mail_folder/dovecot.conf" >"$mail_folder/start.log" 2>&1 &
-    mail_server=$!
-    for _ in $(seq 200); do
-        port_answers "$mail_port" && return 0
-        kill -0 "$mail_server" 2>/dev/null || break
-        sleep 0.05
+    # Another program may take a port in the moment between finding and using it.
+    for _ in $(seq 10); do
+        mail_port=$(free_port)
+        mail_tls_port=$(free_port)
+        sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$mail_tls_port|; s|@UID@|$uid|" \
+            -e "s|@GID@|$gid|; s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|" \
+            -e "s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|; s|@INTERNAL_GROUP@|$internal_group|" \
+            "$mail_configuration" >"$mail_folder/dovecot.conf"
+        "$dovecot" -F -c "$mail_folder/dovecot.conf" >"$mail_folder/start.log" 2>&1 &
+        mail_server=$!
+        for _ in $(seq 200); do
+            port_answers "$mail_port" && return 0
+            kill -0 "$mail_server" 2>/dev/null || break
+            sleep 0.05
+        done
+        kill "$mail_server" 2>/dev/null || true
+        wait "$mail_server" || true
+        mail_server=
     done
     echo "The private POP3 server did not start:"
     cat "$mail_folder/start.log" "$mail_folder/log" 2>/dev/null | tail -n 3
-    kill "$mail_server" 2>/dev/null || true
-    mail_server=
     return 1
 }
 

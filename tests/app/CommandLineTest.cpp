@@ -1,48 +1,85 @@
-#include "app/CommandLine.h"
+#include "foundation/Settings.h"
+#include "tests/support/Office.h"
+#include "tests/support/ServerProcess.h"
+#include "tests/support/TextTable.h"
 
-#include <QTest>
+#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
+/// The built program on the terminal.
 class CommandLineTest : public QObject
 {
     Q_OBJECT
 
+private:
+    std::unique_ptr<Office> m_office;
+
 private slots:
-    void wrongUsageIsToldInWords_data()
+    void init() { m_office = std::make_unique<Office>(); }
+
+    void answers_data()
     {
-        QTest::addColumn<QString>("arguments");
-        QTest::addColumn<QString>("named"); // in the error
-        QTest::newRow("unknown option") << u"--strat"_s << u"strat"_s;
-        QTest::newRow("stray argument") << u"start"_s << u"start"_s;
-        QTest::newRow("unknown setting") << u"--set Port=3"_s << u"Port"_s;
-        QTest::newRow("setting without value") << u"--set ServerPort"_s << u"NAME=VALUE"_s;
-        QTest::newRow("COM0") << u"--set COM0=/dev/x"_s << u"COM0"_s;
+        addRows(uR"(
+            options                                       | status | said               | COM7 afterwards
+            --strat                                       | 2 | strat
+            start                                         | 2 | start
+            --set Port=3                                  | 2 | Port
+            --set ServerPort                              | 2 | NAME=VALUE
+            --set COM0=/dev/x                             | 2 | COM0
+            --version                                     | 0 | sms-server
+            --help                                        | 0 | --skip-old-mail
+            --show-settings                               | 0 | ConnectString=Provider=SQLite
+            --skip-old-mail                               | 0 | 0 users
+            --check                                       | 1 | 没有配置短信中心号码
+            --headless --log-file /no/where/log           | 1 | /no/where/log
+            --set com7=/dev/x=y --set COM8=               | 0 |                         | /dev/x=y
+            --set COM7=/dev/x --set CenterCode=+86-138    | 1 | CenterCode 没有写入：
+            --set COM7=/dev/x --set TimeDelay=0.4         | 1 | TimeDelay 没有写入：
+            --set COM7=/dev/x --set ServerPort=COM3       | 1 | ServerPort 没有写入：
+            --set COM7=/dev/x --set ServerPort=32768      | 1 | ServerPort 没有写入：
+            --set COM7=/dev/x --set ConnectString=Provider=Nope | 1 | ConnectString 没有写入：
+            --set COM7=/dev/x --set COM4=ttyUSB0          | 1 | COM4 没有写入：
+            --set COM7=/dev/x --set SenderCountryCode=+86 | 1 | SenderCountryCode 没有写入：
+            --set COM7=/dev/x --set MailTls=always        | 1 | MailTls 没有写入：
+            --set COM7=/dev/x --set MailHiddenText=yes    | 1 | MailHiddenText 没有写入：
+            --set COM7=/dev/x --set ProductUrl=javascript:x | 1 | ProductUrl 没有写入：
+            --set COM7=/dev/x --set Servers=several       | 1 | 没有会话锁
+            --set COM7=/dev/x --set Servers=several --set ConnectString=DRIVER=SQLite3;Database=/x | 1 | 没有会话锁
+            )"_s);
     }
-    void wrongUsageIsToldInWords()
+    void answers()
     {
-        QFETCH(QString, arguments);
-        QFETCH(QString, named);
-        const auto read = readCommandLine((u"sms-server "_s + arguments).split(u' '));
-        const auto *wrong = std::get_if<WrongUsage>(&read);
-        QVERIFY(wrong != nullptr);
-        QVERIFY2(wrong->why.contains(named), qPrintable(wrong->why));
+        ServerProcess server(m_office->registry.fileName(),
+                             QString::fromUtf8(QTest::currentDataTag()).split(u' '));
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(server.exitCode(), cell("status").toInt());
+        const QString said = QString::fromUtf8(server.readAllStandardOutput()) + server.errors();
+        QVERIFY2(said.contains(cell("said")), qPrintable(said));
+        // All settings are written, or none.
+        QCOMPARE(m_office->registry.read(Settings::comDevicePath(7)), cell("COM7 afterwards"));
     }
 
-    void everythingAtOnce()
+    void theConnectStringComesFromStandardInput()
     {
-        const auto read = readCommandLine({u"sms-server"_s, u"--start"_s, u"--hidden"_s, u"--settings=/s"_s,
-                                           u"--set"_s, u"ConnectString=Provider=SQLite;Data Source=a=b"_s,
-                                           u"--set"_s, u"com12="_s, u"--log-file"_s, u"/l"_s});
-        const auto *line = std::get_if<CommandLine>(&read);
-        QVERIFY(line != nullptr);
-        QVERIFY(line->start && line->hidden && !line->headless && !line->wantsWindow());
-        QCOMPARE(line->assignments.size(), 2);
-        QCOMPARE(line->assignments.at(0).value, u"Provider=SQLite;Data Source=a=b"_s);
-        QCOMPARE(line->assignments.at(1).value, QString());
-        QCOMPARE(line->settingsFile + line->logFile, u"/s/l"_s);
+        ServerProcess server(m_office->registry.fileName(), {u"--set"_s, u"ConnectString=-"_s});
+        server.write("Provider=SQLite;Data Source=/tmp/中文.db\n");
+        server.closeWriteChannel();
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(m_office->registry.read(Settings::connectStringPath()),
+                 u"Provider=SQLite;Data Source=/tmp/中文.db"_s);
+    }
+
+    void withoutADisplayMessageBoxesBecomeLogLinesAndTheLogFileHoldsThemOldestFirst()
+    {
+        ServerProcess server(m_office->registry.fileName());
+        QVERIFY(server.waitForFinished());
+        QCOMPARE(server.exitCode(), 3); // a person has to act
+        static const QRegularExpression lines(
+            u"^[-0-9]{10} [:0-9]{8} 成功连接数据库\n[-0-9]{10} [:0-9]{8} 请首先[^\n]*\n[^\n]*参数不完整[^\n]*\n$"_s);
+        QVERIFY2(lines.match(server.log()).hasMatch(), qPrintable(server.log()));
     }
 };
 
-QTEST_APPLESS_MAIN(CommandLineTest)
+QTEST_GUILESS_MAIN(CommandLineTest)
 #include "CommandLineTest.moc"

@@ -14,25 +14,17 @@ public:
     struct Script {
         QStringList shown;
         QList<bool> answers; // to the questions, in order; Cancel when there is none
-        std::function<void(const QString &text)> whileShown;
     };
     explicit ScriptedBoxes(Script &script) : m_script(script) {}
 
-    void inform(const QString &text) override { show(text); }
+    void inform(const QString &text) override { m_script.shown += text; }
     bool confirm(const QString &text) override
     {
-        show(text);
+        m_script.shown += text;
         return !m_script.answers.isEmpty() && m_script.answers.takeFirst();
     }
 
 private:
-    void show(const QString &text)
-    {
-        m_script.shown += text;
-        if (m_script.whileShown)
-            m_script.whileShown(text);
-    }
-
     Script &m_script;
 };
 
@@ -57,13 +49,13 @@ public:
     /// The log lines since the last call without their timestamps, oldest first.
     [[nodiscard]] QStringList takeLog()
     {
-        QStringList messages;
-        for (const QString &line : std::as_const(log))
-            messages += line.mid(20);
-        log.clear();
-        return messages;
+        QStringList lines = std::exchange(log, {});
+        for (QString &line : lines)
+            line.remove(0, 20);
+        return lines;
     }
-    [[nodiscard]] QString panel(OperatorConsole::Panel panel) const { return window.panelText(panel); }
+    /// The boxes shown since the last call.
+    [[nodiscard]] QString takeBoxes() { return std::exchange(boxes.shown, {}).join(u'|'); }
     template <typename Widget>
     [[nodiscard]] Widget *child(const char *name) const
     {

@@ -2,12 +2,10 @@
 
 #include <QImage>
 #include <QProcess>
-#include <QStringList>
-#include <memory>
-#include <vector>
 
-/// A desktop of its own: X server, window manager, notification area; driven with real mouse and keyboard
-/// events. Everything ends with the object. Throws std::runtime_error when a part of it does not start.
+/// A desktop of its own for the programs that the test starts from now on: X server, window manager,
+/// notification area; driven with real mouse and keyboard events. Everything ends with the object. Throws
+/// std::runtime_error when a part of it does not start.
 class Desktop
 {
 public:
@@ -16,40 +14,39 @@ public:
     Desktop(const Desktop &) = delete;
     Desktop &operator=(const Desktop &) = delete;
 
-    /// Starts a program on this desktop; it is ended with what holds it.
-    [[nodiscard]] std::unique_ptr<QProcess> run(const QString &program, const QStringList &arguments) const;
     /// What the tool for X events says.
-    QString xdotool(const QStringList &arguments) const;
+    static QString say(const QStringList &arguments);
+    static void xdotool(const QString &arguments) { say(arguments.split(u' ')); }
 
     /// The window on the screen whose title contains the text; "" when there is none.
-    [[nodiscard]] QString window(const QString &title) const
+    [[nodiscard]] static QString window(const QString &title)
     {
         return search(QStringLiteral("--name"), title);
     }
-    [[nodiscard]] QString notificationArea() const
+    [[nodiscard]] static QString notificationArea()
     {
         return search(QStringLiteral("--class"), QStringLiteral("trayer"));
     }
-    /// The window's size, without its frame.
-    [[nodiscard]] QSize sizeOf(const QString &window) const;
-    /// What the window manager's frame adds to it.
-    [[nodiscard]] QSize frameOf(const QString &window) const;
+    /// The window's size with its frame.
+    [[nodiscard]] static QSize outerSizeOf(const QString &window);
     /// The colours of the screen within the window.
-    [[nodiscard]] QImage picture(const QString &window) const;
+    [[nodiscard]] static QImage picture(const QString &window);
 
-    enum Button { Left = 1, Right = 3 };
-    /// position: within the window.
-    void click(const QString &window, QPoint position, Button button = Left, int times = 1) const;
+    /// position: within the window. button: 1 left, 3 right.
+    static void click(const QString &window, QPoint position, int button = 1, int times = 1);
     /// Resizes the window with the mouse as a person does, its lower right corner moved by so much.
-    void dragCorner(const QString &window, QPoint by) const;
+    static void dragCorner(const QString &window, QPoint by);
     /// Keys by their X names, one after the other, for example "Tab", "alt+F4".
-    void press(const QStringList &keys) const { xdotool(QStringList{QStringLiteral("key")} + keys); }
+    static void press(const QString &keys) { xdotool(QStringLiteral("key ") + keys); }
+    static void type(const QString &text) { say({QStringLiteral("type"), text}); }
 
 private:
-    [[nodiscard]] QString search(const QString &what, const QString &text) const;
-    [[nodiscard]] QByteArray output(const QString &program, const QStringList &arguments) const;
-    void startPart(const QString &program, const QStringList &arguments);
+    [[nodiscard]] static QString search(const QString &what, const QString &text)
+    {
+        return say({QStringLiteral("search"), QStringLiteral("--onlyvisible"), what, text})
+            .section(u'\n', -1);
+    }
 
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
-    std::vector<std::unique_ptr<QProcess>> m_parts;
+    QProcess m_screen;
+    QProcess m_windowManager;
 };

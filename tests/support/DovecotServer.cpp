@@ -22,6 +22,7 @@ DovecotServer::DovecotServer()
     const QString said = QString::fromUtf8(m_script.readLine());
     const QStringList place = said.simplified().split(u' ');
     if (place.size() != 3 || !QDir(place[0]).exists()) {
+        m_script.waitForFinished(limitMs);
         m_problem = u"no mail server: "_s + said + QString::fromUtf8(m_script.readAll());
         return;
     }
