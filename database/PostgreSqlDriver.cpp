@@ -1,5 +1,7 @@
 #include "database/PostgreSqlDriver.h"
 
+#include "database/PostgreSqlInsert.h"
+
 #include <QSqlDriver>
 #include <chrono>
 #include <libpq-fe.h>
@@ -67,4 +69,11 @@ void PostgreSqlDriver::checkSession()
 SqlErrorCode PostgreSqlDriver::codeOf(const QSqlError &error) const
 {
     return {error.nativeErrorCode(), 0};
+}
+
+std::unique_ptr<Statement> PostgreSqlDriver::prepareLine(const QString &sql, const QString &spelled)
+{
+    if (sql.startsWith("insert"_L1, Qt::CaseInsensitive) && !sql.contains(" returning "_L1))
+        return std::make_unique<PostgreSqlInsert>(line(), nativeConnection(database()), sql, spelled);
+    return QtSqlServerDriver::prepareLine(sql, spelled);
 }

@@ -14,4 +14,5 @@ protected:
     void checkSession() override;
     [[nodiscard]] bool mayBePooled(int sessionNumber) const override;
     [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
+    [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
 };

@@ -20,7 +20,7 @@ protected:
     [[nodiscard]] QString serverVersion() final;
     [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) final;
     void execPlain(const QString &sql) final { exec(sql); }
-    [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) final;
+    [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) final;
     [[nodiscard]] DatabaseFault fault(const QString &what, const QSqlError &error) const final;
     [[nodiscard]] bool readsRowByRow() const final { return false; }

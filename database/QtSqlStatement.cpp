@@ -1,9 +1,20 @@
 #include "database/QtSqlStatement.h"
 
+#include "database/BoundValue.h"
+
 #include <QElapsedTimer>
 #include <QSqlRecord>
+#include <utility>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// An attachment's worth, which is not kept until the statement is used again.
+constexpr qint64 muchOctets = 64LL * 1024;
+
+} // namespace
 
 QtSqlStatement::QtSqlStatement(QtSqlLine &line, const QString &sql, const QString &spelled)
     : m_line(line),
@@ -21,6 +32,7 @@ void QtSqlStatement::execute(const QVariantList &values)
 {
     for (qsizetype i = 0; i < values.size(); ++i)
         m_query.bindValue(static_cast<int>(i), values[i]);
+    m_holdsMuch = payloadOctets(values) > muchOctets;
     QElapsedTimer timer;
     timer.start();
     if (!m_query.exec()) {
@@ -30,6 +42,16 @@ void QtSqlStatement::execute(const QVariantList &values)
     }
     if (!m_isQuery)
         m_line.hasWritten(timer.nsecsElapsed());
+}
+
+void QtSqlStatement::finish() noexcept
+{
+    m_query.finish();
+    if (!std::exchange(m_holdsMuch, false))
+        return;
+    const int values = static_cast<int>(m_query.boundValues().size());
+    for (int i = 0; i < values; ++i)
+        m_query.bindValue(i, QVariant());
 }
 
 bool QtSqlStatement::next()

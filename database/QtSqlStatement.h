@@ -18,7 +18,7 @@ public:
     [[nodiscard]] QVariant value(int column) const override { return m_query.value(column); }
     [[nodiscard]] QStringList columnNames() const override;
     [[nodiscard]] qint64 affectedRows() const override { return m_query.numRowsAffected(); }
-    void finish() noexcept override { m_query.finish(); }
+    void finish() noexcept override;
 
     [[nodiscard]] QVariant lastInsertId() const { return m_query.lastInsertId(); }
 
@@ -30,4 +30,5 @@ private:
     QSqlQuery m_query;
     QString m_sql;
     bool m_isQuery;
+    bool m_holdsMuch = false; // in the values of the last execution
 };

@@ -20,6 +20,9 @@ namespace
 constexpr qint64 workNanoseconds = 300'000'000;
 constexpr qint64 restNanoseconds = 110'000'000;
 
+/// Of 4 KiB each, changed by one transaction. (SQLite takes a multiple of 256 for 0, without a limit.)
+constexpr int mostPagesInMemory = 1000;
+
 /// Texts and times as SQLite keeps them. Left alone, a date-time would be stored with a "T" and milliseconds, and a
 /// null text as NULL.
 class SqliteStatement final : public QtSqlStatement
@@ -29,15 +32,15 @@ public:
 
     void execute(const QVariantList &values) override
     {
-        m_bound.clear();
+        QVariantList bound;
         for (const QVariant &value : values) {
-            m_bound += boundValue(value, QChar());
+            bound += boundValue(value, QChar());
             // SQLite takes one off the start of what it is given.
-            if (m_bound.last().typeId() == QMetaType::QString &&
-                beginsWithByteOrderMark(m_bound.last().toString()))
-                m_bound.last() = QString(QChar::ByteOrderMark) + m_bound.last().toString();
+            if (bound.last().typeId() == QMetaType::QString &&
+                beginsWithByteOrderMark(bound.last().toString()))
+                bound.last() = QString(QChar::ByteOrderMark) + bound.last().toString();
         }
-        QtSqlStatement::execute(m_bound);
+        QtSqlStatement::execute(bound);
     }
 
 private:
@@ -45,8 +48,6 @@ private:
     {
         return text.startsWith(QChar::ByteOrderMark) || text.startsWith(QChar::ByteOrderSwapped);
     }
-
-    QVariantList m_bound;
 };
 
 DatabaseFault::Kind kindOf(int resultCode)
@@ -92,11 +93,11 @@ void SqliteDriver::open()
     // A file that is no database opens all the same; the first statement tells.
     exec(u"select count(*) from sqlite_master"_s);
     // Without a write-ahead log a transaction that outgrows the cache would write to the file long before its
-    // commit and keep all readers out from then on: what it has changed stays in memory.
+    // commit and keep all readers out from then on: what it has changed stays in memory, but for the largest mails.
     const auto journal = std::make_unique<SqliteStatement>(line(), u"pragma journal_mode"_s);
     journal->execute({});
     if (journal->next() && journal->value(0).toString() != u"wal"_s)
-        exec(u"pragma cache_spill=0"_s);
+        exec(u"pragma cache_spill=%1"_s.arg(mostPagesInMemory));
 }
 
 bool SqliteDriver::isUsable() const

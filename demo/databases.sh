@@ -7,6 +7,7 @@
 #   stop_database                              ends the private server; its data stays in demo/run
 # start_database sets connect_string. Needs free_port. demo/run is the current folder.
 
+databases_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 database_user=sms
 database_password=demo
 database_server=
@@ -38,15 +39,7 @@ start_sqlite() {
 }
 
 start_postgresql() {
-    local programs
-    programs=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
-    make_data_folder postgres
-    echo $database_password >"$data/../password"
-    as_account "$programs/initdb" -D "$data" -U $database_user -A scram-sha-256 --pwfile "$data/../password" \
-        -E UTF8 --locale=C.UTF-8 >database.log 2>&1 || no_database
-    database_stop_signal=INT
-    launch_database "$programs/postgres" -D "$data" -p "$port" -c listen_addresses=127.0.0.1 \
-        -c unix_socket_directories=
+    launch_database postgresql INT
     export PGPASSWORD=$database_password
     client=(psql -h 127.0.0.1 -p "$port" -U "$database_user" -X -q -v ON_ERROR_STOP=1)
     wait_for_database "${client[@]}" -d postgres -c 'create database oa'
@@ -57,58 +50,31 @@ start_postgresql() {
 }
 
 start_mariadb() {
-    make_data_folder mysql
-    cat >"$data/../begin.sql" <<EOT
-create database if not exists oa character set utf8mb4;
-create user if not exists '$database_user'@'127.0.0.1' identified by '$database_password';
-grant all on oa.* to '$database_user'@'127.0.0.1';
-EOT
-    as_account mariadb-install-db --no-defaults --datadir="$data" --tmpdir="$scratch" --skip-test-db \
-        --auth-root-authentication-method=normal >database.log 2>&1 || no_database
-    database_stop_signal=TERM
-    launch_database /usr/sbin/mariadbd --no-defaults --datadir="$data" --tmpdir="$scratch" --port="$port" \
-        --bind-address=127.0.0.1 --skip-name-resolve --socket=socket --pid-file=pid --init-file="$data/../begin.sql"
+    launch_database mariadb TERM
     export MYSQL_PWD=$database_password
     client=(mariadb --no-defaults --protocol=tcp -h 127.0.0.1 -P "$port" -u "$database_user"
         --default-character-set=utf8mb4)
-    wait_for_database "${client[@]}" oa -e 'select 1'
+    wait_for_database "${client[@]}" -e 'create database oa character set utf8mb4'
     sql() { "${client[@]}" oa -N -B ${1:+-e "$1"}; }
     sql_table() { "${client[@]}" oa --table -e "$1"; }
     connect_string="Provider=MariaDB;Data Source=127.0.0.1;Port=$port;Initial Catalog=oa"
     connect_string+=";User ID=$database_user;Password=$database_password"
 }
 
-# Sets data, scratch, port and as_account, the command that runs another under the server's account. Database
-# servers refuse to run as root: they get the account of their package. Their folder is elsewhere when that account
-# cannot come to this one, or when its name is not plain. scratch is for temporary files: a MariaDB that starts removes those of others in the
-# common folder.
-make_data_folder() {
-    local parent=$PWD/database
-    as_account=(env)
-    if [ "$(id -u)" -eq 0 ]; then
-        as_account=(setpriv --reuid "$1" --regid "$1" --init-groups)
-    fi
-    # The script that makes MariaDB's first tables fails on blanks in a path.
-    if ! as_account test -x "$PWD" || [[ $PWD = *[!A-Za-z0-9/._-]* ]]; then
-        parent=$(mktemp -d)
-        ln -s "$parent" database
-    fi
-    data=$parent/data
-    scratch=$parent/scratch
-    mkdir -p "$data" "$scratch"
-    if [ "$(id -u)" -eq 0 ]; then
-        chmod 755 "$parent"
-        chown "$1" "$data" "$scratch"
+# launch_database SYSTEM STOP-SIGNAL: sets port. The server's folder is elsewhere when other accounts cannot come to
+# this one, or when its name is not plain: the script that makes MariaDB's first tables fails on blanks in a path.
+launch_database() {
+    local folder=$PWD/database
+    if ! setpriv --reuid nobody --clear-groups test -x "$PWD" 2>/dev/null && [ "$(id -u)" -eq 0 ] ||
+        [[ $PWD = *[!A-Za-z0-9/._-]* ]]; then
+        folder=$(mktemp -d)
+        ln -s "$folder" database
     fi
     port=$(free_port)
-}
-
-as_account() { "${as_account[@]}" "$@"; }
-
-launch_database() {
-    # Not through a function: the process to be stopped is the server itself.
-    "${as_account[@]}" "$@" >>database.log 2>&1 &
+    DATABASE_USER=$database_user DATABASE_PASSWORD=$database_password \
+        "$databases_folder/database-server.sh" "$1" "$folder" "$port" >database.log 2>&1 &
     database_server=$!
+    database_stop_signal=$2
 }
 
 no_database() {

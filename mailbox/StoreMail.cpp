@@ -82,10 +82,10 @@ MimeAttachment textAttachment(const QString &text)
     return {u"正文.txt"_s, u"text/plain"_s, {octets, *octets}};
 }
 
-QList<MimeAttachment> attachments(const CollectedMail &mail)
+QList<MimeAttachment> takeAttachments(CollectedMail &mail)
 {
-    const MimeMessage &message = mail.message;
-    QList<MimeAttachment> list = message.Attachments();
+    MimeMessage &message = mail.message;
+    QList<MimeAttachment> list = message.takeAttachments();
     if (mail.attachHiddenText && !showsText(message) && message.HTMLBody().isEmpty() &&
         !message.Body().isEmpty())
         list.append(textAttachment(message.Body()));
@@ -94,7 +94,7 @@ QList<MimeAttachment> attachments(const CollectedMail &mail)
 
 } // namespace
 
-void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kept, const MailTrace &trace)
+void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace)
 {
     bool isWhole = true;
     const auto insert = [&](const QString &table, const QString &identityColumn,
@@ -107,15 +107,18 @@ void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kep
     };
     Transaction transaction(connection);
     const QVariant mailNumber = insert(u"VO_Email"_s, u"VOID"_s, mailColumns(mail));
-    for (const MimeAttachment &attachment : attachments(mail)) {
+    QList<MimeAttachment> attachments = takeAttachments(mail);
+    while (!attachments.isEmpty()) {
+        const QString name = attachments.first().Name();
+        // Not kept: when the last one is decoded, nothing holds the message's octets any more.
+        const QList<ColumnValue> columns = attachmentColumns(mailNumber, attachments.takeFirst());
         try {
-            static_cast<void>(
-                insert(u"VO_EmailAttachments"_s, {}, attachmentColumns(mailNumber, attachment)));
+            static_cast<void>(insert(u"VO_EmailAttachments"_s, {}, columns));
         } catch (const DatabaseFault &fault) {
             if (!fault.concernsOneRow())
                 throw;
             isWhole = false;
-            trace.note(u"邮件 %1 的附件 %2 未能保存：%3"_s.arg(mail.uid, attachment.Name(), fault.message()));
+            trace.note(u"邮件 %1 的附件 %2 未能保存：%3"_s.arg(mail.uid, name, fault.message()));
         }
     }
     if (!isWhole)

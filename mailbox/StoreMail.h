@@ -19,4 +19,4 @@ struct CollectedMail {
 /// transaction. A column value that the database refuses is left unset and an attachment that it refuses is
 /// missing, with a note each; the mail is stored all the same, and kept learns of it before it is committed. Throws
 /// Fault, nothing then stored, when the mail's row is refused, the database is gone or kept cannot be told.
-void storeMail(Connection &connection, const CollectedMail &mail, KeptMails &kept, const MailTrace &trace);
+void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace);

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <utility>
 
 class HeaderFields;
 
@@ -53,6 +54,8 @@ public:
     [[nodiscard]] const QDateTime &Date() const { return m_date; }
     /// In the order of the message.
     [[nodiscard]] const QList<MimeAttachment> &Attachments() const { return m_parts.attachments; }
+    /// The same, taken out: the message's octets go with the last of them.
+    [[nodiscard]] QList<MimeAttachment> takeAttachments() { return std::exchange(m_parts.attachments, {}); }
 
 private:
     MimeMessage() = default;

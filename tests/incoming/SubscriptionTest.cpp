@@ -10,65 +10,58 @@ class SubscriptionTest : public QObject
 {
     Q_OBJECT
 
+private:
+    static QList<bool> answersOf(Office &office, const QString &user)
+    {
+        return {isUserOrdered(office.session.Conn(), u"NBYJ"_s, user),
+                SubscriptionReading(office.session.Conn(), {u"NBYJ"_s}).isUserOrdered(u"NBYJ"_s, user)};
+    }
+
 private slots:
     void answers_data()
     {
-        QTest::addColumn<QStringList>("orders");   // OrderName|IsOrder|isPulic|UserList
-        QTest::addColumn<QStringList>("switches"); // UserName|Type|IsOrder
+        QTest::addColumn<QString>("orders");   // OrderName|IsOrder|isPulic|UserList, parted by " / "
+        QTest::addColumn<QString>("switches"); // UserName|Type|IsOrder
         QTest::addColumn<QString>("user");
         QTest::addColumn<bool>("ordered");
-        const QStringList everyone(u"NBYJ|1|1|"_s);
-        const QStringList some(u"NBYJ|1|0|alice;Bob"_s);
-        QTest::newRow("no order") << QStringList() << QStringList(u"bob|NBYJ|1"_s) << u"bob"_s << false;
-        QTest::newRow("closed") << QStringList(u"NBYJ|0|1|"_s) << QStringList(u"bob|NBYJ|1"_s) << u"bob"_s
-                                << false;
-        QTest::newRow("never switched") << everyone << QStringList() << u"bob"_s << true;
-        QTest::newRow("switched off") << everyone << QStringList(u"bob|NBYJ|0"_s) << u"bob"_s << false;
-        QTest::newRow("switched on") << everyone << QStringList(u"bob|NBYJ|1"_s) << u"bob"_s << true;
-        QTest::newRow("switch null") << everyone << QStringList(u"bob|NBYJ|NULL"_s) << u"bob"_s << false;
-        QTest::newRow("switch of another type")
-            << everyone << QStringList(u"bob|WBYJ|0"_s) << u"bob"_s << true;
-        QTest::newRow("switch of another letter case")
-            << everyone << QStringList(u"Bob|NBYJ|0"_s) << u"bob"_s << true;
-        QTest::newRow("switch of nobody") << everyone << QStringList(u"NULL|NBYJ|0"_s) << u""_s << true;
-        QTest::newRow("first switch decides")
-            << everyone << QStringList({u"bob|NBYJ|0"_s, u"bob|NBYJ|1"_s}) << u"bob"_s << false;
-        QTest::newRow("own switch among similar ones")
-            << everyone << QStringList({u"BOB|NBYJ|0"_s, u"bob |NBYJ|0"_s, u"bob|NBYJ|1"_s}) << u"bob"_s
-            << true;
-        QTest::newRow("listed, other letter case") << some << QStringList() << u"bob"_s << true;
-        QTest::newRow("listed, other letter case too") << some << QStringList() << u"ALICE"_s << true;
-        QTest::newRow("part of a listed name") << some << QStringList() << u"al"_s << false;
-        QTest::newRow("empty list") << QStringList(u"NBYJ|1|0|"_s) << QStringList() << u"bob"_s << false;
-        QTest::newRow("null list, public null")
-            << QStringList(u"NBYJ|1|NULL|NULL"_s) << QStringList() << u"bob"_s << false;
-        QTest::newRow("first open order decides")
-            << QStringList({u"NBYJ|0|1|"_s, u"NBYJ|1|0|al"_s, u"NBYJ|1|1|"_s}) << QStringList() << u"bob"_s
-            << false;
-        QTest::newRow("name with a quote")
-            << everyone << QStringList(u"o'neil|NBYJ|0"_s) << u"o'neil"_s << false;
-        QTest::newRow("name as SQL") << everyone << QStringList(u"bob|NBYJ|0"_s) << u"x' or '1'='1"_s << true;
+        const auto row = [](const char *name, const char *orders, const char *switches, const char *user,
+                            bool ordered) {
+            QTest::newRow(name) << QString::fromLatin1(orders) << QString::fromLatin1(switches)
+                                << QString::fromLatin1(user) << ordered;
+        };
+        const auto *everyone = "NBYJ|1|1|";
+        const auto *some = "NBYJ|1|0|alice;Bob";
+        row("no order", "", "bob|NBYJ|1", "bob", false);
+        row("closed", "NBYJ|0|1|", "bob|NBYJ|1", "bob", false);
+        row("never switched", everyone, "", "bob", true);
+        row("switched off", everyone, "bob|NBYJ|0", "bob", false);
+        row("switched on", everyone, "bob|NBYJ|1", "bob", true);
+        row("switch null", everyone, "bob|NBYJ|NULL", "bob", false);
+        row("switch of another type", everyone, "bob|WBYJ|0", "bob", true);
+        row("switch of another letter case", everyone, "Bob|NBYJ|0", "bob", true);
+        row("switch of nobody", everyone, "NULL|NBYJ|0", "", true);
+        row("first switch decides", everyone, "bob|NBYJ|0 / bob|NBYJ|1", "bob", false);
+        row("own switch among similar ones", everyone, "BOB|NBYJ|0 / bob |NBYJ|0 / bob|NBYJ|1", "bob", true);
+        row("listed, other letter case", some, "", "bob", true);
+        row("listed, other letter case too", some, "", "ALICE", true);
+        row("part of a listed name", some, "", "al", false);
+        row("empty list", "NBYJ|1|0|", "", "bob", false);
+        row("null list, public null", "NBYJ|1|NULL|NULL", "", "bob", false);
+        row("first open order decides", "NBYJ|0|1| / NBYJ|1|0|al / NBYJ|1|1|", "", "bob", false);
+        row("name with a quote", everyone, "o'neil|NBYJ|0", "o'neil", false);
+        row("name as SQL", everyone, "bob|NBYJ|0", "x' or '1'='1", true);
     }
     void answers()
     {
-        QFETCH(QStringList, orders);
-        QFETCH(QStringList, switches);
+        QFETCH(QString, orders);
+        QFETCH(QString, switches);
         QFETCH(QString, user);
+        QFETCH(bool, ordered);
         Office office;
-        const auto values = [](const QString &row) {
-            QVariantList values;
-            for (const QString &value : row.split(u'|'))
-                values += value == u"NULL"_s ? QVariant() : QVariant(value);
-            return values;
-        };
-        for (const QString &row : orders)
-            office.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic, UserList) values (?, ?, ?, ?)"_s,
-                      values(row));
-        for (const QString &row : switches)
-            office.oa(u"insert into SMS_IsOrder (UserName, Type, IsOrder) values (?, ?, ?)"_s, values(row));
-        QTEST(isUserOrdered(office.session.Conn(), u"NBYJ"_s, user), "ordered");
-        QTEST(SubscriptionReading(office.session.Conn(), {u"NBYJ"_s}).isUserOrdered(u"NBYJ"_s, user),
-              "ordered");
+        const auto rows = [](const QString &text) { return text.split(u" / "_s, Qt::SkipEmptyParts); };
+        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic, UserList"_s, rows(orders));
+        office.add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, rows(switches));
+        QCOMPARE(answersOf(office, user), (QList{ordered, ordered}));
     }
 
     void equalityIsTheDatabasesOwn()
@@ -77,10 +70,9 @@ private slots:
         office.oa(u"drop table SMS_IsOrder"_s);
         office.oa(
             u"create table SMS_IsOrder (UserName text collate nocase, Type text collate rtrim, IsOrder text)"_s);
-        office.oa(u"insert into SMS_IsOrder values ('BOB', 'NBYJ  ', '0')"_s);
-        office.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1')"_s);
-        QVERIFY(!isUserOrdered(office.session.Conn(), u"NBYJ"_s, u"bob"_s));
-        QVERIFY(!SubscriptionReading(office.session.Conn(), {u"NBYJ"_s}).isUserOrdered(u"NBYJ"_s, u"bob"_s));
+        office.add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, {u"BOB|NBYJ  |0"_s});
+        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"NBYJ|1|1"_s});
+        QCOMPARE(answersOf(office, u"bob"_s), (QList{false, false}));
     }
 };
 

@@ -1,6 +1,6 @@
 #include "modem/Inbox.h"
 
-#include "tests/modem/Deliver.h"
+#include "tests/modem/Transcript.h"
 
 #include <QTest>
 
@@ -9,53 +9,155 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-const QDateTime morning(QDate(2026, 11, 20), QTime(19, 31), Qt::OffsetFromUTC, 8 * 3600);
+/// Two hexadecimal digits.
+QByteArray octet(qsizetype value)
+{
+    return QByteArray::number(0x100 + value, 16).last(2);
+}
 
-/// "index:sender:reference/total/sequence:text", parts separated by blanks; "reference" may be 16-bit with
-/// "w", "text@seconds" is later than 19:30 by that.
-QList<StoredTpdu> storeOf(const QString &entries)
+/// Two decimal digits as a time stamp holds them.
+QByteArray swapped(int value)
+{
+    return QByteArray::number(value % 10) + QByteArray::number(value / 10);
+}
+
+/// An entry as a step names it, written without the code under test.
+StoredTpdu stored(const QString &entry, const QByteArray &memory = "SM")
+{
+    const QStringList fields = entry.split(u':');
+    const QStringList place = fields[2].split(u'/');
+    const QString text = fields[3].section(u'@', 0, 0);
+    const QTime time = QTime(19, 30).addSecs(fields[3].section(u'@', 1).toInt());
+    QByteArray sender = fields[1].toLatin1() + 'F';
+    for (qsizetype i = 0; i + 1 < sender.size(); i += 2)
+        std::swap(sender[i], sender[i + 1]);
+    QByteArray body;
+    if (place.size() == 3) {
+        const bool isWide = place[0].startsWith(u'w');
+        body =
+            (isWide ? "06080400" + octet(place[0].sliced(1).toInt()) : "050003" + octet(place[0].toInt())) +
+            octet(place[1].toInt()) + octet(place[2].toInt());
+    }
+    const QByteArray type = body.isEmpty() ? "04" : "44";
+    for (const QChar unit : text)
+        body += "00" + octet(unit.unicode());
+    const QByteArray hex = "00" + type + "0591" + sender + "0008621102" + swapped(time.hour()) +
+                           swapped(time.minute()) + swapped(time.second()) + "23" + octet(body.size() / 2) +
+                           body;
+    return {memory, fields[0].toInt(), QByteArray::fromHex(hex), -1, false};
+}
+
+QList<StoredTpdu> storeOf(const QString &entries, const QByteArray &memory = "SM")
 {
     QList<StoredTpdu> store;
-    for (const QString &entry : entries.split(u' ', Qt::SkipEmptyParts)) {
-        const QStringList fields = entry.split(u':');
-        Deliver deliver;
-        deliver.sender = fields[1].toLatin1();
-        const QStringList text = fields[3].split(u'@');
-        deliver.text = text.first();
-        const QTime time = QTime(19, 30).addSecs(text.size() > 1 ? text.last().toInt() : 0);
-        deliver.scts = "621102" + Deliver::swapped(time.hour()) + Deliver::swapped(time.minute()) +
-                       Deliver::swapped(time.second()) + "23";
-        const QStringList place = fields[2].split(u'/');
-        if (place.size() == 3) {
-            const int reference = place[0].toInt();
-            deliver.udh = Deliver::concatenation(reference, place[1].toInt(), place[2].toInt());
-            if (place[0].startsWith(u'w'))
-                deliver.udh = "06080400" + Deliver::octet(place[0].sliced(1).toInt()) + deliver.udh.last(4);
-        }
-        store.append({"SM", fields[0].toInt(), QByteArray::fromHex(deliver.hex()), -1, false});
-    }
+    for (const QString &entry : entries.split(u' ', Qt::SkipEmptyParts))
+        store.append(stored(entry, memory));
     return store;
 }
 
-/// Everything that may be raised now, handled at once.
-QStringList raiseAll(Inbox &inbox, const QDateTime &now)
+/// Does the steps:
+///   store ENTRY ...      all that SM holds          other ENTRY ...    all that ME holds
+///   raised TEXT ...      everything that may be raised now, handled at once
+///   removable INDEX ...  in ascending order         removed            the modem says so of all these
+///   later SECONDS        the clock                  release            the oldest incomplete set
+///   direct ENTRY RESULT  comes without being stored
+///   again ENTRY ENTRY    what a second reading gives of the first
+///   refused SECONDS ...  the one message is refused and raised again after these
+///   directs N            so many messages come directly and wait
+///   handled N            so many different messages come and are handled and removed, one after the other
+class Play
 {
-    QStringList texts;
-    while (const auto message = inbox.next(now)) {
-        texts.append(message->problem.isEmpty() ? message->text : u"?"_s);
-        inbox.setHandled(*message, now);
+public:
+    /// What came otherwise than written.
+    QString perform(const QString &step)
+    {
+        const QString verb = step.section(u' ', 0, 0);
+        const QString rest = step.mid(verb.size() + 1);
+        const QStringList words = rest.split(u' ', Qt::SkipEmptyParts);
+        if (verb == u"raised")
+            return compared(raised(), rest);
+        if (verb == u"removable")
+            return compared(removable(), rest);
+        if (verb == u"refused")
+            return refused(words);
+        if (verb == u"direct") {
+            static const QStringList names{u"New"_s, u"Waiting"_s, u"Handled"_s, u"NoRoom"_s};
+            return compared(names[static_cast<int>(come(words[0]))], words[1]);
+        }
+        if (verb == u"store")
+            m_inbox.update("SM", storeOf(rest), m_now);
+        else if (verb == u"other")
+            m_inbox.update("ME", storeOf(rest, "ME"), m_now);
+        else if (verb == u"removed")
+            remove();
+        else if (verb == u"later")
+            m_now = m_now.addSecs(rest.toInt());
+        else if (verb == u"release")
+            return m_inbox.releaseOldestIncomplete(m_now) ? QString() : u"nothing is incomplete"_s;
+        else if (verb == u"again")
+            m_inbox.setReadAgain(stored(words[0]), stored(words[1]));
+        else if (verb == u"directs")
+            for (int i = 0; i < rest.toInt(); ++i)
+                static_cast<void>(come(u"0:86138::%1"_s.arg(i)));
+        else if (verb == u"handled")
+            handle(rest.toInt());
+        return {};
     }
-    return texts;
-}
 
-QList<int> indicesOf(const QList<StoredTpdu> &copies)
-{
-    QList<int> indices;
-    for (const StoredTpdu &copy : copies)
-        indices.append(copy.index);
-    std::sort(indices.begin(), indices.end());
-    return indices;
-}
+private:
+    static QString compared(const QString &found, const QString &wanted)
+    {
+        return found == wanted ? QString() : u"found "_s + found;
+    }
+    Inbox::Direct come(const QString &entry) { return m_inbox.addDirect(stored(entry).octets, -1, m_now); }
+    void remove()
+    {
+        for (const StoredTpdu &copy : m_inbox.removable())
+            m_inbox.setRemoved(copy);
+    }
+    void handle(int count)
+    {
+        for (int i = 0; i < count; ++i, ++m_handled) {
+            m_inbox.update("SM", storeOf(u"0:86138::%1"_s.arg(m_handled)), m_now);
+            static_cast<void>(raised());
+            remove();
+        }
+    }
+    QString raised()
+    {
+        QStringList texts;
+        while (const auto message = m_inbox.next(m_now)) {
+            texts.append(message->problem.isEmpty() ? message->text : u"?"_s);
+            m_inbox.setHandled(*message, m_now);
+        }
+        return texts.join(u' ');
+    }
+    QString removable() const
+    {
+        QStringList indices;
+        for (const StoredTpdu &copy : m_inbox.removable())
+            indices.append(QString::number(copy.index));
+        indices.sort();
+        return indices.join(u' ');
+    }
+    QString refused(const QStringList &waits)
+    {
+        for (const QString &wait : waits) {
+            if (!m_inbox.next(m_now))
+                return u"not raised before "_s + wait;
+            m_inbox.setRefused(*m_inbox.next(m_now), m_now);
+            const QDateTime due = m_now.addSecs(wait.toInt());
+            if (m_inbox.next(due.addSecs(-1)) || m_inbox.nextChange() != due)
+                return u"not after "_s + wait;
+            m_now = due;
+        }
+        return {};
+    }
+
+    Inbox m_inbox{ModemLimits{}};
+    QDateTime m_now{QDate(2026, 11, 20), QTime(19, 31), Qt::OffsetFromUTC, 8 * 3600};
+    int m_handled = 0; ///< by handle()
+};
 
 } // namespace
 
@@ -64,179 +166,22 @@ class InboxTest : public QObject
     Q_OBJECT
 
 private slots:
-    void reassembles_data();
-    void reassembles();
-    void partsAcrossReadings();
-    void incompleteAfterItsTime();
-    void oldPartsGetTheirGrace();
-    void repetitionOfHandledIsNoMessage();
-    void restIsDeliveredWhenItIsComplete();
-    void shownAgainIsKnown_data();
-    void shownAgainIsKnown();
-    void oneMessageTwice();
-    void refusedComesAfterLongerAndLonger();
+    void play_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        for (const Transcript &transcript : readTranscripts(QStringLiteral(INBOX_STEPS)))
+            QTest::newRow(qPrintable(transcript.name)) << transcript.steps;
+    }
+    void play()
+    {
+        QFETCH(QStringList, steps);
+        Play play;
+        for (const QString &step : steps) {
+            const QString difference = play.perform(step);
+            QVERIFY2(difference.isEmpty(), qPrintable(u"at \"%1\": %2"_s.arg(step, difference)));
+        }
+    }
 };
-
-void InboxTest::reassembles_data()
-{
-    QTest::addColumn<QString>("store");
-    QTest::addColumn<QStringList>("texts");
-    QTest::addColumn<QList<int>>("removable");
-    const auto row = [](const char *name, const QString &store, const QStringList &texts,
-                        const QList<int> &removable) { QTest::newRow(name) << store << texts << removable; };
-    row("single", u"1:86138::a"_s, {u"a"_s}, {1});
-    row("any-order", u"0:86138:9/3/3:c 1:86138:9/3/1:a 2:86138:9/3/2:b"_s, {u"abc"_s}, {0, 1, 2});
-    row("16-bit-reference", u"0:86138:w9/2/2:b 1:86138:w9/2/1:a"_s, {u"ab"_s}, {0, 1});
-    row("8-and-16-bit-are-two", u"0:86138:w9/2/2:b 1:86138:9/2/1:a"_s, {}, {});
-    row("two-senders", u"0:86138:9/2/1:a 1:86139:9/2/1:x 2:86138:9/2/2:b 3:86139:9/2/2:y"_s,
-        {u"ab"_s, u"xy"_s}, {0, 1, 2, 3});
-    row("conflicting-total", u"0:86138:9/2/1:a 1:86138:9/3/2:x 2:86138:9/2/2:b"_s, {u"ab"_s}, {0, 2});
-    row("duplicate-part", u"0:86138:9/2/1:a 1:86138:9/2/1:a 2:86138:9/2/2:b"_s, {u"ab"_s}, {0, 1, 2});
-    row("same-reference-twice", u"0:86138:9/2/1:a 1:86138:9/2/1:x 2:86138:9/2/2:b 3:86138:9/2/2:y"_s,
-        {u"ab"_s, u"xy"_s}, {0, 1, 2, 3});
-    row("missing-part", u"0:86138:9/2/1:a 1:86138::single"_s, {u"single"_s}, {1});
-    row("nearest-in-time", u"0:86138:9/2/1:a@0 1:86138:9/2/1:x@600 2:86138:9/2/2:y@601"_s, {u"xy"_s}, {1, 2});
-    row("far-in-time-is-another", u"0:86138:9/2/1:a@0 1:86138:9/2/2:y@3600"_s, {}, {});
-    row("equal-singles-are-two", u"0:86138::a 1:86138::a"_s, {u"a"_s, u"a"_s}, {0, 1});
-}
-
-void InboxTest::reassembles()
-{
-    QFETCH(const QString, store);
-    Inbox inbox{ModemLimits{}};
-    inbox.update("SM", storeOf(store), morning);
-    QTEST(raiseAll(inbox, morning), "texts");
-    QTEST(indicesOf(inbox.removable()), "removable");
-}
-
-void InboxTest::partsAcrossReadings()
-{
-    Inbox inbox{ModemLimits{}};
-    inbox.update("SM", storeOf(u"0:86138:9/2/1:a"_s), morning);
-    QVERIFY(!inbox.next(morning));
-    // Hours later, in a place that was freed and filled again meanwhile.
-    inbox.update("SM", storeOf(u"0:86138:9/2/1:a 1:86138:9/2/2:b"_s), morning.addSecs(18000));
-    QCOMPARE(raiseAll(inbox, morning.addSecs(18000)), QStringList{u"ab"_s});
-    for (const StoredTpdu &copy : inbox.removable())
-        inbox.setRemoved(copy);
-    inbox.update("SM", storeOf(u"0:86138::a"_s), morning);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"a"_s});
-}
-
-void InboxTest::incompleteAfterItsTime()
-{
-    Inbox inbox{ModemLimits{}};
-    const QDateTime sent = morning.addSecs(-60); // the stamp of Deliver
-    inbox.update("SM", storeOf(u"0:86138:9/3/3:c 1:86138:9/3/1:a"_s), morning);
-    QVERIFY(!inbox.next(sent.addSecs(86400 - 1)));
-    QCOMPARE(raiseAll(inbox, sent.addSecs(86400)), QStringList{u"ac"_s});
-    QCOMPARE(indicesOf(inbox.removable()), (QList<int>{0, 1}));
-}
-
-void InboxTest::oldPartsGetTheirGrace()
-{
-    Inbox inbox{ModemLimits{}};
-    const QDateTime later = morning.addDays(3);
-    inbox.update("SM", storeOf(u"0:86138:9/2/1:a"_s), later);
-    QVERIFY(!inbox.next(later.addSecs(599)));
-    inbox.update("SM", storeOf(u"0:86138:9/2/1:a 1:86138:9/2/2:b"_s), later.addSecs(599));
-    QCOMPARE(raiseAll(inbox, later.addSecs(600)), QStringList{u"ab"_s});
-}
-
-void InboxTest::repetitionOfHandledIsNoMessage()
-{
-    Inbox inbox{ModemLimits{}};
-    const auto whole = storeOf(u"0:86138:9/2/1:a 1:86138:9/2/2:b"_s);
-    inbox.update("SM", whole, morning);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"ab"_s});
-    for (const StoredTpdu &copy : inbox.removable())
-        inbox.setRemoved(copy);
-    inbox.update("SM", {whole.last()}, morning);
-    QVERIFY(!inbox.next(morning.addDays(2)));
-    QCOMPARE(indicesOf(inbox.removable()), QList<int>{1});
-}
-
-void InboxTest::restIsDeliveredWhenItIsComplete()
-{
-    // Three places for a message of five parts.
-    Inbox inbox{ModemLimits{}};
-    inbox.update("SM", storeOf(u"0:86138:9/5/1:a 1:86138:9/5/2:b 2:86138:9/5/3:c"_s), morning);
-    QVERIFY(!inbox.next(morning));
-    QVERIFY(inbox.releaseOldestIncomplete(morning));
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"abc"_s});
-    inbox.update("SM", storeOf(u"0:86138:9/5/4:d"_s), morning);
-    QVERIFY(!inbox.next(morning));
-    inbox.update("SM", storeOf(u"0:86138:9/5/4:d 1:86138:9/5/5:e"_s), morning);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"de"_s});
-}
-
-void InboxTest::shownAgainIsKnown_data()
-{
-    QTest::addColumn<bool>("saysRemoved");
-    QTest::newRow("store-that-does-not-delete") << true;
-    QTest::newRow("missing-in-one-reading") << false;
-}
-
-void InboxTest::shownAgainIsKnown()
-{
-    QFETCH(const bool, saysRemoved);
-    Inbox inbox{ModemLimits{}};
-    const auto store = storeOf(u"0:86138::a 1:86138:9/2/1:b 2:86138:9/2/2:c"_s);
-    inbox.update("SM", store, morning);
-    QCOMPARE(raiseAll(inbox, morning), (QStringList{u"a"_s, u"bc"_s}));
-    if (saysRemoved) {
-        for (const StoredTpdu &copy : inbox.removable())
-            inbox.setRemoved(copy);
-    }
-    inbox.update("SM", {}, morning);
-    inbox.update("SM", store, morning);
-    QVERIFY(!inbox.next(morning.addDays(3)));
-    QCOMPARE(indicesOf(inbox.removable()), (QList<int>{0, 1, 2}));
-}
-
-void InboxTest::oneMessageTwice()
-{
-    Inbox inbox{ModemLimits{}};
-    auto sm = storeOf(u"1:86138::a"_s);
-    auto me = sm;
-    me.first().memory = "ME";
-    inbox.update("SM", sm, morning);
-    inbox.update("ME", me, morning);
-    QCOMPARE(inbox.addDirect(sm.first().octets, -1, morning), Inbox::Direct::Waiting);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"a"_s});
-    QCOMPARE(inbox.removable().size(), 2);
-    // The other way round: directly first, then in the store.
-    const auto other = storeOf(u"2:86138::b"_s);
-    QCOMPARE(inbox.addDirect(other.first().octets, -1, morning), Inbox::Direct::New);
-    QCOMPARE(raiseAll(inbox, morning), QStringList{u"b"_s});
-    inbox.update("SM", other, morning);
-    QVERIFY(!inbox.next(morning));
-    QCOMPARE(indicesOf(inbox.removable()), (QList<int>{1, 2}));
-    QCOMPARE(inbox.addDirect(other.first().octets, -1, morning), Inbox::Direct::Handled);
-}
-
-void InboxTest::refusedComesAfterLongerAndLonger()
-{
-    Inbox inbox{ModemLimits{}};
-    inbox.update("SM", storeOf(u"0:86138::a"_s), morning);
-    QDateTime now = morning;
-    for (const int wait : {10, 20, 40, 80, 160, 320, 640, 1280, 2560, 3600, 3600}) {
-        QVERIFY(inbox.next(now));
-        inbox.setRefused(*inbox.next(now), now);
-        QVERIFY(!inbox.next(now.addSecs(wait - 1)));
-        now = now.addSecs(wait);
-        QCOMPARE(inbox.nextChange(), now);
-    }
-    QVERIFY(inbox.next(now));
-    // The listing goes on showing it otherwise than its place does.
-    const StoredTpdu listed = storeOf(u"0:86138::b"_s).first();
-    inbox.update("SM", {listed}, now);
-    inbox.setReadAgain(listed, storeOf(u"0:86138::c"_s).first());
-    QCOMPARE(inbox.next(now)->text, u"c"_s);
-    inbox.setRefused(*inbox.next(now), now);
-    inbox.update("SM", {listed}, now);
-    QVERIFY(!inbox.next(now));
-}
 
 QTEST_GUILESS_MAIN(InboxTest)
 #include "InboxTest.moc"

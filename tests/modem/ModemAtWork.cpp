@@ -10,33 +10,15 @@ using std::chrono::milliseconds;
 namespace
 {
 
-struct ResultName {
-    QLatin1StringView name;
-    ModemResult result;
-};
-constexpr std::array results{
-    ResultName{"Ok"_L1, ModemResult::Ok},
-    ResultName{"NoSuchPort"_L1, ModemResult::NoSuchPort},
-    ResultName{"ModemSilent"_L1, ModemResult::ModemSilent},
-    ResultName{"SimMissing"_L1, ModemResult::SimMissing},
-    ResultName{"SimLocked"_L1, ModemResult::SimLocked},
-    ResultName{"SimFailure"_L1, ModemResult::SimFailure},
-    ResultName{"PduModeRefused"_L1, ModemResult::PduModeRefused},
-    ResultName{"ServiceCentreInvalid"_L1, ModemResult::ServiceCentreInvalid},
-    ResultName{"ServiceCentreRefused"_L1, ModemResult::ServiceCentreRefused},
-    ResultName{"NumberInvalid"_L1, ModemResult::NumberInvalid},
-    ResultName{"TextTooLong"_L1, ModemResult::TextTooLong},
-    ResultName{"Refused"_L1, ModemResult::Refused},
-    ResultName{"NotConfirmed"_L1, ModemResult::NotConfirmed},
-    ResultName{"FateUnknown"_L1, ModemResult::FateUnknown},
-    ResultName{"PartlySent"_L1, ModemResult::PartlySent},
-};
-constexpr std::array faults{"PortLost", "NoNetwork", "NoAnswer", "NotPrompted", "NotTaken"};
-
 QString nameOf(qint16 code)
 {
-    const auto *found = std::ranges::find(results, static_cast<ModemResult>(code), &ResultName::result);
-    return found == results.end() ? QString::number(code) : QString(found->name);
+    static const QStringList opening =
+        u"Ok NoSuchPort PortBusy PortDenied PortFailed ModemSilent SimMissing SimLocked "
+        "SimFailure PduModeRefused ServiceCentreInvalid ServiceCentreRefused"_s.split(u' ');
+    static const QStringList sending =
+        u"NumberInvalid TextTooLong Refused NotConfirmed FateUnknown PartlySent"_s.split(u' ');
+    constexpr int firstOfSending = 20;
+    return code < firstOfSending ? opening.value(code) : sending.value(code - firstOfSending);
 }
 
 /// Generous where a busy machine answers late; transcripts that wait a silence out shorten its limit.
@@ -54,16 +36,12 @@ ModemLimits shortLimits()
     return limits;
 }
 
-struct LimitName {
-    QLatin1StringView name;
-    milliseconds ModemLimits::*limit;
-};
-constexpr std::array limitNames{
-    LimitName{"command"_L1, &ModemLimits::command},         LimitName{"prompt"_L1, &ModemLimits::prompt},
-    LimitName{"reopenSync"_L1, &ModemLimits::reopenSync},   LimitName{"resync"_L1, &ModemLimits::resync},
-    LimitName{"sendResult"_L1, &ModemLimits::sendResult},   LimitName{"simBusy"_L1, &ModemLimits::simBusy},
-    LimitName{"slowPrompt"_L1, &ModemLimits::slowPrompt},   LimitName{"sync"_L1, &ModemLimits::sync},
-    LimitName{"syncAttempt"_L1, &ModemLimits::syncAttempt},
+const QHash<QString, milliseconds ModemLimits::*> limitNames{
+    {u"command"_s, &ModemLimits::command},       {u"prompt"_s, &ModemLimits::prompt},
+    {u"reopenSync"_s, &ModemLimits::reopenSync}, {u"resync"_s, &ModemLimits::resync},
+    {u"sendResult"_s, &ModemLimits::sendResult}, {u"simBusy"_s, &ModemLimits::simBusy},
+    {u"slowPrompt"_s, &ModemLimits::slowPrompt}, {u"sync"_s, &ModemLimits::sync},
+    {u"storePoll"_s, &ModemLimits::storePoll},   {u"syncAttempt"_s, &ModemLimits::syncAttempt},
 };
 
 /// Arguments name what a line of text cannot hold.
@@ -137,6 +115,9 @@ QString ModemAtWork::open()
     const qint16 result = control().open();
     if (control().isPortOpen() != (result == 0))
         return u"isPortOpen() contradicts open()"_s;
+    QString none;
+    if (control().read(none, none, none) != static_cast<qint16>(ModemResult::NoMessage))
+        return u"a message outside its event"_s;
     return result == 0 && !control().isRegistered() ? u"Unregistered"_s : nameOf(result);
 }
 
@@ -145,10 +126,12 @@ QString ModemAtWork::send(const QString &rest)
     try {
         const qint16 result =
             control().send(unescaped(rest.section(u' ', 0, 0)), unescaped(rest.section(u' ', 1)));
-        return result != 0 && control().lastRefusal().isEmpty() ? u"a refusal without words"_s
-                                                                : nameOf(result);
+        m_cause = result == 0 ? QString() : control().lastRefusal();
+        return result != 0 && m_cause.isEmpty() ? u"a refusal without words"_s : nameOf(result);
     } catch (const ModemFault &fault) {
-        return QString::fromLatin1(faults.at(static_cast<size_t>(fault.kind())));
+        m_cause = fault.message();
+        constexpr std::array kinds{"PortLost", "NoNetwork", "NoAnswer", "NotPrompted", "NotTaken"};
+        return QString::fromLatin1(kinds.at(static_cast<size_t>(fault.kind())));
     }
 }
 
@@ -160,6 +143,8 @@ QString ModemAtWork::found(const QString &verb)
         return control().isPortOpen() ? u"open"_s : u"closed"_s;
     if (verb == u"baud")
         return QString::number(control().describe().baud);
+    if (verb == u"because")
+        return m_cause;
     if (verb == u"told")
         return m_notices.join(u" | "_s);
     if (verb == u"heard")
@@ -190,8 +175,8 @@ std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &
     const auto compared = [](const QString &got, const QString &wanted) {
         return matches(got, wanted) ? QString() : u"found \"%1\""_s.arg(got);
     };
-    static const QStringList states{u"port"_s,   u"baud"_s,  u"received"_s, u"last"_s,
-                                    u"places"_s, u"heard"_s, u"told"_s,     u"kept"_s};
+    static const QStringList states{u"port"_s,  u"baud"_s, u"received"_s, u"last"_s,   u"places"_s,
+                                    u"heard"_s, u"told"_s, u"kept"_s,     u"because"_s};
     if (states.contains(verb)) {
         static_cast<void>(QTest::qWaitFor([&] { return matches(found(verb), rest); }));
         const QString difference = compared(found(verb), rest);
@@ -226,8 +211,7 @@ std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &
     if (verb == u"close")
         return compared(nameOf(control().close()), u"Ok"_s);
     if (verb == u"limit")
-        m_limits.*std::ranges::find(limitNames, rest.section(u' ', 0, 0), &LimitName::name)->limit =
-            milliseconds(rest.section(u' ', 1).toInt());
+        m_limits.*limitNames.value(rest.section(u' ', 0, 0)) = milliseconds(rest.section(u' ', 1).toInt());
     else if (verb == u"centre")
         control().setServiceCentre(unescaped(rest));
     else if (verb == u"country")
@@ -251,6 +235,8 @@ QString ModemAtWork::leftOver() const
 {
     if (!m_notices.isEmpty())
         return u"told \"%1\""_s.arg(m_notices.join(u" | "_s));
+    if (!m_received.isEmpty())
+        return u"received \"%1\""_s.arg(m_received.last().text);
     for (const QString &line : m_written) {
         if (line.startsWith(u"AT+CPIN="))
             return u"a PIN was guessed"_s;

@@ -30,6 +30,7 @@ public:
     ///   heard LINE ...           what was written since the last such step, * for anything
     ///   places MEMORY,INDEX ...  what the simulator's stores hold
     ///   told TEXT | ...          notices since the last such step, * for anything
+    ///   because TEXT             why the last message was refused or could not be tried
     ///   kept HEX ...             octets in the file of unreadable messages
     std::optional<QString> perform(const QString &verb, const QString &rest);
     /// What is wrong at the end of every transcript.
@@ -60,4 +61,5 @@ private:
     QString m_line; ///< being written
     QStringList m_fates;
     Received m_last;
+    QString m_cause;
 };

@@ -2,11 +2,12 @@
 
 #include <QProcess>
 #include <QTemporaryDir>
+#include <csignal>
 
-/// A database server of the test's own: this machine's binaries, a data folder in the temporary folder, a
-/// free port on the loopback address. Ended, and its data removed, with the object; it does not outlive the
-/// test program either. Everything throws Fault when it does not work:
-/// a server that cannot be had is a failure.
+/// A database server of the test's own, which demo/database-server.sh makes of this machine's packages: its data in
+/// the temporary folder, a free port on the loopback address. Ended, and its data removed, with the object; it
+/// does not outlive the test program either. Everything throws Fault when it does not work: a server that
+/// cannot be had is a failure.
 class PrivateDatabaseServer
 {
 public:
@@ -23,8 +24,8 @@ public:
     /// At once, without goodbyes: what was not committed is lost, clients find their connections cut.
     void stop();
     /// Stops every process of the server where it is (SIGSTOP): connections stay, nothing answers.
-    void suspend();
-    void resume();
+    void suspend() { signalAll(SIGSTOP); }
+    void resume() { signalAll(SIGCONT); }
 
     [[nodiscard]] System system() const { return m_system; }
     [[nodiscard]] int port() const { return m_port; }
@@ -37,17 +38,13 @@ public:
     [[nodiscard]] QString nativeConnectString(const QString &database) const;
     [[nodiscard]] QString odbcConnectString(const QString &database) const;
     /// A database that exists from the beginning, to create others from.
-    [[nodiscard]] QString firstDatabase() const;
+    [[nodiscard]] QString firstDatabase() const
+    {
+        return m_system == System::PostgreSql ? QStringLiteral("postgres") : QStringLiteral("mysql");
+    }
 
 private:
-    void makeData();
-    void launch(QProcess &process, const QString &program, const QStringList &arguments) const;
-    void runToEnd(const QString &program, const QStringList &arguments) const;
-    [[nodiscard]] QString program(const QString &name) const;
-    [[nodiscard]] QString dataFolder() const;
-    [[nodiscard]] QString logFile() const;
-    /// For temporary files: a MariaDB that starts removes those that others have in the common folder.
-    [[nodiscard]] QString scratchFolder() const;
+    [[nodiscard]] QString logFile() const { return m_folder.filePath(QStringLiteral("log")); }
     void signalAll(int signal) const;
 
     System m_system;
