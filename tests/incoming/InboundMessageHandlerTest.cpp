@@ -199,6 +199,22 @@ private slots:
         QCOMPARE(stored(), QStringList());
     }
 
+    void messageStoredByADatabaseThatWasLostThenComesOnce()
+    {
+        QFile file(m_office->databaseFile());
+        QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        const QByteArray head = file.read(100);
+        QVERIFY(file.seek(0) && file.write(QByteArray(head.size(), 'x')) == head.size());
+        QCOMPARE(arrive(u"1"_s, u"one"_s), MessageFate::Wait);
+        QVERIFY(file.seek(0) && file.write(head) == head.size());
+        // It had carried the insert out before it could say so.
+        m_office->add(u"SMS_SIMReceive"_s, u"FromMB, JieSHouDT, MsgContent"_s,
+                      {u"1|2006-03-05 07:00:00|one"_s});
+        QVERIFY(QTest::qWaitFor([&] { return arrive(u"1"_s, u"one"_s) == MessageFate::Handled; }));
+        QCOMPARE(stored().size(), 1);
+        QCOMPARE(m_office->console.takeLog().size(), 3); // lost, back, the message
+    }
+
     void messagesWaitInOrderWhileTheDatabaseIsAway()
     {
         SimulatorProcess &simulator = m_office->simulator();
