@@ -78,28 +78,6 @@ private slots:
             append(office, u"T"_s, {{"A"_L1, text}});
         QCOMPARE(office.rows(u"select A from T"_s).size(), 2);
     }
-
-    void everyTextComesBackFromSqliteAsValidText_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("stored");
-        const QChar high(0xd83d);
-        QTest::newRow("byte order mark") << u"\ufeff标"_s << u"\ufeff标"_s;
-        QTest::newRow("half a pair") << u"x"_s + high + u"y"_s << u"x\ufffdy"_s;
-        QTest::newRow("half a pair at the end") << u"x"_s + high << u"x\ufffd"_s;
-    }
-    void everyTextComesBackFromSqliteAsValidText()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, stored);
-        Office office(DatabaseRoute::Sqlite, SchemaKind::None);
-        office.oa(u"create table T (A text)"_s);
-        append(office, u"T"_s, {{"A"_L1, text}});
-        QCOMPARE(office.session.Conn().firstValue(u"select A from T where A=?"_s, {text})->toString(),
-                 stored);
-        QCOMPARE(office.session.Conn().firstValue(u"select hex(A) from T"_s, {})->toString(),
-                 QString::fromLatin1(stored.toUtf8().toHex().toUpper()));
-    }
 };
 
 QTEST_GUILESS_MAIN(CharactersTest)

@@ -1,5 +1,4 @@
 #include "database/Recordset.h"
-#include "database/Transaction.h"
 #include "tests/database/DatabaseWork.h"
 
 #include <QFile>
@@ -15,7 +14,7 @@ private slots:
     void snapshotCountsItsRowsAndIsNotDisturbed()
     {
         Office office;
-        office.oa(u"insert into SMS_Queues (ToMB, MsgContent) values ('1', 'a'), ('2', null), ('3', '')"_s);
+        office.add(u"SMS_Queues"_s, u"ToMB, MsgContent"_s, {u"1|a"_s, u"2|NULL"_s, u"3|"_s});
         Recordset rows(office.session.Conn());
         rows.open(u"select * from SMS_Queues"_s);
         QCOMPARE(rows.recordCount(), 3);
@@ -40,50 +39,9 @@ private slots:
         add({"ToUser"_L1, "ToMB"_L1, "MsgContent"_L1});
         add({"ToUser"_L1, "ToMB"_L1});
         add({"ToMB"_L1, "ToUser"_L1, "MsgContent"_L1});
-        QCOMPARE(office.rows(u"select ToUser, ToMB, MsgContent, MsgType from SMS_Queues"_s),
+        QCOMPARE(office.table(u"SMS_Queues"_s, u"ToUser, ToMB, MsgContent, MsgType"_s),
                  QStringList({u"ToUser|ToMB|MsgContent|0"_s, u"ToUser|ToMB|NULL|0"_s,
                               u"ToUser|ToMB|MsgContent|0"_s}));
-    }
-
-    void transactionRollsBackUnlessCommitted()
-    {
-        Office office;
-        Connection &connection = office.session.Conn();
-        const auto insert = [&] { connection.execute(u"insert into SMS_Queues (ToMB) values ('1')"_s); };
-        {
-            const Transaction forgotten(connection);
-            insert();
-        }
-        {
-            Transaction outer(connection);
-            {
-                Transaction inner(connection);
-                insert();
-                inner.commit();
-            }
-            outer.commit();
-        }
-        {
-            Transaction outer(connection);
-            {
-                const Transaction inner(connection);
-                insert();
-            }
-            QVERIFY(kindOf([&] { outer.commit(); }));
-        }
-        QCOMPARE(office.rows(u"select count(*) from SMS_Queues"_s), QStringList(u"1"_s));
-    }
-
-    void lockedDatabaseIsWaitedForThenUnavailable()
-    {
-        Office office;
-        office.oa(u"begin exclusive"_s);
-        Connection &connection = office.session.Conn();
-        QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
-                 DatabaseFault::Kind::Unavailable);
-        QVERIFY(connection.isOpen());
-        office.oa(u"rollback"_s);
-        connection.execute(u"update SMS_Queues set MsgStatus=8"_s);
     }
 
     void vanishedFileIsALostConnectionUntilItIsOpenedAgain()
