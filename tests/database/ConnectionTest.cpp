@@ -1,4 +1,5 @@
 #include "database/Recordset.h"
+#include "foundation/Settings.h"
 #include "tests/database/DatabaseWork.h"
 
 #include <QFile>
@@ -44,6 +45,31 @@ private slots:
                               u"ToUser|ToMB|MsgContent|0"_s}));
     }
 
+    void withoutAStringTheSessionIsNotOpen_data()
+    {
+        QTest::addColumn<QString>("connectString");
+        QTest::newRow("empty") << u""_s;
+        QTest::newRow("unreachable") << u"Provider=SQLite;Data Source=/nonexistent;Password=secret"_s;
+        QTest::newRow("malformed") << u"Password='secret"_s;
+    }
+    void withoutAStringTheSessionIsNotOpen()
+    {
+        QFETCH(QString, connectString);
+        Office office;
+        office.registry.write(Settings::connectStringPath(), connectString);
+        QVERIFY(!office.session.OpenDB());
+        QVERIFY(!office.session.Conn().isOpen());
+        QVERIFY(!office.session.openFailure().isEmpty());
+        QVERIFY(!office.session.openFailure().contains(u"secret"_s));
+        QVERIFY_EXCEPTION_THROWN(office.session.Conn().execute(u"select 1"_s), DatabaseFault);
+        // Another one replaces the connection.
+        Office other;
+        office.registry.write(Settings::connectStringPath(), other.connectString());
+        QVERIFY(office.session.OpenDB());
+        office.session.Conn().execute(u"insert into SMS_Queues (ToMB) values ('7')"_s);
+        QCOMPARE(other.table(u"SMS_Queues"_s, u"ToMB"_s), QStringList(u"7"_s));
+    }
+
     void vanishedFileIsALostConnectionUntilItIsOpenedAgain()
     {
         Office office;
@@ -62,13 +88,11 @@ private slots:
     void fileThatIsNoDatabaseIsNotOpened()
     {
         Office office;
-        QFile file(office.path(u"garbage"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray(8192, 'x'));
+        QFile file(office.databaseFile());
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(8192, 'x')) == 8192);
         file.close();
         Connection connection;
-        QCOMPARE(kindOf([&] { connection.open(u"Provider=SQLite;Data Source="_s + file.fileName()); }),
-                 DatabaseFault::Kind::Lost);
+        QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
     }
 };
 

@@ -1,9 +1,6 @@
 #include "database/NamedLock.h"
 #include "tests/database/DatabaseWork.h"
 
-#include <QTest>
-#include <memory>
-
 using namespace Qt::StringLiterals;
 
 /// Locks between sessions, on every server and way to it.
@@ -11,99 +8,73 @@ class NamedLockTest : public QObject
 {
     Q_OBJECT
 
-    static LockedReading statusOf(int id)
+private:
+    struct Session {
+        explicit Session(const Office &office) { connection.open(office.connectString()); }
+
+        Connection connection;
+        NamedLock lock{connection};
+    };
+    /// Whether the row's status is 0, read while the lock is taken. -1: the lock is another's; -2: no such row.
+    static int takeReading(NamedLock &lock, const QString &name, int row)
     {
-        return {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {id}};
+        const auto reading = lock.tryTakeReading(
+            name, {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {row}});
+        return !reading ? -2 : reading->isHeld ? reading->value.toInt() : -1;
     }
 
 private slots:
     void oneSessionHoldsIt_data() { addRoutes(serverRoutes); }
     void oneSessionHoldsIt()
     {
-        QFETCH(DatabaseRoute, route);
-        Office database(route);
-        Connection one;
-        one.open(database.connectString());
-        const auto two = std::make_unique<Connection>();
-        two->open(database.connectString());
-        QVERIFY(NamedLock::isSupported(one));
+        const Office office(currentRoute(), SchemaKind::None);
+        Session first(office);
+        QVERIFY(NamedLock::isSupported(first.connection));
         const QString longName(300, u'长');
         {
-            NamedLock first(one);
-            NamedLock second(*two);
-            QVERIFY(first.tryTake(longName));
-            QVERIFY(!second.tryTake(longName));
-            QVERIFY(second.tryTake(u"13800000001"_s));
-            QVERIFY(first.tryTake(u"another"_s)); // lets the long one go
-            QVERIFY(second.tryTake(longName));
-            QVERIFY(second.tryTake(longName)); // once more, and let go once
+            Session second(office);
+            QVERIFY(first.lock.tryTake(longName));
+            QVERIFY(!second.lock.tryTake(longName));
+            QVERIFY(second.lock.tryTake(u"13800000001"_s));
+            QVERIFY(first.lock.tryTake(u"another"_s)); // lets the long one go
+            QVERIFY(second.lock.tryTake(longName));
+            QVERIFY(second.lock.tryTake(longName)); // once more, and let go once
+            second.lock.release();
+            QVERIFY(first.lock.tryTake(longName));
+            first.lock.release();
+            QVERIFY(second.lock.tryTake(longName));
+            second.connection.close();
         }
-        NamedLock first(one);
-        QVERIFY(first.tryTake(longName));
-        first.release();
-        {
-            NamedLock lost(*two);
-            QVERIFY(lost.tryTake(longName));
-            two->close();
-        }
-        QTRY_VERIFY(first.tryTake(longName));
-    }
-
-    void anotherDatabaseHasItsOwn_data() { addRoutes(serverRoutes); }
-    void anotherDatabaseHasItsOwn()
-    {
-        QFETCH(DatabaseRoute, route);
-        Office here(route);
-        Office there(route);
-        Connection one;
-        one.open(here.connectString());
-        Connection two;
-        two.open(there.connectString());
-        NamedLock first(one);
-        NamedLock second(two);
-        QVERIFY(first.tryTake(u"x"_s));
-        QVERIFY(second.tryTake(u"x"_s));
+        QTRY_VERIFY(first.lock.tryTake(longName));
+        // Another database has locks of its own.
+        const Office elsewhere(currentRoute(), SchemaKind::None);
+        QVERIFY(Session(elsewhere).lock.tryTake(longName));
     }
 
     void readsWhatTheHolderWrote_data() { addRoutes(serverRoutes); }
     void readsWhatTheHolderWrote()
     {
-        QFETCH(DatabaseRoute, route);
-        Office database(route);
-        for (int i = 0; i < 2; ++i)
-            database.oa(
-                u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (-1, '1', 'x', '0')"_s);
-        Connection one;
-        one.open(database.connectString());
-        Connection two;
-        two.open(database.connectString());
-        NamedLock first(one);
-        NamedLock second(two);
-        const auto held = first.tryTakeReading(u"1"_s, statusOf(1));
-        QVERIFY(held && held->isHeld);
-        QCOMPARE(held->value.toInt(), 1);
-        const auto refused = second.tryTakeReading(u"1"_s, statusOf(1));
-        QVERIFY(refused && !refused->isHeld);
+        Office office(currentRoute());
+        office.add(u"SMS_Queues"_s, u"SOAID, ToMB, MsgContent, MsgStatus"_s, {u"-1|1|x|0"_s, u"-1|1|x|0"_s});
+        Session first(office);
+        Session second(office);
+        QCOMPARE(takeReading(first.lock, u"1"_s, 1), 1);
+        QCOMPARE(takeReading(second.lock, u"1"_s, 1), -1);
         // The row itself is nobody's.
-        database.oa(u"update SMS_Queues set RetryCount=1 where OAID=1"_s);
-        one.execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {1});
-        const qint64 before = one.statementsRun();
-        const auto next = first.tryTakeReading(u"2"_s, statusOf(2));
-        QCOMPARE(one.statementsRun() - before, 1);
-        QVERIFY(next && next->isHeld);
-        const auto after = second.tryTakeReading(u"1"_s, statusOf(1));
-        QVERIFY(after && after->isHeld);
-        QCOMPARE(after->value.toInt(), 0);
-        QVERIFY(!second.tryTakeReading(u"3"_s, statusOf(3)));
+        office.oa(u"update SMS_Queues set RetryCount=1 where OAID=1"_s);
+        first.connection.execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {1});
+        const qint64 before = first.connection.statementsRun();
+        QCOMPARE(takeReading(first.lock, u"2"_s, 2), 1);
+        QCOMPARE(first.connection.statementsRun() - before, 1);
+        QCOMPARE(takeReading(second.lock, u"1"_s, 1), 0);
+        QCOMPARE(takeReading(second.lock, u"3"_s, 3), -2);
     }
 
     void embeddedDatabaseHasNone()
     {
-        Office database;
-        Connection connection;
-        connection.open(database.connectString());
-        QVERIFY(!NamedLock::isSupported(connection));
-        NamedLock lock(connection);
+        Office office;
+        QVERIFY(!NamedLock::isSupported(office.session.Conn()));
+        NamedLock lock(office.session.Conn());
         QVERIFY_EXCEPTION_THROWN(static_cast<void>(lock.tryTake(u"x"_s)), DatabaseFault);
     }
 };

@@ -2,10 +2,26 @@
 #include "foundation/Settings.h"
 #include "tests/support/Office.h"
 
-#include <QFile>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// After so many seconds so many tries of one SMS each: how many go, how many lines the log gets.
+struct Tries {
+    int seconds;
+    int tries;
+    int sent;
+    int lines = 0;
+    bool isInGap = false;     ///< then
+    bool isRestarted = false; ///< before
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(QList<Tries>)
 
 /// The limits by a clock that the test sets, over restarts, on a real file.
 class SendLimitsTest : public QObject
@@ -16,15 +32,10 @@ private:
     std::unique_ptr<Office> m_office;
     std::unique_ptr<SendLimits> m_limits;
 
-    [[nodiscard]] QString ledger() const { return m_office->path(u"sends"_s); }
-    void set(QLatin1String name, int value)
-    {
-        m_office->registry.write(Settings::localPath(name), QString::number(value));
-    }
     void restart()
     {
-        m_limits =
-            std::make_unique<SendLimits>(m_office->registry, m_office->clock, m_office->console, ledger());
+        m_limits = std::make_unique<SendLimits>(m_office->registry, m_office->clock, m_office->console,
+                                                m_office->path(u"sends"_s));
         m_limits->beginPass();
     }
     /// Sends what may go, one SMS each, at most so many. Returns how many went.
@@ -41,15 +52,9 @@ private:
         m_limits->allSent();
         return most;
     }
-    void write(const QByteArray &content)
+    [[nodiscard]] QByteArray ledger() const
     {
-        QFile file(ledger());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    }
-    [[nodiscard]] QByteArray content() const
-    {
-        QFile file(ledger());
+        QFile file(m_office->path(u"sends"_s));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
@@ -61,52 +66,40 @@ private slots:
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
-    void noSettingNoLedger()
+    void whatMayGo_data()
     {
-        QCOMPARE(send(1000), 1000);
-        QVERIFY(!QFile::exists(ledger()));
+        QTest::addColumn<QString>("settings");
+        QTest::addColumn<QList<Tries>>("tries");
+        QTest::newRow("no limit") << u""_s << QList<Tries>{{0, 1000, 1000}};
+        // A new run tells it anew; room comes message by message and is told once.
+        QTest::newRow("any sixty minutes")
+            << u"SendPerHour=3"_s << QList<Tries>{{0, 1, 1},    {3000, 5, 2, 1}, {0, 5, 0, 1, false, true},
+                                                  {0, 5, 0},    {599, 5, 0}, // the first is 3599 seconds old
+                                                  {2, 5, 1, 1}, {0, 5, 0},       {3000, 1, 1}};
+        QTest::newRow("a day, and the gap, which is not told")
+            << u"SendPerDay=2;SendGap=5"_s
+            << QList<Tries>{
+                   {0, 2, 1, 0, true}, {4, 1, 0, 0, true}, {1, 2, 1, 1}, {86000, 1, 0}, {400, 1, 1, 1, true}};
+        QTest::newRow("clock set back: an hour, not a day")
+            << u"SendPerHour=1"_s << QList<Tries>{{0, 1, 1}, {-86400, 1, 0, 1}, {3601, 1, 1, 1}};
+        QTest::newRow("file is bounded")
+            << u"SendPerHour=10"_s << QList<Tries>(100, {.seconds = 400, .tries = 1, .sent = 1});
     }
-
-    void anySixtyMinutes()
+    void whatMayGo()
     {
-        set("SendPerHour"_L1, 3);
-        QCOMPARE(send(1), 1);
-        m_office->clock.advanceSeconds(3000);
-        QVERIFY(m_limits->presses(3));
-        QVERIFY(!m_limits->presses(2));
-        QCOMPARE(send(5), 2);
-        QCOMPARE(m_office->console.takeLog(),
-                 QStringList{u"已达发送上限，暂停发送到 2006-03-05 08:08:09，等待发送 3 条"_s});
-        restart();
-        QCOMPARE(send(5), 0);
-        QCOMPARE(m_office->console.takeLog().size(), 1); // a new run tells it anew
-        QCOMPARE(send(5), 0);
-        m_office->clock.advanceSeconds(599); // the first is 3599 seconds old
-        QCOMPARE(send(5), 0);
-        m_office->clock.advanceSeconds(2); // and room comes message by message, told once
-        QCOMPARE(send(5), 1);
-        QCOMPARE(m_office->console.takeLog(), QStringList{u"发送上限已有余量，继续发送"_s});
-        QCOMPARE(send(5), 0);
-        m_office->clock.advanceSeconds(3000);
-        QCOMPARE(send(1), 1);
-    }
-
-    void dayAndGap()
-    {
-        set("SendPerDay"_L1, 2);
-        set("SendGap"_L1, 5);
-        QCOMPARE(send(2), 1);
-        QVERIFY(m_limits->gapLeft());
-        m_office->clock.advanceSeconds(5);
-        QVERIFY(!m_limits->gapLeft());
-        QCOMPARE(send(2), 1);
-        m_office->clock.advanceSeconds(86000);
-        QCOMPARE(send(1), 0);
-        QVERIFY(!m_limits->gapLeft());
-        QCOMPARE(m_office->console.takeLog().size(), 1);
-        m_office->clock.advanceSeconds(400);
-        QCOMPARE(send(1), 1);
-        QCOMPARE(m_office->console.takeLog().size(), 1);
+        QFETCH(QString, settings);
+        QFETCH(QList<Tries>, tries);
+        for (const QString &setting : settings.split(u';', Qt::SkipEmptyParts))
+            m_office->set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
+        for (const Tries &step : std::as_const(tries)) {
+            m_office->clock.advanceSeconds(step.seconds);
+            if (step.isRestarted)
+                restart();
+            QCOMPARE(send(step.tries), step.sent);
+            QCOMPARE(m_limits->gapLeft().has_value(), step.isInGap);
+            QCOMPARE(m_office->console.takeLog().size(), step.lines);
+            QVERIFY(ledger().count('\n') <= (settings.isEmpty() ? 0 : 20));
+        }
     }
 
     void longTextsCountTheirParts()
@@ -114,8 +107,10 @@ private slots:
         QCOMPARE(smsCount(QString(70, u'长')), 1);
         QCOMPARE(smsCount(QString(71, u'长')), 2);
         QCOMPARE(smsCount(QString(160, u'x')), 1);
-        set("SendPerHour"_L1, 3);
+        m_office->set(u"SendPerHour"_s, u"3"_s);
         m_limits->beginPass();
+        QVERIFY(m_limits->presses(4));
+        QVERIFY(!m_limits->presses(3));
         m_limits->count(2);
         QVERIFY(m_limits->restsUntil(2));
         QVERIFY(!m_limits->restsUntil(1));
@@ -124,27 +119,6 @@ private slots:
         QVERIFY(!m_limits->restsUntil(4)); // larger than the limit: an empty hour will do
         m_limits->count(1);
         QVERIFY(m_limits->restsUntil(4));
-    }
-
-    void clockSetBack()
-    {
-        set("SendPerHour"_L1, 1);
-        QCOMPARE(send(1), 1);
-        m_office->clock.advanceSeconds(-86400);
-        QCOMPARE(send(1), 0);
-        m_office->clock.advanceSeconds(3601); // an hour, not a day
-        QCOMPARE(send(1), 1);
-        QCOMPARE(m_office->console.takeLog().size(), 2);
-    }
-
-    void fileIsBounded()
-    {
-        set("SendPerHour"_L1, 10);
-        for (int i = 0; i < 100; ++i) {
-            m_office->clock.advanceSeconds(400);
-            QCOMPARE(send(1), 1);
-            QVERIFY(content().count('\n') <= 20);
-        }
     }
 
     void damage_data()
@@ -161,9 +135,12 @@ private slots:
         QFETCH(QByteArray, damage);
         QFETCH(int, mayGo);
         QFETCH(bool, isTold);
-        set("SendPerHour"_L1, 3);
+        m_office->set(u"SendPerHour"_s, u"3"_s);
         QCOMPARE(send(1), 1);
-        write(content().chopped(2) + damage);
+        const QByteArray damaged = ledger().chopped(2) + damage;
+        QFile file(m_office->path(u"sends"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(damaged) == damaged.size());
+        file.close();
         restart();
         QCOMPARE(m_office->console.takeLog().filter(u"已损坏"_s).size(), isTold ? 1 : 0);
         QCOMPARE(send(mayGo), mayGo);
@@ -173,7 +150,7 @@ private slots:
 
     void noRoomForTheLedgerNoSending()
     {
-        set("SendPerHour"_L1, 3);
+        m_office->set(u"SendPerHour"_s, u"3"_s);
         m_limits = std::make_unique<SendLimits>(m_office->registry, m_office->clock, m_office->console,
                                                 m_office->path(u"absent/sends"_s));
         m_limits->beginPass();

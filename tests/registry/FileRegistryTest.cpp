@@ -16,13 +16,6 @@ private:
     const QString m_path = uR"(HKEY_LOCAL_MACHINE\Software\Maker\Product\Value)"_s;
 
 private slots:
-    void absentReadsAsEmpty()
-    {
-        const QTemporaryDir folder;
-        const FileRegistry registry(folder.filePath(u"none.ini"_s));
-        QCOMPARE(registry.read(m_path), u""_s);
-    }
-
     void textReadsBackAsTheSameText_data()
     {
         QTest::addColumn<QString>("text");
@@ -33,32 +26,25 @@ private slots:
         QTest::newRow("quote in front") << u"\"half"_s;
         QTest::newRow("line ends and NUL") << u"a\r\nb\n[c]\nd=e\0f"_s;
         QTest::newRow("comment signs") << u";#"_s;
-        QTest::newRow("chinese and emoji") << u"短信😀"_s;
-        QTest::newRow("100,000 characters") << QString(100000, u'长');
+        QTest::newRow("100,000 characters, chinese and emoji") << QString(100000, u'长') + u"😀"_s;
     }
     void textReadsBackAsTheSameText()
     {
         QFETCH(QString, text);
         const QTemporaryDir folder;
         FileRegistry registry(folder.filePath(u"deep/er/settings.ini"_s));
+        QCOMPARE(registry.read(m_path), u""_s); // nor is there a file
         const QString neighbour = m_path + u"2"_s;
         registry.write(neighbour, u"kept"_s);
         registry.write(m_path, u"before"_s);
         registry.write(m_path, text);
         QCOMPARE(FileRegistry(registry.fileName()).read(m_path), text);
         QCOMPARE(registry.read(neighbour), u"kept"_s);
-    }
-
-    void fileIsReadableByItsOwnerAlone()
-    {
-        const QTemporaryDir folder;
-        FileRegistry registry(folder.filePath(u"settings.ini"_s));
-        registry.write(m_path, u"secret"_s);
         const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         QVERIFY(!(QFile::permissions(registry.fileName()) & others));
     }
 
-    void failedWriteIsAFaultThatLosesNothing()
+    void failedWriteIsAFault()
     {
         const QTemporaryDir folder;
         // A folder is where the file should be: not even root can write it.

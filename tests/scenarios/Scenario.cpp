@@ -14,6 +14,11 @@ namespace
 /// The values of one case, by placeholder.
 using Values = QList<std::pair<QString, QString>>;
 
+struct Line {
+    int number;
+    QString text;
+};
+
 QString unquoted(const QString &cell)
 {
     const bool isQuoted = cell.size() >= 2 && cell.startsWith(u'"') && cell.endsWith(u'"');
@@ -27,67 +32,53 @@ QString replaced(QString text, const Values &values)
     return text;
 }
 
-QList<QStringList> rowsOf(const QStringList &lines, const Values &values)
+QList<QStringList> rowsOf(const QString &line, const Values &values)
 {
+    const QString row = replaced(line, values);
+    if (!line.startsWith(u'<') || !line.endsWith(u'>') || line.count(u'<') > 1)
+        return {cellsOf(row)};
     QList<QStringList> rows;
-    for (const QString &line : lines) {
-        const bool isPlaceholder = line.startsWith(u'<') && line.endsWith(u'>') && line.count(u'<') == 1;
-        const QString row = replaced(line, values);
-        if (!isPlaceholder)
-            rows += cellsOf(row);
-        else if (row != u"-")
-            for (const QString &part : row.split(u" / "_s))
-                rows += cellsOf(unquoted(part));
-    }
+    if (row != u"-")
+        for (const QString &part : row.split(u" / "_s))
+            rows += cellsOf(unquoted(part));
     return rows;
 }
 
-struct Block {
-    QString name;
-    struct Line {
-        QString text;
-        QStringList rows;
-        int number = 0;
-    };
-    QList<Line> lines;
-};
-
-QList<Block> blocksOf(const QString &fileName)
+Scenario scenarioOf(const QString &name, const QList<Line> &lines, const Values &values)
 {
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        throw Fault(u"cannot read %1"_s.arg(fileName));
-    QList<Block> blocks;
-    int number = 0;
-    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n')) {
-        ++number;
-        const QString text = line.trimmed();
-        if (text.isEmpty() || text.startsWith(u'#'))
-            continue;
-        if (text.startsWith(u"== "_s))
-            blocks += {QFileInfo(fileName).baseName() + u": "_s + text.mid(3), {}};
-        else if (line.startsWith(u' '))
-            blocks.last().lines.last().rows += text;
+    Scenario scenario{name, {}, {}};
+    for (const auto &[number, text] : lines) {
+        if (text.startsWith(u' '))
+            scenario.steps.last().rows += rowsOf(text.trimmed(), values);
+        else if (text.startsWith(u"on "))
+            scenario.place = text;
         else
-            blocks.last().lines += {text, {}, number};
-    }
-    return blocks;
-}
-
-Scenario scenarioOf(const Block &block, const Values &values)
-{
-    Scenario scenario{.name = block.name, .steps = {}};
-    for (const Block::Line &line : block.lines) {
-        if (line.text == u"on every schema")
-            scenario.isForEverySchema = true;
-        else if (line.text == u"on SQLite")
-            scenario.isForSqlite = true;
-        else if (line.text == u"on servers")
-            scenario.isForServers = true;
-        else
-            scenario.steps += {replaced(line.text, values), rowsOf(line.rows, values), line.number};
+            scenario.steps += {replaced(text, values), {}, number};
     }
     return scenario;
+}
+
+/// A block's scenarios: one, or one of each case.
+QList<Scenario> scenariosOf(const QString &name, const QList<Line> &lines)
+{
+    const auto isHead = [](const Line &line) { return line.text.startsWith(u"cases: "); };
+    const auto head = std::find_if(lines.cbegin(), lines.cend(), isHead);
+    const QList<Line> steps = lines.first(head - lines.cbegin());
+    if (head == lines.cend())
+        return {scenarioOf(name, steps, {})};
+    QList<Scenario> scenarios;
+    const QStringList columns = cellsOf(head->text.section(u": "_s, 1));
+    for (auto line = head + 1; line != lines.cend(); ++line) {
+        const QStringList cells = cellsOf(line->text.trimmed());
+        if (cells.size() != columns.size())
+            throw Fault(u"%1: %2 cells in \"%3\""_s.arg(name).arg(cells.size()).arg(line->text));
+        Values values;
+        for (qsizetype i = 1; i < columns.size(); ++i)
+            values += {u'<' + columns[i] + u'>', cells[i]};
+        scenarios += scenarioOf(name + u", "_s + cells[0], steps, values);
+        scenarios.last().isFirstCase = line == head + 1;
+    }
+    return scenarios;
 }
 
 } // namespace
@@ -120,26 +111,20 @@ QString cellText(const QString &cell)
 
 QList<Scenario> readScenarios(const QString &fileName)
 {
-    QList<Scenario> scenarios;
-    for (Block block : blocksOf(fileName)) {
-        if (block.lines.isEmpty() || !block.lines.last().text.startsWith(u"cases: "_s)) {
-            scenarios += scenarioOf(block, {});
-            continue;
-        }
-        const Block::Line cases = block.lines.takeLast();
-        const QStringList columns = cellsOf(cases.text.section(u": "_s, 1));
-        for (const QString &row : cases.rows) {
-            const QStringList cells = cellsOf(row);
-            if (cells.size() != columns.size())
-                throw Fault(u"%1: %2 cells in \"%3\""_s.arg(block.name).arg(cells.size()).arg(row));
-            Values values;
-            for (qsizetype i = 1; i < columns.size(); ++i)
-                values += {u'<' + columns[i] + u'>', cells[i]};
-            Scenario scenario = scenarioOf(block, values);
-            scenario.name += u", "_s + cells[0];
-            scenario.isFirstCase = &row == &cases.rows.constFirst();
-            scenarios += scenario;
-        }
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Fault(u"cannot read %1"_s.arg(fileName));
+    QList<std::pair<QString, QList<Line>>> blocks;
+    int number = 0;
+    for (const QString &text : QString::fromUtf8(file.readAll()).split(u'\n')) {
+        ++number;
+        if (text.startsWith(u"== "))
+            blocks += {QFileInfo(fileName).baseName() + u": "_s + text.sliced(3), {}};
+        else if (!text.isEmpty() && !text.startsWith(u'#'))
+            blocks.last().second += {number, text};
     }
+    QList<Scenario> scenarios;
+    for (const auto &[name, lines] : std::as_const(blocks))
+        scenarios += scenariosOf(name, lines);
     return scenarios;
 }

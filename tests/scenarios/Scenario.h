@@ -13,19 +13,16 @@ struct ScenarioStep {
 
 /// What an office does and what its tables and log then hold, as a text tells it.
 struct Scenario {
-    QString name; ///< with the case's, where there are cases
+    QString name;  ///< with the case's, where there are cases
+    QString place; ///< "on every schema", "on SQLite", "on servers" or, as a rule, nothing
     QList<ScenarioStep> steps;
-    bool isFirstCase = true; ///< what every database is tried with; the others on SQLite
-    bool isForEverySchema = false;
-    bool isForSqlite = false;  ///< and no other database
-    bool isForServers = false; ///< and not SQLite
+    bool isFirstCase = true; ///< what every database is tried with, as a rule; the others on SQLite
 };
 
-/// The scenarios of a file. "== NAME" begins one; "#" begins a comment; "on every schema", "on SQLite"
-/// and "on servers" say where it runs. "cases: name | X | Y" and its rows at the end make one of each row, with <X> and <Y> replaced; a
-/// row that is a placeholder alone becomes as many rows as the value has, separated by " / " and each in double quotes
-/// where it has several cells, and none for "-".
-/// Throws Fault for a file that cannot be read.
+/// The scenarios of a file. "== NAME" begins one; "#" begins a comment; "on ..." says where it runs. "cases: name |
+/// X | Y" and its rows at the end make one of each row, with <X> and <Y> replaced; a row that is a placeholder
+/// alone becomes as many rows as the value has, separated by " / " and each in double quotes where it has several
+/// cells, and none for "-". Throws Fault for a file that cannot be read.
 [[nodiscard]] QList<Scenario> readScenarios(const QString &fileName);
 
 /// A cell's text, unquoted and unescaped.

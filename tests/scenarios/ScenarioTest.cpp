@@ -42,7 +42,7 @@ public:
         const QString verb = step.text.section(QRegularExpression(u"[ :]"_s), 0, 0);
         const QString rest = step.text.sliced(verb.size()).trimmed();
         if (verb == u"given")
-            given(rest, step.rows);
+            m_office.add(tableOf(rest), columnsOf(rest).join(u", "_s), joined(step.rows));
         else if (verb == u"then")
             return compared(m_office.table(tableOf(rest), columnsOf(rest).join(u", "_s)), joined(step.rows));
         else if (verb == u"log")
@@ -62,7 +62,9 @@ public:
         else if (verb == u"at")
             atQuestion(rest.section(u' ', 1).section(u',', 0, 0).toInt(), rest.section(u", "_s, 1));
         else if (verb == u"refuse" || verb == u"ignore")
-            refuse(rest.split(u' '), verb == u"ignore");
+            m_office.refuse(rest.section(u' ', 0, 0), rest.section(u' ', 1, 1),
+                            rest.section(u' ', 2).section(u'=', 0, 0), rest.section(u'=', 1),
+                            verb == u"ignore");
         else if (verb == u"allow")
             m_office.allowAll();
         else if (verb == u"set")
@@ -110,31 +112,20 @@ private:
         return isEqual ? QString() : compared(found, wanted + QStringList(u"(log)"_s));
     }
 
-    void given(const QString &head, const QList<QStringList> &rows)
+    void tick(const QString &name)
     {
-        for (const QStringList &row : rows) {
-            QVariantList values;
-            for (const QString &cell : row)
-                values += cell == u"NULL" ? QVariant() : QVariant(cellText(cell));
-            m_office.addRow(tableOf(head), columnsOf(head).join(u", "_s), values);
-        }
-    }
-    void tick(const QString &pass)
-    {
-        m_asked = 0;
-        if (pass == u"expand")
-            m_office.passes().expand();
-        else if (pass == u"send") {
+        using Pass = void (ServicePasses::*)();
+        static const QHash<QString, Pass> passes{{u"expand"_s, &ServicePasses::expand},
+                                                 {u"send"_s, &ServicePasses::send},
+                                                 {u"archive"_s, &ServicePasses::archive},
+                                                 {u"alert"_s, &ServicePasses::alert},
+                                                 {u"collect"_s, &ServicePasses::collect}};
+        if (!passes.contains(name))
+            throw Fault(u"no such step: "_s + name);
+        if (name == u"send")
             m_office.simulator();
-            m_office.passes().send();
-        } else if (pass == u"archive")
-            m_office.passes().archive();
-        else if (pass == u"alert")
-            m_office.passes().alert();
-        else if (pass == u"collect")
-            m_office.passes().collect();
-        else
-            throw Fault(u"no such step: "_s + pass);
+        m_asked = 0;
+        (m_office.passes().*passes[name])();
     }
     QString received(const QString &rest)
     {
@@ -184,13 +175,6 @@ private:
             return false;
         };
     }
-    void refuse(const QStringList &words, bool isIgnored)
-    {
-        const QString condition = words.sliced(2).join(u' ');
-        m_office.refuse(words[0], words[1], condition.section(u'=', 0, 0), condition.section(u'=', 1),
-                        isIgnored);
-    }
-
     void holdElsewhere(const QString &lock)
     {
         m_lock.reset();
@@ -210,13 +194,20 @@ private:
     int m_asked = 0;    // in this tick
 };
 
-struct Schema {
-    const char *name;
-    SchemaKind kind;
-};
-constexpr std::array schemas{Schema{"", SchemaKind::Sample},
-                             Schema{", padded texts", SchemaKind::PaddedTexts},
-                             Schema{", numbers and zones", SchemaKind::NumbersZoned}};
+constexpr std::array schemas{std::pair("", SchemaKind::Sample),
+                             std::pair(", padded texts", SchemaKind::PaddedTexts),
+                             std::pair(", numbers and zones", SchemaKind::NumbersZoned)};
+
+bool isPlayed(const Scenario &scenario, DatabaseRoute route, SchemaKind kind)
+{
+    if (scenario.place == u"on every schema")
+        return true;
+    if (kind != SchemaKind::Sample || isOdbc(route))
+        return false;
+    if (route == DatabaseRoute::Sqlite)
+        return scenario.place != u"on servers";
+    return scenario.place == u"on servers" || (scenario.place.isEmpty() && scenario.isFirstCase);
+}
 
 } // namespace
 
@@ -237,22 +228,12 @@ private slots:
         const QDir folder(QStringLiteral(SCENARIO_FOLDER));
         for (const QString &name : folder.entryList({u"*.scenario"_s}))
             m_scenarios += readScenarios(folder.filePath(name));
-        for (int i = 0; i < m_scenarios.size(); ++i) {
-            const Scenario &scenario = m_scenarios[i];
-            for (const auto &[routeName, route] : databaseRoutes) {
-                for (const auto &[schemaName, kind] : schemas) {
-                    const bool isSample = kind == SchemaKind::Sample;
-                    const bool isSqlite = route == DatabaseRoute::Sqlite;
-                    const bool isWanted = scenario.isForEverySchema ||
-                                          (isSample && isSqlite && !scenario.isForServers) ||
-                                          (isSample && !isSqlite && !isOdbc(route) && !scenario.isForSqlite &&
-                                           (scenario.isFirstCase || scenario.isForServers));
-                    if (isWanted)
-                        QTest::addRow("%s [%s%s]", qPrintable(scenario.name), routeName, schemaName)
+        for (int i = 0; i < m_scenarios.size(); ++i)
+            for (const auto &[routeName, route] : databaseRoutes)
+                for (const auto &[schemaName, kind] : schemas)
+                    if (isPlayed(m_scenarios[i], route, kind))
+                        QTest::addRow("%s [%s%s]", qPrintable(m_scenarios[i].name), routeName, schemaName)
                             << i << route << kind;
-                }
-            }
-        }
     }
     void play()
     {

@@ -30,34 +30,20 @@ bool isComplete(const QByteArray &answer)
 }
 } // namespace
 
-SimulatorProcess::SimulatorProcess(QStringList options) : m_options(std::move(options))
+SimulatorProcess::SimulatorProcess(const QStringList &options)
 {
-    start();
-}
-
-SimulatorProcess::~SimulatorProcess()
-{
-    m_process->terminate();
-    if (!m_process->waitForFinished(limitMs))
-        m_process->kill();
-}
-
-void SimulatorProcess::start()
-{
-    QFile::remove(devicePath());
-    m_process = std::make_unique<QProcess>();
-    m_process->setProcessChannelMode(QProcess::MergedChannels);
-    m_process->setStandardOutputFile(m_folder.filePath(u"output.txt"_s), QIODevice::Append);
-    m_process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    m_process->start(QStringLiteral(SIMULATOR_PROGRAM), QStringList{u"--link"_s, devicePath(), u"--control"_s,
-                                                                    controlPath(), u"--log"_s, logPath()} +
-                                                            m_options);
-    if (!m_process->waitForStarted(limitMs))
-        fail(u"modem-simulator does not start: "_s + m_process->errorString());
+    m_process.setProcessChannelMode(QProcess::MergedChannels);
+    m_process.setStandardOutputFile(m_folder.filePath(u"output.txt"_s), QIODevice::Append);
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    m_process.start(QStringLiteral(SIMULATOR_PROGRAM), QStringList{u"--link"_s, devicePath(), u"--control"_s,
+                                                                   controlPath(), u"--log"_s, logPath()} +
+                                                           options);
+    if (!m_process.waitForStarted(limitMs))
+        fail(u"modem-simulator does not start: "_s + m_process.errorString());
     // The control socket is there before the link and answers as soon as the event loop runs.
     const QDeadlineTimer deadline(limitMs);
     while (!QFile::exists(devicePath())) {
-        if (m_process->waitForFinished(1) || deadline.hasExpired()) {
+        if (m_process.waitForFinished(1) || deadline.hasExpired()) {
             QFile output(m_folder.filePath(u"output.txt"_s));
             static_cast<void>(output.open(QIODevice::ReadOnly));
             fail(u"modem-simulator offers no device: "_s + QString::fromUtf8(output.readAll()));
@@ -65,23 +51,11 @@ void SimulatorProcess::start()
     }
 }
 
-void SimulatorProcess::kill()
+SimulatorProcess::~SimulatorProcess()
 {
-    m_process->kill();
-    m_process->waitForFinished(limitMs);
-}
-
-QString SimulatorProcess::devicePath() const
-{
-    return m_folder.filePath(u"modem"_s);
-}
-QString SimulatorProcess::controlPath() const
-{
-    return m_folder.filePath(u"control"_s);
-}
-QString SimulatorProcess::logPath() const
-{
-    return m_folder.filePath(u"sent.jsonl"_s);
+    m_process.terminate();
+    if (!m_process.waitForFinished(limitMs))
+        m_process.kill();
 }
 
 QString SimulatorProcess::command(const QString &line)

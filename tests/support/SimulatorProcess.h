@@ -5,7 +5,6 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
-#include <memory>
 
 /// One TPDU that the simulator accepted, decoded by the simulator's own decoder.
 struct SentMessage {
@@ -28,15 +27,14 @@ class SimulatorProcess
 {
 public:
     /// Starts the simulator and waits until its device is there. options go on its command line as they are.
-    explicit SimulatorProcess(QStringList options = {});
+    explicit SimulatorProcess(const QStringList &options = {});
     ~SimulatorProcess();
     SimulatorProcess(const SimulatorProcess &) = delete;
     SimulatorProcess &operator=(const SimulatorProcess &) = delete;
 
     /// The link to the pseudo-terminal: the path for a serial port. Stays the same over unplug and plug.
-    [[nodiscard]] QString devicePath() const;
-    [[nodiscard]] QString controlPath() const;
-    [[nodiscard]] QString logPath() const;
+    [[nodiscard]] QString devicePath() const { return m_folder.filePath(QStringLiteral("modem")); }
+    [[nodiscard]] QString controlPath() const { return m_folder.filePath(QStringLiteral("control")); }
 
     /// Runs one control command; returns what follows "ok" and throws on an "error" answer. Must hold no line
     /// end: see deliver() for texts.
@@ -52,13 +50,9 @@ public:
     /// The texts accepted so far with the parts of each put together, in the order of their last parts.
     [[nodiscard]] QList<SentMessage> sentWhole() const;
 
-    /// Ends the simulator as a crash would (SIGKILL): the line hangs up and the link stays.
-    void kill();
-    /// Starts it again in the same folder, after kill(); the log goes on, the store is new.
-    void start();
-
 private:
+    [[nodiscard]] QString logPath() const { return m_folder.filePath(QStringLiteral("sent.jsonl")); }
+
     QTemporaryDir m_folder;
-    QStringList m_options;
-    std::unique_ptr<QProcess> m_process;
+    QProcess m_process;
 };
