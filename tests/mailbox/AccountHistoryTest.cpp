@@ -1,6 +1,5 @@
 #include "mailbox/CollectionMessages.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -16,16 +15,15 @@ class AccountHistoryTest : public QObject
 private slots:
     void distances_data()
     {
-        QTest::addColumn<QList<Pop3ConnectResult>>("results"); // each as soon as allowed
-        QTest::addColumn<qint64>("seconds");                   // until the next
-        QTest::addColumn<QByteArray>("proven");
-        QTest::addColumn<QByteArrayList>("refused");
+        // Results: each as soon as allowed. Seconds: until the next.
+        const Rows<QList<Pop3ConnectResult>, qint64, QByteArray, QByteArrayList> rows("results", "seconds",
+                                                                                      "proven", "refused");
         const Pop3ConnectResult well{Connected, {}, "PLAIN"};
         const Pop3ConnectResult wrong{LoginRefused, {}, "PLAIN", true};
         const Pop3ConnectResult wrongByLast{CodeWanted, {}, "USER"};
-        const auto row = [](const char *name, const QList<Pop3ConnectResult> &results, qint64 seconds,
-                            const QByteArray &proven = {}, const QByteArrayList &refused = {}) {
-            QTest::newRow(name) << results << seconds << proven << refused;
+        const auto row = [&](const char *name, const QList<Pop3ConnectResult> &results, qint64 seconds,
+                             const QByteArray &proven = {}, const QByteArrayList &refused = {}) {
+            rows(name, results, seconds, proven, refused);
         };
         row("connected", {well}, 0, "PLAIN");
         row("connected with a delay", {{Connected, {}, "USER", false, 900s}}, 900, "USER");

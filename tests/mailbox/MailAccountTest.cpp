@@ -1,7 +1,6 @@
 #include "mailbox/MailAccount.h"
 #include "tests/support/MailOffice.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -13,16 +12,13 @@ class MailAccountTest : public QObject
 private slots:
     void columns_data()
     {
-        QTest::addColumn<QString>("column");
-        QTest::addColumn<QString>("values");   // in SQL
-        QTest::addColumn<QString>("meanings"); // of each
-        QTest::newRow("ports")
-            << u"PopPort"_s
-            << u"995|' 995 '|32767|32768|-32768|-32769|'99999999999999999999'|110.4|null|'pop3'"_s
-            << u"995|995|32767|110|-32768|110|110|110|110|110"_s;
-        QTest::newRow("keeps copies") << u"IsBaoLiu"_s << u"0|'0'|'0  '|'0.0'|1|'2'|null|''|'no'"_s
-                                      << u"deletes|deletes|deletes|deletes|keeps|keeps|keeps|keeps|keeps"_s;
-        QTest::newRow("keys") << u"OAID"_s << u"'7'|null|'x or 1=1'"_s << u"7|none|none"_s;
+        const Rows<QString, QString, QString> row("column", "values", "meanings"); // values in SQL
+        row("ports", u"PopPort"_s,
+            u"995|' 995 '|32767|32768|-32768|-32769|'99999999999999999999'|110.4|null|'pop3'"_s,
+            u"995|995|32767|110|-32768|110|110|110|110|110"_s);
+        row("keeps copies", u"IsBaoLiu"_s, u"0|'0'|'0  '|'0.0'|1|'2'|null|''|'no'"_s,
+            u"deletes|deletes|deletes|deletes|keeps|keeps|keeps|keeps|keeps"_s);
+        row("keys", u"OAID"_s, u"'7'|null|'x or 1=1'"_s, u"7|none|none"_s);
     }
     void columns()
     {

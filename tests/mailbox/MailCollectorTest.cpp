@@ -1,7 +1,6 @@
 #include "mailbox/MailCollector.h"
 #include "tests/support/MailOffice.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -58,9 +57,8 @@ private slots:
 
     void deaths_data()
     {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QStringList>("logs"); // of three ticks
-        QTest::addColumn<QString>("order");    // of the third
+        const Rows<QString, QStringList, QString> row("script", "logs",
+                                                      "order"); // of three ticks, of the third
         const QString account = u"say '[\"account\",\"7\",\"box\"]'; "_s;
         const QString mail = account + u"say '[\"mail\",\"7\",\"a\\\"b\"]'; "_s;
         const QString plain = u"box：邮件 a\"b 使收取进程中止（%1），将以原文附件保存"_s;
@@ -69,8 +67,6 @@ private slots:
         const QString ill = u"外部邮件收取进程失败：bad"_s;
         const QString nothing = u"[[],[],[],[],false]"_s;
         const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[],[[\"7\",\"a\\\"b\"]],false]"_s;
-        const auto row = [](const char *name, const QString &script, const QStringList &logs,
-                            const QString &order) { QTest::newRow(name) << script << logs << order; };
         row("in a mail", mail + u"kill -11 $$"_s,
             {plain.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, theMail);
         row("with a status", mail + u"exit 3"_s,

@@ -1,6 +1,5 @@
 #include "tests/support/MailOffice.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -18,33 +17,40 @@ private slots:
     void init() { m_office = std::make_unique<MailOffice>(); }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
+    void lineCutAnywhere_data()
+    {
+        const Rows<bool> row("pipelining");
+        row("one by one", false);
+        row("pipelined", true);
+    }
     void lineCutAnywhere()
     {
-        Script script{.messages = numberedMails(3)};
-        const ScriptedPop3Server &whole = m_office->mailbox(script);
-        m_office->collect();
-        QCOMPARE(whole.deleted().size(), 3);
-        for (qint64 octets = 1; octets <= whole.sentOctets(); octets += 13) {
-            MailOffice office;
-            script.cutAfterOctets = octets;
-            const ScriptedPop3Server &server = office.mailbox(script);
-            office.collect();
-            office.collect();                            // the server has recovered
+        QFETCH(bool, pipelining);
+        bool isWhole = false;
+        for (qint64 octets = 0; !isWhole; octets += 3) {
+            const ScriptedPop3Server server(
+                {.messages = numberedMails(3), .cutAfterOctets = octets, .pipelining = pipelining});
+            m_office->account(7, u"user12"_s, server.port(), 0);
+            m_office->collect();
+            isWhole = m_office->notes.isEmpty();
+            m_office->collect();                         // the server has recovered
             const QList<int> deleted = server.deleted(); // twice when the answer to QUIT was cut
-            QVERIFY2(office.subjects() == u"1 2 3" && office.attachments().size() == 3 &&
+            QVERIFY2(m_office->subjects() == u"1 2 3" && m_office->attachments().size() == 3 &&
                          (QSet<int>(deleted.cbegin(), deleted.cend()) == QSet<int>{1, 2, 3}),
                      QByteArray::number(octets));
+            for (const auto *table : {u"VO_Email", u"VO_EmailAttachments", u"SA_email"})
+                m_office->oa(u"delete from "_s + QString::fromUtf16(table));
         }
     }
 
     void hangingServerCostsItsLimitOnce_data()
     {
-        QTest::addColumn<QString>("collected"); // accounts: two of a server that hangs, one of a good one
-        QTest::addColumn<int>("connections");   // to the one that hangs
+        // Accounts: two of a server that hangs, one of a good one. Connections: to the one that hangs.
+        const Rows<QString, int> row("collected", "connections");
         for (const char *verb : {"GREETING", "CAPA", "PASS", "STAT", "RETR"})
-            QTest::newRow(verb) << u"3"_s << 1;
-        QTest::newRow("DELE") << u"1 3"_s << 1;
-        QTest::newRow("QUIT") << u"1 2 3"_s << 2;
+            row(verb, u"3"_s, 1);
+        row("DELE", u"1 3"_s, 1);
+        row("QUIT", u"1 2 3"_s, 2);
     }
     void hangingServerCostsItsLimitOnce()
     {
@@ -61,15 +67,14 @@ private slots:
 
     void messageThatEndsInALineFeed_data()
     {
-        QTest::addColumn<Script>("script");
-        QTest::addColumn<int>("sessions");
-        QTest::newRow("one at a time") << Script{} << 1;
-        QTest::newRow("pipelined, sizes right") << Script{.pipelining = true} << 1;
+        const Rows<Script, int> row("script", "sessions");
+        row("one at a time", {}, 1);
+        row("pipelined, sizes right", {.pipelining = true}, 1);
         const Script wrong{.listedTooMuch = 7, .pipelining = true};
-        QTest::newRow("pipelined, sizes wrong: again one at a time") << wrong << 2;
+        row("pipelined, sizes wrong: again one at a time", wrong, 2);
         Script delaying = wrong; // the second session of the pass would be refused
         delaying.capabilities += "LOGIN-DELAY 100";
-        QTest::newRow("the same at the next pass") << delaying << 2;
+        row("the same at the next pass", delaying, 2);
     }
     void messageThatEndsInALineFeed()
     {
@@ -113,16 +118,15 @@ private slots:
 
     void refusedColumnIsLeftUnset_data()
     {
-        QTest::addColumn<QString>("refused");
-        QTest::addColumn<QString>("row");
-        QTest::newRow("one") << u"length(new.EmailSubject)>1"_s << u"NULL|a@example.com|3|x"_s;
-        QTest::newRow("two") << u"length(new.EmailSubject)>1 or new.ImpDegree is not null"_s
-                             << u"NULL|a@example.com|NULL|x"_s;
-        QTest::newRow("all that may be missing")
-            << u"coalesce(new.EmailSubject, new.EmailContent, new.EmailFrom, new.EmailFromName, "
-               u"new.ImpDegree,"
-               " new.EmailStatus, new.EmailTo, new.EmailToDis, new.EmailCC, new.EmailSource) is not null"_s
-            << u"NULL|NULL|NULL|NULL"_s;
+        const Rows<QString, QString> row("refused", "row");
+        row("one", u"length(new.EmailSubject)>1"_s, u"NULL|a@example.com|3|x"_s);
+        row("two", u"length(new.EmailSubject)>1 or new.ImpDegree is not null"_s,
+            u"NULL|a@example.com|NULL|x"_s);
+        row("all that may be missing",
+            u"coalesce(new.EmailSubject, new.EmailContent, new.EmailFrom, new.EmailFromName, "
+            u"new.ImpDegree,"
+            " new.EmailStatus, new.EmailTo, new.EmailToDis, new.EmailCC, new.EmailSource) is not null"_s,
+            u"NULL|NULL|NULL|NULL"_s);
     }
     void refusedColumnIsLeftUnset()
     {

@@ -1,8 +1,7 @@
 #include "mailbox/Pop3PollingDriver.h"
 #include "foundation/Settings.h"
 #include "tests/support/MailOffice.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -55,16 +54,15 @@ private slots:
 
     void nextAccountsAreLoggedInToAhead_data()
     {
-        QTest::addColumn<bool>("isAhead");
-        QTest::addColumn<qint64>("cutAfterOctets"); // of the second server
-        QTest::addColumn<QString>("collected");
+        const Rows<bool, qint64, QString> row("isAhead", "cutAfterOctets",
+                                              "collected"); // cut: of the second server
         constexpr qint64 never = std::numeric_limits<qint64>::max();
         constexpr qint64 afterTheLogin = 49;
         const QString all = u"1|*ann-0-0-0* 2|*bob-0-0-0* 3|*eve-0-0-0*"_s;
-        QTest::newRow("one by one") << false << never << all;
-        QTest::newRow("ahead") << true << never << all;
-        QTest::newRow("hung up before its turn: again") << true << afterTheLogin << all;
-        QTest::newRow("hung up in its turn") << false << afterTheLogin << u"1|*ann-0-0-0* 3|*eve-0-0-0*"_s;
+        row("one by one", false, never, all);
+        row("ahead", true, never, all);
+        row("hung up before its turn: again", true, afterTheLogin, all);
+        row("hung up in its turn", false, afterTheLogin, u"1|*ann-0-0-0* 3|*eve-0-0-0*"_s);
     }
     void nextAccountsAreLoggedInToAhead()
     {

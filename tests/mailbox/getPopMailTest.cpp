@@ -3,13 +3,14 @@
 #include "tests/support/DovecotServer.h"
 #include "tests/support/Loopback.h"
 #include "tests/support/MailOffice.h"
+#include "tests/support/Rows.h"
 
 #include <QDir>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
+using Script = ScriptedPop3Server::Script;
 
-/// What becomes of the mails of a user.
+/// Which mails of a user are new, and what becomes of them.
 class getPopMailTest : public QObject
 {
     Q_OBJECT
@@ -20,7 +21,7 @@ private:
     /// Collects mails that consist of these headers, a blank line and a text. Result: columns of their rows.
     QStringList collected(const QByteArrayList &mails, const QString &columns)
     {
-        ScriptedPop3Server::Script script;
+        Script script;
         for (const QByteArray &mail : mails)
             script.messages += QByteArray("From: A <a@example.com>\n" + mail).replace('\n', "\r\n");
         m_office->mailbox(script);
@@ -137,6 +138,80 @@ private slots:
         QCOMPARE(m_office->mails(u"EOAID, EmailSubject"_s), (QStringList{u"1|1"_s, u"6|1"_s}));
         QCOMPARE(m_office->notes.size(), 4);
         QVERIFY(!m_office->notes.join(u' ').contains(DovecotServer::password()));
+    }
+
+    void refusedMessageAndMissingIdAreLeft()
+    {
+        const ScriptedPop3Server &server = m_office->mailbox({.messages = numberedMails(4),
+                                                              .refusedMessages = {3},
+                                                              .uids = {"a", "-", "c", "d"},
+                                                              .pipelining = true});
+        m_office->collect();
+        QCOMPARE(m_office->subjects(), u"1 4"_s);
+        QCOMPARE(server.deleted(), (QList<int>{1, 4}));
+    }
+
+    void idsAreComparedExactly()
+    {
+        const ScriptedPop3Server &server =
+            m_office->mailbox({.messages = numberedMails(5), .uids = {"it's", "a", "A", "\xE9", "padded"}});
+        m_office->oa(u"insert into VO_Email (EmailSubject, MSGID, EOAID) values ('known', 'padded   ', 7),"
+                     " ('another account', 'a', 8), ('no id', null, 7)"_s);
+        m_office->collect();
+        QCOMPARE(m_office->mails(u"EmailSubject, MSGID"_s).mid(3),
+                 (QStringList{u"1|it's"_s, u"2|a"_s, u"3|A"_s, u"4|%E9"_s}));
+        QCOMPARE(server.deleted(), (QList<int>{1, 2, 3, 4, 5}));
+    }
+
+    void idsThatServersMisuse_data()
+    {
+        const Rows<Script, Script, int, QString, QString> rows("script", "later", "isBaoLiu", "stored",
+                                                               "note");
+        // later: at the next pass.
+        const auto row = [&](const char *name, const QByteArrayList &uids, const QByteArrayList &later,
+                             int isBaoLiu, const QString &stored, const QString &note) {
+            const auto script = [](const QByteArrayList &uids) {
+                return Script{.messages = numberedMails(qMax(2, static_cast<int>(uids.size()))),
+                              .uids = uids,
+                              .knowsUidl = !uids.isEmpty()};
+            };
+            rows(name, script(uids), script(later), isBaoLiu, stored, note);
+        };
+        row("changing", {"a", "b"}, {"c", "d"}, 1, u"1 2 1 2"_s,
+            u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s);
+        row("others of other sizes", {"a", "b"}, {"c", "d", "e"}, 1, u"1 2 1 2 3"_s, {});
+        row("others behind those that were deleted", {"a", "b"}, {"c", "d"}, 0, u"1 2 1 2"_s, {});
+        row("one for several: nothing is deleted", {"a", "a"}, {"a", "a"}, 0, u"1"_s,
+            u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
+        row("none", {}, {}, 0, {}, u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
+    }
+    void idsThatServersMisuse()
+    {
+        QFETCH(Script, script);
+        QFETCH(Script, later);
+        QFETCH(int, isBaoLiu);
+        QFETCH(QString, note);
+        ScriptedPop3Server &server = m_office->mailbox(script, isBaoLiu);
+        m_office->collect();
+        server.become(later);
+        m_office->collect();
+        QTEST(m_office->subjects(), "stored");
+        QCOMPARE(m_office->notes.join(u' ').section(u"："_s, 1), note);
+        QCOMPARE(server.deleted().size(), note.isEmpty() && isBaoLiu == 0 ? 4 : 0);
+    }
+
+    void nothingNewCostsBoundedQueries()
+    {
+        constexpr int count = 50'000;
+        const ScriptedPop3Server &server =
+            m_office->mailbox({.messages = QByteArrayList(count, "Subject: s\r\n\r\n")}, 1);
+        m_office->oa(u"with recursive n(i) as (select 1 union all select i+1 from n where i<%1)"
+                     " insert into VO_Email (MSGID, EOAID) select 'uid-'||i, 7 from n"_s.arg(count));
+        const qint64 before = m_office->session.Conn().statementsRun();
+        m_office->collect();
+        QCOMPARE(m_office->session.Conn().statementsRun() - before, 2);
+        QCOMPARE(m_office->mails(u"1"_s).size(), count);
+        QVERIFY(!server.received().contains("RETR 1"));
     }
 };
 

@@ -1,8 +1,7 @@
 #include "mime/CharsetDecoder.h"
 #include "mime/FileNames.h"
 #include "mime/HeaderDecoder.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -14,11 +13,7 @@ class MailTextTest : public QObject
 private slots:
     void charsets_data()
     {
-        QTest::addColumn<QByteArray>("octets");
-        QTest::addColumn<QByteArray>("label");
-        QTest::addColumn<QString>("text");
-        const auto row = [](const char *name, const QByteArray &octets, const QByteArray &label,
-                            const QString &text) { QTest::newRow(name) << octets << label << text; };
+        const Rows<QByteArray, QByteArray, QString> row("octets", "label", "text");
         row("label-in-quotes", "\xD6\xD0", " 'GB2312' ", u"中"_s);
         row("gbk-ends-in-mid-character", "\xD6\xD0\xCE", "gbk", u"中\uFFFD"_s);
         row("utf-8-with-one-octet-lost", "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", "utf-8",
@@ -52,11 +47,7 @@ private slots:
 
     void headersForParsers_data()
     {
-        QTest::addColumn<QByteArray>("raw");
-        QTest::addColumn<QByteArray>("normal");
-        const auto row = [](const char *name, const QByteArray &raw, const QByteArray &normal) {
-            QTest::newRow(name) << raw << normal;
-        };
+        const Rows<QByteArray, QByteArray> row("raw", "normal");
         row("plain", " a <a@b>\r\n", "a <a@b>");
         row("folded", " a,\r\n\tb", "a, b");
         row("backslash-in-gbk", "\"\x81\x5C\" <a@b>", "\"\xE4\xB9\x97\" <a@b>");
@@ -73,20 +64,19 @@ private slots:
 
     void fileNames_data()
     {
-        QTest::addColumn<QString>("given");
-        QTest::addColumn<QString>("safe");
-        QTest::newRow("plain") << u"报告 1.doc"_s << u"报告 1.doc"_s;
-        QTest::newRow("up-and-away") << u"../../x"_s << u"x"_s;
-        QTest::newRow("drive") << u"C:\\a\\b.txt"_s << u"b.txt"_s;
-        QTest::newRow("only-a-path") << u"a/"_s << QString();
-        QTest::newRow("only-dots") << u"..."_s << QString();
-        QTest::newRow("stream") << u"a.txt:evil"_s << u"a.txtevil"_s;
-        QTest::newRow("hidden-direction") << u"a\u202Efdp.exe"_s << u"afdp.exe"_s;
-        QTest::newRow("device") << u"CON"_s << u"_CON"_s;
-        QTest::newRow("device-with-extension") << u"nul.txt"_s << u"_nul.txt"_s;
-        QTest::newRow("no-device") << u"console.com1"_s << u"console.com1"_s;
-        QTest::newRow("200-units") << QString(196, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
-        QTest::newRow("201-units") << QString(197, u'a') + u".doc"_s << QString(196, u'a') + u".doc"_s;
+        const Rows<QString, QString> row("given", "safe");
+        row("plain", u"报告 1.doc"_s, u"报告 1.doc"_s);
+        row("up-and-away", u"../../x"_s, u"x"_s);
+        row("drive", u"C:\\a\\b.txt"_s, u"b.txt"_s);
+        row("only-a-path", u"a/"_s, QString());
+        row("only-dots", u"..."_s, QString());
+        row("stream", u"a.txt:evil"_s, u"a.txtevil"_s);
+        row("hidden-direction", u"a\u202Efdp.exe"_s, u"afdp.exe"_s);
+        row("device", u"CON"_s, u"_CON"_s);
+        row("device-with-extension", u"nul.txt"_s, u"_nul.txt"_s);
+        row("no-device", u"console.com1"_s, u"console.com1"_s);
+        row("200-units", QString(196, u'a') + u".doc"_s, QString(196, u'a') + u".doc"_s);
+        row("201-units", QString(197, u'a') + u".doc"_s, QString(196, u'a') + u".doc"_s);
         QTest::newRow("cut-spares-pairs")
             << QString(195, u'a') + u"😀b.doc"_s << QString(195, u'a') + u".doc"_s;
     }

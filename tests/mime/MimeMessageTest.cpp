@@ -87,14 +87,6 @@ private slots:
         QVERIFY(!date("").isValid());
     }
 
-    void attachmentsOutliveTheMessage()
-    {
-        const QList<MimeAttachment> attachments =
-            MimeMessage(fileContent(u"nested-multiparts.eml"_s)).Attachments();
-        QVERIFY(attachments[0].BinaryData().startsWith("\x89PNG"));
-        QCOMPARE(attachments[0].BinaryData(), attachments[0].BinaryData());
-    }
-
     void thousandsOfRecipients()
     {
         const QByteArray some = QByteArray("=?gb2312?B?1cXI/Q==?= <user@example.com>,\r\n ").repeated(5000);

@@ -1,6 +1,5 @@
 #include "pop3/DotUnstuffer.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 class DotUnstufferTest : public QObject
 {
@@ -9,11 +8,7 @@ class DotUnstufferTest : public QObject
 private slots:
     void dotsInPiecesOfAnySize_data()
     {
-        QTest::addColumn<QByteArray>("wire");
-        QTest::addColumn<QByteArray>("content");
-        const auto row = [](const char *name, const QByteArray &wire, const QByteArray &content) {
-            QTest::newRow(name) << wire << content;
-        };
+        const Rows<QByteArray, QByteArray> row("wire", "content");
         row("empty", ".\r\n", "");
         row("stuffed", "..\r\n...a\r\n.\r\n", ".\r\n..a\r\n");
         row("not stuffed", ".a\r\n.\r\n", "a\r\n");

@@ -1,7 +1,6 @@
 #include "pop3/Pop3Account.h"
 #include "pop3/Pop3Client.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -13,15 +12,12 @@ class Pop3AccountTest : public QObject
 private slots:
     void hostileValues_data()
     {
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QByteArray>("url"); // empty: refused
-        QTest::addColumn<int>("port");
-        QTest::addColumn<QString>("login");
-        QTest::addColumn<QString>("password");
-
-        const auto row = [](const char *name, const QString &server, const QByteArray &url, int port = 110,
-                            const QString &login = u"a b\"'%@"_s, const QString &password = u" p\\%00ä "_s) {
-            QTest::newRow(name) << server << url << port << login << password;
+        // No url: refused.
+        const Rows<QString, QByteArray, int, QString, QString> rows("server", "url", "port", "login",
+                                                                    "password");
+        const auto row = [&](const char *name, const QString &server, const QByteArray &url, int port = 110,
+                             const QString &login = u"a b\"'%@"_s, const QString &password = u" p\\%00ä "_s) {
+            rows(name, server, url, port, login, password);
         };
         row("padded column", u"  Pop.Example.com   "_s, "pop3://Pop.Example.com:110/");
         row("Chinese domain", u"邮件.中国"_s, "pop3://xn--5nq051n.xn--fiqs8s:110/");

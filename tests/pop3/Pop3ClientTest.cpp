@@ -1,7 +1,6 @@
 #include "pop3/Pop3Client.h"
 #include "tests/support/DovecotServer.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 using enum Pop3ConnectOutcome;
@@ -22,15 +21,8 @@ private slots:
 
     void lineSecurity_data()
     {
-        QTest::addColumn<bool>("tlsPort");
-        QTest::addColumn<Pop3Tls>("tls");
-        QTest::addColumn<bool>("trusted");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<Pop3ConnectOutcome>("outcome");
-        const auto row = [](const char *name, bool tlsPort, Pop3Tls tls, bool trusted, const QString &host,
-                            Pop3ConnectOutcome outcome) {
-            QTest::newRow(name) << tlsPort << tls << trusted << host << outcome;
-        };
+        const Rows<bool, Pop3Tls, bool, QString, Pop3ConnectOutcome> row("tlsPort", "tls", "trusted", "host",
+                                                                         "outcome");
         using enum Pop3Tls;
         row("STLS, unverified", false, Opportunistic, false, u"127.0.0.1"_s, Connected);
         row("STLS, unknown authority", false, Verify, false, u"localhost"_s, TlsRefused);

@@ -1,13 +1,13 @@
 #include "tests/pop3/Pop3Session.h"
+#include "tests/support/Rows.h"
 
-#include <QTest>
 #include <numeric>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using Kind = Pop3Fault::Kind;
 
-/// Listings and messages that are not what they should be, and lines that break or drip.
+/// Listings and messages that are not what they should be, and lines that drip or fall silent.
 class Pop3FaultsTest : public QObject
 {
     Q_OBJECT
@@ -15,12 +15,10 @@ class Pop3FaultsTest : public QObject
 private slots:
     void listings_data()
     {
-        QTest::addColumn<Script>("script"); // of three messages
-        QTest::addColumn<QString>("uids");
-        QTest::addColumn<int>("count");
-        const auto row = [](const char *name, Script script, const QString &uids, int count = 3) {
+        const Rows<Script, QString, int> rows("script", "uids", "count");
+        const auto row = [&](const char *name, Script script, const QString &uids, int count = 3) {
             script.messages = numberedMails(3);
-            QTest::newRow(name) << script << uids << count;
+            rows(name, script, uids, count);
         };
         const QString usual = u"uid-1,uid-2,uid-3"_s;
         row("usual", {}, usual);
@@ -53,39 +51,14 @@ private slots:
         }
     }
 
-    void lineCutAnywhere()
-    {
-        for (const bool pipelining : {false, true}) {
-            Script script{.messages = numberedMails(2), .pipelining = pipelining};
-            const ScriptedPop3Server well(script);
-            const Pop3Session whole(well);
-            QVERIFY(whole.isEnded && whole.messages == script.messages);
-            QCOMPARE(well.deleted(), (QList<int>{1, 2}));
-            for (qint64 octets = 0; octets < well.sentOctets(); ++octets) {
-                script.cutAfterOctets = octets;
-                const ScriptedPop3Server server(script);
-                const Pop3Session part(server);
-                // Whatever arrived is whole and in order.
-                const bool isWell = !part.isEnded &&
-                                    part.messages == script.messages.mid(0, part.messages.size()) &&
-                                    (!part.connected.connected() || part.fault == Kind::LineLost ||
-                                     server.received().contains("QUIT")) &&
-                                    (server.deleted().isEmpty() || part.messages.size() == 2);
-                QVERIFY2(isWell, "cut after " + QByteArray::number(octets));
-            }
-        }
-    }
-
     void drippingServer_data()
     {
-        QTest::addColumn<QByteArray>("verb");
-        QTest::addColumn<int>("leastOctets"); // in 50 ms, of about 10 that come
-        QTest::addColumn<int>("most");        // milliseconds
-        QTest::addColumn<bool>("isGivenUp");
-        QTest::newRow("too slow") << "RETR"_ba << 100 << 10'000 << true;
-        QTest::newRow("in a status line") << "STAT"_ba << 100 << 10'000 << true;
-        QTest::newRow("fast enough") << "RETR"_ba << 1 << 10'000 << false;
-        QTest::newRow("fast enough but endless") << "RETR"_ba << 1 << 100 << true;
+        // leastOctets: in 50 ms, of about 10 that come; most: milliseconds.
+        const Rows<QByteArray, int, int, bool> row("verb", "leastOctets", "most", "isGivenUp");
+        row("too slow", "RETR", 100, 10'000, true);
+        row("in a status line", "STAT", 100, 10'000, true);
+        row("fast enough", "RETR", 1, 10'000, false);
+        row("fast enough but endless", "RETR", 1, 100, true);
     }
     void drippingServer()
     {
@@ -122,19 +95,6 @@ private slots:
             QCOMPARE(fault.kind(), Kind::Stopped);
         }
         QCOMPARE(connectTo(client, server).outcome, Pop3ConnectOutcome::Stopped);
-    }
-
-    void refusedMessageConcernsOnlyItself()
-    {
-        for (const bool pipelining : {false, true}) {
-            const Script script{
-                .messages = numberedMails(9), .refusedMessages = {1, 7, 8, 9}, .pipelining = pipelining};
-            const ScriptedPop3Server server(script);
-            const Pop3Session session(server);
-            QCOMPARE(session.refused, QList<int>({1, 7, 8, 9}));
-            QCOMPARE(session.messages, script.messages.mid(1, 5));
-            QCOMPARE(server.deleted(), QList<int>({2, 3, 4, 5, 6}));
-        }
     }
 
     void messageTooBig()

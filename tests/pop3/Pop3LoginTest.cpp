@@ -1,7 +1,6 @@
 #include "tests/pop3/Pop3Session.h"
 #include "tests/support/Loopback.h"
-
-#include <QTest>
+#include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 using enum Pop3ConnectOutcome;
@@ -14,14 +13,12 @@ class Pop3LoginTest : public QObject
 private slots:
     void waysOfLoggingIn_data()
     {
-        QTest::addColumn<Script>("script");
-        QTest::addColumn<QByteArrayList>("ways"); // in the order in which they were tried
-        QTest::addColumn<Pop3ConnectOutcome>("outcome");
-        QTest::addColumn<Pop3LoginWays>("known");
-
-        const auto row = [](const char *name, const Script &script, const QByteArray &ways,
-                            Pop3ConnectOutcome outcome = Connected, const Pop3LoginWays &known = {}) {
-            QTest::newRow(name) << script << ways.split(' ') << outcome << known;
+        const Rows<Script, QByteArrayList, Pop3ConnectOutcome, Pop3LoginWays> rows("script", "ways",
+                                                                                   "outcome", "known");
+        // ways: in the order in which they were tried.
+        const auto row = [&](const char *name, const Script &script, const QByteArray &ways,
+                             Pop3ConnectOutcome outcome = Connected, const Pop3LoginWays &known = {}) {
+            rows(name, script, ways.split(' '), outcome, known);
         };
         const QByteArray unknown = "-ERR mechanism not supported";
         const QByteArray stamped = "+OK <1.2@host>";
