@@ -70,14 +70,17 @@ private slots:
                  u"Provider=SQLite;Data Source=/tmp/中文.db"_s);
     }
 
-    void withoutADisplayMessageBoxesBecomeLogLinesAndTheLogFileHoldsThemOldestFirst()
+    void withoutADisplayMessageBoxesBecomeLogLinesOldestFirstAndTheWindowCanBeSeenInAPicture()
     {
-        ServerProcess server(m_office->registry.fileName());
+        const QString picture = m_office->path(u"end.png"_s);
+        ServerProcess server(m_office->registry.fileName(),
+                             ServerProcess::service() + QStringList{u"--screenshot"_s, picture});
         QVERIFY(server.waitForFinished());
         QCOMPARE(server.exitCode(), 3); // a person has to act
         static const QRegularExpression lines(
             u"^[-0-9]{10} [:0-9]{8} 成功连接数据库\n[-0-9]{10} [:0-9]{8} 请首先[^\n]*\n[^\n]*参数不完整[^\n]*\n$"_s);
         QVERIFY2(lines.match(server.log()).hasMatch(), qPrintable(server.log()));
+        QVERIFY(QFile::exists(picture));
     }
 };
 

@@ -81,6 +81,8 @@ private slots:
         const std::array panels{OperatorConsole::ToSend, OperatorConsole::Succeeded, OperatorConsole::Failed,
                                 OperatorConsole::Time};
         const QWidget *bar = m_console->child<QWidget>("StatusBar");
+        m_console->office.clock.advanceSeconds(1); // the clock ticks while the service is stopped
+        QTRY_COMPARE(window.panelText(OperatorConsole::Time), u"2006-03-05 07:08:10"_s);
         const int top = pixelsFromTwips(1110);
         const QSize smallest(pixelsFromTwips(8625), pixelsFromTwips(8040)); // with the frame
         for (const QSize asked : {QSize(100, 100), QSize(1600, 1200)}) {
@@ -99,7 +101,7 @@ private slots:
             QStringList texts;
             for (const auto panel : panels)
                 texts += window.panelText(panel);
-            QCOMPARE(texts.join(u'|'), u"0|0|0|2006-03-05 07:08:09"_s);
+            QCOMPARE(texts.join(u'|'), u"0|0|0|2006-03-05 07:08:10"_s);
         }
         window.showMinimized();
         window.setPanelText(OperatorConsole::Failed, u"7"_s);
@@ -107,8 +109,6 @@ private slots:
         QCOMPARE(window.panelText(OperatorConsole::Failed), u"7"_s);
         window.showNormal();
         QTRY_COMPARE(window.panelText(OperatorConsole::Failed), u"0"_s);
-        m_console->office.clock.advanceSeconds(1); // the clock ticks while the service is stopped
-        QTRY_COMPARE_WITH_TIMEOUT(window.panelText(OperatorConsole::Time), u"2006-03-05 07:08:10"_s, 1500);
     }
 
     void theKeyboardReachesEveryControlInOrderAndEachHasANameForAScreenReader()
@@ -140,9 +140,9 @@ private slots:
     void logLinesAreOneLineEachNewestFirst()
     {
         m_console->window.addLogLine(u"先"_s);
-        m_console->window.addLogLine(u"后\r\n两\u2028行\0"_s);
+        m_console->window.addLogLine(u"后\r\n两\u2028行\ufdd0\ufdd1\0"_s);
         QCOMPARE(m_console->child<LogBox>("SMSLog")->toPlainText(),
-                 u"2006-03-05 07:08:09 后  两 行 \n2006-03-05 07:08:09 先\n"_s);
+                 u"2006-03-05 07:08:09 后  两 行   \n2006-03-05 07:08:09 先\n"_s);
     }
 
     void theLinkLightsUpUnderThePointerAndOpensItsAddress()
@@ -183,7 +183,7 @@ private slots:
         m_console->office.registry.write(Settings::localPath("MakerUrl"_L1), u"http://maker.test/"_s);
         choose(u"m_about"_s);
         QCOMPARE(browser.addresses, QStringList({QStringLiteral(SMS_MAKER_URL), u"http://maker.test/"_s}));
-        m_console->window.hide();
+        QVERIFY(!m_console->window.close() && !m_console->window.isVisible());
         choose(u"m_log"_s);
         QVERIFY(m_console->window.isVisible());
         choose(u"m_Stop"_s);
