@@ -14,22 +14,28 @@ private:
     std::unique_ptr<Office> m_office;
     std::unique_ptr<NewMailAlerts> m_alerts;
 
-    void user(const QVariant &name, const QVariant &mobile, const QString &state = u"1"_s)
+    /// UserName|Mobile|AccountState
+    void users(const QStringList &rows)
     {
-        m_office->oa(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values (?, ?, ?)"_s,
-                     {name, mobile, state});
+        m_office->add(u"VO_UserInfor"_s, u"UserName, Mobile, AccountState"_s, rows);
     }
-    void mail(int number, const QString &to)
+    /// VOID|EmailTo
+    void mail(const QString &row)
     {
-        m_office->oa(
-            u"insert into VO_Email (VOID, EmailTo, EmailSource, EmailStatus) values (?, ?, '1', '1')"_s,
-            {number, to});
+        m_office->add(u"VO_Email"_s, u"VOID, EmailTo, EmailSource, EmailStatus"_s, {row + u"|1|1"_s});
     }
-    QStringList receivers() { return m_office->rows(u"select ToMB from SMS_Queues order by OAID"_s); }
-    QStringList watermarks()
+    /// The numbers that get the alerts of one more pass.
+    QString alerted()
     {
-        return m_office->rows(
-            u"select UserName, Source, CurrentMaxOAID from SMS_Alert_MaxOAID order by UserName, Source, OAID"_s);
+        m_office->oa(u"delete from SMS_Queues"_s);
+        m_alerts->pass();
+        return m_office->table(u"SMS_Queues"_s, u"ToMB"_s).join(u' ');
+    }
+    QString watermarks()
+    {
+        return m_office
+            ->rows(u"select UserName, Source, CurrentMaxOAID from SMS_Alert_MaxOAID order by 1, 2"_s)
+            .join(u' ');
     }
 
 private slots:
@@ -37,59 +43,47 @@ private slots:
     {
         m_office = std::make_unique<Office>();
         m_alerts = std::make_unique<NewMailAlerts>(m_office->session, m_office->console, m_office->faults);
-        m_office->oa(
-            u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('NBYJ', '1', '1'), ('WBYJ', '1', '1')"_s);
+        m_office->add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"NBYJ|1|1"_s, u"WBYJ|1|1"_s});
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
     void lostDatabaseEndsThePass()
     {
-        user(u"amy"_s, u"1"_s);
-        mail(1, u"*amy-0-0-0*"_s);
+        users({u"amy|1|1"_s});
+        mail(u"1|*amy-0-0-0*"_s);
         QVERIFY(m_office->moveDatabaseAway());
         QVERIFY_EXCEPTION_THROWN(m_alerts->pass(), DatabaseFault);
         QVERIFY(m_office->moveDatabaseBack());
         QVERIFY(m_office->session.OpenDB());
-        m_alerts->pass();
-        QCOMPARE(receivers().size(), 1);
+        QCOMPARE(alerted(), u"1"_s);
     }
 
     void stopEndsThePassBetweenUsers()
     {
-        user(u"amy"_s, u"1"_s);
-        user(u"bob"_s, u"2"_s);
-        mail(1, u"*amy-0-0-0*bob-0-0-0*"_s);
-        m_office->console.stopWhen = [this] { return !receivers().isEmpty(); };
-        m_alerts->pass();
-        QCOMPARE(receivers(), QStringList(u"1"_s));
+        users({u"amy|1|1"_s, u"bob|2|1"_s});
+        mail(u"1|*amy-0-0-0*bob-0-0-0*"_s);
+        m_office->console.stopWhen = [this] {
+            return !m_office->table(u"SMS_Queues"_s, u"ToMB"_s).isEmpty();
+        };
+        QCOMPARE(alerted(), u"1"_s);
         m_office->console.stopWhen = nullptr;
-        m_alerts->pass();
-        QCOMPARE(receivers(), QStringList({u"1"_s, u"2"_s}));
+        QCOMPARE(alerted(), u"2"_s);
     }
 
     void skippedMailIsNeverAlerted()
     {
-        QCOMPARE(skipOldMail(m_office->session.Conn()), 0);
-        user(u"bob"_s, u"1"_s);
-        user(u"bob"_s, u"2"_s);
-        user(u"amy"_s, u"3"_s);
-        user(u"carol"_s, {});
-        user({}, u"4"_s);
-        user(u"eve"_s, u"5"_s, u"0"_s);
-        m_office->oa(
-            u"insert into SMS_Alert_MaxOAID (UserName, Source, CurrentMaxOAID) values ('amy', 'NBYJ', 1)"_s);
-        QCOMPARE(skipOldMail(m_office->session.Conn()), 2); // without a mail there is
-        QCOMPARE(watermarks(),
-                 QStringList({u"amy|NBYJ|0"_s, u"amy|WBYJ|0"_s, u"bob|NBYJ|0"_s, u"bob|WBYJ|0"_s}));
-        mail(8, u"*bob-0-0-0*amy-0-0-0*"_s);
-        QCOMPARE(skipOldMail(m_office->session.Conn()), 2);
-        m_alerts->pass();
-        QCOMPARE(receivers(), QStringList());
-        mail(9, u"*bob-0-0-0*"_s);
-        m_alerts->pass();
-        QCOMPARE(receivers(), QStringList(u"1"_s));
-        QCOMPARE(watermarks(),
-                 QStringList({u"amy|NBYJ|8"_s, u"amy|WBYJ|8"_s, u"bob|NBYJ|9"_s, u"bob|WBYJ|8"_s}));
+        const auto skip = [this] { return skipOldMail(m_office->session.Conn()); };
+        QCOMPARE(skip(), 0);
+        users({u"bob|1|1"_s, u"bob|2|1"_s, u"amy|3|1"_s, u"carol|NULL|1"_s, u"NULL|4|1"_s, u"eve|5|0"_s});
+        m_office->add(u"SMS_Alert_MaxOAID"_s, u"UserName, Source, CurrentMaxOAID"_s, {u"amy|NBYJ|1"_s});
+        QCOMPARE(skip(), 2); // without a mail there is
+        QCOMPARE(watermarks(), u"amy|NBYJ|0 amy|WBYJ|0 bob|NBYJ|0 bob|WBYJ|0"_s);
+        mail(u"8|*bob-0-0-0*amy-0-0-0*"_s);
+        QCOMPARE(skip(), 2);
+        QCOMPARE(alerted(), QString());
+        mail(u"9|*bob-0-0-0*"_s);
+        QCOMPARE(alerted(), u"1"_s);
+        QCOMPARE(watermarks(), u"amy|NBYJ|8 amy|WBYJ|8 bob|NBYJ|9 bob|WBYJ|8"_s);
     }
 };
 

@@ -43,11 +43,10 @@ private slots:
         QVERIFY2(dovecot.problem().isEmpty(), qPrintable(dovecot.problem()));
         const SimulatorProcess modem;
         office.configureModem(modem.devicePath(), 1);
-        office.oa(u"insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1')"_s);
-        office.oa(u"insert into VO_UserInfor (UserName, AccountState) values ('ann', '1')"_s);
-        office.oa(u"insert into SA_email (OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu)"
-                  " values (1, 'ann', '127.0.0.1', ?, 'box', ?, 0)"_s,
-                  {dovecot.port(), DovecotServer::password()});
+        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"WBYJ|1|1"_s});
+        office.add(u"VO_UserInfor"_s, u"UserName, AccountState"_s, {u"ann|1"_s});
+        office.addRow(u"SA_email"_s, u"OAID, UserName, POPIP, PopPort, EUsername, EPassword, IsBaoLiu"_s,
+                      {1, u"ann"_s, u"127.0.0.1"_s, dovecot.port(), u"box"_s, DovecotServer::password(), 0});
         int delivered = 0;
         for (int kill = 1; kill <= kills; ++kill) {
             for (int i = 0; i < messagesPerKill; ++i)

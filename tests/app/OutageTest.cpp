@@ -84,12 +84,8 @@ private slots:
         m_office->registry.write(Settings::connectStringPath(),
                                  m_office->connectString().replace(here, serverName));
         m_office->configureModem(m_modem->devicePath(), 1);
-        QStringList withHosts{u"unshare"_s,
-                              u"--mount"_s,
-                              u"sh"_s,
-                              u"-c"_s,
-                              u"mount --bind \"$0\" /etc/hosts && exec \"$@\""_s,
-                              m_office->path(u"hosts"_s)};
+        QStringList withHosts = u"unshare --mount sh -c"_s.split(u' ');
+        withHosts += {u"mount --bind \"$0\" /etc/hosts && exec \"$@\""_s, m_office->path(u"hosts"_s)};
         if (::geteuid() != 0)
             withHosts.insert(1, u"--map-root-user"_s);
         m_server = std::make_unique<ServerProcess>(m_office->registry.fileName(), ServerProcess::service(),

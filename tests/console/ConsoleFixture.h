@@ -11,21 +11,15 @@
 class ScriptedBoxes final : public MessageBoxes
 {
 public:
-    struct Script {
-        QStringList shown;
-        QList<bool> answers; // to the questions, in order; Cancel when there is none
-    };
-    explicit ScriptedBoxes(Script &script) : m_script(script) {}
-
-    void inform(const QString &text) override { m_script.shown += text; }
+    void inform(const QString &text) override { shown += text; }
     bool confirm(const QString &text) override
     {
-        m_script.shown += text;
-        return !m_script.answers.isEmpty() && m_script.answers.takeFirst();
+        shown += text;
+        return !answers.isEmpty() && answers.takeFirst();
     }
 
-private:
-    Script &m_script;
+    QStringList shown;
+    QList<bool> answers; // to the questions, in order; Cancel when there is none
 };
 
 /// The main window in an office of its own; COM3 is the device that the test names.
@@ -34,7 +28,9 @@ class ConsoleFixture
 public:
     ConsoleFixture()
     {
-        window.setMessageBoxes(std::make_unique<ScriptedBoxes>(boxes));
+        auto scripted = std::make_unique<ScriptedBoxes>();
+        boxes = scripted.get();
+        window.setMessageBoxes(std::move(scripted));
         QObject::connect(&window, &frmMain::ended, &window, [this] { ++endings; });
         QObject::connect(&window, &frmMain::logLineAdded, &window,
                          [this](const QString &line) { log += line; });
@@ -55,7 +51,7 @@ public:
         return lines;
     }
     /// The boxes shown since the last call.
-    [[nodiscard]] QString takeBoxes() { return std::exchange(boxes.shown, {}).join(u'|'); }
+    [[nodiscard]] QString takeBoxes() { return std::exchange(boxes->shown, {}).join(u'|'); }
     template <typename Widget>
     [[nodiscard]] Widget *child(const char *name) const
     {
@@ -65,7 +61,7 @@ public:
     Office office;
     QString device = office.path(QStringLiteral("no-modem"));
     ModemControl modem{office.clock, [this](int comPort) { return comPort == 3 ? device : QString(); }};
-    ScriptedBoxes::Script boxes;
+    ScriptedBoxes *boxes = nullptr; // the window's own
     QStringList log;
     int endings = 0;
     frmMain window{{office.clock, office.registry, office.session, modem}};

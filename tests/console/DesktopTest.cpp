@@ -160,6 +160,7 @@ private slots:
             ServerProcess second(m_office->registry.fileName(), {});
             QVERIFY(second.waitForFinished(patience));
             QCOMPARE(second.exitCode(), 0);
+            QVERIFY2(second.errors().contains(u"已请它显示窗口"_s), qPrintable(second.errors()));
             waitForMain();
         };
         startAgain();

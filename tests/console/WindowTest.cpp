@@ -29,7 +29,6 @@ class WindowTest : public QObject
 
 private:
     std::unique_ptr<ConsoleFixture> m_console;
-    WindowMessageBoxes m_boxes;
     std::unique_ptr<frmParm> m_dialog;
 
 private slots:
@@ -37,8 +36,8 @@ private slots:
     {
         m_dialog.reset();
         m_console = std::make_unique<ConsoleFixture>();
-        m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry, m_boxes,
-                                             nullptr);
+        m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry,
+                                             *m_console->boxes, nullptr);
         m_console->window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&m_console->window));
     }
@@ -50,6 +49,9 @@ private slots:
 
     void theTextsAreThoseOfTheDesignAndNoneIsCut()
     {
+        m_console->window.showActivity(u"忙"_s);
+        QVERIFY(m_console->window.windowTitle().endsWith(u" - 忙"_s));
+        m_console->window.showActivity({});
         const QList<std::pair<const QWidget *, QString>> design{
             {&m_console->window, u"Brenmoor网络协同办公系统短信平台服务器|关于Korvalin|" SMS_PRODUCT_URL
                                  "|BrenmoorOA SMS  Server 2007|短信平台服务器 V2.0|启动|配置|"
@@ -134,7 +136,7 @@ private slots:
             QCOMPARE(order.join(u' '), names);
         }
         QTest::keyClick(btnOp, Qt::Key_Return);
-        QVERIFY(!m_console->boxes.shown.isEmpty()); // it asks for the missing settings
+        QVERIFY(!m_console->boxes->shown.isEmpty()); // it asks for the missing settings
     }
 
     void logLinesAreOneLineEachNewestFirst()

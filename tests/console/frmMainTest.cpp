@@ -114,7 +114,7 @@ private slots:
         QCOMPARE(m_console->takeLog(), QStringList({u"成功连接数据库"_s, u"连接 COM3端口成功！"_s}));
         QCOMPARE(state(), u"停止正在运行..."_s);
 
-        m_console->boxes.answers = {false, true};
+        m_console->boxes->answers = {false, true};
         m_console->window.m_Stop_Click();
         QVERIFY(m_console->modem.isPortOpen());
         QCOMPARE(m_console->endings, 0);

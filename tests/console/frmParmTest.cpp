@@ -13,13 +13,12 @@ class frmParmTest : public QObject
 
 private:
     std::unique_ptr<ConsoleFixture> m_console;
-    std::unique_ptr<ScriptedBoxes> m_boxes;
     std::unique_ptr<frmParm> m_dialog;
 
     void open()
     {
-        m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry, *m_boxes,
-                                             nullptr);
+        m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry,
+                                             *m_console->boxes, nullptr);
         m_dialog->Form_Load();
         m_dialog->show();
         QVERIFY(QTest::qWaitForWindowActive(m_dialog.get()));
@@ -51,7 +50,6 @@ private slots:
     void init()
     {
         m_console = std::make_unique<ConsoleFixture>();
-        m_boxes = std::make_unique<ScriptedBoxes>(m_console->boxes);
         m_console->configure(u"old"_s, u"9"_s, u"99"_s);
     }
     void cleanup() { m_dialog.reset(); } // before what it refers to
