@@ -26,7 +26,7 @@ ModemLimits shortLimits()
 {
     ModemLimits limits;
     limits.sync = milliseconds(5000);
-    limits.quiet = milliseconds(100);
+    limits.quiet = milliseconds(40); // each listing of an empty memory waits so long
     limits.afterRestart = milliseconds(200);
     limits.straggler = milliseconds(100);
     limits.lateReference = milliseconds(200);
