@@ -63,6 +63,8 @@ private slots:
         QTest::newRow("zone Z") << QVariant(morning.toUTC().toString(Qt::ISODate)) << morning;
         QTest::newRow("zone offset") << QVariant(morning.toOffsetFromUtc(8 * 3600).toString(Qt::ISODate))
                                      << morning;
+        QTest::newRow("zone offset, west")
+            << QVariant(morning.toOffsetFromUtc(-5 * 3600).toString(Qt::ISODate)) << morning;
         QTest::newRow("null") << QVariant() << QDateTime();
         QTest::newRow("empty") << QVariant(u""_s) << QDateTime();
         QTest::newRow("words") << QVariant(u"tomorrow"_s) << QDateTime();

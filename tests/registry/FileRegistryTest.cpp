@@ -34,7 +34,7 @@ private slots:
         const QTemporaryDir folder;
         FileRegistry registry(folder.filePath(u"deep/er/settings.ini"_s));
         QCOMPARE(registry.read(m_path), u""_s); // nor is there a file
-        const QString neighbour = m_path + u"2"_s;
+        const QString neighbour = QString(m_path).replace(u"Value"_s, u"Walue"_s);
         registry.write(neighbour, u"kept"_s);
         registry.write(m_path, u"before"_s);
         registry.write(m_path, text);
