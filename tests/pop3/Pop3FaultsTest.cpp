@@ -1,8 +1,6 @@
 #include "tests/pop3/Pop3Session.h"
 #include "tests/support/Rows.h"
 
-#include <numeric>
-
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using Kind = Pop3Fault::Kind;
@@ -53,7 +51,7 @@ private slots:
 
     void drippingServer_data()
     {
-        // leastOctets: in 50 ms, of about 10 that come; most: milliseconds.
+        // leastOctets: in 100 ms, of about 20 that come; most: milliseconds.
         const Rows<QByteArray, int, int, bool> row("verb", "leastOctets", "most", "isGivenUp");
         row("too slow", "RETR", 100, 10'000, true);
         row("in a status line", "STAT", 100, 10'000, true);
@@ -66,11 +64,11 @@ private slots:
         QFETCH(int, leastOctets);
         QFETCH(int, most);
         QFETCH(bool, isGivenUp);
-        const Script script{.messages = {QByteArray(40, 'x') + "\r\n"},
+        const Script script{.messages = {QByteArray(60, 'x') + "\r\n"},
                             .statAnswer = "+OK 1 " + QByteArray(60, '9'),
                             .dripsAt = verb};
         Pop3Options options;
-        options.limits.speedWindow = 50ms;
+        options.limits.speedWindow = 100ms;
         options.limits.windowLeastOctets = leastOctets;
         options.limits.exchange = std::chrono::milliseconds(most);
         const ScriptedPop3Server server(script);
