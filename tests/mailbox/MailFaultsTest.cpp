@@ -142,6 +142,15 @@ private slots:
         QCOMPARE(m_office->mails(u"MSGID, EOAID"_s), QStringList(u"uid-1|7"_s));
     }
 
+    void mailWithoutItsAccountIsNotStored()
+    {
+        m_office->mailbox({.messages = numberedMails(1)});
+        m_office->oa(u"create trigger t before insert on VO_Email when new.EOAID=7"
+                     " begin select raise(abort, 'no'); end"_s);
+        m_office->collect();
+        QCOMPARE(m_office->subjects(), QString());
+    }
+
     void refusedMailIsSparedFromDeletion()
     {
         const ScriptedPop3Server &server = m_office->mailbox({.messages = numberedMails(3)});
