@@ -29,6 +29,9 @@ public:
     /// True from a successful open() until close() or until the connection is found to be lost.
     [[nodiscard]] bool isOpen() const;
 
+    /// As Driver::spareMemory(), for a connection that is open.
+    void spareMemory() { m_driver->spareMemory(); }
+
     /// Runs a statement with its positional values: a QString is a text, NULL is QVariant(). Returns the number
     /// of rows it found to change; a database that does not tell it is asked for it. Throws DatabaseFault, also
     /// when the number cannot be had.

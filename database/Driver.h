@@ -53,6 +53,9 @@ public:
     virtual void setSavepoint(const QString &name) = 0;
     virtual void releaseSavepoint(const QString &name) = 0;
     virtual void rollbackToSavepoint(const QString &name) = 0;
+    /// For the rows of large mails: what a transaction changes is written as it grows, which may keep others out
+    /// for longer, and is not held in memory until its commit.
+    virtual void spareMemory() {}
     /// The connection and its statements are about to go: from now on nothing may wait long for the database.
     virtual void closing() noexcept {}
 

@@ -17,10 +17,10 @@ namespace
 
 /// Without a write-ahead log a commit keeps all others out, and who waits asks again after 100 ms at the
 /// latest. So commits that follow each other at once rest a little longer now and then.
-constexpr qint64 workNanoseconds = 300'000'000;
+constexpr qint64 workNanoseconds = 600'000'000;
 constexpr qint64 restNanoseconds = 110'000'000;
 
-/// Of 4 KiB each, changed by one transaction. (SQLite takes a multiple of 256 for 0, without a limit.)
+/// Of 4 KiB each, changed by one transaction that spares memory. SQLite takes a multiple of 256 for no limit.
 constexpr int mostPagesInMemory = 1000;
 
 /// Texts and times as SQLite keeps them. Left alone, a date-time would be stored with a "T" and milliseconds, and a
@@ -93,11 +93,16 @@ void SqliteDriver::open()
     // A file that is no database opens all the same; the first statement tells.
     exec(u"select count(*) from sqlite_master"_s);
     // Without a write-ahead log a transaction that outgrows the cache would write to the file long before its
-    // commit and keep all readers out from then on: what it has changed stays in memory, but for the largest mails.
+    // commit and keep all readers out from then on: what it has changed stays in memory.
     const auto journal = std::make_unique<SqliteStatement>(line(), u"pragma journal_mode"_s);
     journal->execute({});
     if (journal->next() && journal->value(0).toString() != u"wal"_s)
-        exec(u"pragma cache_spill=%1"_s.arg(mostPagesInMemory));
+        exec(u"pragma cache_spill=0"_s);
+}
+
+void SqliteDriver::spareMemory()
+{
+    exec(u"pragma cache_spill=%1"_s.arg(mostPagesInMemory));
 }
 
 bool SqliteDriver::isUsable() const

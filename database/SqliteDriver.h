@@ -27,6 +27,7 @@ public:
     void setSavepoint(const QString &name) override;
     void releaseSavepoint(const QString &name) override;
     void rollbackToSavepoint(const QString &name) override;
+    void spareMemory() override;
     /// A statement that asks for all columns is given their names: Qt's driver crashes on a result that has
     /// more columns than when it was prepared, and a table may be altered between the two.
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) override;

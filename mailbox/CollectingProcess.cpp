@@ -86,6 +86,7 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace, const
         DatabaseSession session(registry);
         KeptMails kept(keptMailsFile);
         if (session.OpenDB()) {
+            session.Conn().spareMemory();
             const PassLock lock(session.Conn(), registry, QStringLiteral("collection"));
             Pop3PollingDriver driver(session, registry, trace, reporter, kept);
             if (reporter.isOneAtATime())
