@@ -62,15 +62,24 @@ bool isUnusable(QChar c)
            c.category() == QChar::Other_Format; // hides the real extension
 }
 
-QString withoutEdges(QString name)
+QStringView withoutEdges(QStringView name)
 {
     while (!name.isEmpty() && (name.back() == u'.' || name.back().isSpace()))
         name.chop(1);
-    qsizetype start = 0;
-    while (start < name.size() && name[start].isSpace())
-        ++start;
-    return name.mid(start);
+    while (!name.isEmpty() && name.front().isSpace())
+        name = name.sliced(1);
+    return name;
 }
+
+/// Some programs quote with the wrong sign.
+QStringView withoutQuotes(QStringView name)
+{
+    name = withoutEdges(name);
+    while (name.size() > 2 && name.startsWith(u'\'') && name.endsWith(u'\''))
+        name = withoutEdges(name.sliced(1).chopped(1));
+    return name;
+}
+
 /// Names of devices on Windows, whatever their extension.
 bool isDeviceName(const QString &name)
 {
@@ -86,10 +95,8 @@ QString safeFileName(const QString &name)
 {
     const qsizetype path = std::max(name.lastIndexOf(u'/'), name.lastIndexOf(u'\\'));
     QString safe = name.mid(path + 1);
-    if (safe.size() > 2 && safe.startsWith(u'\'') && safe.endsWith(u'\'')) // quoted the wrong way
-        safe = safe.mid(1, safe.size() - 2);
     safe.removeIf(isUnusable);
-    safe = withoutEdges(safe);
+    safe = withoutQuotes(safe).toString();
     if (isDeviceName(safe))
         safe.prepend(u'_');
     if (safe.size() <= longestName)
@@ -99,7 +106,8 @@ QString safeFileName(const QString &name)
     qsizetype kept = longestName - extension.size();
     if (safe.at(kept - 1).isHighSurrogate())
         --kept;
-    return withoutEdges(safe.left(kept)) + extension;
+    // The cut may have made a quoted name of it.
+    return safeFileName(withoutEdges(QStringView(safe).left(kept)).toString() + extension);
 }
 
 QString fileNameForType(const QString &contentType, int number)

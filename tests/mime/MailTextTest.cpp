@@ -68,6 +68,7 @@ private slots:
         row("plain", u"报告 1.doc"_s, u"报告 1.doc"_s);
         row("up-and-away", u"../../x"_s, u"x"_s);
         row("drive", u"C:\\a\\b.txt"_s, u"b.txt"_s);
+        row("quoted-the-wrong-way", u"'a.txt'\u0001 "_s, u"a.txt"_s);
         row("only-a-path", u"a/"_s, QString());
         row("only-dots", u"..."_s, QString());
         row("stream", u"a.txt:evil"_s, u"a.txtevil"_s);
