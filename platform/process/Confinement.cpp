@@ -12,8 +12,8 @@
 namespace
 {
 
-/// Larger blocks go back to the system as soon as they are freed, instead of from when one of its size was freed
-/// before.
+/// Larger blocks go back to the system as soon as they are freed. Left alone, the allocator keeps what is smaller
+/// than the largest block that was ever freed.
 constexpr int giveBackOctets = 1 << 20;
 
 void limit(__rlimit_resource resource, rlim_t most)
