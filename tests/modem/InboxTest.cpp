@@ -101,6 +101,8 @@ public:
                 static_cast<void>(come(u"0:86138::%1"_s.arg(i)));
         else if (verb == u"handled")
             handle(rest.toInt());
+        else
+            return u"there is no such step"_s;
         return {};
     }
 
