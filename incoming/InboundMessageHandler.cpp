@@ -2,6 +2,7 @@
 
 #include "database/Recordset.h"
 #include "incoming/SmsCommandInterpreter.h"
+#include "modem/ModemControl.h"
 
 #include <QDateTime>
 #include <algorithm>

@@ -3,9 +3,10 @@
 #include "foundation/TaskGuard.h"
 #include "incoming/MessageFile.h"
 #include "incoming/ReplyLimit.h"
-#include "modem/ModemControl.h"
 
 #include <QElapsedTimer>
+
+class ModemControl;
 
 /// Deals with each message that arrives: a command goes to the interpreter, any other message into
 /// SMS_SIMReceive and the log. The modem's copy goes only after that.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/ModemControl.h"
+#include "modem/MessageFate.h"
 
 #include <QString>
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modem/MessageFate.h"
 #include "modem/ModemFault.h"
 #include "modem/ModemLimits.h"
 #include "modem/ModemResult.h"
@@ -11,22 +12,6 @@
 #include <QStringList>
 #include <functional>
 #include <memory>
-
-/// What became of a message in the handler of messageArrived().
-enum class MessageFate : int {
-    Handled, ///< dealt with: the modem's copy is removed
-    Refused, ///< this message cannot be stored: it is kept and raised again later and later, the others go on
-    Wait,    ///< nothing can be handled now: it and all later ones are kept and raised again soon, in order
-};
-
-/// What the modem control knows of the message being raised beyond what read() gives.
-struct MessageOrigin {
-    bool isLeftOver =
-        false; ///< it lay in the store when the port was opened: an earlier run may have handled it
-    QStringList fragments;  ///< the texts of the parts that came, of a message that is not complete
-    bool mustLeave = false; ///< the modem cannot keep it, or its store is nearly full
-    bool operator==(const MessageOrigin &) const = default;
-};
 
 /// A GSM modem on a serial port that sends and receives SMS (3GPP TS 27.005, 27.007, 23.040, 23.038, PDU
 /// mode). All calls block up to the time limits and never run the event loop. Once open() succeeded the port

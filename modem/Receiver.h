@@ -1,7 +1,7 @@
 #pragma once
 
 #include "modem/Inbox.h"
-#include "modem/ModemControl.h"
+#include "modem/MessageFate.h"
 #include "modem/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
