@@ -1,6 +1,6 @@
 #pragma once
 
-#include "incoming/OrderType.h"
+#include "subscription/OrderType.h"
 
 #include <array>
 

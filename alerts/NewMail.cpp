@@ -2,8 +2,8 @@
 
 #include "alerts/Watermarks.h"
 #include "database/Recordset.h"
-#include "incoming/Subscription.h"
 #include "outgoing/MessagePieces.h"
+#include "subscription/Subscription.h"
 
 #include <algorithm>
 

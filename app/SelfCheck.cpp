@@ -1,7 +1,6 @@
 #include "app/SelfCheck.h"
 
 #include "app/OfficeTables.h"
-#include "console/service/ServiceStart.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"
@@ -9,6 +8,7 @@
 #include "foundation/PassLock.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
+#include "service/ServiceStart.h"
 
 #include <QRegularExpression>
 #include <QScopeGuard>

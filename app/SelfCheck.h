@@ -1,7 +1,7 @@
 #pragma once
 
-#include "console/service/ServerParts.h"
 #include "platform/text/HarmlessText.h"
+#include "service/ServerParts.h"
 
 #include <QStringList>
 #include <functional>

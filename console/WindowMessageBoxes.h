@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/service/MessageBoxes.h"
+#include "service/MessageBoxes.h"
 
 /// Real boxes over the active window.
 class WindowMessageBoxes final : public MessageBoxes

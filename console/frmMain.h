@@ -5,8 +5,8 @@
 #include "console/NotificationIcon.h"
 #include "console/StatusPanels.h"
 #include "console/WindowMessageBoxes.h"
-#include "console/service/ServicePasses.h"
-#include "console/service/UnattendedStart.h"
+#include "service/ServicePasses.h"
+#include "service/UnattendedStart.h"
 
 #include <QElapsedTimer>
 #include <QGroupBox>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/service/MessageBoxes.h"
+#include "service/MessageBoxes.h"
 
 #include <QDialog>
 #include <functional>

@@ -1,8 +1,9 @@
 #include "incoming/InboundMessageHandler.h"
 
 #include "database/Recordset.h"
-#include "incoming/SmsCommandInterpreter.h"
 #include "modem/ModemControl.h"
+#include "outgoing/MessageEnqueue.h"
+#include "subscription/SmsCommandInterpreter.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -108,10 +109,16 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     // An earlier run obeyed it, and the modem's copy is still there.
     if (message.origin.isLeftOver && m_obeyed.contains(message))
         return;
+    Connection &connection = m_session.Conn();
     const QString number = replyAddress(message.sender);
     const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
-    const int replies =
-        handleOrderCommand(m_session.Conn(), orderName, message.sender, number, message.text, most);
+    int replies = 0;
+    handleOrderCommand(connection, orderName, message.sender, message.text, [&](const QString &reply) {
+        if (replies >= most) // the subscription is switched all the same
+            return;
+        sysSendSMS(connection, number, reply);
+        ++replies;
+    });
     if (m_replyLimit != nullptr)
         m_replyLimit->count(number, replies);
     static_cast<void>(m_obeyed.add(message));

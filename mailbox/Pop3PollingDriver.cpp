@@ -2,9 +2,9 @@
 
 #include "database/Recordset.h"
 #include "foundation/Settings.h"
-#include "incoming/OrderType.h"
-#include "incoming/Subscription.h"
 #include "mailbox/getPopMail.h"
+#include "subscription/OrderType.h"
+#include "subscription/Subscription.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "console/frmMain.h"
-#include "console/service/MessageBoxes.h"
 #include "foundation/Settings.h"
+#include "service/MessageBoxes.h"
 #include "tests/support/Office.h"
 
 #include <QStringList>

@@ -1,5 +1,6 @@
 #include "incoming/InboundMessageHandler.h"
-#include "incoming/SmsCommandInterpreter.h"
+#include "outgoing/MessageEnqueue.h"
+#include "subscription/SmsCommandInterpreter.h"
 #include "tests/support/Office.h"
 
 #include <QFile>
@@ -176,7 +177,9 @@ private slots:
     {
         openOrder();
         const auto command = [&] {
-            handleOrderCommand(m_office->session.Conn(), u"NBYJ"_s, u"13800000001"_s, u"1"_s, u"DY"_s);
+            Connection &connection = m_office->session.Conn();
+            handleOrderCommand(connection, u"NBYJ"_s, u"13800000001"_s, u"DY"_s,
+                               [&](const QString &reply) { sysSendSMS(connection, u"1"_s, reply); });
         };
         for (const QString &table : {u"SMS_IsOrder"_s, u"SMS_Queues"_s}) {
             m_office->refuse(u"insert"_s, table);

@@ -1,4 +1,4 @@
-#include "incoming/Subscription.h"
+#include "subscription/Subscription.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/UserValues.h"
-#include "incoming/OrderPermission.h"
+#include "subscription/OrderPermission.h"
 
 /// Does this user take this order type? True when the type is open, the user may use it (letter case in
 /// UserList does not count) and the user's switch is on or was never set. Throws DatabaseFault.

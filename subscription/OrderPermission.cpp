@@ -1,4 +1,4 @@
-#include "incoming/OrderPermission.h"
+#include "subscription/OrderPermission.h"
 
 #include "database/Recordset.h"
 

@@ -1,4 +1,4 @@
-#include "console/service/Metrics.h"
+#include "service/Metrics.h"
 
 #include "platform/fault/Fault.h"
 

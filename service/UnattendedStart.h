@@ -1,7 +1,7 @@
 #pragma once
 
-#include "console/service/ServiceStart.h"
-#include "console/service/StartLog.h"
+#include "service/ServiceStart.h"
+#include "service/StartLog.h"
 
 #include <QTimer>
 #include <functional>

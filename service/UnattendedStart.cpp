@@ -1,4 +1,4 @@
-#include "console/service/UnattendedStart.h"
+#include "service/UnattendedStart.h"
 
 using namespace Qt::StringLiterals;
 

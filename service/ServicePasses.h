@@ -1,8 +1,6 @@
 #pragma once
 
 #include "alerts/NewMailAlerts.h"
-#include "console/service/Metrics.h"
-#include "console/service/ServerParts.h"
 #include "foundation/PassLock.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
@@ -13,6 +11,8 @@
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 #include "outgoing/SendLimits.h"
+#include "service/Metrics.h"
+#include "service/ServerParts.h"
 
 #include <QElapsedTimer>
 #include <QTimer>

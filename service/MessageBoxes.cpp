@@ -1,4 +1,4 @@
-#include "console/service/MessageBoxes.h"
+#include "service/MessageBoxes.h"
 
 void LoggedMessageBoxes::inform(const QString &text)
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "console/service/MessageBoxes.h"
-#include "console/service/ServerParts.h"
+#include "service/MessageBoxes.h"
+#include "service/ServerParts.h"
 
 #include <optional>
 

@@ -1,11 +1,10 @@
-#include "incoming/SmsCommandInterpreter.h"
+#include "subscription/SmsCommandInterpreter.h"
 
 #include "database/Recordset.h"
 #include "database/Transaction.h"
 #include "foundation/UserDirectory.h"
-#include "incoming/OrderPermission.h"
-#include "incoming/OrderType.h"
-#include "outgoing/MessageEnqueue.h"
+#include "subscription/OrderPermission.h"
+#include "subscription/OrderType.h"
 
 using namespace Qt::StringLiterals;
 
@@ -86,16 +85,9 @@ bool isCommandType(const QString &orderName)
            orderName == OrderType::scheduleReminder;
 }
 
-int handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
-                       const QString &replyAddress, const QString &text, int mostReplies)
+void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
+                        const QString &text, const std::function<void(const QString &reply)> &confirm)
 {
-    int replies = 0;
-    const auto confirm = [&](const QString &reply) {
-        if (replies >= mostReplies)
-            return;
-        sysSendSMS(connection, replyAddress, reply);
-        ++replies;
-    };
     // Around the user lookup too: the commit notices one that failed, which alone would look like a stranger.
     Transaction transaction(connection);
     const QString userName = getMBUser(connection, senderNumber);
@@ -111,5 +103,4 @@ int handleOrderCommand(Connection &connection, const QString &orderName, const Q
         }
     }
     transaction.commit();
-    return replies;
 }

@@ -2,7 +2,7 @@
 
 #include "database/Connection.h"
 
-#include <limits>
+#include <functional>
 
 /// The SMS command language: a text that equals a code of SMS_Order switches its sender's subscription.
 /// Every operation throws DatabaseFault. "First" is always the first row in the database's own order.
@@ -22,10 +22,8 @@
 [[nodiscard]] bool isCommandType(const QString &orderName);
 
 /// Carries out a command: when the text is exactly a code of the type's first order, and the sender a user
-/// who may use the type, switches the subscription and queues the confirmation, both or neither; else
-/// nothing. orderName: a command type. senderNumber: as delivered by the modem. replyAddress: where the
-/// confirmation goes. mostReplies: beyond these the subscription is switched without a confirmation. Returns
-/// how many confirmations were queued.
-int handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
-                       const QString &replyAddress, const QString &text,
-                       int mostReplies = std::numeric_limits<int>::max());
+/// who may use the type, switches the subscription and has it confirmed, both or neither; else nothing.
+/// orderName: a command type. senderNumber: as delivered by the modem. confirm: queues a reply to the sender,
+/// inside the transaction of the switch.
+void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
+                        const QString &text, const std::function<void(const QString &reply)> &confirm);

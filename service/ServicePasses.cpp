@@ -1,4 +1,4 @@
-#include "console/service/ServicePasses.h"
+#include "service/ServicePasses.h"
 
 #include "database/Recordset.h"
 

@@ -1,4 +1,4 @@
-#include "console/service/ServiceStart.h"
+#include "service/ServiceStart.h"
 
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"

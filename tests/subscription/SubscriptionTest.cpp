@@ -1,4 +1,4 @@
-#include "incoming/Subscription.h"
+#include "subscription/Subscription.h"
 #include "tests/support/Office.h"
 
 #include <QTest>
