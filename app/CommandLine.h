@@ -12,7 +12,7 @@ struct CommandLine {
     bool showSettings = false;
     bool skipOldMail = false;
     bool check = false;
-    bool collectMail = false; // the collecting process of a server
+    bool collectMail = false; // the collector of a service
     QString settingsFile;
     QString logFile;
     QString metricsFile;

@@ -8,7 +8,7 @@
 #include "app/Trace.h"
 #include "console/frmMain.h"
 #include "foundation/Settings.h"
-#include "mailbox/CollectingProcess.h"
+#include "mailbox/CollectorProcess.h"
 #include "modem/ModemControl.h"
 #include "platform/registry/FileRegistry.h"
 #include "platform/signals/HangupSignal.h"
@@ -55,7 +55,7 @@ struct World {
                        [this](int comPort) { return registry.read(Settings::comDevicePath(comPort)); }};
 
     MailTrace mail;
-    MailCollector::Program mailCollector;
+    Collector::Program collector;
     QString metricsFile;
 
     [[nodiscard]] ServerParts parts()
@@ -63,7 +63,7 @@ struct World {
         const MessageFiles received{registry.fileName() + u".received-spool"_s,
                                     registry.fileName() + u".obeyed-codes"_s};
         const QString sends = registry.fileName() + u".sends"_s;
-        return {clock, registry, session, modem, mail, mailCollector, sends, received, metricsFile};
+        return {clock, registry, session, modem, mail, collector, sends, received, metricsFile};
     }
 };
 
@@ -191,11 +191,11 @@ int run(const CommandLine &line)
         world.mail = mailTrace();
     }
     if (line.collectMail)
-        return runCollectingProcess(registry, world.mail, registry.fileName() + u".kept-mail"_s);
-    world.mailCollector = {QCoreApplication::applicationFilePath(),
-                           {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}};
+        return runCollector(registry, world.mail, registry.fileName() + u".kept-mail"_s);
+    world.collector = {QCoreApplication::applicationFilePath(),
+                       {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}};
     if (line.trace)
-        world.mailCollector.arguments += u"--trace"_s;
+        world.collector.arguments += u"--trace"_s;
     world.metricsFile = line.metricsFile;
     if (line.check) {
         const auto show = [](const QString &text) { print(stdout, text + u'\n'); };

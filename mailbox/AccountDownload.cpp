@@ -20,8 +20,8 @@ QByteArray digest(const QList<qint64> &sizes)
 
 } // namespace
 
-AccountDownload::AccountDownload(QString userName, MailAccount account, MailCollection &collection)
-    : m_userName(std::move(userName)), m_account(std::move(account)), m_collection(collection)
+AccountDownload::AccountDownload(QString userName, MailAccount account, CollectionPass &pass)
+    : m_userName(std::move(userName)), m_account(std::move(account)), m_pass(pass)
 {
 }
 
@@ -37,7 +37,7 @@ QString AccountDownload::shownName() const
 
 void AccountDownload::note(const QString &text) const
 {
-    m_collection.trace.note(shownName() + u"："_s + text);
+    m_pass.trace.note(shownName() + u"："_s + text);
 }
 
 MailKey AccountDownload::keyOf(int number)
@@ -47,14 +47,13 @@ MailKey AccountDownload::keyOf(int number)
 
 AccountHistory AccountDownload::history() const
 {
-    return validHistory(m_collection.watch.history(*m_account.OAID), m_account);
+    return validHistory(m_pass.watch.history(*m_account.OAID), m_account);
 }
 
 bool AccountDownload::mayConnect()
 {
-    return m_account.OAID && m_collection.watch.admitsAccount(*m_account.OAID) &&
-           !m_collection.silentServers.contains(server()) &&
-           mayLogIn(history(), QDateTime::currentDateTime());
+    return m_account.OAID && m_pass.watch.admitsAccount(*m_account.OAID) &&
+           !m_pass.silentServers.contains(server()) && mayLogIn(history(), QDateTime::currentDateTime());
 }
 
 bool AccountDownload::logInAhead()
@@ -69,11 +68,11 @@ bool AccountDownload::logInAhead()
 void AccountDownload::begin()
 {
     const AccountHistory known = history();
-    Pop3Options options = m_collection.pop3;
+    Pop3Options options = m_pass.pop3;
     m_isOneByOne = m_isOneByOne || known.isOneByOne || !options.pipelining;
     options.pipelining = !m_isOneByOne;
     options.isEnough = [this] {
-        return std::chrono::milliseconds(m_sinceBegin.elapsed()) >= m_collection.accountBudget;
+        return std::chrono::milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget;
     };
     if (m_isAhead && options.trace) { // its lines come between those of others
         options.trace = [show = options.trace, who = u"[%1] "_s.arg(mailbox())](
@@ -88,7 +87,7 @@ void AccountDownload::begin()
 bool AccountDownload::isInVain(const Pop3ConnectResult &result) const
 {
     using enum Pop3ConnectOutcome;
-    return m_isAhead && m_collection.answeringServers.contains(server()) &&
+    return m_isAhead && m_pass.answeringServers.contains(server()) &&
            (result.outcome == HostUnreachable || result.outcome == TimedOut || result.outcome == LineLost);
 }
 
@@ -96,19 +95,18 @@ void AccountDownload::noteAnswer(const Pop3ConnectResult &result)
 {
     if (isInVain(result))
         return;
-    m_collection.watch.noteHistory(*m_account.OAID,
-                                   afterLogin(history(), result, QDateTime::currentDateTime()));
+    m_pass.watch.noteHistory(*m_account.OAID, afterLogin(history(), result, QDateTime::currentDateTime()));
     if (result.connected())
-        m_collection.answeringServers.insert(server());
+        m_pass.answeringServers.insert(server());
     else if (result.outcome == Pop3ConnectOutcome::HostUnreachable ||
              result.outcome == Pop3ConnectOutcome::TimedOut)
-        m_collection.silentServers.insert(server());
+        m_pass.silentServers.insert(server());
 }
 
 bool AccountDownload::connect()
 {
     if (!isBegun()) {
-        if (m_collection.silentServers.contains(server()))
+        if (m_pass.silentServers.contains(server()))
             return false;
         if (!mayLogIn(history(), QDateTime::currentDateTime())) {
             note(u"上次登录之后时间太短，稍后再试"_s);
@@ -124,7 +122,7 @@ bool AccountDownload::connect()
     }
     if (!result.connected())
         note(result.text);
-    return result.connected() && !m_collection.silentServers.contains(server());
+    return result.connected() && !m_pass.silentServers.contains(server());
 }
 
 void AccountDownload::run()
@@ -133,9 +131,9 @@ void AccountDownload::run()
         note(u"SA_email.OAID 不是整数"_s);
         return;
     }
-    if (!m_collection.watch.admitsAccount(*m_account.OAID))
+    if (!m_pass.watch.admitsAccount(*m_account.OAID))
         return;
-    m_collection.watch.beginAccount(*m_account.OAID, shownName());
+    m_pass.watch.beginAccount(*m_account.OAID, shownName());
     m_sinceBegin.start();
     End end = runSession();
     if (end == End::GoneAhead)
@@ -153,7 +151,7 @@ void AccountDownload::goOneByOne()
     m_isOneByOne = true;
     AccountHistory known = history();
     known.isOneByOne = true;
-    m_collection.watch.noteHistory(*m_account.OAID, known);
+    m_pass.watch.noteHistory(*m_account.OAID, known);
     note(u"改为逐条收取"_s);
 }
 
@@ -171,7 +169,7 @@ AccountDownload::End AccountDownload::runSession()
         if (fault.kind() == Pop3Fault::Kind::OutOfStep)
             end = End::OutOfStep;
         else if (fault.kind() == Pop3Fault::Kind::TimedOut) {
-            m_collection.silentServers.insert(server());
+            m_pass.silentServers.insert(server());
             if (m_client->hasAskedAhead()) // it may have dropped what came early
                 goOneByOne();
         } else if (m_isAhead && !m_isListed)
@@ -189,7 +187,7 @@ void AccountDownload::download()
     if (!connect())
         return;
     m_isListed = false;
-    MailboxListing listing(*m_client, m_collection.connection, *m_account.OAID);
+    MailboxListing listing(*m_client, m_pass.connection, *m_account.OAID);
     m_isListed = true;
     if (!m_client->tellsUniqueIds() && m_client->Count() > 0)
         note(u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
@@ -202,7 +200,7 @@ void AccountDownload::download()
     storeNewMessages(listing);
     noteIds(listing, sizes);
     // After a stop the line is dropped: a server may take long over a farewell.
-    if (m_collection.stopRequested())
+    if (m_pass.stopRequested())
         return;
     deleteStored(listing);
     if (!m_client->Disconnect())
@@ -222,23 +220,23 @@ void AccountDownload::noteIds(const MailboxListing &listing, const QByteArray &s
     if (known.areIdsChanging)
         note(u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s);
     if (known != before)
-        m_collection.watch.noteHistory(*m_account.OAID, known);
+        m_pass.watch.noteHistory(*m_account.OAID, known);
 }
 
 void AccountDownload::storeNewMessages(MailboxListing &listing)
 {
     QList<int> numbers = listing.unstored();
-    numbers.removeIf([&](int number) { return !m_collection.watch.admits(keyOf(number)); });
+    numbers.removeIf([&](int number) { return !m_pass.watch.admits(keyOf(number)); });
     m_client->retrieve(numbers, [&](int number, Pop3Client::Retrieved message) {
         if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
             note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
             return;
         }
         const MailKey key = keyOf(number);
-        m_collection.watch.beginMail(key);
+        m_pass.watch.beginMail(key);
         if (store(key, std::get<QByteArray>(std::move(message))))
             listing.noteStored(number);
-        m_collection.watch.endMail();
+        m_pass.watch.endMail();
     });
 }
 
@@ -246,12 +244,12 @@ void AccountDownload::storeNewMessages(MailboxListing &listing)
 bool AccountDownload::store(const MailKey &key, QByteArray octets)
 {
     try {
-        const bool isPlain = m_collection.watch.readsPlainly(key);
-        storeMail(m_collection.connection,
+        const bool isPlain = m_pass.watch.readsPlainly(key);
+        storeMail(m_pass.connection,
                   {m_userName, key.accountKey, key.uid,
                    isPlain ? MimeMessage::readPlainly(std::move(octets)) : MimeMessage(std::move(octets)),
-                   m_collection.attachHiddenText},
-                  m_collection.kept, m_collection.trace);
+                   m_pass.attachHiddenText},
+                  m_pass.kept, m_pass.trace);
         return true;
     } catch (const DatabaseFault &fault) {
         if (!fault.concernsOneRow())
@@ -268,7 +266,7 @@ void AccountDownload::deleteStored(const MailboxListing &listing)
     if (m_account.keepsCopies || listing.hasReusedIds())
         return;
     QList<int> deletable = listing.stored();
-    deletable.removeIf([&](int number) { return m_collection.kept.contains(keyOf(number)); });
+    deletable.removeIf([&](int number) { return m_pass.kept.contains(keyOf(number)); });
     const QList<int> refused = m_client->DeleteMessages(deletable);
     for (const int number : refused)
         note(u"服务器没有删除第%1封邮件"_s.arg(number));

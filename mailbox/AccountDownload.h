@@ -1,7 +1,7 @@
 #pragma once
 
+#include "mailbox/CollectionPass.h"
 #include "mailbox/MailAccount.h"
-#include "mailbox/MailCollection.h"
 #include "pop3/Pop3Client.h"
 
 #include <QElapsedTimer>
@@ -13,8 +13,8 @@ class MailboxListing;
 class AccountDownload
 {
 public:
-    /// collection must outlive it.
-    AccountDownload(QString userName, MailAccount account, MailCollection &collection);
+    /// pass must outlive it.
+    AccountDownload(QString userName, MailAccount account, CollectionPass &pass);
 
     /// "host:port".
     [[nodiscard]] QString server() const;
@@ -54,7 +54,7 @@ private:
 
     QString m_userName;
     MailAccount m_account;
-    MailCollection &m_collection;
+    CollectionPass &m_pass;
     QElapsedTimer m_sinceBegin;
     std::optional<Pop3Client> m_client;
     bool m_isOneByOne = false; // nothing is asked before the answer before it is there

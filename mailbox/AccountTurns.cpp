@@ -13,16 +13,16 @@ AccountTurns::~AccountTurns() = default;
 AccountTurns::AccountTurns(AccountTurns &&) noexcept = default;
 AccountTurns &AccountTurns::operator=(AccountTurns &&) noexcept = default;
 
-AccountTurns::Accounts AccountTurns::load(const QString &userName, MailCollection &collection)
+AccountTurns::Accounts AccountTurns::load(const QString &userName, CollectionPass &pass)
 {
     Accounts turns;
-    const QList<MailAccount> accounts = mailAccounts(collection.connection, userName);
+    const QList<MailAccount> accounts = mailAccounts(pass.connection, userName);
     for (const MailAccount &account : accounts)
-        turns.push_back(std::make_unique<AccountDownload>(userName, account, collection));
+        turns.push_back(std::make_unique<AccountDownload>(userName, account, pass));
     return turns;
 }
 
-void AccountTurns::beginUser(const QString &userName, MailCollection &collection)
+void AccountTurns::beginUser(const QString &userName, CollectionPass &pass)
 {
     m_current.clear();
     if (!m_loaded.empty()) {
@@ -32,7 +32,7 @@ void AccountTurns::beginUser(const QString &userName, MailCollection &collection
     }
     if (!m_coming.isEmpty())
         m_coming.removeFirst();
-    m_current = load(userName, collection);
+    m_current = load(userName, pass);
 }
 
 std::unique_ptr<AccountDownload> AccountTurns::takeNext()
@@ -44,7 +44,7 @@ std::unique_ptr<AccountDownload> AccountTurns::takeNext()
     return turn;
 }
 
-std::vector<AccountDownload *> AccountTurns::comingTurns(MailCollection &collection)
+std::vector<AccountDownload *> AccountTurns::comingTurns(CollectionPass &pass)
 {
     std::vector<AccountDownload *> turns;
     const auto most = static_cast<size_t>(m_ahead.accounts);
@@ -57,7 +57,7 @@ std::vector<AccountDownload *> AccountTurns::comingTurns(MailCollection &collect
         add(accounts);
     while (!m_coming.isEmpty() && turns.size() < most) {
         try {
-            m_loaded.push_back(load(m_coming.constFirst(), collection));
+            m_loaded.push_back(load(m_coming.constFirst(), pass));
         } catch (const DatabaseFault &) {
             break; // in the user's own turn it is dealt with
         }
@@ -67,15 +67,15 @@ std::vector<AccountDownload *> AccountTurns::comingTurns(MailCollection &collect
     return turns;
 }
 
-void AccountTurns::logInAhead(const AccountDownload &current, MailCollection &collection)
+void AccountTurns::logInAhead(const AccountDownload &current, CollectionPass &pass)
 {
     if (m_ahead.accounts == 0 || std::chrono::milliseconds(m_sinceBegin.elapsed()) < m_ahead.after)
         return;
     QHash<QString, int> sessions{{current.server(), 1}}; // by server
     QSet<QString> mailboxes{current.mailbox()};
-    for (AccountDownload *turn : comingTurns(collection)) {
+    for (AccountDownload *turn : comingTurns(pass)) {
         // Where nobody was let in yet one tries; two sessions at once no mailbox admits.
-        const int most = collection.answeringServers.contains(turn->server()) ? m_ahead.atOneServer : 0;
+        const int most = pass.answeringServers.contains(turn->server()) ? m_ahead.atOneServer : 0;
         int &others = sessions[turn->server()];
         const bool isFree = others <= most && !mailboxes.contains(turn->mailbox());
         mailboxes.insert(turn->mailbox());

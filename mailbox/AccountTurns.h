@@ -9,7 +9,7 @@
 #include <vector>
 
 class AccountDownload;
-struct MailCollection;
+struct CollectionPass;
 
 /// The turns of the accounts in a pass, one after the other in the order of users and accounts. In a pass that takes
 /// longer the accounts that come next are logged in to while one has its turn, so that their waits overlap.
@@ -34,17 +34,17 @@ public:
     void setAhead(const Ahead &ahead) { m_ahead = ahead; }
 
     /// The accounts of the next user get their turns. Throws DatabaseFault.
-    void beginUser(const QString &userName, MailCollection &collection);
+    void beginUser(const QString &userName, CollectionPass &pass);
     /// The user's next account, or null.
     [[nodiscard]] std::unique_ptr<AccountDownload> takeNext();
     /// Begins to log in to accounts that come after current.
-    void logInAhead(const AccountDownload &current, MailCollection &collection);
+    void logInAhead(const AccountDownload &current, CollectionPass &pass);
 
 private:
     using Accounts = std::deque<std::unique_ptr<AccountDownload>>;
-    [[nodiscard]] static Accounts load(const QString &userName, MailCollection &collection);
+    [[nodiscard]] static Accounts load(const QString &userName, CollectionPass &pass);
     /// The next accounts, those of the next users included.
-    [[nodiscard]] std::vector<AccountDownload *> comingTurns(MailCollection &collection);
+    [[nodiscard]] std::vector<AccountDownload *> comingTurns(CollectionPass &pass);
 
     Ahead m_ahead;
     QElapsedTimer m_sinceBegin;

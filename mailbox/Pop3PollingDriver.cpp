@@ -39,17 +39,17 @@ Pop3Options mailServerOptions(const Registry &registry)
 
 void Pop3PollingDriver::pass()
 {
-    MailCollection collection{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, m_kept};
-    collection.pop3.trace = m_trace.lines;
+    CollectionPass pass{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, m_kept};
+    pass.pop3.trace = m_trace.lines;
     const QString hiddenText = ReadRegValue(m_registry, Settings::localPath("MailHiddenText"_L1)).trimmed();
-    collection.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
-    collection.pop3.waiter = std::make_shared<Pop3Waiter>();
+    pass.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
+    pass.pop3.waiter = std::make_shared<Pop3Waiter>();
     const QStringList users = collectedUsers(m_session.Conn());
-    collection.turns.setAhead(m_ahead);
-    collection.turns.expect(users);
+    pass.turns.setAhead(m_ahead);
+    pass.turns.expect(users);
     for (const QString &userName : users) {
-        getPopMail(userName, collection);
-        if (collection.databaseGone)
-            throw DatabaseFault(*collection.databaseGone);
+        getPopMail(userName, pass);
+        if (pass.databaseGone)
+            throw DatabaseFault(*pass.databaseGone);
     }
 }

@@ -5,28 +5,28 @@
 namespace
 {
 
-void downloadAccounts(const QString &userName, MailCollection &collection)
+void downloadAccounts(const QString &userName, CollectionPass &pass)
 {
-    collection.turns.beginUser(userName, collection);
-    while (const auto turn = collection.turns.takeNext()) {
-        if (collection.stopRequested())
+    pass.turns.beginUser(userName, pass);
+    while (const auto turn = pass.turns.takeNext()) {
+        if (pass.stopRequested())
             return;
-        collection.turns.logInAhead(*turn, collection);
+        pass.turns.logInAhead(*turn, pass);
         turn->run();
     }
 }
 
 } // namespace
 
-void getPopMail(const QString &strUserName, MailCollection &collection) noexcept
+void getPopMail(const QString &strUserName, CollectionPass &pass) noexcept
 {
     try {
-        downloadAccounts(strUserName, collection);
+        downloadAccounts(strUserName, pass);
     } catch (const DatabaseFault &fault) {
         if (!fault.concernsOneRow())
-            collection.databaseGone = fault;
-        collection.trace.note(fault.message());
+            pass.databaseGone = fault;
+        pass.trace.note(fault.message());
     } catch (const std::exception &error) {
-        collection.trace.note(QString::fromUtf8(error.what()));
+        pass.trace.note(QString::fromUtf8(error.what()));
     }
 }

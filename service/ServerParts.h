@@ -1,7 +1,7 @@
 #pragma once
 
 #include "incoming/MessageFile.h"
-#include "mailbox/MailCollector.h"
+#include "mailbox/Collector.h"
 #include "mailbox/MailTrace.h"
 
 #include <QString>
@@ -19,7 +19,7 @@ struct ServerParts {
     ModemControl &modem;
     MailTrace mailTrace = {};
     /// The program that collects the external mail; without one a pass does it in this process.
-    MailCollector::Program mailCollector = {};
+    Collector::Program collector = {};
     QString sendLedgerFile = {};    ///< of the send limits; "" = they are not kept
     MessageFiles messageFiles = {}; ///< of received messages
     /// Where the figures for a monitoring system go; "" for none.

@@ -40,8 +40,8 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
     m_afterGap.setSingleShot(true);
     m_afterGap.setTimerType(Qt::PreciseTimer);
     m_afterGap.callOnTimeout([this] { send(); });
-    if (!parts.mailCollector.path.isEmpty())
-        m_mailCollector.emplace(parts.mailCollector, parts.session, console, m_faults, m_guard);
+    if (!parts.collector.path.isEmpty())
+        m_collector.emplace(parts.collector, parts.session, console, m_faults, m_guard);
 }
 
 ServicePasses::~ServicePasses()
@@ -130,8 +130,8 @@ void ServicePasses::alert()
 void ServicePasses::collect()
 {
     run(Metrics::Pass::Collect, u"外部邮件收取"_s, [this] {
-        if (m_mailCollector)
-            m_mailCollector->pass(); // its process takes the lock
+        if (m_collector)
+            m_collector->pass(); // its process takes the lock
         else if (const PassLock lock(m_parts.session.Conn(), m_parts.registry, u"collection"_s);
                  lock.isOurs())
             m_pop3PollingDriver.pass();
@@ -141,6 +141,6 @@ void ServicePasses::collect()
 void ServicePasses::stop()
 {
     m_afterGap.stop();
-    if (m_mailCollector)
-        m_mailCollector->stop();
+    if (m_collector)
+        m_collector->stop();
 }

@@ -4,7 +4,7 @@
 #include "foundation/PassLock.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
-#include "mailbox/MailCollector.h"
+#include "mailbox/Collector.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "modem/ModemControl.h"
 #include "outgoing/QueueSender.h"
@@ -67,7 +67,7 @@ private:
     CollectionWatch m_watch;
     KeptMails m_kept;
     Pop3PollingDriver m_pop3PollingDriver;
-    std::optional<MailCollector> m_mailCollector;
+    std::optional<Collector> m_collector;
     ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;

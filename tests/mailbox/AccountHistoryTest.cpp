@@ -1,4 +1,4 @@
-#include "mailbox/CollectionMessages.h"
+#include "mailbox/CollectorProtocol.h"
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
@@ -45,13 +45,13 @@ private slots:
         QFETCH(QList<Pop3ConnectResult>, results);
         QFETCH(qint64, seconds);
         QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
-        CollectionMessages::Order order;
+        CollectorProtocol::Order order;
         for (const Pop3ConnectResult &result : qAsConst(results)) {
             const AccountHistory history = validHistory(order.histories.value(1), m_account);
             now = now.addSecs(history.distance.count());
             QVERIFY(mayLogIn(history, now));
             order.histories.insert(1, afterLogin(history, result, now));
-            order = CollectionMessages::decodeOrder(CollectionMessages::encode(order)); // to the next pass
+            order = CollectorProtocol::decodeOrder(CollectorProtocol::encode(order)); // to the next pass
         }
         const AccountHistory history = validHistory(order.histories.value(1), m_account);
         QVERIFY(mayLogIn(history, now.addSecs(seconds)));

@@ -21,13 +21,13 @@ ScriptedPop3Server &MailOffice::mailbox(const ScriptedPop3Server::Script &script
 
 void MailOffice::collect(const QString &user)
 {
-    MailCollection collection{session.Conn(), watch,
-                              pop3,           {{}, [this](const QString &text) { notes += text; }},
-                              kept,           accountBudget};
-    collection.pop3.stopRequested = [this] { return console.stopRequested(); };
+    CollectionPass pass{session.Conn(), watch,
+                        pop3,           {{}, [this](const QString &text) { notes += text; }},
+                        kept,           accountBudget};
+    pass.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
-    getPopMail(user, collection);
-    databaseGone = collection.databaseGone;
+    getPopMail(user, pass);
+    databaseGone = pass.databaseGone;
 }
 
 QStringList MailOffice::attachments()

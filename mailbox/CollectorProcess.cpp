@@ -1,8 +1,8 @@
-#include "mailbox/CollectingProcess.h"
+#include "mailbox/CollectorProcess.h"
 
 #include "foundation/DatabaseSession.h"
 #include "foundation/PassLock.h"
-#include "mailbox/CollectionMessages.h"
+#include "mailbox/CollectorProtocol.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "platform/process/Confinement.h"
 
@@ -25,10 +25,10 @@ public:
         static_cast<void>(m_out.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered));
         QFile in;
         static_cast<void>(in.open(stdin, QIODevice::ReadOnly));
-        m_order = CollectionMessages::decodeOrder(in.readLine());
+        m_order = CollectorProtocol::decodeOrder(in.readLine());
     }
 
-    void report(const CollectionMessages::Report &report) { m_out.write(CollectionMessages::encode(report)); }
+    void report(const CollectorProtocol::Report &report) { m_out.write(CollectorProtocol::encode(report)); }
 
     [[nodiscard]] bool isOneAtATime() const { return m_order.isOneAtATime; }
 
@@ -38,7 +38,7 @@ public:
     }
     void beginAccount(qint64 accountKey, const QString &mailbox) override
     {
-        report(CollectionMessages::AccountBegins{accountKey, mailbox});
+        report(CollectorProtocol::AccountBegins{accountKey, mailbox});
     }
     [[nodiscard]] AccountHistory history(qint64 accountKey) const override
     {
@@ -47,7 +47,7 @@ public:
     void noteHistory(qint64 accountKey, const AccountHistory &history) override
     {
         m_order.histories.insert(accountKey, history);
-        report(CollectionMessages::AccountLearnt{accountKey, history});
+        report(CollectorProtocol::AccountLearnt{accountKey, history});
     }
     [[nodiscard]] bool admits(const MailKey &mail) const override
     {
@@ -59,28 +59,28 @@ public:
     }
     void beginMail(const MailKey &mail) override
     {
-        report(CollectionMessages::MailBegins{mail});
+        report(CollectorProtocol::MailBegins{mail});
         limitProcessorTime(secondsPerMail);
     }
     void endMail() override
     {
         limitProcessorTime(0);
-        report(CollectionMessages::MailEnds());
+        report(CollectorProtocol::MailEnds());
     }
 
 private:
     QFile m_out;
-    CollectionMessages::Order m_order;
+    CollectorProtocol::Order m_order;
 };
 
 } // namespace
 
-int runCollectingProcess(const Registry &registry, const MailTrace &trace, const QString &keptMailsFile)
+int runCollector(const Registry &registry, const MailTrace &trace, const QString &keptMailsFile)
 {
     confineProcess(limits);
     Reporter reporter;
     const auto failed = [&](bool databaseGone, const QString &cause) {
-        reporter.report(CollectionMessages::PassFailed{databaseGone, cause});
+        reporter.report(CollectorProtocol::PassFailed{databaseGone, cause});
     };
     try {
         DatabaseSession session(registry);
@@ -94,7 +94,7 @@ int runCollectingProcess(const Registry &registry, const MailTrace &trace, const
             if (lock.isOurs())
                 driver.pass();
             for (const QString &table : session.Conn().takeReplacedTables())
-                reporter.report(CollectionMessages::CharactersReplaced{table});
+                reporter.report(CollectorProtocol::CharactersReplaced{table});
         } else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {

@@ -1,4 +1,4 @@
-#include "mailbox/MailCollector.h"
+#include "mailbox/Collector.h"
 
 #include "mailbox/Pop3PollingDriver.h"
 
@@ -27,8 +27,8 @@ QString processTask()
 
 } // namespace
 
-MailCollector::MailCollector(Program program, DatabaseSession &session, OperatorConsole &console,
-                             FaultLog &faults, TaskGuard &guard)
+Collector::Collector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
+                     TaskGuard &guard)
     : m_program(std::move(program)), m_session(session), m_console(console), m_faults(faults), m_guard(guard)
 {
     m_process.setProgram(m_program.path);
@@ -36,8 +36,8 @@ MailCollector::MailCollector(Program program, DatabaseSession &session, Operator
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel); // the trace
     m_untilLong.setSingleShot(true);
     m_untilHanging.setSingleShot(true);
-    connect(&m_process, &QProcess::readyReadStandardOutput, this, &MailCollector::readReports);
-    connect(&m_process, &QProcess::finished, this, &MailCollector::finished);
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &Collector::readReports);
+    connect(&m_process, &QProcess::finished, this, &Collector::finished);
     connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error != QProcess::FailedToStart)
             return;
@@ -51,30 +51,30 @@ MailCollector::MailCollector(Program program, DatabaseSession &session, Operator
     connect(&m_untilHanging, &QTimer::timeout, &m_process, &QProcess::kill);
 }
 
-MailCollector::~MailCollector()
+Collector::~Collector()
 {
     stop();
 }
 
-void MailCollector::pass()
+void Collector::pass()
 {
     if (m_process.state() == QProcess::NotRunning && hasMailboxes(m_session.Conn()))
         start();
 }
 
-void MailCollector::start()
+void Collector::start()
 {
     m_account = {};
     m_mail.reset();
     m_failure.reset();
     m_process.start();
-    m_process.write(CollectionMessages::encode(m_order));
+    m_process.write(CollectorProtocol::encode(m_order));
     m_process.closeWriteChannel();
     m_untilLong.start(unnoticed);
     m_untilHanging.start(hanging);
 }
 
-void MailCollector::stop()
+void Collector::stop()
 {
     if (m_process.state() == QProcess::NotRunning)
         return;
@@ -84,7 +84,7 @@ void MailCollector::stop()
     rest();
 }
 
-void MailCollector::rest()
+void Collector::rest()
 {
     m_untilLong.stop();
     m_untilHanging.stop();
@@ -93,18 +93,18 @@ void MailCollector::rest()
     m_isShown = false;
 }
 
-void MailCollector::readReports()
+void Collector::readReports()
 {
     m_untilHanging.start(hanging);
     while (m_process.canReadLine()) {
-        if (const auto report = CollectionMessages::decodeReport(m_process.readLine()))
+        if (const auto report = CollectorProtocol::decodeReport(m_process.readLine()))
             noteReport(*report);
     }
 }
 
-void MailCollector::noteReport(const CollectionMessages::Report &report)
+void Collector::noteReport(const CollectorProtocol::Report &report)
 {
-    using namespace CollectionMessages;
+    using namespace CollectorProtocol;
     if (const auto *account = std::get_if<AccountBegins>(&report))
         m_account = *account;
     else if (const auto *learnt = std::get_if<AccountLearnt>(&report))
@@ -120,7 +120,7 @@ void MailCollector::noteReport(const CollectionMessages::Report &report)
         m_failure = *failure;
 }
 
-void MailCollector::noteHistory(qint64 accountKey, const AccountHistory &history)
+void Collector::noteHistory(qint64 accountKey, const AccountHistory &history)
 {
     AccountHistory &known = m_order.histories[accountKey];
     if (history.areIdsChanging && !known.areIdsChanging)
@@ -129,7 +129,7 @@ void MailCollector::noteHistory(qint64 accountKey, const AccountHistory &history
     known = history;
 }
 
-void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
+void Collector::finished(int exitCode, QProcess::ExitStatus status)
 {
     readReports();
     rest();
@@ -143,7 +143,7 @@ void MailCollector::finished(int exitCode, QProcess::ExitStatus status)
         m_faults.over(processTask());
 }
 
-void MailCollector::notePoison(const QString &cause)
+void Collector::notePoison(const QString &cause)
 {
     if (m_mail && !m_order.plainMails.contains(*m_mail)) {
         m_order.plainMails.insert(*m_mail);
@@ -166,7 +166,7 @@ void MailCollector::notePoison(const QString &cause)
     }
 }
 
-void MailCollector::noteFailure()
+void Collector::noteFailure()
 {
     // A database that is gone is told once for all who need it: by the guard, when the service's own session
     // finds it so.

@@ -8,8 +8,8 @@
 #include <optional>
 #include <variant>
 
-/// What the server and its collecting process tell each other: one line of JSON a message.
-namespace CollectionMessages
+/// What the service and its collector tell each other: one line of JSON a message.
+namespace CollectorProtocol
 {
 
 /// To the process, once, at its start: what earlier ones found.
@@ -52,4 +52,4 @@ using Report =
 /// Nothing for a line that is none of them.
 [[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);
 
-} // namespace CollectionMessages
+} // namespace CollectorProtocol

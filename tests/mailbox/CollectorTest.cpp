@@ -1,25 +1,25 @@
-#include "mailbox/MailCollector.h"
+#include "mailbox/Collector.h"
 #include "tests/support/MailOffice.h"
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
 
 /// The server's side of the collecting process, which a shell plays here: it can die at any word.
-class MailCollectorTest : public QObject
+class CollectorTest : public QObject
 {
     Q_OBJECT
 
 private:
     std::unique_ptr<MailOffice> m_office;
-    std::unique_ptr<MailCollector> m_collector;
+    std::unique_ptr<Collector> m_collector;
 
     /// script: runs once the order was read into $order; "say" tells the server something.
     void collectWith(const QString &script)
     {
         const QString body =
             u"read -r order; printf '%s\\n' \"$order\" >> orders; say() { echo \"$1\"; }; "_s + script;
-        m_collector = std::make_unique<MailCollector>(
-            MailCollector::Program{u"/bin/sh"_s, {u"-c"_s, u"cd %1; %2"_s.arg(m_office->path(u""_s), body)}},
+        m_collector = std::make_unique<Collector>(
+            Collector::Program{u"/bin/sh"_s, {u"-c"_s, u"cd %1; %2"_s.arg(m_office->path(u""_s), body)}},
             m_office->session, m_office->console, m_office->faults, m_office->guard);
     }
     /// One tick, to the end of its process. Returns what was logged.
@@ -119,9 +119,8 @@ private slots:
 
     void programThatIsNotThere()
     {
-        m_collector =
-            std::make_unique<MailCollector>(MailCollector::Program{u"/no/such"_s, {}}, m_office->session,
-                                            m_office->console, m_office->faults, m_office->guard);
+        m_collector = std::make_unique<Collector>(Collector::Program{u"/no/such"_s, {}}, m_office->session,
+                                                  m_office->console, m_office->faults, m_office->guard);
         QStringList log;
         for (int tick = 0; tick < 2; ++tick) {
             m_collector->pass();
@@ -132,5 +131,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(MailCollectorTest)
-#include "MailCollectorTest.moc"
+QTEST_GUILESS_MAIN(CollectorTest)
+#include "CollectorTest.moc"

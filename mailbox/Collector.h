@@ -1,27 +1,27 @@
 #pragma once
 
 #include "foundation/TaskGuard.h"
-#include "mailbox/CollectionMessages.h"
+#include "mailbox/CollectorProtocol.h"
 
 #include <QProcess>
 #include <QTimer>
 
-/// Runs each collection pass in a process of its own, so that no mail and no mail server can hold up or end the
-/// service. Remembers for the run which mails ended such a process, so that the next one reads them plainly and
-/// leaves those on their servers that end it too, and how the logins went.
-class MailCollector final : public QObject
+/// The collector as the service has it: a process of its own for each collection pass, so that no mail and no mail
+/// server can hold up or end the service. Remembers for the run which mails ended such a process, so that the next
+/// one reads them plainly and leaves those on their servers that end it too, and how the logins went.
+class Collector final : public QObject
 {
     Q_OBJECT
 public:
-    /// How the collecting process is started; it gets its order on standard input.
+    /// How the process is started; it gets its order on standard input.
     struct Program {
         QString path;
         QStringList arguments;
     };
 
-    MailCollector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-                  TaskGuard &guard);
-    ~MailCollector() override;
+    Collector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
+              TaskGuard &guard);
+    ~Collector() override;
 
     /// A tick: starts a pass if there is anything to collect and none is under way. Throws DatabaseFault.
     void pass();
@@ -32,7 +32,7 @@ private:
     void start();
     void rest();
     void readReports();
-    void noteReport(const CollectionMessages::Report &report);
+    void noteReport(const CollectorProtocol::Report &report);
     void noteHistory(qint64 accountKey, const AccountHistory &history);
     void finished(int exitCode, QProcess::ExitStatus status);
     void notePoison(const QString &cause);
@@ -50,10 +50,10 @@ private:
     bool m_isShown = false;
 
     // Of the pass under way.
-    CollectionMessages::AccountBegins m_account;
+    CollectorProtocol::AccountBegins m_account;
     std::optional<MailKey> m_mail;
-    std::optional<CollectionMessages::PassFailed> m_failure;
+    std::optional<CollectorProtocol::PassFailed> m_failure;
 
-    CollectionMessages::Order m_order;       // grows from pass to pass
+    CollectorProtocol::Order m_order;        // grows from pass to pass
     QHash<qint64, int> m_deathsOutsideMails; // by account
 };

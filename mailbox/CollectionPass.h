@@ -10,7 +10,7 @@
 #include <QSet>
 
 /// What the downloads of one collection pass share.
-struct MailCollection {
+struct CollectionPass {
     Connection &connection;
     CollectionWatch &watch;
     Pop3Options pop3;

@@ -1,4 +1,4 @@
-#include "mailbox/CollectionMessages.h"
+#include "mailbox/CollectorProtocol.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -6,7 +6,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace CollectionMessages
+namespace CollectorProtocol
 {
 
 namespace
@@ -151,4 +151,4 @@ std::optional<Report> decodeReport(const QByteArray &line)
     return std::nullopt;
 }
 
-} // namespace CollectionMessages
+} // namespace CollectorProtocol
