@@ -173,7 +173,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     }
     report.well(u"数据库已连接"_s);
     if (areServersSeveral(parts.registry)) {
-        if (NamedLock::isSupported(parts.session.Conn()))
+        if (NamedLock::whyUnsupported(parts.session.Conn()).isEmpty())
             report.well(u"多个短信服务器共用该数据库（Servers=several）"_s);
         else
             report.wrong(u"设置了 Servers=several，但该数据库没有会话锁，只能由一个短信服务器使用"_s,

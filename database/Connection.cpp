@@ -1,6 +1,7 @@
 #include "database/Connection.h"
 
 #include "database/DriverFactory.h"
+#include "database/SqlDialect.h"
 
 #include <QScopeGuard>
 #include <utility>
@@ -48,6 +49,8 @@ void Connection::open(const QString &connectionString)
     m_driver = makeDriver(connectionString);
     try {
         m_driver->open();
+        if (m_lend && (dialect() == nullptr || !dialect()->hasNamedLocks()))
+            m_lentLocks = m_lend();
     } catch (const DatabaseFault &) {
         close();
         throw;
@@ -61,6 +64,7 @@ void Connection::close()
         m_driver->closing();
     m_statements.clear();
     m_failedStatements.clear();
+    m_lentLocks.reset();
     m_driver.reset();
     m_lost = false;
 }

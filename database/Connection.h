@@ -2,6 +2,7 @@
 
 #include "database/DatabaseFault.h"
 #include "database/Driver.h"
+#include "database/SessionLocks.h"
 
 #include <QVariantList>
 #include <functional>
@@ -69,6 +70,11 @@ public:
         return m_driver ? m_driver->dialectOfServer() : nullptr;
     }
 
+    /// Has each session of a database without locks of its own, from the next open() on, bring those that lend makes.
+    void setLentLocks(std::function<std::unique_ptr<SessionLocks>()> lend) { m_lend = std::move(lend); }
+    /// None where the database connected has locks of its own, or none were lent.
+    [[nodiscard]] SessionLocks *lentLocks() const { return m_lentLocks.get(); }
+
     /// The tables in which characters that the database cannot hold have been replaced by "?" since this was last
     /// asked.
     [[nodiscard]] QStringList takeReplacedTables();
@@ -100,6 +106,8 @@ private:
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
     QStringList m_failedStatements;
+    std::function<std::unique_ptr<SessionLocks>()> m_lend;
+    std::unique_ptr<SessionLocks> m_lentLocks;
     bool m_lost = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;

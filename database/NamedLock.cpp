@@ -1,8 +1,10 @@
 #include "database/NamedLock.h"
 
+#include "database/DriverFactory.h"
 #include "database/SqlDialect.h"
 
 #include <QCryptographicHash>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -15,12 +17,26 @@ QByteArray digestOf(const QString &name)
     return QCryptographicHash::hash(name.toUtf8(), QCryptographicHash::Sha256).first(16).toHex();
 }
 
+QString whyUnsupportedBy(const SqlDialect *dialect)
+{
+    return dialect != nullptr && dialect->hasNamedLocks() ? QString()
+                                                          : u"该数据库没有会话锁，只能由一个短信服务器使用"_s;
+}
+
 } // namespace
 
-bool NamedLock::isSupported(const Connection &connection)
+QString NamedLock::whyUnsupported(const Connection &connection)
 {
-    const SqlDialect *dialect = connection.dialect();
-    return dialect != nullptr && dialect->hasNamedLocks();
+    return connection.lentLocks() != nullptr ? QString() : whyUnsupportedBy(connection.dialect());
+}
+
+QString NamedLock::whyUnsupported(const QString &connectString)
+{
+    try {
+        return whyUnsupportedBy(makeDriver(connectString)->dialectOfServer());
+    } catch (const DatabaseFault &) {
+        return {};
+    }
 }
 
 bool NamedLock::tryTake(const QString &name)
@@ -36,8 +52,10 @@ std::optional<NamedLock::Reading> NamedLock::tryTakeReading(const QString &name,
 
 std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const LockedReading *reading)
 {
-    if (!isSupported(m_connection))
-        throw DatabaseFault(DatabaseFault::Kind::Refused, u"该数据库没有会话锁，不能由多个短信服务器共用"_s);
+    if (const QString reason = whyUnsupported(m_connection); !reason.isEmpty())
+        throw DatabaseFault(DatabaseFault::Kind::Refused, reason);
+    if (SessionLocks *lent = m_connection.lentLocks())
+        return takeLent(*lent, name, reading);
     const auto statement = m_connection.dialect()->takeNamedLock(digestOf(m_name), digestOf(name), reading);
     m_name = name;
     const auto rows = m_connection.query(statement.sql, statement.values);
@@ -46,10 +64,29 @@ std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const Loc
     return Reading{rows.values[1].toInt() == 1, rows.values[0]};
 }
 
+std::optional<NamedLock::Reading> NamedLock::takeLent(SessionLocks &lent, const QString &name,
+                                                      const LockedReading *reading)
+{
+    if (m_name != name)
+        release();
+    const bool isHeld = lent.tryTake(name);
+    m_name = name;
+    if (reading == nullptr)
+        return Reading{isHeld, {}};
+    const auto value = m_connection.firstValue(
+        u"select %1 from %2 where %3"_s.arg(reading->expression, reading->table, reading->condition),
+        reading->values);
+    return value ? std::optional(Reading{isHeld, *value}) : std::nullopt;
+}
+
 void NamedLock::release() noexcept
 {
     if (m_name.isEmpty() || !m_connection.isOpen())
         return;
+    if (SessionLocks *lent = m_connection.lentLocks()) {
+        lent->release(std::exchange(m_name, {}));
+        return;
+    }
     try {
         const auto statement = m_connection.dialect()->releaseNamedLock(digestOf(m_name));
         static_cast<void>(m_connection.query(statement.sql, statement.values));

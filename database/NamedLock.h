@@ -19,8 +19,11 @@ struct LockedReading {
 class NamedLock
 {
 public:
-    /// True where the database that is connected has session locks: PostgreSQL, MariaDB, MySQL and SQL Server.
-    [[nodiscard]] static bool isSupported(const Connection &connection);
+    /// Why several servers cannot share the database, in words for people; "" when they can, because it has session
+    /// locks: PostgreSQL, MariaDB, MySQL and SQL Server do.
+    [[nodiscard]] static QString whyUnsupported(const Connection &connection);
+    /// The same before connecting, as far as the connection string alone tells; "" also for a string that is refused.
+    [[nodiscard]] static QString whyUnsupported(const QString &connectString);
 
     /// Takes nothing yet.
     explicit NamedLock(Connection &connection) : m_connection(connection) {}
@@ -45,6 +48,8 @@ public:
 
 private:
     [[nodiscard]] std::optional<Reading> take(const QString &name, const LockedReading *reading);
+    [[nodiscard]] std::optional<Reading> takeLent(SessionLocks &lent, const QString &name,
+                                                  const LockedReading *reading);
 
     Connection &m_connection;
     QString m_name; // that is held or may be held; "" for none

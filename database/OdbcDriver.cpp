@@ -34,6 +34,25 @@ std::unique_ptr<SqlDialect> dialectOf(OdbcDialect dialect)
     return standardSqlDialect();
 }
 
+/// Before the server says what it is.
+OdbcDialect likelyDialect(const OdbcTarget &target)
+{
+    if (target.dialect != OdbcDialect::AsRecognised)
+        return target.dialect;
+    switch (target.family) {
+    case OdbcFamily::PostgreSql:
+        return OdbcDialect::PostgreSql;
+    case OdbcFamily::MariaDb:
+        return OdbcDialect::MariaDb;
+    case OdbcFamily::FreeTds:
+    case OdbcFamily::MicrosoftSqlServer:
+        return OdbcDialect::SqlServer;
+    case OdbcFamily::Other:
+        break;
+    }
+    return OdbcDialect::Standard;
+}
+
 /// FreeTDS verifies a certificate only where its settings file says so. While this lives it reads one that does, for
 /// which the connection text leaves nothing else to say.
 class VerifyingFreeTds
@@ -79,7 +98,7 @@ OdbcDialect dialectOfSystem(const QString &name)
 } // namespace
 
 OdbcDriver::OdbcDriver(OdbcTarget target)
-    : ServerDriver(dialectOf(target.dialect), target.limits),
+    : ServerDriver(dialectOf(likelyDialect(target)), target.limits),
       m_target(std::move(target)),
       m_environment(SQL_HANDLE_ENV, nullptr),
       m_connection(SQL_HANDLE_DBC, m_environment.get())

@@ -1,8 +1,8 @@
 #include "foundation/SettingChecks.h"
 
-#include "database/ConnectionTarget.h"
 #include "database/DatabaseFault.h"
 #include "database/DriverFactory.h"
+#include "database/NamedLock.h"
 #include "foundation/NumericText.h"
 
 #include <QRegularExpression>
@@ -125,21 +125,9 @@ QString sendLimit(const QString &value)
 
 QString sharedDatabase(const QString &connectString)
 {
-    try {
-        const auto target = connectionTarget(connectString, OdbcInstallation::ofThisMachine());
-        const auto *odbc = std::get_if<OdbcTarget>(&target);
-        const auto isSharedByOdbc = [odbc] {
-            return odbc->dialect == OdbcDialect::AsRecognised ? odbc->family != OdbcFamily::Other
-                                                              : odbc->dialect != OdbcDialect::Standard;
-        };
-        const bool isShared =
-            odbc != nullptr ? isSharedByOdbc() : std::holds_alternative<ServerTarget>(target);
-        return isShared ? QString()
-                        : u"Servers=several 需要 PostgreSQL、MariaDB、MySQL 或 SQL Server，"
-                          "该数据库没有会话锁，只能由一个短信服务器使用"_s;
-    } catch (const DatabaseFault &) {
-        return {}; // told elsewhere
-    }
+    const QString reason = NamedLock::whyUnsupported(connectString);
+    return reason.isEmpty() ? reason
+                            : u"Servers=several 需要 PostgreSQL、MariaDB、MySQL 或 SQL Server，"_s + reason;
 }
 
 QString wholeNumberAboveZero(const QString &value)

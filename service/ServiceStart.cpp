@@ -29,7 +29,7 @@ ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
     }
     m_console.addLogLine(u"成功连接数据库"_s);
 
-    if (areServersSeveral(m_parts.registry) && !NamedLock::isSupported(m_parts.session.Conn())) {
+    if (areServersSeveral(m_parts.registry) && !NamedLock::whyUnsupported(m_parts.session.Conn()).isEmpty()) {
         boxes.inform(u"设置了 Servers=several，但该数据库没有会话锁，只能由一个短信服务器使用。"
                      "请改用 PostgreSQL、MariaDB、MySQL 或 SQL Server，或清除 Servers 设置。"_s);
         return Outcome::SettingMissing;

@@ -1,5 +1,6 @@
 #include "database/NamedLock.h"
 #include "tests/database/DatabaseWork.h"
+#include "tests/support/LockTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -10,7 +11,12 @@ class NamedLockTest : public QObject
 
 private:
     struct Session {
-        explicit Session(const Office &office) { connection.open(office.connectString()); }
+        /// table: for a database without locks of its own.
+        Session(const Office &office, LockTable &table)
+        {
+            table.lendTo(connection);
+            connection.open(office.connectString());
+        }
 
         Connection connection;
         NamedLock lock{connection};
@@ -24,15 +30,17 @@ private:
     }
 
 private slots:
-    void oneSessionHoldsIt_data() { addRoutes(serverRoutes); }
+    void oneSessionHoldsIt_data() { addRoutes(); }
     void oneSessionHoldsIt()
     {
+        LockTable table;
+        LockTable other;
         const Office office(currentRoute(), SchemaKind::None);
-        Session first(office);
-        QVERIFY(NamedLock::isSupported(first.connection));
+        Session first(office, table);
+        QCOMPARE(NamedLock::whyUnsupported(first.connection), QString());
         const QString longName(300, u'长');
         {
-            Session second(office);
+            Session second(office, table);
             QVERIFY(first.lock.tryTake(longName));
             QVERIFY(!second.lock.tryTake(longName));
             QVERIFY(second.lock.tryTake(u"13800000001"_s));
@@ -48,16 +56,17 @@ private slots:
         QTRY_VERIFY(first.lock.tryTake(longName));
         // Another database has locks of its own.
         const Office elsewhere(currentRoute(), SchemaKind::None);
-        QVERIFY(Session(elsewhere).lock.tryTake(longName));
+        QVERIFY(Session(elsewhere, other).lock.tryTake(longName));
     }
 
-    void readsWhatTheHolderWrote_data() { addRoutes(serverRoutes); }
+    void readsWhatTheHolderWrote_data() { addRoutes(); }
     void readsWhatTheHolderWrote()
     {
+        LockTable table;
         Office office(currentRoute());
         office.add(u"SMS_Queues"_s, u"SOAID, ToMB, MsgContent, MsgStatus"_s, {u"-1|1|x|0"_s, u"-1|1|x|0"_s});
-        Session first(office);
-        Session second(office);
+        Session first(office, table);
+        Session second(office, table);
         QCOMPARE(takeReading(first.lock, u"1"_s, 1), 1);
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), -1);
         // The row itself is nobody's.
@@ -66,6 +75,7 @@ private slots:
         const qint64 before = first.connection.statementsRun();
         QCOMPARE(takeReading(first.lock, u"2"_s, 2), 1);
         QCOMPARE(first.connection.statementsRun() - before, 1);
+        QCOMPARE(NamedLock::whyUnsupported(office.connectString()).isEmpty(), !office.isSqlite());
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), 0);
         QCOMPARE(takeReading(second.lock, u"3"_s, 3), -2);
     }
@@ -73,7 +83,8 @@ private slots:
     void embeddedDatabaseHasNone()
     {
         Office office;
-        QVERIFY(!NamedLock::isSupported(office.session.Conn()));
+        QVERIFY(!NamedLock::whyUnsupported(office.session.Conn()).isEmpty());
+        QVERIFY(!NamedLock::whyUnsupported(office.connectString()).isEmpty());
         NamedLock lock(office.session.Conn());
         QVERIFY_EXCEPTION_THROWN(static_cast<void>(lock.tryTake(u"x"_s)), DatabaseFault);
     }
