@@ -1,22 +1,16 @@
 #include "platform/registry/FileRegistry.h"
 
 #include "platform/fault/Fault.h"
+#include "platform/files/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QLockFile>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-/// Long enough for any other writer to finish, short enough for an operator who waits.
-constexpr int lockWaitMilliseconds = 5000;
 
 struct SplitPath {
     QString key;
@@ -55,6 +49,47 @@ QString decode(const QString &text)
     return text;
 }
 
+/// Calls visit(key, name, value, index) for each line that holds a value.
+template <typename Visit>
+void forEachValue(const QList<QByteArray> &lines, Visit visit)
+{
+    QString key;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString line = QString::fromUtf8(lines[i]).trimmed();
+        if (line.startsWith(u'[') && line.endsWith(u']')) {
+            key = line.mid(1, line.size() - 2);
+            visit(key, QString(), QString(), i);
+        } else if (const qsizetype equals = line.indexOf(u'=');
+                   equals > 0 && !line.startsWith(u';') && !line.startsWith(u'#')) {
+            visit(key, line.left(equals).trimmed(), line.mid(equals + 1).trimmed(), i);
+        }
+    }
+}
+
+/// The lines with one value changed: in its place, else at the end of its group, else in a group at the end. All
+/// others stay, comments too.
+QByteArray changed(QList<QByteArray> lines, const SplitPath &path, const QString &value)
+{
+    while (!lines.isEmpty() && lines.last().trimmed().isEmpty())
+        lines.removeLast();
+    qsizetype place = -1; // of the value
+    qsizetype last = -1;  // line of the group
+    forEachValue(lines, [&](const QString &key, const QString &name, const QString &, qsizetype line) {
+        if (key == path.key)
+            last = line;
+        if (key == path.key && name == path.name)
+            place = line;
+    });
+    const QByteArray fresh = (path.name + u'=' + encode(value)).toUtf8();
+    if (place >= 0)
+        lines[place] = fresh;
+    else if (last >= 0)
+        lines.insert(last + 1, fresh);
+    else
+        lines += {QByteArray(lines.isEmpty() ? "" : "\n") + '[' + path.key.toUtf8() + ']', fresh};
+    return lines.join('\n') + '\n';
+}
+
 } // namespace
 
 FileRegistry::FileRegistry(QString fileName) : m_fileName(std::move(fileName)) {}
@@ -62,59 +97,31 @@ FileRegistry::FileRegistry(QString fileName) : m_fileName(std::move(fileName)) {
 QString FileRegistry::read(const QString &path) const
 {
     const auto [key, name] = splitPath(path);
-    return load().value(key).value(name);
+    QString found;
+    forEachValue(lines(), [&](const QString &in, const QString &of, const QString &value, qsizetype) {
+        if (in == key && of == name)
+            found = decode(value);
+    });
+    return found;
 }
 
 void FileRegistry::write(const QString &path, const QString &value)
 {
     const QString folder = QFileInfo(m_fileName).absolutePath();
-    if (!QDir().mkpath(folder))
-        throw Fault(u"无法创建参数文件夹 %1"_s.arg(folder));
-    QLockFile lock(m_fileName + ".lock"_L1);
-    if (!lock.tryLock(lockWaitMilliseconds))
-        throw Fault(u"参数文件 %1 正被其他程序占用或所在文件夹不可写"_s.arg(m_fileName));
-    const auto [key, name] = splitPath(path);
-    Groups groups = load();
-    groups[key][name] = value;
-    save(groups);
+    if (const FileError error = makeFolders(folder); error.isError())
+        throw Fault(u"无法创建参数文件夹 %1：%2"_s.arg(folder, error.text()));
+    const FolderLock lock(folder);
+    FileError error = lock.error();
+    if (!error.isError())
+        error = replaceSynced(m_fileName, changed(lines(), splitPath(path), value));
+    if (error.isError())
+        throw Fault(u"无法写入参数文件 %1：%2"_s.arg(m_fileName, error.text()));
 }
 
-FileRegistry::Groups FileRegistry::load() const
+QList<QByteArray> FileRegistry::lines() const
 {
-    QFile file(m_fileName);
-    if (!file.exists())
-        return {};
-    if (!file.open(QIODevice::ReadOnly))
-        throw Fault(u"无法读取参数文件 %1：%2"_s.arg(m_fileName, file.errorString()));
-    Groups groups;
-    QString key;
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
-    for (const QString &raw : lines) {
-        const QString line = raw.trimmed();
-        if (line.startsWith(u'[') && line.endsWith(u']')) {
-            key = line.mid(1, line.size() - 2);
-        } else if (const qsizetype equals = line.indexOf(u'=');
-                   equals > 0 && !line.startsWith(u';') && !line.startsWith(u'#')) {
-            groups[key][line.left(equals).trimmed()] = decode(line.mid(equals + 1).trimmed());
-        }
-    }
-    return groups;
-}
-
-void FileRegistry::save(const Groups &groups) const
-{
-    QString text;
-    for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
-        text += "["_L1 + group.key() + "]\n"_L1;
-        for (auto value = group->cbegin(); value != group->cend(); ++value)
-            text += value.key() + u'=' + encode(value.value()) + u'\n';
-        text += u'\n';
-    }
-    QSaveFile file(m_fileName);
-    // The permissions come first: the connection string holds a password.
-    const bool saved = file.open(QIODevice::WriteOnly) &&
-                       file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-                       file.write(text.toUtf8()) >= 0 && file.commit();
-    if (!saved)
-        throw Fault(u"无法写入参数文件 %1：%2"_s.arg(m_fileName, file.errorString()));
+    const FileContent file = readWhole(m_fileName);
+    if (file.error.isError() && !file.error.isAbsence())
+        throw Fault(u"无法读取参数文件 %1：%2"_s.arg(m_fileName, file.error.text()));
+    return file.octets.split('\n');
 }

@@ -2,15 +2,15 @@
 
 #include "platform/registry/Registry.h"
 
-#include <QMap>
+#include <QList>
 
 /// The registry of systems that have none: an INI file, one group a key, one line a value, UTF-8.
 ///
 ///     [HKEY_LOCAL_MACHINE\Software\Maker\Product]
 ///     Value=text to the end of the line
 ///
-/// Lines that begin with ";" or "#" are comments (lost when a value is written). A value with control
-/// characters, with blanks at an end or with a quote mark in front is written as a JSON string. The file is
+/// Lines that begin with ";" or "#" are comments; writing a value changes its line alone. A value with control
+/// characters, with blanks at an end or with a quote mark in front is written as a JSON string. The file is made
 /// readable by its owner alone and replaced as a whole, so that a crash never leaves half of it.
 class FileRegistry final : public Registry
 {
@@ -23,11 +23,7 @@ public:
     [[nodiscard]] const QString &fileName() const { return m_fileName; }
 
 private:
-    using Values = QMap<QString, QString>; // value name -> text
-    using Groups = QMap<QString, Values>;  // key path -> its values
-
-    [[nodiscard]] Groups load() const;
-    void save(const Groups &groups) const;
+    [[nodiscard]] QList<QByteArray> lines() const;
 
     QString m_fileName;
 };

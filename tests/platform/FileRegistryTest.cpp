@@ -44,6 +44,23 @@ private slots:
         QVERIFY(!(QFile::permissions(registry.fileName()) & others));
     }
 
+    void aWriteChangesItsLineAlone()
+    {
+        const QTemporaryDir folder;
+        FileRegistry registry(folder.filePath(u"settings.ini"_s));
+        const QByteArray before =
+            "; \xcb\xd1 by hand\r\n[other]\nValue=1\n#Value=2\n"
+            "[HKEY_LOCAL_MACHINE\\Software\\Maker\\Product]\n # of ours\n value = x \nValue= 3\n\n"
+            "[last]\nValue=4\n";
+        QFile written(registry.fileName());
+        QVERIFY(written.open(QIODevice::WriteOnly) && written.write(before) > 0);
+        written.close();
+        registry.write(m_path, u"5"_s);
+        registry.write(QString(m_path).replace(u"Value"_s, u"Added"_s), u"6"_s);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QCOMPARE(written.readAll(), QByteArray(before).replace("Value= 3\n", "Value=5\nAdded=6\n"));
+    }
+
     void failedWriteIsAFault()
     {
         const QTemporaryDir folder;
