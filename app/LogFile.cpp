@@ -2,16 +2,12 @@
 
 #include "platform/fault/Fault.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
 
-LogFile::LogFile(const QString &fileName) : m_fileName(fileName), m_file(std::make_unique<QFile>())
+LogFile::LogFile(const QString &fileName) : m_fileName(fileName)
 {
-    if (!open(*m_file))
-        throw Fault(u"无法打开日志文件 %1：%2"_s.arg(fileName, qt_error_string()));
+    if (const FileError error = m_file.open(m_fileName, FileMode::logged); error.isError())
+        throw Fault(u"无法打开日志文件 %1：%2"_s.arg(fileName, error.text()));
 }
 
 LogFile::~LogFile()
@@ -20,37 +16,30 @@ LogFile::~LogFile()
         write(line);
 }
 
-bool LogFile::open(QFile &file) const
+QString LogFile::append(const QString &line)
 {
-    // Nobody but the owner and his group reads numbers and names, not even for the moment of a later chmod.
-    constexpr mode_t mode = 0640;
-    const QByteArray name = QFile::encodeName(m_fileName);
-    constexpr int flags = O_WRONLY | O_APPEND | O_CLOEXEC;
-    int descriptor = ::open(name.constData(), flags | O_CREAT | O_EXCL, mode);
-    if (descriptor >= 0)
-        static_cast<void>(::fchmod(descriptor, mode)); // the group reads it whatever the umask
-    else
-        descriptor = ::open(name.constData(), flags | O_CREAT, mode);
-    return descriptor >= 0 &&
-           file.open(descriptor, QIODevice::WriteOnly | QIODevice::Append, QFile::AutoCloseHandle);
-}
-
-void LogFile::append(const QString &line)
-{
+    const bool wasWhole = m_lostLines == 0;
     const QStringList lines = m_repeated.next(line);
     for (const QString &each : lines)
         write(each);
+    return wasWhole && m_lostLines > 0 ? u"日志文件 %1 无法写入：%2"_s.arg(m_fileName, m_error.text())
+                                       : QString();
 }
 
 void LogFile::reopen()
 {
-    auto fresh = std::make_unique<QFile>();
-    if (open(*fresh))
-        m_file = std::move(fresh);
+    static_cast<void>(m_file.open(m_fileName, FileMode::logged));
 }
 
 void LogFile::write(const QString &line)
 {
-    m_file->write(line.toUtf8() + '\n');
-    m_file->flush();
+    constexpr qsizetype timestamp = 19;
+    QString text = line + u'\n';
+    if (m_lostLines > 0)
+        text.prepend(line.left(timestamp) +
+                     u" 此前有 %1 行日志无法写入：%2\n"_s.arg(m_lostLines).arg(m_error.text()));
+    const FileError error = m_file.append(text.toUtf8(), Sync::NotAwaited);
+    m_lostLines = error.isError() ? m_lostLines + 1 : 0;
+    if (error.isError())
+        m_error = error;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "app/RepeatedLines.h"
-
-#include <QFile>
+#include "platform/files/Files.h"
 
 /// The log as a file, mode 0640: every line appended, oldest first, UTF-8, LF line ends, flushed line by line. Of
-/// lines that come again and again only the first are written one by one (RepeatedLines).
+/// lines that come again and again only the first are written one by one (RepeatedLines). Lines that the disk
+/// refused are counted, and the first one that it takes again tells how many.
 class LogFile
 {
 public:
@@ -15,16 +15,18 @@ public:
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    /// line: begins with its timestamp and a blank.
-    void append(const QString &line);
+    /// line: begins with its timestamp and a blank. What the operator is to be told: that from this line on the
+    /// disk refuses; "" at all others.
+    [[nodiscard]] QString append(const QString &line);
     /// Opens the file anew under its name, after it was renamed. When that fails the old one goes on.
     void reopen();
 
 private:
-    [[nodiscard]] bool open(QFile &file) const;
     void write(const QString &line);
 
     QString m_fileName;
-    std::unique_ptr<QFile> m_file;
+    LineFile m_file;
     RepeatedLines m_repeated;
+    int m_lostLines = 0;
+    FileError m_error; // of the last of them
 };

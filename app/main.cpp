@@ -125,10 +125,11 @@ int runWindow(const CommandLine &line, World &world)
         return answer.join(u'\n');
     });
     QObject::connect(&window, &frmMain::logLineAdded, &window, [&](const QString &logLine) {
-        if (logFile)
-            logFile->append(logLine);
+        const QString news = logFile ? logFile->append(logLine) : QString();
         if (line.headless)
             print(stderr, logLine + u'\n');
+        if (!news.isEmpty())
+            window.addLogLine(news);
     });
     std::optional<DisplayWatch> displayWatch;
     if (line.headless) {

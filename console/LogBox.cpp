@@ -1,6 +1,7 @@
 #include "console/LogBox.h"
 
 #include "console/WindowMessageBoxes.h"
+#include "platform/files/Files.h"
 
 #include <QContextMenuEvent>
 #include <QDir>
@@ -9,7 +10,6 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QResizeEvent>
-#include <QSaveFile>
 #include <QScrollBar>
 
 using namespace Qt::StringLiterals;
@@ -38,10 +38,9 @@ void LogBox::prependLine(const QString &line)
     viewport()->repaint();
 }
 
-bool LogBox::saveAs(const QString &fileName) const
+FileError LogBox::saveAs(const QString &fileName) const
 {
-    QSaveFile file(fileName);
-    return file.open(QIODevice::WriteOnly) && file.write(toPlainText().toUtf8()) >= 0 && file.commit();
+    return replaceSynced(fileName, toPlainText().toUtf8());
 }
 
 bool LogBox::findNext(const QString &text)
@@ -70,8 +69,10 @@ void LogBox::askAndSave()
 {
     const QString fileName =
         QFileDialog::getSaveFileName(window(), u"另存为"_s, QDir::home().filePath(u"sms-server.log"_s));
-    if (!fileName.isEmpty() && !saveAs(fileName))
-        WindowMessageBoxes().inform(u"无法写入文件 %1"_s.arg(fileName));
+    if (fileName.isEmpty())
+        return;
+    if (const FileError error = saveAs(fileName); error.isError())
+        WindowMessageBoxes().inform(u"无法写入文件 %1：%2"_s.arg(fileName, error.text()));
 }
 
 void LogBox::askAndFind()

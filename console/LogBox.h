@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/files/FileError.h"
+
 #include <QPlainTextEdit>
 #include <QTextBlock>
 
@@ -17,8 +19,8 @@ public:
     /// The line at the view's upper edge.
     [[nodiscard]] QString firstVisibleLine() const { return firstVisibleBlock().text(); }
 
-    /// Puts the text into a file, oldest line last as it is shown. False when that failed.
-    [[nodiscard]] bool saveAs(const QString &fileName) const;
+    /// Puts the text into a file, oldest line last as it is shown.
+    [[nodiscard]] FileError saveAs(const QString &fileName) const;
     /// Selects the next place below the cursor, from the top again after the last. False when there is none.
     bool findNext(const QString &text);
 
