@@ -56,7 +56,17 @@ MessageFate InboundMessageHandler::handle(qint16 readStatus, const ReceivedMessa
         m_spoolWait = firstSpoolWait;
         m_sinceSpoolRetry.start();
     }
+    tellFile(m_spool);
     return fate;
+}
+
+void InboundMessageHandler::tellFile(const MessageFile &file)
+{
+    const QString task = u"文件 %1 "_s.arg(file.fileName());
+    if (file.error().isError())
+        m_faults.failed(task, file.error().text());
+    else
+        m_faults.over(task);
 }
 
 bool InboundMessageHandler::isRest(const QString &sender, const QString &receiveTime,
@@ -70,14 +80,16 @@ bool InboundMessageHandler::isRest(const QString &sender, const QString &receive
 
 void InboundMessageHandler::retrySpooled()
 {
-    if (m_spool.messages().isEmpty())
+    const QList<ReceivedMessage> messages = m_spool.messages();
+    tellFile(m_spool);
+    tellFile(m_obeyed);
+    if (messages.isEmpty())
         return;
     if (m_sinceSpoolRetry.isValid() &&
         m_sinceSpoolRetry.elapsed() < std::chrono::milliseconds(m_spoolWait).count())
         return;
     m_spoolWait = std::clamp(m_spoolWait * 2, firstSpoolWait, longestSpoolWait);
     m_sinceSpoolRetry.start();
-    const QList<ReceivedMessage> messages = m_spool.messages();
     for (const ReceivedMessage &message : messages) {
         if (deliver(message) == MessageFate::Handled)
             m_spool.remove(message);
@@ -122,6 +134,7 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     if (m_replyLimit != nullptr)
         m_replyLimit->count(number, replies);
     static_cast<void>(m_obeyed.add(message));
+    tellFile(m_obeyed);
 }
 
 void InboundMessageHandler::store(const ReceivedMessage &message)

@@ -51,6 +51,7 @@ private:
     void obey(const QString &orderName, const ReceivedMessage &message);
     void store(const ReceivedMessage &message);
     void insert(const ReceivedMessage &message);
+    void tellFile(const MessageFile &file);
     [[nodiscard]] bool isStored(const ReceivedMessage &message);
     [[nodiscard]] bool isRestOfStored(const ReceivedMessage &message, std::chrono::minutes window);
 

@@ -1,9 +1,9 @@
 #include "incoming/MessageFile.h"
 
-#include <QFile>
+#include "platform/files/Files.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -36,10 +36,17 @@ std::optional<ReceivedMessage> messageOf(const QByteArray &line)
 
 MessageFile::MessageFile(QString fileName, qsizetype most) : m_fileName(std::move(fileName)), m_most(most)
 {
-    QFile file(m_fileName);
-    if (m_fileName.isEmpty() || !file.open(QIODevice::ReadOnly))
-        return;
-    for (const QByteArray &line : file.readAll().split('\n')) {
+    static_cast<void>(load());
+}
+
+bool MessageFile::load()
+{
+    if (m_isRead || m_fileName.isEmpty())
+        return m_isRead;
+    const FileContent file = readWhole(m_fileName);
+    m_isRead = !file.error.isError() || file.error.isAbsence();
+    m_error = m_isRead ? FileError() : file.error;
+    for (const QByteArray &line : file.octets.split('\n')) {
         if (line.isEmpty())
             continue;
         if (const std::optional<ReceivedMessage> message = messageOf(line))
@@ -47,17 +54,25 @@ MessageFile::MessageFile(QString fileName, qsizetype most) : m_fileName(std::mov
         else
             m_unreadableLines.append(line);
     }
+    return m_isRead;
 }
 
-bool MessageFile::contains(const ReceivedMessage &message) const
+const QList<ReceivedMessage> &MessageFile::messages()
 {
+    static_cast<void>(load());
+    return m_messages;
+}
+
+bool MessageFile::contains(const ReceivedMessage &message)
+{
+    static_cast<void>(load());
     return std::any_of(m_messages.cbegin(), m_messages.cend(),
                        [&](const ReceivedMessage &held) { return held.isSameAs(message); });
 }
 
 bool MessageFile::add(const ReceivedMessage &message)
 {
-    if (m_fileName.isEmpty())
+    if (!load())
         return false;
     if (contains(message))
         return true;
@@ -74,19 +89,17 @@ bool MessageFile::add(const ReceivedMessage &message)
 
 void MessageFile::remove(const ReceivedMessage &message)
 {
-    m_messages.removeIf([&](const ReceivedMessage &held) { return held.isSameAs(message); });
-    static_cast<void>(save());
+    if (m_messages.removeIf([&](const ReceivedMessage &held) { return held.isSameAs(message); }) > 0)
+        static_cast<void>(save());
 }
 
-bool MessageFile::save() const
+bool MessageFile::save()
 {
-    QSaveFile file(m_fileName);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner); // other people's messages
+    QByteArray lines;
     for (const QByteArray &line : m_unreadableLines)
-        file.write(line + '\n');
+        lines += line + '\n';
     for (const ReceivedMessage &message : m_messages)
-        file.write(lineOf(message));
-    return file.commit();
+        lines += lineOf(message);
+    m_error = replaceSynced(m_fileName, lines);
+    return !m_error.isError();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "incoming/ReceivedMessage.h"
+#include "platform/files/FileError.h"
 
 #include <QList>
 #include <QString>
@@ -21,9 +22,13 @@ public:
     /// the oldest ones beyond it are dropped.
     explicit MessageFile(QString fileName, qsizetype most = std::numeric_limits<qsizetype>::max());
 
-    /// Oldest first.
-    [[nodiscard]] const QList<ReceivedMessage> &messages() const { return m_messages; }
-    [[nodiscard]] bool contains(const ReceivedMessage &message) const;
+    [[nodiscard]] const QString &fileName() const { return m_fileName; }
+    /// Why the file could not be read or written last; it is tried again at the next call.
+    [[nodiscard]] const FileError &error() const { return m_error; }
+
+    /// Oldest first. Of a file that cannot be read: none, until it can.
+    [[nodiscard]] const QList<ReceivedMessage> &messages();
+    [[nodiscard]] bool contains(const ReceivedMessage &message);
     /// True when the message is in the file and synced; one that is there already is not added again.
     [[nodiscard]] bool add(const ReceivedMessage &message);
     /// Takes a message out after it was stored elsewhere. One that comes again because the file could not be
@@ -31,10 +36,13 @@ public:
     void remove(const ReceivedMessage &message);
 
 private:
-    [[nodiscard]] bool save() const;
+    [[nodiscard]] bool load();
+    [[nodiscard]] bool save();
 
     QString m_fileName;
     qsizetype m_most;
     QList<ReceivedMessage> m_messages;
     QList<QByteArray> m_unreadableLines;
+    bool m_isRead = false; // before that it is not written: it holds what only it knows
+    FileError m_error;
 };

@@ -93,6 +93,9 @@ int runCollector(const Registry &registry, const MailTrace &trace, const QString
                 driver.logInOneAtATime();
             if (lock.isOurs())
                 driver.pass();
+            if (kept.error().isError())
+                failed(false, QStringLiteral("无法读取 %1：%2，邮件收取后保留在邮件服务器上")
+                                  .arg(keptMailsFile, kept.error().text()));
             for (const QString &table : session.Conn().takeReplacedTables())
                 reporter.report(CollectorProtocol::CharactersReplaced{table});
         } else

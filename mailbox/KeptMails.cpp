@@ -1,19 +1,18 @@
 #include "mailbox/KeptMails.h"
 
 #include "platform/fault/Fault.h"
-
-#include <QFile>
-#include <unistd.h>
+#include "platform/files/Files.h"
 
 using namespace Qt::StringLiterals;
 
 KeptMails::KeptMails(QString file) : m_file(std::move(file))
 {
-    QFile lines(m_file);
-    if (m_file.isEmpty() || !lines.open(QIODevice::ReadOnly))
+    if (m_file.isEmpty())
         return;
-    while (!lines.atEnd()) {
-        const QByteArray line = lines.readLine().trimmed();
+    const FileContent content = readWhole(m_file);
+    if (!content.error.isAbsence())
+        m_error = content.error;
+    for (const QByteArray &line : content.octets.split('\n')) {
         const qsizetype blank = line.indexOf(' ');
         if (blank > 0)
             m_mails.insert({line.left(blank).toLongLong(),
@@ -25,13 +24,10 @@ void KeptMails::add(const MailKey &mail)
 {
     if (m_mails.contains(mail))
         return;
-    m_mails.insert(mail);
-    if (m_file.isEmpty())
-        return;
-    QFile lines(m_file);
     const QByteArray line =
         QByteArray::number(mail.accountKey) + ' ' + mail.uid.toUtf8().toPercentEncoding() + '\n';
-    if (!lines.open(QIODevice::Append) || lines.write(line) != line.size() || !lines.flush() ||
-        ::fsync(lines.handle()) != 0)
-        throw Fault(u"无法写入 %1：%2"_s.arg(m_file, lines.errorString()));
+    const FileError error = m_file.isEmpty() ? FileError() : appendSynced(m_file, line);
+    if (error.isError())
+        throw Fault(u"无法写入 %1：%2"_s.arg(m_file, error.text()));
+    m_mails.insert(mail);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mailbox/CollectionWatch.h"
+#include "platform/files/FileError.h"
 
 #include <QSet>
 
@@ -12,11 +13,17 @@ public:
     /// file: read now, and made when first needed; without one they are remembered as long as this object.
     explicit KeptMails(QString file = {});
 
-    [[nodiscard]] bool contains(const MailKey &mail) const { return m_mails.contains(mail); }
+    /// Why the file could not be read; any mail may be in it then.
+    [[nodiscard]] const FileError &error() const { return m_error; }
+    [[nodiscard]] bool contains(const MailKey &mail) const
+    {
+        return m_error.isError() || m_mails.contains(mail);
+    }
     /// On the disk when it returns. Throws Fault when the file cannot be written.
     void add(const MailKey &mail);
 
 private:
     QString m_file;
+    FileError m_error;
     QSet<MailKey> m_mails;
 };

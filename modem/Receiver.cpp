@@ -3,8 +3,8 @@
 #include "modem/AnswerFields.h"
 #include "modem/ModemLink.h"
 #include "modem/RestartAnnouncement.h"
+#include "platform/files/Files.h"
 
-#include <QFile>
 #include <QPointer>
 #include <algorithm>
 
@@ -289,14 +289,12 @@ bool Receiver::tellUnreadable(const InboxMessage &message)
         u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, QString::fromLatin1(octets)));
     if (m_unreadableFile.isEmpty())
         return true;
-    QFile file(m_unreadableFile);
     const QByteArray line = m_clock.now().toString(u"yyyy-MM-dd HH:mm:ss "_s).toUtf8() + octets + '\n';
-    if (file.open(QIODevice::WriteOnly | QIODevice::Append) && file.write(line) == line.size() &&
-        file.flush())
-        return true;
-    emit notice(u"无法识别的短信不能写入文件 %1（%2），短信保留在短信猫中"_s.arg(m_unreadableFile,
-                                                                                 file.errorString()));
-    return false;
+    const FileError error = appendSynced(m_unreadableFile, line);
+    if (error.isError())
+        emit notice(
+            u"无法识别的短信不能写入文件 %1（%2），短信保留在短信猫中"_s.arg(m_unreadableFile, error.text()));
+    return !error.isError();
 }
 
 bool Receiver::mustLeave() const

@@ -1,8 +1,8 @@
 #include "outgoing/SendLedger.h"
 
-#include <QSaveFile>
+#include "platform/files/Files.h"
+
 #include <algorithm>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,25 +22,16 @@ std::optional<qint64> timeOf(const QByteArray &line)
     return isNumber && lineOf(time) == line + '\n' ? std::optional(time) : std::nullopt;
 }
 
-[[noreturn]] void refuse(const QFileDevice &file)
-{
-    throw Fault(u"发送记录 %1 不能读写：%2"_s.arg(file.fileName(), file.errorString()));
-}
-
 } // namespace
 
 SendLedger::Found SendLedger::read(const QDateTime &now)
 {
     m_times.clear();
-    QFile file(m_fileName);
-    if (!file.exists())
+    const FileContent file = readWhole(m_fileName);
+    if (file.error.isAbsence())
         return Found::Intact;
-    if (!file.open(QIODevice::ReadOnly))
-        refuse(file);
-    // More than it ever holds is no ledger.
-    const qint64 largest = (m_kept * 2 + 1) * lineOf(now.toMSecsSinceEpoch()).size() * 2;
-    const bool isTooLarge = file.size() > largest && file.size() > qint64(1) << 24;
-    QList<QByteArray> lines = isTooLarge ? QList<QByteArray>{"?", {}} : file.readAll().split('\n');
+    require(file.error);
+    QList<QByteArray> lines = file.octets.split('\n');
     const QByteArray tail = lines.takeLast();
     bool isDamaged = false;
     for (const QByteArray &line : std::as_const(lines)) {
@@ -64,10 +55,11 @@ void SendLedger::add(const QDateTime &now)
     const qint64 time = now.toMSecsSinceEpoch();
     m_times.push_back(time);
     try {
-        if (m_linesInFile >= m_kept * 2)
+        const QByteArray line = lineOf(time);
+        if (m_size >= m_kept * 2 * line.size())
             replace();
         else
-            append(lineOf(time));
+            append(line);
     } catch (const Fault &) {
         m_times.pop_back();
         throw;
@@ -102,16 +94,13 @@ std::optional<QDateTime> SendLedger::newest(qsizetype n) const
     return QDateTime::fromMSecsSinceEpoch(m_times[static_cast<size_t>(count - n)]);
 }
 
-void SendLedger::append(const QByteArray &lines)
+void SendLedger::append(const QByteArray &line)
 {
-    QFile file(m_fileName);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
-        refuse(file);
-    if (m_linesInFile == 0)
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    if (file.write(lines) != lines.size() || ::fsync(file.handle()) != 0)
-        refuse(file);
-    m_linesInFile += lines.count('\n');
+    qint64 size = 0;
+    require(appendSynced(m_fileName, line, &size));
+    m_size += line.size();
+    if (size != m_size) // another hand was at it
+        replace();
 }
 
 /// The newest times alone, as a whole: a kill leaves the old file or the new one.
@@ -120,13 +109,15 @@ void SendLedger::replace()
     const auto surplus = static_cast<qsizetype>(m_times.size()) - m_kept;
     if (surplus > 0)
         m_times.erase(m_times.begin(), m_times.begin() + surplus);
-    QSaveFile file(m_fileName);
-    if (!file.open(QIODevice::WriteOnly))
-        refuse(file);
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    QByteArray lines;
     for (const qint64 time : m_times)
-        file.write(lineOf(time));
-    if (!file.commit())
-        refuse(file);
-    m_linesInFile = static_cast<qsizetype>(m_times.size());
+        lines += lineOf(time);
+    require(replaceSynced(m_fileName, lines));
+    m_size = lines.size();
+}
+
+void SendLedger::require(const FileError &error) const
+{
+    if (error.isError())
+        throw Fault(u"发送记录 %1 不能读写：%2"_s.arg(m_fileName, error.text()));
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/fault/Fault.h"
+#include "platform/files/FileError.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QString>
 #include <vector>
 
@@ -36,11 +36,12 @@ public:
     [[nodiscard]] std::optional<QDateTime> newest(qsizetype n) const;
 
 private:
-    void append(const QByteArray &lines);
+    void append(const QByteArray &line);
     void replace();
+    void require(const FileError &error) const;
 
     QString m_fileName;
     qsizetype m_kept;
     std::vector<qint64> m_times; // ascending
-    qsizetype m_linesInFile = 0;
+    qint64 m_size = 0;           // octets of the file, by what we wrote
 };

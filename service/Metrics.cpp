@@ -1,9 +1,7 @@
 #include "service/Metrics.h"
 
 #include "platform/fault/Fault.h"
-
-#include <QFile>
-#include <QSaveFile>
+#include "platform/files/Files.h"
 
 using namespace Qt::StringLiterals;
 
@@ -45,14 +43,9 @@ void Metrics::passEnded(Pass pass, const QDateTime &end, qint64 milliseconds)
 
 void Metrics::write(const State &state) const
 {
-    QSaveFile file(m_fileName);
-    const QByteArray octets = text(state);
-    if (!file.open(QIODevice::WriteOnly) || file.write(octets) != octets.size())
-        throw Fault(u"无法写入监控文件 %1：%2"_s.arg(m_fileName, file.errorString()));
-    // Others read it: it holds numbers only.
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
-    if (!file.commit())
-        throw Fault(u"无法写入监控文件 %1：%2"_s.arg(m_fileName, file.errorString()));
+    const FileError error = replaceSynced(m_fileName, text(state), FileMode::figures, Sync::NotAwaited);
+    if (error.isError())
+        throw Fault(u"无法写入监控文件 %1：%2"_s.arg(m_fileName, error.text()));
 }
 
 QByteArray Metrics::text(const State &state) const
