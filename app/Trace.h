@@ -1,7 +1,7 @@
 #pragma once
 
 #include "mailbox/MailTrace.h"
-#include "modem/ModemTrace.h"
+#include "modem/line/ModemTrace.h"
 
 /// Shows the modem's traffic on standard error, a line a chunk, with time stamps: ">" sent, "<" received,
 /// control characters in C notation.

@@ -19,6 +19,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLibraryInfo>
+#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QTranslator>
@@ -46,7 +47,10 @@ QString settingsFile(const CommandLine &line)
 
 /// The outside world, real.
 struct World {
-    explicit World(FileRegistry &settings) : registry(settings) {}
+    explicit World(FileRegistry &settings) : registry(settings)
+    {
+        modem.setReference(static_cast<quint8>(QRandomGenerator::global()->generate()));
+    }
 
     FileRegistry &registry;
     SystemClock clock;

@@ -3,7 +3,7 @@
 #include "foundation/DatabaseSession.h"
 #include "foundation/NumericText.h"
 #include "foundation/Settings.h"
-#include "modem/SerialDevice.h"
+#include "modem/line/SerialDevice.h"
 
 #include <QComboBox>
 #include <QFile>

@@ -1,9 +1,9 @@
 #include "fuzz/Require.h"
-#include "modem/AnswerFields.h"
-#include "modem/FinalResult.h"
-#include "modem/LineSplitter.h"
-#include "modem/ModemLimits.h"
-#include "modem/RestartAnnouncement.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/FinalResult.h"
+#include "modem/line/LineSplitter.h"
+#include "modem/line/ModemLimits.h"
+#include "modem/line/RestartAnnouncement.h"
 
 namespace
 {

@@ -1,6 +1,5 @@
 #include "fuzz/Require.h"
-#include "modem/ModemLimits.h"
-#include "modem/ReceivedTpdu.h"
+#include "modem/tpdu/ReceivedTpdu.h"
 
 /// The first octet is the length that the modem told, the rest the TPDU.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)

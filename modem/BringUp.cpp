@@ -1,9 +1,9 @@
 #include "modem/BringUp.h"
 
-#include "modem/AnswerFields.h"
-#include "modem/AtChannel.h"
 #include "modem/MessageStore.h"
 #include "modem/Registration.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/AtChannel.h"
 
 using namespace Qt::StringLiterals;
 

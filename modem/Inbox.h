@@ -1,7 +1,7 @@
 #pragma once
 
-#include "modem/ModemLimits.h"
 #include "modem/Reassembly.h"
+#include "modem/line/ModemLimits.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -1,7 +1,7 @@
 #include "modem/MessageSender.h"
 
-#include "modem/AtChannel.h"
 #include "modem/Registration.h"
+#include "modem/line/AtChannel.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "modem/ModemFault.h"
-#include "modem/ModemLimits.h"
 #include "modem/ModemResult.h"
 #include "modem/SendVerdict.h"
-#include "modem/SmsSubmit.h"
+#include "modem/line/ModemLimits.h"
+#include "modem/tpdu/SmsSubmit.h"
 
 #include <QByteArray>
 #include <QList>

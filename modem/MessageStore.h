@@ -1,7 +1,7 @@
 #pragma once
 
-#include "modem/ModemLimits.h"
 #include "modem/StoredTpdu.h"
+#include "modem/line/ModemLimits.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

@@ -4,12 +4,11 @@
 #include "modem/ModemLink.h"
 #include "modem/Receiver.h"
 #include "modem/Registration.h"
-#include "modem/SerialDevice.h"
-#include "modem/SmsAddress.h"
-#include "modem/SmsSubmit.h"
+#include "modem/line/SerialDevice.h"
+#include "modem/tpdu/SmsAddress.h"
+#include "modem/tpdu/SmsSubmit.h"
 
 #include <QElapsedTimer>
-#include <QRandomGenerator>
 #include <QSet>
 #include <QTimer>
 
@@ -39,8 +38,7 @@ public:
           limits(timeLimits),
           deviceOf(std::move(mappedDevice)),
           link(timeLimits),
-          receiver(clock, link, timeLimits),
-          reference(static_cast<quint8>(QRandomGenerator::global()->bounded(256)))
+          receiver(clock, link, timeLimits)
     {
         reopenTimer.setInterval(limits.reopen);
         checkEnds.setInterval(0);
@@ -81,7 +79,7 @@ public:
     bool isRegistered = false;
     QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;
-    quint8 reference; ///< of concatenated messages; starts anywhere, so that a restart repeats none
+    quint8 reference = 0; ///< of the next concatenated message
 };
 
 QList<int> ModemControl::Private::baudsToTry() const
@@ -224,6 +222,11 @@ ModemControl::ModemControl(const Clock &clock, std::function<QString(int)> mappe
 }
 
 ModemControl::~ModemControl() = default;
+
+void ModemControl::setReference(quint8 reference)
+{
+    d->reference = reference;
+}
 
 void ModemControl::setPortNumber(qint16 comPort)
 {

@@ -2,9 +2,9 @@
 
 #include "modem/MessageFate.h"
 #include "modem/ModemFault.h"
-#include "modem/ModemLimits.h"
 #include "modem/ModemResult.h"
-#include "modem/ModemTrace.h"
+#include "modem/line/ModemLimits.h"
+#include "modem/line/ModemTrace.h"
 #include "platform/clock/Clock.h"
 
 #include <QObject>
@@ -27,6 +27,9 @@ public:
                  QObject *parent = nullptr, const ModemLimits &limits = {});
     ~ModemControl() override;
 
+    /// Of the next concatenated message, 0 unless set. To be chosen by chance, so that after a restart a text is
+    /// not taken for the rest of another.
+    void setReference(quint8 reference);
     /// COM number, kept for the next open().
     void setPortNumber(qint16 comPort);
     /// Line speed in baud, kept for the next open(); 0 searches the usual ones.

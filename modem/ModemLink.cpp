@@ -3,7 +3,12 @@
 using namespace Qt::StringLiterals;
 
 ModemLink::ModemLink(const ModemLimits &limits, QObject *parent)
-    : QObject(parent), channel(line, limits), store(channel, limits), m_limits(limits)
+    : QObject(parent),
+      m_line(makeSerialLine()),
+      line(*m_line),
+      channel(line, limits),
+      store(channel, limits),
+      m_limits(limits)
 {
     connect(&line, &SerialLine::lost, this, &ModemLink::lost);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "modem/AtChannel.h"
 #include "modem/BringUp.h"
 #include "modem/MessageStore.h"
-#include "modem/ModemLimits.h"
-#include "modem/SerialLine.h"
+#include "modem/line/AtChannel.h"
+#include "modem/line/ModemLimits.h"
+#include "modem/line/SerialLine.h"
 
 #include <QList>
 #include <QObject>
@@ -37,7 +37,11 @@ public:
     /// False when the device is gone, or no longer answers although it is there.
     [[nodiscard]] bool answers();
 
-    SerialLine line;
+private:
+    std::unique_ptr<SerialLine> m_line;
+
+public:
+    SerialLine &line;
     AtChannel channel;
     MessageStore store;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "modem/ReceivedTpdu.h"
 #include "modem/StoredTpdu.h"
+#include "modem/tpdu/ReceivedTpdu.h"
 
 #include <QDateTime>
 #include <QList>

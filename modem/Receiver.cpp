@@ -1,8 +1,8 @@
 #include "modem/Receiver.h"
 
-#include "modem/AnswerFields.h"
 #include "modem/ModemLink.h"
-#include "modem/RestartAnnouncement.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/RestartAnnouncement.h"
 #include "platform/files/Files.h"
 
 #include <QPointer>

@@ -2,7 +2,7 @@
 
 #include "modem/Inbox.h"
 #include "modem/MessageFate.h"
-#include "modem/ModemLimits.h"
+#include "modem/line/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 #include "modem/Registration.h"
 
-#include "modem/AnswerFields.h"
-#include "modem/AtChannel.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/AtChannel.h"
 
 bool isRegistered(AtChannel &channel, const ModemLimits &limits)
 {

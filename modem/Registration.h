@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/ModemLimits.h"
+#include "modem/line/ModemLimits.h"
 
 #include <optional>
 

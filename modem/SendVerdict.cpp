@@ -1,7 +1,7 @@
 #include "modem/SendVerdict.h"
 
-#include "modem/AnswerFields.h"
-#include "modem/AtChannel.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/AtChannel.h"
 
 #include <algorithm>
 #include <array>

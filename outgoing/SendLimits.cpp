@@ -1,7 +1,7 @@
 #include "outgoing/SendLimits.h"
 
 #include "foundation/Settings.h"
-#include "modem/SmsSubmit.h"
+#include "modem/tpdu/SmsSubmit.h"
 
 using namespace Qt::StringLiterals;
 

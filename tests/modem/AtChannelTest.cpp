@@ -1,6 +1,6 @@
-#include "modem/AtChannel.h"
+#include "modem/line/AtChannel.h"
 
-#include "modem/SerialLine.h"
+#include "modem/line/SerialLine.h"
 #include "tests/support/SimulatorProcess.h"
 
 #include <QTest>
@@ -40,11 +40,11 @@ private slots:
             "AT+CMGL=4\r\r\n+CMGL: 1,0,,2\r\n\r\n+CMTI: \"SM\",3\r\n0102\r\n+CMGL: 2,1,,0\r\n\r\n"
             "+CMT: ,1\r\nAA\r\n+CMGL: 3,1,,2\r\n0304\r\n\r\nOK\r\n";
         SimulatorProcess simulator({u"--echo"_s, u"off"_s});
-        SerialLine line;
-        AtChannel channel(line, {});
-        QCOMPARE(line.open(simulator.devicePath()), SerialLine::OpenResult::Opened);
+        const std::unique_ptr<SerialLine> line = makeSerialLine();
+        AtChannel channel(*line, {});
+        QCOMPARE(line->open(simulator.devicePath(), 115200), SerialLine::OpenResult::Opened);
         QByteArray rest;
-        connect(&line, &SerialLine::octetsArrived, [&] {
+        connect(line.get(), &SerialLine::octetsArrived, [&] {
             if (!rest.isEmpty())
                 simulator.command(u"octets "_s + escaped(std::exchange(rest, {})));
         });

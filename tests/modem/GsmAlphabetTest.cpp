@@ -1,6 +1,6 @@
-#include "modem/GsmAlphabet.h"
+#include "modem/tpdu/GsmAlphabet.h"
 
-#include "modem/GsmTables.h"
+#include "modem/tpdu/GsmTables.h"
 
 #include <QSet>
 #include <QTest>

@@ -1,6 +1,5 @@
-#include "modem/ModemLimits.h"
-#include "modem/ReceivedTpdu.h"
-#include "modem/SmsSubmit.h"
+#include "modem/tpdu/ReceivedTpdu.h"
+#include "modem/tpdu/SmsSubmit.h"
 #include "tests/modem/Transcript.h"
 
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "modem/DataCoding.h"
+#include "modem/tpdu/DataCoding.h"
 
 namespace
 {

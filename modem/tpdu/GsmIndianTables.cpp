@@ -1,4 +1,4 @@
-#include "modem/GsmIndianTables.h"
+#include "modem/tpdu/GsmIndianTables.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "modem/UserDataHeader.h"
+#include "modem/tpdu/UserDataHeader.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
-#include "modem/AtChannel.h"
+#include "modem/line/AtChannel.h"
 
-#include "modem/RestartAnnouncement.h"
-#include "modem/SerialLine.h"
+#include "modem/line/RestartAnnouncement.h"
+#include "modem/line/SerialLine.h"
 
 #include <algorithm>
 #include <cctype>

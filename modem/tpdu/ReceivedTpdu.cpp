@@ -1,6 +1,6 @@
-#include "modem/ReceivedTpdu.h"
+#include "modem/tpdu/ReceivedTpdu.h"
 
-#include "modem/Scts.h"
+#include "modem/tpdu/Scts.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/GsmAlphabet.h"
+#include "modem/tpdu/GsmAlphabet.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

@@ -1,4 +1,4 @@
-#include "modem/AnswerFields.h"
+#include "modem/line/AnswerFields.h"
 
 namespace
 {

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <array>
+#include "modem/tpdu/GsmTable.h"
 
 /// The character tables of 3GPP TS 23.038, by national language identifier (6.2.1.2.4); 0 and every
 /// identifier without a table of its own mean the default ones.
 namespace GsmTables
 {
-
-/// A character for each septet.
-using Table = std::array<char16_t, 128>;
 
 /// The default alphabet (6.2.1) or a locking shift table (annex A.3). Undefined places are blanks.
 [[nodiscard]] const Table &locking(int language);

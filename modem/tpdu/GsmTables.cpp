@@ -1,6 +1,6 @@
-#include "modem/GsmTables.h"
+#include "modem/tpdu/GsmTables.h"
 
-#include "modem/GsmIndianTables.h"
+#include "modem/tpdu/GsmIndianTables.h"
 
 #include <initializer_list>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "modem/FinalResult.h"
+#include "modem/line/FinalResult.h"
 
 #include <algorithm>
 #include <array>

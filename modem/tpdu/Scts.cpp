@@ -1,4 +1,4 @@
-#include "modem/Scts.h"
+#include "modem/tpdu/Scts.h"
 
 #include <QTimeZone>
 

@@ -1,6 +1,6 @@
-#include "modem/LineSplitter.h"
+#include "modem/line/LineSplitter.h"
 
-#include "modem/ModemLimits.h"
+#include "modem/line/ModemLimits.h"
 
 #include <algorithm>
 

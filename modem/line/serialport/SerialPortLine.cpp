@@ -1,6 +1,7 @@
-#include "modem/SerialLine.h"
+#include "modem/line/SerialLine.h"
 
 #include <QFileInfo>
+#include <QSerialPort>
 #include <algorithm>
 
 namespace
@@ -14,15 +15,37 @@ int remainingMs(const QDeadlineTimer &deadline)
     return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, longestMs));
 }
 
-} // namespace
+/// On a port of this machine.
+class SerialPortLine final : public SerialLine
+{
+public:
+    SerialPortLine();
 
-SerialLine::SerialLine(QObject *parent) : QObject(parent)
+    OpenResult open(const QString &device, int baud) override;
+    void setBaud(int baud) override { m_port.setBaudRate(baud); }
+    void close() override;
+    bool isOpen() const override { return m_port.isOpen(); }
+    QString errorText() const override { return m_port.errorString(); }
+    Wait write(QByteArrayView octets, const QDeadlineTimer &deadline) override;
+    Wait waitForOctets(const QDeadlineTimer &deadline) override;
+    QByteArray readAll() override;
+
+private:
+    void noteError(QSerialPort::SerialPortError error);
+    Wait endWait();
+
+    QSerialPort m_port;
+    bool m_waiting = false;
+    bool m_lost = false;
+};
+
+SerialPortLine::SerialPortLine()
 {
     connect(&m_port, &QSerialPort::readyRead, this, &SerialLine::octetsArrived);
-    connect(&m_port, &QSerialPort::errorOccurred, this, &SerialLine::noteError);
+    connect(&m_port, &QSerialPort::errorOccurred, this, &SerialPortLine::noteError);
 }
 
-SerialLine::OpenResult SerialLine::open(const QString &device, int baud)
+SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
 {
     close();
     // The real path: the lock of one device is then the same under all its names.
@@ -59,7 +82,7 @@ SerialLine::OpenResult SerialLine::open(const QString &device, int baud)
     return file.isReadable() && file.isWritable() ? OpenResult::Busy : OpenResult::Denied;
 }
 
-void SerialLine::close()
+void SerialPortLine::close()
 {
     if (!m_port.isOpen())
         return;
@@ -70,12 +93,11 @@ void SerialLine::close()
     m_lost = false;
 }
 
-SerialLine::Wait SerialLine::write(QByteArrayView octets, const QDeadlineTimer &deadline)
+SerialLine::Wait SerialPortLine::write(QByteArrayView octets, const QDeadlineTimer &deadline)
 {
     if (!m_port.isOpen())
         return Wait::Lost;
-    if (m_trace)
-        m_trace(TraceDirection::Sent, octets);
+    trace(TraceDirection::Sent, octets);
     m_waiting = true;
     Wait result = Wait::Ready;
     if (m_port.write(octets.data(), octets.size()) != octets.size())
@@ -97,7 +119,7 @@ SerialLine::Wait SerialLine::write(QByteArrayView octets, const QDeadlineTimer &
     return end == Wait::Lost ? end : result;
 }
 
-SerialLine::Wait SerialLine::waitForOctets(const QDeadlineTimer &deadline)
+SerialLine::Wait SerialPortLine::waitForOctets(const QDeadlineTimer &deadline)
 {
     if (!m_port.isOpen())
         return Wait::Lost;
@@ -106,8 +128,7 @@ SerialLine::Wait SerialLine::waitForOctets(const QDeadlineTimer &deadline)
     m_waiting = true;
     bool ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
     while (!ready && !m_lost && m_port.error() == QSerialPort::TimeoutError && !deadline.hasExpired()) {
-        if (m_whileWaiting)
-            m_whileWaiting();
+        whileWaiting();
         ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
     }
     if (!ready && !m_lost && m_port.error() != QSerialPort::TimeoutError)
@@ -123,7 +144,7 @@ SerialLine::Wait SerialLine::waitForOctets(const QDeadlineTimer &deadline)
     return Wait::TimedOut;
 }
 
-SerialLine::Wait SerialLine::endWait()
+SerialLine::Wait SerialPortLine::endWait()
 {
     m_waiting = false;
     if (!m_lost)
@@ -132,15 +153,15 @@ SerialLine::Wait SerialLine::endWait()
     return Wait::Lost;
 }
 
-QByteArray SerialLine::readAll()
+QByteArray SerialPortLine::readAll()
 {
     QByteArray octets = m_port.isOpen() ? m_port.readAll() : QByteArray();
-    if (m_trace && !octets.isEmpty())
-        m_trace(TraceDirection::Received, octets);
+    if (!octets.isEmpty())
+        trace(TraceDirection::Received, octets);
     return octets;
 }
 
-void SerialLine::noteError(QSerialPort::SerialPortError error)
+void SerialPortLine::noteError(QSerialPort::SerialPortError error)
 {
     // A vanished pseudo-terminal is a read error, a vanished USB device a resource error.
     if (error != QSerialPort::ReadError && error != QSerialPort::WriteError &&
@@ -151,4 +172,11 @@ void SerialLine::noteError(QSerialPort::SerialPortError error)
         return;
     close(); // at once: the port would report the same error for ever
     emit lost();
+}
+
+} // namespace
+
+std::unique_ptr<SerialLine> makeSerialLine()
+{
+    return std::make_unique<SerialPortLine>();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/OctetCursor.h"
+#include "modem/tpdu/OctetCursor.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,6 +18,9 @@ struct SmsAddress {
         Reserved = 7,
     };
 
+    /// What an address to send to can hold (3GPP TS 23.040, 9.1.2.5).
+    static constexpr qsizetype mostDigits = 20;
+
     TypeOfNumber ton = TypeOfNumber::Unknown;
     QString value; ///< the digits without "+", or the alphanumeric text
 
@@ -30,7 +33,7 @@ struct SmsAddress {
 /// The same as display(), but an international number of countryCode ("86", "" = none) in national form.
 [[nodiscard]] QString displayWithin(const SmsAddress &address, const QString &countryCode);
 
-/// An optional "+" and 1 to ModemBounds::numberDigits digits 0 to 9: all that may enter a command line or
+/// An optional "+" and 1 to SmsAddress::mostDigits digits 0 to 9: all that may enter a command line or
 /// a TPDU.
 [[nodiscard]] bool isDialable(const QString &number);
 

@@ -42,8 +42,6 @@ namespace ModemBounds
 constexpr qsizetype lineOctets = 4096;      ///< a longer line is dropped whole
 constexpr qsizetype answerLines = 8192;     ///< further lines of one answer are dropped
 constexpr qsizetype unsolicitedLines = 512; ///< further unsolicited lines are dropped until these are handled
-constexpr int numberDigits = 20;            ///< 3GPP TS 23.040, 9.1.2.5: an address holds 20 digits
-constexpr int parts = 255;                  ///< 3GPP TS 23.040, 9.2.3.24.1
 constexpr int storeEntries = 255;           ///< assumed when the modem does not tell the size of its store
 constexpr int storeEntriesMost = 10000;     ///< a larger size told by the modem is not believed
 constexpr qsizetype rememberedCopies =

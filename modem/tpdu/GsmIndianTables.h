@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/GsmTables.h"
+#include "modem/tpdu/GsmTable.h"
 
 /// The tables of Urdu and the languages of India in 3GPP TS 23.038, annexes A.2 and A.3, identifiers 4 to 13.
 namespace GsmIndianTables

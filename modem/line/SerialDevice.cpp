@@ -1,4 +1,4 @@
-#include "modem/SerialDevice.h"
+#include "modem/line/SerialDevice.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "modem/DataCoding.h"
-#include "modem/SmsAddress.h"
-#include "modem/UserDataHeader.h"
+#include "modem/tpdu/DataCoding.h"
+#include "modem/tpdu/SmsAddress.h"
+#include "modem/tpdu/UserDataHeader.h"
 
 #include <QByteArrayView>
 #include <QDateTime>

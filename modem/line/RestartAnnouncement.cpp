@@ -1,4 +1,4 @@
-#include "modem/RestartAnnouncement.h"
+#include "modem/line/RestartAnnouncement.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,8 @@
-#include "modem/SmsSubmit.h"
+#include "modem/tpdu/SmsSubmit.h"
 
-#include "modem/GsmAlphabet.h"
-#include "modem/ModemLimits.h"
-#include "modem/SmsAddress.h"
-#include "modem/UserDataHeader.h"
+#include "modem/tpdu/GsmAlphabet.h"
+#include "modem/tpdu/SmsAddress.h"
+#include "modem/tpdu/UserDataHeader.h"
 
 #include <optional>
 
@@ -71,7 +70,7 @@ QList<qsizetype> partLengths(qsizetype size, qsizetype most, KeepsTogether keeps
 {
     QList<qsizetype> lengths;
     for (qsizetype start = 0; start < size; start += lengths.last()) {
-        if (lengths.size() == ModemBounds::parts)
+        if (lengths.size() == SmsSubmit::mostParts)
             return {};
         lengths.append(partLength(start, size, most, keepsTogether));
     }

@@ -1,7 +1,6 @@
-#include "modem/SmsAddress.h"
+#include "modem/tpdu/SmsAddress.h"
 
-#include "modem/GsmAlphabet.h"
-#include "modem/ModemLimits.h"
+#include "modem/tpdu/GsmAlphabet.h"
 
 #include <algorithm>
 
@@ -55,7 +54,7 @@ QString displayWithin(const SmsAddress &address, const QString &countryCode)
 bool isDialable(const QString &number)
 {
     const QStringView digits = number.startsWith(u'+') ? QStringView(number).sliced(1) : QStringView(number);
-    return !digits.isEmpty() && digits.size() <= ModemBounds::numberDigits &&
+    return !digits.isEmpty() && digits.size() <= SmsAddress::mostDigits &&
            std::all_of(digits.begin(), digits.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
 }
 

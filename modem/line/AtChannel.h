@@ -1,8 +1,8 @@
 #pragma once
 
-#include "modem/FinalResult.h"
-#include "modem/LineSplitter.h"
-#include "modem/ModemLimits.h"
+#include "modem/line/FinalResult.h"
+#include "modem/line/LineSplitter.h"
+#include "modem/line/ModemLimits.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>
