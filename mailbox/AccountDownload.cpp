@@ -47,13 +47,18 @@ MailKey AccountDownload::keyOf(int number)
 
 AccountHistory AccountDownload::history() const
 {
-    return validHistory(m_pass.watch.history(*m_account.OAID), m_account);
+    return validHistory(m_pass.watch.known().histories.value(*m_account.OAID), m_account);
 }
 
-bool AccountDownload::mayConnect()
+bool AccountDownload::isAdmitted() const
 {
-    return m_account.OAID && m_pass.watch.admitsAccount(*m_account.OAID) &&
-           !m_pass.silentServers.contains(server()) && mayLogIn(history(), QDateTime::currentDateTime());
+    return m_account.OAID && !m_pass.watch.known().passedOverAccounts.contains(*m_account.OAID);
+}
+
+bool AccountDownload::mayConnect() const
+{
+    return isAdmitted() && !m_pass.silentServers.contains(server()) &&
+           mayLogIn(history(), QDateTime::currentDateTime());
 }
 
 bool AccountDownload::logInAhead()
@@ -95,7 +100,7 @@ void AccountDownload::noteAnswer(const Pop3ConnectResult &result)
 {
     if (isInVain(result))
         return;
-    m_pass.watch.noteHistory(*m_account.OAID, afterLogin(history(), result, QDateTime::currentDateTime()));
+    m_pass.watch.learn(*m_account.OAID, afterLogin(history(), result, QDateTime::currentDateTime()));
     if (result.connected())
         m_pass.answeringServers.insert(server());
     else if (result.outcome == Pop3ConnectOutcome::HostUnreachable ||
@@ -131,9 +136,9 @@ void AccountDownload::run()
         note(u"SA_email.OAID 不是整数"_s);
         return;
     }
-    if (!m_pass.watch.admitsAccount(*m_account.OAID))
+    if (!isAdmitted())
         return;
-    m_pass.watch.beginAccount(*m_account.OAID, shownName());
+    m_pass.watch.told(CollectorProtocol::AccountBegins{*m_account.OAID, shownName()});
     m_sinceBegin.start();
     End end = runSession();
     if (end == End::GoneAhead)
@@ -151,7 +156,7 @@ void AccountDownload::goOneByOne()
     m_isOneByOne = true;
     AccountHistory known = history();
     known.isOneByOne = true;
-    m_pass.watch.noteHistory(*m_account.OAID, known);
+    m_pass.watch.learn(*m_account.OAID, known);
     note(u"改为逐条收取"_s);
 }
 
@@ -220,23 +225,24 @@ void AccountDownload::noteIds(const MailboxListing &listing, const QByteArray &s
     if (known.areIdsChanging)
         note(u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s);
     if (known != before)
-        m_pass.watch.noteHistory(*m_account.OAID, known);
+        m_pass.watch.learn(*m_account.OAID, known);
 }
 
 void AccountDownload::storeNewMessages(MailboxListing &listing)
 {
     QList<int> numbers = listing.unstored();
-    numbers.removeIf([&](int number) { return !m_pass.watch.admits(keyOf(number)); });
+    numbers.removeIf(
+        [&](int number) { return m_pass.watch.known().passedOverMails.contains(keyOf(number)); });
     m_client->retrieve(numbers, [&](int number, Pop3Client::Retrieved message) {
         if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
             note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
             return;
         }
         const MailKey key = keyOf(number);
-        m_pass.watch.beginMail(key);
+        m_pass.watch.told(CollectorProtocol::MailBegins{key});
         if (store(key, std::get<QByteArray>(std::move(message))))
             listing.noteStored(number);
-        m_pass.watch.endMail();
+        m_pass.watch.told(CollectorProtocol::MailEnds());
     });
 }
 
@@ -244,7 +250,7 @@ void AccountDownload::storeNewMessages(MailboxListing &listing)
 bool AccountDownload::store(const MailKey &key, QByteArray octets)
 {
     try {
-        const bool isPlain = m_pass.watch.readsPlainly(key);
+        const bool isPlain = m_pass.watch.known().plainMails.contains(key);
         storeMail(m_pass.connection,
                   {m_userName, key.accountKey, key.uid,
                    isPlain ? MimeMessage::readPlainly(std::move(octets)) : MimeMessage(std::move(octets)),

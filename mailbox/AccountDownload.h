@@ -37,7 +37,8 @@ private:
     [[nodiscard]] End runSession();
     void goOneByOne();
     void download();
-    [[nodiscard]] bool mayConnect();
+    [[nodiscard]] bool isAdmitted() const;
+    [[nodiscard]] bool mayConnect() const;
     void begin();
     [[nodiscard]] bool connect();
     void noteAnswer(const Pop3ConnectResult &result);

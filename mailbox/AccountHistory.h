@@ -12,18 +12,18 @@
 /// again; from the second in a row on, each by another way, it is one in a minute at most, and the distances grow up
 /// to an hour.
 struct AccountHistory {
-    QByteArray account; ///< a digest of the account's row that the rest was learnt from
-    Pop3LoginWays ways;
+    QByteArray account = {}; ///< a digest of the account's row that the rest was learnt from
+    Pop3LoginWays ways = {};
     int refusals = 0;                 ///< in a row
-    QDateTime last;                   ///< when the last login was answered
+    QDateTime last = {};              ///< when the last login was answered
     std::chrono::seconds distance{0}; ///< how long after it the next one may come
 
     /// Answers and questions did not fit together: from now on nothing is asked before the answer before it is
     /// there.
     bool isOneByOne = false;
     /// Digests of the listing of the last session if nothing in it was known, although mails were stored then.
-    QByteArray unknownIds;
-    QByteArray unknownSizes;
+    QByteArray unknownIds = {};
+    QByteArray unknownSizes = {};
     bool areIdsChanging = false; ///< other ids with every session, for the same messages
 
     bool operator==(const AccountHistory &) const = default;

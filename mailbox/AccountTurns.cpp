@@ -1,28 +1,21 @@
 #include "mailbox/AccountTurns.h"
 
-#include "mailbox/AccountDownload.h"
-
-#include <QHash>
-
-AccountTurns::AccountTurns()
+AccountTurns::AccountTurns(CollectionPass &pass, QStringList users, const LoginsAhead &ahead)
+    : m_pass(pass), m_coming(std::move(users)), m_ahead(ahead)
 {
     m_sinceBegin.start();
 }
 
-AccountTurns::~AccountTurns() = default;
-AccountTurns::AccountTurns(AccountTurns &&) noexcept = default;
-AccountTurns &AccountTurns::operator=(AccountTurns &&) noexcept = default;
-
-AccountTurns::Accounts AccountTurns::load(const QString &userName, CollectionPass &pass)
+AccountTurns::Accounts AccountTurns::load(const QString &userName) const
 {
     Accounts turns;
-    const QList<MailAccount> accounts = mailAccounts(pass.connection, userName);
+    const QList<MailAccount> accounts = mailAccounts(m_pass.connection, userName);
     for (const MailAccount &account : accounts)
-        turns.push_back(std::make_unique<AccountDownload>(userName, account, pass));
+        turns.push_back(std::make_unique<AccountDownload>(userName, account, m_pass));
     return turns;
 }
 
-void AccountTurns::beginUser(const QString &userName, CollectionPass &pass)
+void AccountTurns::beginUser(const QString &userName)
 {
     m_current.clear();
     if (!m_loaded.empty()) {
@@ -32,7 +25,7 @@ void AccountTurns::beginUser(const QString &userName, CollectionPass &pass)
     }
     if (!m_coming.isEmpty())
         m_coming.removeFirst();
-    m_current = load(userName, pass);
+    m_current = load(userName);
 }
 
 std::unique_ptr<AccountDownload> AccountTurns::takeNext()
@@ -44,7 +37,7 @@ std::unique_ptr<AccountDownload> AccountTurns::takeNext()
     return turn;
 }
 
-std::vector<AccountDownload *> AccountTurns::comingTurns(CollectionPass &pass)
+std::vector<AccountDownload *> AccountTurns::comingTurns()
 {
     std::vector<AccountDownload *> turns;
     const auto most = static_cast<size_t>(m_ahead.accounts);
@@ -57,7 +50,7 @@ std::vector<AccountDownload *> AccountTurns::comingTurns(CollectionPass &pass)
         add(accounts);
     while (!m_coming.isEmpty() && turns.size() < most) {
         try {
-            m_loaded.push_back(load(m_coming.constFirst(), pass));
+            m_loaded.push_back(load(m_coming.constFirst()));
         } catch (const DatabaseFault &) {
             break; // in the user's own turn it is dealt with
         }
@@ -67,15 +60,16 @@ std::vector<AccountDownload *> AccountTurns::comingTurns(CollectionPass &pass)
     return turns;
 }
 
-void AccountTurns::logInAhead(const AccountDownload &current, CollectionPass &pass)
+void AccountTurns::logInAhead(const AccountDownload &current)
 {
-    if (m_ahead.accounts == 0 || std::chrono::milliseconds(m_sinceBegin.elapsed()) < m_ahead.after)
+    if (m_pass.watch.known().isOneAtATime || m_ahead.accounts == 0 ||
+        std::chrono::milliseconds(m_sinceBegin.elapsed()) < m_ahead.after)
         return;
     QHash<QString, int> sessions{{current.server(), 1}}; // by server
     QSet<QString> mailboxes{current.mailbox()};
-    for (AccountDownload *turn : comingTurns(pass)) {
+    for (AccountDownload *turn : comingTurns()) {
         // Where nobody was let in yet one tries; two sessions at once no mailbox admits.
-        const int most = pass.answeringServers.contains(turn->server()) ? m_ahead.atOneServer : 0;
+        const int most = m_pass.answeringServers.contains(turn->server()) ? m_ahead.atOneServer : 0;
         int &others = sessions[turn->server()];
         const bool isFree = others <= most && !mailboxes.contains(turn->mailbox());
         mailboxes.insert(turn->mailbox());

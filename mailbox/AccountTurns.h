@@ -1,54 +1,46 @@
 #pragma once
 
-#include <QElapsedTimer>
-#include <QStringList>
+#include "mailbox/AccountDownload.h"
 
-#include <chrono>
 #include <deque>
 #include <memory>
 #include <vector>
 
-class AccountDownload;
-struct CollectionPass;
+/// How many accounts at most are logged in to before their turn; one is no burden to any server.
+struct LoginsAhead {
+    int accounts = 8;
+    int atOneServer = 4;
+    /// A pass that is over sooner goes one by one, which is easier to follow.
+    std::chrono::milliseconds after{1000};
+};
 
 /// The turns of the accounts in a pass, one after the other in the order of users and accounts. In a pass that takes
 /// longer the accounts that come next are logged in to while one has its turn, so that their waits overlap.
 class AccountTurns
 {
 public:
-    /// How many accounts at most are logged in to before their turn; one is no burden to any server.
-    struct Ahead {
-        int accounts = 8;
-        int atOneServer = 4;
-        /// A pass that is over sooner goes one by one, which is easier to follow.
-        std::chrono::milliseconds after{1000};
-    };
+    /// users: of the pass, in their order; without them only the accounts of one user overlap. pass must outlive it.
+    explicit AccountTurns(CollectionPass &pass, QStringList users = {}, const LoginsAhead &ahead = {});
 
-    AccountTurns();
-    ~AccountTurns();
-    AccountTurns(AccountTurns &&) noexcept;
-    AccountTurns &operator=(AccountTurns &&) noexcept;
-
-    /// The users of the pass in their order; without them only the accounts of one user overlap.
-    void expect(const QStringList &users) { m_coming = users; }
-    void setAhead(const Ahead &ahead) { m_ahead = ahead; }
+    [[nodiscard]] CollectionPass &pass() { return m_pass; }
 
     /// The accounts of the next user get their turns. Throws DatabaseFault.
-    void beginUser(const QString &userName, CollectionPass &pass);
+    void beginUser(const QString &userName);
     /// The user's next account, or null.
     [[nodiscard]] std::unique_ptr<AccountDownload> takeNext();
     /// Begins to log in to accounts that come after current.
-    void logInAhead(const AccountDownload &current, CollectionPass &pass);
+    void logInAhead(const AccountDownload &current);
 
 private:
     using Accounts = std::deque<std::unique_ptr<AccountDownload>>;
-    [[nodiscard]] static Accounts load(const QString &userName, CollectionPass &pass);
+    [[nodiscard]] Accounts load(const QString &userName) const;
     /// The next accounts, those of the next users included.
-    [[nodiscard]] std::vector<AccountDownload *> comingTurns(CollectionPass &pass);
+    [[nodiscard]] std::vector<AccountDownload *> comingTurns();
 
-    Ahead m_ahead;
+    CollectionPass &m_pass;
+    QStringList m_coming; // users whose accounts are not loaded yet
+    const LoginsAhead m_ahead;
     QElapsedTimer m_sinceBegin;
-    QStringList m_coming;          // users whose accounts are not loaded yet
     std::deque<Accounts> m_loaded; // of the users before those
     Accounts m_current;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "database/Connection.h"
-#include "mailbox/AccountTurns.h"
+#include "database/DatabaseFault.h"
 #include "mailbox/CollectionWatch.h"
 #include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"
@@ -19,7 +19,6 @@ struct CollectionPass {
     /// After which an account's session ends in order; what it has left comes at the next pass.
     std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
 
-    AccountTurns turns = {};
     /// Servers ("host:port") that let somebody in.
     QSet<QString> answeringServers = {};
     /// Servers that could not be reached, or fell silent at whatever point: not tried again in the same pass.

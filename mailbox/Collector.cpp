@@ -11,7 +11,7 @@ namespace
 constexpr auto unnoticed = 1s;
 /// An account's turn is bounded by the limits of its session and of the database; this is far beyond them.
 constexpr auto hanging = 15min;
-constexpr int stopLimitMilliseconds = 2000;
+constexpr std::chrono::milliseconds stopLimit = 2s;
 /// The first end may have been anybody's fault.
 constexpr int deathsBeforeAnAccountRests = 2;
 
@@ -68,7 +68,7 @@ void Collector::start()
     m_mail.reset();
     m_failure.reset();
     m_process.start();
-    m_process.write(CollectorProtocol::encode(m_order));
+    m_process.write(CollectorProtocol::encode(m_state));
     m_process.closeWriteChannel();
     m_untilLong.start(unnoticed);
     m_untilHanging.start(hanging);
@@ -80,7 +80,7 @@ void Collector::stop()
         return;
     m_process.disconnect(this);
     m_process.kill();
-    static_cast<void>(m_process.waitForFinished(stopLimitMilliseconds));
+    static_cast<void>(m_process.waitForFinished(static_cast<int>(stopLimit.count())));
     rest();
 }
 
@@ -100,6 +100,8 @@ void Collector::readReports()
         if (const auto report = CollectorProtocol::decodeReport(m_process.readLine()))
             noteReport(*report);
     }
+    if (m_process.bytesAvailable() > CollectorProtocol::longestReport)
+        m_process.readAll();
 }
 
 void Collector::noteReport(const CollectorProtocol::Report &report)
@@ -122,7 +124,7 @@ void Collector::noteReport(const CollectorProtocol::Report &report)
 
 void Collector::noteHistory(qint64 accountKey, const AccountHistory &history)
 {
-    AccountHistory &known = m_order.histories[accountKey];
+    AccountHistory &known = m_state.histories[accountKey];
     if (history.areIdsChanging && !known.areIdsChanging)
         m_console.addLogLine(
             u"%1：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s.arg(m_account.mailbox));
@@ -145,23 +147,23 @@ void Collector::finished(int exitCode, QProcess::ExitStatus status)
 
 void Collector::notePoison(const QString &cause)
 {
-    if (m_mail && !m_order.plainMails.contains(*m_mail)) {
-        m_order.plainMails.insert(*m_mail);
+    if (m_mail && !m_state.plainMails.contains(*m_mail)) {
+        m_state.plainMails.insert(*m_mail);
         m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），将以原文附件保存"_s.arg(m_account.mailbox,
                                                                                          m_mail->uid, cause));
         return;
     }
     if (m_mail) {
-        m_order.passedOverMails.insert(*m_mail);
+        m_state.passedOverMails.insert(*m_mail);
         m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），已留在服务器上，本次运行不再收取"_s.arg(
             m_account.mailbox, m_mail->uid, cause));
         return;
     }
     m_faults.failed(processTask(), u"进程意外中止（%1）"_s.arg(cause));
-    m_order.isOneAtATime = true; // so that the account that has its turn is the one that ends it
+    m_state.isOneAtATime = true; // so that the account that has its turn is the one that ends it
     if (!m_account.mailbox.isEmpty() &&
         ++m_deathsOutsideMails[m_account.accountKey] == deathsBeforeAnAccountRests) {
-        m_order.passedOverAccounts.insert(m_account.accountKey);
+        m_state.passedOverAccounts.insert(m_account.accountKey);
         m_console.addLogLine(u"%1 两次使收取进程中止，本次运行不再收取"_s.arg(m_account.mailbox));
     }
 }

@@ -13,7 +13,7 @@ class Collector final : public QObject
 {
     Q_OBJECT
 public:
-    /// How the process is started; it gets its order on standard input.
+    /// How the process is started; it gets its state on standard input.
     struct Program {
         QString path;
         QStringList arguments;
@@ -54,6 +54,6 @@ private:
     std::optional<MailKey> m_mail;
     std::optional<CollectorProtocol::PassFailed> m_failure;
 
-    CollectorProtocol::Order m_order;        // grows from pass to pass
+    CollectorState m_state;                  // grows from pass to pass
     QHash<qint64, int> m_deathsOutsideMails; // by account
 };

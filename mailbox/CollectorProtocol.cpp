@@ -1,10 +1,40 @@
 #include "mailbox/CollectorProtocol.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QDataStream>
+#include <QIODevice>
 
-using namespace Qt::StringLiterals;
+#include <array>
+#include <tuple>
+
+// Beside the types, where the operators for sets and hashes look for them.
+
+static QDataStream &operator<<(QDataStream &out, const MailKey &key)
+{
+    return out << key.accountKey << key.uid;
+}
+
+static QDataStream &operator>>(QDataStream &in, MailKey &key)
+{
+    return in >> key.accountKey >> key.uid;
+}
+
+static QDataStream &operator<<(QDataStream &out, const AccountHistory &history)
+{
+    return out << history.account << history.ways.proven << history.ways.refused.join(' ') << history.refusals
+               << history.last << static_cast<qint32>(history.distance.count()) << history.isOneByOne
+               << history.unknownIds << history.unknownSizes << history.areIdsChanging;
+}
+
+static QDataStream &operator>>(QDataStream &in, AccountHistory &history)
+{
+    QByteArray refused; // for a list, Qt makes room as large as its sender says
+    qint32 seconds = 0;
+    in >> history.account >> history.ways.proven >> refused >> history.refusals >> history.last >> seconds >>
+        history.isOneByOne >> history.unknownIds >> history.unknownSizes >> history.areIdsChanging;
+    history.ways.refused = refused.isEmpty() ? QByteArrayList() : refused.split(' ');
+    history.distance = std::chrono::seconds(seconds);
+    return in;
+}
 
 namespace CollectorProtocol
 {
@@ -12,143 +42,88 @@ namespace CollectorProtocol
 namespace
 {
 
-// A key may be beyond what a JSON number holds exactly.
-QString keyText(qint64 key)
-{
-    return QString::number(key);
-}
+constexpr auto version = QDataStream::Qt_6_0;
 
-QByteArray line(const QJsonArray &array)
-{
-    return QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n';
-}
-
-QJsonArray encoded(const AccountHistory &history)
-{
-    QJsonArray refused;
-    for (const QByteArray &way : history.ways.refused)
-        refused.append(QString::fromLatin1(way));
-    return {QString::fromLatin1(history.account),
-            QString::fromLatin1(history.ways.proven),
-            refused,
-            history.refusals,
-            history.last.toString(Qt::ISODateWithMs),
-            qint64(history.distance.count()),
-            history.isOneByOne,
-            QString::fromLatin1(history.unknownIds),
-            QString::fromLatin1(history.unknownSizes),
-            history.areIdsChanging};
-}
-
-AccountHistory decodedHistory(const QJsonArray &array)
-{
-    AccountHistory history;
-    history.account = array.at(0).toString().toLatin1();
-    history.ways.proven = array.at(1).toString().toLatin1();
-    const QJsonArray refused = array.at(2).toArray();
-    for (const auto &way : refused)
-        history.ways.refused += way.toString().toLatin1();
-    history.refusals = array.at(3).toInt();
-    history.last = QDateTime::fromString(array.at(4).toString(), Qt::ISODateWithMs);
-    history.distance = std::chrono::seconds(array.at(5).toInt());
-    history.isOneByOne = array.at(6).toBool();
-    history.unknownIds = array.at(7).toString().toLatin1();
-    history.unknownSizes = array.at(8).toString().toLatin1();
-    history.areIdsChanging = array.at(9).toBool();
-    return history;
-}
-
-struct Encoder {
-    QJsonArray operator()(const AccountBegins &report) const
+/// The fields of a message, to be written and read in this order.
+struct Fields {
+    static auto of(AccountBegins &report) { return std::tie(report.accountKey, report.mailbox); }
+    static auto of(AccountLearnt &report) { return std::tie(report.accountKey, report.history); }
+    static auto of(MailBegins &report) { return std::tie(report.mail); }
+    static auto of(MailEnds &) { return std::tie(); }
+    static auto of(CharactersReplaced &report) { return std::tie(report.table); }
+    static auto of(PassFailed &report) { return std::tie(report.databaseGone, report.cause); }
+    static auto of(CollectorState &state)
     {
-        return {u"account"_s, keyText(report.accountKey), report.mailbox};
-    }
-    QJsonArray operator()(const AccountLearnt &report) const
-    {
-        return {u"history"_s, keyText(report.accountKey), encoded(report.history)};
-    }
-    QJsonArray operator()(const MailBegins &report) const
-    {
-        return {u"mail"_s, keyText(report.mail.accountKey), report.mail.uid};
-    }
-    QJsonArray operator()(const MailEnds &) const { return {u"end"_s}; }
-    QJsonArray operator()(const CharactersReplaced &report) const { return {u"characters"_s, report.table}; }
-    QJsonArray operator()(const PassFailed &report) const
-    {
-        return {u"failed"_s, report.databaseGone, report.cause};
+        return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.plainMails,
+                        state.isOneAtATime);
     }
 };
 
-QJsonArray encoded(const QSet<MailKey> &mails)
+/// message: in front of it, what kind it is.
+template <typename Message>
+QByteArray lineOf(quint8 kind, Message message)
 {
-    QJsonArray array;
-    for (const MailKey &mail : mails)
-        array.append(QJsonArray{keyText(mail.accountKey), mail.uid});
-    return array;
+    QByteArray octets;
+    QDataStream out(&octets, QIODevice::WriteOnly);
+    out.setVersion(version);
+    std::apply([&](const auto &...fields) { static_cast<void>((out << kind << ... << fields)); },
+               Fields::of(message));
+    return octets.toBase64() + '\n';
 }
 
-QSet<MailKey> decodedMails(const QJsonArray &array)
+template <typename Message, typename Result = Message>
+std::optional<Result> read(QDataStream &in)
 {
-    QSet<MailKey> mails;
-    for (const auto &mail : array)
-        mails.insert({mail[0].toString().toLongLong(), mail[1].toString()});
-    return mails;
+    Message message;
+    std::apply([&](auto &...fields) { static_cast<void>((in >> ... >> fields)); }, Fields::of(message));
+    const bool isWhole = in.status() == QDataStream::Ok && in.atEnd();
+    return isWhole ? std::optional<Result>(std::move(message)) : std::nullopt;
+}
+
+template <typename... Kinds>
+std::optional<Report> readKind(quint8 kind, QDataStream &in,
+                               std::type_identity<std::variant<Kinds...>> /*all*/)
+{
+    constexpr std::array readers{&read<Kinds, Report>...};
+    return kind < readers.size() ? readers[kind](in) : std::nullopt;
+}
+
+/// What use makes of the kind of a message and its stream.
+template <typename Use>
+auto decoded(const QByteArray &line, Use use)
+{
+    const QByteArray octets = QByteArray::fromBase64(line.chopped(line.endsWith('\n') ? 1 : 0),
+                                                     QByteArray::AbortOnBase64DecodingErrors);
+    QDataStream in(octets);
+    in.setVersion(version);
+    quint8 kind = 0;
+    in >> kind;
+    return use(kind, in);
 }
 
 } // namespace
 
-QByteArray encode(const Order &order)
+QByteArray encode(const CollectorState &state)
 {
-    QJsonArray accounts;
-    for (const qint64 account : order.passedOverAccounts)
-        accounts.append(keyText(account));
-    QJsonArray histories;
-    for (auto history = order.histories.cbegin(); history != order.histories.cend(); ++history)
-        histories.append(QJsonArray{keyText(history.key()), encoded(history.value())});
-    return line(
-        {encoded(order.passedOverMails), accounts, histories, encoded(order.plainMails), order.isOneAtATime});
+    return lineOf(0, state);
 }
 
-Order decodeOrder(const QByteArray &line)
+std::optional<CollectorState> decodeState(const QByteArray &line)
 {
-    const QJsonArray parts = QJsonDocument::fromJson(line).array();
-    Order order;
-    order.passedOverMails = decodedMails(parts.at(0).toArray());
-    order.plainMails = decodedMails(parts.at(3).toArray());
-    const QJsonArray accounts = parts.at(1).toArray();
-    for (const auto &account : accounts)
-        order.passedOverAccounts.insert(account.toString().toLongLong());
-    const QJsonArray histories = parts.at(2).toArray();
-    for (const auto &history : histories)
-        order.histories.insert(history[0].toString().toLongLong(), decodedHistory(history[1].toArray()));
-    order.isOneAtATime = parts.at(4).toBool();
-    return order;
+    return decoded(line, [](quint8, QDataStream &in) { return read<CollectorState>(in); });
 }
 
 QByteArray encode(const Report &report)
 {
-    return line(std::visit(Encoder(), report));
+    const QByteArray line = std::visit(
+        [&](const auto &kind) { return lineOf(static_cast<quint8>(report.index()), kind); }, report);
+    return line.size() > longestReport ? QByteArray() : line;
 }
 
 std::optional<Report> decodeReport(const QByteArray &line)
 {
-    const QJsonArray array = QJsonDocument::fromJson(line).array();
-    const QString kind = array.at(0).toString();
-    const qint64 key = array.at(1).toString().toLongLong();
-    const QString text = array.at(2).toString();
-    if (kind == "account"_L1)
-        return AccountBegins{key, text};
-    if (kind == "history"_L1)
-        return AccountLearnt{key, decodedHistory(array.at(2).toArray())};
-    if (kind == "mail"_L1)
-        return MailBegins{{key, text}};
-    if (kind == "end"_L1)
-        return MailEnds{};
-    if (kind == "characters"_L1)
-        return CharactersReplaced{array.at(1).toString()};
-    if (kind == "failed"_L1)
-        return PassFailed{array.at(1).toBool(), text};
-    return std::nullopt;
+    return decoded(
+        line, [](quint8 kind, QDataStream &in) { return readKind(kind, in, std::type_identity<Report>()); });
 }
 
 } // namespace CollectorProtocol

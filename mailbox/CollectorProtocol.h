@@ -1,29 +1,22 @@
 #pragma once
 
-#include "database/DatabaseFault.h"
-#include "mailbox/CollectionWatch.h"
-
-#include <QSet>
+#include "mailbox/CollectorState.h"
 
 #include <optional>
 #include <variant>
 
-/// What the service and its collector tell each other: one line of JSON a message.
+/// What the service and its collector tell each other: a line a message, which is a struct's fields in their order as
+/// QDataStream writes them, in base64. A line that is torn, or that some library printed, costs itself alone. Both
+/// ends are one program, so that the form may change with every version.
 namespace CollectorProtocol
 {
 
-/// To the process, once, at its start: what earlier ones found.
-struct Order {
-    QSet<MailKey> passedOverMails;
-    QSet<qint64> passedOverAccounts;
-    QHash<qint64, AccountHistory> histories; ///< by account
-    QSet<MailKey> plainMails;                ///< to be read by the plain reader
-    bool isOneAtATime = false;               ///< log in to an account in its turn only
-};
-[[nodiscard]] QByteArray encode(const Order &order);
-[[nodiscard]] Order decodeOrder(const QByteArray &line);
+/// To the collector, once, at its start.
+[[nodiscard]] QByteArray encode(const CollectorState &state);
+/// Nothing for a line that is no whole state.
+[[nodiscard]] std::optional<CollectorState> decodeState(const QByteArray &line);
 
-/// From the process.
+/// From the collector.
 struct AccountBegins {
     qint64 accountKey = 0;
     QString mailbox; ///< for people
@@ -32,6 +25,7 @@ struct AccountLearnt {
     qint64 accountKey = 0;
     AccountHistory history;
 };
+/// A mail was retrieved and is read and stored from here to MailEnds.
 struct MailBegins {
     MailKey mail;
 };
@@ -48,8 +42,12 @@ struct PassFailed {
 };
 using Report =
     std::variant<AccountBegins, AccountLearnt, MailBegins, MailEnds, CharactersReplaced, PassFailed>;
+
+/// Octets of a report, its line end included. A longer one is not told, and nobody waits for its end.
+inline constexpr qsizetype longestReport = 1 << 20;
+/// Empty when it would be longer.
 [[nodiscard]] QByteArray encode(const Report &report);
-/// Nothing for a line that is none of them.
+/// Nothing for a line that is no whole report.
 [[nodiscard]] std::optional<Report> decodeReport(const QByteArray &line);
 
 } // namespace CollectorProtocol

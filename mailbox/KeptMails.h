@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mailbox/CollectionWatch.h"
+#include "mailbox/MailKey.h"
 #include "platform/files/FileError.h"
 
 #include <QSet>

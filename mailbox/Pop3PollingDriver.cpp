@@ -45,10 +45,9 @@ void Pop3PollingDriver::pass()
     pass.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
     pass.pop3.waiter = std::make_shared<Pop3Waiter>();
     const QStringList users = collectedUsers(m_session.Conn());
-    pass.turns.setAhead(m_ahead);
-    pass.turns.expect(users);
+    AccountTurns turns(pass, users, m_ahead);
     for (const QString &userName : users) {
-        getPopMail(userName, pass);
+        getPopMail(userName, turns);
         if (pass.databaseGone)
             throw DatabaseFault(*pass.databaseGone);
     }

@@ -2,11 +2,6 @@
 
 #include "foundation/DatabaseSession.h"
 #include "mailbox/AccountTurns.h"
-#include "mailbox/CollectionWatch.h"
-#include "mailbox/KeptMails.h"
-#include "mailbox/MailTrace.h"
-
-#include <functional>
 
 /// Whose external mailboxes are collected: the names of the active users who take the external-mail notice,
 /// in the order of VO_UserInfor. Throws DatabaseFault.
@@ -33,10 +28,7 @@ public:
     /// Throws DatabaseFault when the database refuses the list of users, is gone or serves nobody; what was
     /// stored until then stays.
     void pass();
-    /// An account is logged in to in its turn only.
-    void logInOneAtATime() { m_ahead.accounts = 0; }
-    /// See AccountTurns.
-    void setAhead(const AccountTurns::Ahead &ahead) { m_ahead = ahead; }
+    void setAhead(const LoginsAhead &ahead) { m_ahead = ahead; }
 
 private:
     DatabaseSession &m_session;
@@ -44,5 +36,5 @@ private:
     MailTrace m_trace;
     CollectionWatch &m_watch;
     KeptMails &m_kept;
-    AccountTurns::Ahead m_ahead;
+    LoginsAhead m_ahead;
 };

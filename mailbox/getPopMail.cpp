@@ -1,27 +1,16 @@
 #include "mailbox/getPopMail.h"
 
-#include "mailbox/AccountDownload.h"
-
-namespace
+void getPopMail(const QString &strUserName, AccountTurns &turns) noexcept
 {
-
-void downloadAccounts(const QString &userName, CollectionPass &pass)
-{
-    pass.turns.beginUser(userName, pass);
-    while (const auto turn = pass.turns.takeNext()) {
-        if (pass.stopRequested())
-            return;
-        pass.turns.logInAhead(*turn, pass);
-        turn->run();
-    }
-}
-
-} // namespace
-
-void getPopMail(const QString &strUserName, CollectionPass &pass) noexcept
-{
+    CollectionPass &pass = turns.pass();
     try {
-        downloadAccounts(strUserName, pass);
+        turns.beginUser(strUserName);
+        while (const auto turn = turns.takeNext()) {
+            if (pass.stopRequested())
+                return;
+            turns.logInAhead(*turn);
+            turn->run();
+        }
     } catch (const DatabaseFault &fault) {
         if (!fault.concernsOneRow())
             pass.databaseGone = fault;

@@ -39,9 +39,9 @@ void confineProcess(const ProcessLimits &limits)
 #endif
 }
 
-void limitProcessorTime(int seconds)
+void limitProcessorTime(std::chrono::seconds time)
 {
-    const itimerval once{{}, {seconds, 0}};
+    const itimerval once{{}, {time.count(), 0}};
     ::setitimer(ITIMER_PROF, &once, nullptr); // SIGPROF ends the process
 }
 
@@ -49,6 +49,6 @@ void limitProcessorTime(int seconds)
 
 void confineProcess(const ProcessLimits &) {}
 
-void limitProcessorTime(int) {}
+void limitProcessorTime(std::chrono::seconds) {}
 
 #endif

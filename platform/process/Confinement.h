@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <chrono>
+
 /// What a process that reads what strangers send may use.
 struct ProcessLimits {
     qint64 memoryOctets = 0; ///< address space
@@ -13,4 +15,4 @@ struct ProcessLimits {
 void confineProcess(const ProcessLimits &limits);
 
 /// The process is ended when it uses this much processor time from now on; 0 takes that back. Waiting costs none.
-void limitProcessorTime(int seconds);
+void limitProcessorTime(std::chrono::seconds time);

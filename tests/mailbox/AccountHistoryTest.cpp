@@ -3,6 +3,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using namespace CollectorProtocol;
 using enum Pop3ConnectOutcome;
 
 /// When an account is logged in to again, and how.
@@ -45,15 +46,15 @@ private slots:
         QFETCH(QList<Pop3ConnectResult>, results);
         QFETCH(qint64, seconds);
         QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
-        CollectorProtocol::Order order;
+        CollectorState known;
         for (const Pop3ConnectResult &result : qAsConst(results)) {
-            const AccountHistory history = validHistory(order.histories.value(1), m_account);
+            const AccountHistory history = validHistory(known.histories.value(1), m_account);
             now = now.addSecs(history.distance.count());
             QVERIFY(mayLogIn(history, now));
-            order.histories.insert(1, afterLogin(history, result, now));
-            order = CollectorProtocol::decodeOrder(CollectorProtocol::encode(order)); // to the next pass
+            known.histories.insert(1, afterLogin(history, result, now));
+            known = decodeState(encode(known)).value(); // to the next pass
         }
-        const AccountHistory history = validHistory(order.histories.value(1), m_account);
+        const AccountHistory history = validHistory(known.histories.value(1), m_account);
         QVERIFY(mayLogIn(history, now.addSecs(seconds)));
         QCOMPARE(mayLogIn(history, now.addSecs(seconds).addMSecs(-1)), seconds == 0);
         QVERIFY2(mayLogIn(history, now.addDays(-1)), "the clock was set back");

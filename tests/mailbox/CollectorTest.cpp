@@ -3,8 +3,9 @@
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
+using namespace CollectorProtocol;
 
-/// The server's side of the collecting process, which a shell plays here: it can die at any word.
+/// The service's side of the collector, which a shell plays here: it can die at any word.
 class CollectorTest : public QObject
 {
     Q_OBJECT
@@ -13,32 +14,35 @@ private:
     std::unique_ptr<MailOffice> m_office;
     std::unique_ptr<Collector> m_collector;
 
-    /// script: runs once the order was read into $order; "say" tells the server something.
+    /// script: runs once the state was read.
     void collectWith(const QString &script)
     {
-        const QString body =
-            u"read -r order; printf '%s\\n' \"$order\" >> orders; say() { echo \"$1\"; }; "_s + script;
+        const QString body = u"read -r state; echo \"$state\" >> states; "_s + script;
         m_collector = std::make_unique<Collector>(
             Collector::Program{u"/bin/sh"_s, {u"-c"_s, u"cd %1; %2"_s.arg(m_office->path(u""_s), body)}},
             m_office->session, m_office->console, m_office->faults, m_office->guard);
     }
+    static QString saying(const Report &report)
+    {
+        return u"echo '%1'; "_s.arg(QString::fromLatin1(encode(report).trimmed()));
+    }
     /// One tick, to the end of its process. Returns what was logged.
     QStringList pass()
     {
-        const auto before = orders().size();
+        const auto before = states().size();
         m_collector->pass();
         auto *process = m_collector->findChild<QProcess *>();
         if (!QTest::qWaitFor([&] { return process->state() == QProcess::NotRunning; }) ||
-            orders().size() == before)
+            states().size() == before)
             return {u"no end"_s};
         return m_office->console.takeLog();
     }
-    [[nodiscard]] QStringList orders() const
+    [[nodiscard]] QByteArrayList states() const
     {
-        QFile file(m_office->path(u"orders"_s));
+        QFile file(m_office->path(u"states"_s));
         if (!file.open(QIODevice::ReadOnly))
             return {};
-        return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+        return file.readAll().trimmed().split('\n');
     }
 
 private slots:
@@ -57,31 +61,33 @@ private slots:
 
     void deaths_data()
     {
-        const Rows<QString, QStringList, QString> row("script", "logs",
-                                                      "order"); // of three ticks, of the third
-        const QString account = u"say '[\"account\",\"7\",\"box\"]'; "_s;
-        const QString mail = account + u"say '[\"mail\",\"7\",\"a\\\"b\"]'; "_s;
+        // Of three ticks; what is known after the second.
+        const Rows<QString, QStringList, CollectorState> row("script", "logs", "known");
+        const MailKey key{7, u"a\"b"_s};
+        const QString account = saying(AccountBegins{7, u"box"_s});
+        const QString mail = account + saying(MailBegins{key});
         const QString plain = u"box：邮件 a\"b 使收取进程中止（%1），将以原文附件保存"_s;
         const QString left = u"box：邮件 a\"b 使收取进程中止（%1），已留在服务器上，本次运行不再收取"_s;
         const QString died = u"外部邮件收取进程失败：进程意外中止（信号 9）"_s;
         const QString ill = u"外部邮件收取进程失败：bad"_s;
-        const QString nothing = u"[[],[],[],[],false]"_s;
-        const QString theMail = u"[[[\"7\",\"a\\\"b\"]],[],[],[[\"7\",\"a\\\"b\"]],false]"_s;
+        const QString failure = saying(PassFailed{true, u"bad"_s});
+        const CollectorState poisoned{.passedOverMails = {key}, .plainMails = {key}};
         row("in a mail", mail + u"kill -11 $$"_s,
-            {plain.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, theMail);
+            {plain.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, poisoned);
         row("with a status", mail + u"exit 3"_s,
-            {plain.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, theMail);
-        row("after a mail", mail + u"say '[\"end\"]'; kill -9 $$"_s,
-            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}}, u"[[],[\"7\"],[],[],true]"_s);
-        row("before any account", u"kill -9 $$"_s, {died, {}, {}}, u"[[],[],[],[],true]"_s);
-        const QString history = u"[\"\",\"\",[],0,\"\",0,false,\"\",\"\",true]"_s;
-        row("ids change", account + u"say '[\"history\",\"7\",%1]'"_s.arg(history),
+            {plain.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, poisoned);
+        row("after a mail", mail + saying(MailEnds()) + u"kill -9 $$"_s,
+            {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}},
+            {.passedOverAccounts = {7}, .isOneAtATime = true});
+        row("before any account", u"kill -9 $$"_s, {died, {}, {}}, {.isOneAtATime = true});
+        const AccountHistory changing{.unknownIds = "1", .areIdsChanging = true};
+        row("ids change", account + saying(AccountLearnt{7, changing}),
             {u"box：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s, {}, {}},
-            u"[[],[],[[\"7\",%1]],[],false]"_s.arg(history));
-        row("told a fault, then well", u"[ -e once ] || say '[\"failed\",true,\"bad\"]'; touch once"_s,
-            {ill, u"外部邮件收取进程恢复正常"_s, {}}, nothing);
-        row("said rubbish", u"say ']['; say 1; say '[\"mail\"]x'; head -c 100000 /dev/zero"_s, {{}, {}, {}},
-            nothing);
+            {.histories = {{7, changing}}});
+        row("told a fault, then well", u"[ -e once ] || %1touch once"_s.arg(failure),
+            {ill, u"外部邮件收取进程恢复正常"_s, {}}, {});
+        const QString endless = u"echo ']['; echo AAAA; head -c 3000000 /dev/zero; echo; "_s;
+        row("said rubbish and no end, then a fault", endless + failure, {ill, {}, {}}, {});
     }
     void deaths()
     {
@@ -90,7 +96,22 @@ private slots:
         collectWith(script);
         for (const QString &log : qAsConst(logs))
             QCOMPARE(pass().join(u'|'), log);
-        QTEST(orders().constLast(), "order");
+        QFETCH(CollectorState, known);
+        QVERIFY(decodeState(states().constLast()) == known);
+    }
+
+    void tornMessagesAreRefused()
+    {
+        const QByteArray state = encode(CollectorState{.histories = {{7, {.account = "x"}}}});
+        const QByteArray report = encode(AccountLearnt{7, {.ways = {"PLAIN", {"APOP"}}, .unknownIds = "1"}});
+        QVERIFY(decodeState(state) && decodeReport(report));
+        // 3: a line end and what fills base64 up.
+        for (qsizetype octets = 0; octets < state.size() - 3; ++octets)
+            QVERIFY(!decodeState(state.first(octets)));
+        for (qsizetype octets = 0; octets < report.size() - 3; ++octets)
+            QVERIFY(!decodeReport(report.first(octets)));
+        QVERIFY(!decodeReport((QByteArray::fromBase64(report) + "x").toBase64()));
+        QCOMPARE(encode(CharactersReplaced{QString(longestReport, u'x')}), QByteArray());
     }
 
     void oneAtATimeAndStopsAtOnce()
@@ -99,7 +120,7 @@ private slots:
         m_collector->pass();
         QTRY_COMPARE(m_office->console.activities, QStringList(u"正在收取外部邮件"_s));
         m_collector->pass();
-        QCOMPARE(orders().size(), 1);
+        QCOMPARE(states().size(), 1);
         m_collector->stop();
         QCOMPARE(m_collector->findChild<QProcess *>()->state(), QProcess::NotRunning);
     }
@@ -112,7 +133,7 @@ private slots:
         m_office->account(1, u"ann"_s, 110);
         m_office->oa(u"update VO_UserInfor set AccountState='0'"_s);
         m_collector->pass();
-        QVERIFY(!QFile::exists(m_office->path(u"orders"_s)));
+        QVERIFY(!QFile::exists(m_office->path(u"states"_s)));
         m_office->oa(u"drop table SA_email"_s);
         QVERIFY_THROWS_EXCEPTION(DatabaseFault, m_collector->pass());
     }

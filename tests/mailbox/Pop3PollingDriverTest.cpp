@@ -17,7 +17,7 @@ private:
     {
         m_office->oa(u"insert into VO_UserInfor (UserName, AccountState) values (?, '1')"_s, {name});
     }
-    void pass(const AccountTurns::Ahead &ahead = {})
+    void pass(const LoginsAhead &ahead = {})
     {
         const MailTrace trace{[&](Pop3Direction, const QString &line) { m_trace += line; }, {}};
         Pop3PollingDriver driver(m_office->session, m_office->registry, trace, m_office->watch,

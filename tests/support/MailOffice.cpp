@@ -26,7 +26,8 @@ void MailOffice::collect(const QString &user)
                         kept,           accountBudget};
     pass.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
-    getPopMail(user, pass);
+    AccountTurns turns(pass);
+    getPopMail(user, turns);
     databaseGone = pass.databaseGone;
 }
 

@@ -4,22 +4,6 @@
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
 
-/// Remembers what was learnt about accounts, as the real watch does from pass to pass.
-class RememberingWatch final : public CollectionWatch
-{
-public:
-    [[nodiscard]] AccountHistory history(qint64 accountKey) const override
-    {
-        return histories.value(accountKey);
-    }
-    void noteHistory(qint64 accountKey, const AccountHistory &history) override
-    {
-        histories.insert(accountKey, history);
-    }
-
-    QHash<qint64, AccountHistory> histories;
-};
-
 /// An office whose users have external mailboxes, and what its collection passes left in the trace.
 class MailOffice : public Office
 {
@@ -43,7 +27,7 @@ public:
     [[nodiscard]] QStringList attachments();
 
     Pop3Options pop3;
-    RememberingWatch watch;
+    CollectionWatch watch; // from pass to pass
     KeptMails kept{path(QStringLiteral("kept"))};
     std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
     QStringList notes;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "mailbox/AccountHistory.h"
+#include "mailbox/MailKey.h"
+
+#include <QHash>
+#include <QSet>
+
+/// What the collections of this run have learnt. Each collector gets it at its start.
+struct CollectorState {
+    QSet<MailKey> passedOverMails = {};
+    QSet<qint64> passedOverAccounts = {};
+    QHash<qint64, AccountHistory> histories = {}; ///< by account
+    QSet<MailKey> plainMails = {};                ///< to be read by the plain reader
+    bool isOneAtATime = false;                    ///< log in to an account in its turn only
+
+    bool operator==(const CollectorState &) const = default;
+};
