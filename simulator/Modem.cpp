@@ -9,13 +9,13 @@ using namespace Qt::StringLiterals;
 
 namespace simulator
 {
-Modem::Modem(const QString &link, const QString &logFile, int storageCapacity, int firstIndex)
+Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCapacity, int firstIndex)
     : m_state(storageCapacity, firstIndex),
       m_log(logFile),
       m_submits(m_state, m_log),
       m_deliveries(m_state),
       m_session(m_state.settings.format, [this](const AtCommand &command) { return run(command); }),
-      m_line(link)
+      m_line(std::move(end))
 {
     addGeneralCommands(m_commands, m_state, [this] { m_deliveries.retrySoon(); });
     addMessageCommands(m_commands, m_state, m_submits, m_deliveries);
@@ -25,7 +25,7 @@ Modem::Modem(const QString &link, const QString &logFile, int storageCapacity, i
     connect(&m_session, &AtSession::send, &m_line, &SerialLine::write);
     connect(&m_deliveries, &DeliverService::unsolicited, &m_session, &AtSession::sendUnsolicited);
     connect(&m_line, &SerialLine::plugged, this, [this] {
-        m_state.say(u"plugged in: %1 -> %2"_s.arg(m_line.link(), m_line.devicePath()));
+        m_state.say(u"plugged in: %1"_s.arg(m_line.name()));
         start();
     });
     connect(&m_line, &SerialLine::unplugged, this, [this] {

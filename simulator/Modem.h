@@ -2,8 +2,8 @@
 
 #include "simulator/CommandTable.h"
 #include "simulator/DeliverService.h"
-#include "simulator/SerialLine.h"
 #include "simulator/SubmitService.h"
+#include "simulator/line/SerialLine.h"
 
 namespace simulator
 {
@@ -14,7 +14,7 @@ class Modem : public QObject
 
 public:
     /// logFile: see SentLog; empty for none. Throws std::runtime_error when it cannot be written.
-    Modem(const QString &link, const QString &logFile, int storageCapacity, int firstIndex);
+    Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCapacity, int firstIndex);
 
     ModemState &state() { return m_state; }
     SerialLine &line() { return m_line; }

@@ -16,7 +16,7 @@ QString status(Modem &modem)
     ModemState &state = modem.state();
     const MessageStore &sim = state.store(Memory::Sim);
     const MessageStore &equipment = state.store(Memory::Equipment);
-    return u"line=%1 port=%2 hung=%3 registered=%4 pin=%5 sent=%6 refused=%7 latency=%8 baud=%9 "_s
+    return u"line=%1 port=%2 hung=%3 registered=%4 pin=%5 sent=%6 refused=%7 latency=%8 "_s
                .arg(modem.line().isPlugged() ? u"plugged"_s : u"unplugged"_s,
                     modem.line().isOpenedByPeer() ? u"open"_s : u"closed"_s,
                     onOffText(modem.session().isHung()))
@@ -24,8 +24,7 @@ QString status(Modem &modem)
                .arg(state.sim.isLocked() ? u"required"_s : u"ready"_s)
                .arg(modem.submits().accepted())
                .arg(modem.submits().refused())
-               .arg(state.networkLatency.count())
-               .arg(modem.line().baud()) +
+               .arg(state.networkLatency.count()) +
            u"SM=%1/%2 ME=%3/%4 waiting=%5 octets-in=%6 planned=%7"_s.arg(sim.used())
                .arg(sim.capacity())
                .arg(equipment.used())

@@ -2,6 +2,7 @@
 #include "simulator/ControlServer.h"
 #include "simulator/Options.h"
 #include "simulator/StopSignals.h"
+#include "simulator/line/pty/PseudoTerminal.h"
 
 #include <QCoreApplication>
 #include <QTime>
@@ -49,7 +50,8 @@ void trace(const char *direction, const QByteArray &octets)
 
 int runSimulator(const Options &options)
 {
-    Modem modem(options.link, options.log, options.storage, options.firstIndex);
+    Modem modem(std::make_unique<PseudoTerminal>(options.link), options.log, options.storage,
+                options.firstIndex);
     modem.state().say = say;
     if (options.trace) {
         QObject::connect(&modem.line(), &SerialLine::received,

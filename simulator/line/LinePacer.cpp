@@ -1,23 +1,18 @@
-#include "simulator/LinePacer.h"
+#include "simulator/line/LinePacer.h"
 
-#include <chrono>
+#include <algorithm>
+#include <utility>
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
 
 namespace simulator
 {
 namespace
 {
-constexpr qint64 bitsPerOctet = 10;
-constexpr qint64 nanosecondsPerSecond = 1'000'000'000;
-constexpr qint64 nanosecondsPerMillisecond = 1'000'000;
+constexpr int bitsPerOctet = 10;
 /// A reader sees a long answer trickle in steps of about this length.
-constexpr qint64 stepLength = 5 * nanosecondsPerMillisecond;
-
-qint64 steadyNow()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
+constexpr std::chrono::nanoseconds stepLength = 5ms;
 } // namespace
 
 LinePacer::LinePacer()
@@ -43,7 +38,7 @@ void LinePacer::push(const QByteArray &octets)
         return;
     }
     if (m_queue.isEmpty())
-        m_lineFreeAt = qMax(m_lineFreeAt, steadyNow());
+        m_lineFreeAt = std::max(m_lineFreeAt, steady_clock::now());
     m_queue += octets;
     if (!m_timer.isActive())
         release();
@@ -62,8 +57,8 @@ void LinePacer::release()
         emit released(std::exchange(m_queue, {}));
         return;
     }
-    const qint64 octetTime = bitsPerOctet * nanosecondsPerSecond / m_baud;
-    const qint64 through = qMin<qint64>(m_queue.size(), (steadyNow() - m_lineFreeAt) / octetTime);
+    const std::chrono::nanoseconds octetTime = bitsPerOctet * std::chrono::nanoseconds(1s) / m_baud;
+    const qint64 through = std::min<qint64>(m_queue.size(), (steady_clock::now() - m_lineFreeAt) / octetTime);
     if (through > 0) {
         m_lineFreeAt += through * octetTime;
         const QByteArray octets = m_queue.first(through);
@@ -72,9 +67,9 @@ void LinePacer::release()
     }
     if (m_queue.isEmpty())
         return;
-    const qint64 step = qMax(octetTime, qMin(stepLength, m_queue.size() * octetTime));
-    const qint64 wait = m_lineFreeAt + step - steadyNow();
-    m_timer.start(
-        static_cast<int>(qMax<qint64>(0, wait + nanosecondsPerMillisecond - 1) / nanosecondsPerMillisecond));
+    const std::chrono::nanoseconds all = m_queue.size() * octetTime;
+    const auto step = std::clamp(stepLength, octetTime, all);
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(m_lineFreeAt + step - steady_clock::now());
+    m_timer.start(std::max(0ms, wait));
 }
 } // namespace simulator

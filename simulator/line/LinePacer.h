@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QObject>
 #include <QTimer>
+#include <chrono>
 
 namespace simulator
 {
@@ -16,7 +17,6 @@ public:
 
     /// 0 lets everything through at once.
     void setBaud(int baud);
-    [[nodiscard]] int baud() const { return m_baud; }
     void push(const QByteArray &octets);
     void clear();
 
@@ -28,7 +28,7 @@ private:
 
     int m_baud = 0;
     QByteArray m_queue;
-    qint64 m_lineFreeAt = 0; ///< steady nanoseconds: when the first queued octet's start bit begins
+    std::chrono::steady_clock::time_point m_lineFreeAt; ///< when the first queued octet's start bit begins
     QTimer m_timer;
 };
 } // namespace simulator
