@@ -3,6 +3,7 @@
 #include "foundation/Settings.h"
 
 #include <QCommandLineParser>
+#include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
 
@@ -50,10 +51,22 @@ void describe(QCommandLineParser &parser)
     });
 }
 
+QString settingsFile(const QString &named)
+{
+    if (!named.isEmpty())
+        return named;
+    if (QString file = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !file.isEmpty())
+        return file;
+    return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + u"/sms-server/settings.ini"_s;
+}
+
 } // namespace
 
-std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &arguments)
+std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
 {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments += QString::fromLocal8Bit(argv[i]);
     QCommandLineParser parser;
     describe(parser);
     if (!parser.parse(arguments))
@@ -71,7 +84,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &argumen
     line.check = parser.isSet(u"check"_s);
     line.showSettings = parser.isSet(u"show-settings"_s);
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
-    line.settingsFile = parser.value(u"settings"_s);
+    line.settingsFile = settingsFile(parser.value(u"settings"_s));
     line.logFile = parser.value(u"log-file"_s);
     line.metricsFile = parser.value(u"metrics"_s);
     line.screenshotFile = parser.value(u"screenshot"_s);

@@ -13,7 +13,7 @@ struct CommandLine {
     bool skipOldMail = false;
     bool check = false;
     bool collectMail = false; // the collector of a service
-    QString settingsFile;
+    QString settingsFile;     ///< the one that is named, else the environment's or the user's own
     QString logFile;
     QString metricsFile;
     QString screenshotFile;
@@ -26,11 +26,8 @@ struct CommandLine {
     bool help = false;
     bool version = false;
 
-    /// False when it asks for an answer on the terminal instead of the service.
-    [[nodiscard]] bool wantsWindow() const
-    {
-        return !check && !collectMail && !showSettings && !skipOldMail && assignments.isEmpty();
-    }
+    /// Of the service: with its window, be it for a picture alone?
+    [[nodiscard]] bool wantsWindow() const { return !headless || !screenshotFile.isEmpty(); }
 
     /// Exit status for a command line that cannot be understood.
     static constexpr int wrongUsage = 2;
@@ -43,8 +40,8 @@ struct WrongUsage {
     QString why;
 };
 
-/// Reads the arguments (the program's name first).
-[[nodiscard]] std::variant<CommandLine, WrongUsage> readCommandLine(const QStringList &arguments);
+/// Reads the arguments of main().
+[[nodiscard]] std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv);
 
 /// The text of --help.
 [[nodiscard]] QString commandLineHelp();

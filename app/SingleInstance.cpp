@@ -1,5 +1,6 @@
 #include "app/SingleInstance.h"
 
+#include "app/Terminal.h"
 #include "platform/fault/Fault.h"
 
 #include <QCryptographicHash>
@@ -67,4 +68,11 @@ bool SingleInstance::callFirst() const
     QLocalSocket socket;
     socket.connectToServer(m_serverName);
     return socket.waitForConnected(connectMilliseconds);
+}
+
+int callFirst(const SingleInstance &instance)
+{
+    print(stderr,
+          instance.callFirst() ? u"短信服务器已在运行，已请它显示窗口。\n"_s : u"短信服务器已在运行。\n"_s);
+    return 0;
 }

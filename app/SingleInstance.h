@@ -29,3 +29,6 @@ private:
     QLockFile m_lock;
     QLocalServer m_server;
 };
+
+/// What a start does that is not the first: calls that one, says so on standard error. The exit status.
+[[nodiscard]] int callFirst(const SingleInstance &instance);

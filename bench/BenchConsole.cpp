@@ -44,7 +44,8 @@ bool measureStart(const QString &server)
         QElapsedTimer timer;
         timer.start();
         process.start(server,
-                      {u"--headless"_s, u"--start"_s, u"--settings"_s, folder.filePath(u"settings.ini"_s)});
+                      {u"--headless"_s, u"--start"_s, u"--settings"_s, folder.filePath(u"settings.ini"_s),
+                       u"--screenshot"_s, folder.filePath(u"end.png"_s)});
         QByteArray said;
         while (!said.contains("数据库") && process.waitForReadyRead(30000))
             said += process.readAllStandardError();

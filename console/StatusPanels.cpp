@@ -59,11 +59,6 @@ QLabel *StatusPanels::label(int panel) const
     return m_labels[panel - 1];
 }
 
-QString StatusPanels::text(int panel) const
-{
-    return label(panel)->text();
-}
-
 void StatusPanels::setText(int panel, const QString &text)
 {
     if (label(panel)->text() == text)

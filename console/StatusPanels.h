@@ -14,7 +14,6 @@ public:
 
     explicit StatusPanels(QWidget *parent = nullptr);
 
-    [[nodiscard]] QString text(int panel) const;
     /// Painted at once.
     void setText(int panel, const QString &text);
     /// width: pixels; what does not fit the bar is cut off.

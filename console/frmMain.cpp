@@ -10,39 +10,17 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-
-constexpr int clockIntervalMilliseconds = 1000;
-
-QString startCaption()
-{
-    return u"启动"_s;
-}
-QString stopCaption()
-{
-    return u"停止"_s;
-}
-
-/// A log line is one line, whatever a value in it holds.
-QString onOneLine(QString text)
-{
-    for (QChar &character : text) {
-        // U+FDD0 and U+FDD1 are frame marks to a text document.
-        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
-            character == QChar::ParagraphSeparator || character == QChar(0xfdd0) ||
-            character == QChar(0xfdd1))
-            character = u' ';
-    }
-    return text;
-}
-
-} // namespace
-
-frmMain::frmMain(ServerParts parts) : m_parts(std::move(parts))
+frmMain::frmMain(const ServerParts &parts, Service &service, ConsoleSignals &console, MessageBoxes &boxes)
+    : m_parts(parts), m_service(service), m_console(console), m_boxes(boxes)
 {
     buildWindow();
-    connectTimers();
+    connectControls();
+    followService();
+    tDisTime_Timer();
+}
+
+void frmMain::connectControls()
+{
     connect(&btnOp, &QPushButton::clicked, this, &frmMain::btnOp_Click);
     connect(&Command1, &QPushButton::clicked, this, &frmMain::Command1_Click);
     connect(&lblUrl, &LinkLabel::clicked, this, &frmMain::openWebPage);
@@ -50,36 +28,34 @@ frmMain::frmMain(ServerParts parts) : m_parts(std::move(parts))
     connect(&m_icon, &NotificationIcon::logChosen, this, &frmMain::m_log_Click);
     connect(&m_icon, &NotificationIcon::aboutChosen, this, &frmMain::m_about_Click);
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
-    connect(&m_parts.modem, &ModemControl::notice, this,
-            [this](const QString &text) { m_startLog.addLogLine(text); });
-    connect(&m_unattendedStart, &UnattendedStart::givenUp, this, &frmMain::startGivenUp);
-    setPanelText(Status, u"等待..."_s);
-    tDisTime_Timer();
+    constexpr std::chrono::seconds clockInterval{1};
+    tDisTime.setObjectName(u"tDisTime"_s);
+    tDisTime.setTimerType(Qt::PreciseTimer);
+    connect(&tDisTime, &QTimer::timeout, this, &frmMain::tDisTime_Timer);
+    tDisTime.start(clockInterval);
 }
 
-frmMain::~frmMain() = default;
-
-void frmMain::setPanelText(Panel panel, const QString &text)
+void frmMain::followService()
 {
-    m_statusBar.setText(panel, text);
-    if (panel == Status)
-        emit statusChanged(text);
+    connect(&m_console, &ConsoleSignals::lineAdded, &m_smsLog, &LogBox::prependLine);
+    connect(&m_console, &ConsoleSignals::panelChanged, &m_statusBar, &StatusPanels::setText);
+    connect(&m_console, &ConsoleSignals::activityChanged, this, &frmMain::showActivity);
+    connect(&m_service, &Service::stateChanged, this, &frmMain::showState);
+    connect(&m_service, &Service::workEnded, &m_icon, &NotificationIcon::remove);
+    connect(&m_service, &Service::ended, &m_icon, &NotificationIcon::remove);
+    m_statusBar.setText(OperatorConsole::Status, m_console.panelText(OperatorConsole::Status));
+    showState();
 }
 
-bool frmMain::stopRequested() const
+void frmMain::paintNow()
 {
-    paintNow();
-    return m_stopRequested && m_stopRequested();
-}
-
-void frmMain::paintNow() const
-{
-    constexpr int pauseMs = 250;
-    if (!isVisible() || isMinimized() || (m_sincePainted.isValid() && m_sincePainted.elapsed() < pauseMs))
+    constexpr std::chrono::milliseconds pause{250};
+    if (!isVisible() || isMinimized() ||
+        (m_sincePainted.isValid() && m_sincePainted.elapsed() < pause.count()))
         return;
     m_sincePainted.start();
     // Without the event loop nobody hears that the window was uncovered.
-    const_cast<frmMain *>(this)->repaint();
+    repaint();
 }
 
 void frmMain::setVisible(bool visible)
@@ -91,11 +67,9 @@ void frmMain::setVisible(bool visible)
     QWidget::setVisible(visible);
 }
 
-void frmMain::addLogLine(const QString &message)
+void frmMain::showState()
 {
-    const QString line = GetFormateTime(m_parts.clock) + u' ' + onOneLine(message);
-    m_smsLog.prependLine(line);
-    emit logLineAdded(line);
+    btnOp.setText(m_service.isRunning() ? u"停止"_s : u"启动"_s);
 }
 
 void frmMain::showActivity(const QString &activity)
@@ -108,104 +82,30 @@ void frmMain::showActivity(const QString &activity)
         setCursor(Qt::BusyCursor);
 }
 
-bool frmMain::isRunning() const
-{
-    return btnOp.text() != startCaption();
-}
-
 void frmMain::btnOp_Click()
 {
-    if (!isRunning()) {
-        m_unattendedStart.end();
-        startService();
-    } else if (!m_asking) {
-        m_asking = true;
-        const bool stop = m_boxes->confirm(u"确实要停止短信服务器吗？"_s);
-        m_asking = false;
-        if (stop && !m_ended)
-            stopWithoutQuestion();
-    }
+    if (m_service.isRunning())
+        m_service.askAndStop();
+    else
+        m_service.start();
 }
 
 void frmMain::m_Stop_Click()
 {
-    if (isRunning())
+    if (m_service.isRunning())
         btnOp_Click();
     else
-        stopWithoutQuestion();
-}
-
-void frmMain::stopWithoutQuestion()
-{
-    if (m_ended)
-        return;
-    m_ended = true;
-    m_unattendedStart.end();
-    if (isRunning())
-        m_passes.guard().run(u"停止服务"_s, [this] { stopService(); });
-    m_icon.remove();
-    emit ended();
-}
-
-std::optional<ServiceStart::Outcome> frmMain::startService()
-{
-    std::optional<ServiceStart::Outcome> outcome;
-    m_passes.guard().run(u"启动服务"_s, [this, &outcome] {
-        outcome = m_start.run(*m_boxes);
-        if (outcome == ServiceStart::Outcome::PortOpened)
-            enableWorkTimers();
-    });
-    if (!outcome)
-        setPanelText(Status, u"启动失败..."_s);
-    return outcome;
-}
-
-void frmMain::enableWorkTimers()
-{
-    for (QTimer *timer : workTimers())
-        timer->setInterval(m_start.intervalMilliseconds());
-    for (QTimer *timer : workTimers())
-        timer->start();
-    btnOp.setText(stopCaption());
-}
-
-void frmMain::startUnattended()
-{
-    if (!isRunning())
-        m_unattendedStart.begin();
-}
-
-int frmMain::retryInterval()
-{
-    int interval = ServiceStart::defaultIntervalMilliseconds;
-    m_passes.guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanIntervalMilliseconds(); });
-    return interval;
-}
-
-void frmMain::stopService()
-{
-    if (m_parts.modem.isPortOpen()) {
-        const bool released = m_parts.modem.close() == 0;
-        addLogLine(u"释放 COM"_s + QString::number(m_start.comPort()) +
-                   (released ? u"端口成功！"_s : u"端口失败"_s));
-    }
-    btnOp.setText(startCaption());
-    for (QTimer *timer : workTimers())
-        timer->stop();
-    m_passes.stop();
-    setPanelText(ToSend, u"准备就绪"_s);
-    m_icon.remove();
-    setPanelText(Status, u"服务未启动..."_s);
+        m_service.stop();
 }
 
 void frmMain::Command1_Click()
 {
-    frmParm dialog(m_parts.session, m_parts.registry, *m_boxes, this);
+    frmParm dialog(m_parts.session, m_parts.registry, m_boxes, this);
     dialog.setSelfCheck(m_selfCheck);
     dialog.Form_Load();
-    if (!m_ended)
+    if (!m_service.hasEnded())
         dialog.exec();
-    if (!m_ended)
+    if (!m_service.hasEnded())
         activateWindow(); // not every window manager gives the focus back
 }
 
@@ -217,8 +117,8 @@ void frmMain::m_about_Click()
 QString frmMain::webAddress(QLatin1String setting, const QString &builtIn)
 {
     QString address;
-    m_passes.guard().run(u"读取网址"_s,
-                         [&] { address = m_parts.registry.read(Settings::localPath(setting)).trimmed(); });
+    m_service.guard().run(u"读取网址"_s,
+                          [&] { address = m_parts.registry.read(Settings::localPath(setting)).trimmed(); });
     return address.isEmpty() ? builtIn : address;
 }
 
@@ -229,7 +129,7 @@ void frmMain::openWebPage(const QString &address)
 
 void frmMain::bringToFront()
 {
-    if (m_ended)
+    if (m_service.hasEnded())
         return;
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
@@ -239,24 +139,8 @@ void frmMain::bringToFront()
 
 void frmMain::tDisTime_Timer()
 {
-    setPanelText(Time, GetFormateTime(m_parts.clock));
+    m_console.setPanelText(OperatorConsole::Time, GetFormateTime(m_parts.clock));
     fitIntoTile();
-}
-
-void frmMain::connectTimers()
-{
-    const auto onTick = [this](QTimer &timer, const QString &name, auto handler) {
-        timer.setObjectName(name);
-        timer.setTimerType(Qt::PreciseTimer);
-        connect(&timer, &QTimer::timeout, this, handler);
-    };
-    onTick(TSend, u"TSend"_s, [this] { m_passes.send(); });
-    onTick(TSendResultDetail, u"TSendResultDetail"_s, [this] { m_passes.archive(); });
-    onTick(tSchedule, u"tSchedule"_s, [this] { m_passes.expand(); });
-    onTick(TNewMail, u"TNewMail"_s, [this] { m_passes.alert(); });
-    onTick(tReceivePopMail, u"tReceivePopMail"_s, [this] { m_passes.collect(); });
-    onTick(tDisTime, u"tDisTime"_s, [this] { tDisTime_Timer(); });
-    tDisTime.start(clockIntervalMilliseconds);
 }
 
 void frmMain::closeEvent(QCloseEvent *event)

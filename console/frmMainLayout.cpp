@@ -68,7 +68,6 @@ void frmMain::buildWindow()
     lblUrl.setFont(letters);
 
     btnOp.setObjectName(u"btnOp"_s);
-    btnOp.setText(u"启动"_s);
     btnOp.setGeometry(rectFromTwips(7665, 165, 900, 390));
     Command1.setObjectName(u"Command1"_s);
     Command1.setText(u"配置"_s);
@@ -143,10 +142,11 @@ void frmMain::layOut()
         return;
     holdMinimumSize();
     // After the end a picture of the window may still be taken, but it shows what the operator saw.
-    if (!m_ended) {
-        setPanelText(Time, GetFormateTime(m_parts.clock));
-        for (const Panel counter : {ToSend, Succeeded, Failed})
-            setPanelText(counter, u"0"_s);
+    if (!m_service.hasEnded()) {
+        m_console.setPanelText(OperatorConsole::Time, GetFormateTime(m_parts.clock));
+        for (const auto counter :
+             {OperatorConsole::ToSend, OperatorConsole::Succeeded, OperatorConsole::Failed})
+            m_console.setPanelText(counter, u"0"_s);
     }
     placeControls(size());
 }
@@ -156,7 +156,7 @@ void frmMain::placeControls(const QSize &client)
     const int top = m_smsLog.y();
     m_smsLog.setGeometry(0, top, client.width(), client.height() - m_statusBar.height() - top);
     m_statusBar.setGeometry(0, client.height() - m_statusBar.height(), client.width(), m_statusBar.height());
-    m_statusBar.setPanelWidth(Filler, client.width());
+    m_statusBar.setPanelWidth(OperatorConsole::Filler, client.width());
 }
 
 void frmMain::fitIntoTile()

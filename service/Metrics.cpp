@@ -9,7 +9,6 @@ namespace
 {
 
 constexpr std::array passNames{"send", "archive", "expand", "alert", "collect"};
-constexpr double millisecondsPerSecond = 1000;
 
 QByteArray head(const QByteArray &name, const char *type, const char *help)
 {
@@ -36,9 +35,9 @@ void Metrics::count(OperatorConsole::Event event, const QString &cause)
         ++m_failures[cause];
 }
 
-void Metrics::passEnded(Pass pass, const QDateTime &end, qint64 milliseconds)
+void Metrics::passEnded(Pass pass, const QDateTime &end, std::chrono::milliseconds length)
 {
-    m_passes[size_t(pass)] = {end, milliseconds};
+    m_passes[size_t(pass)] = {end, length};
 }
 
 void Metrics::write(const State &state) const
@@ -85,7 +84,7 @@ QByteArray Metrics::text(const State &state) const
     for (size_t pass = 0; pass < passCount; ++pass) {
         if (m_passes[pass].end.isValid())
             all += labelled(length, "pass", passNames[pass],
-                            QByteArray::number(double(m_passes[pass].milliseconds) / millisecondsPerSecond));
+                            QByteArray::number(std::chrono::duration<double>(m_passes[pass].length).count()));
     }
     return all;
 }

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <array>
+#include <chrono>
 #include <optional>
 
 /// What the service did and how it is, for a monitoring system: a file in the Prometheus text format that is
@@ -28,14 +29,14 @@ public:
 
     [[nodiscard]] bool isWanted() const { return !m_fileName.isEmpty(); }
     void count(OperatorConsole::Event event, const QString &cause);
-    void passEnded(Pass pass, const QDateTime &end, qint64 milliseconds);
+    void passEnded(Pass pass, const QDateTime &end, std::chrono::milliseconds length);
     /// Throws Fault when the file cannot be written.
     void write(const State &state) const;
 
 private:
     struct Ended {
         QDateTime end;
-        qint64 milliseconds = 0;
+        std::chrono::milliseconds length{0};
     };
     [[nodiscard]] QByteArray text(const State &state) const;
 

@@ -11,7 +11,7 @@ class DatabaseSession;
 class ModemControl;
 class Registry;
 
-/// The outside world as the main window needs it; all of it outlives the window.
+/// The outside world as the service needs it; all of it outlives the service.
 struct ServerParts {
     const Clock &clock;
     Registry &registry;

@@ -16,9 +16,9 @@ qint64 waitingRows(Connection &connection)
 
 } // namespace
 
-ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
+ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console, Metrics &metrics)
     : m_parts(parts),
-      m_metrics(parts.metricsFile),
+      m_metrics(metrics),
       m_faults(console),
       m_guard(parts.session, console, m_faults),
       m_limits(parts.registry, parts.clock, console, parts.sendLedgerFile),
@@ -55,7 +55,7 @@ void ServicePasses::run(Metrics::Pass pass, const QString &task, const std::func
     QElapsedTimer length;
     length.start();
     m_guard.runPass(task, work);
-    m_metrics.passEnded(pass, m_parts.clock.now(), length.elapsed());
+    m_metrics.passEnded(pass, m_parts.clock.now(), std::chrono::milliseconds(length.elapsed()));
     writeMetrics();
 }
 
@@ -77,11 +77,11 @@ void ServicePasses::writeMetrics()
 
 const ModemControl::Reception &ServicePasses::reception()
 {
-    constexpr int pauseMs = 60000;
+    constexpr std::chrono::milliseconds pause = std::chrono::minutes(1);
     if (!m_parts.modem.isPortOpen()) {
         m_reception = {};
         m_sinceReception.invalidate(); // asked as soon as it is back
-    } else if (!m_sinceReception.isValid() || m_sinceReception.elapsed() >= pauseMs) {
+    } else if (!m_sinceReception.isValid() || m_sinceReception.elapsed() >= pause.count()) {
         m_sinceReception.start();
         m_reception = m_parts.modem.askReception();
     }

@@ -22,7 +22,7 @@
 class ServicePasses
 {
 public:
-    ServicePasses(const ServerParts &parts, OperatorConsole &console);
+    ServicePasses(const ServerParts &parts, OperatorConsole &console, Metrics &metrics);
     ~ServicePasses();
     ServicePasses(const ServicePasses &) = delete;
     ServicePasses &operator=(const ServicePasses &) = delete;
@@ -44,8 +44,6 @@ public:
     /// For what else has to end in the guard.
     [[nodiscard]] TaskGuard &guard() { return m_guard; }
 
-    [[nodiscard]] Metrics &metrics() { return m_metrics; }
-
 private:
     void run(Metrics::Pass pass, const QString &task, const std::function<void()> &work);
     /// A pass that one server of several does at a time.
@@ -56,7 +54,7 @@ private:
     [[nodiscard]] const ModemControl::Reception &reception();
 
     const ServerParts m_parts;
-    Metrics m_metrics;
+    Metrics &m_metrics;
     FaultLog m_faults;
     TaskGuard m_guard;
     SendLimits m_limits;

@@ -40,7 +40,7 @@ ServiceStart::Outcome ServiceStart::run(MessageBoxes &boxes)
         boxes.inform(u"请首先进行参数配置,配置短信中心号码!"_s);
         return Outcome::SettingMissing;
     }
-    m_intervalMilliseconds = scanIntervalMilliseconds();
+    m_interval = scanInterval();
     const QString serverPort = m_parts.registry.read(Settings::serverPortPath());
     if (serverPort.isEmpty()) {
         m_console.addLogLine(u"没有指定GSM Modem COM端口,请正确配置 GSM Modem COM端口"_s);
@@ -83,18 +83,19 @@ bool ServiceStart::openPort(std::optional<qint16> port, const QString &centerCod
     m_parts.modem.setServiceCentre(usualWidth(centerCode).trimmed());
     const QString countryCode = m_parts.registry.read(Settings::localPath("SenderCountryCode"_L1));
     m_parts.modem.setSenderCountryCode(countryCode.trimmed());
-    m_parts.modem.setScanInterval(std::chrono::seconds(m_intervalMilliseconds / 1000));
+    m_parts.modem.setScanInterval(std::chrono::duration_cast<std::chrono::seconds>(m_interval));
     if (m_parts.modem.isPortOpen())
         static_cast<void>(m_parts.modem.close());
     return m_parts.modem.open() == 0;
 }
 
-int ServiceStart::scanIntervalMilliseconds() const
+std::chrono::milliseconds ServiceStart::scanInterval() const
 {
     const auto delay = numericValue(m_parts.registry.read(Settings::timeDelayPath()));
     const auto seconds = delay ? wholeNumber(*delay) : std::nullopt;
     if (!seconds || *seconds <= 0)
-        return defaultIntervalMilliseconds;
+        return defaultInterval;
     // What a timer holds: about 24 days.
-    return static_cast<int>(qMin<qint64>(qint64(*seconds) * 1000, std::numeric_limits<int>::max()));
+    return qMin<std::chrono::milliseconds>(std::chrono::seconds(*seconds),
+                                           std::chrono::milliseconds(std::numeric_limits<int>::max()));
 }

@@ -3,6 +3,7 @@
 #include "service/MessageBoxes.h"
 #include "service/ServerParts.h"
 
+#include <chrono>
 #include <optional>
 
 /// The Start path from the database to the open modem port: reads the settings, tells the operator each step.
@@ -16,7 +17,7 @@ public:
         PortFailed,     ///< may come up by itself
     };
 
-    static constexpr int defaultIntervalMilliseconds = 10000;
+    static constexpr std::chrono::seconds defaultInterval{10};
 
     /// A COM port setting as its number: a whole number in the 16-bit range that the modem control takes.
     [[nodiscard]] static std::optional<qint16> comPortNumber(const QString &text);
@@ -31,10 +32,10 @@ public:
     /// The COM port of the last run; 0 when its setting is no port number.
     [[nodiscard]] qint32 comPort() const { return m_comPort; }
     /// The scan interval of the last run.
-    [[nodiscard]] int intervalMilliseconds() const { return m_intervalMilliseconds; }
+    [[nodiscard]] std::chrono::milliseconds interval() const { return m_interval; }
     /// TimeDelay as it is now, as the common interval of the work timers: 10 s unless it is a number that
     /// rounds to more than 0 seconds, and never more than a timer holds. Throws Fault.
-    [[nodiscard]] int scanIntervalMilliseconds() const;
+    [[nodiscard]] std::chrono::milliseconds scanInterval() const;
 
 private:
     void tellDatabaseProblems();
@@ -43,5 +44,5 @@ private:
     ServerParts m_parts;
     OperatorConsole &m_console;
     qint32 m_comPort = 0;
-    int m_intervalMilliseconds = 0;
+    std::chrono::milliseconds m_interval{0};
 };

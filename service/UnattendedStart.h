@@ -1,7 +1,7 @@
 #pragma once
 
+#include "service/ServiceConsole.h"
 #include "service/ServiceStart.h"
-#include "service/StartLog.h"
 
 #include <QTimer>
 #include <functional>
@@ -13,10 +13,10 @@ class UnattendedStart final : public QObject
 {
     Q_OBJECT
 public:
-    /// attempt: one Start; nothing when a fault ended it. interval: milliseconds until the next one.
-    /// log: the console that the attempts speak to.
-    UnattendedStart(StartLog &log, std::function<std::optional<ServiceStart::Outcome>()> attempt,
-                    std::function<int()> interval, QObject *parent);
+    /// console: the one that the attempts speak to. attempt: one Start; nothing when a fault ended it. interval:
+    /// until the next one.
+    UnattendedStart(ServiceConsole &console, std::function<std::optional<ServiceStart::Outcome>()> attempt,
+                    std::function<std::chrono::milliseconds()> interval, QObject *parent);
 
     void begin();
     void end();
@@ -28,9 +28,9 @@ signals:
 private:
     void tryOnce();
 
-    StartLog &m_log;
+    ServiceConsole &m_console;
     std::function<std::optional<ServiceStart::Outcome>()> m_attempt;
-    std::function<int()> m_interval;
+    std::function<std::chrono::milliseconds()> m_interval;
     QTimer m_again{this};
     bool m_isTrying = false;
     bool m_hasSaid = false;

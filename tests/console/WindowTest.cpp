@@ -37,7 +37,7 @@ private slots:
         m_dialog.reset();
         m_console = std::make_unique<ConsoleFixture>();
         m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry,
-                                             *m_console->boxes, nullptr);
+                                             m_console->boxes, nullptr);
         m_console->window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&m_console->window));
     }
@@ -49,9 +49,9 @@ private slots:
 
     void theTextsAreThoseOfTheDesignAndNoneIsCut()
     {
-        m_console->window.showActivity(u"忙"_s);
+        m_console->console.showActivity(u"忙"_s);
         QVERIFY(m_console->window.windowTitle().endsWith(u" - 忙"_s));
-        m_console->window.showActivity({});
+        m_console->console.showActivity({});
         const QList<std::pair<const QWidget *, QString>> design{
             {&m_console->window, u"Brenmoor网络协同办公系统短信平台服务器|关于Korvalin|" SMS_PRODUCT_URL
                                  "|BrenmoorOA SMS  Server 2007|短信平台服务器 V2.0|启动|配置|"
@@ -84,12 +84,12 @@ private slots:
                                 OperatorConsole::Time};
         const QWidget *bar = m_console->child<QWidget>("StatusBar");
         m_console->office.clock.advanceSeconds(1); // the clock ticks while the service is stopped
-        QTRY_COMPARE(window.panelText(OperatorConsole::Time), u"2006-03-05 07:08:10"_s);
+        QTRY_COMPARE(m_console->panel(OperatorConsole::Time), u"2006-03-05 07:08:10"_s);
         const int top = pixelsFromTwips(1110);
         const QSize smallest(pixelsFromTwips(8625), pixelsFromTwips(8040)); // with the frame
         for (const QSize asked : {QSize(100, 100), QSize(1600, 1200)}) {
             for (const auto panel : panels)
-                window.setPanelText(panel, u"7"_s);
+                m_console->console.setPanelText(panel, u"7"_s);
             window.resize(asked);
             if (asked.width() < smallest.width())
                 QCOMPARE(window.frameGeometry().size(), smallest);
@@ -102,15 +102,15 @@ private slots:
             QCOMPARE(m_console->child<QWidget>("StatusBarPanel11")->width(), window.width());
             QStringList texts;
             for (const auto panel : panels)
-                texts += window.panelText(panel);
+                texts += m_console->panel(panel);
             QCOMPARE(texts.join(u'|'), u"0|0|0|2006-03-05 07:08:10"_s);
         }
         window.showMinimized();
-        window.setPanelText(OperatorConsole::Failed, u"7"_s);
+        m_console->console.setPanelText(OperatorConsole::Failed, u"7"_s);
         window.resize(window.size() + QSize(1, 1)); // minimised it does nothing
-        QCOMPARE(window.panelText(OperatorConsole::Failed), u"7"_s);
+        QCOMPARE(m_console->panel(OperatorConsole::Failed), u"7"_s);
         window.showNormal();
-        QTRY_COMPARE(window.panelText(OperatorConsole::Failed), u"0"_s);
+        QTRY_COMPARE(m_console->panel(OperatorConsole::Failed), u"0"_s);
     }
 
     void theKeyboardReachesEveryControlInOrderAndEachHasANameForAScreenReader()
@@ -136,15 +136,36 @@ private slots:
             QCOMPARE(order.join(u' '), names);
         }
         QTest::keyClick(btnOp, Qt::Key_Return);
-        QVERIFY(!m_console->boxes->shown.isEmpty()); // it asks for the missing settings
+        QVERIFY(!m_console->boxes.takeShown().isEmpty()); // it asks for the missing settings
     }
 
     void logLinesAreOneLineEachNewestFirst()
     {
-        m_console->window.addLogLine(u"先"_s);
-        m_console->window.addLogLine(u"后\r\n两\u2028行\ufdd0\ufdd1\0"_s);
+        m_console->console.addLogLine(u"先"_s);
+        m_console->console.addLogLine(u"后\r\n两\u2028行\ufdd0\ufdd1\0"_s);
         QCOMPARE(m_console->child<LogBox>("SMSLog")->toPlainText(),
                  u"2006-03-05 07:08:09 后  两 行   \n2006-03-05 07:08:09 先\n"_s);
+    }
+
+    void theButtonStartsAndAsksAndTheMenuAsksToo()
+    {
+        auto *btnOp = m_console->child<QPushButton>("btnOp");
+        const SimulatorProcess modem;
+        m_console->office.configure(u"+8613800755500"_s, u"3"_s, u"60"_s);
+        QTest::mouseClick(btnOp, Qt::LeftButton);
+        QCOMPARE(btnOp->text() + m_console->panel(OperatorConsole::Status), u"启动启动失败..."_s);
+        m_console->device = modem.devicePath();
+        QTest::mouseClick(btnOp, Qt::LeftButton);
+        QCOMPARE(btnOp->text() + m_console->panel(OperatorConsole::Status), u"停止正在运行..."_s);
+        m_console->boxes.answers = {false, false, true};
+        QTest::mouseClick(btnOp, Qt::LeftButton);
+        m_console->window.m_Stop_Click();
+        QCOMPARE(btnOp->text(), u"停止"_s);
+        QTest::mouseClick(btnOp, Qt::LeftButton);
+        QCOMPARE(btnOp->text() + m_console->panel(OperatorConsole::Status), u"启动服务未启动..."_s);
+        QCOMPARE(m_console->endings, 1);
+        m_console->window.resize(1000, 1000); // a picture of the end shows what the operator saw
+        QCOMPARE(m_console->panel(OperatorConsole::ToSend), u"准备就绪"_s);
     }
 
     void theLinkLightsUpUnderThePointerAndOpensItsAddress()

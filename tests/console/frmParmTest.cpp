@@ -1,5 +1,7 @@
 #include "console/frmParm.h"
-#include "tests/console/ConsoleFixture.h"
+#include "foundation/Settings.h"
+#include "tests/support/Office.h"
+#include "tests/support/ScriptedBoxes.h"
 #include "tests/support/TextTable.h"
 
 #include <QComboBox>
@@ -12,13 +14,13 @@ class frmParmTest : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<ConsoleFixture> m_console;
+    std::unique_ptr<Office> m_office;
+    ScriptedBoxes m_boxes;
     std::unique_ptr<frmParm> m_dialog;
 
     void open()
     {
-        m_dialog = std::make_unique<frmParm>(m_console->office.session, m_console->office.registry,
-                                             *m_console->boxes, nullptr);
+        m_dialog = std::make_unique<frmParm>(m_office->session, m_office->registry, m_boxes, nullptr);
         m_dialog->Form_Load();
         m_dialog->show();
         QVERIFY(QTest::qWaitForWindowActive(m_dialog.get()));
@@ -41,7 +43,7 @@ private:
     /// The settings in the order of the boxes.
     [[nodiscard]] QString stored() const
     {
-        const auto &registry = m_console->office.registry;
+        const auto &registry = m_office->registry;
         return registry.read(Settings::serverPortPath()) + u';' + registry.read(Settings::centerCodePath()) +
                u';' + registry.read(Settings::timeDelayPath());
     }
@@ -49,19 +51,23 @@ private:
 private slots:
     void init()
     {
-        m_console = std::make_unique<ConsoleFixture>();
-        m_console->configure(u"old"_s, u"9"_s, u"99"_s);
+        m_office = std::make_unique<Office>();
+        m_office->configure(u"old"_s, u"9"_s, u"99"_s);
     }
-    void cleanup() { m_dialog.reset(); } // before what it refers to
+    void cleanup()
+    {
+        m_dialog.reset(); // before what it refers to
+        static_cast<void>(m_boxes.takeShown());
+    }
 
     void freshMachine()
     {
-        m_console->configure({}, {}, {});
-        m_console->office.registry.write(Settings::comDevicePath(2), u"/dev/serial/by-id/gsm"_s);
-        m_console->office.session.Conn().close();
+        m_office->configure({}, {}, {});
+        m_office->registry.write(Settings::comDevicePath(2), u"/dev/serial/by-id/gsm"_s);
+        m_office->session.Conn().close();
         open();
-        QVERIFY(m_console->office.session.Conn().isOpen()); // opening replaces the shared connection
-        QCOMPARE(m_console->takeBoxes() + shown(), u";;10"_s);
+        QVERIFY(m_office->session.Conn().isOpen()); // opening replaces the shared connection
+        QCOMPARE(m_boxes.takeShown() + shown(), u";;10"_s);
         QCOMPARE(port()->count(), 10);
         QCOMPARE(port()->itemText(0) + port()->itemText(9), u"COM1COM10"_s);
         QVERIFY(port()->itemData(0, Qt::ToolTipRole).toString().startsWith(u"/dev/ttyS0"_s)); // there or not
@@ -70,9 +76,9 @@ private slots:
 
     void absentDatabaseLeavesTheBoxesEmptyAndTheDialogUsable()
     {
-        m_console->office.registry.write(Settings::connectStringPath(), {});
+        m_office->registry.write(Settings::connectStringPath(), {});
         open();
-        QCOMPARE(m_console->takeBoxes(), u"数据库连接失败，成检查数据库是否安装正确"_s);
+        QCOMPARE(m_boxes.takeShown(), u"数据库连接失败，成检查数据库是否安装正确"_s);
         QCOMPARE(port()->count(), 0);
         QCOMPARE(shown(), u";;"_s);
         pressOk(u"COM4"_s, u"+861"_s, u"7"_s);
@@ -103,7 +109,7 @@ private slots:
         open();
         QCOMPARE(shown(), u"COM9;old;99"_s);
         pressOk(cell("port"), cell("centre"), cell("delay"));
-        QCOMPARE(m_console->takeBoxes(), cell("box"));
+        QCOMPARE(m_boxes.takeShown(), cell("box"));
         QCOMPARE(stored(), cell("stored"));
         QCOMPARE(m_dialog->isVisible(), !cell("focus").isEmpty());
         if (m_dialog->isVisible())
@@ -113,10 +119,10 @@ private slots:
     void settingsThatCannotBeWrittenLoseNothingTyped()
     {
         open();
-        QFile file(m_console->office.registry.fileName());
+        QFile file(m_office->registry.fileName());
         QVERIFY(file.remove() && QDir().mkdir(file.fileName())); // a folder in the file's place
         pressOk(u"COM3"_s, u"+861380"_s, u"99"_s);
-        QVERIFY(m_console->takeBoxes().startsWith(u"参数保存失败："_s));
+        QVERIFY(m_boxes.takeShown().startsWith(u"参数保存失败："_s));
         QVERIFY(m_dialog->isVisible());
         QCOMPARE(shown(), u"COM3;+861380;99"_s);
     }

@@ -200,11 +200,16 @@ void Office::set(const QString &name, const QString &value)
     registry.write(Settings::localPath(QLatin1String(name.toLatin1())), value);
 }
 
+void Office::configure(const QString &centerCode, const QString &serverPort, const QString &timeDelay)
+{
+    registry.write(Settings::centerCodePath(), centerCode);
+    registry.write(Settings::serverPortPath(), serverPort);
+    registry.write(Settings::timeDelayPath(), timeDelay);
+}
+
 void Office::configureModem(const QString &device, int scanIntervalSeconds)
 {
-    registry.write(Settings::centerCodePath(), u"+8613800755500"_s);
-    registry.write(Settings::timeDelayPath(), QString::number(scanIntervalSeconds));
-    registry.write(Settings::serverPortPath(), u"3"_s);
+    configure(u"+8613800755500"_s, u"3"_s, QString::number(scanIntervalSeconds));
     registry.write(Settings::comDevicePath(3), device);
 }
 
@@ -240,6 +245,6 @@ ServicePasses &Office::passes()
                                      .session = session,
                                      .modem = modem(),
                                      .sendLedgerFile = path(u"sends"_s)},
-                         console);
+                         console, m_metrics);
     return *m_passes;
 }

@@ -54,6 +54,8 @@ public:
 
     /// A setting of the server's own.
     void set(const QString &name, const QString &value);
+    /// The settings that the dialog knows.
+    void configure(const QString &centerCode, const QString &serverPort, const QString &timeDelay = {});
     /// Settings for a server process: the device as COM3, the interval.
     void configureModem(const QString &device, int scanIntervalSeconds);
 
@@ -98,5 +100,6 @@ public:
 private:
     std::optional<SimulatorProcess> m_simulator;
     std::optional<ModemControl> m_modem;
+    Metrics m_metrics{{}};
     std::optional<ServicePasses> m_passes;
 };

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "app/LogFile.h"
+#include "app/World.h"
+#include "platform/signals/HangupSignal.h"
+#include "platform/signals/StopSignal.h"
+#include "platform/supervision/Supervisor.h"
+#include "service/ConsoleSignals.h"
+#include "service/Service.h"
+
+#include <QTimer>
+
+/// The service as a process runs it, with a window or without: log file, signals and the service manager around
+/// it.
+class ServerRun final : public QObject
+{
+    Q_OBJECT
+public:
+    /// All of these outlive it. Throws Fault when the log file or a signal cannot be had.
+    ServerRun(World &world, ConsoleSignals &console, MessageBoxes &boxes);
+    ~ServerRun() override;
+
+    [[nodiscard]] Service &service() { return m_service; }
+
+    /// From the event loop's start, with the service started if the command line says so, to its end: the exit
+    /// status.
+    [[nodiscard]] int exec();
+
+signals:
+    /// Again and again while something keeps the event loop waiting.
+    void busy();
+
+private:
+    void followSignals();
+    void tellManager();
+    void writeLines();
+    void showSignOfLife();
+
+    World &m_world;
+    ConsoleSignals &m_console;
+    StopSignal m_stopSignal;
+    std::optional<LogFile> m_logFile;
+    HangupSignal m_hangupSignal;
+    Supervisor m_supervisor;
+    Service m_service;
+    QTimer m_signsOfLife;
+};

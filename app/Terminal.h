@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+#include <cstdio>
+#include <functional>
+
+/// At once, in UTF-8.
+void print(FILE *stream, const QString &text);
+
+/// The exit status of work, or 1 when a fault ended it, which is said on standard error.
+[[nodiscard]] int statusOf(const std::function<int()> &work);
+
+/// Without a desktop the libraries remark on its absence; from now on only what is critical is said.
+void dropRemarks();

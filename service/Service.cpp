@@ -1,0 +1,112 @@
+#include "service/Service.h"
+
+using namespace Qt::StringLiterals;
+
+Service::Service(const ServerParts &parts, OperatorConsole &console, MessageBoxes &boxes)
+    : m_parts(parts),
+      m_boxes(boxes),
+      m_metrics(parts.metricsFile),
+      m_console(console, m_metrics),
+      m_unattendedStart(
+          m_console, [this] { return tryToStart(); }, [this] { return retryInterval(); }, this)
+{
+    const auto onTick = [this](QTimer &timer, const QString &name, void (ServicePasses::*pass)()) {
+        timer.setObjectName(name);
+        timer.setTimerType(Qt::PreciseTimer);
+        connect(&timer, &QTimer::timeout, this, [this, pass] { (m_passes.*pass)(); });
+    };
+    onTick(TSend, u"TSend"_s, &ServicePasses::send);
+    onTick(TSendResultDetail, u"TSendResultDetail"_s, &ServicePasses::archive);
+    onTick(tSchedule, u"tSchedule"_s, &ServicePasses::expand);
+    onTick(TNewMail, u"TNewMail"_s, &ServicePasses::alert);
+    onTick(tReceivePopMail, u"tReceivePopMail"_s, &ServicePasses::collect);
+    connect(&m_parts.modem, &ModemControl::notice, this,
+            [this](const QString &text) { m_console.addLogLine(text); });
+    connect(&m_unattendedStart, &UnattendedStart::givenUp, this, &Service::startGivenUp);
+    m_console.setPanelText(OperatorConsole::Status, u"等待..."_s);
+}
+
+void Service::setState(State state)
+{
+    m_state = state;
+    emit stateChanged(state);
+}
+
+void Service::start()
+{
+    m_unattendedStart.end();
+    if (!isRunning() && !m_hasEnded)
+        tryToStart();
+}
+
+void Service::startUnattended()
+{
+    if (!isRunning() && !m_hasEnded)
+        m_unattendedStart.begin();
+}
+
+std::optional<ServiceStart::Outcome> Service::tryToStart()
+{
+    std::optional<ServiceStart::Outcome> outcome;
+    guard().run(u"启动服务"_s, [this, &outcome] {
+        outcome = m_start.run(m_boxes);
+        if (outcome == ServiceStart::Outcome::PortOpened)
+            startTimers();
+    });
+    if (!outcome)
+        m_console.setPanelText(OperatorConsole::Status, u"启动失败..."_s);
+    return outcome;
+}
+
+std::chrono::milliseconds Service::retryInterval()
+{
+    std::chrono::milliseconds interval = ServiceStart::defaultInterval;
+    guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanInterval(); });
+    return interval;
+}
+
+void Service::startTimers()
+{
+    for (QTimer *timer : workTimers())
+        timer->setInterval(m_start.interval());
+    for (QTimer *timer : workTimers())
+        timer->start();
+    setState(State::Running);
+}
+
+void Service::askAndStop()
+{
+    if (m_isAsking)
+        return;
+    m_isAsking = true;
+    const bool isWanted = m_boxes.confirm(u"确实要停止短信服务器吗？"_s);
+    m_isAsking = false;
+    if (isWanted)
+        stop();
+}
+
+void Service::stop()
+{
+    if (std::exchange(m_hasEnded, true))
+        return;
+    m_unattendedStart.end();
+    if (isRunning())
+        guard().run(u"停止服务"_s, [this] { stopWork(); });
+    emit ended();
+}
+
+void Service::stopWork()
+{
+    if (m_parts.modem.isPortOpen()) {
+        const bool released = m_parts.modem.close() == 0;
+        m_console.addLogLine(u"释放 COM"_s + QString::number(m_start.comPort()) +
+                             (released ? u"端口成功！"_s : u"端口失败"_s));
+    }
+    setState(State::Stopped);
+    for (QTimer *timer : workTimers())
+        timer->stop();
+    m_passes.stop();
+    m_console.setPanelText(OperatorConsole::ToSend, u"准备就绪"_s);
+    emit workEnded();
+    m_console.setPanelText(OperatorConsole::Status, u"服务未启动..."_s);
+}
