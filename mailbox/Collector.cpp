@@ -58,7 +58,7 @@ Collector::~Collector()
 
 void Collector::pass()
 {
-    if (m_process.state() == QProcess::NotRunning && hasMailboxes(m_session.Conn()))
+    if (!isCollecting() && hasMailboxes(m_session.Conn()))
         start();
 }
 
@@ -76,7 +76,7 @@ void Collector::start()
 
 void Collector::stop()
 {
-    if (m_process.state() == QProcess::NotRunning)
+    if (!isCollecting())
         return;
     m_process.disconnect(this);
     m_process.kill();

@@ -25,6 +25,8 @@ public:
 
     /// A tick: starts a pass if there is anything to collect and none is under way. Throws DatabaseFault.
     void pass();
+    /// Is one under way?
+    [[nodiscard]] bool isCollecting() const { return m_process.state() != QProcess::NotRunning; }
     /// Ends a pass that is under way; what it has not committed is rolled back. Takes two seconds at most.
     void stop();
 

@@ -18,7 +18,7 @@ struct ServerParts {
     DatabaseSession &session;
     ModemControl &modem;
     MailTrace mailTrace = {};
-    /// The program that collects the external mail; without one a pass does it in this process.
+    /// The program that collects the external mail.
     Collector::Program collector = {};
     QString sendLedgerFile = {};    ///< of the send limits; "" = they are not kept
     MessageFiles messageFiles = {}; ///< of received messages

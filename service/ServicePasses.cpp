@@ -26,7 +26,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
-      m_pop3PollingDriver(parts.session, parts.registry, parts.mailTrace, m_watch, m_kept),
+      m_collector(parts.collector, parts.session, console, m_faults, m_guard),
       m_replyLimit(parts.registry, parts.clock),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.messageFiles),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
@@ -40,8 +40,6 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
     m_afterGap.setSingleShot(true);
     m_afterGap.setTimerType(Qt::PreciseTimer);
     m_afterGap.callOnTimeout([this] { send(); });
-    if (!parts.collector.path.isEmpty())
-        m_collector.emplace(parts.collector, parts.session, console, m_faults, m_guard);
 }
 
 ServicePasses::~ServicePasses()
@@ -129,18 +127,12 @@ void ServicePasses::alert()
 
 void ServicePasses::collect()
 {
-    run(Metrics::Pass::Collect, u"外部邮件收取"_s, [this] {
-        if (m_collector)
-            m_collector->pass(); // its process takes the lock
-        else if (const PassLock lock(m_parts.session.Conn(), m_parts.registry, u"collection"_s);
-                 lock.isOurs())
-            m_pop3PollingDriver.pass();
-    });
+    run(Metrics::Pass::Collect, u"外部邮件收取"_s,
+        [this] { m_collector.pass(); }); // its process takes the lock
 }
 
 void ServicePasses::stop()
 {
     m_afterGap.stop();
-    if (m_collector)
-        m_collector->stop();
+    m_collector.stop();
 }

@@ -5,7 +5,6 @@
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
 #include "mailbox/Collector.h"
-#include "mailbox/Pop3PollingDriver.h"
 #include "modem/ModemControl.h"
 #include "outgoing/QueueSender.h"
 #include "outgoing/ResultArchiver.h"
@@ -37,6 +36,8 @@ public:
     void alert();
     /// tReceivePopMail: external mail to the OA tables.
     void collect();
+    /// The collector of a tick is still at it.
+    [[nodiscard]] bool isCollecting() const { return m_collector.isCollecting(); }
 
     /// Ends what goes on between the ticks. Takes two seconds at most.
     void stop();
@@ -62,10 +63,7 @@ private:
     ResultArchiver m_archiver;
     ScheduledMessageExpander m_expander;
     NewMailAlerts m_alerts;
-    CollectionWatch m_watch;
-    KeptMails m_kept;
-    Pop3PollingDriver m_pop3PollingDriver;
-    std::optional<Collector> m_collector;
+    Collector m_collector;
     ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;

@@ -125,7 +125,10 @@ private:
         if (name == u"send")
             m_office.simulator();
         m_asked = 0;
-        (m_office.passes().*passes[name])();
+        ServicePasses &service = m_office.passes();
+        (service.*passes[name])();
+        if (!QTest::qWaitFor([&] { return !service.isCollecting(); }, 20'000))
+            throw Fault(u"the collection does not end"_s);
     }
     QString received(const QString &rest)
     {

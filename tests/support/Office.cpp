@@ -240,11 +240,14 @@ SimulatorProcess &Office::simulator()
 ServicePasses &Office::passes()
 {
     if (!m_passes)
-        m_passes.emplace(ServerParts{.clock = clock,
-                                     .registry = registry,
-                                     .session = session,
-                                     .modem = modem(),
-                                     .sendLedgerFile = path(u"sends"_s)},
-                         console, m_metrics);
+        m_passes.emplace(
+            ServerParts{.clock = clock,
+                        .registry = registry,
+                        .session = session,
+                        .modem = modem(),
+                        .collector = {QStringLiteral(SERVER_PROGRAM),
+                                      {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}},
+                        .sendLedgerFile = path(u"sends"_s)},
+            console, m_metrics);
     return *m_passes;
 }
