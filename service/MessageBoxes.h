@@ -22,8 +22,12 @@ class LoggedMessageBoxes final : public MessageBoxes
 {
 public:
     explicit LoggedMessageBoxes(OperatorConsole &console) : m_console(console) {}
-    void inform(const QString &text) override;
-    bool confirm(const QString &text) override;
+    void inform(const QString &text) override { m_console.addLogLine(text); }
+    bool confirm(const QString &text) override
+    {
+        m_console.addLogLine(text);
+        return false;
+    }
 
 private:
     OperatorConsole &m_console;

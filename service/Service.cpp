@@ -3,26 +3,22 @@
 using namespace Qt::StringLiterals;
 
 Service::Service(const ServerParts &parts, OperatorConsole &console, MessageBoxes &boxes)
-    : m_parts(parts),
-      m_boxes(boxes),
-      m_metrics(parts.metricsFile),
-      m_console(console, m_metrics),
-      m_unattendedStart(
-          m_console, [this] { return tryToStart(); }, [this] { return retryInterval(); }, this)
+    : m_parts(parts), m_boxes(boxes), m_metrics(parts.metricsFile), m_console(console, m_metrics)
 {
-    const auto onTick = [this](QTimer &timer, const QString &name, void (ServicePasses::*pass)()) {
+    const auto onTick = [this](QTimer &timer, const QString &name, auto handler) {
         timer.setObjectName(name);
         timer.setTimerType(Qt::PreciseTimer);
-        connect(&timer, &QTimer::timeout, this, [this, pass] { (m_passes.*pass)(); });
+        connect(&timer, &QTimer::timeout, this, handler);
     };
-    onTick(TSend, u"TSend"_s, &ServicePasses::send);
-    onTick(TSendResultDetail, u"TSendResultDetail"_s, &ServicePasses::archive);
-    onTick(tSchedule, u"tSchedule"_s, &ServicePasses::expand);
-    onTick(TNewMail, u"TNewMail"_s, &ServicePasses::alert);
-    onTick(tReceivePopMail, u"tReceivePopMail"_s, &ServicePasses::collect);
+    onTick(TSend, u"TSend"_s, [this] { m_passes.send(); });
+    onTick(TSendResultDetail, u"TSendResultDetail"_s, [this] { m_passes.archive(); });
+    onTick(tSchedule, u"tSchedule"_s, [this] { m_passes.expand(); });
+    onTick(TNewMail, u"TNewMail"_s, [this] { m_passes.alert(); });
+    onTick(tReceivePopMail, u"tReceivePopMail"_s, [this] { m_passes.collect(); });
+    onTick(tStartAgain, u"tStartAgain"_s, [this] { tryAgain(); });
+    tStartAgain.setSingleShot(true);
     connect(&m_parts.modem, &ModemControl::notice, this,
             [this](const QString &text) { m_console.addLogLine(text); });
-    connect(&m_unattendedStart, &UnattendedStart::givenUp, this, &Service::startGivenUp);
     m_console.setPanelText(OperatorConsole::Status, u"等待..."_s);
 }
 
@@ -34,15 +30,48 @@ void Service::setState(State state)
 
 void Service::start()
 {
-    m_unattendedStart.end();
+    endTrying();
     if (!isRunning() && !m_hasEnded)
         tryToStart();
 }
 
 void Service::startUnattended()
 {
-    if (!isRunning() && !m_hasEnded)
-        m_unattendedStart.begin();
+    if (isRunning() || m_hasEnded)
+        return;
+    m_isTrying = true;
+    tryAgain();
+}
+
+void Service::endTrying()
+{
+    m_isTrying = false;
+    tStartAgain.stop();
+    m_console.forget();
+}
+
+void Service::tryAgain()
+{
+    m_console.beginAttempt();
+    const auto outcome = tryToStart();
+    m_console.endAttempt();
+    if (!m_isTrying) // ended by the operator while a message box of the attempt was on the screen
+        return;
+    const bool isSettingMissing = outcome == ServiceStart::Outcome::SettingMissing;
+    if (isRunning() || isSettingMissing) {
+        if (m_hasSaidSo)
+            m_console.addLogLine(isRunning() ? u"自动重试成功，服务已启动"_s : u"参数不完整，不再自动重试"_s);
+        endTrying();
+        if (isSettingMissing)
+            emit startGivenUp();
+        return;
+    }
+    std::chrono::milliseconds interval = ServiceStart::defaultInterval;
+    guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanInterval(); });
+    if (!std::exchange(m_hasSaidSo, true))
+        m_console.addLogLine(
+            u"启动未成功，每隔 %1 秒自动重试，直到成功"_s.arg(interval / std::chrono::seconds(1)));
+    tStartAgain.start(interval);
 }
 
 std::optional<ServiceStart::Outcome> Service::tryToStart()
@@ -56,13 +85,6 @@ std::optional<ServiceStart::Outcome> Service::tryToStart()
     if (!outcome)
         m_console.setPanelText(OperatorConsole::Status, u"启动失败..."_s);
     return outcome;
-}
-
-std::chrono::milliseconds Service::retryInterval()
-{
-    std::chrono::milliseconds interval = ServiceStart::defaultInterval;
-    guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanInterval(); });
-    return interval;
 }
 
 void Service::startTimers()
@@ -89,7 +111,7 @@ void Service::stop()
 {
     if (std::exchange(m_hasEnded, true))
         return;
-    m_unattendedStart.end();
+    endTrying();
     if (isRunning())
         guard().run(u"停止服务"_s, [this] { stopWork(); });
     emit ended();

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "service/ServiceConsole.h"
 #include "service/ServicePasses.h"
-#include "service/UnattendedStart.h"
+#include "service/ServiceStart.h"
 
 #include <array>
 
@@ -26,7 +27,9 @@ public:
 
     /// The Start path, once. Ends the trying of an unattended start.
     void start();
-    /// Starts again and again, at each scan interval, until the database and the modem are there.
+    /// Start in place of an operator who is not there: while the database or the modem is absent it is tried again
+    /// at each scan interval, which is said once, and said when it has succeeded. A missing setting ends the
+    /// trying, and so does start().
     void startUnattended();
     /// The Stop path with its question; without a yes nothing changes.
     void askAndStop();
@@ -47,7 +50,8 @@ signals:
 
 private:
     std::optional<ServiceStart::Outcome> tryToStart();
-    [[nodiscard]] std::chrono::milliseconds retryInterval();
+    void tryAgain();
+    void endTrying();
     void startTimers();
     void stopWork();
     void setState(State state);
@@ -63,8 +67,9 @@ private:
     ServiceConsole m_console;
     ServicePasses m_passes{m_parts, m_console, m_metrics};
     ServiceStart m_start{m_parts, m_console};
-    UnattendedStart m_unattendedStart;
     State m_state = State::Stopped;
+    bool m_isTrying = false; // to start, unattended
+    bool m_hasSaidSo = false;
     bool m_isAsking = false; // the stop question is on the screen
     bool m_hasEnded = false;
 
@@ -73,4 +78,5 @@ private:
     QTimer tSchedule{this};
     QTimer TNewMail{this};
     QTimer tReceivePopMail{this};
+    QTimer tStartAgain{this};
 };
