@@ -51,40 +51,37 @@ QByteArray Metrics::text(const State &state) const
 {
     using Event = OperatorConsole::Event;
     QByteArray all;
-    all +=
-        metric("sms_sent_total", "counter", "Messages that the network took.", m_counts.value(Event::Sent));
-    const QByteArray failed = "sms_failed_total";
-    all += head(failed, "counter", "Messages that were refused, by cause.");
+    const auto counter = [&](const char *name, const char *help, Event event) {
+        all += metric(name, "counter", help, m_counts.value(event));
+    };
+    const auto gauge = [&](const char *name, const char *help, qint64 value) {
+        all += metric(name, "gauge", help, value);
+    };
+    const auto gaugePerPass = [&](const char *name, const char *help, auto valueOf) {
+        all += head(name, "gauge", help);
+        for (size_t pass = 0; pass < passCount; ++pass) {
+            if (m_passes[pass].end.isValid())
+                all += labelled(name, "pass", passNames[pass], QByteArray::number(valueOf(m_passes[pass])));
+        }
+    };
+    counter("sms_sent_total", "Messages that the network took.", Event::Sent);
+    all += head("sms_failed_total", "counter", "Messages that were refused, by cause.");
     for (auto failure = m_failures.cbegin(); failure != m_failures.cend(); ++failure)
-        all += labelled(failed, "cause", failure.key().toUtf8(), QByteArray::number(failure.value()));
-    all += metric("sms_received_total", "counter", "Messages that came in and were handled.",
-                  m_counts.value(Event::Received));
-    all += metric("sms_alerts_total", "counter", "Alerts of new mail that were queued.",
-                  m_counts.value(Event::Alerted));
-    all += metric("sms_mails_collected_total", "counter", "External mails that were read from their servers.",
-                  m_counts.value(Event::Collected));
-    all +=
-        metric("sms_queue_waiting", "gauge", "Rows of SMS_Queues that wait to be sent.", state.waitingRows);
-    all += metric("sms_database_up", "gauge", "1 while the database is connected.", state.isDatabaseUp);
-    all += metric("sms_modem_up", "gauge", "1 while the modem answers on its port.", state.isModemUp);
-    all += metric("sms_modem_registered", "gauge", "1 while the modem is registered with a network.",
-                  state.isRegistered);
+        all += labelled("sms_failed_total", "cause", failure.key().toUtf8(),
+                        QByteArray::number(failure.value()));
+    counter("sms_received_total", "Messages that came in and were handled.", Event::Received);
+    counter("sms_alerts_total", "Alerts of new mail that were queued.", Event::Alerted);
+    counter("sms_mails_collected_total", "External mails that were read from their servers.",
+            Event::Collected);
+    gauge("sms_queue_waiting", "Rows of SMS_Queues that wait to be sent.", state.waitingRows);
+    gauge("sms_database_up", "1 while the database is connected.", state.isDatabaseUp);
+    gauge("sms_modem_up", "1 while the modem answers on its port.", state.isModemUp);
+    gauge("sms_modem_registered", "1 while the modem is registered with a network.", state.isRegistered);
     if (state.signalDbm)
-        all +=
-            metric("sms_modem_signal_dbm", "gauge", "Strength of the modem's reception.", *state.signalDbm);
-    const QByteArray end = "sms_pass_last_end_timestamp_seconds";
-    all += head(end, "gauge", "When the last pass ended.");
-    for (size_t pass = 0; pass < passCount; ++pass) {
-        if (m_passes[pass].end.isValid())
-            all += labelled(end, "pass", passNames[pass],
-                            QByteArray::number(m_passes[pass].end.toSecsSinceEpoch()));
-    }
-    const QByteArray length = "sms_pass_last_duration_seconds";
-    all += head(length, "gauge", "How long the last pass took.");
-    for (size_t pass = 0; pass < passCount; ++pass) {
-        if (m_passes[pass].end.isValid())
-            all += labelled(length, "pass", passNames[pass],
-                            QByteArray::number(std::chrono::duration<double>(m_passes[pass].length).count()));
-    }
+        gauge("sms_modem_signal_dbm", "Strength of the modem's reception.", *state.signalDbm);
+    gaugePerPass("sms_pass_last_end_timestamp_seconds", "When the last pass ended.",
+                 [](const Ended &pass) { return pass.end.toSecsSinceEpoch(); });
+    gaugePerPass("sms_pass_last_duration_seconds", "How long the last pass took.",
+                 [](const Ended &pass) { return std::chrono::duration<double>(pass.length).count(); });
     return all;
 }
