@@ -6,11 +6,12 @@
 
 using namespace Qt::StringLiterals;
 
-ServerRun::ServerRun(World &world, ConsoleSignals &console, MessageBoxes &boxes)
-    : m_world(world), m_console(console), m_service(world.parts(), console, boxes)
+ServerRun::ServerRun(const CommandLine &line, const ServerParts &parts, ConsoleSignals &console,
+                     MessageBoxes &boxes)
+    : m_line(line), m_modem(parts.modem), m_console(console), m_service(parts, console, boxes)
 {
-    if (!world.line.logFile.isEmpty())
-        m_logFile.emplace(world.line.logFile);
+    if (!line.logFile.isEmpty())
+        m_logFile.emplace(line.logFile);
     writeLines();
     followSignals();
     tellManager();
@@ -21,19 +22,19 @@ ServerRun::ServerRun(World &world, ConsoleSignals &console, MessageBoxes &boxes)
 ServerRun::~ServerRun()
 {
     m_console.setStopRequested({});
-    m_world.modem.setWhileWaiting({});
+    m_modem.setWhileWaiting({});
 }
 
 void ServerRun::writeLines()
 {
     connect(&m_console, &ConsoleSignals::lineAdded, this, [this](const QString &line) {
-        if (m_world.line.headless)
+        if (m_line.headless)
             print(stderr, line + u'\n');
         const QString news = m_logFile ? m_logFile->append(line) : QString();
         if (!news.isEmpty())
             m_console.addLogLine(news);
     });
-    if (!m_world.line.headless)
+    if (!m_line.headless)
         return;
     connect(&m_service, &Service::startGivenUp, this, [this] {
         m_console.addLogLine(u"参数不完整，程序结束。请用 sms-server --set 写入参数，用 --check 检查"_s);
@@ -52,7 +53,7 @@ void ServerRun::followSignals()
         showSignOfLife();
         return m_stopSignal.wasReceived();
     });
-    m_world.modem.setWhileWaiting([this] { showSignOfLife(); });
+    m_modem.setWhileWaiting([this] { showSignOfLife(); });
 }
 
 void ServerRun::showSignOfLife()
@@ -79,7 +80,7 @@ int ServerRun::exec()
 {
     QMetaObject::invokeMethod(
         this, [this] { m_supervisor.ready(); }, Qt::QueuedConnection);
-    if (m_world.line.start)
+    if (m_line.start)
         QMetaObject::invokeMethod(&m_service, &Service::startUnattended, Qt::QueuedConnection);
     return QCoreApplication::exec();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "app/CommandLine.h"
 #include "app/LogFile.h"
-#include "app/World.h"
 #include "platform/signals/HangupSignal.h"
 #include "platform/signals/StopSignal.h"
 #include "platform/supervision/Supervisor.h"
@@ -17,7 +17,8 @@ class ServerRun final : public QObject
     Q_OBJECT
 public:
     /// All of these outlive it. Throws Fault when the log file or a signal cannot be had.
-    ServerRun(World &world, ConsoleSignals &console, MessageBoxes &boxes);
+    ServerRun(const CommandLine &line, const ServerParts &parts, ConsoleSignals &console,
+              MessageBoxes &boxes);
     ~ServerRun() override;
 
     [[nodiscard]] Service &service() { return m_service; }
@@ -36,7 +37,8 @@ private:
     void writeLines();
     void showSignOfLife();
 
-    World &m_world;
+    const CommandLine &m_line;
+    ModemControl &m_modem;
     ConsoleSignals &m_console;
     StopSignal m_stopSignal;
     std::optional<LogFile> m_logFile;

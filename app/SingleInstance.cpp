@@ -1,6 +1,5 @@
 #include "app/SingleInstance.h"
 
-#include "app/Terminal.h"
 #include "platform/fault/Fault.h"
 
 #include <QCryptographicHash>
@@ -63,16 +62,10 @@ bool SingleInstance::isRunning(const QString &settingsFile)
     return !lock.tryLock(0) && lock.error() == QLockFile::LockFailedError;
 }
 
-bool SingleInstance::callFirst() const
+QString SingleInstance::callFirst() const
 {
     QLocalSocket socket;
     socket.connectToServer(m_serverName);
-    return socket.waitForConnected(connectMilliseconds);
-}
-
-int callFirst(const SingleInstance &instance)
-{
-    print(stderr,
-          instance.callFirst() ? u"短信服务器已在运行，已请它显示窗口。\n"_s : u"短信服务器已在运行。\n"_s);
-    return 0;
+    return socket.waitForConnected(connectMilliseconds) ? u"短信服务器已在运行，已请它显示窗口。\n"_s
+                                                        : u"短信服务器已在运行。\n"_s;
 }

@@ -17,8 +17,8 @@ public:
 
     /// True when this process is the one; it then hears of later starts.
     [[nodiscard]] bool isFirst() const { return m_lock.isLocked(); }
-    /// Asks the first one to show its window. False when it cannot be reached.
-    [[nodiscard]] bool callFirst() const;
+    /// Asks the first one to show its window: what the operator is to be told of it.
+    [[nodiscard]] QString callFirst() const;
 
 signals:
     /// Another start found this one running.
@@ -29,6 +29,3 @@ private:
     QLockFile m_lock;
     QLocalServer m_server;
 };
-
-/// What a start does that is not the first: calls that one, says so on standard error. The exit status.
-[[nodiscard]] int callFirst(const SingleInstance &instance);

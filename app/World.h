@@ -6,16 +6,14 @@
 #include "platform/registry/FileRegistry.h"
 #include "service/ServerParts.h"
 
-/// The outside world, real, as the command line wants it.
+/// The outside world, real, as the command line wants it. The service's own files lie beside the settings file.
 struct World {
-    explicit World(const CommandLine &line);
+    /// collector: the program that collects external mail.
+    World(const CommandLine &line, const QString &collector);
 
-    /// For the service; its own files lie beside the settings file.
-    [[nodiscard]] ServerParts parts();
-
-    const CommandLine &line;
     FileRegistry registry;
     SystemClock clock;
     DatabaseSession session{registry};
     ModemControl modem;
+    ServerParts parts;
 };

@@ -1,12 +1,12 @@
 #include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
-#include "app/Programs.h"
 #include "app/SelfCheck.h"
 #include "app/ServerRun.h"
 #include "app/SettingsCommands.h"
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
 #include "app/Trace.h"
+#include "app/World.h"
 #include "mailbox/CollectorProcess.h"
 
 #include <QCoreApplication>
@@ -29,23 +29,25 @@ int skipOldMailForAll(const Registry &registry)
 
 int check(const CommandLine &line)
 {
-    World world(line);
+    World world(line, QCoreApplication::applicationFilePath());
     const auto show = [](const QString &text) { print(stdout, text + u'\n'); };
     show(u"参数文件 "_s + line.settingsFile);
-    return checkEverything(world.parts(), show, SingleInstance::isRunning(line.settingsFile)) ? 0 : 1;
+    return checkEverything(world.parts, show, SingleInstance::isRunning(line.settingsFile)) ? 0 : 1;
 }
 
 int runHeadless(const CommandLine &line)
 {
     const SingleInstance instance(line.settingsFile);
-    if (!instance.isFirst())
-        return callFirst(instance);
+    if (!instance.isFirst()) {
+        print(stderr, instance.callFirst());
+        return 0;
+    }
     if (!line.trace)
         dropRemarks();
-    World world(line);
+    World world(line, QCoreApplication::applicationFilePath());
     ConsoleSignals console(world.clock);
     LoggedMessageBoxes boxes(console);
-    ServerRun run(world, console, boxes);
+    ServerRun run(line, world.parts, console, boxes);
     return run.exec();
 }
 
@@ -55,7 +57,7 @@ int becomeWindow(const CommandLine &line, char **argv)
 {
     if (line.headless)
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QString window = windowProgram();
+    const QString window = QCoreApplication::applicationDirPath() + u"/" SMS_WINDOW_PROGRAM ""_s;
     ::execv(QFile::encodeName(window).constData(), argv);
     throw Fault(u"无法启动窗口程序 %1：%2"_s.arg(window, qt_error_string()));
 }

@@ -3,6 +3,7 @@
 #include "app/ServerRun.h"
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
+#include "app/World.h"
 #include "console/WindowMessageBoxes.h"
 #include "console/frmMain.h"
 
@@ -32,11 +33,11 @@ std::unique_ptr<MessageBoxes> messageBoxes(const CommandLine &line, OperatorCons
 }
 
 /// The answers of --check on one page.
-QString selfCheck(World &world, const Service &service)
+QString selfCheck(const ServerParts &parts, const Service &service)
 {
     QStringList answers;
     static_cast<void>(checkEverything(
-        world.parts(), [&answers](const QString &text) { answers += text; }, service.isRunning()));
+        parts, [&answers](const QString &text) { answers += text; }, service.isRunning()));
     return answers.join(u'\n');
 }
 
@@ -49,18 +50,20 @@ void savePicture(frmMain &window, const QString &fileName)
 int runWindow(const CommandLine &line)
 {
     const SingleInstance instance(line.settingsFile);
-    if (!instance.isFirst())
-        return callFirst(instance);
+    if (!instance.isFirst()) {
+        print(stderr, instance.callFirst());
+        return 0;
+    }
     if (line.headless && !line.trace)
         dropRemarks();
     QTranslator translator;
     translateLibrary(translator);
-    World world(line);
+    World world(line, QCoreApplication::applicationDirPath() + u"/" SMS_SERVER_PROGRAM ""_s);
     ConsoleSignals console(world.clock);
     const std::unique_ptr<MessageBoxes> boxes = messageBoxes(line, console);
-    ServerRun run(world, console, *boxes);
-    frmMain window(world.parts(), run.service(), console, *boxes);
-    window.setSelfCheck([&] { return selfCheck(world, run.service()); });
+    ServerRun run(line, world.parts, console, *boxes);
+    frmMain window(world.parts, run.service(), console, *boxes);
+    window.setSelfCheck([&] { return selfCheck(world.parts, run.service()); });
     QObject::connect(&run, &ServerRun::busy, &window, &frmMain::paintNow);
     QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);
     std::optional<DisplayWatch> displayWatch;
