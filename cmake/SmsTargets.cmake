@@ -31,19 +31,43 @@ if(SMS_FUZZ)
     target_compile_options(sms_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# The headers that most sources reach are read once for the whole project, and once more for the tests. Each source
+# names what it uses all the same: CMAKE_DISABLE_PRECOMPILE_HEADERS builds too.
+set(frequent_headers
+    <QByteArray> <QDateTime> <QElapsedTimer> <QFile> <QHash> <QList> <QObject> <QSet> <QString> <QStringList> <QTimer>
+    <QVariant> <algorithm> <array> <chrono> <functional> <memory> <optional> <stdexcept> <unordered_map> <variant>)
+set(frequent_test_headers <QCoreApplication> <QProcess> <QRegularExpression> <QTemporaryDir> <QtTest/qtestcase.h>)
+add_library(sms_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/FrequentHeaders.cpp)
+target_link_libraries(sms_headers PRIVATE sms_options Qt6::Core)
+target_precompile_headers(sms_headers PRIVATE ${frequent_headers})
+if(SMS_BUILD_TESTS OR SMS_BUILD_BENCHMARKS)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
+    # Without the folders of each test, which only QFINDTESTDATA asks for.
+    set_property(TARGET Qt6::Test PROPERTY INTERFACE_COMPILE_DEFINITIONS QT_TESTLIB_LIB)
+    add_library(sms_test_headers OBJECT ${CMAKE_CURRENT_LIST_DIR}/FrequentHeaders.cpp)
+    target_link_libraries(sms_test_headers PRIVATE sms_options Qt6::Core Qt6::Test)
+    target_precompile_headers(sms_test_headers PRIVATE ${frequent_headers} ${frequent_test_headers})
+endif()
+
 # sms_library(NAME SOURCES file... [LINKS library...])
 # A static library for one folder. What it links is what its folder may know.
 function(sms_library name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
     target_link_libraries(${name} PUBLIC sms_options Qt6::Core ${arg_LINKS})
+    target_precompile_headers(${name} REUSE_FROM sms_headers)
 endfunction()
 
-# sms_program(NAME SOURCES file... [LINKS library...])
+# sms_program(NAME SOURCES file... [LINKS library...] [HEADERS target])
+# HEADERS: whose precompiled headers it uses, sms_headers when none is named.
 function(sms_program name)
-    cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
+    cmake_parse_arguments(arg "" "HEADERS" "SOURCES;LINKS" ${ARGN})
+    if(NOT arg_HEADERS)
+        set(arg_HEADERS sms_headers)
+    endif()
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE sms_options Qt6::Core ${arg_LINKS})
+    target_precompile_headers(${name} REUSE_FROM ${arg_HEADERS})
 endfunction()
 
 # sms_test(NAME [SERVERS] [SOURCES file...] [LINKS library...] [TIMEOUT seconds])
@@ -54,7 +78,7 @@ function(sms_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    sms_program(${name} SOURCES ${name}.cpp ${arg_SOURCES} LINKS Qt6::Test ${arg_LINKS})
+    sms_program(${name} SOURCES ${name}.cpp ${arg_SOURCES} LINKS Qt6::Test ${arg_LINKS} HEADERS sms_test_headers)
     add_test(NAME ${name} COMMAND ${name})
     set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8)
     if(SMS_SANITIZE)
