@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2034
 # Sourced by ./run, ./test and .ci/run: installs Debian packages that are missing, and says so.
 
-build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev
+build_packages="g++ ccache cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev
     libgmime-3.0-dev qt6-translations-l10n libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-mysql libpq-dev libmariadb-dev
     unixodbc-dev odbcinst"
 demo_packages="sqlite3 fonts-wqy-microhei dovecot-pop3d openssl"
@@ -43,9 +43,6 @@ install_packages() {
 build_preset() {
     local preset=$1
     shift
-    if command -v ccache >/dev/null; then
-        export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-    fi
     echo "Building the $preset preset in build/$preset ..."
     local log
     log=$(mktemp)
