@@ -1,24 +1,22 @@
 #include "simulator/Modem.h"
 
-#include "simulator/GeneralCommands.h"
-#include "simulator/MessageCommands.h"
-#include "simulator/StorageCommands.h"
-#include "simulator/TpduEncoder.h"
+#include "simulator/commands/GeneralCommands.h"
+#include "simulator/commands/MessageCommands.h"
+#include "simulator/commands/StorageCommands.h"
 
 using namespace Qt::StringLiterals;
 
 namespace simulator
 {
-Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCapacity, int firstIndex)
-    : m_state(storageCapacity, firstIndex),
-      m_log(logFile),
+Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile)
+    : m_log(logFile),
       m_submits(m_state, m_log),
       m_deliveries(m_state),
       m_session(m_state.settings.format, [this](const AtCommand &command) { return run(command); }),
       m_line(std::move(end))
 {
-    addGeneralCommands(m_commands, m_state, [this] { m_deliveries.retrySoon(); });
-    addMessageCommands(m_commands, m_state, m_submits, m_deliveries);
+    addGeneralCommands(m_commands, m_state);
+    addMessageCommands(m_commands, m_state, m_submits);
     addStorageCommands(m_commands, m_state, m_deliveries);
 
     connect(&m_line, &SerialLine::received, &m_session, &AtSession::feed);
@@ -26,11 +24,12 @@ Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCa
     connect(&m_deliveries, &DeliverService::unsolicited, &m_session, &AtSession::sendUnsolicited);
     connect(&m_line, &SerialLine::plugged, this, [this] {
         m_state.say(u"plugged in: %1"_s.arg(m_line.name()));
-        start();
+        reset();
+        announce();
     });
     connect(&m_line, &SerialLine::unplugged, this, [this] {
         m_state.say(u"unplugged"_s);
-        m_session.restart(std::chrono::milliseconds(0));
+        m_session.restart();
         m_deliveries.setPlugged(false);
     });
     connect(&m_line, &SerialLine::peerChanged, this, [this](bool open) {
@@ -38,23 +37,12 @@ Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCa
         if (open)
             greet();
     });
-    connect(&m_submits, &SubmitService::reportWanted, this, [this](const QString &number, int reference) {
-        const QByteArray report =
-            encodeStatusReport(number, reference, 0, QDateTime::currentDateTime(), m_state.serviceCentre);
-        QTimer::singleShot(m_state.networkLatency, this, [this, report] { m_deliveries.deliver({report}); });
-    });
-}
-
-void Modem::start()
-{
-    reset(m_wakeTime);
-    announce();
 }
 
 void Modem::restart(bool announced)
 {
     m_state.say(announced ? u"restarts"_s : u"restarts silently"_s);
-    reset(announced ? m_wakeTime : std::chrono::milliseconds(0));
+    reset();
     if (announced)
         announce();
 }
@@ -81,26 +69,19 @@ void Modem::greet()
 }
 
 /// Volatile settings are as at first, the stores and the network's messages stay.
-void Modem::reset(std::chrono::milliseconds deafFor)
+void Modem::reset()
 {
-    restoreSettings(m_state);
+    m_state.settings = m_state.settingsAtStart;
     m_state.selected = {Memory::Sim, Memory::Sim, Memory::Sim};
-    m_state.functionality = 1;
-    m_state.sim.pinRequired = m_lockedAtStart;
     m_state.sim.starting.setRemainingTime(m_state.sim.startsFor);
-    m_session.restart(deafFor);
-    m_deliveries.restart();
+    m_session.restart();
     m_deliveries.setPlugged(true);
 }
 
 Reply Modem::run(const AtCommand &command)
 {
     Reply reply = m_state.answers.run(spelled(command), [&] { return m_commands.run(command); });
-    const auto latency = m_state.commandLatency.constFind(command.name);
-    if (latency != m_state.commandLatency.cend())
-        reply.delay += *latency;
-    else
-        reply.delay += m_state.commandLatency.value("*", std::chrono::milliseconds(0));
+    reply.delay += m_state.commandLatency;
     if (reply.takeBody) {
         reply.takeBody = [this, usual = reply.takeBody](const QByteArray &body) {
             Reply result = m_state.answers.run(AnswerScript::body, [&] { return usual(body); });
@@ -132,21 +113,12 @@ void Modem::beginOutage(std::chrono::milliseconds duration, int code)
 void Modem::setRegistration(int status)
 {
     m_state.registration = status;
-    constexpr std::array<const char *, 3> prefixes{"+CREG: ", "+CGREG: ", "+CEREG: "};
-    for (size_t i = 0; i < prefixes.size(); ++i) {
-        if (m_state.settings.registrationReports.at(i) > 0)
-            m_session.sendUnsolicited({prefixes.at(i) + QByteArray::number(status)});
-    }
     m_deliveries.retrySoon();
 }
 
-void Modem::setLocked(bool locked, const QByteArray &pin)
+void Modem::setLocked(bool locked)
 {
-    m_lockedAtStart = locked;
     m_state.sim.pinRequired = locked;
-    m_state.sim.pinAttempts = 3;
-    if (!pin.isEmpty())
-        m_state.sim.pin = pin;
     m_deliveries.retrySoon();
 }
 } // namespace simulator

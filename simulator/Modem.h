@@ -1,9 +1,9 @@
 #pragma once
 
-#include "simulator/CommandTable.h"
-#include "simulator/DeliverService.h"
-#include "simulator/SubmitService.h"
+#include "simulator/commands/CommandTable.h"
 #include "simulator/line/SerialLine.h"
+#include "simulator/network/DeliverService.h"
+#include "simulator/network/SubmitService.h"
 
 namespace simulator
 {
@@ -14,7 +14,7 @@ class Modem : public QObject
 
 public:
     /// logFile: see SentLog; empty for none. Throws std::runtime_error when it cannot be written.
-    Modem(std::unique_ptr<LineEnd> end, const QString &logFile, int storageCapacity, int firstIndex);
+    Modem(std::unique_ptr<LineEnd> end, const QString &logFile);
 
     ModemState &state() { return m_state; }
     SerialLine &line() { return m_line; }
@@ -22,21 +22,18 @@ public:
     SubmitService &submits() { return m_submits; }
     DeliverService &deliveries() { return m_deliveries; }
 
-    /// A restart with the line up: settings are as at first; announced by its start lines, or silently and
-    /// without a pause.
+    /// A restart with the line up: settings are as at first; announced by its start lines, or silently.
     void restart(bool announced);
     /// No network for so long: <stat> 2, and sends are refused with that code.
     void beginOutage(std::chrono::milliseconds duration, int code);
-    /// <stat> of +CREG, with the unsolicited line that was asked for.
+    /// <stat> of +CREG.
     void setRegistration(int status);
-    /// How long a modem that was plugged in answers nothing.
-    void setWakeTime(std::chrono::milliseconds wakeTime) { m_wakeTime = wakeTime; }
-    void setLocked(bool locked, const QByteArray &pin);
+    /// Whether the SIM wants a PIN.
+    void setLocked(bool locked);
 
 private:
     Reply run(const AtCommand &command);
-    void start();
-    void reset(std::chrono::milliseconds deafFor);
+    void reset();
     void announce();
     void greet();
     void restartIfWanted(const Reply &reply);
@@ -48,8 +45,6 @@ private:
     CommandTable m_commands;
     AtSession m_session;
     SerialLine m_line;
-    std::chrono::milliseconds m_wakeTime{0};
-    bool m_lockedAtStart = false;
     std::unique_ptr<QObject> m_announcements; ///< owner of the timers of start lines
 };
 } // namespace simulator

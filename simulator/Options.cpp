@@ -14,7 +14,7 @@ namespace
 constexpr auto description =
     "A GSM modem on a pseudo-terminal. Programs open the link as their serial port and talk AT commands to "
     "it\n"
-    "(PDU or text mode); messages that they send are printed and logged, and messages to them are delivered\n"
+    "(PDU mode); messages that they send are printed and logged, and messages to them are delivered\n"
     "through the control socket.\n"
     "\n"
     "  modem-simulator --link /tmp/modem --control /tmp/modem.control\n"
@@ -27,15 +27,6 @@ constexpr auto description =
     std::exit(2);
 }
 
-int numberOf(const QCommandLineParser &parser, const QString &name, int min, int max)
-{
-    bool ok = false;
-    const int value = parser.value(name).toInt(&ok);
-    if (!ok || value < min || value > max)
-        refuse(u"--%1 takes a number from %2 to %3, not \"%4\""_s.arg(name).arg(min).arg(max).arg(
-            parser.value(name)));
-    return value;
-}
 /// The commands of a profile; blank lines and lines that begin with "#" say nothing.
 QStringList readProfile(const QString &path)
 {
@@ -66,14 +57,10 @@ Options readOptions(const QStringList &arguments)
         {u"log"_s, u"Append each submitted TPDU to this file, decoded, as a JSON line."_s, u"file"_s},
         {u"trace"_s, u"Show the octets on the line on standard error."_s},
         {u"latency"_s, u"Network time from a TPDU to its result (default 0)."_s, u"ms"_s},
-        {u"baud"_s, u"Line speed (default 0: as fast as it goes)."_s, u"bits per second"_s},
-        {u"storage"_s, u"Places for messages in SM and in ME (default 50)."_s, u"places"_s, u"50"_s},
-        {u"first-index"_s, u"Number of the first place, 0 or 1 (default 1)."_s, u"index"_s, u"1"_s},
+        {u"storage"_s, u"Places for messages in SM and in ME (default 50)."_s, u"places"_s},
         {u"no-registration"_s, u"No network at first."_s},
-        {u"pin"_s, u"The SIM wants a PIN (1234)."_s},
+        {u"pin"_s, u"The SIM wants a PIN."_s},
         {u"echo"_s, u"Whether commands are echoed after a start (default on)."_s, u"on|off"_s},
-        {u"smsc"_s, u"Service-centre number on the SIM."_s, u"number"_s, u"+8613800100500"_s},
-        {u"wake"_s, u"Time after a start in which nothing is answered."_s, u"ms"_s},
         {u"profile"_s, u"A file of control commands, one a line, that make a certain modem of this one."_s,
          u"file"_s},
         {u"do"_s, u"A control command to run at the start; may be given again."_s, u"line"_s},
@@ -94,12 +81,11 @@ Options readOptions(const QStringList &arguments)
         options.command = parser.value(u"command"_s);
     options.log = parser.value(u"log"_s);
     options.trace = parser.isSet(u"trace"_s);
-    options.storage = numberOf(parser, u"storage"_s, 0, 100'000);
-    options.firstIndex = numberOf(parser, u"first-index"_s, 0, 1);
-    options.setUp.append(u"smsc "_s + parser.value(u"smsc"_s));
+    if (parser.isSet(u"storage"_s))
+        options.setUp += u"storage-size "_s + parser.value(u"storage"_s);
     if (parser.isSet(u"profile"_s))
         options.setUp += readProfile(parser.value(u"profile"_s));
-    for (const QString &name : {u"wake"_s, u"latency"_s, u"baud"_s, u"smsc"_s, u"echo"_s}) {
+    for (const QString &name : {u"latency"_s, u"echo"_s}) {
         if (parser.isSet(name))
             options.setUp += name + u' ' + parser.value(name);
     }

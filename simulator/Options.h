@@ -11,8 +11,6 @@ struct Options {
     QString control;
     std::optional<QString> command; ///< to be sent to the simulator at control, instead of running one
     QString log;
-    int storage = 50;
-    int firstIndex = 1;
     bool trace = false;
     QStringList setUp; ///< control commands that bring about the other options
 };

@@ -1,7 +1,7 @@
-#include "simulator/ControlCommands.h"
 #include "simulator/ControlServer.h"
 #include "simulator/Options.h"
 #include "simulator/StopSignals.h"
+#include "simulator/controls/ControlCommands.h"
 #include "simulator/line/pty/PseudoTerminal.h"
 
 #include <QCoreApplication>
@@ -50,8 +50,7 @@ void trace(const char *direction, const QByteArray &octets)
 
 int runSimulator(const Options &options)
 {
-    Modem modem(std::make_unique<PseudoTerminal>(options.link), options.log, options.storage,
-                options.firstIndex);
+    Modem modem(std::make_unique<PseudoTerminal>(options.link), options.log);
     modem.state().say = say;
     if (options.trace) {
         QObject::connect(&modem.line(), &SerialLine::received,
@@ -60,16 +59,8 @@ int runSimulator(const Options &options)
                          [](const QByteArray &octets) { trace("<", octets); });
     }
     ControlTable commands;
-    addAnswerControls(commands, modem);
-    addDeliverControls(commands, modem);
-    addSendControls(commands, modem);
-    addLineControls(commands, modem);
-    addStateControls(commands, modem);
-    addStorageControls(commands, modem);
-    commands.add(u"quit"_s, {}, u"end the simulator"_s, [](ControlWords &) {
-        QCoreApplication::quit();
-        return QString();
-    });
+    addControls(commands, modem);
+    commands.add(u"quit"_s, {}, u"end the simulator"_s, [](ControlWords &) { QCoreApplication::quit(); });
     const StopSignals stopSignals;
     QObject::connect(&stopSignals, &StopSignals::stopRequested, &QCoreApplication::quit);
     for (const QString &line : options.setUp) {

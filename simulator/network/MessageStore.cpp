@@ -1,0 +1,29 @@
+#include "simulator/network/MessageStore.h"
+
+namespace simulator
+{
+std::optional<int> MessageStore::add(MessageStatus status, const QByteArray &pdu)
+{
+    if (used() >= m_capacity)
+        return std::nullopt;
+    int index = m_firstIndex;
+    for (const auto &[taken, message] : m_messages) {
+        if (taken != index)
+            break;
+        ++index;
+    }
+    m_messages.emplace(index, StoredMessage{status, pdu});
+    return index;
+}
+
+StoredMessage *MessageStore::find(int index)
+{
+    const auto found = m_messages.find(index);
+    return found == m_messages.end() ? nullptr : &found->second;
+}
+
+bool MessageStore::isValidIndex(int index) const
+{
+    return (index >= m_firstIndex && index < m_firstIndex + m_capacity) || m_messages.contains(index);
+}
+} // namespace simulator

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "simulator/dialogue/AnswerScript.h"
+#include "simulator/dialogue/AtSession.h"
+#include "simulator/network/MessageStore.h"
+#include "simulator/network/NotificationRanges.h"
+#include "simulator/network/SendScript.h"
+
+#include <QDeadlineTimer>
+#include <QString>
+#include <array>
+#include <functional>
+
+namespace simulator
+{
+/// What commands set and a new start puts back.
+struct Settings {
+    ResultFormat format;
+    int messageFormat = 0;                          ///< +CMGF: 0 PDU mode, 1 text mode
+    std::array<int, 5> notification{0, 0, 0, 0, 0}; ///< +CNMI: mode, mt, bm, ds, bfr
+};
+
+struct Sim {
+    bool pinRequired = false;
+    int busyCommands = 0;
+    std::chrono::milliseconds startsFor{
+        0};                 ///< after a start everything that needs the SIM is refused so long
+    int startingCode = 515; ///< with that code, as +CMS ERROR and +CME ERROR
+    QDeadlineTimer starting{0};
+};
+
+/// Both is the SIM's places followed by the equipment's.
+enum class Memory { Sim, Equipment, Both };
+
+/// What the modem says unasked after a start.
+struct StartLines {
+    std::chrono::milliseconds delay{0};
+    QByteArrayList lines;
+};
+
+/// Octets that arrive after a program opened the port.
+struct OpenText {
+    int count = AnswerScript::always;
+    std::chrono::milliseconds delay{0};
+    QByteArray text;
+};
+
+struct Identity {
+    QByteArray maker = "Modem simulator";
+    QByteArray model = "Pseudo-terminal GSM modem";
+};
+
+/// "SM", "ME" or "MT".
+QByteArray memoryName(Memory memory);
+std::optional<Memory> memoryFromName(const QByteArray &name);
+
+/// All that the parts of the modem share. Plain data: whoever changes it tells who must know.
+struct ModemState {
+    /// Not for Both.
+    MessageStore &store(Memory memory) { return memory == Memory::Sim ? m_simStore : m_equipmentStore; }
+    /// The store behind a number of that memory, with the number there.
+    struct Place {
+        MessageStore *store;
+        int index;
+    };
+    Place place(Memory memory, int number);
+    /// What is stored in a memory, by number.
+    std::map<int, StoredMessage *> messages(Memory memory);
+    /// The number of the place that took the message; absent when the memory is full.
+    std::optional<int> add(Memory memory, MessageStatus status, const QByteArray &pdu);
+    [[nodiscard]] int used(Memory memory) const;
+    [[nodiscard]] int capacity(Memory memory) const;
+
+    /// 1, 5 and the short-message-only states 6 and 7 (3GPP TS 27.007, 7.2).
+    [[nodiscard]] bool isRegistered() const
+    {
+        return registration == 1 || (registration >= 5 && registration <= 7);
+    }
+    /// Why a command that needs the SIM cannot run: a +CMS ERROR code. Counts a busy answer down.
+    std::optional<int> takeSimRefusal();
+    [[nodiscard]] bool isTextMode() const { return settings.messageFormat == 1; }
+
+    Settings settings;
+    Settings settingsAtStart;
+    Identity identity;
+    Sim sim;
+    int registration = 1; ///< <stat> of 3GPP TS 27.007, 7.2
+    int signalQuality = 21;
+    QString serviceCentre = QStringLiteral("+8613800100500");
+    int noNetworkCode = 331; ///< +CMS ERROR of a send while not registered
+
+    std::array<Memory, 3> selected{Memory::Sim, Memory::Sim, Memory::Sim}; ///< +CPMS mem1, mem2, mem3
+    int maxMemories = 3;                                                   ///< how many +CPMS takes
+    int minMemories = 1;
+    bool offersBoth = false;               ///< +CPMS knows MT
+    bool keepsRemoved = false;             ///< +CMGD answers OK and removes nothing
+    std::optional<Memory> receivingMemory; ///< where messages arrive whatever mem3 says
+    NotificationRanges notificationRanges;
+    bool notifies = true;      ///< false: stores received messages without a word
+    bool copiesDirect = false; ///< a message that comes as +CMT is stored, too
+
+    std::chrono::milliseconds networkLatency{0};
+    std::chrono::milliseconds commandLatency{0}; ///< before each answer
+    SendScript sendScript;
+    QByteArrayList unsolicitedInNextSend;
+    AnswerScript answers;
+    QList<StartLines> startLines;
+    QList<OpenText> openTexts;
+
+    /// Tells the person who watches.
+    std::function<void(const QString &)> say = [](const QString &) {};
+
+private:
+    MessageStore m_simStore;
+    MessageStore m_equipmentStore;
+};
+} // namespace simulator
