@@ -1,4 +1,5 @@
 # One place for what every target of the project shares: warnings, sanitizers, include root.
+include(${CMAKE_CURRENT_LIST_DIR}/IncludeCheck.cmake)
 
 add_library(sms_options INTERFACE)
 target_include_directories(sms_options INTERFACE ${PROJECT_SOURCE_DIR})
@@ -55,6 +56,7 @@ function(sms_library name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINKS" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
     target_link_libraries(${name} PUBLIC sms_options Qt6::Core ${arg_LINKS})
+    refuse_wrong_includes(${name} SOURCES ${arg_SOURCES} LINKS ${arg_LINKS})
     target_precompile_headers(${name} REUSE_FROM sms_headers)
 endfunction()
 
@@ -67,6 +69,7 @@ function(sms_program name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE sms_options Qt6::Core ${arg_LINKS})
+    refuse_wrong_includes(${name} SOURCES ${arg_SOURCES} LINKS ${arg_LINKS})
     target_precompile_headers(${name} REUSE_FROM ${arg_HEADERS})
 endfunction()
 
