@@ -98,7 +98,8 @@ QString FileRegistry::read(const QString &path) const
 {
     const auto [key, name] = splitPath(path);
     QString found;
-    forEachValue(lines(), [&](const QString &in, const QString &of, const QString &value, qsizetype) {
+    forEachValue(lines(), [&, key = key, name = name](const QString &in, const QString &of,
+                                                      const QString &value, qsizetype) {
         if (in == key && of == name)
             found = decode(value);
     });
