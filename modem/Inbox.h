@@ -27,6 +27,11 @@ struct InboxMessage {
 
 /// What was received and is not yet dealt with. The modem's store is the truth: every reading of it replaces
 /// what is known of that memory, and only what became of a message is carried over. Speaks to no modem.
+///
+/// All that waits is put into sets and in order anew whenever something changed. Rejected: to keep sets and order
+/// up to date entry by entry. A notification is a hint, a listing loses lines and a second reading corrects octets,
+/// so each of these would have to take back what it did; and there is nothing to gain, since 255 entries are
+/// arranged in 3.4 ms (without optimisation), where a line of 115200 baud takes 8 s to list them.
 class Inbox
 {
 public:

@@ -61,7 +61,7 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
                         const QDeadlineTimer &deadline)
 {
     Q_ASSERT(!m_busy);
-    if (!m_synchronised && !resynchronise(m_limits.resync))
+    if (!isSynchronised() && !resynchronise(m_limits.resync))
         return {.end = m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost,
                 .result = {},
                 .lines = {}};
@@ -77,7 +77,7 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
         answer = collect(expect, deadline);
         break;
     case SerialLine::Wait::TimedOut:
-        m_synchronised = false;
+        m_step = Step::OutOfStep;
         answer.end = AtAnswer::End::TimedOut;
         break;
     case SerialLine::Wait::Lost:
@@ -102,7 +102,7 @@ AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, std::chrono::millis
         answer = collect(Expect::MessageReference, deadline);
         answer.isHandedOver = true;
     } else {
-        m_synchronised = false;
+        m_step = Step::OutOfStep;
         answer.end = written == SerialLine::Wait::Lost ? AtAnswer::End::Lost : AtAnswer::End::TimedOut;
     }
     m_busy = false;
@@ -127,10 +127,11 @@ AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
             break;
         case SerialLine::Wait::TimedOut:
             if (m_settled) {
-                m_synchronised = m_synchronised && !m_isOwed && m_answer.end == AtAnswer::End::Final;
+                if (m_isOwed || m_answer.end != AtAnswer::End::Final)
+                    m_step = Step::OutOfStep;
                 return m_answer;
             }
-            m_synchronised = false;
+            m_step = Step::OutOfStep;
             m_answer.end = AtAnswer::End::TimedOut;
             return m_answer;
         case SerialLine::Wait::Lost:
@@ -235,8 +236,9 @@ QByteArray AtChannel::withoutEcho(const QByteArray &line)
         return line;
     QByteArray rest = line.sliced(m_echo.size()).trimmed();
     m_echo.clear(); // a command is echoed once
-    m_hasEchoed = true;
-    m_answer.isEchoUnexpected = m_isEchoOff;
+    m_answer.isEchoUnexpected = m_echoing == Echo::Unexpected;
+    if (m_echoing == Echo::NotSeen)
+        m_echoing = Echo::Seen;
     return rest;
 }
 
@@ -302,16 +304,23 @@ void AtChannel::reset()
     m_splitter.clear();
     m_unsolicited.clear();
     m_unsolicitedWantsPayload = false;
-    m_synchronised = false;
-    m_isFresh = true;
+    m_step = Step::Fresh;
     m_lowerCase = false;
     forgetEcho();
 }
 
-void AtChannel::forgetEcho()
+bool AtChannel::takeFoundAgain()
 {
-    m_hasEchoed = false;
-    m_isEchoOff = false;
+    if (m_step != Step::FoundAgain)
+        return false;
+    m_step = Step::InStep;
+    return true;
+}
+
+void AtChannel::watchEcho()
+{
+    if (m_echoing == Echo::NotSeen)
+        m_echoing = Echo::Unexpected;
 }
 
 /// Commands in the case that the modem understands; what is in quotes is data.
@@ -343,9 +352,8 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
         m_busy = true;
         const AtAnswer answer = findModem(attempt % 2 == 0 ? "AT" : "ATQ0V1", deadline);
         m_busy = false;
-        m_synchronised = answer.end == AtAnswer::End::Final;
-        if (m_synchronised) {
-            m_isFoundAgain = true;
+        if (answer.end == AtAnswer::End::Final) {
+            m_step = Step::FoundAgain;
             return true;
         }
     }
@@ -368,7 +376,8 @@ AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &d
     m_echo = spelled(command);
     QDeadlineTimer until = attemptDeadline();
     // Some modems take an ESC that leaves no prompt amiss.
-    const QByteArray leave = std::exchange(m_isFresh, false) ? QByteArray() : QByteArray(1, escape);
+    const QByteArray leave =
+        std::exchange(m_step, Step::OutOfStep) == Step::Fresh ? QByteArray() : QByteArray(1, escape);
     if (m_line.write(leave + m_echo + '\r', until) != SerialLine::Wait::Ready)
         return notWritten();
     AtAnswer answer = collect(Expect::Final, until);

@@ -82,10 +82,11 @@ QList<SmsSubmit> concatenated(View text, const QList<qsizetype> &lengths, quint8
 {
     QList<SmsSubmit> submits;
     qsizetype start = 0;
-    for (int i = 0; i < lengths.size(); ++i) {
-        const Concatenation place{reference, 8, static_cast<int>(lengths.size()), i + 1};
-        submits.append(makeOne(encodeUserDataHeader(place), text.sliced(start, lengths[i])));
-        start += lengths[i];
+    for (const qsizetype length : lengths) {
+        const QByteArray header = encodeUserDataHeader(reference, static_cast<int>(lengths.size()),
+                                                       static_cast<int>(submits.size()) + 1);
+        submits.append(makeOne(header, text.sliced(start, length)));
+        start += length;
     }
     return submits;
 }

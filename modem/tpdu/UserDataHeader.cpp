@@ -60,20 +60,10 @@ UserDataHeader decodeUserDataHeader(QByteArrayView userData)
     return header;
 }
 
-QByteArray encodeUserDataHeader(const Concatenation &concatenation)
+QByteArray encodeUserDataHeader(quint8 reference, int total, int sequence)
 {
     QByteArray element;
-    const auto append = [&element](int octet) { element.append(static_cast<char>(octet)); };
-    if (concatenation.referenceBits == 16) {
-        append(Concatenated16Bit);
-        append(4);
-        append(concatenation.reference >> 8);
-    } else {
-        append(Concatenated8Bit);
-        append(3);
-    }
-    append(concatenation.reference & 0xff);
-    append(concatenation.total);
-    append(concatenation.sequence);
+    for (const int octet : {int{Concatenated8Bit}, 3, int{reference}, total, sequence})
+        element.append(static_cast<char>(octet));
     return static_cast<char>(element.size()) + element;
 }

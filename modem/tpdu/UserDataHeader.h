@@ -27,5 +27,5 @@ struct UserDataHeader {
 /// header whose elements do not fit it loses them all, one that is longer than the user data counts as text.
 [[nodiscard]] UserDataHeader decodeUserDataHeader(QByteArrayView userData);
 
-/// A header with one concatenation element, its length octet in front.
-[[nodiscard]] QByteArray encodeUserDataHeader(const Concatenation &concatenation);
+/// A header with one concatenation element of an 8-bit reference, its length octet in front.
+[[nodiscard]] QByteArray encodeUserDataHeader(quint8 reference, int total, int sequence);

@@ -42,7 +42,6 @@ public:
 
     /// While hung nothing is read or written; results that fall due are lost.
     void setHung(bool hung) { m_hung = hung; }
-    [[nodiscard]] bool isHung() const { return m_hung; }
     /// Forgets the line in hand and every answer that is due.
     void restart();
     void setPromptStyle(PromptStyle style) { m_promptStyle = style; }

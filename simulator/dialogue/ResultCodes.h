@@ -7,7 +7,6 @@ namespace cme
 {
 constexpr int notAllowed = 3;
 constexpr int simBusy = 14;
-constexpr int invalidParameters = 50;
 } // namespace cme
 
 /// +CMS ERROR (3GPP TS 27.005, 3.2.5).

@@ -28,7 +28,6 @@ public:
     StoredMessage *find(int index);
     [[nodiscard]] bool isValidIndex(int index) const;
     void remove(int index) { m_messages.erase(index); }
-    void clear() { m_messages.clear(); }
     void setFirstIndex(int index) { m_firstIndex = index; }
     [[nodiscard]] int firstIndex() const { return m_firstIndex; }
     /// A smaller capacity keeps what is stored; the store is full until enough was removed.
