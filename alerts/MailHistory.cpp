@@ -17,11 +17,6 @@ void MailHistory::noteRefused(const QString &userName, MailKind kind)
     m_refused.insert(key(userName, kind));
 }
 
-bool MailHistory::mustWait(const QString &userName, MailKind kind) const
-{
-    return !m_isRoundOver && m_refused.contains(key(userName, kind));
-}
-
 qint64 MailHistory::readWhole(Connection &connection, Range range, const MailSlices::Visit &visit,
                               const std::function<bool()> &mayGoOn)
 {
@@ -52,10 +47,8 @@ MailHistory::Range MailHistory::read(Connection &connection, Range range, const 
             visit(row);
         },
         mayGoOn);
-    if (last < range.last) {
-        m_isRoundOver = false;
+    if (last < range.last)
         return {newestAfter, last};
-    }
     m_newestAfter = nextNewestAfter;
 
     // After the newest: what becomes new while this reads is alerted later, but never left behind by them.
@@ -64,9 +57,9 @@ MailHistory::Range MailHistory::read(Connection &connection, Range range, const 
     const qint64 sliceAfter = m_olderRead;
     if (sliceAfter < newestAfter)
         m_olderRead = m_slices.read(connection, sliceAfter, newestAfter, visit);
-    m_isRoundOver = m_olderRead >= newestAfter;
-    if (!m_isRoundOver)
+    if (m_olderRead < newestAfter)
         return {newestAfter, last};
+    m_refused.clear();
     // The next round begins at once, so that what little more than a slice holds is read whole every time.
     if (sliceAfter > range.after)
         m_olderRead = m_slices.read(connection, range.after, sliceAfter, visit);

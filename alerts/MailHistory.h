@@ -28,9 +28,12 @@ public:
     [[nodiscard]] bool wasRead(const QString &userName, MailKind kind, qint64 watermark) const;
     /// This pass has left none.
     void noteRead(const QString &userName, MailKind kind, qint64 watermark);
-    /// The database refuses the service's alerts. They are tried again as often as all mails are read.
+    /// The database refuses the service's alerts. They wait until all mails have been read once more.
     void noteRefused(const QString &userName, MailKind kind);
-    [[nodiscard]] bool mustWait(const QString &userName, MailKind kind) const;
+    [[nodiscard]] bool mustWait(const QString &userName, MailKind kind) const
+    {
+        return m_refused.contains(key(userName, kind));
+    }
 
     /// Reads what a pass is to read of the mails with lowest < VOID <= highest: calls visit with each until
     /// mayGoOn, asked after each slice, answers false. Returns the numbers between which all have been read.
@@ -58,5 +61,4 @@ private:
     QSet<Service> m_refused;
     std::optional<qint64> m_newestAfter; // number of the last mail that is not one of the newest
     qint64 m_olderRead = 0;              // number up to which this round has read the older ones
-    bool m_isRoundOver = false;
 };

@@ -1,9 +1,6 @@
 #include "alerts/NewMail.h"
 
-#include "alerts/Watermarks.h"
-#include "database/Recordset.h"
 #include "outgoing/MessagePieces.h"
-#include "subscription/Subscription.h"
 
 #include <algorithm>
 
@@ -19,103 +16,48 @@ constexpr size_t maximumNewMails = 5'000'000;
 
 } // namespace
 
-NewMail::NewMail(Connection &connection, FaultLog &faults, MailHistory &history,
+NewMail::NewMail(Connection &connection, AlertRecipients &recipients, MailHistory &history,
                  const std::function<bool()> &stopRequested)
+    : m_recipients(recipients.recipients)
 {
-    readAccounts(connection, faults);
-    readMails(connection, history, stopRequested);
-}
-
-QString NewMail::taskOf(const QString &userName, MailKind kind)
-{
-    return u"用户 "_s + userName + u" 的新邮件提醒（"_s + orderTypeOf(kind) + u"）"_s;
-}
-
-void NewMail::readAccounts(Connection &connection, FaultLog &faults)
-{
-    const SubscriptionReading subscriptions(
-        connection, {orderTypeOf(MailKind::Internal), orderTypeOf(MailKind::External)});
-    const Watermarks watermarks(connection);
-    QHash<QString, int> known;
-    Recordset users(connection);
-    users.open(u"select UserName, Mobile from VO_UserInfor where AccountState='1'"_s);
-    for (; !users.atEnd(); users.moveNext()) {
-        const QString userName = users.text("UserName"_L1);
-        const QString mobile = users.text("Mobile"_L1);
-        // No mail can be addressed to a user without a name, nor a watermark kept for it.
-        if (mobile.isEmpty() || userName.isNull())
-            continue;
-        auto place = known.constFind(userName);
-        if (place == known.cend()) {
-            place = known.insert(userName, static_cast<int>(recipients.size()));
-            recipients.push_back({userName, {}});
-            for (const MailKind kind : mailKinds) {
-                try {
-                    recipients.back().service(kind) = readService(userName, kind, subscriptions, watermarks);
-                } catch (const DatabaseFault &fault) {
-                    if (!fault.concernsOneRow())
-                        throw;
-                    faults.failed(taskOf(userName, kind), fault.message());
-                } catch (const Fault &fault) {
-                    faults.failed(taskOf(userName, kind), fault.message());
-                }
-            }
-        }
-        accounts.push_back({*place, mobile});
-    }
-}
-
-NewMail::Service NewMail::readService(const QString &userName, MailKind kind,
-                                      const SubscriptionReading &subscriptions, const Watermarks &watermarks)
-{
-    Service service;
-    if (!subscriptions.isUserOrdered(orderTypeOf(kind), userName))
-        return service;
-    service.storedWatermark = watermarks.stored(userName, kind);
-    service.watermark = service.storedWatermark.value_or(0);
-    service.isReceived = true;
-    return service;
-}
-
-void NewMail::readMails(Connection &connection, MailHistory &history,
-                        const std::function<bool()> &stopRequested)
-{
-    std::optional<qint64> lowestWatermark;
-    for (size_t i = 0; i < recipients.size(); ++i) {
-        bool isIndexed = false;
-        for (const Service &service : recipients[i].services) {
-            if (!service.isReceived)
-                continue;
-            lowestWatermark = qMin(lowestWatermark.value_or(service.watermark), service.watermark);
-            if (!std::exchange(isIndexed, true))
-                m_index.add(recipients[i].userName, static_cast<int>(i));
-        }
-    }
+    const auto lowestWatermark = indexRecipients();
     if (!lowestWatermark)
         return;
     // The end is fixed before anything is read: a mail that arrives meanwhile waits for the next pass.
     const auto highest = connection.firstValue(u"select max(VOID) from VO_Email"_s, {});
     if (!highest || highest->isNull())
         return;
-    const auto visit = [this](const Statement &row) { noteMail(row); };
+    const auto noteFor = [this](bool Service::*isWanted) {
+        return [this, isWanted](const Statement &row) { noteMail(row, isWanted); };
+    };
     const auto mayGoOn = [&] {
         return m_mails.size() < maximumMails && m_newMailCount < maximumNewMails && !stopRequested();
     };
-    const auto read = history.read(connection, {*lowestWatermark, highest->toLongLong()}, visit, mayGoOn);
-    const auto unreadAfter = chooseUnread(history, read.after);
-    if (unreadAfter) {
-        m_isForChosen = true;
-        const qint64 end = history.readWhole(connection, {*unreadAfter, read.after}, visit, mayGoOn);
+    const auto read = history.read(connection, {*lowestWatermark, highest->toLongLong()},
+                                   noteFor(&Service::isReceived), mayGoOn);
+    if (const auto unreadAfter = chooseUnread(history, read.after)) {
+        const qint64 end =
+            history.readWhole(connection, {*unreadAfter, read.after}, noteFor(&Service::isChosen), mayGoOn);
         if (end < read.after)
             leaveBehind(end);
     }
-    // The newest were read first.
-    for (Recipient &recipient : recipients) {
-        for (Service &service : recipient.services)
-            std::sort(service.newMails.begin(), service.newMails.end(), [this](quint32 one, quint32 other) {
-                return m_mails[one].number < m_mails[other].number;
-            });
+    sortNewMails();
+}
+
+std::optional<qint64> NewMail::indexRecipients()
+{
+    std::optional<qint64> lowestWatermark;
+    for (size_t i = 0; i < m_recipients.size(); ++i) {
+        bool isIndexed = false;
+        for (const Service &service : m_recipients[i].services) {
+            if (!service.isReceived)
+                continue;
+            lowestWatermark = qMin(lowestWatermark.value_or(service.watermark), service.watermark);
+            if (!std::exchange(isIndexed, true))
+                m_index.add(m_recipients[i].userName, static_cast<int>(i));
+        }
     }
+    return lowestWatermark;
 }
 
 /// Chooses the services that are to be read whole, and forgets what of their older mails was met. Returns
@@ -123,7 +65,7 @@ void NewMail::readMails(Connection &connection, MailHistory &history,
 std::optional<qint64> NewMail::chooseUnread(const MailHistory &history, qint64 readAfter)
 {
     std::optional<qint64> lowestWatermark;
-    for (Recipient &recipient : recipients) {
+    for (AlertRecipients::Recipient &recipient : m_recipients) {
         for (const MailKind kind : mailKinds) {
             Service &service = recipient.service(kind);
             if (!service.isReceived || service.watermark >= readAfter ||
@@ -137,7 +79,6 @@ std::optional<qint64> NewMail::chooseUnread(const MailHistory &history, qint64 r
             std::erase_if(service.newMails,
                           [&](quint32 place) { return m_mails[place].number <= readAfter; });
             service.isChosen = true;
-            m_chosen.push_back(&service);
             lowestWatermark = qMin(lowestWatermark.value_or(service.watermark), service.watermark);
         }
     }
@@ -147,13 +88,29 @@ std::optional<qint64> NewMail::chooseUnread(const MailHistory &history, qint64 r
 /// Mails had to be left unread from there on: the chosen services' mails behind them wait with them.
 void NewMail::leaveBehind(qint64 readUpTo)
 {
-    for (Service *service : m_chosen) {
-        std::erase_if(service->newMails, [&](quint32 place) { return m_mails[place].number > readUpTo; });
-        service->isWhole = false;
+    for (AlertRecipients::Recipient &recipient : m_recipients) {
+        for (Service &service : recipient.services) {
+            if (!service.isChosen)
+                continue;
+            std::erase_if(service.newMails, [&](quint32 place) { return m_mails[place].number > readUpTo; });
+            service.isWhole = false;
+        }
     }
 }
 
-void NewMail::noteMail(const Statement &row)
+/// The newest were read first.
+void NewMail::sortNewMails()
+{
+    for (AlertRecipients::Recipient &recipient : m_recipients) {
+        for (Service &service : recipient.services)
+            std::sort(service.newMails.begin(), service.newMails.end(), [this](quint32 one, quint32 other) {
+                return m_mails[one].number < m_mails[other].number;
+            });
+    }
+}
+
+/// isWanted: whose mails they are noted for.
+void NewMail::noteMail(const Statement &row, bool Service::*isWanted)
 {
     if (row.value(1).isNull())
         return;
@@ -162,10 +119,9 @@ void NewMail::noteMail(const Statement &row)
     const auto place = static_cast<quint32>(m_mails.size());
     bool isNew = false;
     m_index.find(row.value(2).toString(), [&](int recipient) {
-        Service &service = recipients[static_cast<size_t>(recipient)].service(kind);
+        Service &service = m_recipients[static_cast<size_t>(recipient)].service(kind);
         const bool isKnown = !service.newMails.empty() && service.newMails.back() == place;
-        if (!service.isReceived || number <= service.watermark || isKnown ||
-            (m_isForChosen && !service.isChosen))
+        if (!(service.*isWanted) || number <= service.watermark || isKnown)
             return;
         service.newMails.push_back(place);
         ++m_newMailCount;

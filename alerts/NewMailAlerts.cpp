@@ -11,17 +11,18 @@ using namespace Qt::StringLiterals;
 void NewMailAlerts::pass()
 {
     m_history.beginPass();
-    NewMail newMail(m_session.Conn(), m_faults, m_history, [this] { return m_console.stopRequested(); });
+    AlertRecipients all(m_session.Conn(), m_faults);
+    const NewMail newMail(m_session.Conn(), all, m_history, [this] { return m_console.stopRequested(); });
     SenderNames senderNames;
-    for (const NewMail::Account &account : newMail.accounts) {
-        NewMail::Recipient &recipient = newMail.recipients[account.recipient];
+    for (const AlertRecipients::Account &account : all.accounts) {
+        AlertRecipients::Recipient &recipient = all.recipients[account.recipient];
         for (const MailKind kind : mailKinds) {
             if (m_console.stopRequested())
                 return;
-            NewMail::Service &service = recipient.service(kind);
+            AlertRecipients::Service &service = recipient.service(kind);
             if (!service.isReceived || (!service.isWhole && service.newMails.empty()))
                 continue;
-            const QString task = NewMail::taskOf(recipient.userName, kind);
+            const QString task = AlertRecipients::taskOf(recipient.userName, kind);
             try {
                 alert(newMail, account.mobile, recipient.userName, kind, service, senderNames);
                 m_faults.over(task);
@@ -38,7 +39,7 @@ void NewMailAlerts::pass()
 }
 
 void NewMailAlerts::alert(const NewMail &newMail, const QString &mobile, const QString &userName,
-                          MailKind kind, NewMail::Service &service, SenderNames &senderNames)
+                          MailKind kind, AlertRecipients::Service &service, SenderNames &senderNames)
 {
     if (service.newMails.empty() && service.storedWatermark)
         return;

@@ -2,7 +2,6 @@
 
 #include "alerts/NewMail.h"
 #include "foundation/DatabaseSession.h"
-#include "foundation/FaultLog.h"
 
 /// Queues one SMS for each new mail of each user who receives the service.
 class NewMailAlerts
@@ -24,7 +23,7 @@ private:
     using SenderNames = QHash<QString, QString>; // display name by user name, for one pass
 
     void alert(const NewMail &newMail, const QString &mobile, const QString &userName, MailKind kind,
-               NewMail::Service &service, SenderNames &senderNames);
+               AlertRecipients::Service &service, SenderNames &senderNames);
     [[nodiscard]] QString senderLabel(MailKind kind, const QString &from, SenderNames &senderNames);
 
     DatabaseSession &m_session;
