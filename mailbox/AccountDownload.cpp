@@ -205,7 +205,7 @@ void AccountDownload::download()
     storeNewMessages(listing);
     noteIds(listing, sizes);
     // After a stop the line is dropped: a server may take long over a farewell.
-    if (m_pass.stopRequested())
+    if (m_pass.pop3.stopRequested())
         return;
     deleteStored(listing);
     if (!m_client->Disconnect())

@@ -27,6 +27,4 @@ struct CollectionPass {
     std::optional<DatabaseFault> databaseGone = {};
     /// See CollectedMail.
     bool attachHiddenText = false;
-
-    [[nodiscard]] bool stopRequested() const { return pop3.stopRequested && pop3.stopRequested(); }
 };

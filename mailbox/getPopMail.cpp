@@ -6,7 +6,7 @@ void getPopMail(const QString &strUserName, AccountTurns &turns) noexcept
     try {
         turns.beginUser(strUserName);
         while (const auto turn = turns.takeNext()) {
-            if (pass.stopRequested())
+            if (pass.pop3.stopRequested())
                 return;
             turns.logInAhead(*turn);
             turn->run();

@@ -61,33 +61,21 @@ qsizetype DotUnstuffer::consume(QByteArrayView octets, QByteArray &content)
         switch (m_state) {
         case State::LineStart:
             m_afterCr = false;
-            if (c == '.') {
-                m_state = State::AfterDot;
-                ++at;
-            } else {
-                m_state = State::InLine;
-            }
+            m_state = c == '.' ? State::AfterDot : State::InLine;
+            at += c == '.' ? 1 : 0;
             break;
-        case State::AfterDot:
-            if (c == '\r') {
-                m_state = State::AfterDotCr;
-                ++at;
-            } else if (c == '\n' && m_bareLineFeeds) {
-                m_state = State::Finished;
-                ++at;
-            } else {
-                m_state = State::InLine; // the dot was put in front and is dropped
-            }
+        case State::AfterDot: // which was put in front, if anything else follows, and is dropped
+            m_state = c == '\r'                      ? State::AfterDotCr
+                      : c == '\n' && m_bareLineFeeds ? State::Finished
+                                                     : State::InLine;
+            at += m_state == State::InLine ? 0 : 1;
             break;
         case State::AfterDotCr:
-            if (c == '\n') {
-                m_state = State::Finished;
-                ++at;
-            } else {
+            if (c != '\n')
                 keep(content, "\r");
-                m_afterCr = true;
-                m_state = State::InLine;
-            }
+            m_afterCr = c != '\n';
+            m_state = m_afterCr ? State::InLine : State::Finished;
+            at += m_afterCr ? 0 : 1;
             break;
         case State::InLine:
             takeLine(octets, at, content);

@@ -14,9 +14,7 @@ bool containsAny(const QString &text, std::initializer_list<QStringView> phrases
                        [&text](QStringView phrase) { return text.contains(phrase, Qt::CaseInsensitive); });
 }
 
-} // namespace
-
-Pop3ConnectOutcome loginRefusal(const QByteArray &reply, const QString &words)
+Pop3ConnectOutcome meaningOf(const QByteArray &reply, const QString &words)
 {
     const QByteArray upper = reply.toUpper();
     if (upper.contains("[IN-USE]"))
@@ -35,6 +33,13 @@ Pop3ConnectOutcome loginRefusal(const QByteArray &reply, const QString &words)
     if (containsAny(words, {u"too many login", u"too frequent", u"login frequency", u"频繁", u"频率"}))
         return Pop3ConnectOutcome::TooOften;
     return Pop3ConnectOutcome::LoginRefused;
+}
+
+} // namespace
+
+Pop3ConnectResult refusedLogin(const QString &server, const QByteArray &reply, const QString &words)
+{
+    return {meaningOf(reply, words), u"邮箱登录被拒绝：%1 %2"_s.arg(server, words)};
 }
 
 bool isUnknownWay(const QByteArray &reply, const QString &words)

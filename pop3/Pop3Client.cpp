@@ -86,11 +86,6 @@ Pop3Dialogue &Pop3Client::dialogue()
     return *m_dialogue;
 }
 
-bool Pop3Client::stopRequested() const
-{
-    return m_options.stopRequested && m_options.stopRequested();
-}
-
 void Pop3Client::request(const QByteArray &command, qint64 expectedOctets, bool content)
 {
     m_hasAskedAhead = m_hasAskedAhead || !m_unread.isEmpty();
@@ -233,7 +228,7 @@ void Pop3Client::retrieve(const QList<int> &numbers, const MessageHandler &handl
     qsizetype asked = 0;
     for (const int number : numbers) {
         const bool isFirst = number == numbers.first();
-        if (stopRequested() || (!isFirst && m_options.isEnough && m_options.isEnough()))
+        if (m_options.stopRequested() || (!isFirst && m_options.isEnough()))
             return; // what was asked for ahead is read away before the next command
         while (asked < numbers.size() && windowAdmits(expectedOctets(numbers[asked]))) {
             request("RETR " + QByteArray::number(numbers[asked]), expectedOctets(numbers[asked]), true);

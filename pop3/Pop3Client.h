@@ -95,7 +95,6 @@ private:
     };
 
     Pop3Dialogue &dialogue();
-    [[nodiscard]] bool stopRequested() const;
     void askForListing();
     void readListing();
     void loadListing();

@@ -133,7 +133,7 @@ void Pop3Dialogue::waitForLine()
     }
     if (milliseconds(m_exchangeClock.elapsed()) >= limits.exchange)
         fail(Pop3Fault::Kind::TimedOut, u"传输超过时限"_s);
-    if (silence >= limits.stopGrace && m_options.stopRequested && m_options.stopRequested())
+    if (silence >= limits.stopGrace && m_options.stopRequested())
         fail(Pop3Fault::Kind::Stopped, u"服务正在停止"_s);
 
     pollLine(m_stall - silence);

@@ -35,35 +35,26 @@ Pop3Observer::Pop3Observer(Pop3Trace trace, QByteArray password)
 {
 }
 
-void Pop3Observer::newLine()
-{
-    m_capabilities = {};
-    m_loginWay.clear();
-    m_lastReply.clear();
-    m_looksLikePop3 = true;
-    m_greeted = m_offersApop = m_capaAsked = m_capaListing = m_authenticating = false;
-}
-
 void Pop3Observer::sent(QByteArrayView line)
 {
     line = withoutLineEnd(line);
     QByteArray shown = line.toByteArray();
     const QByteArray verb = firstWord(line).toByteArray().toUpper();
-    if (m_authenticating) {
+    if (m_line.authenticating) {
         shown = "****";
     } else if (verb == "PASS" || verb == "APOP") {
         shown = verb + " ****";
     } else if (verb == "AUTH") {
         // An initial response may follow the mechanism (RFC 5034, 4).
-        m_loginWay = firstWord(line.sliced(qMin(line.size(), verb.size() + 1))).toByteArray().toUpper();
-        shown = "AUTH " + m_loginWay + (shown.count(' ') > 1 ? " ****" : "");
-        m_authenticating = true;
+        m_line.loginWay = firstWord(line.sliced(qMin(line.size(), verb.size() + 1))).toByteArray().toUpper();
+        shown = "AUTH " + m_line.loginWay + (shown.count(' ') > 1 ? " ****" : "");
+        m_line.authenticating = true;
     }
     if (verb == "APOP" || verb == "USER")
-        m_loginWay = verb;
-    if (verb == "CAPA" && !m_authenticating) {
-        m_capaAsked = true;
-        m_capabilities = {};
+        m_line.loginWay = verb;
+    if (verb == "CAPA" && !m_line.authenticating) {
+        m_line.capaAsked = true;
+        m_line.capabilities = {};
     }
     if (m_trace)
         m_trace(Pop3Direction::Sent, presentable(shown));
@@ -74,37 +65,37 @@ void Pop3Observer::received(QByteArrayView line)
     line = withoutLineEnd(line);
     if (m_trace)
         m_trace(Pop3Direction::Received, presentable(line));
-    if (m_capaListing) {
+    if (m_line.capaListing) {
         readCapability(line);
         return;
     }
-    m_lastReply = line.toByteArray();
+    m_line.lastReply = line.toByteArray();
     if (line.startsWith("+OK") || line.startsWith("-ERR"))
-        m_authenticating = false;
-    if (!m_greeted) {
+        m_line.authenticating = false;
+    if (!m_line.greeted) {
         // A time stamp in the greeting offers APOP (RFC 1939, 7).
-        m_greeted = true;
-        m_looksLikePop3 = line.startsWith("+OK") || line.startsWith("-ERR");
-        m_offersApop = m_lastReply.contains('<') && m_lastReply.contains('>');
-    } else if (m_capaAsked) {
-        m_capaAsked = false;
-        m_capaListing = line.startsWith("+OK");
+        m_line.greeted = true;
+        m_line.looksLikePop3 = line.startsWith("+OK") || line.startsWith("-ERR");
+        m_line.offersApop = m_line.lastReply.contains('<') && m_line.lastReply.contains('>');
+    } else if (m_line.capaAsked) {
+        m_line.capaAsked = false;
+        m_line.capaListing = line.startsWith("+OK");
     }
 }
 
 void Pop3Observer::readCapability(QByteArrayView line)
 {
     if (line == ".") {
-        m_capaListing = false;
+        m_line.capaListing = false;
         return;
     }
     const QByteArrayList words = line.toByteArray().simplified().toUpper().split(' ');
     if (words.first() == "PIPELINING")
-        m_capabilities.pipelining = true;
+        m_line.capabilities.pipelining = true;
     else if (words.first() == "SASL")
-        m_capabilities.saslMechanisms = words.mid(1);
+        m_line.capabilities.saslMechanisms = words.mid(1);
     else if (words.first() == "LOGIN-DELAY")
-        m_capabilities.loginDelay =
+        m_line.capabilities.loginDelay =
             std::min(std::chrono::seconds(words.value(1).toUInt()), longestLoginDelay);
 }
 

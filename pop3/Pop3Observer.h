@@ -22,7 +22,7 @@ public:
     Pop3Observer(Pop3Trace trace, QByteArray password);
 
     /// Another connection begins; what was remembered of the one before is forgotten.
-    void newLine();
+    void newLine() { m_line = {}; }
     /// One line, with or without its line end.
     void sent(QByteArrayView line);
     void received(QByteArrayView line);
@@ -31,28 +31,31 @@ public:
     /// A server's words made fit for messages to people: password masked, shortened, harmless.
     [[nodiscard]] QString presentable(QByteArrayView text) const;
 
-    [[nodiscard]] const Pop3Capabilities &capabilities() const { return m_capabilities; }
-    [[nodiscard]] bool offersApop() const { return m_offersApop; }
+    [[nodiscard]] const Pop3Capabilities &capabilities() const { return m_line.capabilities; }
+    [[nodiscard]] bool offersApop() const { return m_line.offersApop; }
     /// The way that was tried last: a SASL mechanism, "APOP" or "USER"; empty when none was.
-    [[nodiscard]] const QByteArray &loginWay() const { return m_loginWay; }
-    [[nodiscard]] bool hasGreeted() const { return m_greeted; }
+    [[nodiscard]] const QByteArray &loginWay() const { return m_line.loginWay; }
+    [[nodiscard]] bool hasGreeted() const { return m_line.greeted; }
     /// False once the server greeted with what no POP3 server says.
-    [[nodiscard]] bool looksLikePop3() const { return m_looksLikePop3; }
+    [[nodiscard]] bool looksLikePop3() const { return m_line.looksLikePop3; }
     /// The last status line that the server sent.
-    [[nodiscard]] const QByteArray &lastReply() const { return m_lastReply; }
+    [[nodiscard]] const QByteArray &lastReply() const { return m_line.lastReply; }
 
 private:
     void readCapability(QByteArrayView line);
 
     Pop3Trace m_trace;
     QByteArray m_password;
-    Pop3Capabilities m_capabilities;
-    QByteArray m_loginWay;
-    QByteArray m_lastReply;
-    bool m_greeted = false;
-    bool m_looksLikePop3 = true;
-    bool m_offersApop = false;
-    bool m_capaAsked = false;      // the next status line answers CAPA
-    bool m_capaListing = false;    // lines are capabilities until "."
-    bool m_authenticating = false; // whatever is sent belongs to a SASL exchange
+    struct Line {
+        Pop3Capabilities capabilities;
+        QByteArray loginWay;
+        QByteArray lastReply;
+        bool greeted = false;
+        bool looksLikePop3 = true;
+        bool offersApop = false;
+        bool capaAsked = false;      // the next status line answers CAPA
+        bool capaListing = false;    // lines are capabilities until "."
+        bool authenticating = false; // whatever is sent belongs to a SASL exchange
+    };
+    Line m_line;
 };

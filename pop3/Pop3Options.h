@@ -71,7 +71,7 @@ struct Pop3Options {
     /// Shared by sessions that wait for their servers together; a session without one waits alone.
     std::shared_ptr<Pop3Waiter> waiter;
     /// Asked before every message but the first: true ends the retrieval there, and the session goes on.
-    std::function<bool()> isEnough;
+    std::function<bool()> isEnough = [] { return false; };
     /// Asked while connecting and between messages; true ends what is going on at the next safe point.
-    std::function<bool()> stopRequested;
+    std::function<bool()> stopRequested = [] { return false; };
 };

@@ -1,8 +1,8 @@
 #include "pop3/Pop3Waiter.h"
 
-void Pop3Waiter::open(CURL *handle, Opener &opener)
+void Pop3Waiter::open(CURL *handle, const Opened &opened)
 {
-    curl_easy_setopt(handle, CURLOPT_PRIVATE, &opener);
+    curl_easy_setopt(handle, CURLOPT_PRIVATE, &opened);
     curl_multi_add_handle(m_multi.get(), handle);
 }
 
@@ -16,8 +16,8 @@ void Pop3Waiter::wait(curl_waitfd *line, std::chrono::milliseconds most)
         if (message->msg != CURLMSG_DONE)
             continue;
         const CURLcode outcome = message->data.result;
-        Opener *opener = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &opener);
-        opener->opened(outcome);
+        const Opened *opened = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &opened);
+        (*opened)(outcome);
     }
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <curl/curl.h>
+#include <functional>
 #include <memory>
 
 struct CurlMultiRelease {
@@ -24,24 +25,13 @@ using CurlHandle = std::unique_ptr<CURL, CurlRelease>;
 class Pop3Waiter
 {
 public:
-    /// Whoever opens a connection.
-    class Opener
-    {
-    public:
-        Opener() = default;
-        Opener(const Opener &) = delete;
-        Opener &operator=(const Opener &) = delete;
-        /// It is open, or will not be. Called from within wait(); must not wait itself, nor throw.
-        virtual void opened(CURLcode outcome) = 0;
-
-    protected:
-        ~Opener() = default;
-    };
+    /// A connection is open, or will not be. Called from within wait(); must not wait itself, nor throw.
+    using Opened = std::function<void(CURLcode outcome)>;
 
     /// A handle of this waiter, to be prepared and given to open(). The waiter must outlive it.
     [[nodiscard]] CurlHandle makeHandle() const { return {curl_easy_init(), {m_multi.get()}}; }
-    /// Begins to open the connection; opener is told the outcome, unless the handle is released first.
-    void open(CURL *handle, Opener &opener);
+    /// Begins to open the connection; opened, which must outlive the handle, is called unless that is released first.
+    void open(CURL *handle, const Opened &opened);
     /// Until line, if there is one, is ready, something happened to a connection that is being opened, or most is
     /// over.
     void wait(curl_waitfd *line, std::chrono::milliseconds most);
