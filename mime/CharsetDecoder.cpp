@@ -46,43 +46,36 @@ DecodedText decodeHz(QByteArrayView octets)
     return decodeIconv(plain, gb18030);
 }
 
-/// GBK that was labelled as Western: every run of high octets is made of GB2312 level 1 and 2 pairs or marks.
-bool isPairedGb2312(QByteArrayView octets)
-{
-    int pairs = 0;
-    for (qsizetype i = 0; i < octets.size(); ++i) {
-        const auto lead = static_cast<unsigned char>(octets[i]);
-        if (lead < 0x80)
-            continue;
-        const auto trail = i + 1 < octets.size() ? static_cast<unsigned char>(octets[i + 1]) : 0;
-        const bool known = (lead >= 0xB0 && lead <= 0xF7) || (lead >= 0xA1 && lead <= 0xA3);
-        if (!known || trail < 0xA1 || trail == 0xFF)
-            return false;
-        ++pairs;
-        ++i;
-    }
-    return pairs >= 2;
-}
-
-/// Chinese from the mainland that was labelled as Chinese from Taiwan: nearly all is GB2312, and it uses lead
-/// octets that hold rare characters in Big5.
-bool isGb2312LabelledBig5(QByteArrayView octets)
-{
+/// How much octets under another label look like Chinese from the mainland.
+struct Gb2312Look {
     qsizetype pairs = 0;
-    qsizetype strange = 0;
-    qsizetype rareInBig5 = 0;
+    qsizetype strange = 0;    // neither GB2312 level 1 and 2 nor its marks
+    qsizetype rareInBig5 = 0; // with lead octets that hold rare characters there
+
+    /// GBK that was labelled as Western: every run of high octets is made of pairs.
+    [[nodiscard]] bool isLabelledWestern() const { return pairs >= 2 && strange == 0; }
+    /// The same labelled as Chinese from Taiwan: nearly all is GB2312, and rare there.
+    [[nodiscard]] bool isLabelledBig5() const
+    {
+        return pairs >= 2 && strange * 20 <= pairs && rareInBig5 * 5 >= pairs;
+    }
+};
+
+Gb2312Look lookAt(QByteArrayView octets)
+{
+    Gb2312Look look;
     for (qsizetype i = 0; i < octets.size(); ++i) {
         const auto lead = static_cast<unsigned char>(octets[i]);
         if (lead < 0x80)
             continue;
         const auto trail = i + 1 < octets.size() ? static_cast<unsigned char>(octets[i + 1]) : 0;
         const bool known = (lead >= 0xB0 && lead <= 0xF7) || (lead >= 0xA1 && lead <= 0xA3);
-        ++pairs;
-        strange += known && trail >= 0xA1 && trail != 0xFF ? 0 : 1;
-        rareInBig5 += lead >= 0xC9 ? 1 : 0;
+        ++look.pairs;
+        look.strange += known && trail >= 0xA1 && trail != 0xFF ? 0 : 1;
+        look.rareInBig5 += lead >= 0xC9 ? 1 : 0;
         ++i;
     }
-    return pairs >= 2 && strange * 20 <= pairs && rareInBig5 * 5 >= pairs;
+    return look;
 }
 
 /// ISO-2022-JP as programs write it, with rows 13 and 89 to 92 of their code pages: turned into EUC, of which
@@ -189,8 +182,8 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
         return decodeUtf8(octets);
     if (charset.isEmpty() || charset == utf8)
         return decodeUnlabelled(octets, check);
-    if ((charset == windows1252 && isPairedGb2312(octets)) ||
-        (charset == big5 && isGb2312LabelledBig5(octets)))
+    if ((charset == windows1252 && lookAt(octets).isLabelledWestern()) ||
+        (charset == big5 && lookAt(octets).isLabelledBig5()))
         return decodeIconv(octets, gb18030).text;
 
     const DecodedText decoded = decodeAsLabelled(octets, charset);

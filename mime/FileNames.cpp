@@ -3,7 +3,6 @@
 #include <QRegularExpression>
 #include <QStringView>
 #include <algorithm>
-#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -12,48 +11,16 @@ namespace
 
 constexpr qsizetype longestName = 200; // UTF-16 units; file systems end at 255
 
-struct TypeExtension {
-    QLatin1StringView type;
-    QLatin1StringView extension;
-};
-
 // Types that mail programs send without a name.
-constexpr auto extensions = std::to_array<TypeExtension>({
-    {"application/pdf"_L1, "pdf"_L1},
-    {"application/zip"_L1, "zip"_L1},
-    {"application/msword"_L1, "doc"_L1},
-    {"application/vnd.ms-excel"_L1, "xls"_L1},
-    {"application/rtf"_L1, "rtf"_L1},
-    {"application/pgp-signature"_L1, "asc"_L1},
-    {"application/pkcs7-signature"_L1, "p7s"_L1},
-    {"application/x-pkcs7-signature"_L1, "p7s"_L1},
-    {"application/pkcs7-mime"_L1, "p7m"_L1},
-    {"application/ms-tnef"_L1, "dat"_L1},
-    {"audio/mpeg"_L1, "mp3"_L1},
-    {"audio/wav"_L1, "wav"_L1},
-    {"audio/amr"_L1, "amr"_L1},
-    {"image/bmp"_L1, "bmp"_L1},
-    {"image/gif"_L1, "gif"_L1},
-    {"image/jpeg"_L1, "jpg"_L1},
-    {"image/jpg"_L1, "jpg"_L1},
-    {"image/pjpeg"_L1, "jpg"_L1},
-    {"image/png"_L1, "png"_L1},
-    {"image/tiff"_L1, "tif"_L1},
-    {"image/webp"_L1, "webp"_L1},
-    {"message/delivery-status"_L1, "txt"_L1},
-    {"message/disposition-notification"_L1, "txt"_L1},
-    {"message/rfc822"_L1, "eml"_L1},
-    {"text/calendar"_L1, "ics"_L1},
-    {"text/csv"_L1, "csv"_L1},
-    {"text/html"_L1, "html"_L1},
-    {"text/plain"_L1, "txt"_L1},
-    {"text/rfc822-headers"_L1, "txt"_L1},
-    {"text/rtf"_L1, "rtf"_L1},
-    {"text/vcard"_L1, "vcf"_L1},
-    {"text/x-vcard"_L1, "vcf"_L1},
-    {"text/xml"_L1, "xml"_L1},
-    {"video/mp4"_L1, "mp4"_L1},
-});
+constexpr QLatin1StringView
+    extensions(" application/pdf=pdf application/zip=zip application/msword=doc application/vnd.ms-excel=xls "
+               "application/rtf=rtf application/pgp-signature=asc application/pkcs7-signature=p7s "
+               "application/x-pkcs7-signature=p7s application/pkcs7-mime=p7m application/ms-tnef=dat "
+               "audio/mpeg=mp3 audio/wav=wav audio/amr=amr image/bmp=bmp image/gif=gif image/jpeg=jpg "
+               "image/jpg=jpg image/pjpeg=jpg image/png=png image/tiff=tif image/webp=webp "
+               "message/delivery-status=txt message/disposition-notification=txt message/rfc822=eml "
+               "text/calendar=ics text/csv=csv text/html=html text/plain=txt text/rfc822-headers=txt "
+               "text/rtf=rtf text/vcard=vcf text/x-vcard=vcf text/xml=xml video/mp4=mp4 ");
 
 bool isUnusable(QChar c)
 {
@@ -112,10 +79,8 @@ QString safeFileName(const QString &name)
 
 QString fileNameForType(const QString &contentType, int number)
 {
-    const auto *found =
-        std::find_if(std::begin(extensions), std::end(extensions), [&](const TypeExtension &entry) {
-            return contentType.compare(entry.type, Qt::CaseInsensitive) == 0;
-        });
-    const QLatin1StringView extension = found == std::end(extensions) ? "bin"_L1 : found->extension;
-    return u"attachment%1."_s.arg(number) + extension;
+    const QString type = u' ' + contentType + u'=';
+    const qsizetype at = extensions.indexOf(type, 0, Qt::CaseInsensitive);
+    const QLatin1StringView rest = at < 0 ? "bin "_L1 : extensions.sliced(at + type.size());
+    return u"attachment%1."_s.arg(number) + rest.first(rest.indexOf(u' '));
 }

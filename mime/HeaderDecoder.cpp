@@ -3,6 +3,7 @@
 #include "mime/CharsetDecoder.h"
 
 #include <QList>
+#include <charconv>
 #include <optional>
 
 namespace
@@ -40,25 +41,16 @@ QByteArray unfold(QByteArrayView raw)
     return line;
 }
 
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 QByteArray decodeQ(QByteArrayView text)
 {
     QByteArray octets;
     octets.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] == '=' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
-            hexDigit(text[i + 2]) >= 0) {
-            octets.append(static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2])));
+        const char *const digits = text.data() + i + 1;
+        unsigned octet = 0;
+        if (text[i] == '=' && i + 2 < text.size() &&
+            std::from_chars(digits, digits + 2, octet, 16).ptr == digits + 2) {
+            octets.append(static_cast<char>(octet));
             i += 2;
         } else {
             octets.append(text[i] == '_' ? ' ' : text[i]);

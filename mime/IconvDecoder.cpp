@@ -62,14 +62,18 @@ DecodedText decodeIconv(QByteArrayView octets, const QByteArray &charset)
     qsizetype units = 0;
     auto *in = const_cast<gchar *>(octets.data()); // iconv's signature; it does not write there
     auto inLeft = static_cast<gsize>(octets.size());
-    while (inLeft > 0) {
+    const auto convert = [&](gchar **from, gsize *left) {
         auto *out = reinterpret_cast<gchar *>(text.data() + units);
         auto outLeft = static_cast<gsize>(text.size() - units) * sizeof(QChar);
         const gsize room = outLeft;
-        const gsize code = g_iconv(converter, &in, &inLeft, &out, &outLeft);
+        const bool isWell = g_iconv(converter, from, left, &out, &outLeft) != static_cast<gsize>(-1);
         const int error = errno;
         units += static_cast<qsizetype>((room - outLeft) / sizeof(QChar));
-        if (code != static_cast<gsize>(-1))
+        return isWell ? 0 : error;
+    };
+    while (inLeft > 0) {
+        const int error = convert(&in, &inLeft);
+        if (error == 0)
             break;
         if (text.size() - units < 16)
             text.resize(text.size() * 2 + 16);
@@ -82,12 +86,7 @@ DecodedText decodeIconv(QByteArrayView octets, const QByteArray &charset)
         ++in;
         --inLeft;
     }
-    // What a stateful charset still holds back.
-    auto *out = reinterpret_cast<gchar *>(text.data() + units);
-    auto outLeft = static_cast<gsize>(text.size() - units) * sizeof(QChar);
-    const gsize room = outLeft;
-    if (g_iconv(converter, nullptr, nullptr, &out, &outLeft) != static_cast<gsize>(-1))
-        units += static_cast<qsizetype>((room - outLeft) / sizeof(QChar));
+    convert(nullptr, nullptr); // what a stateful charset still holds back
     text.truncate(units);
     return result;
 }

@@ -81,21 +81,12 @@ std::optional<int> offsetOf(QByteArray word)
             return std::nullopt;
         return (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
     }
-    struct Zone {
-        const char *name;
-        int hours;
-    };
-    static constexpr auto zones = std::to_array<Zone>({{"EST", -5},
-                                                       {"EDT", -4},
-                                                       {"CST", -6},
-                                                       {"CDT", -5},
-                                                       {"MST", -7},
-                                                       {"MDT", -6},
-                                                       {"PST", -8},
-                                                       {"PDT", -7}});
-    for (const auto &zone : zones) {
-        if (word.compare(zone.name, Qt::CaseInsensitive) == 0)
-            return zone.hours * 3600;
+    // Four in America, each with its summer time.
+    static constexpr std::array zones{"EST", "EDT", "CST", "CDT", "MST", "MDT", "PST", "PDT"};
+    static constexpr std::array hours{-5, -4, -6, -5, -7, -6, -8, -7};
+    for (size_t i = 0; i < zones.size(); ++i) {
+        if (word.compare(zones[i], Qt::CaseInsensitive) == 0)
+            return hours[i] * 3600;
     }
     return 0;
 }
