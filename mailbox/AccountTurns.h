@@ -16,6 +16,10 @@ struct LoginsAhead {
 
 /// The turns of the accounts in a pass, one after the other in the order of users and accounts. In a pass that takes
 /// longer the accounts that come next are logged in to while one has its turn, so that their waits overlap.
+///
+/// Rejected: a login only when the one before has ended, which spends the pass in waiting. 200 accounts with nothing
+/// new, on a line with a round trip of 20 ms: 43 s so, 10 s with eight ahead. Nor sessions in full beside each other:
+/// what is stored in which order would then hang on the servers, and the memory on all of them.
 class AccountTurns
 {
 public:
