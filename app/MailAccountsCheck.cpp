@@ -74,7 +74,7 @@ void checkMailAccounts(const ServerParts &parts, CheckReport &report)
     if (!parts.session.Conn().isOpen())
         return; // told by the database
     try {
-        Pop3Options options = mailServerOptions(parts.registry);
+        Pop3Options options = mailServerOptions(readServiceSettings(parts.registry));
         options.trace = parts.mailTrace.lines;
         const QStringList users = collectedUsers(parts.session.Conn());
         for (const QString &userName : users) {

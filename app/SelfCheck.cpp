@@ -1,11 +1,11 @@
 #include "app/SelfCheck.h"
 
 #include "app/OfficeTables.h"
+#include "database/NamedLock.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"
-#include "foundation/NumericText.h"
-#include "foundation/PassLock.h"
+#include "foundation/ServiceSettings.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
 #include "service/ServiceStart.h"
@@ -109,27 +109,26 @@ QString modemRemedy(ModemResult result)
 
 void checkSettings(const ServerParts &parts, CheckReport &report)
 {
-    checkServiceCentre(usualWidth(parts.registry.read(Settings::centerCodePath())).trimmed(), report);
-    const QString port = parts.registry.read(Settings::serverPortPath());
-    if (port.isEmpty())
+    const ServiceSettings settings = readServiceSettings(parts.registry);
+    checkServiceCentre(settings.serviceCentre, report);
+    if (settings.serverPort.isEmpty())
         report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());
-    else if (const auto number = ServiceStart::comPortNumber(port); !number || *number < 1)
-        report.wrong(u"GSM Modem COM 端口“%1”不是端口号"_s.arg(port), askForSettings());
-    for (const auto name : {"SendPerHour"_L1, "SendPerDay"_L1, "SendGap"_L1, "RepliesPerHour"_L1}) {
-        const QString value = parts.registry.read(Settings::localPath(name));
-        if (value.isEmpty())
-            continue;
-        if (const QString problem = Settings::problemOf(name, value); !problem.isEmpty())
-            report.wrong(u"%1=%2：%3"_s.arg(name, value, problem), u"用 --set 写入"_s);
-        else
-            report.well(u"发送限制 %1=%2"_s.arg(name, value));
+    for (const QString &name : Settings::shortNames()) {
+        const auto [plain, problem] = Settings::read(parts.registry, name);
+        // The centre number and the connection string are told in words of their own.
+        if (!problem.isEmpty() && name != u"CenterCode" && name != u"ConnectString")
+            report.wrong(u"参数 %1=%2 不起作用：%3"_s.arg(
+                             name, parts.registry.read(Settings::pathOf(name)).trimmed(), problem),
+                         u"用 --set 写入"_s);
+        else if (name.startsWith("Send"_L1) && name != u"SenderCountryCode" && !plain.isEmpty())
+            report.well(u"发送限制 %1=%2"_s.arg(name, plain));
     }
 }
 
 /// Codes are obeyed for senders that the table names letter for letter; networks deliver +86138...
 void checkNumberForm(const ServerParts &parts, CheckReport &report)
 {
-    if (!parts.registry.read(Settings::localPath("SenderCountryCode"_L1)).trimmed().isEmpty())
+    if (!readServiceSettings(parts.registry).senderCountryCode.isEmpty())
         return;
     Connection &connection = parts.session.Conn();
     const auto count = [&connection](const QString &sql) {
@@ -172,7 +171,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
         return;
     }
     report.well(u"数据库已连接"_s);
-    if (areServersSeveral(parts.registry)) {
+    if (readServiceSettings(parts.registry).areServersSeveral) {
         if (NamedLock::whyUnsupported(parts.session.Conn()).isEmpty())
             report.well(u"多个短信服务器共用该数据库（Servers=several）"_s);
         else
@@ -191,8 +190,8 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
 
 void checkModem(const ServerParts &parts, CheckReport &report)
 {
-    const auto port = ServiceStart::comPortNumber(parts.registry.read(Settings::serverPortPath()));
-    if (!port)
+    const ServiceSettings settings = readServiceSettings(parts.registry);
+    if (!settings.comPort)
         return; // told by the settings
     QStringList notices;
     const auto listening = QObject::connect(&parts.modem, &ModemControl::notice,
@@ -201,19 +200,20 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         static_cast<void>(parts.modem.close());
         QObject::disconnect(listening);
     });
-    parts.modem.setPortNumber(*port);
-    parts.modem.setSpeed(parts.registry.read(Settings::comSpeedPath(*port)).trimmed().toInt());
+    const int port = *settings.comPort;
+    parts.modem.setPortNumber(*settings.comPort);
+    parts.modem.setSpeed(settings.lineSpeed);
     // Nothing is written to the SIM card: it keeps the centre number it has.
     parts.modem.setServiceCentre({});
     const auto result = static_cast<ModemResult>(parts.modem.open());
     if (result != ModemResult::Ok) {
-        report.wrong(u"COM%1 短信猫不能使用（代码 %2）"_s.arg(*port).arg(int(result)) +
+        report.wrong(u"COM%1 短信猫不能使用（代码 %2）"_s.arg(port).arg(int(result)) +
                          (notices.isEmpty() ? QString() : u"："_s + notices.join(u"；"_s)),
                      modemRemedy(result));
         return;
     }
     const ModemControl::Description found = parts.modem.describe();
-    report.well(u"COM%1 短信猫应答正常（%2 波特，%3）"_s.arg(*port)
+    report.well(u"COM%1 短信猫应答正常（%2 波特，%3）"_s.arg(port)
                     .arg(found.baud)
                     .arg(found.model.isEmpty() ? u"型号未知"_s : found.model));
     for (const QString &workaround : found.workarounds)
@@ -226,8 +226,8 @@ void checkModem(const ServerParts &parts, CheckReport &report)
 
 void checkBusyModem(const ServerParts &parts, CheckReport &report)
 {
-    const QString port = parts.registry.read(Settings::serverPortPath());
-    report.well(u"短信服务正在运行，COM%1 短信猫由它使用，这次不再试"_s.arg(port));
+    report.well(u"短信服务正在运行，COM%1 短信猫由它使用，这次不再试"_s.arg(
+        Settings::read(parts.registry, u"ServerPort"_s).plain));
 }
 
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)

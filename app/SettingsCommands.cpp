@@ -1,7 +1,7 @@
 #include "app/SettingsCommands.h"
 
 #include "database/ConnectionString.h"
-#include "foundation/SettingChecks.h"
+#include "database/NamedLock.h"
 #include "foundation/Settings.h"
 #include "platform/fault/Fault.h"
 
@@ -22,19 +22,19 @@ CommandLine::Assignment completed(const CommandLine::Assignment &assignment)
 /// Servers=several and the connection string as they will be.
 void requireShareable(const Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {
-    const auto after = [&](const QString &path) {
-        QString value = registry.read(path);
+    const auto after = [&](const QString &name) {
+        QString value = registry.read(Settings::pathOf(name));
         for (const auto &assignment : assignments) {
-            if (Settings::pathOf(assignment.name) == path)
+            if (Settings::pathOf(assignment.name) == Settings::pathOf(name))
                 value = assignment.value;
         }
-        return value;
+        return Settings::parsed(name, value).plain;
     };
-    const QString connectString = after(Settings::connectStringPath());
-    if (after(Settings::localPath("Servers"_L1)).isEmpty() || connectString.isEmpty())
+    const QString connectString = after(u"ConnectString"_s);
+    if (after(u"Servers"_s).isEmpty() || connectString.isEmpty())
         return;
-    if (const QString problem = SettingChecks::sharedDatabase(connectString); !problem.isEmpty())
-        throw Fault(u"没有写入："_s + problem);
+    if (const QString reason = NamedLock::whyUnsupported(connectString); !reason.isEmpty())
+        throw Fault(u"没有写入：Servers=several 需要 PostgreSQL、MariaDB、MySQL 或 SQL Server，"_s + reason);
 }
 
 } // namespace
@@ -44,7 +44,7 @@ void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &ass
     QList<CommandLine::Assignment> checked;
     for (const auto &assignment : assignments) {
         checked += completed(assignment);
-        const QString problem = Settings::problemOf(checked.last().name, checked.last().value);
+        const QString problem = Settings::parsed(checked.last().name, checked.last().value).problem;
         if (!problem.isEmpty())
             throw Fault(u"%1 没有写入：%2"_s.arg(assignment.name, problem));
     }

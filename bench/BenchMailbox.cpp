@@ -248,7 +248,7 @@ bool manyAccounts(DovecotServer &server)
         office.oa(u"insert into VO_UserInfor (UserName, AccountState) values (?, '1')"_s, {name});
         office.account(i, name, line.port(), 1, name);
     }
-    Pop3PollingDriver driver(office.session, office.registry, {}, office.watch, office.kept);
+    Pop3PollingDriver driver(office.session, ServiceSettings(), {}, office.watch, office.kept);
     driver.pass();
     require(mailCount(office) == accounts, "not every message is stored");
     const qint64 before = line.turns();

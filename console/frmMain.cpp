@@ -111,14 +111,13 @@ void frmMain::Command1_Click()
 
 void frmMain::m_about_Click()
 {
-    openWebPage(webAddress("MakerUrl"_L1, QStringLiteral(SMS_MAKER_URL)));
+    openWebPage(webAddress(u"MakerUrl"_s, QStringLiteral(SMS_MAKER_URL)));
 }
 
-QString frmMain::webAddress(QLatin1String setting, const QString &builtIn)
+QString frmMain::webAddress(const QString &setting, const QString &builtIn)
 {
     QString address;
-    m_service.guard().run(u"读取网址"_s,
-                          [&] { address = m_parts.registry.read(Settings::localPath(setting)).trimmed(); });
+    m_service.guard().run(u"读取网址"_s, [&] { address = Settings::read(m_parts.registry, setting).plain; });
     return address.isEmpty() ? builtIn : address;
 }
 

@@ -66,7 +66,7 @@ private:
     void showActivity(const QString &activity);
     void tDisTime_Timer();
     /// The address that the setting holds, else the one that was built in.
-    [[nodiscard]] QString webAddress(QLatin1String setting, const QString &builtIn);
+    [[nodiscard]] QString webAddress(const QString &setting, const QString &builtIn);
     void openWebPage(const QString &address);
 
     const ServerParts m_parts;
@@ -77,7 +77,7 @@ private:
     QElapsedTimer m_sincePainted;
 
     QGroupBox Frame1{this};
-    LinkLabel lblUrl{webAddress(QLatin1String("ProductUrl"), QStringLiteral(SMS_PRODUCT_URL)), &Frame1};
+    LinkLabel lblUrl{webAddress(QStringLiteral("ProductUrl"), QStringLiteral(SMS_PRODUCT_URL)), &Frame1};
     QPushButton btnOp{this};
     QPushButton Command1{this};
     LogBox m_smsLog{this};

@@ -1,6 +1,6 @@
 #include "foundation/Settings.h"
 
-#include "foundation/SettingChecks.h"
+#include "foundation/NumericText.h"
 
 #include <QRegularExpression>
 #include <array>
@@ -20,25 +20,25 @@ constexpr QLatin1String localKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SMS
 struct Setting {
     QLatin1String key;
     QLatin1String shortName;
-    QString (*problem)(const QString &value) = SettingChecks::anything;
+    SettingValue (*form)(const QString &typed);
 };
 
 /// Every setting but the COM ports, in the order in which they are shown.
 constexpr std::array settings = {
-    Setting{serverKey, "CenterCode"_L1, SettingChecks::serviceCentre},
-    Setting{serverKey, "TimeDelay"_L1, SettingChecks::scanInterval},
-    Setting{serverKey, "ServerPort"_L1, SettingChecks::comPort},
-    Setting{officeKey, "ConnectString"_L1, SettingChecks::connectString},
-    Setting{localKey, "SenderCountryCode"_L1, SettingChecks::countryCode},
-    Setting{localKey, "MailTls"_L1, SettingChecks::mailTls},
-    Setting{localKey, "MailHiddenText"_L1, SettingChecks::mailHiddenText},
-    Setting{localKey, "Servers"_L1, SettingChecks::servers},
-    Setting{localKey, "SendPerHour"_L1, SettingChecks::sendLimit},
-    Setting{localKey, "SendPerDay"_L1, SettingChecks::sendLimit},
-    Setting{localKey, "SendGap"_L1, SettingChecks::sendLimit},
-    Setting{localKey, "RepliesPerHour"_L1, SettingChecks::sendLimit},
-    Setting{localKey, "ProductUrl"_L1, SettingChecks::webAddress},
-    Setting{localKey, "MakerUrl"_L1, SettingChecks::webAddress},
+    Setting{serverKey, "CenterCode"_L1, SettingForms::serviceCentre},
+    Setting{serverKey, "TimeDelay"_L1, SettingForms::scanInterval},
+    Setting{serverKey, "ServerPort"_L1, SettingForms::comPort},
+    Setting{officeKey, "ConnectString"_L1, SettingForms::connectString},
+    Setting{localKey, "SenderCountryCode"_L1, SettingForms::countryCode},
+    Setting{localKey, "MailTls"_L1, SettingForms::mailTls},
+    Setting{localKey, "MailHiddenText"_L1, SettingForms::mailHiddenText},
+    Setting{localKey, "Servers"_L1, SettingForms::servers},
+    Setting{localKey, "SendPerHour"_L1, SettingForms::sendLimit},
+    Setting{localKey, "SendPerDay"_L1, SettingForms::sendLimit},
+    Setting{localKey, "SendGap"_L1, SettingForms::sendLimit},
+    Setting{localKey, "RepliesPerHour"_L1, SettingForms::sendLimit},
+    Setting{localKey, "ProductUrl"_L1, SettingForms::webAddress},
+    Setting{localKey, "MakerUrl"_L1, SettingForms::webAddress},
 };
 constexpr int listedComPorts = 10;
 
@@ -80,15 +80,6 @@ QString comDevicePath(int comPort)
 {
     return localKey + "COM"_L1 + QString::number(comPort);
 }
-QString comSpeedPath(int comPort)
-{
-    return comDevicePath(comPort) + "Speed"_L1;
-}
-QString localPath(QLatin1String shortName)
-{
-    return localKey + shortName;
-}
-
 QString pathOf(const QString &shortName)
 {
     if (const Setting *setting = find(shortName))
@@ -97,18 +88,22 @@ QString pathOf(const QString &shortName)
     if (!match.hasMatch())
         return {};
     const int port = match.captured(1).toInt();
-    return match.captured(2).isEmpty() ? comDevicePath(port) : comSpeedPath(port);
+    return comDevicePath(port) + (match.captured(2).isEmpty() ? QLatin1String() : "Speed"_L1);
 }
 
-QString problemOf(const QString &shortName, const QString &value)
+SettingValue parsed(const QString &shortName, const QString &typed)
 {
-    if (value.isEmpty())
+    if (usualWidth(typed).trimmed().isEmpty())
         return {};
-    const Setting *setting = find(shortName);
-    if (setting != nullptr)
-        return setting->problem(value);
+    if (const Setting *setting = find(shortName))
+        return setting->form(typed);
     const bool isSpeed = !comPortName().match(shortName).captured(2).isEmpty();
-    return isSpeed ? SettingChecks::lineSpeed(value) : SettingChecks::devicePath(value);
+    return isSpeed ? SettingForms::lineSpeed(typed) : SettingForms::devicePath(typed);
+}
+
+SettingValue read(const Registry &registry, const QString &shortName)
+{
+    return parsed(shortName, registry.read(pathOf(shortName)));
 }
 
 QStringList shortNames()

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "foundation/SettingForms.h"
 #include "platform/registry/Registry.h"
 
-#include <QLatin1String>
 #include <QStringList>
 
 /// The settings: text values in the registry, each at one full path.
@@ -17,11 +17,8 @@ namespace Settings
 [[nodiscard]] QString connectStringPath();
 
 /// Settings of this program beyond the OA system's, in a group of their own.
-/// COMn: the device behind COM port n, for systems without COM ports.
-[[nodiscard]] QString comDevicePath(int comPort);
-/// COMnSpeed: the line speed of the modem there, in baud; absent means that it is searched.
-[[nodiscard]] QString comSpeedPath(int comPort);
-/// The others, each by its short name:
+/// - COMn: the device behind COM port n, for systems without COM ports;
+/// - COMnSpeed: the line speed of the modem there, in baud; absent means that it is searched;
 /// - SenderCountryCode: numbers of this country (digits, for example 86) are delivered in national form;
 /// - MailTls: "verify" makes opportunistic TLS of mail accounts verify the server too;
 /// - MailHiddenText: "attach" stores a mail's text as an attachment where its row does not show it;
@@ -29,14 +26,17 @@ namespace Settings
 /// - SendPerHour, SendPerDay: SMS that this server sends in any 60 minutes and any 24 hours at most; SendGap:
 ///   seconds between two messages at least; RepliesPerHour: confirmations that one number causes at most;
 /// - ProductUrl, MakerUrl: the two web addresses in place of those that were built in.
-[[nodiscard]] QString localPath(QLatin1String shortName);
+/// COMn's path.
+[[nodiscard]] QString comDevicePath(int comPort);
 
 /// The full path of a setting by the short name that the command line uses (CenterCode, COM3, ...); "" for an
 /// unknown name. Letter case does not count.
 [[nodiscard]] QString pathOf(const QString &shortName);
-/// Why the value would not do for the setting of that short name, in words; "" when it does. An empty value
-/// takes the setting away and always does.
-[[nodiscard]] QString problemOf(const QString &shortName, const QString &value);
+/// What the text is as the setting of that short name: the one reading of a setting, for who writes, checks or uses
+/// it. A blank text takes the setting away and always does.
+[[nodiscard]] SettingValue parsed(const QString &shortName, const QString &typed);
+/// The stored one. Throws Fault when the registry cannot be read.
+[[nodiscard]] SettingValue read(const Registry &registry, const QString &shortName);
 /// The short names in the order in which they are shown; COM ports are listed as COM1, COM1Speed to COM10Speed.
 [[nodiscard]] QStringList shortNames();
 

@@ -58,8 +58,9 @@ int runCollector(const Registry &registry, const MailTrace &trace, const QString
         KeptMails kept(keptMailsFile);
         if (session.OpenDB()) {
             session.Conn().spareMemory();
-            const PassLock lock(session.Conn(), registry, QStringLiteral("collection"));
-            Pop3PollingDriver driver(session, registry, trace, reporter, kept);
+            const ServiceSettings settings = readServiceSettings(registry);
+            const PassLock lock(session.Conn(), settings.areServersSeveral, QStringLiteral("collection"));
+            Pop3PollingDriver driver(session, settings, trace, reporter, kept);
             if (lock.isOurs())
                 driver.pass();
             if (kept.error().isError())

@@ -1,7 +1,6 @@
 #include "mailbox/Pop3PollingDriver.h"
 
 #include "database/Recordset.h"
-#include "foundation/Settings.h"
 #include "mailbox/getPopMail.h"
 #include "subscription/OrderType.h"
 #include "subscription/Subscription.h"
@@ -28,21 +27,19 @@ bool hasMailboxes(Connection &connection)
     return connection.firstValue(u"select OAID from SA_email"_s, {}) && !collectedUsers(connection).isEmpty();
 }
 
-Pop3Options mailServerOptions(const Registry &registry)
+Pop3Options mailServerOptions(const ServiceSettings &settings)
 {
     Pop3Options options;
-    const QString tls = ReadRegValue(registry, Settings::localPath("MailTls"_L1)).trimmed();
-    if (tls.compare("verify"_L1, Qt::CaseInsensitive) == 0)
+    if (settings.verifiesMailServers)
         options.tls = Pop3Tls::Verify;
     return options;
 }
 
 void Pop3PollingDriver::pass()
 {
-    CollectionPass pass{m_session.Conn(), m_watch, mailServerOptions(m_registry), m_trace, m_kept};
+    CollectionPass pass{m_session.Conn(), m_watch, mailServerOptions(m_settings), m_trace, m_kept};
     pass.pop3.trace = m_trace.lines;
-    const QString hiddenText = ReadRegValue(m_registry, Settings::localPath("MailHiddenText"_L1)).trimmed();
-    pass.attachHiddenText = hiddenText.compare("attach"_L1, Qt::CaseInsensitive) == 0;
+    pass.attachHiddenText = m_settings.attachesHiddenText;
     pass.pop3.waiter = std::make_shared<Pop3Waiter>();
     const QStringList users = collectedUsers(m_session.Conn());
     AccountTurns turns(pass, users, m_ahead);

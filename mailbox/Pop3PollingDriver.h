@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/DatabaseSession.h"
+#include "foundation/ServiceSettings.h"
 #include "mailbox/AccountTurns.h"
 
 /// Whose external mailboxes are collected: the names of the active users who take the external-mail notice,
@@ -10,17 +11,20 @@
 /// Is there anything to collect: a mailbox and anybody who takes the notice? Throws DatabaseFault.
 [[nodiscard]] bool hasMailboxes(Connection &connection);
 
-/// How mail servers are spoken to, as the setting MailTls has it.
-/// Throws Fault when the registry cannot be read.
-[[nodiscard]] Pop3Options mailServerOptions(const Registry &registry);
+/// How mail servers are spoken to.
+[[nodiscard]] Pop3Options mailServerOptions(const ServiceSettings &settings);
 
 /// Collects the external mailboxes of all users who take the external-mail notice.
 class Pop3PollingDriver
 {
 public:
-    Pop3PollingDriver(DatabaseSession &session, const Registry &registry, MailTrace trace,
+    Pop3PollingDriver(DatabaseSession &session, ServiceSettings settings, MailTrace trace,
                       CollectionWatch &watch, KeptMails &kept)
-        : m_session(session), m_registry(registry), m_trace(std::move(trace)), m_watch(watch), m_kept(kept)
+        : m_session(session),
+          m_settings(std::move(settings)),
+          m_trace(std::move(trace)),
+          m_watch(watch),
+          m_kept(kept)
     {
     }
 
@@ -32,7 +36,7 @@ public:
 
 private:
     DatabaseSession &m_session;
-    const Registry &m_registry;
+    ServiceSettings m_settings;
     MailTrace m_trace;
     CollectionWatch &m_watch;
     KeptMails &m_kept;

@@ -1,15 +1,21 @@
 #pragma once
 
+#include "platform/clock/Clock.h"
 #include "platform/fault/Fault.h"
 #include "platform/files/FileError.h"
 
-#include <QDateTime>
 #include <QString>
+#include <optional>
 #include <vector>
 
-/// The times of the newest messages handed to the modem, in a file that a kill leaves right: each is written and
-/// synced before its hand-over, so that a kill can only count one too many. One line a message: its time in
-/// milliseconds since 1970 (UTC) and a checksum. The file holds twice the times kept at most.
+/// When the newest SMS were handed to the modem, in a file that a kill leaves right: each is written and synced before
+/// its hand-over, so that a kill can only count one too many. One line an SMS: its time in milliseconds since 1970
+/// (UTC) and a checksum, as "1773299289000 5f2c". The file holds twice the times kept at most, then it is replaced.
+/// A table of the office's database was the alternative: it could not be written while that is away or locked, and
+/// a line here takes 0.2 ms on a disk that syncs at once, where one SMS takes the modem some seconds.
+///
+/// Distances are told by the steady clock. A time of an earlier run can be taken by the wall clock alone, and lies
+/// before the reading at the latest. What is stored is never made older: a wrong clock is set right again one day.
 class SendLedger
 {
 public:
@@ -17,31 +23,47 @@ public:
     enum class Found { Intact, Damaged };
 
     /// kept: how many of the newest times matter; the rest is forgotten.
-    SendLedger(QString fileName, qsizetype kept) : m_fileName(std::move(fileName)), m_kept(kept) {}
+    SendLedger(const Clock &clock, QString fileName, qsizetype kept)
+        : m_clock(&clock), m_fileName(std::move(fileName)), m_kept(kept)
+    {
+    }
 
     /// Reads the file; none is an empty ledger. A last line that is not whole was being written when the power
-    /// went, and counts as a message of now. A damaged file is begun anew at its worst case: all the times kept
+    /// went, and counts as an SMS of now. A damaged file is begun anew at its worst case: all the times kept
     /// are now. Throws Fault when the file cannot be read or written.
-    [[nodiscard]] Found read(const QDateTime &now);
+    [[nodiscard]] Found read();
 
-    /// A message is about to be handed over. Throws Fault, and the message must not go, when it cannot be written.
-    void add(const QDateTime &now);
+    /// An SMS is about to be handed over. Throws Fault, and it must not go, when it cannot be written.
+    void add();
     /// The last one was not handed over after all. A file that cannot be written keeps it.
     void takeBackLast() noexcept;
 
-    /// A clock that was set back: what lies in the future was sent now, at the latest.
-    void noteClock(const QDateTime &now);
+    /// To be called now and then: looks whether the wall clock was set. Throws Fault when the file cannot be written.
+    void noteClock();
 
-    /// The time of the message that is n-th newest, 1 the newest; nothing when there were fewer.
-    [[nodiscard]] std::optional<QDateTime> newest(qsizetype n) const;
+    /// When the SMS that is n-th newest was sent, 1 the newest, on the steady clock; nothing when there were fewer.
+    [[nodiscard]] std::optional<std::chrono::milliseconds> newest(qsizetype n) const;
 
 private:
+    struct Sent {
+        std::chrono::milliseconds wall;   ///< since 1970, as it was then
+        std::chrono::milliseconds steady; ///< of an earlier run: as far as the wall clock tells
+        bool isOfThisRun = true;
+    };
+
+    [[nodiscard]] Sent sentNow() const;
+    [[nodiscard]] std::chrono::milliseconds wall() const;
+    [[nodiscard]] QByteArray lineOf(const Sent &sent) const;
+    void placeEarlierRuns();
     void append(const QByteArray &line);
     void replace();
     void require(const FileError &error) const;
 
+    const Clock *m_clock;
     QString m_fileName;
     qsizetype m_kept;
-    std::vector<qint64> m_times; // ascending
-    qint64 m_size = 0;           // octets of the file, by what we wrote
+    std::vector<Sent> m_sent;                    // ascending on the steady clock
+    std::chrono::milliseconds m_readAt{0};       // on the steady clock
+    std::chrono::milliseconds m_wallToSteady{0}; // what the wall clock was ahead when it was looked at
+    qint64 m_size = 0;                           // octets of the file, by what we wrote
 };

@@ -2,33 +2,37 @@
 
 #include "foundation/OperatorConsole.h"
 #include "outgoing/SendLedger.h"
-#include "platform/clock/Clock.h"
-#include "platform/registry/Registry.h"
 
-#include <chrono>
-#include <optional>
-
-/// Holds one server's sending within what its carrier allows: so many SMS in any 60 minutes (SendPerHour), in any
-/// 24 hours (SendPerDay), and so many seconds between two messages (SendGap). Each is off while its setting is
-/// empty; without any there is no ledger and no cost.
+/// Holds one server's sending within what its carrier allows: so many SMS in any 60 minutes, in any 24 hours, and a
+/// gap between two messages. Each is off while it is 0; without any there is no ledger and no cost.
 class SendLimits
 {
 public:
-    /// ledgerFile: "" keeps no limits, whatever the settings say.
-    SendLimits(const Registry &registry, const Clock &clock, OperatorConsole &console, QString ledgerFile)
-        : m_registry(registry), m_clock(clock), m_console(console), m_ledgerFile(std::move(ledgerFile))
+    struct Values {
+        qsizetype perHour = 0;
+        qsizetype perDay = 0;
+        std::chrono::seconds gap{0};
+        bool operator==(const Values &) const = default;
+    };
+
+    /// ledgerFile: "" keeps no limits.
+    SendLimits(const Clock &clock, OperatorConsole &console, QString ledgerFile)
+        : m_clock(clock), m_console(console), m_ledgerFile(std::move(ledgerFile))
     {
     }
 
-    /// A pass begins: takes the settings as they are now and, when they are new, reads the ledger. Throws Fault.
+    /// From the next pass on.
+    void set(const Values &values);
+    /// A pass begins; the first one with limits reads the ledger. Throws Fault.
     void beginPass();
 
     /// True when more messages wait than may go now.
     [[nodiscard]] bool presses(qint64 waiting) const;
-    /// When a message of so many SMS may go; nothing means now. One larger than a limit wants that window empty.
-    [[nodiscard]] std::optional<QDateTime> restsUntil(qsizetype parts) const;
+    /// When a message of so many SMS may go, on the steady clock; nothing means now. One larger than a limit wants
+    /// that window empty.
+    [[nodiscard]] std::optional<std::chrono::milliseconds> restsUntil(qsizetype parts) const;
     /// A message may not go: tells the operator until when, and how many wait, once for each rest (the gap is none).
-    void rest(const QDateTime &until, qint64 waiting);
+    void rest(std::chrono::milliseconds until, qint64 waiting);
 
     /// Before the hand-over of a message that may go. Throws Fault when it cannot be noted; it must not go then.
     void count(qsizetype parts);
@@ -41,16 +45,8 @@ public:
     [[nodiscard]] std::optional<std::chrono::milliseconds> gapLeft() const;
 
 private:
-    struct Values {
-        qsizetype perHour = 0;
-        qsizetype perDay = 0;
-        qsizetype gapSeconds = 0;
-        bool operator==(const Values &) const = default;
-    };
-    [[nodiscard]] Values settings() const;
-    [[nodiscard]] std::optional<QDateTime> gapEnd() const;
+    [[nodiscard]] std::optional<std::chrono::milliseconds> gapEnd() const;
 
-    const Registry &m_registry;
     const Clock &m_clock;
     OperatorConsole &m_console;
     QString m_ledgerFile;
@@ -59,7 +55,7 @@ private:
     qsizetype m_lastParts = 0;
     bool m_isResting = false; // told, and not all that waited has gone since
     bool m_isHeld = false;    // nothing has gone since it was told
-    QDateTime m_toldAt;
+    std::optional<std::chrono::milliseconds> m_toldAt;
 };
 
 /// The SMS that carry this text.

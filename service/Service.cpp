@@ -66,11 +66,9 @@ void Service::tryAgain()
             emit startGivenUp();
         return;
     }
-    std::chrono::milliseconds interval = ServiceStart::defaultInterval;
-    guard().run(u"读取扫描时间间隔"_s, [&] { interval = m_start.scanInterval(); });
+    const std::chrono::seconds interval = m_start.settings().scanInterval;
     if (!std::exchange(m_hasSaidSo, true))
-        m_console.addLogLine(
-            u"启动未成功，每隔 %1 秒自动重试，直到成功"_s.arg(interval / std::chrono::seconds(1)));
+        m_console.addLogLine(u"启动未成功，每隔 %1 秒自动重试，直到成功"_s.arg(interval.count()));
     tStartAgain.start(interval);
 }
 
@@ -79,8 +77,10 @@ std::optional<ServiceStart::Outcome> Service::tryToStart()
     std::optional<ServiceStart::Outcome> outcome;
     guard().run(u"启动服务"_s, [this, &outcome] {
         outcome = m_start.run(m_boxes);
-        if (outcome == ServiceStart::Outcome::PortOpened)
+        if (outcome == ServiceStart::Outcome::PortOpened) {
+            m_passes.setSettings(m_start.settings());
             startTimers();
+        }
     });
     if (!outcome)
         m_console.setPanelText(OperatorConsole::Status, u"启动失败..."_s);
@@ -90,7 +90,7 @@ std::optional<ServiceStart::Outcome> Service::tryToStart()
 void Service::startTimers()
 {
     for (QTimer *timer : workTimers())
-        timer->setInterval(m_start.interval());
+        timer->setInterval(m_start.settings().scanInterval);
     for (QTimer *timer : workTimers())
         timer->start();
     setState(State::Running);
@@ -121,7 +121,7 @@ void Service::stopWork()
 {
     if (m_parts.modem.isPortOpen()) {
         const bool released = m_parts.modem.close() == 0;
-        m_console.addLogLine(u"释放 COM"_s + QString::number(m_start.comPort()) +
+        m_console.addLogLine(u"释放 COM"_s + QString::number(m_start.settings().comPort.value_or(0)) +
                              (released ? u"端口成功！"_s : u"端口失败"_s));
     }
     setState(State::Stopped);

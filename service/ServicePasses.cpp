@@ -21,13 +21,13 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
       m_metrics(metrics),
       m_faults(console),
       m_guard(parts.session, console, m_faults),
-      m_limits(parts.registry, parts.clock, console, parts.sendLedgerFile),
+      m_limits(parts.clock, console, parts.sendLedgerFile),
       m_sender(parts.session, console, m_faults, parts.modem),
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
       m_collector(parts.collector, parts.session, console, m_faults, m_guard),
-      m_replyLimit(parts.registry, parts.clock),
+      m_replyLimit(parts.clock),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.messageFiles),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
@@ -86,13 +86,18 @@ const ModemControl::Reception &ServicePasses::reception()
     return m_reception;
 }
 
+void ServicePasses::setSettings(const ServiceSettings &settings)
+{
+    m_settings = settings;
+    m_sender.setShared(settings.areServersSeveral);
+    m_limits.set({settings.sendPerHour, settings.sendPerDay, settings.sendGap});
+    m_replyLimit.set(settings.repliesPerHour);
+}
+
 void ServicePasses::send()
 {
     m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
-    run(Metrics::Pass::Send, u"短信发送"_s, [this] {
-        m_sender.setShared(areServersSeveral(m_parts.registry));
-        m_sender.pass();
-    });
+    run(Metrics::Pass::Send, u"短信发送"_s, [this] { m_sender.pass(); });
     if (const auto left = m_limits.gapLeft(); left && m_sender.hasLeftRows())
         m_afterGap.start(*left);
 }
@@ -104,7 +109,7 @@ void ServicePasses::runLocked(Metrics::Pass pass, const QString &task, const QSt
         // A session holds one lock at a time, and the sender's may be needed until a status is written.
         if (m_sender.holdsLock())
             return;
-        const PassLock lock(m_parts.session.Conn(), m_parts.registry, name);
+        const PassLock lock(m_parts.session.Conn(), m_settings.areServersSeveral, name);
         if (lock.isOurs())
             work();
     });

@@ -2,6 +2,7 @@
 
 #include "alerts/NewMailAlerts.h"
 #include "foundation/PassLock.h"
+#include "foundation/ServiceSettings.h"
 #include "foundation/TaskGuard.h"
 #include "incoming/InboundMessageHandler.h"
 #include "mailbox/Collector.h"
@@ -25,6 +26,9 @@ public:
     ~ServicePasses();
     ServicePasses(const ServicePasses &) = delete;
     ServicePasses &operator=(const ServicePasses &) = delete;
+
+    /// From now on; a Start has read them.
+    void setSettings(const ServiceSettings &settings);
 
     /// TSend: the queue to the modem; before it, received messages that the database had refused.
     void send();
@@ -55,6 +59,7 @@ private:
     [[nodiscard]] const ModemControl::Reception &reception();
 
     const ServerParts m_parts;
+    ServiceSettings m_settings;
     Metrics &m_metrics;
     FaultLog m_faults;
     TaskGuard m_guard;

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <QDateTime>
+#include <chrono>
 
-/// The wall clock that everything asks which compares with "now": due rows, reassembly limits, service-centre
-/// times. Time limits of single exchanges with a device run on the steady clock instead (QDeadlineTimer).
+/// Time, as everything asks for it that compares with "now": due rows, reassembly limits, service-centre times, and
+/// distances that a test sweeps. Time limits of single exchanges with a device are QDeadlineTimer's.
 class Clock
 {
 public:
@@ -12,25 +13,19 @@ public:
     Clock(const Clock &) = delete;
     Clock &operator=(const Clock &) = delete;
 
-    /// The current date-time in local time.
+    /// The current date-time in local time, as the machine has it: people and time servers set it.
     [[nodiscard]] virtual QDateTime now() const = 0;
+    /// Time since some moment before the program's start, which nobody sets: for distances within a run.
+    [[nodiscard]] virtual std::chrono::milliseconds steady() const = 0;
 };
 
 class SystemClock final : public Clock
 {
 public:
     [[nodiscard]] QDateTime now() const override { return QDateTime::currentDateTime(); }
-};
-
-/// A clock that does not move until it is set.
-class ManualClock final : public Clock
-{
-public:
-    explicit ManualClock(QDateTime now) : m_now(std::move(now)) {}
-    [[nodiscard]] QDateTime now() const override { return m_now; }
-    void set(const QDateTime &now) { m_now = now; }
-    void advanceSeconds(qint64 seconds) { m_now = m_now.addSecs(seconds); }
-
-private:
-    QDateTime m_now;
+    [[nodiscard]] std::chrono::milliseconds steady() const override
+    {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now().time_since_epoch());
+    }
 };

@@ -123,6 +123,6 @@ QList<QByteArray> FileRegistry::lines() const
 {
     const FileContent file = readWhole(m_fileName);
     if (file.error.isError() && !file.error.isAbsence())
-        throw Fault(u"无法读取参数文件 %1：%2"_s.arg(m_fileName, file.error.text()));
+        throw Fault(u"无法读取参数文件 %1：%2，请检查该文件和它的权限"_s.arg(m_fileName, file.error.text()));
     return file.octets.split('\n');
 }

@@ -55,7 +55,7 @@ private slots:
             national number      | 没有国际前缀“+”           | CenterCode=8613800100500
             number with hyphen   | 数字以外的字符            | CenterCode=+86-138
             no port              | 没有指定 GSM Modem        | ServerPort=
-            port in words        | “x”不是端口号             | ServerPort=x
+            port in words        | ServerPort=x 不起作用     | ServerPort=x
             file for two servers | 没有会话锁                | Servers=several
             no device            | 代码 1                    | COM3=/dev/no-modem
             PIN                  | PIN                       |         | --pin

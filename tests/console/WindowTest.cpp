@@ -203,7 +203,7 @@ private slots:
         QCOMPARE(menu->defaultAction()->objectName(), u"m_log"_s);
         const auto choose = [menu](const QString &item) { menu->findChild<QAction *>(item)->trigger(); };
         choose(u"m_about"_s);
-        m_console->office.registry.write(Settings::localPath("MakerUrl"_L1), u"http://maker.test/"_s);
+        m_console->office.registry.write(Settings::pathOf(u"MakerUrl"_s), u"http://maker.test/"_s);
         choose(u"m_about"_s);
         QCOMPARE(browser.addresses, QStringList({QStringLiteral(SMS_MAKER_URL), u"http://maker.test/"_s}));
         QVERIFY(!m_console->window.close() && !m_console->window.isVisible());

@@ -1,6 +1,7 @@
 #include "foundation/DateTimeValue.h"
 #include "foundation/GetFormateTime.h"
 #include "foundation/NumericText.h"
+#include "tests/support/ManualClock.h"
 
 #include <QTest>
 

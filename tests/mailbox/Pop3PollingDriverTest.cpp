@@ -20,8 +20,8 @@ private:
     void pass(const LoginsAhead &ahead = {})
     {
         const MailTrace trace{[&](Pop3Direction, const QString &line) { m_trace += line; }, {}};
-        Pop3PollingDriver driver(m_office->session, m_office->registry, trace, m_office->watch,
-                                 m_office->kept);
+        Pop3PollingDriver driver(m_office->session, readServiceSettings(m_office->registry), trace,
+                                 m_office->watch, m_office->kept);
         driver.setAhead(ahead);
         driver.pass();
     }
@@ -96,7 +96,7 @@ private slots:
         pass();
         QCOMPARE(m_office->attachments(), QStringList());
         m_office->oa(u"delete from VO_Email"_s);
-        m_office->registry.write(Settings::localPath("MailHiddenText"_L1), u"attach"_s);
+        m_office->registry.write(Settings::pathOf(u"MailHiddenText"_s), u"attach"_s);
         pass();
         QCOMPARE(m_office->attachments(), QStringList(u"%1|正文.txt|正文.txt|text/plain|EFBBBFE4B8AD"_s.arg(
                                               m_office->mails(u"VOID"_s)[2])));
@@ -104,9 +104,10 @@ private slots:
 
     void verificationIsASetting()
     {
-        QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Opportunistic);
-        m_office->registry.write(Settings::localPath("MailTls"_L1), u"Verify"_s);
-        QVERIFY(mailServerOptions(m_office->registry).tls == Pop3Tls::Verify);
+        ServiceSettings settings;
+        QVERIFY(mailServerOptions(settings).tls == Pop3Tls::Opportunistic);
+        settings.verifiesMailServers = true;
+        QVERIFY(mailServerOptions(settings).tls == Pop3Tls::Verify);
     }
 };
 

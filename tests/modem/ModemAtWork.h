@@ -2,6 +2,7 @@
 
 #include "modem/ModemControl.h"
 #include "tests/support/SimulatorProcess.h"
+#include "tests/support/ManualClock.h"
 
 #include <QTemporaryDir>
 #include <optional>

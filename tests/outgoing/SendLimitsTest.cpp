@@ -1,5 +1,4 @@
 #include "outgoing/SendLimits.h"
-#include "foundation/Settings.h"
 #include "tests/support/Office.h"
 
 #include <QTest>
@@ -11,17 +10,19 @@ namespace
 
 /// After so many seconds so many tries of one SMS each: how many go, how many lines the log gets.
 struct Tries {
-    int seconds;
-    int tries;
-    int sent;
+    int seconds = 0;
+    int tries = 0;
+    int sent = 0;
     int lines = 0;
     bool isInGap = false;     ///< then
     bool isRestarted = false; ///< before
+    qint64 set = 0;           ///< seconds by which a hand sets the wall clock before
 };
 
 } // namespace
 
 Q_DECLARE_METATYPE(QList<Tries>)
+Q_DECLARE_METATYPE(SendLimits::Values)
 
 /// The limits by a clock that the test sets, over restarts, on a real file.
 class SendLimitsTest : public QObject
@@ -31,11 +32,13 @@ class SendLimitsTest : public QObject
 private:
     std::unique_ptr<Office> m_office;
     std::unique_ptr<SendLimits> m_limits;
+    SendLimits::Values m_values;
 
     void restart()
     {
-        m_limits = std::make_unique<SendLimits>(m_office->registry, m_office->clock, m_office->console,
-                                                m_office->path(u"sends"_s));
+        m_limits =
+            std::make_unique<SendLimits>(m_office->clock, m_office->console, m_office->path(u"sends"_s));
+        m_limits->set(m_values);
         m_limits->beginPass();
     }
     /// Sends what may go, one SMS each, at most so many. Returns how many went.
@@ -62,44 +65,80 @@ private slots:
     void init()
     {
         m_office = std::make_unique<Office>();
+        m_values = {};
         restart();
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
     void whatMayGo_data()
     {
-        QTest::addColumn<QString>("settings");
+        QTest::addColumn<SendLimits::Values>("values");
         QTest::addColumn<QList<Tries>>("tries");
-        QTest::newRow("no limit") << u""_s << QList<Tries>{{0, 1000, 1000}};
+        const auto row = [](const char *name, const SendLimits::Values &values, const QList<Tries> &tries) {
+            QTest::newRow(name) << values << tries;
+        };
+        row("no limit", {}, {{.tries = 1000, .sent = 1000}});
         // A new run tells it anew; room comes message by message and is told once.
-        QTest::newRow("any sixty minutes")
-            << u"SendPerHour=3"_s << QList<Tries>{{0, 1, 1},    {3000, 5, 2, 1}, {0, 5, 0, 1, false, true},
-                                                  {0, 5, 0},    {599, 5, 0}, // the first is 3599 seconds old
-                                                  {2, 5, 1, 1}, {0, 5, 0},       {3000, 1, 1}};
-        QTest::newRow("a day, and the gap, which is not told")
-            << u"SendPerDay=2;SendGap=5"_s
-            << QList<Tries>{
-                   {0, 2, 1, 0, true}, {4, 1, 0, 0, true}, {1, 2, 1, 1}, {86000, 1, 0}, {400, 1, 1, 1, true}};
-        QTest::newRow("clock set back: an hour, not a day")
-            << u"SendPerHour=1"_s << QList<Tries>{{0, 1, 1}, {-86400, 1, 0, 1}, {3601, 1, 1, 1}};
-        QTest::newRow("file is bounded")
-            << u"SendPerHour=10"_s << QList<Tries>(100, {.seconds = 400, .tries = 1, .sent = 1});
+        row("any sixty minutes", {.perHour = 3},
+            {{0, 1, 1},
+             {3000, 5, 2, 1},
+             {0, 5, 0, 1, false, true},
+             {0, 5, 0},
+             {599, 5, 0}, // the first is 3599 seconds old
+             {2, 5, 1, 1},
+             {0, 5, 0},
+             {3000, 1, 1}});
+        row("a day, and the gap, which is not told", {.perDay = 2, .gap = std::chrono::seconds(5)},
+            {{0, 2, 1, 0, true}, {4, 1, 0, 0, true}, {1, 2, 1, 1}, {86000, 1, 0}, {400, 1, 1, 1, true}});
+        constexpr qint64 day = 86400;
+        row("clock set back", {.perHour = 1},
+            {{0, 1, 1}, {.tries = 1, .lines = 1, .set = -day}, {3601, 1, 1, 1}});
+        row("clock set back, a restart, and right again", {.perHour = 1},
+            {{0, 1, 1},
+             {0, 1, 0, 1, false, true, -day},
+             {.seconds = 1800, .tries = 1, .set = day},
+             {1801, 1, 1, 1}});
+        row("clock of long ago at the start", {.perHour = 1},
+            {{0, 1, 1},
+             {0, 1, 0, 1, false, true, -9999 * day},
+             {3601, 1, 1, 1},
+             {.tries = 1, .lines = 1, .set = 9999 * day},
+             {0, 1, 0, 1, false, true},
+             {3601, 1, 1, 1}});
+        row("clock of tomorrow", {.perHour = 1},
+            {{.tries = 1, .sent = 1, .set = day},
+             {.tries = 1, .lines = 1, .set = -day},
+             {0, 1, 0, 1, false, true},
+             {3601, 1, 1, 1}});
+        row("file is bounded", {.perHour = 10}, QList<Tries>(100, {.seconds = 400, .tries = 1, .sent = 1}));
     }
     void whatMayGo()
     {
-        QFETCH(QString, settings);
+        QFETCH(SendLimits::Values, values);
         QFETCH(QList<Tries>, tries);
-        for (const QString &setting : settings.split(u';', Qt::SkipEmptyParts))
-            m_office->set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
+        m_values = values;
+        restart();
         for (const Tries &step : std::as_const(tries)) {
             m_office->clock.advanceSeconds(step.seconds);
+            m_office->clock.set(m_office->clock.now().addSecs(step.set));
             if (step.isRestarted)
                 restart();
             QCOMPARE(send(step.tries), step.sent);
             QCOMPARE(m_limits->gapLeft().has_value(), step.isInGap);
             QCOMPARE(m_office->console.takeLog().size(), step.lines);
-            QVERIFY(ledger().count('\n') <= (settings.isEmpty() ? 0 : 20));
+            QVERIFY(ledger().count('\n') <= (values == SendLimits::Values() ? 0 : 20));
         }
+    }
+
+    void anotherHandAtTheFileForgetsNothing()
+    {
+        m_values = {.perHour = 3};
+        restart();
+        QCOMPARE(send(2), 2);
+        QVERIFY(QFile::resize(m_office->path(u"sends"_s), 0));
+        QCOMPARE(send(1), 1);
+        restart();
+        QVERIFY(m_limits->restsUntil(1));
     }
 
     void longTextsCountTheirParts()
@@ -107,7 +146,8 @@ private slots:
         QCOMPARE(smsCount(QString(70, u'长')), 1);
         QCOMPARE(smsCount(QString(71, u'长')), 2);
         QCOMPARE(smsCount(QString(160, u'x')), 1);
-        m_office->set(u"SendPerHour"_s, u"3"_s);
+        m_values = {.perHour = 3};
+        restart();
         m_limits->beginPass();
         QVERIFY(m_limits->presses(4));
         QVERIFY(!m_limits->presses(3));
@@ -135,7 +175,8 @@ private slots:
         QFETCH(QByteArray, damage);
         QFETCH(int, mayGo);
         QFETCH(bool, isTold);
-        m_office->set(u"SendPerHour"_s, u"3"_s);
+        m_values = {.perHour = 3};
+        restart();
         QCOMPARE(send(1), 1);
         const QByteArray damaged = ledger().chopped(2) + damage;
         QFile file(m_office->path(u"sends"_s));
@@ -150,9 +191,9 @@ private slots:
 
     void noRoomForTheLedgerNoSending()
     {
-        m_office->set(u"SendPerHour"_s, u"3"_s);
-        m_limits = std::make_unique<SendLimits>(m_office->registry, m_office->clock, m_office->console,
+        m_limits = std::make_unique<SendLimits>(m_office->clock, m_office->console,
                                                 m_office->path(u"absent/sends"_s));
+        m_limits->set({.perHour = 3});
         m_limits->beginPass();
         QVERIFY_EXCEPTION_THROWN(m_limits->count(1), Fault);
     }

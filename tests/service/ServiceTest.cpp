@@ -63,7 +63,6 @@ private slots:
             no centre number     | office     |        | 3     | 请首先进行参数配置,配置短信中心号码! | 等待... | |
             no port              | office     | +861   |       |      | 等待...        |           | 没有指定GSM Modem COM端口,请正确配置 GSM Modem COM端口
             port abc             | office     | +861   | abc   |      | 启动失败...    |           | 连接 COMabc失败，请检查连线是否正确。
-            port 2.5             | office     | +861   | 2.5   |      | 启动失败...    |           | 连接 COM2.5失败，请检查连线是否正确。
             port 70000           | office     | +861   | 70000 |      | 启动失败...    |           | 连接 COM70000失败，请检查连线是否正确。
             no modem             | office     | +861   | " 3 " |      | 启动失败...    | yes       | *;连接 COM3失败，请检查连线是否正确。
             )"_s);
@@ -100,19 +99,6 @@ private slots:
         m_service->start();
         QVERIFY(takeLog().last().startsWith(u"启动服务失败："_s));
         QCOMPARE(status(), u"启动失败..."_s);
-    }
-
-    void intervalsFromTimeDelay()
-    {
-        const ServiceStart start(parts(), m_office->console);
-        QMap<QString, int> milliseconds{{u"5"_s, 5000},   {u"５"_s, 5000},  {u"2.5"_s, 2000},
-                                        {u"3.5"_s, 4000}, {u"60"_s, 60000}, {u"2147483647"_s, INT_MAX}};
-        for (const auto &useless : {u""_s, u"abc"_s, u"0"_s, u"-3"_s, u"0.5"_s, u"99999999999"_s})
-            milliseconds[useless] = 10000;
-        for (auto delay = milliseconds.cbegin(); delay != milliseconds.cend(); ++delay) {
-            m_office->configure(u"+861"_s, u"3"_s, delay.key());
-            QVERIFY2(start.scanInterval().count() == *delay, qPrintable(delay.key()));
-        }
     }
 
     void runsUntilStopIsConfirmed()

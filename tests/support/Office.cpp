@@ -197,7 +197,7 @@ bool Office::moveDatabaseBack() const
 
 void Office::set(const QString &name, const QString &value)
 {
-    registry.write(Settings::localPath(QLatin1String(name.toLatin1())), value);
+    registry.write(Settings::pathOf(name), value);
 }
 
 void Office::configure(const QString &centerCode, const QString &serverPort, const QString &timeDelay)
@@ -249,5 +249,6 @@ ServicePasses &Office::passes()
                                       {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}},
                         .sendLedgerFile = path(u"sends"_s)},
             console, m_metrics);
+    m_passes->setSettings(readServiceSettings(registry));
     return *m_passes;
 }

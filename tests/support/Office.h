@@ -2,9 +2,9 @@
 
 #include "foundation/DatabaseSession.h"
 #include "foundation/TaskGuard.h"
-#include "platform/clock/Clock.h"
 #include "platform/registry/FileRegistry.h"
 #include "service/ServicePasses.h"
+#include "tests/support/ManualClock.h"
 #include "tests/support/OfficeSchema.h"
 #include "tests/support/RecordingConsole.h"
 #include "tests/support/SimulatorProcess.h"
