@@ -15,11 +15,6 @@ constexpr std::chrono::milliseconds stopLimit = 2s;
 /// The first end may have been anybody's fault.
 constexpr int deathsBeforeAnAccountRests = 2;
 
-QString task()
-{
-    return u"外部邮件收取"_s;
-}
-
 QString processTask()
 {
     return u"外部邮件收取进程"_s;
@@ -173,7 +168,7 @@ void Collector::noteFailure()
     // A database that is gone is told once for all who need it: by the guard, when the service's own session
     // finds it so.
     if (m_failure->databaseGone) {
-        m_guard.runPass(task(), [this] { static_cast<void>(hasMailboxes(m_session.Conn())); });
+        m_guard.runPass(u"外部邮件收取"_s, [this] { static_cast<void>(hasMailboxes(m_session.Conn())); });
         if (!m_session.Conn().isOpen())
             return;
     }

@@ -151,14 +151,9 @@ DecodedText decodeAsLabelled(QByteArrayView octets, const QByteArray &charset)
     return decoded;
 }
 
-QString decodeUtf8(QByteArrayView octets)
-{
-    return QString::fromUtf8(octets); // replaces what is damaged
-}
-
 QString decodeUnlabelled(QByteArrayView octets, const Utf8Check &check)
 {
-    return check.isUtf8OrDamagedUtf8() ? decodeUtf8(octets) : decodeIconv(octets, gb18030).text;
+    return check.isUtf8OrDamagedUtf8() ? QString::fromUtf8(octets) : decodeIconv(octets, gb18030).text;
 }
 
 /// Whether valid UTF-8 is believed against a label. Two octets alone may be one character of GBK as well; in
@@ -179,7 +174,7 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 {
     const Utf8Check check = checkUtf8(octets);
     if (isBeyondDoubt(octets, check, charset))
-        return decodeUtf8(octets);
+        return QString::fromUtf8(octets);
     if (charset.isEmpty() || charset == utf8)
         return decodeUnlabelled(octets, check);
     if ((charset == windows1252 && lookAt(octets).isLabelledWestern()) ||
@@ -194,7 +189,7 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
     if (decoded.errors * 20 <= high || charset == windows1252 || high == 0)
         return decoded.text;
     if (check.isUtf8OrDamagedUtf8())
-        return decodeUtf8(octets);
+        return QString::fromUtf8(octets);
     const DecodedText chinese = decodeIconv(octets, gb18030);
     return chinese.errors < decoded.errors ? chinese.text : decoded.text;
 }

@@ -7,11 +7,6 @@
 namespace
 {
 
-QByteArrayView withoutLineEnd(QByteArrayView line)
-{
-    return line.chopped(closingLineEnd(line));
-}
-
 /// The name in a line "begin 644 name".
 std::optional<QByteArray> uuencodedName(QByteArrayView line)
 {

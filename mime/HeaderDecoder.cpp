@@ -86,11 +86,6 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     return word;
 }
 
-bool isBlank(QByteArrayView text)
-{
-    return text.trimmed().isEmpty();
-}
-
 QList<Segment> segmentsOf(const QByteArray &line)
 {
     QList<Segment> segments;
@@ -117,7 +112,7 @@ QList<Segment> segmentsOf(const QByteArray &line)
             continue;
         }
         const QByteArrayView between = QByteArrayView(line).sliced(textStart, at - textStart);
-        const bool adjacent = wordBefore && isBlank(between);
+        const bool adjacent = wordBefore && between.trimmed().isEmpty();
         if (!adjacent || word->charset.compare(charset, Qt::CaseInsensitive) != 0)
             closeRun();
         if (!adjacent && !between.isEmpty())

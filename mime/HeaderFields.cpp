@@ -132,7 +132,7 @@ qsizetype rubbishInFront(QByteArrayView octets)
     return at;
 }
 
-qsizetype closingLineEnd(QByteArrayView octets)
+QByteArrayView withoutLineEnd(QByteArrayView octets)
 {
-    return octets.endsWith("\r\n") ? 2 : octets.endsWith('\n') ? 1 : 0;
+    return octets.chopped(octets.endsWith("\r\n") ? 2 : octets.endsWith('\n') ? 1 : 0);
 }

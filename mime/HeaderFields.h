@@ -36,5 +36,5 @@ private:
 /// Octets of blank lines and of an mbox "From " line in front of a message.
 [[nodiscard]] qsizetype rubbishInFront(QByteArrayView octets);
 
-/// Octets of the line end that closes some text: 0, 1 or 2.
-[[nodiscard]] qsizetype closingLineEnd(QByteArrayView octets);
+/// Some text without the line end that closes it, if one does.
+[[nodiscard]] QByteArrayView withoutLineEnd(QByteArrayView octets);

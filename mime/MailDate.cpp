@@ -2,6 +2,7 @@
 
 #include <QTimeZone>
 #include <array>
+#include <chrono>
 #include <optional>
 
 namespace
@@ -14,7 +15,7 @@ struct Parts {
     int month = 0;
     int year = -1;
     std::optional<QTime> time;
-    std::optional<int> offset; // seconds east of Greenwich
+    std::optional<std::chrono::minutes> offset; // east of Greenwich
 };
 
 QByteArray withoutComments(QByteArrayView raw)
@@ -67,7 +68,7 @@ std::optional<QTime> timeOf(const QByteArray &word)
 }
 
 /// "+hhmm", "+hh:mm" or a name; unknown names are Greenwich, as RFC 5322, 4.3 has it.
-std::optional<int> offsetOf(QByteArray word)
+std::optional<std::chrono::minutes> offsetOf(QByteArray word)
 {
     const char sign = word.front();
     if (sign == '+' || sign == '-') {
@@ -79,16 +80,16 @@ std::optional<int> offsetOf(QByteArray word)
         const int minutes = word.size() <= 2 ? 0 : *value % 100;
         if (hours > 14 || minutes > 59)
             return std::nullopt;
-        return (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
+        return std::chrono::minutes((hours * 60 + minutes) * (sign == '-' ? -1 : 1));
     }
     // Four in America, each with its summer time.
     static constexpr std::array zones{"EST", "EDT", "CST", "CDT", "MST", "MDT", "PST", "PDT"};
     static constexpr std::array hours{-5, -4, -6, -5, -7, -6, -8, -7};
     for (size_t i = 0; i < zones.size(); ++i) {
         if (word.compare(zones[i], Qt::CaseInsensitive) == 0)
-            return hours[i] * 3600;
+            return std::chrono::hours(hours[i]);
     }
-    return 0;
+    return std::chrono::minutes(0);
 }
 
 /// "2024-03-05" and "5-Mar-2024".
@@ -148,7 +149,9 @@ QDateTime parseMailDate(QByteArrayView raw)
     if (!day.isValid() || !parts.time)
         return {};
     const QDateTime date = parts.offset
-                               ? QDateTime(day, *parts.time, Qt::OffsetFromUTC, *parts.offset).toLocalTime()
+                               ? QDateTime(day, *parts.time, Qt::OffsetFromUTC,
+                                           static_cast<int>(std::chrono::seconds(*parts.offset).count()))
+                                     .toLocalTime()
                                : QDateTime(day, *parts.time, Qt::LocalTime);
     return date.date().year() >= 1753 && date.date().year() <= 9999 ? date : QDateTime();
 }

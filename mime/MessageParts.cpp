@@ -93,7 +93,7 @@ private:
         QByteArray octets = part.decodedBody();
         // Base64 encodes exactly what is meant.
         if (!parent && part.encoding() != TransferEncoding::Base64)
-            octets.chop(closingLineEnd(octets));
+            octets.truncate(withoutLineEnd(octets).size());
         QByteArray charset = part.charset();
         m_bodyParent = parent;
         if (part.isType("text", "html")) {
@@ -112,7 +112,7 @@ private:
     /// A multipart that shows no parts.
     void takeUnstructured(QByteArrayView body)
     {
-        m_parts.text = decodeText(body.chopped(closingLineEnd(body)), {});
+        m_parts.text = decodeText(withoutLineEnd(body), {});
         m_hasText = true;
     }
 

@@ -55,10 +55,8 @@ QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsi
     qsizetype start = -1; // of the part that is open
     qsizetype at = 0;
     const auto close = [&](qsizetype end) {
-        if (start < 0)
-            return;
-        const QByteArrayView part = body.sliced(start, end - start);
-        parts.append(part.chopped(closingLineEnd(part)));
+        if (start >= 0)
+            parts.append(withoutLineEnd(body.sliced(start, end - start)));
     };
     while (at < body.size() && parts.size() < most) {
         const QByteArrayView line = firstLine(body.sliced(at));

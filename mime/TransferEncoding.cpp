@@ -4,7 +4,6 @@
 #include "mime/HeaderFields.h"
 
 #include <algorithm>
-#include <array>
 #include <gmime/gmime.h>
 
 namespace
@@ -114,24 +113,17 @@ TransferEncoding transferEncodingOf(QByteArrayView field)
         else if (!name.isEmpty())
             break; // a comment or a second word
     }
-    struct Known {
-        const char *name;
-        TransferEncoding encoding;
+    const auto isOneOf = [word = ' ' + name.toLower() + ' '](QByteArrayView words) {
+        return words.contains(word);
     };
-    static constexpr auto known =
-        std::to_array<Known>({{"base64", TransferEncoding::Base64},
-                              {"x-base64", TransferEncoding::Base64},
-                              {"quoted-printable", TransferEncoding::QuotedPrintable},
-                              {"uuencode", TransferEncoding::Uuencode},
-                              {"x-uuencode", TransferEncoding::Uuencode},
-                              {"x-uue", TransferEncoding::Uuencode},
-                              {"uue", TransferEncoding::Uuencode},
-                              {"yenc", TransferEncoding::Yenc},
-                              {"x-yenc", TransferEncoding::Yenc}});
-    for (const auto &entry : known) {
-        if (name.compare(entry.name, Qt::CaseInsensitive) == 0)
-            return entry.encoding;
-    }
+    if (isOneOf(" base64 x-base64 "))
+        return TransferEncoding::Base64;
+    if (isOneOf(" quoted-printable "))
+        return TransferEncoding::QuotedPrintable;
+    if (isOneOf(" uuencode x-uuencode x-uue uue "))
+        return TransferEncoding::Uuencode;
+    if (isOneOf(" yenc x-yenc "))
+        return TransferEncoding::Yenc;
     return TransferEncoding::None;
 }
 

@@ -3,12 +3,14 @@
 #include <QDir>
 #include <QFile>
 
+#include <chrono>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-constexpr int limitMs = 20'000;
+constexpr auto limitMs = static_cast<int>(std::chrono::milliseconds(std::chrono::seconds(20)).count());
 /// Dovecot reads mailboxes under an account of its own when we are root.
 constexpr auto everybody = QFile::Permissions(0x7777);
 

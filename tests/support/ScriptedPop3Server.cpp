@@ -34,10 +34,10 @@ void ScriptedPop3Server::become(const Script &script)
 }
 
 /// False when the server is to end.
-bool ScriptedPop3Server::waitFor(int fd, short events, int milliseconds) const
+bool ScriptedPop3Server::waitFor(int fd, short events, std::chrono::milliseconds most) const
 {
     std::array waits{pollfd{m_wakeUp, POLLIN, 0}, pollfd{fd, events, 0}};
-    ::poll(waits.data(), waits.size(), milliseconds);
+    ::poll(waits.data(), waits.size(), static_cast<int>(most.count()));
     return waits[0].revents == 0;
 }
 
@@ -88,7 +88,8 @@ bool ScriptedPop3Server::readLine(QByteArray &line)
     }
     line = m_input.left(end).trimmed();
     m_input.remove(0, end + 1);
-    if (m_script->dropsEarlyInput && waitFor(-1, 0, 5)) { // time for what is sent together
+    if (m_script->dropsEarlyInput &&
+        waitFor(-1, 0, std::chrono::milliseconds(5))) { // time for what is sent together
         static_cast<void>(::recv(m_line, octets.data(), octets.size(), MSG_DONTWAIT));
         m_input.clear();
     }
@@ -186,8 +187,7 @@ bool ScriptedPop3Server::send(QByteArray octets)
     while (!octets.isEmpty()) {
         const qint64 allowed = m_wasCut ? octets.size() : m_script->cutAfterOctets - m_sentOctets;
         m_wasCut = m_wasCut || allowed <= 0;
-        const bool goesOn =
-            m_isDripping ? waitFor(-1, 0, m_script->dripMilliseconds) : waitFor(m_line, POLLOUT);
+        const bool goesOn = m_isDripping ? waitFor(-1, 0, m_script->drip) : waitFor(m_line, POLLOUT);
         if (allowed <= 0 || !goesOn)
             return false;
         const qint64 piece = m_isDripping ? 1 : std::min<qint64>(octets.size(), allowed);

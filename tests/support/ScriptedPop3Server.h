@@ -5,6 +5,7 @@
 #include <QList>
 #include <QSet>
 #include <atomic>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -28,9 +29,9 @@ public:
         QByteArray statAnswer = {}; ///< in place of the true one
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
         QByteArray hangsAt = {};
-        /// As hangsAt, but answers one octet at a time with this many milliseconds between them.
+        /// As hangsAt, but answers one octet at a time with this much time between them.
         QByteArray dripsAt = {};
-        int dripMilliseconds = 5;
+        std::chrono::milliseconds drip{5};
         int listedTooMuch = 0; ///< octets that LIST adds to every size
         /// Octets sent over all connections after which the line is cut, once.
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
@@ -70,7 +71,8 @@ private:
     }
     void run();
     void serve();
-    [[nodiscard]] bool waitFor(int fd, short events, int milliseconds = -1) const;
+    [[nodiscard]] bool waitFor(int fd, short events,
+                               std::chrono::milliseconds most = std::chrono::milliseconds(-1)) const;
     // False when the connection is over.
     bool readLine(QByteArray &line);
     bool answer(const QByteArray &line);
