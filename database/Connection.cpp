@@ -1,7 +1,7 @@
 #include "database/Connection.h"
 
 #include "database/DriverFactory.h"
-#include "database/SqlDialect.h"
+#include "database/driver/SqlDialect.h"
 
 #include <QScopeGuard>
 #include <utility>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "database/DatabaseFault.h"
-#include "database/Driver.h"
 #include "database/SessionLocks.h"
+#include "database/driver/DatabaseFault.h"
+#include "database/driver/Driver.h"
 
 #include <QVariantList>
 #include <functional>

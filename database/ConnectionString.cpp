@@ -1,6 +1,6 @@
 #include "database/ConnectionString.h"
 
-#include "database/DatabaseFault.h"
+#include "database/driver/DatabaseFault.h"
 
 #include <QRegularExpression>
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "database/ConnectionTarget.h"
 
 #include "database/ConnectionString.h"
-#include "database/DatabaseFault.h"
 #include "database/OdbcConnectionText.h"
+#include "database/driver/DatabaseFault.h"
 
 #include <QSet>
 #include <algorithm>

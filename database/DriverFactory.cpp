@@ -1,10 +1,11 @@
 #include "database/DriverFactory.h"
 
 #include "database/ConnectionTarget.h"
-#include "database/MariaDbDriver.h"
-#include "database/OdbcDriver.h"
-#include "database/PostgreSqlDriver.h"
-#include "database/SqliteDriver.h"
+#include "database/odbc/OdbcDriver.h"
+#include "database/qtsql/ClearPasswords.h"
+#include "database/qtsql/MariaDbDriver.h"
+#include "database/qtsql/PostgreSqlDriver.h"
+#include "database/qtsql/SqliteDriver.h"
 
 namespace
 {
@@ -18,10 +19,14 @@ struct DriverMaker {
     {
         if (target.kind == ServerTarget::Kind::PostgreSql)
             return std::make_unique<PostgreSqlDriver>(target);
+        refuseClearPasswords();
         return std::make_unique<MariaDbDriver>(target);
     }
     std::unique_ptr<Driver> operator()(const OdbcTarget &target) const
     {
+        // MariaDB's ODBC driver stands on the same client library.
+        if (target.family == OdbcFamily::MariaDb)
+            refuseClearPasswords();
         return std::make_unique<OdbcDriver>(target);
     }
 };

@@ -1,7 +1,7 @@
 #include "database/NamedLock.h"
 
 #include "database/DriverFactory.h"
-#include "database/SqlDialect.h"
+#include "database/driver/SqlDialect.h"
 
 #include <QCryptographicHash>
 #include <utility>

@@ -2,14 +2,6 @@
 
 #include "database/Connection.h"
 
-/// One value of one row, read as it is in the database now. The texts are SQL.
-struct LockedReading {
-    QString expression;
-    QString table;
-    QString condition; ///< meets one row
-    QVariantList values;
-};
-
 /// A lock that sessions of one database give each other by name: a session lock of the database server, which ends
 /// with the session. No table, row or transaction is locked by it, and nobody else sees it.
 ///

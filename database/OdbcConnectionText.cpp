@@ -1,6 +1,6 @@
 #include "database/OdbcConnectionText.h"
 
-#include "database/DatabaseFault.h"
+#include "database/driver/DatabaseFault.h"
 
 #include <algorithm>
 

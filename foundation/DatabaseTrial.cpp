@@ -1,8 +1,8 @@
 #include "foundation/DatabaseTrial.h"
 
 #include "database/Recordset.h"
-#include "database/SqlDialect.h"
 #include "database/Transaction.h"
+#include "database/driver/SqlDialect.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,5 @@
 #include "foundation/SettingForms.h"
 
-#include "database/DatabaseFault.h"
 #include "database/DriverFactory.h"
 #include "foundation/NumericText.h"
 

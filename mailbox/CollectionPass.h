@@ -1,7 +1,6 @@
 #pragma once
 
 #include "database/Connection.h"
-#include "database/DatabaseFault.h"
 #include "mailbox/CollectionWatch.h"
 #include "mailbox/KeptMails.h"
 #include "mailbox/MailTrace.h"

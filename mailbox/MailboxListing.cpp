@@ -1,6 +1,6 @@
 #include "mailbox/MailboxListing.h"
 
-#include "database/BoundValue.h"
+#include "database/driver/BoundValue.h"
 
 #include <QCryptographicHash>
 

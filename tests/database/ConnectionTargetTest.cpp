@@ -1,6 +1,5 @@
 #include "database/ConnectionTarget.h"
 #include "database/ConnectionString.h"
-#include "database/DatabaseFault.h"
 
 #include <QFile>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "database/OpenSockets.h"
 #include "database/Transaction.h"
+#include "database/odbc/OpenSockets.h"
 #include "tests/database/DatabaseWork.h"
 
 #include <QRegularExpression>

@@ -1,4 +1,4 @@
-#include "database/NameResolver.h"
+#include "database/driver/NameResolver.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #include "tests/support/Office.h"
 
-#include "database/BoundValue.h"
+#include "database/driver/BoundValue.h"
 #include "foundation/Settings.h"
 
 #include <QFile>

@@ -1,0 +1,191 @@
+#include "database/dialects/SqlDialects.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = DatabaseFault::Kind;
+
+class MariaDbDialect final : public SqlDialect
+{
+public:
+    [[nodiscard]] QStringList sessionSetup(const Session &session) const override
+    {
+        const auto seconds = session.limits.statement.count();
+        QStringList statements = {
+            u"set autocommit=1"_s,
+            u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
+            u"set session lock_wait_timeout=%1"_s.arg(seconds),
+            // Times of timestamp columns are ours, whatever the server's zone is. The offset is where the
+            // server has no zone tables.
+            u"set time_zone='%1'"_s.arg(session.offset),
+            u"set time_zone='%1'"_s.arg(session.zone),
+        };
+        if (session.version.contains("MariaDB"_L1, Qt::CaseInsensitive))
+            statements += u"set session max_statement_time=%1"_s.arg(seconds);
+        else
+            statements += u"set session max_execution_time=%1"_s.arg(seconds * 1000);
+        return statements;
+    }
+
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"start transaction read write"_s, u"rollback"_s};
+    }
+
+    [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
+
+    [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
+    /// MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
+    [[nodiscard]] QString returningInsertProbe() const override
+    {
+        return u"select version() like '%MariaDB%' and (substring_index(version(), '.', 1) > 10 or"
+               " version() regexp '^10[.]([5-9]|[1-9][0-9])')"_s;
+    }
+    [[nodiscard]] QString encryptionQuery() const override
+    {
+        return u"show session status like 'Ssl_cipher'"_s;
+    }
+    /// Otherwise it still answers an earlier row's number when a trigger or the statement gave this one's.
+    [[nodiscard]] QString identityReset() const override { return u"do last_insert_id(0)"_s; }
+    [[nodiscard]] QString rowCountQuery() const override { return u"select row_count()"_s; }
+
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override
+    {
+        return u"update %1 set %2 where %3 limit 1"_s.arg(table, assignments, condition);
+    }
+
+    [[nodiscard]] QString columnsQuery() const override
+    {
+        // The length is left out: this server's refusal names the column itself.
+        return u"select table_name, column_name, null, character_set_name from information_schema.columns"
+               " where table_schema=database() and lower(table_name)=?"
+               " order by table_name, ordinal_position"_s;
+    }
+
+    /// A larger packet is answered with an error, and then the connection is cut.
+    [[nodiscard]] QString payloadLimitQuery() const override { return u"select @@max_allowed_packet"_s; }
+
+    [[nodiscard]] QString leniencyQuery() const override
+    {
+        return u"select @@sql_mode not like '%STRICT%'"_s;
+    }
+    [[nodiscard]] QString warningsQuery() const override { return u"show warnings"_s; }
+    /// A number cut to its range, data truncated, data too long.
+    [[nodiscard]] bool tellsCutValue(int number) const override
+    {
+        return number == 1264 || number == 1265 || number == 1406;
+    }
+
+    [[nodiscard]] bool hasNamedLocks() const override { return true; }
+
+    /// The names are the whole server's, so that the database's own is in them. "for update" reads what is
+    /// committed now; its row stays locked until the end of the statement alone.
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
+                                               const LockedReading *reading) const override
+    {
+        const QString lock = u"get_lock(%1, 0 * coalesce(release_lock(%1), 0))"_s.arg(lockName());
+        const QVariantList keys{QString::fromLatin1(taken), QString::fromLatin1(old)};
+        if (reading == nullptr)
+            return {"select null, "_L1 + lock, keys};
+        return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
+                                                                   reading->condition),
+                keys + reading->values};
+    }
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &held) const override
+    {
+        return {u"select release_lock(%1)"_s.arg(lockName()), {QString::fromLatin1(held)}};
+    }
+
+    /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
+    [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
+
+    [[nodiscard]] QString quotedName(const QString &name) const override
+    {
+        return u'`' + QString(name).replace(u'`', "``"_L1) + u'`';
+    }
+
+    /// Numbers of the server (1xxx and up) and of the client library (2xxx, 5xxx).
+    [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
+    {
+        switch (code.number) {
+        case 0: // said by a driver that is not the server
+            return code.state.isEmpty() || code.state.startsWith("08"_L1) ? Kind::Lost : Kind::Refused;
+        case 1053: // server shutdown in progress
+        case 1077:
+        case 1079:
+        case 1080:
+        case 1158: // communication errors on the server's side
+        case 1159:
+        case 1160:
+        case 1161:
+        case 1184:
+        case 1243: // the server has forgotten a prepared statement
+        case 1290: // read-only: the server became a replica
+        case 1615: // a prepared statement's table has changed
+        case 1836:
+        case 1927: // connection was killed
+            return Kind::Lost;
+        case 1021: // disk full
+        case 1037: // out of memory
+        case 1038:
+        case 1040: // too many connections
+        case 1041:
+        case 1114: // table full
+        case 1203:
+        case 1205: // lock wait time limit
+        case 1213: // deadlock
+        case 1317: // interrupted
+        case 1969: // statement time limit, MariaDB
+        case 3024: // statement time limit, MySQL
+            return Kind::Unavailable;
+        default:
+            return (code.number >= 2000 && code.number < 2030) || code.number == 2048 ||
+                           code.number == 2055 || (code.number >= 5000 && code.number < 5100)
+                       ? Kind::Lost
+                       : Kind::Refused;
+        }
+    }
+
+    [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
+    {
+        switch (code.number) {
+        case 1267: // two sets are compared that cannot be
+        case 1270:
+        case 1271:
+        case 1366: // no value of this column's set
+        case 3854: // no conversion, MySQL
+        case 3988:
+            return DatabaseFault::Cause::Characters;
+        case 1036: // the table is read-only
+        case 1142: // no right to the table or to a column
+        case 1143:
+            return DatabaseFault::Cause::Table;
+        default:
+            return DatabaseFault::Cause::Other;
+        }
+    }
+    [[nodiscard]] QString tablesWithoutTransactionsQuery() const override
+    {
+        return u"select t.table_name from information_schema.tables t join information_schema.engines e"
+               " on e.engine=t.engine where t.table_schema=database() and e.transactions<>'YES'"_s;
+    }
+    /// The name is the server's own. Without a length Qt's driver makes room for none.
+    [[nodiscard]] QString replacedTextQuery(const QString &characterSet) const override
+    {
+        return u"select cast(convert(convert(? using %1) using utf8mb4) as char(16000000))"_s.arg(
+            characterSet);
+    }
+
+private:
+    static QString lockName() { return u"sha1(concat(lower(database()), ?))"_s; }
+};
+
+} // namespace
+
+std::unique_ptr<SqlDialect> mariaDbDialect()
+{
+    return std::make_unique<MariaDbDialect>();
+}

@@ -1,0 +1,137 @@
+#include "database/dialects/SqlDialects.h"
+
+#include <chrono>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+using Kind = DatabaseFault::Kind;
+
+class PostgreSqlDialect final : public SqlDialect
+{
+public:
+    [[nodiscard]] QStringList sessionSetup(const Session &session) const override
+    {
+        const auto milliseconds = std::chrono::milliseconds(session.limits.statement).count();
+        return {
+            // A backslash in a text is a backslash: with this off it would end the literals of Qt's driver.
+            u"set standard_conforming_strings=on"_s,
+            u"set statement_timeout=%1"_s.arg(milliseconds),
+            u"set lock_timeout=%1"_s.arg(milliseconds),
+            u"set datestyle=ISO"_s,
+            u"set client_min_messages=warning"_s,
+            // Times without a zone are ours, whatever the server's zone is. The offset is where the name
+            // is unknown to the server.
+            u"set time zone interval '%1' hour to minute"_s.arg(session.offset),
+            u"set time zone '%1'"_s.arg(session.zone),
+        };
+    }
+
+    [[nodiscard]] QStringList writingProbe() const override
+    {
+        return {u"do $$begin if current_setting('transaction_read_only')='on' then"
+                " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s};
+    }
+
+    [[nodiscard]] QString sessionNumberQuery() const override { return u"select pg_backend_pid()"_s; }
+
+    [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
+    {
+        return insert + " returning "_L1 + column;
+    }
+
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const override
+    {
+        // Partitions number their rows each for itself.
+        return u"update %1 set %2 where (tableoid, ctid)=(select tableoid, ctid from %1 where %3 limit 1)"_s
+            .arg(table, assignments, condition);
+    }
+
+    /// The UPDATE finds its row by its place. A row that another session has just changed has a new one, which a
+    /// statement sees only if it begins after that.
+    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override
+    {
+        return u"select 1 from %1 where %2 for update"_s.arg(table, condition);
+    }
+
+    [[nodiscard]] QString columnsQuery() const override
+    {
+        // atttypmod of varchar(n) and char(n) is n+4.
+        return u"select c.relname, a.attname,"
+               " case when a.atttypid in (1042, 1043) and a.atttypmod > 4 then a.atttypmod - 4 end, null"
+               " from pg_catalog.pg_class c join pg_catalog.pg_attribute a on a.attrelid=c.oid"
+               " where lower(c.relname)=? and c.relkind in ('r', 'v', 'm', 'f', 'p')"
+               " and pg_catalog.pg_table_is_visible(c.oid) and a.attnum > 0 and not a.attisdropped"
+               " order by c.relname, a.attnum"_s;
+    }
+
+    [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
+
+    [[nodiscard]] bool hasNamedLocks() const override { return true; }
+
+    /// Locks of a session stack, so all are let go: a row that changed while it was waited for is looked at twice.
+    /// "for update" reads the row as it is now, not as it was when the statement began, before the lock.
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &, const QByteArray &taken,
+                                               const LockedReading *reading) const override
+    {
+        static const QString lock =
+            u"case when pg_catalog.pg_advisory_unlock_all()::text is null then 0"
+            " when pg_catalog.pg_try_advisory_lock(cast(? as bigint)) then 1 else 0 end"_s;
+        if (reading == nullptr)
+            return {"select null, "_L1 + lock, {lockNumber(taken)}};
+        return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
+                                                                   reading->condition),
+                QVariantList{lockNumber(taken)} + reading->values};
+    }
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &) const override
+    {
+        return {u"select pg_catalog.pg_advisory_unlock_all()::text"_s, {}};
+    }
+
+    /// PostgreSQL, appendix A, error codes.
+    [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
+    {
+        const QString &state = code.state;
+        if (state.isEmpty() || state.startsWith("08"_L1) || state == "HY000"_L1)
+            return Kind::Lost;
+        // Shut down, or a session that cannot serve us until it is a new one: a statement it has forgotten, a
+        // server that became a read-only standby. Not 0A000: said by an office's trigger or view it concerns
+        // one row, and said of a result planned for a table as it was it is over when prepared anew.
+        for (const auto lost : {"57P01"_L1, "57P02"_L1, "57P03"_L1, "57P05"_L1, "26000"_L1, "25006"_L1}) {
+            if (state == lost)
+                return Kind::Lost;
+        }
+        // Time limit, lock, deadlock, serialisation failure, no resources, system error.
+        for (const auto unavailable : {"57014"_L1, "55P03"_L1, "40001"_L1, "40P01"_L1, "HYT00"_L1}) {
+            if (state == unavailable)
+                return Kind::Unavailable;
+        }
+        return state.startsWith("53"_L1) || state.startsWith("58"_L1) ? Kind::Unavailable : Kind::Refused;
+    }
+
+    [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
+    {
+        using Cause = DatabaseFault::Cause;
+        return code.state == "22P05"_L1   ? Cause::Characters
+               : code.state == "42501"_L1 ? Cause::Table
+                                          : Cause::Other;
+    }
+    [[nodiscard]] bool faultEndsTransaction() const override { return true; }
+    [[nodiscard]] QString encodingQuery() const override { return u"show server_encoding"_s; }
+
+private:
+    static qint64 lockNumber(const QByteArray &digest)
+    {
+        return static_cast<qint64>(digest.first(16).toULongLong(nullptr, 16));
+    }
+};
+
+} // namespace
+
+std::unique_ptr<SqlDialect> postgreSqlDialect()
+{
+    return std::make_unique<PostgreSqlDialect>();
+}

@@ -1,0 +1,75 @@
+#include "database/driver/DeadlineGuard.h"
+
+#include <sys/socket.h>
+
+DeadlineGuard::~DeadlineGuard()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ends = true;
+    }
+    m_changed.notify_one();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void DeadlineGuard::setSockets(std::vector<int> sockets)
+{
+    const std::lock_guard lock(m_mutex);
+    m_sockets = std::move(sockets);
+}
+
+bool DeadlineGuard::hasFired() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_struck;
+}
+
+void DeadlineGuard::start(std::chrono::milliseconds limit)
+{
+    if (!m_thread.joinable())
+        m_thread = std::thread([this] { run(); });
+    const std::lock_guard lock(m_mutex);
+    m_deadline = std::chrono::steady_clock::now() + limit;
+    // A thread that wakes before the deadline finds it then: a system call a statement is saved.
+    if (m_deadline < m_wakes)
+        m_changed.notify_one();
+}
+
+void DeadlineGuard::stop()
+{
+    const std::lock_guard lock(m_mutex);
+    m_deadline = Time::max();
+}
+
+void DeadlineGuard::run()
+{
+    std::unique_lock lock(m_mutex);
+    while (!m_ends) {
+        const Time deadline = m_deadline;
+        if (deadline == Time::max()) {
+            m_wakes = Time::max();
+            m_changed.wait(lock);
+        } else if (std::chrono::steady_clock::now() < deadline) {
+            m_wakes = deadline;
+            m_changed.wait_until(lock, deadline);
+        } else {
+            m_struck = true;
+            m_deadline = Time::max();
+            for (const int socket : m_sockets)
+                ::shutdown(socket, SHUT_RDWR);
+        }
+    }
+}
+
+DeadlineGuard::Watch::Watch(DeadlineGuard *guard, std::chrono::milliseconds limit) : m_guard(guard)
+{
+    if (m_guard)
+        m_guard->start(limit);
+}
+
+DeadlineGuard::Watch::~Watch()
+{
+    if (m_guard)
+        m_guard->stop();
+}

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "database/driver/DatabaseFault.h"
+
+#include <QString>
+#include <QVariantList>
+#include <memory>
+
+class SqlDialect;
+
+/// One prepared statement of a driver. Parameters are positional question marks.
+class Statement
+{
+public:
+    Statement() = default;
+    virtual ~Statement() = default;
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    /// Runs the statement with these values (an invalid or null QVariant is NULL). Throws DatabaseFault.
+    virtual void execute(const QVariantList &values) = 0;
+    /// Steps to the next row of a query's result; false at its end.
+    [[nodiscard]] virtual bool next() = 0;
+    [[nodiscard]] virtual QVariant value(int column) const = 0;
+    [[nodiscard]] virtual QStringList columnNames() const = 0;
+    /// Rows that the last execute() found to change; -1 when the database did not tell.
+    [[nodiscard]] virtual qint64 affectedRows() const = 0;
+    /// Lets go of the result, so that no lock of it remains.
+    virtual void finish() noexcept = 0;
+};
+
+/// What one kind of database needs done its own way.
+/// Everything else is done above, in Connection and Recordset.
+class Driver
+{
+public:
+    Driver() = default;
+    virtual ~Driver() = default;
+    Driver(const Driver &) = delete;
+    Driver &operator=(const Driver &) = delete;
+
+    /// Throws DatabaseFault (Lost) when the database cannot be reached or refuses the login.
+    virtual void open() = 0;
+    /// Asked before each piece of work: false when the database under the connection is known to be gone.
+    [[nodiscard]] virtual bool isUsable() const = 0;
+
+    [[nodiscard]] virtual std::unique_ptr<Statement> prepare(const QString &sql) = 0;
+    /// Begins a transaction that will write.
+    virtual void begin() = 0;
+    virtual void commit() = 0;
+    virtual void rollback() noexcept = 0;
+    /// Savepoints inside a transaction, by name.
+    virtual void setSavepoint(const QString &name) = 0;
+    virtual void releaseSavepoint(const QString &name) = 0;
+    virtual void rollbackToSavepoint(const QString &name) = 0;
+    /// For the rows of large mails: what a transaction changes is written as it grows, which may keep others out
+    /// for longer, and is not held in memory until its commit.
+    virtual void spareMemory() {}
+    /// The connection and its statements are about to go: from now on nothing may wait long for the database.
+    virtual void closing() noexcept {}
+
+    /// Asked after a fault: true when the server has rolled the whole transaction back, so that what follows
+    /// would run outside one. False where that is not known; the commit or the rollback to a savepoint tells.
+    [[nodiscard]] virtual bool hasTransactionEnded() { return false; }
+    /// Asks for the row count of the statement just executed, which did not tell it. Throws DatabaseFault.
+    [[nodiscard]] virtual qint64 lastRowCount()
+    {
+        throw DatabaseFault(DatabaseFault::Kind::Refused, QStringLiteral("数据库没有告知改动了多少条记录"));
+    }
+
+    /// The INSERT as a statement that answers with the new identity as its one row, or the INSERT itself when
+    /// lastIdentity() tells it afterwards.
+    [[nodiscard]] virtual QString identityInsert(const QString &insert,
+                                                 const QString &identityColumn) const = 0;
+    /// Called before an INSERT whose identity lastIdentity() is to tell.
+    virtual void beforeIdentity(const QString & /*table*/, const QString & /*identityColumn*/) {}
+    /// The identity that the statement just executed was given; null when it was given none.
+    [[nodiscard]] virtual QVariant lastIdentity(Statement & /*insert*/, const QString & /*table*/,
+                                                const QString & /*identityColumn*/)
+    {
+        return {};
+    }
+    /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
+    /// condition. Parameters of the assignments come before those of the condition.
+    [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                                   const QString &condition) const = 0;
+    /// The query to be run before it, so that nobody else changes the rows in between; "" where the UPDATE
+    /// needs none.
+    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
+    {
+        return {};
+    }
+    /// The tables in which characters that the database cannot hold were replaced, since this was last asked.
+    [[nodiscard]] virtual QStringList takeReplacedTables() { return {}; }
+    /// What the database system needs said its own way; none for an embedded one.
+    [[nodiscard]] virtual const SqlDialect *dialectOfServer() const { return nullptr; }
+};

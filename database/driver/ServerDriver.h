@@ -1,0 +1,100 @@
+#pragma once
+
+#include "database/driver/DeadlineGuard.h"
+#include "database/driver/Driver.h"
+#include "database/driver/LenientSession.h"
+#include "database/driver/NameResolver.h"
+#include "database/driver/SqlDialect.h"
+#include "database/driver/StorableTexts.h"
+
+#include <optional>
+#include <unordered_map>
+
+/// What the sessions of all database servers have in common, whichever way leads to the server: time limits, a
+/// session set up to our wants, names in the server's own spelling, values that it can hold, transactions and
+/// identities in its dialect.
+class ServerDriver : public Driver
+{
+public:
+    ServerDriver(std::unique_ptr<SqlDialect> dialect, const DatabaseLimits &limits);
+    ~ServerDriver() override;
+
+    void open() final;
+    /// A server that is gone is noticed by the statement that fails.
+    [[nodiscard]] bool isUsable() const final { return true; }
+    [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) final;
+    void begin() final;
+    void commit() final;
+    void rollback() noexcept final;
+    void setSavepoint(const QString &name) final;
+    void releaseSavepoint(const QString &name) final;
+    void rollbackToSavepoint(const QString &name) final;
+    void closing() noexcept override;
+    [[nodiscard]] QStringList takeReplacedTables() final { return m_texts.takeReplacedTables(); }
+    [[nodiscard]] bool hasTransactionEnded() final;
+    [[nodiscard]] qint64 lastRowCount() final;
+    [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
+    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const final;
+    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                           const QString &condition) const final;
+    [[nodiscard]] const SqlDialect *dialectOfServer() const final { return m_dialect.get(); }
+
+protected:
+    [[nodiscard]] const SqlDialect &dialect() const { return *m_dialect; }
+    void setDialect(std::unique_ptr<SqlDialect> dialect) { m_dialect = std::move(dialect); }
+    [[nodiscard]] const DatabaseLimits &limits() const { return m_limits; }
+    [[nodiscard]] DeadlineGuard &guard() { return m_guard; }
+    /// True once a time limit has cut the connection.
+    [[nodiscard]] bool hasTimedOut() const { return m_guard.hasFired(); }
+    /// The time limit of a statement with values of this size.
+    [[nodiscard]] DeadlineGuard::Watch watch(qint64 payloadOctets);
+
+    /// Reaches the server and hands its sockets to the guard. Throws DatabaseFault (Lost).
+    virtual void connect() = 0;
+    /// The server's system and version, in its own words.
+    [[nodiscard]] virtual QString serverVersion() = 0;
+    /// Throws DatabaseFault when the session, set up as far as the server let us, is not fit for use.
+    virtual void checkSession() {}
+    /// What another session with the same target answers; null when it cannot be had.
+    [[nodiscard]] virtual QVariant answerOfAnotherSession(const QString &query) = 0;
+    /// False when the session of this number is certainly not lent by a pool.
+    [[nodiscard]] virtual bool mayBePooled(int /*sessionNumber*/) const { return true; }
+    /// Runs a statement of ours without values, as runPlain() does, but with no time limit.
+    virtual void execPlain(const QString &sql) = 0;
+    /// A statement in the server's spelling that takes values as boundValue() makes them. sql: as the program
+    /// wrote it, for a fault's text.
+    [[nodiscard]] virtual std::unique_ptr<Statement> prepareLine(const QString &sql,
+                                                                 const QString &spelled) = 0;
+    /// The rows of a query of ours, in a way that leaves the warnings of the statement before, and with no time
+    /// limit.
+    [[nodiscard]] virtual QList<QVariantList> plainRows(const QString &sql, int columns) = 0;
+    /// What a text's NUL becomes; a null QChar where NUL can be stored.
+    [[nodiscard]] virtual QChar replacementForNul() const { return m_dialect->replacementForNul(); }
+    /// Runs a statement of ours without values. Throws DatabaseFault.
+    void runPlain(const QString &sql);
+    /// The one value of a query that is not prepared; null for none.
+    [[nodiscard]] QVariant plainValue(const QString &sql);
+    /// For the destructor of a driver whose statements need it.
+    void forgetQuestions() { m_questions.clear(); }
+    /// The one value that a question of our own is answered with; null for none.
+    [[nodiscard]] QVariant answer(const QString &question, const QVariantList &values = {});
+
+private:
+    friend class ServerStatement;
+
+    void refusePoolOfTransactions();
+
+    [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
+    [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
+
+    std::unique_ptr<SqlDialect> m_dialect;
+    DatabaseLimits m_limits;
+    DeadlineGuard m_guard;
+    std::optional<DeadlineGuard::Watch> m_closing;
+    NameResolver m_names;
+    StorableTexts m_texts;
+    std::unordered_map<QString, std::unique_ptr<Statement>> m_questions; // of our own, by text
+    LenientSession m_lenient;
+    qint64 m_maximumPayload = 0; // 0: no limit known
+    bool m_inTransaction = false;
+};

@@ -1,0 +1,137 @@
+#pragma once
+
+#include "database/driver/DatabaseFault.h"
+#include "database/driver/DatabaseLimits.h"
+#include "database/driver/LockedReading.h"
+
+#include <QStringList>
+#include <QVariantList>
+#include <functional>
+#include <memory>
+
+/// What a database system calls an error: SQLSTATE, its own number, or both.
+struct SqlErrorCode {
+    QString state;  ///< SQLSTATE, "" when the driver tells none
+    int number = 0; ///< 0 when the driver tells none
+};
+
+/// What one database system needs said its own way in SQL, whichever driver reaches it.
+class SqlDialect
+{
+public:
+    SqlDialect() = default;
+    virtual ~SqlDialect() = default;
+    SqlDialect(const SqlDialect &) = delete;
+    SqlDialect &operator=(const SqlDialect &) = delete;
+
+    /// Statements that put a new session into the state the program relies on. version: what the server calls
+    /// itself. zone: the IANA name of the local time zone; offset: its present offset, "+08:00".
+    struct Session {
+        QString version;
+        QString zone;
+        QString offset;
+        DatabaseLimits limits;
+    };
+    /// Each is tried; a refusal is no fault (older servers know fewer settings).
+    [[nodiscard]] virtual QStringList sessionSetup(const Session &) const { return {}; }
+
+    /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
+    /// has become a standby. Without it the connection would be opened and found useless in every tick.
+    [[nodiscard]] virtual QStringList writingProbe() const { return {}; }
+
+    /// Runs the set-up and the probe. run: executes one statement. Throws what it throws, refusals apart.
+    void setUpSession(const QString &version, const DatabaseLimits &limits,
+                      const std::function<void(const QString &sql)> &run) const;
+
+    /// The query for the number of the server's own session; "" where nobody lends sessions by the transaction.
+    [[nodiscard]] virtual QString sessionNumberQuery() const { return {}; }
+
+    [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
+    [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
+    [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }
+    [[nodiscard]] virtual QString savepoint(const QString &name) const;
+    /// "" where savepoints need no release.
+    [[nodiscard]] virtual QString releaseSavepoint(const QString &name) const;
+    [[nodiscard]] virtual QString rollbackToSavepoint(const QString &name) const;
+
+    /// The insert as a statement that answers with the new identity as its one row; the insert itself when
+    /// identityQuery() tells it afterwards, or nothing does.
+    [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &column) const;
+    [[nodiscard]] virtual QString identityQuery() const { return {}; }
+    /// The query that answers 1 where an INSERT of this server can end with "returning" all the same: some drivers
+    /// do not give its answer. "" where that is never so.
+    [[nodiscard]] virtual QString returningInsertProbe() const { return {}; }
+    [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
+                                                   const QString &condition) const = 0;
+
+    /// The query that keeps others from changing the rows until the transaction's end; "" where the UPDATE of the
+    /// first one holds without.
+    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
+    {
+        return {};
+    }
+    /// The query for the number of open transactions; "" where a fault leaves the transaction standing
+    /// until its end, or the rollback to a savepoint fails after one that does not.
+    [[nodiscard]] virtual QString openTransactionsQuery() const { return {}; }
+    /// The query for the row count of the statement before; "" where there is none.
+    [[nodiscard]] virtual QString rowCountQuery() const { return {}; }
+    /// The statement that makes identityQuery() answer 0 after an INSERT that was given no number; "" where it
+    /// does so by itself.
+    [[nodiscard]] virtual QString identityReset() const { return {}; }
+
+    /// The query for the columns of the tables with a name, letter case apart (its parameter, in lower case):
+    /// table, column, longest text in characters (null: no limit), character set (null: the database's). ""
+    /// where the server itself does not care about letter case.
+    [[nodiscard]] virtual QString columnsQuery() const { return {}; }
+    [[nodiscard]] virtual QString quotedName(const QString &name) const;
+    /// The query for the octets that a statement with its values may have; "" where there is no such limit.
+    [[nodiscard]] virtual QString payloadLimitQuery() const { return {}; }
+    /// The query that answers 1 when this session cuts a value that does not fit, with only a warning; ""
+    /// where the server always refuses.
+    [[nodiscard]] virtual QString leniencyQuery() const { return {}; }
+    /// Then: the query for the last statement's warnings (level, number, text), and whether one of this
+    /// number tells that a value was cut.
+    [[nodiscard]] virtual QString warningsQuery() const { return {}; }
+    [[nodiscard]] virtual bool tellsCutValue(int /*number*/) const { return false; }
+    /// What a text's NUL becomes. A null QChar where NUL can be stored.
+    [[nodiscard]] virtual QChar replacementForNul() const { return {}; }
+
+    /// The query for this session's cipher, in the second column, empty when the line is in clear; "" where there
+    /// is none.
+    [[nodiscard]] virtual QString encryptionQuery() const { return {}; }
+    /// True when the system's ODBC driver is to give and take texts as UTF-8, not as UTF-16.
+    [[nodiscard]] virtual bool odbcSpeaksUtf8() const { return false; }
+
+    /// Session locks by name; see NamedLock. Digests are 32 hexadecimal digits.
+    struct BoundStatement {
+        QString sql;
+        QVariantList values;
+    };
+    [[nodiscard]] virtual bool hasNamedLocks() const { return false; }
+    /// The query that lets one lock go, takes another without waiting, and answers with a row of two columns: the
+    /// value read (null without a reading) and 1 when the lock is held. The reading sees what was committed before
+    /// the lock was taken.
+    [[nodiscard]] virtual BoundStatement takeNamedLock(const QByteArray & /*old*/,
+                                                       const QByteArray & /*taken*/,
+                                                       const LockedReading * /*reading*/) const
+    {
+        return {};
+    }
+    [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
+
+    [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
+    /// Of a refusal, as far as the code tells it.
+    [[nodiscard]] virtual DatabaseFault::Cause causeOf(const SqlErrorCode & /*code*/) const
+    {
+        return DatabaseFault::Cause::Other;
+    }
+    /// True when after any refusal the server carries nothing out but the transaction's rollback.
+    [[nodiscard]] virtual bool faultEndsTransaction() const { return false; }
+
+    /// The query for the names of the tables without transactions; "" where there are none.
+    [[nodiscard]] virtual QString tablesWithoutTransactionsQuery() const { return {}; }
+    /// The query for the one encoding of the whole database; "" where columns have their own, or any holds all.
+    [[nodiscard]] virtual QString encodingQuery() const { return {}; }
+    /// The query for a text, its parameter, as a column's character set would hold it.
+    [[nodiscard]] virtual QString replacedTextQuery(const QString & /*characterSet*/) const { return {}; }
+};

@@ -1,0 +1,276 @@
+#include "database/odbc/OdbcDriver.h"
+
+#include "database/dialects/SqlDialects.h"
+#include "database/odbc/OdbcStatement.h"
+#include "database/odbc/OpenSockets.h"
+
+#include <QScopeGuard>
+#include <QTemporaryFile>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+SQLPOINTER attribute(qint64 value)
+{
+    return reinterpret_cast<SQLPOINTER>(value); // NOLINT(performance-no-int-to-ptr): ODBC's way
+}
+
+std::unique_ptr<SqlDialect> dialectOf(OdbcDialect dialect)
+{
+    switch (dialect) {
+    case OdbcDialect::PostgreSql:
+        return postgreSqlDialect();
+    case OdbcDialect::MariaDb:
+        return mariaDbDialect();
+    case OdbcDialect::SqlServer:
+        return sqlServerDialect();
+    case OdbcDialect::AsRecognised:
+    case OdbcDialect::Standard:
+        break;
+    }
+    return standardSqlDialect();
+}
+
+/// Before the server says what it is.
+OdbcDialect likelyDialect(const OdbcTarget &target)
+{
+    if (target.dialect != OdbcDialect::AsRecognised)
+        return target.dialect;
+    switch (target.family) {
+    case OdbcFamily::PostgreSql:
+        return OdbcDialect::PostgreSql;
+    case OdbcFamily::MariaDb:
+        return OdbcDialect::MariaDb;
+    case OdbcFamily::FreeTds:
+    case OdbcFamily::MicrosoftSqlServer:
+        return OdbcDialect::SqlServer;
+    case OdbcFamily::Other:
+        break;
+    }
+    return OdbcDialect::Standard;
+}
+
+/// FreeTDS verifies a certificate only where its settings file says so. While this lives it reads one that does, for
+/// which the connection text leaves nothing else to say.
+class VerifyingFreeTds
+{
+public:
+    VerifyingFreeTds()
+    {
+        if (!m_settings.open() ||
+            m_settings.write("[global]\nca file = system\ncheck certificate hostname = yes\n") < 0 ||
+            !m_settings.flush())
+            throw DatabaseFault(DatabaseFault::Kind::Lost,
+                                u"无法写入临时文件："_s + m_settings.errorString());
+        qputenv(variable, QFile::encodeName(m_settings.fileName()));
+    }
+    ~VerifyingFreeTds()
+    {
+        if (m_hadSettings)
+            qputenv(variable, m_earlier);
+        else
+            qunsetenv(variable);
+    }
+    VerifyingFreeTds(const VerifyingFreeTds &) = delete;
+    VerifyingFreeTds &operator=(const VerifyingFreeTds &) = delete;
+
+private:
+    static constexpr auto variable = "FREETDSCONF";
+
+    const bool m_hadSettings = qEnvironmentVariableIsSet(variable);
+    const QByteArray m_earlier = qgetenv(variable);
+    QTemporaryFile m_settings;
+};
+
+OdbcDialect dialectOfSystem(const QString &name)
+{
+    const auto names = [&name](QLatin1String word) { return name.contains(word, Qt::CaseInsensitive); };
+    if (names("PostgreSQL"_L1))
+        return OdbcDialect::PostgreSql;
+    if (names("MariaDB"_L1) || names("MySQL"_L1))
+        return OdbcDialect::MariaDb;
+    return names("SQL Server"_L1) ? OdbcDialect::SqlServer : OdbcDialect::Standard;
+}
+
+} // namespace
+
+OdbcDriver::OdbcDriver(OdbcTarget target)
+    : ServerDriver(dialectOf(likelyDialect(target)), target.limits),
+      m_target(std::move(target)),
+      m_environment(SQL_HANDLE_ENV, nullptr),
+      m_connection(SQL_HANDLE_DBC, m_environment.get())
+{
+}
+
+OdbcDriver::~OdbcDriver()
+{
+    forgetQuestions();
+    if (m_isConnected) {
+        SQLEndTran(SQL_HANDLE_DBC, m_connection.get(), SQL_ROLLBACK);
+        SQLDisconnect(m_connection.get());
+    }
+}
+
+void OdbcDriver::connect()
+{
+    if (m_connection.isNull())
+        throw DatabaseFault(DatabaseFault::Kind::Lost, u"ODBC 驱动管理器不可用"_s);
+    const auto limit = m_target.limits.connect.count();
+    SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limit), SQL_IS_UINTEGER);
+    std::optional<VerifyingFreeTds> verifying;
+    if (m_target.freeTdsVerifies)
+        verifying.emplace();
+    const OpenSockets before = OpenSockets::now();
+    const SQLRETURN result = SQLDriverConnectW(m_connection.get(), nullptr, odbcText(m_target.text),
+                                               static_cast<SQLSMALLINT>(m_target.text.size()), nullptr, 0,
+                                               nullptr, SQL_DRIVER_NOPROMPT);
+    if (!SQL_SUCCEEDED(result))
+        throw DatabaseFault(DatabaseFault::Kind::Lost,
+                            u"无法连接 ODBC 数据库："_s + m_connection.diagnosis().text);
+    m_isConnected = true;
+    guard().setSockets(OpenSockets::now().since(before));
+    recogniseServer();
+}
+
+void OdbcDriver::recogniseServer()
+{
+    if (m_target.dialect == OdbcDialect::AsRecognised)
+        setDialect(dialectOf(dialectOfSystem(information(SQL_DBMS_NAME))));
+}
+
+QString OdbcDriver::serverVersion()
+{
+    return information(SQL_DBMS_NAME) + u' ' + information(SQL_DBMS_VER);
+}
+
+void OdbcDriver::checkSession()
+{
+    if (m_target.mustBeEncrypted && !dialect().encryptionQuery().isEmpty()) {
+        const auto limit = watch(0);
+        const auto rows = plainRows(dialect().encryptionQuery(), 2);
+        if (rows.isEmpty() || rows[0][1].toString().isEmpty())
+            throw DatabaseFault(DatabaseFault::Kind::Lost,
+                                u"数据库服务器没有加密连接，而连接字符串要求加密"_s);
+    }
+    m_insertsReturn = !dialect().returningInsertProbe().isEmpty() &&
+                      plainValue(dialect().returningInsertProbe()).toInt() == 1;
+}
+
+QVariant OdbcDriver::answerOfAnotherSession(const QString &query)
+{
+    const OdbcHandle other(SQL_HANDLE_DBC, m_environment.get());
+    SQLSetConnectAttrW(other.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limits().connect.count()),
+                       SQL_IS_UINTEGER);
+    if (!SQL_SUCCEEDED(SQLDriverConnectW(other.get(), nullptr, odbcText(m_target.text),
+                                         static_cast<SQLSMALLINT>(m_target.text.size()), nullptr, 0, nullptr,
+                                         SQL_DRIVER_NOPROMPT)))
+        return {};
+    const auto leave = qScopeGuard([&other] { SQLDisconnect(other.get()); });
+    const OdbcHandle question(SQL_HANDLE_STMT, other.get());
+    SQLBIGINT answer = 0;
+    SQLLEN length = 0;
+    const bool isAnswered =
+        SQL_SUCCEEDED(
+            SQLExecDirectW(question.get(), odbcText(query), static_cast<SQLINTEGER>(query.size()))) &&
+        SQL_SUCCEEDED(SQLFetch(question.get())) &&
+        SQL_SUCCEEDED(SQLGetData(question.get(), 1, SQL_C_SBIGINT, &answer, sizeof answer, &length));
+    return isAnswered ? QVariant(qlonglong(answer)) : QVariant();
+}
+
+std::unique_ptr<Statement> OdbcDriver::prepareLine(const QString &sql, const QString &spelled)
+{
+    return std::make_unique<OdbcStatement>(*this, sql, spelled);
+}
+
+QString OdbcDriver::identityInsert(const QString &insert, const QString &identityColumn) const
+{
+    return m_insertsReturn ? insert + " returning "_L1 + identityColumn
+                           : ServerDriver::identityInsert(insert, identityColumn);
+}
+
+void OdbcDriver::beforeIdentity(const QString &table, const QString &identityColumn)
+{
+    if (!dialect().identityReset().isEmpty())
+        runPlain(dialect().identityReset());
+    else if (dialect().identityQuery().isEmpty())
+        m_earlierIdentity = answer(u"select max(%2) from %1"_s.arg(table, identityColumn));
+}
+
+/// Where the system has no way of its own that we know: numbers grow, so a single row that has come since is
+/// ours, which this transaction sees in any case. Of several nobody can tell which.
+QVariant OdbcDriver::lastIdentity(Statement &, const QString &table, const QString &identityColumn)
+{
+    if (!dialect().identityQuery().isEmpty())
+        return answer(dialect().identityQuery());
+    const QVariant earlier = m_earlierIdentity.isNull() ? QVariant(0) : m_earlierIdentity;
+    const QString later = u" from %1 where %2>?"_s.arg(table, identityColumn);
+    const int rows = answer("select count(*)"_L1 + later, {earlier}).toInt();
+    if (rows > 1)
+        throw DatabaseFault(DatabaseFault::Kind::Unavailable,
+                            u"%1 中同时有他人写入，无法认出新记录的编号"_s.arg(table));
+    return rows == 1 ? answer(u"select max(%1)"_s.arg(identityColumn) + later, {earlier}) : QVariant();
+}
+
+DatabaseFault OdbcDriver::fault(const QString &what, const OdbcHandle &handle) const
+{
+    const auto diagnosis = handle.diagnosis();
+    if (hasTimedOut())
+        return {DatabaseFault::Kind::Lost, u"ODBC 数据库在规定时间内没有应答"_s};
+    const auto kind = isDead() ? DatabaseFault::Kind::Lost : dialect().kindOf(diagnosis.code);
+    QString text = what.left(shownSqlLength) + u"："_s +
+                   (diagnosis.text.isEmpty() ? u"ODBC 驱动程序没有说明原因"_s : diagnosis.text);
+    if (!diagnosis.code.state.isEmpty())
+        text += u" [%1 %2]"_s.arg(diagnosis.code.state).arg(diagnosis.code.number);
+    return {kind, text, dialect().causeOf(diagnosis.code)};
+}
+
+void OdbcDriver::execPlain(const QString &sql)
+{
+    const OdbcHandle statement = newStatementHandle();
+    const SQLRETURN result =
+        SQLExecDirectW(statement.get(), odbcText(sql), static_cast<SQLINTEGER>(sql.size()));
+    if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA)
+        throw fault(sql, statement);
+}
+
+OdbcHandle OdbcDriver::newStatementHandle() const
+{
+    OdbcHandle handle(SQL_HANDLE_STMT, m_connection.get());
+    if (handle.isNull())
+        throw DatabaseFault(DatabaseFault::Kind::Lost,
+                            u"ODBC 数据库连接已断开 "_s + m_connection.diagnosis().text);
+    return handle;
+}
+
+QString OdbcDriver::information(SQLUSMALLINT kind) const
+{
+    std::array<SQLWCHAR, 256> text{};
+    SQLSMALLINT length = 0;
+    SQLGetInfoW(m_connection.get(), kind, text.data(), sizeof text, &length);
+    return QString::fromUtf16(reinterpret_cast<const char16_t *>(text.data()));
+}
+
+bool OdbcDriver::isDead() const
+{
+    SQLUINTEGER dead = SQL_CD_FALSE;
+    return SQL_SUCCEEDED(SQLGetConnectAttrW(m_connection.get(), SQL_ATTR_CONNECTION_DEAD, &dead, sizeof dead,
+                                            nullptr)) &&
+           dead == SQL_CD_TRUE;
+}
+
+QList<QVariantList> OdbcDriver::plainRows(const QString &sql, int columns)
+{
+    OdbcStatement statement(*this, sql, sql);
+    statement.execute({});
+    QList<QVariantList> rows;
+    while (statement.next()) {
+        QVariantList row;
+        for (int column = 0; column < columns; ++column)
+            row += statement.value(column);
+        rows += row;
+    }
+    return rows;
+}

@@ -1,0 +1,324 @@
+#include "database/odbc/OdbcStatement.h"
+
+#include "database/driver/BoundValue.h"
+#include "database/odbc/OdbcDriver.h"
+
+#include <QDateTime>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Longest values that are bound as short ones: SQL Server's nvarchar and varbinary end here.
+constexpr qsizetype shortTextUnits = 4000;
+constexpr qsizetype shortOctets = 8000;
+/// First piece of a long value; the rest follows in pieces of their known size.
+constexpr size_t pieceOctets = 8192;
+
+QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
+{
+    constexpr int nanosecondsPerMillisecond = 1000000;
+    const QDate date(stamp.year, stamp.month, stamp.day);
+    const QTime time(stamp.hour, stamp.minute, stamp.second,
+                     static_cast<int>(stamp.fraction / nanosecondsPerMillisecond));
+    return date.isValid() && time.isValid() ? QVariant(QDateTime(date, time)) : QVariant();
+}
+
+} // namespace
+
+OdbcStatement::OdbcStatement(OdbcDriver &driver, QString sql, const QString &spelled)
+    : m_driver(driver), m_sql(std::move(sql)), m_handle(driver.newStatementHandle())
+{
+    check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
+}
+
+OdbcStatement::~OdbcStatement() = default;
+
+void OdbcStatement::execute(const QVariantList &values)
+{
+    m_parameters.resize(static_cast<size_t>(values.size()));
+    for (qsizetype i = 0; i < values.size(); ++i)
+        set(static_cast<SQLUSMALLINT>(i + 1), values[i], m_parameters[static_cast<size_t>(i)]);
+    m_isOpen = false;
+    const SQLRETURN result = SQLExecute(m_handle.get());
+    // An UPDATE or DELETE that found no row says so here.
+    if (result != SQL_NO_DATA)
+        check(result);
+    m_isOpen = true;
+    findResult();
+    if (result == SQL_NO_DATA && m_driver.dialect().rowCountQuery().isEmpty())
+        m_affectedRows = qMax<qint64>(0, m_affectedRows);
+}
+
+void OdbcStatement::set(SQLUSMALLINT position, const QVariant &value, Parameter &parameter)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::UInt:
+        parameter.number = value.toLongLong();
+        parameter.length = sizeof parameter.number;
+        bind(position, Kind::Number, parameter);
+        break;
+    case QMetaType::Double:
+        parameter.fraction = value.toDouble();
+        parameter.length = sizeof parameter.fraction;
+        bind(position, Kind::Fraction, parameter);
+        break;
+    case QMetaType::QByteArray:
+        setOctets(position, value.toByteArray(), false, parameter);
+        break;
+    default:
+        if (isNullValue(value) && parameter.kind != Kind::None) {
+            // A null of any kind leaves the parameter as it is.
+        } else if (m_driver.dialect().odbcSpeaksUtf8()) {
+            setOctets(position, value.toString().toUtf8(), true, parameter);
+        } else {
+            const QString text = value.toString();
+            setOctets(position,
+                      QByteArray::fromRawData(reinterpret_cast<const char *>(text.constData()),
+                                              text.size() * qsizetype(sizeof(QChar))),
+                      true, parameter);
+        }
+    }
+    if (isNullValue(value))
+        parameter.length = SQL_NULL_DATA;
+}
+
+void OdbcStatement::setOctets(SQLUSMALLINT position, const QByteArray &octets, bool isText,
+                              Parameter &parameter)
+{
+    const bool isLong = octets.size() > shortOctets;
+    const Kind kind = isText   ? (isLong ? Kind::LongText : Kind::Text)
+                      : isLong ? Kind::LongBytes
+                               : Kind::Bytes;
+    // SQLite's driver takes as many octets as there were when they were bound.
+    const bool isBoundAnew = isLong || !isText;
+    if (isBoundAnew) {
+        parameter.octets = QByteArray(octets.constData(), octets.size());
+        parameter.kind = Kind::None;
+    } else {
+        if (parameter.kind != kind)
+            parameter.octets = QByteArray(shortOctets, '\0');
+        std::copy(octets.cbegin(), octets.cend(), parameter.octets.data());
+    }
+    parameter.length = octets.size();
+    bind(position, kind, parameter);
+    if (isBoundAnew)
+        parameter.kind = Kind::None;
+}
+
+void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
+{
+    if (parameter.kind == kind)
+        return;
+    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
+    SQLSMALLINT cType = SQL_C_BINARY;
+    SQLSMALLINT sqlType = SQL_VARBINARY;
+    auto columnSize = SQLULEN(shortOctets);
+    void *data = parameter.octets.data();
+    switch (kind) {
+    case Kind::Number:
+        cType = SQL_C_SBIGINT;
+        sqlType = SQL_BIGINT;
+        columnSize = 20;
+        data = &parameter.number;
+        break;
+    case Kind::Fraction:
+        cType = SQL_C_DOUBLE;
+        sqlType = SQL_DOUBLE;
+        columnSize = 15;
+        data = &parameter.fraction;
+        break;
+    case Kind::Text:
+        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
+        sqlType = isUtf8 ? SQL_VARCHAR : SQL_WVARCHAR;
+        columnSize = isUtf8 ? SQLULEN(shortOctets) : SQLULEN(shortTextUnits);
+        break;
+    case Kind::LongText:
+        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
+        sqlType = isUtf8 ? SQL_LONGVARCHAR : SQL_WLONGVARCHAR;
+        columnSize = SQLULEN(parameter.octets.size()) / (isUtf8 ? 1 : sizeof(SQLWCHAR));
+        break;
+    case Kind::LongBytes:
+        sqlType = SQL_LONGVARBINARY;
+        columnSize = SQLULEN(parameter.octets.size());
+        break;
+    case Kind::Bytes:
+    case Kind::None:
+        break;
+    }
+    check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, cType, sqlType, columnSize, 0, data,
+                           parameter.octets.size(), &parameter.length));
+    parameter.kind = kind;
+}
+
+/// Steps over the counts that a statement and its triggers leave behind, to the first result with columns or
+/// to the end. The statement's own count comes last.
+void OdbcStatement::findResult()
+{
+    m_affectedRows = -1;
+    for (;;) {
+        SQLSMALLINT columns = 0;
+        check(SQLNumResultCols(m_handle.get(), &columns));
+        m_hasResult = columns > 0;
+        if (m_hasResult) {
+            describeColumns(columns);
+            return;
+        }
+        SQLLEN rows = -1;
+        if (SQL_SUCCEEDED(SQLRowCount(m_handle.get(), &rows)) && rows >= 0)
+            m_affectedRows = rows;
+        const SQLRETURN more = SQLMoreResults(m_handle.get());
+        if (more == SQL_NO_DATA)
+            return;
+        check(more);
+    }
+}
+
+void OdbcStatement::describeColumns(SQLSMALLINT count)
+{
+    if (m_columnNames.size() == count)
+        return;
+    m_columnNames.clear();
+    m_columnTypes.clear();
+    for (SQLSMALLINT column = 1; column <= count; ++column) {
+        std::array<SQLWCHAR, 256> name{};
+        SQLSMALLINT type = 0;
+        check(SQLDescribeColW(m_handle.get(), static_cast<SQLUSMALLINT>(column), name.data(),
+                              static_cast<SQLSMALLINT>(name.size()), nullptr, &type, nullptr, nullptr,
+                              nullptr));
+        m_columnNames += QString::fromUtf16(reinterpret_cast<const char16_t *>(name.data()));
+        m_columnTypes.push_back(type);
+    }
+}
+
+bool OdbcStatement::next()
+{
+    if (!m_hasResult)
+        return false;
+    const SQLRETURN result = SQLFetch(m_handle.get());
+    if (result == SQL_NO_DATA)
+        return false;
+    check(result);
+    // In order: some drivers give no column twice and none out of turn.
+    m_row.resize(m_columnTypes.size());
+    for (size_t column = 0; column < m_columnTypes.size(); ++column)
+        m_row[column] = fetched(static_cast<SQLUSMALLINT>(column + 1), m_columnTypes[column]);
+    return true;
+}
+
+QVariant OdbcStatement::fetched(SQLUSMALLINT column, SQLSMALLINT type)
+{
+    SQLLEN indicator = 0;
+    switch (type) {
+    case SQL_BIT:
+    case SQL_TINYINT:
+    case SQL_SMALLINT:
+    case SQL_INTEGER:
+    case SQL_BIGINT: {
+        SQLBIGINT number = 0;
+        check(SQLGetData(m_handle.get(), column, SQL_C_SBIGINT, &number, sizeof number, &indicator));
+        return indicator == SQL_NULL_DATA ? QVariant() : QVariant(qlonglong(number));
+    }
+    case SQL_REAL:
+    case SQL_FLOAT:
+    case SQL_DOUBLE: {
+        double number = 0;
+        check(SQLGetData(m_handle.get(), column, SQL_C_DOUBLE, &number, sizeof number, &indicator));
+        return indicator == SQL_NULL_DATA ? QVariant() : QVariant(number);
+    }
+    case SQL_TYPE_DATE:
+    case SQL_TYPE_TIMESTAMP: {
+        SQL_TIMESTAMP_STRUCT stamp{};
+        check(SQLGetData(m_handle.get(), column, SQL_C_TYPE_TIMESTAMP, &stamp, sizeof stamp, &indicator));
+        return indicator == SQL_NULL_DATA ? QVariant() : dateTimeValue(stamp);
+    }
+    case SQL_BINARY:
+    case SQL_VARBINARY:
+    case SQL_LONGVARBINARY:
+        return fetchedBytes(column);
+    case SQL_DECIMAL:
+    case SQL_NUMERIC: {
+        const QVariant text = fetchedText(column);
+        bool isWhole = false;
+        const qlonglong whole = text.toString().toLongLong(&isWhole);
+        return isWhole ? QVariant(whole) : text;
+    }
+    case SQL_CHAR:
+    case SQL_WCHAR: {
+        const QVariant text = fetchedText(column);
+        return text.isNull() ? text : withoutPadding(text.toString());
+    }
+    default:
+        return fetchedText(column);
+    }
+}
+
+QVariant OdbcStatement::fetchedText(SQLUSMALLINT column)
+{
+    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
+    // Each piece of a text ends with a NUL that is not part of it.
+    const auto octets = isUtf8 ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
+                               : fetchedOctets(column, SQL_C_WCHAR, sizeof(SQLWCHAR));
+    if (!octets)
+        return {};
+    if (isUtf8)
+        return QString::fromUtf8(*octets);
+    return QString(reinterpret_cast<const QChar *>(octets->constData()),
+                   octets->size() / qsizetype(sizeof(QChar)));
+}
+
+QVariant OdbcStatement::fetchedBytes(SQLUSMALLINT column)
+{
+    const auto octets = fetchedOctets(column, SQL_C_BINARY, 0);
+    return octets ? QVariant(*octets) : QVariant();
+}
+
+std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
+                                                       size_t endOctets)
+{
+    QByteArray octets("");
+    std::array<char, pieceOctets> first; // not cleared: one for every value read
+    char *piece = first.data();
+    size_t space = first.size() - endOctets;
+    for (;;) {
+        SQLLEN left = 0; // octets of the value from here on, where the driver knows
+        const SQLRETURN result =
+            SQLGetData(m_handle.get(), column, cType, piece, SQLLEN(space + endOctets), &left);
+        if (result != SQL_NO_DATA)
+            check(result);
+        if (left == SQL_NULL_DATA)
+            return std::nullopt;
+        const bool isKnown = left != SQL_NO_TOTAL;
+        const size_t taken = result == SQL_NO_DATA ? 0 : isKnown ? qMin(size_t(left), space) : space;
+        if (piece == first.data())
+            octets.append(piece, qsizetype(taken));
+        else
+            octets.resize(octets.size() - qsizetype(space + endOctets) + qsizetype(taken));
+        if (result == SQL_NO_DATA || (isKnown && size_t(left) <= space))
+            return octets;
+        space = isKnown ? size_t(left) - taken : pieceOctets;
+        const qsizetype start = octets.size();
+        octets.resize(start + qsizetype(space + endOctets));
+        piece = octets.data() + start;
+    }
+}
+
+void OdbcStatement::finish() noexcept
+{
+    if (m_isOpen || m_driver.closesAfterRefusal())
+        SQLFreeStmt(m_handle.get(), SQL_CLOSE);
+    m_isOpen = false;
+    m_hasResult = false;
+}
+
+void OdbcStatement::check(SQLRETURN result)
+{
+    if (!SQL_SUCCEEDED(result))
+        throw m_driver.fault(m_sql, m_handle);
+}
