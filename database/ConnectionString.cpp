@@ -1,7 +1,5 @@
 #include "database/ConnectionString.h"
 
-#include "database/driver/DatabaseFault.h"
-
 #include <QRegularExpression>
 #include <algorithm>
 #include <optional>
@@ -26,7 +24,7 @@ bool isOdbcStyle(const QString &text)
 
 DatabaseFault malformed(const QString &what)
 {
-    return {DatabaseFault::Kind::Refused, u"数据库连接字符串格式错误：%1"_s.arg(what)};
+    return refusedString(u"数据库连接字符串格式错误：%1"_s.arg(what));
 }
 
 /// Walks a connection string entry by entry.
@@ -139,22 +137,21 @@ ConnectionString::ConnectionString(const QString &text)
     }
 }
 
-QString ConnectionString::value(std::initializer_list<QLatin1String> keys) const
+const ConnectionString::Entry *ConnectionString::find(Keys keys) const
 {
     for (const QLatin1String key : keys) {
         for (const Entry &entry : m_entries) {
-            if (entry.key.compare(key, Qt::CaseInsensitive) == 0)
-                return entry.value;
+            if (isOneOf(entry.key, {key}))
+                return &entry;
         }
     }
-    return {};
+    return nullptr;
 }
 
-bool ConnectionString::contains(QLatin1String key) const
+QString ConnectionString::value(Keys keys) const
 {
-    return std::any_of(m_entries.cbegin(), m_entries.cend(), [key](const Entry &entry) {
-        return entry.key.compare(key, Qt::CaseInsensitive) == 0;
-    });
+    const Entry *entry = find(keys);
+    return entry != nullptr ? entry->value : QString();
 }
 
 QString ConnectionString::masked(const QString &text)
@@ -174,4 +171,20 @@ QString ConnectionString::masked(const QString &text)
         return text.left(text.indexOf(u'=') + 1) + "***"_L1;
     }
     return shown + text.mid(copied);
+}
+
+bool isOneOf(const QString &key, ConnectionString::Keys keys)
+{
+    return std::any_of(keys.begin(), keys.end(),
+                       [&key](QLatin1String known) { return key.compare(known, Qt::CaseInsensitive) == 0; });
+}
+
+bool isYes(const QString &value)
+{
+    return !value.isEmpty() && !isOneOf(value, {"no"_L1, "false"_L1, "0"_L1, "optional"_L1});
+}
+
+DatabaseFault refusedString(const QString &what)
+{
+    return {DatabaseFault::Kind::Refused, what};
 }

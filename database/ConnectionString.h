@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/driver/DatabaseFault.h"
+
 #include <QList>
 #include <QString>
 
@@ -13,6 +15,7 @@
 class ConnectionString
 {
 public:
+    using Keys = std::initializer_list<QLatin1String>;
     struct Entry {
         QString key; ///< as written
         QString value;
@@ -22,8 +25,8 @@ public:
     explicit ConnectionString(const QString &text);
 
     /// The value of the first of these keys that is present, else an empty text.
-    [[nodiscard]] QString value(std::initializer_list<QLatin1String> keys) const;
-    [[nodiscard]] bool contains(QLatin1String key) const;
+    [[nodiscard]] QString value(Keys keys) const;
+    [[nodiscard]] bool contains(QLatin1String key) const { return find({key}) != nullptr; }
     [[nodiscard]] bool isEmpty() const { return m_entries.isEmpty(); }
     /// Every key once, in the order of the text.
     [[nodiscard]] const QList<Entry> &entries() const { return m_entries; }
@@ -32,5 +35,15 @@ public:
     [[nodiscard]] static QString masked(const QString &text);
 
 private:
+    /// None when no such key is present.
+    [[nodiscard]] const Entry *find(Keys keys) const;
+
     QList<Entry> m_entries;
 };
+
+/// True for a key, or a value that is a word, that is one of these, letter case apart.
+[[nodiscard]] bool isOneOf(const QString &key, ConnectionString::Keys keys);
+/// True for a value that switches on: anything but nothing, "no", "false", "0" and "optional".
+[[nodiscard]] bool isYes(const QString &value);
+/// What a connection string that cannot be followed ends in.
+[[nodiscard]] DatabaseFault refusedString(const QString &what);

@@ -2,9 +2,9 @@
 
 #include "database/ConnectionString.h"
 #include "database/OdbcConnectionText.h"
-#include "database/driver/DatabaseFault.h"
 
-#include <QSet>
+#include <QHash>
+#include <QStringList>
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-using Keys = std::initializer_list<QLatin1String>;
+using Keys = ConnectionString::Keys;
 
 constexpr Keys hostKeys = {"data source"_L1, "server"_L1, "host"_L1,           "hostname"_L1,
                            "address"_L1,     "addr"_L1,   "network address"_L1};
@@ -27,89 +27,34 @@ constexpr Keys trustKeys = {"trust server certificate"_L1, "trustservercertifica
 constexpr Keys authorityKeys = {"sslrootcert"_L1, "sslca"_L1, "ssl-ca"_L1};
 
 /// Whatever an old string asks for, the window is not blocked for longer.
-constexpr int longestLimitSeconds = 30;
+constexpr std::chrono::seconds longestLimit{30};
 
 /// Keys that old installations carry and that change nothing here.
-const QSet<QString> &harmlessKeys()
+bool isHarmless(const QString &key)
 {
-    static const QSet<QString> keys = {
-        u"persist security info"_s,
-        u"persistsecurityinfo"_s,
-        u"packet size"_s,
-        u"workstation id"_s,
-        u"wsid"_s,
-        u"use procedure for prepare"_s,
-        u"auto translate"_s,
-        u"tag with column collation when possible"_s,
-        u"application name"_s,
-        u"app"_s,
-        u"network library"_s,
-        u"network"_s,
-        u"net"_s,
-        u"current language"_s,
-        u"language"_s,
-        u"initial file name"_s,
-        u"locale identifier"_s,
-        u"prompt"_s,
-        u"mode"_s,
-        u"cache authentication"_s,
-        u"encrypt password"_s,
-        u"mask password"_s,
-        u"impersonation level"_s,
-        u"protection level"_s,
-        u"ole db services"_s,
-        u"oledb services"_s,
-        u"asynchronous processing"_s,
-        u"failover partner"_s,
-        u"mars connection"_s,
-        u"multipleactiveresultsets"_s,
-        u"datatypecompatibility"_s,
-        u"replication server name connect option"_s,
-        u"window handle"_s,
-        u"use ftmtonly"_s,
-        u"connect retry count"_s,
-        u"connect retry interval"_s,
-        u"enlist"_s,
-        u"pooling"_s,
-        u"min pool size"_s,
-        u"max pool size"_s,
-        u"application intent"_s,
-        u"applicationintent"_s,
-        u"multisubnetfailover"_s,
-        u"server spn"_s,
-        u"charset"_s,
-        u"extended properties"_s,
-        u"option"_s,
-        u"lcid"_s,
-    };
-    return keys;
-}
-
-DatabaseFault refused(const QString &what)
-{
-    return {DatabaseFault::Kind::Refused, what};
-}
-
-bool isOneOf(const QString &key, Keys keys)
-{
-    return std::any_of(keys.begin(), keys.end(),
-                       [&key](QLatin1String known) { return key.compare(known, Qt::CaseInsensitive) == 0; });
-}
-
-bool isProvider(const QString &provider, Keys names)
-{
-    return isOneOf(provider, names);
+    static const QStringList keys =
+        u"persist security info|persistsecurityinfo|packet size|workstation id|wsid|"
+        "use procedure for prepare|auto translate|tag with column collation when possible|"
+        "application name|app|network library|network|net|current language|language|"
+        "initial file name|locale identifier|prompt|mode|cache authentication|"
+        "encrypt password|mask password|impersonation level|protection level|ole db services|"
+        "oledb services|asynchronous processing|failover partner|mars connection|"
+        "multipleactiveresultsets|datatypecompatibility|"
+        "replication server name connect option|window handle|use ftmtonly|"
+        "connect retry count|connect retry interval|enlist|pooling|min pool size|"
+        "max pool size|application intent|applicationintent|multisubnetfailover|server spn|"
+        "charset|extended properties|option|lcid"_s.split(u'|');
+    return keys.contains(key.simplified().toLower());
 }
 
 void refuseUnknownKeys(const ConnectionString &settings, std::initializer_list<Keys> known)
 {
     for (const auto &entry : settings.entries()) {
         const bool isKnown =
-            isOneOf(entry.key, {"provider"_L1}) ||
-            harmlessKeys().contains(entry.key.simplified().toLower()) ||
+            isOneOf(entry.key, {"provider"_L1}) || isHarmless(entry.key) ||
             std::any_of(known.begin(), known.end(), [&entry](Keys keys) { return isOneOf(entry.key, keys); });
         if (!isKnown)
-            throw refused(u"不认识数据库连接字符串中的“%1”"_s.arg(entry.key));
+            throw refusedString(u"不认识数据库连接字符串中的“%1”"_s.arg(entry.key));
     }
 }
 
@@ -117,20 +62,16 @@ QString required(const ConnectionString &settings, Keys keys, const QString &sho
 {
     QString value = settings.value(keys);
     if (value.isEmpty())
-        throw refused(u"数据库连接字符串缺少“%1”"_s.arg(shownKey));
+        throw refusedString(u"数据库连接字符串缺少“%1”"_s.arg(shownKey));
     return value;
-}
-
-bool isYes(const QString &value)
-{
-    return !value.isEmpty() && !isOneOf(value, {"false"_L1, "no"_L1, "0"_L1});
 }
 
 void refuseIntegratedSecurity(const ConnectionString &settings)
 {
     if (isYes(settings.value(integratedKeys)))
-        throw refused(u"数据库连接字符串要求 Windows 集成身份验证（Integrated Security），本机无法使用，"
-                      "请改为填写“User ID”和“Password”"_s);
+        throw refusedString(
+            u"数据库连接字符串要求 Windows 集成身份验证（Integrated Security），本机无法使用，"
+            "请改为填写“User ID”和“Password”"_s);
 }
 
 std::chrono::seconds limit(const ConnectionString &settings, Keys keys, std::chrono::seconds usual)
@@ -141,10 +82,10 @@ std::chrono::seconds limit(const ConnectionString &settings, Keys keys, std::chr
         bool isNumber = false;
         const int seconds = settings.value({key}).toInt(&isNumber);
         if (!isNumber || seconds < 0)
-            throw refused(u"数据库连接字符串中“%1”不是有效的秒数"_s.arg(key));
+            throw refusedString(u"数据库连接字符串中“%1”不是有效的秒数"_s.arg(key));
         // 0 means "for ever" in the old strings.
         if (seconds > 0)
-            return std::chrono::seconds(std::min(seconds, longestLimitSeconds));
+            return std::min(std::chrono::seconds(seconds), longestLimit);
     }
     return usual;
 }
@@ -161,7 +102,7 @@ int portNumber(const QString &text, const QString &key)
     bool isNumber = false;
     const int port = text.trimmed().toInt(&isNumber);
     if (!isNumber || port < 1 || port > 65535)
-        throw refused(u"数据库连接字符串中“%1”的端口号无效"_s.arg(key));
+        throw refusedString(u"数据库连接字符串中“%1”的端口号无效"_s.arg(key));
     return port;
 }
 
@@ -209,26 +150,24 @@ EmbeddedTarget embedded(const ConnectionString &settings)
 /// PostgreSQL's name of the mode, by whichever system's name it is asked for.
 QString sslMode(const QString &asked)
 {
-    static const QHash<QString, QString> modes = {
-        {u""_s, u""_s},
-        {u"none"_s, u"disable"_s},
-        {u"disable"_s, u"disable"_s},
-        {u"disabled"_s, u"disable"_s},
-        {u"allow"_s, u"allow"_s},
-        {u"prefer"_s, u"prefer"_s},
-        {u"preferred"_s, u"prefer"_s},
-        {u"require"_s, u"require"_s},
-        {u"required"_s, u"require"_s},
-        {u"verify-ca"_s, u"verify-ca"_s},
-        {u"verifyca"_s, u"verify-ca"_s},
-        {u"verify_ca"_s, u"verify-ca"_s},
-        {u"verify-full"_s, u"verify-full"_s},
-        {u"verifyfull"_s, u"verify-full"_s},
-        {u"verify_identity"_s, u"verify-full"_s},
-    };
+    static const QHash<QString, QString> modes = {{u""_s, u""_s},
+                                                  {u"none"_s, u"disable"_s},
+                                                  {u"disable"_s, u"disable"_s},
+                                                  {u"disabled"_s, u"disable"_s},
+                                                  {u"allow"_s, u"allow"_s},
+                                                  {u"prefer"_s, u"prefer"_s},
+                                                  {u"preferred"_s, u"prefer"_s},
+                                                  {u"require"_s, u"require"_s},
+                                                  {u"required"_s, u"require"_s},
+                                                  {u"verify-ca"_s, u"verify-ca"_s},
+                                                  {u"verifyca"_s, u"verify-ca"_s},
+                                                  {u"verify_ca"_s, u"verify-ca"_s},
+                                                  {u"verify-full"_s, u"verify-full"_s},
+                                                  {u"verifyfull"_s, u"verify-full"_s},
+                                                  {u"verify_identity"_s, u"verify-full"_s}};
     const auto mode = modes.constFind(asked.toLower());
     if (mode == modes.cend())
-        throw refused(u"数据库连接字符串中“SslMode”的值不受支持"_s);
+        throw refusedString(u"数据库连接字符串中“SslMode”的值不受支持"_s);
     return *mode;
 }
 
@@ -270,7 +209,7 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
     refuseIntegratedSecurity(settings);
     if (settings.value(hostKeys).startsWith("np:"_L1, Qt::CaseInsensitive) ||
         settings.value(hostKeys).startsWith(R"(\\)"_L1))
-        throw refused(u"数据库连接字符串中“Data Source”是命名管道，本机无法使用，请改为主机名或地址"_s);
+        throw refusedString(u"数据库连接字符串中“Data Source”是命名管道，本机无法使用，请改为主机名或地址"_s);
     const HostAndPort address = hostAndPort(settings);
     SqlServerAddress where;
     where.host = address.host;
@@ -300,7 +239,7 @@ OdbcTarget odbcBridge(const ConnectionString &settings, const OdbcInstallation &
     add(u"UID"_s, settings.value({"user id"_L1, "user name"_L1}));
     add(u"PWD"_s, settings.value({"password"_L1}));
     for (const auto &entry : settings.entries()) {
-        if (!isOneOf(entry.key, translated) && !harmlessKeys().contains(entry.key.simplified().toLower()))
+        if (!isOneOf(entry.key, translated) && !isHarmless(entry.key))
             entries += entry;
     }
     return odbcTarget(entries, limits(settings), installation);
@@ -312,24 +251,24 @@ ConnectionTarget connectionTarget(const QString &connectionString, const OdbcIns
 {
     const ConnectionString settings(connectionString);
     if (settings.isEmpty())
-        throw refused(u"没有配置数据库连接字符串"_s);
+        throw refusedString(u"没有配置数据库连接字符串"_s);
     const QString provider = settings.value({"provider"_L1});
     if (provider.isEmpty()) {
         if (settings.contains("driver"_L1) || settings.contains("dsn"_L1) || settings.contains("filedsn"_L1))
             return odbcTarget(settings.entries(), limits(settings), installation);
-        throw refused(u"数据库连接字符串缺少“Provider”（或“DRIVER”、“DSN”）"_s);
+        throw refusedString(u"数据库连接字符串缺少“Provider”（或“DRIVER”、“DSN”）"_s);
     }
-    if (isProvider(provider, {"SQLite"_L1}))
+    if (isOneOf(provider, {"SQLite"_L1}))
         return embedded(settings);
-    if (isProvider(provider, {"PostgreSQL"_L1, "Postgres"_L1}))
+    if (isOneOf(provider, {"PostgreSQL"_L1, "Postgres"_L1}))
         return server(settings, ServerTarget::Kind::PostgreSql);
-    if (isProvider(provider, {"MariaDB"_L1, "MySQL"_L1}))
+    if (isOneOf(provider, {"MariaDB"_L1, "MySQL"_L1}))
         return mariaDb(settings, installation);
-    if (isProvider(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
-                              "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
-                              "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))
+    if (isOneOf(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
+                           "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
+                           "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))
         return sqlServer(settings, installation);
-    if (isProvider(provider, {"MSDASQL"_L1, "MSDASQL.1"_L1}))
+    if (isOneOf(provider, {"MSDASQL"_L1, "MSDASQL.1"_L1}))
         return odbcBridge(settings, installation);
-    throw refused(u"不支持数据库连接字符串中的 Provider“%1”"_s.arg(provider));
+    throw refusedString(u"不支持数据库连接字符串中的 Provider“%1”"_s.arg(provider));
 }

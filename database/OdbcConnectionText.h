@@ -1,7 +1,8 @@
 #pragma once
 
 #include "database/ConnectionString.h"
-#include "database/ConnectionTarget.h"
+#include "database/odbc/OdbcTarget.h"
+#include "database/qtsql/ServerTarget.h"
 
 /// How the line to a SQL Server is guarded.
 struct SqlServerEncryption {

@@ -18,39 +18,20 @@ SQLPOINTER attribute(qint64 value)
     return reinterpret_cast<SQLPOINTER>(value); // NOLINT(performance-no-int-to-ptr): ODBC's way
 }
 
-std::unique_ptr<SqlDialect> dialectOf(OdbcDialect dialect)
+std::unique_ptr<SqlDialect> dialectOf(OdbcFamily family)
 {
-    switch (dialect) {
-    case OdbcDialect::PostgreSql:
-        return postgreSqlDialect();
-    case OdbcDialect::MariaDb:
-        return mariaDbDialect();
-    case OdbcDialect::SqlServer:
-        return sqlServerDialect();
-    case OdbcDialect::AsRecognised:
-    case OdbcDialect::Standard:
-        break;
-    }
-    return standardSqlDialect();
-}
-
-/// Before the server says what it is.
-OdbcDialect likelyDialect(const OdbcTarget &target)
-{
-    if (target.dialect != OdbcDialect::AsRecognised)
-        return target.dialect;
-    switch (target.family) {
+    switch (family) {
     case OdbcFamily::PostgreSql:
-        return OdbcDialect::PostgreSql;
+        return postgreSqlDialect();
     case OdbcFamily::MariaDb:
-        return OdbcDialect::MariaDb;
+        return mariaDbDialect();
     case OdbcFamily::FreeTds:
     case OdbcFamily::MicrosoftSqlServer:
-        return OdbcDialect::SqlServer;
+        return sqlServerDialect();
     case OdbcFamily::Other:
         break;
     }
-    return OdbcDialect::Standard;
+    return standardSqlDialect();
 }
 
 /// FreeTDS verifies a certificate only where its settings file says so. While this lives it reads one that does, for
@@ -85,20 +66,10 @@ private:
     QTemporaryFile m_settings;
 };
 
-OdbcDialect dialectOfSystem(const QString &name)
-{
-    const auto names = [&name](QLatin1String word) { return name.contains(word, Qt::CaseInsensitive); };
-    if (names("PostgreSQL"_L1))
-        return OdbcDialect::PostgreSql;
-    if (names("MariaDB"_L1) || names("MySQL"_L1))
-        return OdbcDialect::MariaDb;
-    return names("SQL Server"_L1) ? OdbcDialect::SqlServer : OdbcDialect::Standard;
-}
-
 } // namespace
 
 OdbcDriver::OdbcDriver(OdbcTarget target)
-    : ServerDriver(dialectOf(likelyDialect(target)), target.limits),
+    : ServerDriver(dialectOf(target.dialect.value_or(target.family)), target.limits),
       m_target(std::move(target)),
       m_environment(SQL_HANDLE_ENV, nullptr),
       m_connection(SQL_HANDLE_DBC, m_environment.get())
@@ -137,8 +108,8 @@ void OdbcDriver::connect()
 
 void OdbcDriver::recogniseServer()
 {
-    if (m_target.dialect == OdbcDialect::AsRecognised)
-        setDialect(dialectOf(dialectOfSystem(information(SQL_DBMS_NAME))));
+    if (!m_target.dialect)
+        setDialect(dialectOf(odbcFamily(information(SQL_DBMS_NAME))));
 }
 
 QString OdbcDriver::serverVersion()
