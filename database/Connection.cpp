@@ -1,7 +1,6 @@
 #include "database/Connection.h"
 
 #include "database/DriverFactory.h"
-#include "database/driver/SqlDialect.h"
 
 #include <QScopeGuard>
 #include <utility>
@@ -49,7 +48,7 @@ void Connection::open(const QString &connectionString)
     m_driver = makeDriver(connectionString);
     try {
         m_driver->open();
-        if (m_lend && (dialect() == nullptr || !dialect()->hasNamedLocks()))
+        if (m_lend && !m_driver->dialect().hasNamedLocks())
             m_lentLocks = m_lend();
     } catch (const DatabaseFault &) {
         close();
@@ -161,15 +160,24 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
     requireUsable();
     // One row needs no telling apart, so that a view serves as well as a table.
     QString update = u"update %1 set %2 where %3"_s.arg(table, assignments, condition);
-    if (foundRows > 1) {
-        update = m_driver->updateOfFirstRow(table, assignments, condition);
-        if (const QString lock = m_driver->lockOfRows(table, condition); !lock.isEmpty())
-            static_cast<void>(firstValue(lock, compared));
-    }
+    if (foundRows > 1)
+        update = m_driver->dialect().updateOfFirstRow(table, assignments, condition);
     if (execute(update, assigned + compared) > 0)
         return;
     const DatabaseFault gone(DatabaseFault::Kind::Unavailable, u"%1 中的记录已被他人改动"_s.arg(table));
     throw remembered(gone);
+}
+
+QStringList Connection::tablesWithoutTransactions()
+{
+    requireUsable();
+    QStringList names;
+    if (const QString question = m_driver->dialect().tablesWithoutTransactionsQuery(); !question.isEmpty()) {
+        const auto found = query(question, {});
+        for (const QVariant &name : found.values)
+            names += name.toString().toLower();
+    }
+    return names;
 }
 
 QStringList Connection::takeReplacedTables()

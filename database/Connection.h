@@ -1,7 +1,6 @@
 #pragma once
 
 #include "database/SessionLocks.h"
-#include "database/driver/DatabaseFault.h"
 #include "database/driver/Driver.h"
 
 #include <QVariantList>
@@ -64,16 +63,11 @@ public:
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                         const QVariantList &assigned, const QVariantList &compared, int foundRows);
 
-    /// What the server connected needs said its own way; none for an embedded database or a closed connection.
-    [[nodiscard]] const SqlDialect *dialect() const
-    {
-        return m_driver ? m_driver->dialectOfServer() : nullptr;
-    }
+    /// The names of the tables without transactions, in lower case. Throws DatabaseFault.
+    [[nodiscard]] QStringList tablesWithoutTransactions();
 
     /// Has each session of a database without locks of its own, from the next open() on, bring those that lend makes.
     void setLentLocks(std::function<std::unique_ptr<SessionLocks>()> lend) { m_lend = std::move(lend); }
-    /// None where the database connected has locks of its own, or none were lent.
-    [[nodiscard]] SessionLocks *lentLocks() const { return m_lentLocks.get(); }
 
     /// The tables in which characters that the database cannot hold have been replaced by "?" since this was last
     /// asked.
@@ -83,6 +77,7 @@ public:
     [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }
 
 private:
+    friend class NamedLock;
     friend class Transaction;
     friend class Savepoint;
 

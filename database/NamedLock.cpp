@@ -1,7 +1,6 @@
 #include "database/NamedLock.h"
 
 #include "database/DriverFactory.h"
-#include "database/driver/SqlDialect.h"
 
 #include <QCryptographicHash>
 #include <utility>
@@ -17,23 +16,23 @@ QByteArray digestOf(const QString &name)
     return QCryptographicHash::hash(name.toUtf8(), QCryptographicHash::Sha256).first(16).toHex();
 }
 
-QString whyUnsupportedBy(const SqlDialect *dialect)
+QString whyUnsupportedBy(const Driver &driver)
 {
-    return dialect != nullptr && dialect->hasNamedLocks() ? QString()
-                                                          : u"该数据库没有会话锁，只能由一个短信服务器使用"_s;
+    return driver.dialect().hasNamedLocks() ? QString() : u"该数据库没有会话锁，只能由一个短信服务器使用"_s;
 }
 
 } // namespace
 
 QString NamedLock::whyUnsupported(const Connection &connection)
 {
-    return connection.lentLocks() != nullptr ? QString() : whyUnsupportedBy(connection.dialect());
+    return connection.m_lentLocks || !connection.m_driver ? QString()
+                                                          : whyUnsupportedBy(*connection.m_driver);
 }
 
 QString NamedLock::whyUnsupported(const QString &connectString)
 {
     try {
-        return whyUnsupportedBy(makeDriver(connectString)->dialectOfServer());
+        return whyUnsupportedBy(*makeDriver(connectString));
     } catch (const DatabaseFault &) {
         return {};
     }
@@ -52,11 +51,13 @@ std::optional<NamedLock::Reading> NamedLock::tryTakeReading(const QString &name,
 
 std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const LockedReading *reading)
 {
+    m_connection.requireUsable();
     if (const QString reason = whyUnsupported(m_connection); !reason.isEmpty())
         throw DatabaseFault(DatabaseFault::Kind::Refused, reason);
-    if (SessionLocks *lent = m_connection.lentLocks())
+    if (SessionLocks *lent = m_connection.m_lentLocks.get())
         return takeLent(*lent, name, reading);
-    const auto statement = m_connection.dialect()->takeNamedLock(digestOf(m_name), digestOf(name), reading);
+    const auto statement =
+        m_connection.m_driver->dialect().takeNamedLock(digestOf(m_name), digestOf(name), reading);
     m_name = name;
     const auto rows = m_connection.query(statement.sql, statement.values);
     if (rows.values.size() < 2)
@@ -83,12 +84,12 @@ void NamedLock::release() noexcept
 {
     if (m_name.isEmpty() || !m_connection.isOpen())
         return;
-    if (SessionLocks *lent = m_connection.lentLocks()) {
+    if (SessionLocks *lent = m_connection.m_lentLocks.get()) {
         lent->release(std::exchange(m_name, {}));
         return;
     }
     try {
-        const auto statement = m_connection.dialect()->releaseNamedLock(digestOf(m_name));
+        const auto statement = m_connection.m_driver->dialect().releaseNamedLock(digestOf(m_name));
         static_cast<void>(m_connection.query(statement.sql, statement.values));
     } catch (const DatabaseFault &) {
         // A session that cannot let go is lost, and the lock with it; one that was refused holds no lock.

@@ -12,7 +12,7 @@ class NamedLock
 {
 public:
     /// Why several servers cannot share the database, in words for people; "" when they can, because it has session
-    /// locks: PostgreSQL, MariaDB, MySQL and SQL Server do.
+    /// locks: PostgreSQL, MariaDB, MySQL and SQL Server do. "" also while the connection is closed.
     [[nodiscard]] static QString whyUnsupported(const Connection &connection);
     /// The same before connecting, as far as the connection string alone tells; "" also for a string that is refused.
     [[nodiscard]] static QString whyUnsupported(const QString &connectString);

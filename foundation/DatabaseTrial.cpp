@@ -2,7 +2,6 @@
 
 #include "database/Recordset.h"
 #include "database/Transaction.h"
-#include "database/driver/SqlDialect.h"
 
 using namespace Qt::StringLiterals;
 
@@ -100,12 +99,7 @@ public:
             if (canRead(table.name) && (!table.isForMail || hasMailboxes))
                 m_tables += table;
         }
-        if (const SqlDialect *dialect = m_connection.dialect();
-            dialect != nullptr && !dialect->tablesWithoutTransactionsQuery().isEmpty()) {
-            const auto found = m_connection.query(dialect->tablesWithoutTransactionsQuery(), {});
-            for (const QVariant &name : found.values)
-                m_withoutTransactions += name.toString().toLower();
-        }
+        m_withoutTransactions = m_connection.tablesWithoutTransactions();
     }
 
     void withoutRows()

@@ -34,7 +34,7 @@ public:
         return {u"start transaction read write"_s, u"rollback"_s};
     }
 
-    [[nodiscard]] QString begin() const override { return u"START TRANSACTION"_s; }
+    [[nodiscard]] TransactionVerbs verbs() const override { return {.begin = u"START TRANSACTION"_s}; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
     /// MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
@@ -79,8 +79,6 @@ public:
         return number == 1264 || number == 1265 || number == 1406;
     }
 
-    [[nodiscard]] bool hasNamedLocks() const override { return true; }
-
     /// The names are the whole server's, so that the database's own is in them. "for update" reads what is
     /// committed now; its row stays locked until the end of the statement alone.
     [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
@@ -110,62 +108,34 @@ public:
     /// Numbers of the server (1xxx and up) and of the client library (2xxx, 5xxx).
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {
-        switch (code.number) {
-        case 0: // said by a driver that is not the server
+        const int number = code.number;
+        if (number == 0) // said by a driver that is not the server
             return code.state.isEmpty() || code.state.startsWith("08"_L1) ? Kind::Lost : Kind::Refused;
-        case 1053: // server shutdown in progress
-        case 1077:
-        case 1079:
-        case 1080:
-        case 1158: // communication errors on the server's side
-        case 1159:
-        case 1160:
-        case 1161:
-        case 1184:
-        case 1243: // the server has forgotten a prepared statement
-        case 1290: // read-only: the server became a replica
-        case 1615: // a prepared statement's table has changed
-        case 1836:
-        case 1927: // connection was killed
+        const bool isLost = isOneOf(number, {1053, 1077, 1079, 1080,       // the server shuts down
+                                             1158, 1159, 1160, 1161, 1184, // communication, on its side
+                                             1243, 1615, // it has forgotten a prepared statement
+                                             1290, 1836, // read-only: it became a replica
+                                             1927,       // the connection was killed
+                                             2048, 2055}) ||
+                            (number >= 2000 && number < 2030) || (number >= 5000 && number < 5100);
+        if (isLost)
             return Kind::Lost;
-        case 1021: // disk full
-        case 1037: // out of memory
-        case 1038:
-        case 1040: // too many connections
-        case 1041:
-        case 1114: // table full
-        case 1203:
-        case 1205: // lock wait time limit
-        case 1213: // deadlock
-        case 1317: // interrupted
-        case 1969: // statement time limit, MariaDB
-        case 3024: // statement time limit, MySQL
-            return Kind::Unavailable;
-        default:
-            return (code.number >= 2000 && code.number < 2030) || code.number == 2048 ||
-                           code.number == 2055 || (code.number >= 5000 && code.number < 5100)
-                       ? Kind::Lost
-                       : Kind::Refused;
-        }
+        const bool isUnavailable = isOneOf(number, {1021, 1114, 1037, 1038, 1041, // disk, table, memory full
+                                                    1040, 1203,                   // too many connections
+                                                    1205, 1213, 1317, // lock limit, deadlock, interrupted
+                                                    1969, 3024});     // statement limit, MariaDB and MySQL
+        return isUnavailable ? Kind::Unavailable : Kind::Refused;
     }
 
     [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
     {
-        switch (code.number) {
-        case 1267: // two sets are compared that cannot be
-        case 1270:
-        case 1271:
-        case 1366: // no value of this column's set
-        case 3854: // no conversion, MySQL
-        case 3988:
-            return DatabaseFault::Cause::Characters;
-        case 1036: // the table is read-only
-        case 1142: // no right to the table or to a column
-        case 1143:
-            return DatabaseFault::Cause::Table;
-        default:
-            return DatabaseFault::Cause::Other;
-        }
+        using Cause = DatabaseFault::Cause;
+        if (isOneOf(code.number, {1267, 1270, 1271, // sets are compared that cannot be
+                                  1366,             // no value of this column's set
+                                  3854, 3988}))     // no conversion, MySQL
+            return Cause::Characters;
+        // The table is read-only; no right to it or to a column.
+        return isOneOf(code.number, {1036, 1142, 1143}) ? Cause::Table : Cause::Other;
     }
     [[nodiscard]] QString tablesWithoutTransactionsQuery() const override
     {

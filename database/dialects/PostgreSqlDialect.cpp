@@ -39,7 +39,7 @@ public:
 
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
     {
-        return insert + " returning "_L1 + column;
+        return returningInsert(insert, column);
     }
 
     [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
@@ -48,13 +48,6 @@ public:
         // Partitions number their rows each for itself.
         return u"update %1 set %2 where (tableoid, ctid)=(select tableoid, ctid from %1 where %3 limit 1)"_s
             .arg(table, assignments, condition);
-    }
-
-    /// The UPDATE finds its row by its place. A row that another session has just changed has a new one, which a
-    /// statement sees only if it begins after that.
-    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const override
-    {
-        return u"select 1 from %1 where %2 for update"_s.arg(table, condition);
     }
 
     [[nodiscard]] QString columnsQuery() const override
@@ -69,8 +62,6 @@ public:
     }
 
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
-
-    [[nodiscard]] bool hasNamedLocks() const override { return true; }
 
     /// Locks of a session stack, so all are let go: a row that changed while it was waited for is looked at twice.
     /// "for update" reads the row as it is now, not as it was when the statement began, before the lock.

@@ -30,17 +30,14 @@ public:
         };
     }
 
-    [[nodiscard]] QString begin() const override { return u"BEGIN TRANSACTION"_s; }
-    [[nodiscard]] QString commit() const override { return u"COMMIT TRANSACTION"_s; }
-    [[nodiscard]] QString rollback() const override { return u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s; }
-    [[nodiscard]] QString savepoint(const QString &name) const override
+    [[nodiscard]] TransactionVerbs verbs() const override
     {
-        return "SAVE TRANSACTION "_L1 + name;
-    }
-    [[nodiscard]] QString releaseSavepoint(const QString &) const override { return {}; }
-    [[nodiscard]] QString rollbackToSavepoint(const QString &name) const override
-    {
-        return "ROLLBACK TRANSACTION "_L1 + name;
+        return {u"BEGIN TRANSACTION"_s,
+                u"COMMIT TRANSACTION"_s,
+                u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s,
+                u"SAVE TRANSACTION %1"_s,
+                u""_s,
+                u"ROLLBACK TRANSACTION %1"_s};
     }
 
     /// scope_identity() is this batch's own, whatever a trigger numbers;
@@ -60,7 +57,6 @@ public:
 
     [[nodiscard]] QString openTransactionsQuery() const override { return u"select @@trancount"_s; }
     [[nodiscard]] QString rowCountQuery() const override { return u"select @@rowcount"_s; }
-    [[nodiscard]] bool hasNamedLocks() const override { return true; }
 
     [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
                                                const LockedReading *reading) const override
@@ -90,39 +86,23 @@ public:
 
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {
-        switch (code.number) {
-        case 233:   // the server closed the connection
-        case 596:   // session killed
-        case 3906:  // the database became read-only
-        case 6005:  // shutdown in progress
-        case 10053: // aborted, reset or timed out on the line
-        case 10054:
-        case 10060:
-        case 20003: // FreeTDS: time limit, read, write and connection failures
-        case 20004:
-        case 20006:
-        case 20009:
-        case 20047:
+        if (isOneOf(code.number,
+                    {233, 596,            // the server closed the connection, killed the session
+                     3906,                // the database became read-only
+                     6005,                // it shuts down
+                     10053, 10054, 10060, // aborted, reset or timed out on the line
+                     20003, 20004, 20006, 20009, 20047})) // FreeTDS: time limit, connection failures
             return Kind::Lost;
-        case 701:   // no memory
-        case 1105:  // disk full
-        case 1205:  // deadlock
-        case 1222:  // lock time limit
-        case 9002:  // log full
-        case 17142: // paused
+        if (isOneOf(code.number, {701, 1105, 9002, // memory, disk, log full
+                                  1205, 1222,      // deadlock, lock time limit
+                                  17142}))         // paused
             return Kind::Unavailable;
-        default:
-            break;
-        }
-        if (code.state.isEmpty() || code.state.startsWith("08"_L1))
-            return Kind::Lost;
-        return code.state.startsWith("HYT"_L1) ? Kind::Unavailable : Kind::Refused;
+        return SqlDialect::kindOf(code);
     }
     [[nodiscard]] DatabaseFault::Cause causeOf(const SqlErrorCode &code) const override
     {
         // No right to the table, or to a column of it.
-        return code.number == 229 || code.number == 230 ? DatabaseFault::Cause::Table
-                                                        : DatabaseFault::Cause::Other;
+        return isOneOf(code.number, {229, 230}) ? DatabaseFault::Cause::Table : DatabaseFault::Cause::Other;
     }
 };
 

@@ -61,15 +61,3 @@ void DeadlineGuard::run()
         }
     }
 }
-
-DeadlineGuard::Watch::Watch(DeadlineGuard *guard, std::chrono::milliseconds limit) : m_guard(guard)
-{
-    if (m_guard)
-        m_guard->start(limit);
-}
-
-DeadlineGuard::Watch::~Watch()
-{
-    if (m_guard)
-        m_guard->stop();
-}

@@ -28,14 +28,16 @@ public:
     class Watch
     {
     public:
-        /// guard: none, and nothing is watched.
-        Watch(DeadlineGuard *guard, std::chrono::milliseconds limit);
-        ~Watch();
+        Watch(DeadlineGuard &guard, std::chrono::milliseconds limit) : m_guard(guard)
+        {
+            m_guard.start(limit);
+        }
+        ~Watch() { m_guard.stop(); }
         Watch(const Watch &) = delete;
         Watch &operator=(const Watch &) = delete;
 
     private:
-        DeadlineGuard *m_guard;
+        DeadlineGuard &m_guard;
     };
 
 private:

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "database/driver/DatabaseFault.h"
+#include "database/driver/SqlDialect.h"
 
 #include <QString>
 #include <QVariantList>
 #include <memory>
-
-class SqlDialect;
 
 /// One prepared statement of a driver. Parameters are positional question marks.
 class Statement
@@ -25,6 +23,8 @@ public:
     [[nodiscard]] virtual QStringList columnNames() const = 0;
     /// Rows that the last execute() found to change; -1 when the database did not tell.
     [[nodiscard]] virtual qint64 affectedRows() const = 0;
+    /// The identity that the driver tells of the INSERT last executed; null when it does not.
+    [[nodiscard]] virtual QVariant lastIdentity() const { return {}; }
     /// Lets go of the result, so that no lock of it remains.
     virtual void finish() noexcept = 0;
 };
@@ -45,14 +45,17 @@ public:
     [[nodiscard]] virtual bool isUsable() const = 0;
 
     [[nodiscard]] virtual std::unique_ptr<Statement> prepare(const QString &sql) = 0;
+    /// What the database system needs said its own way.
+    [[nodiscard]] virtual const SqlDialect &dialect() const = 0;
+
     /// Begins a transaction that will write.
-    virtual void begin() = 0;
-    virtual void commit() = 0;
-    virtual void rollback() noexcept = 0;
+    virtual void begin();
+    virtual void commit();
+    void rollback() noexcept;
     /// Savepoints inside a transaction, by name.
-    virtual void setSavepoint(const QString &name) = 0;
-    virtual void releaseSavepoint(const QString &name) = 0;
-    virtual void rollbackToSavepoint(const QString &name) = 0;
+    void setSavepoint(const QString &name);
+    void releaseSavepoint(const QString &name);
+    void rollbackToSavepoint(const QString &name);
     /// For the rows of large mails: what a transaction changes is written as it grows, which may keep others out
     /// for longer, and is not held in memory until its commit.
     virtual void spareMemory() {}
@@ -63,35 +66,30 @@ public:
     /// would run outside one. False where that is not known; the commit or the rollback to a savepoint tells.
     [[nodiscard]] virtual bool hasTransactionEnded() { return false; }
     /// Asks for the row count of the statement just executed, which did not tell it. Throws DatabaseFault.
-    [[nodiscard]] virtual qint64 lastRowCount()
-    {
-        throw DatabaseFault(DatabaseFault::Kind::Refused, QStringLiteral("数据库没有告知改动了多少条记录"));
-    }
+    [[nodiscard]] virtual qint64 lastRowCount();
 
     /// The INSERT as a statement that answers with the new identity as its one row, or the INSERT itself when
     /// lastIdentity() tells it afterwards.
-    [[nodiscard]] virtual QString identityInsert(const QString &insert,
-                                                 const QString &identityColumn) const = 0;
+    [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &identityColumn) const
+    {
+        return dialect().identityInsert(insert, identityColumn);
+    }
     /// Called before an INSERT whose identity lastIdentity() is to tell.
     virtual void beforeIdentity(const QString & /*table*/, const QString & /*identityColumn*/) {}
     /// The identity that the statement just executed was given; null when it was given none.
-    [[nodiscard]] virtual QVariant lastIdentity(Statement & /*insert*/, const QString & /*table*/,
+    [[nodiscard]] virtual QVariant lastIdentity(const Statement &insert, const QString & /*table*/,
                                                 const QString & /*identityColumn*/)
     {
-        return {};
-    }
-    /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
-    /// condition. Parameters of the assignments come before those of the condition.
-    [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                                   const QString &condition) const = 0;
-    /// The query to be run before it, so that nobody else changes the rows in between; "" where the UPDATE
-    /// needs none.
-    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
-    {
-        return {};
+        return insert.lastIdentity();
     }
     /// The tables in which characters that the database cannot hold were replaced, since this was last asked.
     [[nodiscard]] virtual QStringList takeReplacedTables() { return {}; }
-    /// What the database system needs said its own way; none for an embedded one.
-    [[nodiscard]] virtual const SqlDialect *dialectOfServer() const { return nullptr; }
+
+protected:
+    /// Runs a statement of ours without values. Throws DatabaseFault.
+    virtual void runPlain(const QString &sql) = 0;
+    [[nodiscard]] bool isInTransaction() const { return m_isInTransaction; }
+
+private:
+    bool m_isInTransaction = false;
 };

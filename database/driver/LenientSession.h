@@ -1,7 +1,6 @@
 #pragma once
 
 #include "database/driver/Driver.h"
-#include "database/driver/SqlDialect.h"
 
 #include <functional>
 

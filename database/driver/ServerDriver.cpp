@@ -1,9 +1,9 @@
 #include "database/driver/ServerDriver.h"
 
-#include "database/driver/ServerStatement.h"
-#include "database/driver/StatementLimit.h"
+#include "database/driver/BoundValue.h"
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -11,7 +11,39 @@ namespace
 /// What a packet holds beside the values, generously.
 constexpr qint64 packetOverheadOctets = qint64(64) * 1024;
 
+/// For the goodbyes of a connection that is closed.
+constexpr auto closingLimit = 2s;
+
 } // namespace
+
+/// A statement to a database server: its values in a form that the server takes, within its limits of time and
+/// size, and its refusals explained.
+class ServerDriver::ServerStatement final : public Statement
+{
+public:
+    /// sql: as the program wrote it. line: the prepared statement that sends what it is given.
+    ServerStatement(ServerDriver &driver, QString sql, std::unique_ptr<Statement> line)
+        : m_driver(driver), m_sql(std::move(sql)), m_line(std::move(line))
+    {
+    }
+
+    void execute(const QVariantList &values) override;
+    [[nodiscard]] bool next() override;
+    [[nodiscard]] QVariant value(int column) const override { return m_line->value(column); }
+    [[nodiscard]] QStringList columnNames() const override { return m_line->columnNames(); }
+    [[nodiscard]] qint64 affectedRows() const override { return m_findsNothing ? 0 : m_line->affectedRows(); }
+    [[nodiscard]] QVariant lastIdentity() const override { return m_line->lastIdentity(); }
+    void finish() noexcept override { m_line->finish(); }
+
+private:
+    void executeStorable(const QVariantList &values);
+    void executeInTime(const QVariantList &bound, qint64 payload);
+
+    ServerDriver &m_driver;
+    QString m_sql;
+    std::unique_ptr<Statement> m_line;
+    bool m_findsNothing = false; // a value is compared that the database cannot hold
+};
 
 ServerDriver::ServerDriver(std::unique_ptr<SqlDialect> dialect, const DatabaseLimits &limits)
     : m_dialect(std::move(dialect)),
@@ -56,6 +88,18 @@ void ServerDriver::refusePoolOfTransactions()
                             "（pool_mode=session）或直接连接数据库服务器"_s);
 }
 
+/// Null when it cannot be had.
+QVariant ServerDriver::answerOfAnotherSession(const QString &query) const
+{
+    const auto other = another();
+    try {
+        other->connect();
+        return other->plainValue(query);
+    } catch (const DatabaseFault &) {
+        return {};
+    }
+}
+
 std::unique_ptr<Statement> ServerDriver::prepare(const QString &sql)
 {
     // Looks the names up, under a time limit of its own.
@@ -64,47 +108,9 @@ std::unique_ptr<Statement> ServerDriver::prepare(const QString &sql)
     return std::make_unique<ServerStatement>(*this, sql, prepareLine(sql, spelled));
 }
 
-void ServerDriver::begin()
-{
-    runPlain(m_dialect->begin());
-    m_inTransaction = true;
-}
-
-void ServerDriver::commit()
-{
-    runPlain(m_dialect->commit());
-    m_inTransaction = false;
-}
-
-void ServerDriver::rollback() noexcept
-{
-    m_inTransaction = false;
-    try {
-        runPlain(m_dialect->rollback());
-    } catch (const DatabaseFault &) {
-        // A transaction that cannot be rolled back is gone with its connection.
-    }
-}
-
-void ServerDriver::setSavepoint(const QString &name)
-{
-    runPlain(m_dialect->savepoint(name));
-}
-
-void ServerDriver::releaseSavepoint(const QString &name)
-{
-    if (const QString sql = m_dialect->releaseSavepoint(name); !sql.isEmpty())
-        runPlain(sql);
-}
-
-void ServerDriver::rollbackToSavepoint(const QString &name)
-{
-    runPlain(m_dialect->rollbackToSavepoint(name));
-}
-
 void ServerDriver::closing() noexcept
 {
-    m_closing.emplace(&m_guard, closingLimit);
+    m_closing.emplace(m_guard, closingLimit);
     m_questions.clear();
 }
 
@@ -125,25 +131,14 @@ qint64 ServerDriver::lastRowCount()
                                                 : answer(m_dialect->rowCountQuery()).toLongLong();
 }
 
-QString ServerDriver::identityInsert(const QString &insert, const QString &identityColumn) const
-{
-    return m_dialect->identityInsert(insert, identityColumn);
-}
-
-QString ServerDriver::lockOfRows(const QString &table, const QString &condition) const
-{
-    return m_dialect->lockOfRows(table, condition);
-}
-
-QString ServerDriver::updateOfFirstRow(const QString &table, const QString &assignments,
-                                       const QString &condition) const
-{
-    return m_dialect->updateOfFirstRow(table, assignments, condition);
-}
-
+/// The server ends a slow statement by itself, with an error that leaves the connection alive; this strikes only when
+/// it does not. Large values get the time that the slowest line worth having needs for them.
 DeadlineGuard::Watch ServerDriver::watch(qint64 payloadOctets)
 {
-    return {&m_guard, statementLimit(m_limits, payloadOctets)};
+    constexpr auto serverAdvance = 2s;
+    constexpr qint64 slowestLineOctetsPerSecond = qint64(128) * 1024;
+    const std::chrono::seconds line(payloadOctets / slowestLineOctetsPerSecond);
+    return {m_guard, m_limits.statement + serverAdvance + line};
 }
 
 QVariant ServerDriver::answer(const QString &question, const QVariantList &values)
@@ -197,4 +192,67 @@ QList<NameResolver::Column> ServerDriver::columnsOf(const QString &lowerCaseTabl
                     statement->value(2).toInt(), statement->value(3).toString()};
     statement->finish();
     return columns;
+}
+
+void ServerDriver::ServerStatement::execute(const QVariantList &values)
+{
+    const qint64 payload = payloadOctets(values);
+    if (m_driver.m_maximumPayload > 0 && payload > m_driver.m_maximumPayload)
+        // The server would cut the connection.
+        throw DatabaseFault(DatabaseFault::Kind::Refused,
+                            u"要写入的内容超过数据库服务器允许的 %1 字节"_s.arg(m_driver.m_maximumPayload));
+    try {
+        executeStorable(values);
+    } catch (const DatabaseFault &fault) {
+        m_line->finish();
+        if (fault.kind() != DatabaseFault::Kind::Refused)
+            throw;
+        throw withColumnsTooShort(fault, m_driver.m_names.storedParameters(m_sql), values);
+    }
+}
+
+bool ServerDriver::ServerStatement::next()
+{
+    if (m_findsNothing)
+        return false;
+    const auto limit = m_driver.watch(0);
+    return m_line->next();
+}
+
+void ServerDriver::ServerStatement::executeStorable(const QVariantList &values)
+{
+    QVariantList bound;
+    for (const QVariant &value : values)
+        bound += boundValue(value, m_driver.replacementForNul());
+    const qint64 payload = payloadOctets(values);
+    m_findsNothing = !m_driver.m_texts.fit(m_sql, bound);
+    while (!m_findsNothing) {
+        try {
+            executeInTime(bound, payload);
+            return;
+        } catch (const DatabaseFault &refusal) {
+            if (refusal.cause() != DatabaseFault::Cause::Characters)
+                throw;
+            m_line->finish();
+            const auto remedy = m_driver.m_texts.fitRefused(m_sql, bound, refusal);
+            // Some servers have ended the transaction with the refusal; then the row's next try goes well.
+            if (remedy == StorableTexts::Remedy::None ||
+                (m_driver.isInTransaction() && m_driver.m_dialect->faultEndsTransaction()))
+                throw;
+            m_findsNothing = remedy == StorableTexts::Remedy::FindsNothing;
+        }
+    }
+}
+
+void ServerDriver::ServerStatement::executeInTime(const QVariantList &bound, qint64 payload)
+{
+    const auto execute = [&] {
+        const auto limit = m_driver.watch(payload);
+        m_line->execute(bound);
+    };
+    if (!m_driver.m_lenient.concerns(m_sql))
+        execute();
+    else if (m_driver.m_lenient.run(m_sql, m_driver.isInTransaction(), execute) ==
+             LenientSession::Stored::WithOtherCharacters)
+        m_driver.m_texts.noteReplaced(m_sql);
 }

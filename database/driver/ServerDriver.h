@@ -23,24 +23,13 @@ public:
     /// A server that is gone is noticed by the statement that fails.
     [[nodiscard]] bool isUsable() const final { return true; }
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) final;
-    void begin() final;
-    void commit() final;
-    void rollback() noexcept final;
-    void setSavepoint(const QString &name) final;
-    void releaseSavepoint(const QString &name) final;
-    void rollbackToSavepoint(const QString &name) final;
     void closing() noexcept override;
     [[nodiscard]] QStringList takeReplacedTables() final { return m_texts.takeReplacedTables(); }
     [[nodiscard]] bool hasTransactionEnded() final;
     [[nodiscard]] qint64 lastRowCount() final;
-    [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
-    [[nodiscard]] QString lockOfRows(const QString &table, const QString &condition) const final;
-    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                           const QString &condition) const final;
-    [[nodiscard]] const SqlDialect *dialectOfServer() const final { return m_dialect.get(); }
+    [[nodiscard]] const SqlDialect &dialect() const final { return *m_dialect; }
 
 protected:
-    [[nodiscard]] const SqlDialect &dialect() const { return *m_dialect; }
     void setDialect(std::unique_ptr<SqlDialect> dialect) { m_dialect = std::move(dialect); }
     [[nodiscard]] const DatabaseLimits &limits() const { return m_limits; }
     [[nodiscard]] DeadlineGuard &guard() { return m_guard; }
@@ -55,8 +44,8 @@ protected:
     [[nodiscard]] virtual QString serverVersion() = 0;
     /// Throws DatabaseFault when the session, set up as far as the server let us, is not fit for use.
     virtual void checkSession() {}
-    /// What another session with the same target answers; null when it cannot be had.
-    [[nodiscard]] virtual QVariant answerOfAnotherSession(const QString &query) = 0;
+    /// The same target once more, not yet connected; none where nobody lends sessions.
+    [[nodiscard]] virtual std::unique_ptr<ServerDriver> another() const { return nullptr; }
     /// False when the session of this number is certainly not lent by a pool.
     [[nodiscard]] virtual bool mayBePooled(int /*sessionNumber*/) const { return true; }
     /// Runs a statement of ours without values, as runPlain() does, but with no time limit.
@@ -70,8 +59,7 @@ protected:
     [[nodiscard]] virtual QList<QVariantList> plainRows(const QString &sql, int columns) = 0;
     /// What a text's NUL becomes; a null QChar where NUL can be stored.
     [[nodiscard]] virtual QChar replacementForNul() const { return m_dialect->replacementForNul(); }
-    /// Runs a statement of ours without values. Throws DatabaseFault.
-    void runPlain(const QString &sql);
+    void runPlain(const QString &sql) final;
     /// The one value of a query that is not prepared; null for none.
     [[nodiscard]] QVariant plainValue(const QString &sql);
     /// For the destructor of a driver whose statements need it.
@@ -80,9 +68,10 @@ protected:
     [[nodiscard]] QVariant answer(const QString &question, const QVariantList &values = {});
 
 private:
-    friend class ServerStatement;
+    class ServerStatement;
 
     void refusePoolOfTransactions();
+    [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) const;
 
     [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
@@ -96,5 +85,4 @@ private:
     std::unordered_map<QString, std::unique_ptr<Statement>> m_questions; // of our own, by text
     LenientSession m_lenient;
     qint64 m_maximumPayload = 0; // 0: no limit known
-    bool m_inTransaction = false;
 };

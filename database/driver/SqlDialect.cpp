@@ -19,21 +19,6 @@ void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limi
     }
 }
 
-QString SqlDialect::savepoint(const QString &name) const
-{
-    return "SAVEPOINT "_L1 + name;
-}
-
-QString SqlDialect::releaseSavepoint(const QString &name) const
-{
-    return "RELEASE SAVEPOINT "_L1 + name;
-}
-
-QString SqlDialect::rollbackToSavepoint(const QString &name) const
-{
-    return "ROLLBACK TO SAVEPOINT "_L1 + name;
-}
-
 QString SqlDialect::identityInsert(const QString &insert, const QString &) const
 {
     return insert;
@@ -42,4 +27,23 @@ QString SqlDialect::identityInsert(const QString &insert, const QString &) const
 QString SqlDialect::quotedName(const QString &name) const
 {
     return u'"' + QString(name).replace(u'"', R"("")"_L1) + u'"';
+}
+
+QString SqlDialect::updateOfFirstRow(const QString &table, const QString &assignments,
+                                     const QString &condition) const
+{
+    return u"update %1 set %2 where %3"_s.arg(table, assignments, condition);
+}
+
+DatabaseFault::Kind SqlDialect::kindOf(const SqlErrorCode &code) const
+{
+    using Kind = DatabaseFault::Kind;
+    if (code.state.isEmpty() || code.state.startsWith("08"_L1))
+        return Kind::Lost;
+    return code.state.startsWith("HYT"_L1) ? Kind::Unavailable : Kind::Refused;
+}
+
+QString SqlDialect::returningInsert(const QString &insert, const QString &column)
+{
+    return insert + " returning "_L1 + column;
 }

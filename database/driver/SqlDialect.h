@@ -5,7 +5,7 @@
 #include "database/driver/LockedReading.h"
 
 #include <QStringList>
-#include <QVariantList>
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -15,7 +15,18 @@ struct SqlErrorCode {
     int number = 0; ///< 0 when the driver tells none
 };
 
-/// What one database system needs said its own way in SQL, whichever driver reaches it.
+/// What begins and ends a transaction. %1: a savepoint's name.
+struct TransactionVerbs {
+    QString begin = QStringLiteral("BEGIN");
+    QString commit = QStringLiteral("COMMIT");
+    QString rollback = QStringLiteral("ROLLBACK");
+    QString savepoint = QStringLiteral("SAVEPOINT %1");
+    QString release = QStringLiteral("RELEASE SAVEPOINT %1"); ///< "" where savepoints need none
+    QString rollbackTo = QStringLiteral("ROLLBACK TO SAVEPOINT %1");
+};
+
+/// What one database system needs said its own way in SQL, whichever driver reaches it. As it stands here: a system we
+/// know nothing of but that it speaks SQL, and which tells no identity.
 class SqlDialect
 {
 public:
@@ -46,13 +57,7 @@ public:
     /// The query for the number of the server's own session; "" where nobody lends sessions by the transaction.
     [[nodiscard]] virtual QString sessionNumberQuery() const { return {}; }
 
-    [[nodiscard]] virtual QString begin() const { return QStringLiteral("BEGIN"); }
-    [[nodiscard]] virtual QString commit() const { return QStringLiteral("COMMIT"); }
-    [[nodiscard]] virtual QString rollback() const { return QStringLiteral("ROLLBACK"); }
-    [[nodiscard]] virtual QString savepoint(const QString &name) const;
-    /// "" where savepoints need no release.
-    [[nodiscard]] virtual QString releaseSavepoint(const QString &name) const;
-    [[nodiscard]] virtual QString rollbackToSavepoint(const QString &name) const;
+    [[nodiscard]] virtual TransactionVerbs verbs() const { return {}; }
 
     /// The insert as a statement that answers with the new identity as its one row; the insert itself when
     /// identityQuery() tells it afterwards, or nothing does.
@@ -61,15 +66,11 @@ public:
     /// The query that answers 1 where an INSERT of this server can end with "returning" all the same: some drivers
     /// do not give its answer. "" where that is never so.
     [[nodiscard]] virtual QString returningInsertProbe() const { return {}; }
+    /// The UPDATE that changes only the first row, in the database's own order, of several that meet the
+    /// condition. Parameters of the assignments come before those of the condition.
     [[nodiscard]] virtual QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                                   const QString &condition) const = 0;
+                                                   const QString &condition) const;
 
-    /// The query that keeps others from changing the rows until the transaction's end; "" where the UPDATE of the
-    /// first one holds without.
-    [[nodiscard]] virtual QString lockOfRows(const QString & /*table*/, const QString & /*condition*/) const
-    {
-        return {};
-    }
     /// The query for the number of open transactions; "" where a fault leaves the transaction standing
     /// until its end, or the rollback to a savepoint fails after one that does not.
     [[nodiscard]] virtual QString openTransactionsQuery() const { return {}; }
@@ -107,7 +108,7 @@ public:
         QString sql;
         QVariantList values;
     };
-    [[nodiscard]] virtual bool hasNamedLocks() const { return false; }
+    [[nodiscard]] bool hasNamedLocks() const { return !releaseNamedLock({}).sql.isEmpty(); }
     /// The query that lets one lock go, takes another without waiting, and answers with a row of two columns: the
     /// value read (null without a reading) and 1 when the lock is held. The reading sees what was committed before
     /// the lock was taken.
@@ -119,7 +120,7 @@ public:
     }
     [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
 
-    [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const = 0;
+    [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const;
     /// Of a refusal, as far as the code tells it.
     [[nodiscard]] virtual DatabaseFault::Cause causeOf(const SqlErrorCode & /*code*/) const
     {
@@ -134,4 +135,11 @@ public:
     [[nodiscard]] virtual QString encodingQuery() const { return {}; }
     /// The query for a text, its parameter, as a column's character set would hold it.
     [[nodiscard]] virtual QString replacedTextQuery(const QString & /*characterSet*/) const { return {}; }
+
+protected:
+    [[nodiscard]] static bool isOneOf(int number, std::initializer_list<int> numbers)
+    {
+        return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+    }
+    [[nodiscard]] static QString returningInsert(const QString &insert, const QString &column);
 };

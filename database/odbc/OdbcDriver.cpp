@@ -4,7 +4,6 @@
 #include "database/odbc/OdbcStatement.h"
 #include "database/odbc/OpenSockets.h"
 
-#include <QScopeGuard>
 #include <QTemporaryFile>
 #include <array>
 
@@ -31,7 +30,7 @@ std::unique_ptr<SqlDialect> dialectOf(OdbcFamily family)
     case OdbcFamily::Other:
         break;
     }
-    return standardSqlDialect();
+    return std::make_unique<SqlDialect>();
 }
 
 /// FreeTDS verifies a certificate only where its settings file says so. While this lives it reads one that does, for
@@ -89,8 +88,8 @@ void OdbcDriver::connect()
 {
     if (m_connection.isNull())
         throw DatabaseFault(DatabaseFault::Kind::Lost, u"ODBC 驱动管理器不可用"_s);
-    const auto limit = m_target.limits.connect.count();
-    SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limit), SQL_IS_UINTEGER);
+    SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limits().connect.count()),
+                       SQL_IS_UINTEGER);
     std::optional<VerifyingFreeTds> verifying;
     if (m_target.freeTdsVerifies)
         verifying.emplace();
@@ -103,11 +102,6 @@ void OdbcDriver::connect()
                             u"无法连接 ODBC 数据库："_s + m_connection.diagnosis().text);
     m_isConnected = true;
     guard().setSockets(OpenSockets::now().since(before));
-    recogniseServer();
-}
-
-void OdbcDriver::recogniseServer()
-{
     if (!m_target.dialect)
         setDialect(dialectOf(odbcFamily(information(SQL_DBMS_NAME))));
 }
@@ -130,36 +124,20 @@ void OdbcDriver::checkSession()
                       plainValue(dialect().returningInsertProbe()).toInt() == 1;
 }
 
-QVariant OdbcDriver::answerOfAnotherSession(const QString &query)
+std::unique_ptr<ServerDriver> OdbcDriver::another() const
 {
-    const OdbcHandle other(SQL_HANDLE_DBC, m_environment.get());
-    SQLSetConnectAttrW(other.get(), SQL_ATTR_LOGIN_TIMEOUT, attribute(limits().connect.count()),
-                       SQL_IS_UINTEGER);
-    if (!SQL_SUCCEEDED(SQLDriverConnectW(other.get(), nullptr, odbcText(m_target.text),
-                                         static_cast<SQLSMALLINT>(m_target.text.size()), nullptr, 0, nullptr,
-                                         SQL_DRIVER_NOPROMPT)))
-        return {};
-    const auto leave = qScopeGuard([&other] { SQLDisconnect(other.get()); });
-    const OdbcHandle question(SQL_HANDLE_STMT, other.get());
-    SQLBIGINT answer = 0;
-    SQLLEN length = 0;
-    const bool isAnswered =
-        SQL_SUCCEEDED(
-            SQLExecDirectW(question.get(), odbcText(query), static_cast<SQLINTEGER>(query.size()))) &&
-        SQL_SUCCEEDED(SQLFetch(question.get())) &&
-        SQL_SUCCEEDED(SQLGetData(question.get(), 1, SQL_C_SBIGINT, &answer, sizeof answer, &length));
-    return isAnswered ? QVariant(qlonglong(answer)) : QVariant();
+    return std::make_unique<OdbcDriver>(m_target);
 }
 
 std::unique_ptr<Statement> OdbcDriver::prepareLine(const QString &sql, const QString &spelled)
 {
-    return std::make_unique<OdbcStatement>(*this, sql, spelled);
+    return std::make_unique<OdbcStatement>(line(), dialect(), sql, spelled);
 }
 
 QString OdbcDriver::identityInsert(const QString &insert, const QString &identityColumn) const
 {
     return m_insertsReturn ? insert + " returning "_L1 + identityColumn
-                           : ServerDriver::identityInsert(insert, identityColumn);
+                           : Driver::identityInsert(insert, identityColumn);
 }
 
 void OdbcDriver::beforeIdentity(const QString &table, const QString &identityColumn)
@@ -172,7 +150,7 @@ void OdbcDriver::beforeIdentity(const QString &table, const QString &identityCol
 
 /// Where the system has no way of its own that we know: numbers grow, so a single row that has come since is
 /// ours, which this transaction sees in any case. Of several nobody can tell which.
-QVariant OdbcDriver::lastIdentity(Statement &, const QString &table, const QString &identityColumn)
+QVariant OdbcDriver::lastIdentity(const Statement &, const QString &table, const QString &identityColumn)
 {
     if (!dialect().identityQuery().isEmpty())
         return answer(dialect().identityQuery());
@@ -234,7 +212,7 @@ bool OdbcDriver::isDead() const
 
 QList<QVariantList> OdbcDriver::plainRows(const QString &sql, int columns)
 {
-    OdbcStatement statement(*this, sql, sql);
+    OdbcStatement statement(line(), dialect(), sql, sql);
     statement.execute({});
     QList<QVariantList> rows;
     while (statement.next()) {

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "database/driver/ServerDriver.h"
-#include "database/odbc/OdbcHandle.h"
+#include "database/odbc/OdbcLine.h"
 #include "database/odbc/OdbcTarget.h"
 
 /// Any database behind an ODBC driver, through the ODBC C API. SQL Server, PostgreSQL and MariaDB or MySQL
 /// are known by what the driver says it is connected to, unless the connection string names the dialect; another
 /// system gets plain SQL.
-class OdbcDriver final : public ServerDriver
+class OdbcDriver final : public ServerDriver, private OdbcLine
 {
 public:
     explicit OdbcDriver(OdbcTarget target);
@@ -15,23 +15,14 @@ public:
 
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &identityColumn) const override;
     void beforeIdentity(const QString &table, const QString &identityColumn) override;
-    [[nodiscard]] QVariant lastIdentity(Statement &insert, const QString &table,
+    [[nodiscard]] QVariant lastIdentity(const Statement &insert, const QString &table,
                                         const QString &identityColumn) override;
-
-    // For its statements.
-    using ServerDriver::dialect;
-    /// MariaDB's driver would wait for a result that never comes; PostgreSQL's keeps what it has until then.
-    [[nodiscard]] bool closesAfterRefusal() const { return m_target.family != OdbcFamily::MariaDb; }
-    /// Throws DatabaseFault (Lost) when the connection has none to give.
-    [[nodiscard]] OdbcHandle newStatementHandle() const;
-    /// What a failed call on a statement or connection means. what: the statement's text.
-    [[nodiscard]] DatabaseFault fault(const QString &what, const OdbcHandle &handle) const;
 
 protected:
     void connect() override;
     [[nodiscard]] QString serverVersion() override;
     void checkSession() override;
-    [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) override;
+    [[nodiscard]] std::unique_ptr<ServerDriver> another() const override;
     void execPlain(const QString &sql) override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) override;
@@ -39,7 +30,9 @@ protected:
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
 private:
-    void recogniseServer();
+    [[nodiscard]] OdbcHandle newStatementHandle() const override;
+    [[nodiscard]] DatabaseFault fault(const QString &what, const OdbcHandle &handle) const override;
+    [[nodiscard]] bool closesAfterRefusal() const override { return m_target.family != OdbcFamily::MariaDb; }
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
     [[nodiscard]] bool isDead() const;
 

@@ -3,7 +3,6 @@
 #include <QRegularExpression>
 #include <QStringList>
 #include <array>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -15,16 +14,10 @@ OdbcHandle::OdbcHandle(SQLSMALLINT type, SQLHANDLE parent) : m_type(type)
         SQLSetEnvAttr(m_handle, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
 }
 
-OdbcHandle::OdbcHandle(OdbcHandle &&other) noexcept
-    : m_type(other.m_type), m_handle(std::exchange(other.m_handle, nullptr))
+OdbcHandle::~OdbcHandle()
 {
-}
-
-OdbcHandle &OdbcHandle::operator=(OdbcHandle &&other) noexcept
-{
-    std::swap(m_type, other.m_type);
-    std::swap(m_handle, other.m_handle);
-    return *this;
+    if (m_handle != nullptr)
+        SQLFreeHandle(m_type, m_handle);
 }
 
 OdbcHandle::Diagnosis OdbcHandle::diagnosis() const
@@ -49,11 +42,4 @@ OdbcHandle::Diagnosis OdbcHandle::diagnosis() const
     texts.removeDuplicates();
     diagnosis.text = texts.join(u' ');
     return diagnosis;
-}
-
-void OdbcHandle::free()
-{
-    if (m_handle != nullptr)
-        SQLFreeHandle(m_type, m_handle);
-    m_handle = nullptr;
 }

@@ -6,19 +6,22 @@
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
+#include <utility>
 
 /// A handle of the ODBC C API, freed at the end of its life.
 class OdbcHandle
 {
 public:
-    OdbcHandle() = default;
     /// parent: none for an environment. Null when there is none to be had, as on a lost connection.
     OdbcHandle(SQLSMALLINT type, SQLHANDLE parent);
-    ~OdbcHandle() { free(); }
+    ~OdbcHandle();
     OdbcHandle(const OdbcHandle &) = delete;
     OdbcHandle &operator=(const OdbcHandle &) = delete;
-    OdbcHandle(OdbcHandle &&other) noexcept;
-    OdbcHandle &operator=(OdbcHandle &&other) noexcept;
+    OdbcHandle(OdbcHandle &&other) noexcept
+        : m_type(other.m_type), m_handle(std::exchange(other.m_handle, nullptr))
+    {
+    }
+    OdbcHandle &operator=(OdbcHandle &&) = delete;
 
     [[nodiscard]] SQLHANDLE get() const { return m_handle; }
     [[nodiscard]] bool isNull() const { return m_handle == nullptr; }
@@ -31,8 +34,6 @@ public:
     [[nodiscard]] Diagnosis diagnosis() const;
 
 private:
-    void free();
-
     SQLSMALLINT m_type = 0;
     SQLHANDLE m_handle = nullptr;
 };

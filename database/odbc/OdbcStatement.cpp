@@ -1,7 +1,6 @@
 #include "database/odbc/OdbcStatement.h"
 
 #include "database/driver/BoundValue.h"
-#include "database/odbc/OdbcDriver.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -30,8 +29,9 @@ QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
 
 } // namespace
 
-OdbcStatement::OdbcStatement(OdbcDriver &driver, QString sql, const QString &spelled)
-    : m_driver(driver), m_sql(std::move(sql)), m_handle(driver.newStatementHandle())
+OdbcStatement::OdbcStatement(const OdbcLine &line, const SqlDialect &dialect, QString sql,
+                             const QString &spelled)
+    : m_line(line), m_dialect(dialect), m_sql(std::move(sql)), m_handle(line.newStatementHandle())
 {
     check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
 }
@@ -50,7 +50,7 @@ void OdbcStatement::execute(const QVariantList &values)
         check(result);
     m_isOpen = true;
     findResult();
-    if (result == SQL_NO_DATA && m_driver.dialect().rowCountQuery().isEmpty())
+    if (result == SQL_NO_DATA && m_dialect.rowCountQuery().isEmpty())
         m_affectedRows = qMax<qint64>(0, m_affectedRows);
 }
 
@@ -75,7 +75,7 @@ void OdbcStatement::set(SQLUSMALLINT position, const QVariant &value, Parameter 
     default:
         if (isNullValue(value) && parameter.kind != Kind::None) {
             // A null of any kind leaves the parameter as it is.
-        } else if (m_driver.dialect().odbcSpeaksUtf8()) {
+        } else if (m_dialect.odbcSpeaksUtf8()) {
             setOctets(position, value.toString().toUtf8(), true, parameter);
         } else {
             const QString text = value.toString();
@@ -116,45 +116,36 @@ void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
 {
     if (parameter.kind == kind)
         return;
-    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
-    SQLSMALLINT cType = SQL_C_BINARY;
-    SQLSMALLINT sqlType = SQL_VARBINARY;
-    auto columnSize = SQLULEN(shortOctets);
-    void *data = parameter.octets.data();
+    void *data = kind == Kind::Number     ? static_cast<void *>(&parameter.number)
+                 : kind == Kind::Fraction ? static_cast<void *>(&parameter.fraction)
+                                          : parameter.octets.data();
+    const Form form = formOf(kind, SQLULEN(parameter.octets.size()));
+    check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, form.cType, form.sqlType,
+                           form.columnSize, 0, data, parameter.octets.size(), &parameter.length));
+    parameter.kind = kind;
+}
+
+OdbcStatement::Form OdbcStatement::formOf(Kind kind, SQLULEN octets) const
+{
+    const bool isUtf8 = m_dialect.odbcSpeaksUtf8();
     switch (kind) {
     case Kind::Number:
-        cType = SQL_C_SBIGINT;
-        sqlType = SQL_BIGINT;
-        columnSize = 20;
-        data = &parameter.number;
-        break;
+        return {SQL_C_SBIGINT, SQL_BIGINT, 20};
     case Kind::Fraction:
-        cType = SQL_C_DOUBLE;
-        sqlType = SQL_DOUBLE;
-        columnSize = 15;
-        data = &parameter.fraction;
-        break;
+        return {SQL_C_DOUBLE, SQL_DOUBLE, 15};
     case Kind::Text:
-        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
-        sqlType = isUtf8 ? SQL_VARCHAR : SQL_WVARCHAR;
-        columnSize = isUtf8 ? SQLULEN(shortOctets) : SQLULEN(shortTextUnits);
-        break;
+        return isUtf8 ? Form{SQL_C_CHAR, SQL_VARCHAR, shortOctets}
+                      : Form{SQL_C_WCHAR, SQL_WVARCHAR, shortTextUnits};
     case Kind::LongText:
-        cType = isUtf8 ? SQL_C_CHAR : SQL_C_WCHAR;
-        sqlType = isUtf8 ? SQL_LONGVARCHAR : SQL_WLONGVARCHAR;
-        columnSize = SQLULEN(parameter.octets.size()) / (isUtf8 ? 1 : sizeof(SQLWCHAR));
-        break;
+        return isUtf8 ? Form{SQL_C_CHAR, SQL_LONGVARCHAR, octets}
+                      : Form{SQL_C_WCHAR, SQL_WLONGVARCHAR, octets / sizeof(SQLWCHAR)};
     case Kind::LongBytes:
-        sqlType = SQL_LONGVARBINARY;
-        columnSize = SQLULEN(parameter.octets.size());
-        break;
+        return {SQL_C_BINARY, SQL_LONGVARBINARY, octets};
     case Kind::Bytes:
     case Kind::None:
         break;
     }
-    check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, cType, sqlType, columnSize, 0, data,
-                           parameter.octets.size(), &parameter.length));
-    parameter.kind = kind;
+    return {SQL_C_BINARY, SQL_VARBINARY, shortOctets};
 }
 
 /// Steps over the counts that a statement and its triggers leave behind, to the first result with columns or
@@ -261,7 +252,7 @@ QVariant OdbcStatement::fetched(SQLUSMALLINT column, SQLSMALLINT type)
 
 QVariant OdbcStatement::fetchedText(SQLUSMALLINT column)
 {
-    const bool isUtf8 = m_driver.dialect().odbcSpeaksUtf8();
+    const bool isUtf8 = m_dialect.odbcSpeaksUtf8();
     // Each piece of a text ends with a NUL that is not part of it.
     const auto octets = isUtf8 ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
                                : fetchedOctets(column, SQL_C_WCHAR, sizeof(SQLWCHAR));
@@ -311,7 +302,7 @@ std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLS
 
 void OdbcStatement::finish() noexcept
 {
-    if (m_isOpen || m_driver.closesAfterRefusal())
+    if (m_isOpen || m_line.closesAfterRefusal())
         SQLFreeStmt(m_handle.get(), SQL_CLOSE);
     m_isOpen = false;
     m_hasResult = false;
@@ -320,5 +311,5 @@ void OdbcStatement::finish() noexcept
 void OdbcStatement::check(SQLRETURN result)
 {
     if (!SQL_SUCCEEDED(result))
-        throw m_driver.fault(m_sql, m_handle);
+        throw m_line.fault(m_sql, m_handle);
 }

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "database/driver/Driver.h"
-#include "database/odbc/OdbcHandle.h"
+#include "database/odbc/OdbcLine.h"
 
 #include <optional>
 #include <vector>
-
-class OdbcDriver;
 
 /// A statement on the ODBC C API, prepared once. It takes values as boundValue() makes them. Texts go out as UTF-16
 /// or UTF-8 with lengths of our own and come back whole, whatever their length.
@@ -14,7 +12,7 @@ class OdbcStatement final : public Statement
 {
 public:
     /// spelled: the statement in the server's own spelling. Throws DatabaseFault when the driver refuses it.
-    OdbcStatement(OdbcDriver &driver, QString sql, const QString &spelled);
+    OdbcStatement(const OdbcLine &line, const SqlDialect &dialect, QString sql, const QString &spelled);
     ~OdbcStatement() override;
 
     void execute(const QVariantList &values) override;
@@ -36,9 +34,17 @@ private:
         SQLLEN length = 0;
     };
 
+    /// How a kind of value goes to the driver.
+    struct Form {
+        SQLSMALLINT cType;
+        SQLSMALLINT sqlType;
+        SQLULEN columnSize;
+    };
+
     void set(SQLUSMALLINT position, const QVariant &value, Parameter &parameter);
     void setOctets(SQLUSMALLINT position, const QByteArray &octets, bool isText, Parameter &parameter);
     void bind(SQLUSMALLINT position, Kind kind, Parameter &parameter);
+    [[nodiscard]] Form formOf(Kind kind, SQLULEN octets) const;
     void findResult();
     void describeColumns(SQLSMALLINT count);
     [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);
@@ -50,7 +56,8 @@ private:
                                                           size_t endOctets);
     void check(SQLRETURN result);
 
-    OdbcDriver &m_driver;
+    const OdbcLine &m_line;
+    const SqlDialect &m_dialect;
     QString m_sql; // as the program wrote it
     OdbcHandle m_handle;
     std::vector<Parameter> m_parameters; // as many as the statement has, never moved

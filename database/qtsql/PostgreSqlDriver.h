@@ -12,6 +12,10 @@ protected:
     void configure(QSqlDatabase &database) const override;
     [[nodiscard]] int socket(const QSqlDatabase &database) const override;
     void checkSession() override;
+    [[nodiscard]] std::unique_ptr<ServerDriver> another() const override
+    {
+        return std::make_unique<PostgreSqlDriver>(target());
+    }
     [[nodiscard]] bool mayBePooled(int sessionNumber) const override;
     [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;

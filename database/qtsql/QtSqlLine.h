@@ -4,6 +4,7 @@
 
 #include <QSqlDatabase>
 #include <QSqlError>
+#include <chrono>
 
 /// A connection of QtSql's, and what its errors mean.
 class QtSqlLine
@@ -21,7 +22,7 @@ public:
     /// False when a query's whole result is taken at once, so that only its execution waits for the database.
     [[nodiscard]] virtual bool readsRowByRow() const { return true; }
     /// A statement that is no query has been executed, and took this long.
-    virtual void hasWritten(qint64 /*nanoseconds*/) {}
+    virtual void hasWritten(std::chrono::nanoseconds /*duration*/) {}
 
 protected:
     [[nodiscard]] QtSqlLine &line() { return *this; }

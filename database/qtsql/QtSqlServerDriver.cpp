@@ -1,7 +1,6 @@
 #include "database/qtsql/QtSqlServerDriver.h"
 
 #include "database/driver/BoundValue.h"
-#include "database/driver/ServerStatement.h"
 #include "database/qtsql/QtSqlStatement.h"
 
 #include <QSqlField>
@@ -79,31 +78,9 @@ QString QtSqlServerDriver::serverVersion()
     return rows.isEmpty() ? QString() : rows[0][0].toString();
 }
 
-QVariant QtSqlServerDriver::answerOfAnotherSession(const QString &query)
-{
-    const QString name = database().connectionName() + "-other"_L1;
-    QVariant answer;
-    {
-        QSqlDatabase other = QSqlDatabase::cloneDatabase(database(), name);
-        if (other.open()) {
-            QSqlQuery question(other);
-            if (question.exec(query) && question.next())
-                answer = question.value(0);
-        }
-    }
-    QSqlDatabase::removeDatabase(name);
-    return answer;
-}
-
 std::unique_ptr<Statement> QtSqlServerDriver::prepareLine(const QString &sql, const QString &spelled)
 {
     return std::make_unique<QtSqlServerStatement>(line(), sql, spelled);
-}
-
-QVariant QtSqlServerDriver::lastIdentity(Statement &insert, const QString &, const QString &)
-{
-    const auto &line = static_cast<const ServerStatement &>(insert).line();
-    return static_cast<const QtSqlStatement &>(line).lastInsertId();
 }
 
 DatabaseFault QtSqlServerDriver::fault(const QString &what, const QSqlError &error) const

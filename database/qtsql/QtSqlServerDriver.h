@@ -11,14 +11,10 @@ public:
     QtSqlServerDriver(const QString &qtDriver, ServerTarget target, std::unique_ptr<SqlDialect> dialect);
     ~QtSqlServerDriver() override;
 
-    [[nodiscard]] QVariant lastIdentity(Statement &insert, const QString &table,
-                                        const QString &identityColumn) override;
-
 protected:
     [[nodiscard]] const ServerTarget &target() const { return m_target; }
     void connect() final;
     [[nodiscard]] QString serverVersion() final;
-    [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) final;
     void execPlain(const QString &sql) final { exec(sql); }
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) final;

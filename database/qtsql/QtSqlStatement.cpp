@@ -2,7 +2,6 @@
 
 #include "database/driver/BoundValue.h"
 
-#include <QElapsedTimer>
 #include <QSqlRecord>
 #include <utility>
 
@@ -33,15 +32,14 @@ void QtSqlStatement::execute(const QVariantList &values)
     for (qsizetype i = 0; i < values.size(); ++i)
         m_query.bindValue(static_cast<int>(i), values[i]);
     m_holdsMuch = payloadOctets(values) > muchOctets;
-    QElapsedTimer timer;
-    timer.start();
+    const auto began = std::chrono::steady_clock::now();
     if (!m_query.exec()) {
         const QSqlError error = m_query.lastError();
         m_query.finish();
         throw m_line.fault(m_sql, error);
     }
     if (!m_isQuery)
-        m_line.hasWritten(timer.nsecsElapsed());
+        m_line.hasWritten(std::chrono::steady_clock::now() - began);
 }
 
 void QtSqlStatement::finish() noexcept

@@ -18,9 +18,8 @@ public:
     [[nodiscard]] QVariant value(int column) const override { return m_query.value(column); }
     [[nodiscard]] QStringList columnNames() const override;
     [[nodiscard]] qint64 affectedRows() const override { return m_query.numRowsAffected(); }
+    [[nodiscard]] QVariant lastIdentity() const override { return m_query.lastInsertId(); }
     void finish() noexcept override;
-
-    [[nodiscard]] QVariant lastInsertId() const { return m_query.lastInsertId(); }
 
 protected:
     [[nodiscard]] const QSqlQuery &query() const { return m_query; }

@@ -1,24 +1,26 @@
 #include "database/qtsql/SqliteDriver.h"
 
+#include "database/dialects/SqlDialects.h"
 #include "database/driver/BoundValue.h"
 #include "database/qtsql/QtSqlStatement.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QThread>
 #include <QUrl>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace
 {
 
 /// Without a write-ahead log a commit keeps all others out, and who waits asks again after 100 ms at the
 /// latest. So commits that follow each other at once rest a little longer now and then.
-constexpr qint64 workNanoseconds = 600'000'000;
-constexpr qint64 restNanoseconds = 110'000'000;
+constexpr auto longestWork = 600ms;
+constexpr auto rest = 110ms;
 
 /// Of 4 KiB each, changed by one transaction that spares memory. SQLite takes a multiple of 256 for no limit.
 constexpr int mostPagesInMemory = 1000;
@@ -50,45 +52,25 @@ private:
     }
 };
 
-DatabaseFault::Kind kindOf(int resultCode)
-{
-    // Result codes of SQLite; the low byte is the primary code.
-    switch (resultCode & 0xff) {
-    case 5:  // SQLITE_BUSY
-    case 6:  // SQLITE_LOCKED
-    case 7:  // SQLITE_NOMEM
-    case 8:  // SQLITE_READONLY
-    case 13: // SQLITE_FULL
-        return DatabaseFault::Kind::Unavailable;
-    case 10: // SQLITE_IOERR
-    case 11: // SQLITE_CORRUPT
-    case 14: // SQLITE_CANTOPEN
-    case 26: // SQLITE_NOTADB
-        return DatabaseFault::Kind::Lost;
-    default:
-        return DatabaseFault::Kind::Refused;
-    }
-}
-
 } // namespace
 
-SqliteDriver::SqliteDriver(QString fileName) : QtSqlLine(u"QSQLITE"_s), m_fileName(std::move(fileName))
+SqliteDriver::SqliteDriver(QString fileName)
+    : QtSqlLine(u"QSQLITE"_s), m_dialect(sqliteDialect()), m_fileName(std::move(fileName))
 {
-    m_clock.start();
 }
 
 void SqliteDriver::open()
 {
-    if (!QFileInfo::exists(m_fileName))
-        throw DatabaseFault(DatabaseFault::Kind::Lost, u"数据库文件 %1 不存在"_s.arg(m_fileName));
     QSqlDatabase db = database();
     // mode=rw: never create a missing file.
     const QString path = QFileInfo(m_fileName).absoluteFilePath();
     db.setDatabaseName("file:"_L1 + QString::fromLatin1(QUrl::toPercentEncoding(path, "/")) + "?mode=rw"_L1);
-    db.setConnectOptions(u"QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1"_s.arg(busyLimitMilliseconds));
+    db.setConnectOptions(u"QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1"_s.arg(busyLimit.count()));
     if (!db.open())
-        throw DatabaseFault(DatabaseFault::Kind::Lost,
-                            u"无法打开数据库文件 %1：%2"_s.arg(m_fileName, db.lastError().databaseText()));
+        throw DatabaseFault(DatabaseFault::Kind::Lost, QFileInfo::exists(path)
+                                                           ? u"无法打开数据库文件 %1：%2"_s.arg(
+                                                                 m_fileName, db.lastError().databaseText())
+                                                           : u"数据库文件 %1 不存在"_s.arg(m_fileName));
     m_openedFile = fileIdentity();
     // A file that is no database opens all the same; the first statement tells.
     exec(u"select count(*) from sqlite_master"_s);
@@ -112,65 +94,38 @@ bool SqliteDriver::isUsable() const
 
 void SqliteDriver::begin()
 {
-    exec(u"BEGIN IMMEDIATE"_s);
-    m_isInTransaction = true;
-    m_transactionBegan = m_clock.nsecsElapsed();
+    Driver::begin();
+    m_transactionBegan = SteadyClock::now();
 }
 
 void SqliteDriver::commit()
 {
-    const qint64 began = m_clock.nsecsElapsed();
-    exec(u"COMMIT"_s);
-    m_isInTransaction = false;
-    noteCommit(m_transactionBegan, m_clock.nsecsElapsed() - began);
+    const auto began = SteadyClock::now();
+    Driver::commit();
+    noteCommit(m_transactionBegan, SteadyClock::now() - began);
 }
 
-void SqliteDriver::rollback() noexcept
+void SqliteDriver::hasWritten(std::chrono::nanoseconds duration)
 {
-    m_isInTransaction = false;
-    try {
-        exec(u"ROLLBACK"_s);
-    } catch (const DatabaseFault &) {
-        // A transaction that cannot be rolled back is gone with its connection.
-    }
+    if (!isInTransaction())
+        noteCommit(SteadyClock::now() - duration, duration);
 }
 
-void SqliteDriver::setSavepoint(const QString &name)
+void SqliteDriver::noteCommit(SteadyClock::time_point began, std::chrono::nanoseconds duration)
 {
-    exec("SAVEPOINT "_L1 + name);
-}
-
-void SqliteDriver::releaseSavepoint(const QString &name)
-{
-    exec("RELEASE SAVEPOINT "_L1 + name);
-}
-
-void SqliteDriver::rollbackToSavepoint(const QString &name)
-{
-    exec("ROLLBACK TO SAVEPOINT "_L1 + name);
-}
-
-void SqliteDriver::hasWritten(qint64 nanoseconds)
-{
-    if (!m_isInTransaction)
-        noteCommit(m_clock.nsecsElapsed() - nanoseconds, nanoseconds);
-}
-
-void SqliteDriver::noteCommit(qint64 began, qint64 nanoseconds)
-{
-    if (began - m_lastCommit >= restNanoseconds) {
+    if (began - m_lastCommit >= rest) {
         m_workBegan = began;
-        m_keptOut = 0;
+        m_keptOut = {};
     }
-    m_keptOut += nanoseconds;
-    const qint64 worked = m_clock.nsecsElapsed() - m_workBegan;
-    if (worked >= workNanoseconds) {
+    m_keptOut += duration;
+    const auto worked = SteadyClock::now() - m_workBegan;
+    if (worked >= longestWork) {
         if (m_keptOut > worked / 3)
-            QThread::usleep(restNanoseconds / 1000);
-        m_workBegan = m_clock.nsecsElapsed();
-        m_keptOut = 0;
+            sqlite3_sleep(static_cast<int>(rest.count()));
+        m_workBegan = SteadyClock::now();
+        m_keptOut = {};
     }
-    m_lastCommit = m_clock.nsecsElapsed();
+    m_lastCommit = SteadyClock::now();
 }
 
 std::unique_ptr<Statement> SqliteDriver::prepare(const QString &sql)
@@ -194,25 +149,10 @@ QString SqliteDriver::withColumnNames(const QString &sql)
     return columns.isEmpty() ? sql : "select "_L1 + columns.join(u',') + " from "_L1 + from;
 }
 
-QString SqliteDriver::identityInsert(const QString &insert, const QString &identityColumn) const
-{
-    return insert + " returning "_L1 + identityColumn;
-}
-
-QString SqliteDriver::updateOfFirstRow(const QString &table, const QString &assignments,
-                                       const QString &condition) const
-{
-    return u"update %1 set %2 where rowid=(select rowid from %1 where %3 limit 1)"_s.arg(table, assignments,
-                                                                                         condition);
-}
-
 DatabaseFault SqliteDriver::fault(const QString &what, const QSqlError &error) const
 {
-    constexpr int primaryCode = 0xff;
-    constexpr int readOnly = 8; // SQLITE_READONLY
-    const int code = error.nativeErrorCode().toInt();
-    return {kindOf(code), described(what, error),
-            (code & primaryCode) == readOnly ? DatabaseFault::Cause::Table : DatabaseFault::Cause::Other};
+    const SqlErrorCode code{{}, error.nativeErrorCode().toInt()};
+    return {m_dialect->kindOf(code), described(what, error), m_dialect->causeOf(code)};
 }
 
 QByteArray SqliteDriver::fileIdentity() const

@@ -2,8 +2,6 @@
 #include "database/Savepoint.h"
 #include "tests/database/DatabaseWork.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
 #include <future>
 #include <thread>
 
@@ -112,67 +110,6 @@ private slots:
         QCOMPARE(kindOf([&] { ours.commit(); }), DatabaseFault::Kind::Unavailable);
         QCOMPARE(office.rows(u"select N, V from T order by N"_s),
                  QStringList({u"1|0"_s, u"2|0"_s, u"3|0"_s}));
-    }
-
-    /// As two programs do that change the same row: the later one waits, and then changes it too.
-    void rowChangedBySomebodyElseIsChangedAllTheSame_data()
-    {
-        QTest::addColumn<DatabaseRoute>("route");
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<QString>("as");
-        QTest::newRow("one row") << DatabaseRoute::PostgreSql << 1 << u"table"_s;
-        QTest::newRow("several rows") << DatabaseRoute::PostgreSql << 2 << u"table"_s;
-        QTest::newRow("view") << DatabaseRoute::PostgreSql << 2 << u"view"_s;
-        QTest::newRow("numbered rows") << DatabaseRoute::PostgreSql << 2 << u"numbered"_s;
-        QTest::newRow("partitions") << DatabaseRoute::PostgreSql << 2 << u"partitions"_s;
-        QTest::newRow("partitions, ODBC") << DatabaseRoute::PostgreSqlOdbc << 2 << u"partitions"_s;
-        QTest::newRow("MariaDB") << DatabaseRoute::MariaDb << 2 << u"table"_s;
-    }
-    void rowChangedBySomebodyElseIsChangedAllTheSame()
-    {
-        QFETCH(int, rows);
-        QFETCH(QString, as);
-        Office office(currentRoute(), SchemaKind::None, u";Command Timeout=5"_s);
-        const bool isView = as == u"view";
-        const bool isPartitioned = as == u"partitions";
-        office.oa(
-            u"create table %1 (UserName varchar(20), Type varchar(20), IsOrder varchar(9), %2 integer) %3"_s
-                .arg(isView ? u"Kept"_s : u"SMS_IsOrder"_s, isView || as == u"numbered" ? u"OAID"_s : u"N"_s,
-                     isPartitioned ? u"partition by list (N)"_s : QString()));
-        if (isView)
-            office.oa(u"create view SMS_IsOrder as select * from Kept"_s);
-        for (int i = 0; i < rows; ++i) {
-            if (isPartitioned)
-                office.oa(u"create table P%1 partition of SMS_IsOrder for values in (%1)"_s.arg(i));
-            office.oa(u"insert into SMS_IsOrder values ('zhang', 'NBYJ', '1', %1)"_s.arg(i));
-        }
-        Transaction transaction(office.session.Conn());
-        Recordset switches(office.session.Conn());
-        switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {u"zhang"_s, u"NBYJ"_s});
-        std::promise<void> ready;
-        // The other one commits only when ours is waiting.
-        std::thread other([&] {
-            Connection rival;
-            rival.open(office.connectString());
-            Transaction theirs(rival);
-            rival.execute(u"update SMS_IsOrder set IsOrder='8'"_s);
-            ready.set_value();
-            const QString waiting =
-                office.isPostgreSql()
-                    ? u"select count(*) from pg_locks where not granted"_s
-                    : u"select count(*) from information_schema.processlist where info like 'update%limit 1'"_s;
-            const QDeadlineTimer limit(4000);
-            while (rival.firstValue(waiting, {})->toInt() == 0 && !limit.hasExpired())
-                QThread::yieldCurrentThread();
-            theirs.commit();
-        });
-        ready.get_future().wait();
-        switches.set("IsOrder"_L1, u"0"_s);
-        const auto fault = faultOf([&] { switches.update(); });
-        other.join();
-        QVERIFY2(!fault, qPrintable(fault ? fault->message() : QString()));
-        transaction.commit();
-        QCOMPARE(office.rows(u"select count(*) from SMS_IsOrder where IsOrder='0'"_s), QStringList(u"1"_s));
     }
 
     /// Neither none nor that of an earlier row is ever taken for the identity of this one, nor is a row that has
