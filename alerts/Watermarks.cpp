@@ -25,7 +25,7 @@ void Watermarks::store(Connection &connection, const QString &userName, MailKind
 {
     Recordset rows(connection);
     rows.openForUpdate(u"SMS_Alert_MaxOAID"_s, u"UserName=? and Source=?"_s,
-                       {userName, QString(orderTypeOf(kind))});
+                       {userName, QString(orderTypeOf(kind))}, u"OAID"_s);
     if (rows.atEnd())
         rows.addNew();
     rows.set("UserName"_L1, userName);

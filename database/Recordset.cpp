@@ -1,7 +1,5 @@
 #include "database/Recordset.h"
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 void Recordset::open(const QString &query, const QVariantList &values)
@@ -15,14 +13,17 @@ void Recordset::open(const QString &query, const QVariantList &values)
 QVariant Recordset::value(QLatin1String column) const
 {
     Q_ASSERT(!atEnd());
-    const qsizetype columns = m_snapshot.columns.size();
-    for (qsizetype i = 0; i < columns; ++i) {
-        if (m_snapshot.columns[i].compare(column, Qt::CaseInsensitive) == 0) {
-            const QVariant &value = m_snapshot.values[size_t(m_row * columns + i)];
-            return value.isNull() ? QVariant() : value;
-        }
+    const qsizetype at = indexOf(column);
+    return at < 0 || valueAt(m_row, at).isNull() ? QVariant() : valueAt(m_row, at);
+}
+
+qsizetype Recordset::indexOf(QAnyStringView column) const
+{
+    for (qsizetype i = 0; i < m_snapshot.columns.size(); ++i) {
+        if (QAnyStringView::compare(m_snapshot.columns[i], column, Qt::CaseInsensitive) == 0)
+            return i;
     }
-    return {};
+    return -1;
 }
 
 void Recordset::openForAppend(const QString &table, const QString &identityColumn)
@@ -32,12 +33,14 @@ void Recordset::openForAppend(const QString &table, const QString &identityColum
     m_identityColumn = identityColumn;
 }
 
-void Recordset::openForUpdate(const QString &table, const QString &condition, const QVariantList &values)
+void Recordset::openForUpdate(const QString &table, const QString &condition, const QVariantList &values,
+                              const QString &keyColumn)
 {
     open("select * from "_L1 + table + " where "_L1 + condition, values);
     m_table = table;
     m_condition = condition;
     m_conditionValues = values;
+    m_keyColumn = keyColumn;
 }
 
 void Recordset::addNew()
@@ -71,7 +74,8 @@ void Recordset::update()
     if (!m_isNew) {
         Q_ASSERT(m_row == 0 && m_recordCount > 0);
         if (const QVariant key = m_recordCount > 1 ? keyOfFirstRow() : QVariant(); !key.isNull())
-            m_connection.updateFirstRow(m_table, assignments(), m_condition + " and OAID=?"_L1, m_values,
+            m_connection.updateFirstRow(m_table, assignments(),
+                                        u"%1 and %2=?"_s.arg(m_condition, m_keyColumn), m_values,
                                         m_conditionValues + QVariantList{key}, 1);
         else
             m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values, m_conditionValues,
@@ -87,20 +91,14 @@ void Recordset::update()
         m_identity = m_connection.insertForIdentity(m_table, m_insertText, m_values, m_identityColumn);
 }
 
-/// The office's tables are numbered by OAID, but not all of every office's.
 QVariant Recordset::keyOfFirstRow() const
 {
-    const auto isKey = [](const QString &column) {
-        return column.compare("OAID"_L1, Qt::CaseInsensitive) == 0;
-    };
-    const auto column = std::find_if(m_snapshot.columns.cbegin(), m_snapshot.columns.cend(), isKey);
-    if (column == m_snapshot.columns.cend())
+    const qsizetype column = indexOf(m_keyColumn);
+    if (column < 0)
         return {};
-    const auto columns = size_t(m_snapshot.columns.size());
-    const auto at = size_t(column - m_snapshot.columns.cbegin());
-    const QVariant &key = m_snapshot.values[at];
-    for (size_t i = at + columns; i < m_snapshot.values.size(); i += columns) {
-        if (m_snapshot.values[i] == key)
+    const QVariant &key = valueAt(0, column);
+    for (int row = 1; row < m_recordCount; ++row) {
+        if (valueAt(row, column) == key)
             return {};
     }
     return key;
@@ -129,6 +127,7 @@ void Recordset::close()
     m_conditionValues.clear();
     m_table.clear();
     m_identityColumn.clear();
+    m_keyColumn.clear();
     m_columns.clear();
     m_values.clear();
     m_setCount = 0;

@@ -26,8 +26,10 @@ public:
     /// identityColumn: the column that the database numbers, when the new number is wanted.
     void openForAppend(const QString &table, const QString &identityColumn = {});
     /// A snapshot as of open(), standing on the first row, the only one that can be changed. For a row to be
-    /// the same one at update(), both calls are in one transaction.
-    void openForUpdate(const QString &table, const QString &condition, const QVariantList &values);
+    /// the same one at update(), both calls are in one transaction. keyColumn: tells the first of several rows from
+    /// the others, if the table has it and its value there is the row's alone.
+    void openForUpdate(const QString &table, const QString &condition, const QVariantList &values,
+                       const QString &keyColumn = {});
     void addNew();
     void set(QLatin1String column, const QVariant &value);
     /// Writes the new row, or the columns set in the first row. When it throws, nothing was written. A first
@@ -39,7 +41,13 @@ public:
     void close();
 
 private:
-    /// Null where the rows have none that tells them apart.
+    [[nodiscard]] const QVariant &valueAt(int row, qsizetype column) const
+    {
+        return m_snapshot.values[size_t(row * m_snapshot.columns.size() + column)];
+    }
+    /// -1 for one that the rows lack.
+    [[nodiscard]] qsizetype indexOf(QAnyStringView column) const;
+    /// Null where the rows have none that tells the first one from the others.
     [[nodiscard]] QVariant keyOfFirstRow() const;
     [[nodiscard]] QString insertText() const;
     [[nodiscard]] QString assignments() const;
@@ -56,6 +64,7 @@ private:
     QVariantList m_conditionValues;
     QString m_table;
     QString m_identityColumn;
+    QString m_keyColumn;
     QStringList m_columns;
     QVariantList m_values;
     qsizetype m_setCount = 0;

@@ -42,7 +42,7 @@ void setSwitch(Connection &connection, const QString &userName, const QString &o
                const QString &value)
 {
     Recordset switches(connection);
-    switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {userName, orderName});
+    switches.openForUpdate(u"SMS_IsOrder"_s, u"UserName=? and Type=?"_s, {userName, orderName}, u"OAID"_s);
     if (switches.atEnd())
         switches.addNew();
     switches.set("UserName"_L1, userName);
