@@ -10,34 +10,36 @@ namespace
 
 /// A table and what the passes do to it.
 struct TriedTable {
+    enum Use { DeletedFrom = 1, NeedsIdentity = 2, ForMailOnly = 4 };
+
     QString name;
     QString key; ///< the identity that the passes need of a new row, or the column that rows are found by
     QStringList compared; ///< texts that are looked up
     QStringList updated;
     QStringList inserted; ///< columns of a row that the passes add
-    bool isDeletedFrom = false;
-    bool needsIdentity = false;
-    bool isForMail = false; ///< only where mailboxes are collected
+    int uses = 0;         ///< ForMailOnly: only where mailboxes are collected
+
+    [[nodiscard]] bool has(Use use) const { return (uses & use) != 0; }
 };
 
 QList<TriedTable> triedTables()
 {
+    using Table = TriedTable;
     const auto columns = [](const QString &text) { return text.split(u' ', Qt::SkipEmptyParts); };
     return {
-        {u"SMS_WaitToSend"_s, u"OAID"_s, {}, {}, {}, true},
+        {u"SMS_WaitToSend"_s, u"OAID"_s, {}, {}, {}, Table::DeletedFrom},
         {u"SMS_SendList"_s,
          u"OAID"_s,
          {},
          {},
          columns(u"FromUser ToUserList ToNameList CreateDT MsgType MsgContent"_s),
-         false,
-         true},
+         Table::NeedsIdentity},
         {u"SMS_Queues"_s,
          u"OAID"_s,
          {u"MsgStatus"_s},
          {u"MsgStatus"_s},
          columns(u"SOAID ToUser ToMB MsgContent MsgStatus MsgType RetryCount"_s),
-         true},
+         Table::DeletedFrom},
         {u"SMS_ResultDetail"_s,
          u"OAID"_s,
          {},
@@ -62,17 +64,13 @@ QList<TriedTable> triedTables()
          {u"MSGID"_s},
          {},
          columns(u"EmailSubject EmailContent EmailTo MSGID EOAID"_s),
-         false,
-         true,
-         true},
+         Table::NeedsIdentity | Table::ForMailOnly},
         {u"VO_EmailAttachments"_s,
          u"OAID"_s,
          {},
          {},
          columns(u"EmailID FileName FileTitle"_s),
-         false,
-         false,
-         true},
+         Table::ForMailOnly},
     };
 }
 
@@ -96,7 +94,7 @@ public:
         const bool hasMailboxes = canRead(u"SA_email"_s) && hasRows(u"SA_email"_s);
         for (const TriedTable &table : triedTables()) {
             // A table that is not there is told elsewhere.
-            if (canRead(table.name) && (!table.isForMail || hasMailboxes))
+            if (canRead(table.name) && (!table.has(TriedTable::ForMailOnly) || hasMailboxes))
                 m_tables += table;
         }
         m_withoutTransactions = m_connection.tablesWithoutTransactions();
@@ -120,7 +118,7 @@ public:
             }
             for (const QString &column : table.updated)
                 tryStatement(table, u"修改"_s, u"update %1 set %2=%2 where 1=0"_s.arg(table.name, column));
-            if (table.isDeletedFrom)
+            if (table.has(TriedTable::DeletedFrom))
                 tryStatement(table, u"删除"_s, u"delete from %1 where 1=0"_s.arg(table.name));
         }
     }
@@ -193,13 +191,13 @@ private:
         static_cast<void>(m_connection.takeReplacedTables());
         const Transaction takenBack(m_connection);
         Recordset row(m_connection);
-        row.openForAppend(table.name, table.needsIdentity ? table.key : QString());
+        row.openForAppend(table.name, table.has(TriedTable::NeedsIdentity) ? table.key : QString());
         row.addNew();
         for (const QString &column : table.inserted)
             row.set(QLatin1String(column.toLatin1()), sample(column));
         row.update();
         bool isKept = m_connection.takeReplacedTables().isEmpty();
-        if (table.needsIdentity) {
+        if (table.has(TriedTable::NeedsIdentity)) {
             const QString text = table.inserted.filter(u"Content"_s).first();
             const auto back = m_connection.firstValue(
                 u"select %1 from %2 where %3=?"_s.arg(text, table.name, table.key), {row.identity()});
