@@ -11,6 +11,11 @@
 /// Finds the real spelling of tables and columns on servers that tell letter case apart, and writes
 /// statements in it. Statements spell names in any case; a table is looked up once, when a statement first
 /// names it.
+///
+/// Rejected: to read the whole catalogue at login. In an office's database of 600 tables that is 13,300 columns and
+/// 60 ms of PostgreSQL at every reconnection, and a table made later is missing; one table is 20 columns and 2 ms,
+/// and the passes name a dozen. Leaving names bare is no way either: PostgreSQL finds "SMS_Queues" under no bare
+/// spelling once it was created in quotes, and MariaDB on Linux only under its own.
 class NameResolver
 {
 public:
