@@ -70,21 +70,6 @@ private slots:
         QCOMPARE(other.table(u"SMS_Queues"_s, u"ToMB"_s), QStringList(u"7"_s));
     }
 
-    void vanishedFileIsALostConnectionUntilItIsOpenedAgain()
-    {
-        Office office;
-        Connection &connection = office.session.Conn();
-        QVERIFY(office.moveDatabaseAway());
-        QCOMPARE(kindOf([&] { connection.execute(u"update SMS_Queues set MsgStatus=8"_s); }),
-                 DatabaseFault::Kind::Lost);
-        QVERIFY(!office.session.OpenDB());
-        QVERIFY(!QFile::exists(office.databaseFile())); // nothing was created in its place
-        QVERIFY(office.moveDatabaseBack());
-        QVERIFY(!connection.isOpen());
-        QVERIFY(office.session.OpenDB());
-        connection.execute(u"update SMS_Queues set MsgStatus=8"_s);
-    }
-
     void fileThatIsNoDatabaseIsNotOpened()
     {
         Office office;

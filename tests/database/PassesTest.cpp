@@ -76,29 +76,6 @@ private slots:
         }
     }
 
-    void messageStoredJustBeforeALossIsNotStoredAgain()
-    {
-        Office office(DatabaseRoute::PostgreSql);
-        office.oa(u"create function hang_up() returns trigger language plpgsql as"
-                  " 'begin perform pg_terminate_backend(pg_backend_pid()); return new; end'"_s);
-        office.oa(u"create trigger hang_up before insert on SMS_SIMReceive"
-                  " for each row execute function hang_up()"_s);
-        InboundMessageHandler handler(office.session, office.console, office.faults, office.guard,
-                                      office.modem());
-        const ReceivedMessage message{u"10086"_s, u"It's 会议"_s, u"2006-03-05 06:00:00"_s};
-        QCOMPARE(handler.handle(0, message), MessageFate::Wait);
-        office.oa(u"drop trigger hang_up on SMS_SIMReceive"_s);
-        // As the server would have it, had it been lost between the commit and its answer.
-        office.addRow(u"SMS_SIMReceive"_s, u"FromMB, JieSHouDT, MsgContent"_s,
-                      {message.sender, message.receiveTime, message.text});
-        QVERIFY(QTest::qWaitFor([&] { return handler.handle(0, message) == MessageFate::Handled; }));
-        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 1);
-        // From then on the same text in the same second is another message.
-        QCOMPARE(handler.handle(0, message), MessageFate::Handled);
-        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"FromMB"_s).size(), 2);
-        QCOMPARE(office.console.takeLog().size(), 4); // lost, back, two messages
-    }
-
     /// It is the database's loss, not one of each user.
     void lossWhileSubscriptionsAreReadEndsThePass()
     {
