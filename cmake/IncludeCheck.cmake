@@ -10,7 +10,7 @@ foreach(module ${qt_modules})
 endforeach()
 # Where every compilation finds them.
 set(foreign_headers "^curl/" PkgConfig::CURL "^(gmime/|glib)" PkgConfig::GMIME "^libpq" PkgConfig::POSTGRESQL
-    "^mysql" PkgConfig::MARIADB "^(sql|sqlext|sqlucode|odbcinst)\\.h$" PkgConfig::ODBC)
+    "^sqlite3" PkgConfig::SQLITE "^mysql" PkgConfig::MARIADB "^(sql|sqlext|sqlucode|odbcinst)\\.h$" PkgConfig::ODBC)
 
 # owner_of(HEADER RESULT): the target that brings the header, empty for what everyone may include.
 function(owner_of header result)
