@@ -3,7 +3,6 @@
 #include "platform/fault/Fault.h"
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFileInfo>
 #include <QLocalSocket>
 
@@ -18,11 +17,19 @@ constexpr int connectMilliseconds = 2000;
 QString canonicalName(const QString &settingsFile)
 {
     const QFileInfo file(settingsFile);
-    if (!QDir().mkpath(file.absolutePath()))
-        throw Fault(u"无法创建文件夹 %1"_s.arg(file.absolutePath()));
+    if (const FileError error = makeFolders(file.absolutePath()); error.isError())
+        throw Fault(u"无法创建文件夹 %1：%2"_s.arg(file.absolutePath(), error.text()));
     return file.exists() ? file.canonicalFilePath()
                          : QFileInfo(file.absolutePath()).canonicalFilePath() + u'/' + file.fileName();
 }
+
+QString lockOf(const QString &settingsFile)
+{
+    return canonicalName(settingsFile) + u".running"_s;
+}
+
+/// isRunning() holds the lock no longer.
+constexpr std::chrono::milliseconds momentOfACheck{200};
 
 } // namespace
 
@@ -32,14 +39,12 @@ SingleInstance::SingleInstance(const QString &settingsFile)
                                                                 QCryptographicHash::Sha256)
                                            .toHex()
                                            .left(32))),
-      m_lock(canonicalName(settingsFile) + u".running"_s)
+      m_lock(lockOf(settingsFile), FileLock::On::File, momentOfACheck)
 {
-    m_lock.setStaleLockTime(0); // stale when its process is dead, never by age
-    if (!m_lock.tryLock(0)) {
-        if (m_lock.error() == QLockFile::LockFailedError)
-            return;
-        throw Fault(u"无法建立锁文件 %1，请检查文件夹权限"_s.arg(m_lock.fileName()));
-    }
+    if (m_lock.error().isBusy())
+        return;
+    if (!isFirst())
+        throw Fault(u"无法建立锁文件 %1：%2"_s.arg(lockOf(settingsFile), m_lock.error().text()));
     // Whatever socket is there belongs to a dead process: the lock is ours.
     QLocalServer::removeServer(m_serverName);
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
@@ -54,12 +59,8 @@ SingleInstance::SingleInstance(const QString &settingsFile)
 
 bool SingleInstance::isRunning(const QString &settingsFile)
 {
-    const QString lockName = canonicalName(settingsFile) + u".running"_s;
-    if (!QFileInfo::exists(lockName))
-        return false;
-    QLockFile lock(lockName);
-    lock.setStaleLockTime(0);
-    return !lock.tryLock(0) && lock.error() == QLockFile::LockFailedError;
+    const FileLock lock(lockOf(settingsFile), FileLock::On::ExistingFile, std::chrono::milliseconds(0));
+    return lock.error().isBusy();
 }
 
 QString SingleInstance::callFirst() const

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/files/Files.h"
+
 #include <QLocalServer>
-#include <QLockFile>
 
 /// One running server for each settings file: two would send the same messages twice. The lock lies beside
-/// the settings file; one left by a process that no longer lives is taken over.
+/// the settings file and ends with its process.
 class SingleInstance final : public QObject
 {
     Q_OBJECT
@@ -16,7 +17,7 @@ public:
     [[nodiscard]] static bool isRunning(const QString &settingsFile);
 
     /// True when this process is the one; it then hears of later starts.
-    [[nodiscard]] bool isFirst() const { return m_lock.isLocked(); }
+    [[nodiscard]] bool isFirst() const { return !m_lock.error().isError(); }
     /// Asks the first one to show its window: what the operator is to be told of it.
     [[nodiscard]] QString callFirst() const;
 
@@ -26,6 +27,6 @@ signals:
 
 private:
     QString m_serverName;
-    QLockFile m_lock;
+    FileLock m_lock;
     QLocalServer m_server;
 };

@@ -9,6 +9,11 @@ bool FileError::isAbsence() const
     return m_code == ENOENT;
 }
 
+bool FileError::isBusy() const
+{
+    return m_code == EWOULDBLOCK;
+}
+
 QString FileError::text() const
 {
     switch (m_code) {

@@ -13,6 +13,10 @@ public:
     [[nodiscard]] bool isError() const { return m_code != 0; }
     /// There is no such file.
     [[nodiscard]] bool isAbsence() const;
+    /// Another process has it.
+    [[nodiscard]] bool isBusy() const;
+    /// As Disk gave it.
+    [[nodiscard]] int result() const { return -m_code; }
     /// In words for the operator, "磁盘已满"; "" when there is none.
     [[nodiscard]] QString text() const;
 

@@ -7,8 +7,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-using namespace std::chrono_literals;
-
 namespace
 {
 
@@ -21,12 +19,7 @@ public:
     Opened(const QByteArray &path, int flags, mode_t mode = 0) : m_file(Disk::open(path, flags, mode)) {}
     ~Opened() { static_cast<void>(close()); }
     Opened(const Opened &) = delete;
-
-    Opened &operator=(Opened &&other) noexcept
-    {
-        std::swap(m_file, other.m_file);
-        return *this;
-    }
+    Opened &operator=(const Opened &) = delete;
 
     /// An errno with its sign turned when it could not be opened.
     [[nodiscard]] int file() const { return m_file; }
@@ -131,6 +124,26 @@ FileError writeNew(const QByteArray &path, const QByteArray &octets, const Disk:
     return error.isError() ? error : closing;
 }
 
+/// To read and append: the descriptor, or an errno with its sign turned. A file that is made is synced with its folder.
+int openOrMake(const QString &name, mode_t mode)
+{
+    constexpr int flags = O_RDWR | O_APPEND;
+    const int there = Disk::open(QFile::encodeName(name), flags);
+    if (!FileError(there).isAbsence())
+        return there;
+    const QByteArray path = followed(name);
+    Opened made(path, flags | O_CREAT | O_EXCL, FileMode::secret);
+    Disk::Status wanted;
+    FileError error = made.error();
+    if (!error.isError())
+        error = newStatus(path, mode, wanted);
+    if (!error.isError())
+        giveStatus(made.file(), wanted);
+    if (!error.isError())
+        error = syncFolder(folderOf(path));
+    return error.isError() ? error.result() : made.take();
+}
+
 } // namespace
 
 FileContent readWhole(const QString &name, qint64 most)
@@ -178,28 +191,15 @@ FileError replaceSynced(const QString &name, const QByteArray &octets, mode_t mo
 
 FileError LineFile::open(const QString &name, mode_t mode)
 {
-    Opened file(QFile::encodeName(name), O_RDWR | O_APPEND);
-    if (file.error().isAbsence()) {
-        const QByteArray path = followed(name);
-        file = Opened(path, O_RDWR | O_APPEND | O_CREAT | O_EXCL, FileMode::secret);
-        Disk::Status wanted;
-        FileError error = file.error();
-        if (!error.isError())
-            error = newStatus(path, mode, wanted);
-        if (!error.isError())
-            giveStatus(file.file(), wanted);
-        if (!error.isError())
-            error = syncFolder(folderOf(path));
-        if (error.isError())
-            return error;
-    }
+    const int file = openOrMake(name, mode);
     Disk::Status status;
-    if (file.error().isError())
-        return file.error();
-    if (const int result = Disk::status(file.file(), status); result < 0)
+    const int result = file < 0 ? file : Disk::status(file, status);
+    if (result < 0 && file >= 0)
+        static_cast<void>(Disk::close(file));
+    if (result < 0)
         return FileError(result);
     close();
-    m_file = file.take();
+    m_file = file;
     m_isRegular = status.isFile;
     m_mayBeTorn = status.isFile;
     return {};
@@ -289,20 +289,22 @@ FileError makeFolders(const QString &path)
     return FileError(result == -EEXIST ? 0 : result);
 }
 
-FolderLock::FolderLock(const QString &path)
-    : m_folder(Disk::open(QFile::encodeName(path), O_RDONLY | O_DIRECTORY))
+FileLock::FileLock(const QString &path, On on, std::chrono::milliseconds wait)
+    : m_file(on == On::File
+                 ? openOrMake(path, FileMode::secret)
+                 : Disk::open(QFile::encodeName(path), O_RDONLY | (on == On::Folder ? O_DIRECTORY : 0)))
 {
-    QDeadlineTimer deadline(5s); // long for any writer, short for an operator who waits
-    int result = m_folder < 0 ? m_folder : Disk::lock(m_folder);
-    while (result == -EWOULDBLOCK && !deadline.hasExpired()) {
+    QDeadlineTimer deadline(wait);
+    int result = m_file < 0 ? m_file : Disk::lock(m_file);
+    while (FileError(result).isBusy() && !deadline.hasExpired()) {
         QThread::msleep(10);
-        result = Disk::lock(m_folder);
+        result = Disk::lock(m_file);
     }
     m_error = FileError(result);
 }
 
-FolderLock::~FolderLock()
+FileLock::~FileLock()
 {
-    if (m_folder >= 0)
-        static_cast<void>(Disk::close(m_folder));
+    if (m_file >= 0)
+        static_cast<void>(Disk::close(m_file));
 }

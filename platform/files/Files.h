@@ -4,6 +4,7 @@
 #include "platform/files/FileError.h"
 
 #include <QString>
+#include <chrono>
 
 /// The program's own files: settings, ledger, spool, kept mails, figures, log. Reading and writing of each goes
 /// through here; a write is done when it is proven, and one that fails leaves the file as it was.
@@ -68,19 +69,26 @@ FileError appendSynced(const QString &name, const QByteArray &lines, qint64 *siz
 /// Makes a folder and those above it. One that is there already is no error.
 FileError makeFolders(const QString &path);
 
-/// Holds a folder against other processes that use this lock, as long as it lives.
-class FolderLock
+/// A lock against other processes, as long as it lives: a kill ends it, whoever has the number of its process then.
+class FileLock
 {
 public:
-    /// Waits some seconds for another one to finish.
-    explicit FolderLock(const QString &path);
-    ~FolderLock();
-    FolderLock(const FolderLock &) = delete;
-    FolderLock &operator=(const FolderLock &) = delete;
+    enum class On {
+        Folder,       ///< one that is there
+        File,         ///< made when there is none; it stays
+        ExistingFile, ///< to see whether another has it
+    };
 
+    /// Waits so long for another one to let go.
+    FileLock(const QString &path, On on, std::chrono::milliseconds wait);
+    ~FileLock();
+    FileLock(const FileLock &) = delete;
+    FileLock &operator=(const FileLock &) = delete;
+
+    /// Why it was not taken.
     [[nodiscard]] const FileError &error() const { return m_error; }
 
 private:
-    int m_folder;
+    int m_file;
     FileError m_error;
 };

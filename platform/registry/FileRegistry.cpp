@@ -111,7 +111,8 @@ void FileRegistry::write(const QString &path, const QString &value)
     const QString folder = QFileInfo(m_fileName).absolutePath();
     if (const FileError error = makeFolders(folder); error.isError())
         throw Fault(u"无法创建参数文件夹 %1：%2"_s.arg(folder, error.text()));
-    const FolderLock lock(folder);
+    constexpr std::chrono::seconds wait{5}; // long for any writer, short for an operator
+    const FileLock lock(folder, FileLock::On::Folder, wait);
     FileError error = lock.error();
     if (!error.isError())
         error = replaceSynced(m_fileName, changed(lines(), splitPath(path), value));
