@@ -8,6 +8,7 @@
 #include "app/Trace.h"
 #include "app/World.h"
 #include "mailbox/CollectorProcess.h"
+#include "platform/process/ProcessStart.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -87,6 +88,7 @@ int run(const CommandLine &line, char **argv)
 
 int main(int argc, char **argv)
 {
+    prepareProcess();
     const auto read = readCommandLine(argc, argv);
     if (const auto *wrong = std::get_if<WrongUsage>(&read)) {
         print(stderr, wrong->why + u"\nTry --help.\n"_s);

@@ -6,6 +6,7 @@
 #include "app/World.h"
 #include "console/WindowMessageBoxes.h"
 #include "console/frmMain.h"
+#include "platform/process/ProcessStart.h"
 
 #include <QApplication>
 #include <QLibraryInfo>
@@ -84,6 +85,7 @@ int runWindow(const CommandLine &line)
 
 int main(int argc, char **argv)
 {
+    prepareProcess();
     const auto read = readCommandLine(argc, argv);
     const auto *line = std::get_if<CommandLine>(&read);
     if (line == nullptr)
