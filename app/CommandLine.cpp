@@ -3,6 +3,7 @@
 #include "foundation/Settings.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
@@ -51,12 +52,18 @@ void describe(QCommandLineParser &parser)
     });
 }
 
+/// The working folder may go while the server runs.
+QString absolute(const QString &file)
+{
+    return file.isEmpty() ? file : QFileInfo(file).absoluteFilePath();
+}
+
 QString settingsFile(const QString &named)
 {
     if (!named.isEmpty())
-        return named;
-    if (QString file = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !file.isEmpty())
-        return file;
+        return absolute(named);
+    if (const QString file = qEnvironmentVariable("SMS_SERVER_SETTINGS"); !file.isEmpty())
+        return absolute(file);
     return QStandardPaths::writableLocation(QStandardPaths::ConfigLocation) + u"/sms-server/settings.ini"_s;
 }
 
@@ -85,8 +92,8 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     line.showSettings = parser.isSet(u"show-settings"_s);
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.settingsFile = settingsFile(parser.value(u"settings"_s));
-    line.logFile = parser.value(u"log-file"_s);
-    line.metricsFile = parser.value(u"metrics"_s);
+    line.logFile = absolute(parser.value(u"log-file"_s));
+    line.metricsFile = absolute(parser.value(u"metrics"_s));
     line.screenshotFile = parser.value(u"screenshot"_s);
     const QStringList assignments = parser.values(u"set"_s);
     for (const QString &assignment : assignments) {

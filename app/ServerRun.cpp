@@ -1,6 +1,7 @@
 #include "app/ServerRun.h"
 
 #include "app/Terminal.h"
+#include "platform/text/HarmlessText.h"
 
 #include <QCoreApplication>
 
@@ -27,7 +28,8 @@ ServerRun::~ServerRun()
 
 void ServerRun::writeLines()
 {
-    connect(&m_console, &ConsoleSignals::lineAdded, this, [this](const QString &line) {
+    connect(&m_console, &ConsoleSignals::lineAdded, this, [this](const QString &told) {
+        const QString line = harmlessText(told); // a terminal obeys what a stranger wrote
         if (m_line.headless)
             print(stderr, line + u'\n');
         const QString news = m_logFile ? m_logFile->append(line) : QString();

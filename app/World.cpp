@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 World::World(const CommandLine &line, const QString &collector)
     : registry(line.settingsFile),
-      modem(clock, [this](int comPort) { return registry.read(Settings::comDevicePath(comPort)); }),
+      modem(clock, [this](int comPort) { return deviceOf(comPort); }),
       parts{
           .clock = clock,
           .registry = registry,
@@ -30,4 +30,14 @@ World::World(const CommandLine &line, const QString &collector)
         parts.mailTrace = mailTrace();
         parts.collector.arguments += u"--trace"_s;
     }
+}
+
+QString World::deviceOf(int comPort)
+{
+    try {
+        devices[comPort] = Settings::read(registry, u"COM%1"_s.arg(comPort)).plain;
+    } catch (const Fault &) {
+        // A modem that comes back does not wait for the settings.
+    }
+    return devices.value(comPort);
 }

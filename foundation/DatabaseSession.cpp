@@ -2,9 +2,15 @@
 
 #include "foundation/Settings.h"
 
-QString DatabaseSession::GetConnectString() const
+QString DatabaseSession::GetConnectString()
 {
-    return ReadRegValue(m_registry, Settings::connectStringPath());
+    try {
+        m_lastRead = ReadRegValue(m_registry, Settings::connectStringPath());
+    } catch (const Fault &) {
+        if (m_lastRead.isEmpty())
+            throw;
+    }
+    return m_lastRead;
 }
 
 bool DatabaseSession::OpenDB()

@@ -17,11 +17,13 @@ public:
     /// The shared connection. Not open until the first OpenDB.
     [[nodiscard]] Connection &Conn() { return m_connection; }
 
-    /// The stored connection string, "" when there is none. Throws Fault when the registry cannot be read.
-    [[nodiscard]] QString GetConnectString() const;
+    /// The stored connection string, "" when there is none; of a registry that cannot be read, the one that was read
+    /// last. Throws Fault when none ever was.
+    [[nodiscard]] QString GetConnectString();
 
 private:
     const Registry &m_registry;
+    QString m_lastRead; // connection string
     Connection m_connection;
     QString m_openFailure;
 };
