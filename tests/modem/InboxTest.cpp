@@ -1,6 +1,6 @@
 #include "modem/Inbox.h"
 
-#include "tests/modem/Transcript.h"
+#include "tests/support/Transcript.h"
 
 #include <QTest>
 

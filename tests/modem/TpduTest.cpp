@@ -1,6 +1,6 @@
 #include "modem/tpdu/ReceivedTpdu.h"
 #include "modem/tpdu/SmsSubmit.h"
-#include "tests/modem/Transcript.h"
+#include "tests/support/Transcript.h"
 
 #include <QTest>
 

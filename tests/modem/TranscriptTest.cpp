@@ -1,4 +1,4 @@
-#include "tests/modem/Transcript.h"
+#include "tests/support/Transcript.h"
 #include "tests/modem/ModemAtWork.h"
 #include "tests/simulator/SerialPeer.h"
 

@@ -1,10 +1,9 @@
 #include "tests/scenarios/Scenario.h"
 
 #include "platform/fault/Fault.h"
+#include "tests/support/TextTable.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -13,17 +12,6 @@ namespace
 
 /// The values of one case, by placeholder.
 using Values = QList<std::pair<QString, QString>>;
-
-struct Line {
-    int number;
-    QString text;
-};
-
-QString unquoted(const QString &cell)
-{
-    const bool isQuoted = cell.size() >= 2 && cell.startsWith(u'"') && cell.endsWith(u'"');
-    return isQuoted ? cell.sliced(1).chopped(1) : cell;
-}
 
 QString replaced(QString text, const Values &values)
 {
@@ -44,7 +32,7 @@ QList<QStringList> rowsOf(const QString &line, const Values &values)
     return rows;
 }
 
-Scenario scenarioOf(const QString &name, const QList<Line> &lines, const Values &values)
+Scenario scenarioOf(const QString &name, const QList<TextLine> &lines, const Values &values)
 {
     Scenario scenario{name, {}, {}};
     for (const auto &[number, text] : lines) {
@@ -59,11 +47,11 @@ Scenario scenarioOf(const QString &name, const QList<Line> &lines, const Values 
 }
 
 /// A block's scenarios: one, or one of each case.
-QList<Scenario> scenariosOf(const QString &name, const QList<Line> &lines)
+QList<Scenario> scenariosOf(const QString &name, const QList<TextLine> &lines)
 {
-    const auto isHead = [](const Line &line) { return line.text.startsWith(u"cases: "); };
+    const auto isHead = [](const TextLine &line) { return line.text.startsWith(u"cases: "); };
     const auto head = std::find_if(lines.cbegin(), lines.cend(), isHead);
-    const QList<Line> steps = lines.first(head - lines.cbegin());
+    const QList<TextLine> steps = lines.first(head - lines.cbegin());
     if (head == lines.cend())
         return {scenarioOf(name, steps, {})};
     QList<Scenario> scenarios;
@@ -83,45 +71,14 @@ QList<Scenario> scenariosOf(const QString &name, const QList<Line> &lines)
 
 } // namespace
 
-QStringList cellsOf(const QString &line)
-{
-    static const QRegularExpression bar(uR"(\s*\|\s*(?=(?:[^"]*"[^"]*")*[^"]*$))"_s);
-    return line.split(bar);
-}
-
-QString cellText(const QString &cell)
-{
-    static const QRegularExpression special(uR"(\{(\d+)\*([^}]+)\}|\\(x[0-9a-f]{2}|[nr0]))"_s);
-    const QString raw = unquoted(cell);
-    QString text;
-    qsizetype end = 0;
-    for (const auto &match : special.globalMatch(raw)) {
-        text += raw.sliced(end, match.capturedStart() - end);
-        end = match.capturedEnd();
-        const QString code = match.captured(3);
-        if (code.isEmpty())
-            text += match.captured(2).repeated(match.captured(1).toInt());
-        else
-            text += code == u"n"   ? QChar(u'\n')
-                    : code == u"r" ? QChar(u'\r')
-                                   : QChar(code.sliced(1).toUShort(nullptr, 16));
-    }
-    return text + raw.sliced(end);
-}
-
 QList<Scenario> readScenarios(const QString &fileName)
 {
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        throw Fault(u"cannot read %1"_s.arg(fileName));
-    QList<std::pair<QString, QList<Line>>> blocks;
-    int number = 0;
-    for (const QString &text : QString::fromUtf8(file.readAll()).split(u'\n')) {
-        ++number;
-        if (text.startsWith(u"== "))
-            blocks += {QFileInfo(fileName).baseName() + u": "_s + text.sliced(3), {}};
-        else if (!text.isEmpty() && !text.startsWith(u'#'))
-            blocks.last().second += {number, text};
+    QList<std::pair<QString, QList<TextLine>>> blocks;
+    for (const TextLine &line : textLines(fileName)) {
+        if (line.text.startsWith(u"== "))
+            blocks += {QFileInfo(fileName).baseName() + u": "_s + line.text.sliced(3), {}};
+        else
+            blocks.last().second += line;
     }
     QList<Scenario> scenarios;
     for (const auto &[name, lines] : std::as_const(blocks))

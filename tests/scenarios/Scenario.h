@@ -3,8 +3,7 @@
 #include <QList>
 #include <QStringList>
 
-/// One line of a scenario and the rows indented below it, each split at "|" into cells. A cell in double quotes
-/// keeps its blanks; {70*字} is a text repeated, \n \r \0 \x1a are control characters.
+/// One line of a scenario and the rows indented below it, as cellsOf() parts them.
 struct ScenarioStep {
     QString text;
     QList<QStringList> rows;
@@ -22,10 +21,5 @@ struct Scenario {
 /// The scenarios of a file. "== NAME" begins one; "#" begins a comment; "on ..." says where it runs. "cases: name |
 /// X | Y" and its rows at the end make one of each row, with <X> and <Y> replaced; a row that is a placeholder
 /// alone becomes as many rows as the value has, separated by " / " and each in double quotes where it has several
-/// cells, and none for "-". Throws Fault for a file that cannot be read.
+/// cells, and none for "-". Throws std::runtime_error for a file that cannot be read.
 [[nodiscard]] QList<Scenario> readScenarios(const QString &fileName);
-
-/// A cell's text, unquoted and unescaped.
-[[nodiscard]] QString cellText(const QString &cell);
-/// A line's cells, as cellText() takes them.
-[[nodiscard]] QStringList cellsOf(const QString &line);

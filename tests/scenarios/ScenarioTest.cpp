@@ -2,6 +2,7 @@
 #include "database/NamedLock.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
+#include "tests/support/TextTable.h"
 
 #include <QDir>
 #include <QRegularExpression>

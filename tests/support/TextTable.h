@@ -1,39 +1,31 @@
 #pragma once
 
+#include <QStringList>
 #include <QTest>
+
+/// Test data as text, read in one way wherever it stands.
+
+struct TextLine {
+    int number = 0; ///< in its file, from 1
+    QString text;
+};
+
+/// A file's lines but those that are empty or begin with "#". Throws std::runtime_error when it cannot be read.
+[[nodiscard]] QList<TextLine> textLines(const QString &fileName);
+/// {70*x} is a text repeated.
+[[nodiscard]] QString withRepetitions(const QString &text);
+
+/// A line's cells, parted by "|" outside of double quotes and the blanks around it.
+[[nodiscard]] QStringList cellsOf(const QString &line);
+/// Without the double quotes around it.
+[[nodiscard]] QString unquoted(const QString &cell);
+/// What a cell says. One in double quotes keeps its blanks; \n \r \0 \x1a are control characters, {70*x} is a text
+/// repeated.
+[[nodiscard]] QString cellText(const QString &cell);
 
 using TextRow = QHash<QString, QString>;
 
-/// A test's data as text. The first line names the columns, the first column the rows; blanks around a cell do not
-/// count, unless it stands in quotation marks.
-inline void addRows(const QString &table)
-{
-    QTest::addColumn<TextRow>("row");
-    QStringList columns;
-    for (const QString &line : table.split(u'\n')) {
-        QStringList cells;
-        for (const QString &cell : line.split(u'|')) {
-            const QString text = cell.trimmed();
-            const bool isQuoted = text.size() > 1 && text.startsWith(u'"') && text.endsWith(u'"');
-            cells += isQuoted ? text.sliced(1).chopped(1) : text;
-        }
-        if (cells.size() < 2)
-            continue;
-        if (columns.isEmpty()) {
-            columns = cells;
-            continue;
-        }
-        TextRow row;
-        for (qsizetype i = 1; i < columns.size(); ++i)
-            row[columns[i]] = cells.value(i);
-        QTest::newRow(qPrintable(cells[0])) << row;
-    }
-}
-
+/// A test's data. The first line names the columns, the first column the rows.
+void addRows(const QString &table);
 /// The current row's text in a column.
-[[nodiscard]] inline QString cell(const char *column)
-{
-    const auto *row = static_cast<const TextRow *>(QTest::qData("row", qMetaTypeId<TextRow>()));
-    Q_ASSERT(row->contains(QString::fromLatin1(column)));
-    return row->value(QString::fromLatin1(column));
-}
+[[nodiscard]] QString cell(const char *column);

@@ -1,42 +1,26 @@
-#include "tests/modem/Transcript.h"
+#include "tests/support/Transcript.h"
 
-#include <QFile>
+#include "tests/support/TextTable.h"
+
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-/// Lines with what is indented below them, without comments.
+/// Lines with what is indented below them.
 QStringList logicalLines(const QString &fileName)
 {
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        throw std::runtime_error("cannot read " + fileName.toStdString());
     QStringList lines;
-    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n')) {
-        if (line.startsWith(u' '))
-            lines.last() += u' ' + line.trimmed();
-        else if (!line.trimmed().isEmpty() && !line.startsWith(u'#'))
-            lines += line;
+    for (const TextLine &line : textLines(fileName)) {
+        if (line.text.startsWith(u' '))
+            lines.last() += u' ' + line.text.trimmed();
+        else
+            lines += line.text;
     }
     return lines;
-}
-
-QString withRepetitions(const QString &text)
-{
-    static const QRegularExpression repetition(uR"(\{(\d+)\*([^}]+)\})"_s);
-    QString whole;
-    qsizetype end = 0;
-    for (const auto &match : repetition.globalMatch(text)) {
-        whole += text.sliced(end, match.capturedStart() - end);
-        whole += match.captured(2).repeated(match.captured(1).toInt());
-        end = match.capturedEnd();
-    }
-    return whole + text.sliced(end);
 }
 
 } // namespace

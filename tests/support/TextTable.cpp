@@ -1,0 +1,95 @@
+#include "tests/support/TextTable.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// Each match replaced by what meaning() makes of it.
+template <typename Meaning>
+QString replaced(const QString &text, const QRegularExpression &expression, Meaning meaning)
+{
+    QString whole;
+    qsizetype end = 0;
+    for (const auto &match : expression.globalMatch(text)) {
+        whole += text.sliced(end, match.capturedStart() - end) + meaning(match);
+        end = match.capturedEnd();
+    }
+    return whole + text.sliced(end);
+}
+
+} // namespace
+
+QList<TextLine> textLines(const QString &fileName)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error("cannot read " + fileName.toStdString());
+    QList<TextLine> lines;
+    int number = 0;
+    for (const QString &text : QString::fromUtf8(file.readAll()).split(u'\n')) {
+        ++number;
+        if (!text.isEmpty() && !text.startsWith(u'#'))
+            lines += {number, text};
+    }
+    return lines;
+}
+
+QString withRepetitions(const QString &text)
+{
+    static const QRegularExpression repetition(uR"(\{(\d+)\*([^}]+)\})"_s);
+    return replaced(text, repetition, [](const QRegularExpressionMatch &match) {
+        return match.captured(2).repeated(match.captured(1).toInt());
+    });
+}
+
+QStringList cellsOf(const QString &line)
+{
+    static const QRegularExpression bar(uR"(\s*\|\s*(?=(?:[^"]*"[^"]*")*[^"]*$))"_s);
+    return line.split(bar);
+}
+
+QString unquoted(const QString &cell)
+{
+    const bool isQuoted = cell.size() >= 2 && cell.startsWith(u'"') && cell.endsWith(u'"');
+    return isQuoted ? cell.sliced(1).chopped(1) : cell;
+}
+
+QString cellText(const QString &cell)
+{
+    static const QRegularExpression control(uR"(\\(x[0-9a-f]{2}|[nr0]))"_s);
+    return replaced(withRepetitions(unquoted(cell)), control, [](const QRegularExpressionMatch &match) {
+        const QString code = match.captured(1);
+        return code == u"n" ? u'\n' : code == u"r" ? u'\r' : QChar(code.sliced(1).toUShort(nullptr, 16));
+    });
+}
+
+void addRows(const QString &table)
+{
+    QTest::addColumn<TextRow>("row");
+    QStringList columns;
+    for (const QString &line : table.split(u'\n')) {
+        const QStringList cells = cellsOf(line.trimmed());
+        if (cells.size() < 2)
+            continue;
+        if (columns.isEmpty()) {
+            columns = cells;
+            continue;
+        }
+        TextRow row;
+        for (qsizetype i = 1; i < columns.size(); ++i)
+            row[columns[i]] = cellText(cells.value(i));
+        QTest::newRow(qPrintable(cellText(cells[0]))) << row;
+    }
+}
+
+QString cell(const char *column)
+{
+    const auto *row = static_cast<const TextRow *>(QTest::qData("row", qMetaTypeId<TextRow>()));
+    Q_ASSERT(row->contains(QString::fromLatin1(column)));
+    return row->value(QString::fromLatin1(column));
+}
