@@ -1,6 +1,7 @@
 #include "modem/line/SerialLine.h"
 
 #include <QFileInfo>
+#include <QLockFile>
 #include <QSerialPort>
 #include <algorithm>
 
@@ -13,6 +14,27 @@ int remainingMs(const QDeadlineTimer &deadline)
 {
     constexpr qint64 longestMs = 24LL * 3600 * 1000;
     return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, longestMs));
+}
+
+/// Takes away the lock that a kill left, where QSerialPort takes it for another's: in a container each server is
+/// process 1. A lock is somebody's as long as its file is locked (flock); what other programs write into such files
+/// is left alone. True when there may be none any more.
+bool removeLockOfAKill(const QString &path)
+{
+    QString name = path;
+    name.remove(QStringLiteral("/dev/")).replace(u'/', u'_');
+    for (const auto *folder : {"/var/lock", "/tmp", "/run/lock"}) {
+        const QString file = QString::fromLatin1(folder) + QStringLiteral("/LCK..") + name;
+        if (!QFileInfo::exists(file))
+            continue;
+        QLockFile lock(file);
+        qint64 process = 0;
+        QString host;
+        QString program;
+        return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() &&
+               lock.removeStaleLockFile();
+    }
+    return false;
 }
 
 /// On a port of this machine.
@@ -64,7 +86,9 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
     m_port.setFlowControl(QSerialPort::NoFlowControl);
     m_lost = false;
     m_waiting = true; // errors while opening are this function's result
-    const bool opened = m_port.open(QIODevice::ReadWrite);
+    bool opened = m_port.open(QIODevice::ReadWrite);
+    if (!opened && m_port.error() == QSerialPort::PermissionError && removeLockOfAKill(path))
+        opened = m_port.open(QIODevice::ReadWrite);
     const QSerialPort::SerialPortError error = m_port.error();
     if (opened)
         m_port.setDataTerminalReady(
