@@ -29,6 +29,11 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
             Qt::QueuedConnection);
 }
 
+QDateTime Receiver::time() const
+{
+    return m_begun.addMSecs((m_clock.steady() - m_begunSteady).count());
+}
+
 void Receiver::start()
 {
     static_cast<void>(takeNews()); // a restart that was announced before the bring-up is dealt with
@@ -87,7 +92,7 @@ void Receiver::armChange()
     if (!at.isValid())
         return;
     constexpr qint64 longest = 3600000;
-    m_change.start(static_cast<int>(qBound<qint64>(0, m_clock.now().msecsTo(at), longest)));
+    m_change.start(static_cast<int>(qBound<qint64>(0, time().msecsTo(at), longest)));
 }
 
 bool Receiver::takeNews()
@@ -127,7 +132,7 @@ void Receiver::takeDirect(const AtLine &line)
     }
     const int length = fields.last().number().value_or(-1);
     // One that waits is acknowledged when it is dealt with.
-    if (m_inbox.addDirect(QByteArray::fromHex(line.payload), length, m_clock.now()) == Inbox::Direct::Handled)
+    if (m_inbox.addDirect(QByteArray::fromHex(line.payload), length, time()) == Inbox::Direct::Handled)
         acknowledge();
     m_work.start();
 }
@@ -161,9 +166,9 @@ bool Receiver::readStore()
             return false;
     }
     if (std::exchange(m_isOpening, false) && m_isRest) {
-        for (const InboxMessage &parts : m_inbox.leftOverParts(m_clock.now())) {
+        for (const InboxMessage &parts : m_inbox.leftOverParts(time())) {
             if (m_isRest(parts))
-                m_inbox.setHandled(parts, m_clock.now());
+                m_inbox.setHandled(parts, time());
         }
     }
     return removeHandled();
@@ -186,13 +191,13 @@ bool Receiver::readMemory(const QByteArray &memory)
         emit modemRestarted();
         return false;
     }
-    m_inbox.update(memory, listing->received, m_clock.now(), m_isOpening);
+    m_inbox.update(memory, listing->received, time(), m_isOpening);
     Occupancy &occupancy = m_occupancy[memory];
     occupancy.used = listing->used;
     occupancy.total = listing->total;
     // What is refused would deafen the modem: its handler is to take it elsewhere.
     if (isNearlyFull(occupancy))
-        static_cast<void>(m_inbox.raiseRefused(m_clock.now()));
+        static_cast<void>(m_inbox.raiseRefused(time()));
     return true;
 }
 
@@ -244,7 +249,7 @@ bool Receiver::remove(const StoredTpdu &copy)
 std::optional<InboxMessage> Receiver::nextReadTwice()
 {
     while (true) {
-        std::optional<InboxMessage> message = m_inbox.next(m_clock.now());
+        std::optional<InboxMessage> message = m_inbox.next(time());
         if (!message)
             return std::nullopt;
         const auto once = std::find_if(message->copies.cbegin(), message->copies.cend(),
@@ -264,7 +269,7 @@ bool Receiver::raiseNext()
         return false;
     if (!m_current) {
         watchOccupancy(false);
-        return m_inbox.next(m_clock.now()).has_value();
+        return m_inbox.next(time()).has_value();
     }
     m_fate = MessageFate::Wait;
     m_wasRead = false;
@@ -315,12 +320,12 @@ void Receiver::finish(const InboxMessage &message)
 {
     switch (m_fate) {
     case MessageFate::Handled:
-        m_inbox.setHandled(message, m_clock.now());
+        m_inbox.setHandled(message, time());
         if (message.copies.first().isDirect && m_link.isOpen())
             acknowledge();
         break;
     case MessageFate::Refused:
-        m_inbox.setRefused(message, m_clock.now());
+        m_inbox.setRefused(message, time());
         break;
     case MessageFate::Wait:
         break;
@@ -352,6 +357,6 @@ void Receiver::watchOccupancy(bool isWaiting)
         occupancy.isTold = isNearlyFullNow;
         // Nothing else is left that could be freed by handling it.
         if (!isWaiting && occupancy.used >= occupancy.total)
-            static_cast<void>(m_inbox.releaseOldestIncomplete(m_clock.now()));
+            static_cast<void>(m_inbox.releaseOldestIncomplete(time()));
     }
 }

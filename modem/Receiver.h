@@ -63,6 +63,8 @@ private:
         bool isTold = false; ///< the operator knows that it is nearly full
     };
 
+    /// The wall clock at the beginning and the steady one since: nobody sets it while messages wait.
+    [[nodiscard]] QDateTime time() const;
     void work();
     void noteLine(const AtLine &line);
     void takeDirect(const AtLine &line);
@@ -81,6 +83,8 @@ private:
     [[nodiscard]] static bool isNearlyFull(const Occupancy &occupancy);
 
     const Clock &m_clock;
+    const QDateTime m_begun = m_clock.now();
+    const std::chrono::milliseconds m_begunSteady = m_clock.steady();
     ModemLink &m_link;
     ModemLimits m_limits;
     Inbox m_inbox;
