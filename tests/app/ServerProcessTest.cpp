@@ -5,6 +5,7 @@
 
 #include <QTest>
 #include <array>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -95,6 +96,77 @@ private slots:
         QVERIFY(server.end(SIGINT));
         QCOMPARE(server.exitCode(), 0);
         QVERIFY2(server.log().endsWith(u"释放 COM3端口成功！\n"_s), qPrintable(server.log()));
+    }
+
+    void howeverItIsStartedItSendsAndAfterAKillAgain_data()
+    {
+        QTest::addColumn<QStringList>("runner");
+        const auto shell = [](const QString &script) {
+            return QStringList{u"bash"_s, u"-c"_s, script + u"exec \"$@\""_s, u"bash"_s};
+        };
+        QTest::newRow("streams closed") << shell(u"exec <&- >&- 2>&-; "_s);
+        QTest::newRow("reader of errors gone") << shell(u"exec 2> >(exit); "_s);
+        QTest::newRow("no home") << shell(u"unset HOME; "_s);
+        QTest::newRow("no working folder") << shell(u"cd $(mktemp -d); rmdir \"$PWD\"; "_s);
+        QTest::newRow("64 descriptors") << shell(u"ulimit -n 64; "_s);
+        QTest::newRow("everything for everybody") << shell(u"umask 0; "_s);
+        QTest::newRow("process 1 of a container")
+            << u"unshare --pid --fork --mount-proc --kill-child"_s.split(u' ');
+    }
+    void howeverItIsStartedItSendsAndAfterAKillAgain()
+    {
+        QFETCH(QStringList, runner);
+        if (runner.first() == u"unshare" && QProcess::execute(u"unshare"_s, {u"--pid"_s, u"true"_s}) != 0)
+            QSKIP("only root may begin such a container");
+        const SimulatorProcess modem;
+        m_office->configureModem(modem.devicePath(), 1);
+        m_office->set(u"SendPerHour"_s, u"100"_s);
+        for (const auto &number : {u"1"_s, u"2"_s}) {
+            m_office->add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {number + u"|x|0"_s});
+            ServerProcess server(settings(), ServerProcess::service(), runner);
+            QTRY_VERIFY2_WITH_TIMEOUT(read(settings() + u".sends"_s).count(u'\n') == number.toInt(),
+                                      qPrintable(server.log()), patience);
+            QVERIFY2(!server.log().contains(u"失败"_s), qPrintable(server.log()));
+        }
+        for (const QString &file : {settings(), settings() + u".sends"_s, settings() + u".running"_s})
+            QCOMPARE(QFile::permissions(file) & QFile::Permissions(0x0077), QFile::Permissions());
+    }
+
+    void settingsThatAreSpoiledMeanwhileTakeNoLimitAway()
+    {
+        const SimulatorProcess modem;
+        m_office->configureModem(modem.devicePath(), 1);
+        m_office->set(u"SendPerHour"_s, u"1"_s);
+        ServerProcess server(settings());
+        QTRY_VERIFY_WITH_TIMEOUT(server.log().contains(u"成功！"_s), patience);
+        QVERIFY(QFile::resize(settings(), 0));
+        m_office->add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1|x|0"_s, u"2|x|0"_s});
+        QTRY_VERIFY2_WITH_TIMEOUT(server.log().contains(u"等待发送 1 条"_s), qPrintable(server.log()),
+                                  patience);
+    }
+
+    void aFullDiskCostsLinesOfTheLogAndSaysHowMany()
+    {
+        const QString folder = m_office->path(u"small"_s);
+        QVERIFY(QDir().mkdir(folder));
+        if (::mount("tmpfs", QFile::encodeName(folder), "tmpfs", 0, "size=8k") != 0)
+            QSKIP("only root may mount a small file system");
+        const auto unmount = qScopeGuard([&] { ::umount2(QFile::encodeName(folder), MNT_DETACH); });
+        QFile filler(folder + u"/filler"_s);
+        QVERIFY(filler.open(QIODevice::WriteOnly) && filler.write(QByteArray(100000, 'x')) > 0);
+        filler.close();
+        const SimulatorProcess modem;
+        m_office->configureModem(modem.devicePath(), 1);
+        const QString log = folder + u"/log"_s;
+        ServerProcess server(settings(), ServerProcess::service() + QStringList{u"--log-file"_s, log});
+        QTRY_VERIFY_WITH_TIMEOUT(server.errors().contains(u"log 无法写入：磁盘已满"_s) &&
+                                     server.errors().contains(u"连接 COM3端口成功！"_s),
+                                 patience);
+        QCOMPARE(read(log), QString());
+        QVERIFY(filler.remove());
+        QVERIFY(server.end());
+        QVERIFY2(read(log).contains(u" 行日志无法写入：磁盘已满\n"_s), qPrintable(read(log)));
+        QVERIFY2(read(log).endsWith(u"释放 COM3端口成功！\n"_s), qPrintable(read(log)));
     }
 };
 
