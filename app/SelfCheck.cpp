@@ -125,6 +125,9 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
     }
 }
 
+namespace
+{
+
 /// Codes are obeyed for senders that the table names letter for letter; networks deliver +86138...
 void checkNumberForm(const ServerParts &parts, CheckReport &report)
 {
@@ -150,7 +153,7 @@ void tryDatabase(Connection &connection, CheckReport &report)
         // What is refused without a row needs none to be tried again.
         if (problems.isEmpty())
             problems = triedWithRows(connection);
-        for (const DatabaseProblem &problem : qAsConst(problems))
+        for (const DatabaseProblem &problem : std::as_const(problems))
             report.wrong(problem.what, problem.remedy);
         if (problems.isEmpty())
             report.well(u"数据表可以读写（试写的内容已撤销）"_s);
@@ -158,6 +161,8 @@ void tryDatabase(Connection &connection, CheckReport &report)
         report.wrong(u"试写数据表时出错："_s + fault.message(), u"请检查数据库服务，再试一次"_s);
     }
 }
+
+} // namespace
 
 void checkDatabase(const ServerParts &parts, CheckReport &report)
 {

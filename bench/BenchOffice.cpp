@@ -258,7 +258,7 @@ Outcome compare(const QList<Message> &messages, const QList<SentMessage> &sent)
         else
             ++outcome.doubled;
     }
-    for (const int count : qAsConst(left))
+    for (const int count : std::as_const(left))
         outcome.lost += count;
     return outcome;
 }

@@ -99,8 +99,8 @@ void frmMain::holdMinimumSize()
     // The designed minimum is an outer size: what the window's frame adds belongs to it. On X11 the frame is
     // known only some time after the first layout, so a side that is held is measured again.
     const QSize frame = frameGeometry().size() - size();
-    const auto held = [](int length, int before, int smallest, int frame) {
-        return length < smallest || length == before ? smallest - frame : -1;
+    const auto held = [](int length, int before, int smallest, int edges) {
+        return length < smallest || length == before ? smallest - edges : -1;
     };
     m_heldSize = {held(width(), m_heldSize.width(), border.width(), frame.width()),
                   held(height(), m_heldSize.height(), border.height(), frame.height())};

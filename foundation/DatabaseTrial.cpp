@@ -102,7 +102,7 @@ public:
 
     void withoutRows()
     {
-        for (const TriedTable &table : qAsConst(m_tables)) {
+        for (const TriedTable &table : std::as_const(m_tables)) {
             if (isWithoutTransactions(table) && !table.inserted.isEmpty())
                 m_problems +=
                     {u"数据表 %1 没有事务（例如 MyISAM），中断时短信可能丢失或重复"_s.arg(table.name),
@@ -125,7 +125,7 @@ public:
 
     void withRows()
     {
-        for (const TriedTable &table : qAsConst(m_tables)) {
+        for (const TriedTable &table : std::as_const(m_tables)) {
             if (!table.inserted.isEmpty() && !isWithoutTransactions(table))
                 attempt(table, u"插入"_s, [&] { storeRow(table); });
         }

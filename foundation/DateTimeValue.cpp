@@ -1,6 +1,7 @@
 #include "foundation/DateTimeValue.h"
 
 #include <QRegularExpression>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -27,7 +28,7 @@ std::optional<QDateTime> fromText(const QString &text)
     int offsetSeconds = (number(9) * 60 + number(10)) * 60;
     if (match.captured(8) == "-"_L1)
         offsetSeconds = -offsetSeconds;
-    return QDateTime(date, time, Qt::OffsetFromUTC, offsetSeconds).toLocalTime();
+    return QDateTime(date, time, QTimeZone::utc()).addSecs(-offsetSeconds).toLocalTime();
 }
 
 } // namespace

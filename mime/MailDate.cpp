@@ -148,10 +148,9 @@ QDateTime parseMailDate(QByteArrayView raw)
     const QDate day(qMax(parts.year, 0), parts.month, parts.day);
     if (!day.isValid() || !parts.time)
         return {};
-    const QDateTime date = parts.offset
-                               ? QDateTime(day, *parts.time, Qt::OffsetFromUTC,
-                                           static_cast<int>(std::chrono::seconds(*parts.offset).count()))
-                                     .toLocalTime()
-                               : QDateTime(day, *parts.time, Qt::LocalTime);
+    const QDateTime date = parts.offset ? QDateTime(day, *parts.time, QTimeZone::utc())
+                                              .addSecs(-std::chrono::seconds(*parts.offset).count())
+                                              .toLocalTime()
+                                        : QDateTime(day, *parts.time);
     return date.date().year() >= 1753 && date.date().year() <= 9999 ? date : QDateTime();
 }

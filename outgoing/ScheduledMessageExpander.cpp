@@ -6,6 +6,8 @@
 #include "foundation/UserDirectory.h"
 #include "outgoing/MessagePieces.h"
 
+#include <QTimeZone>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -14,7 +16,7 @@ namespace
 /// A wall-clock time in whole seconds, so that a change of the zone's offset moves nothing.
 qint64 wallClockSeconds(const QDateTime &dateTime)
 {
-    return QDateTime(dateTime.date(), dateTime.time(), Qt::UTC).toSecsSinceEpoch();
+    return QDateTime(dateTime.date(), dateTime.time(), QTimeZone::utc()).toSecsSinceEpoch();
 }
 
 } // namespace

@@ -90,7 +90,7 @@ QString NameResolver::rewritten(const QString &sql)
         }
         const bool isCall = i + 1 < tokens.size() && isSymbol(tokens[i + 1], u'(');
         QString spelled = token.text;
-        for (const Table *table : qAsConst(tables)) {
+        for (const Table *table : std::as_const(tables)) {
             const auto column = table->columns.constFind(lower);
             if (column != table->columns.cend() && !isCall && !qualifies)
                 spelled = m_quote(column->name);

@@ -3,8 +3,8 @@
 #include "database/driver/BoundValue.h"
 #include "database/qtsql/QtSqlStatement.h"
 
-#include <QSqlField>
-#include <QSqlRecord>
+#include <QSqlResult>
+#include <libpq-fe.h>
 
 using namespace Qt::StringLiterals;
 
@@ -31,12 +31,15 @@ private:
     /// PostgreSQL fills char(n) with blanks that mean nothing; MariaDB takes them off by itself.
     [[nodiscard]] bool isPadded(int column) const
     {
-        constexpr int postgreSqlBpchar = 1042;
+        constexpr Oid postgreSqlBpchar = 1042;
         if (!m_padded) {
             m_padded.emplace();
-            const QSqlRecord record = query().record();
-            for (int i = 0; i < record.count(); ++i)
-                *m_padded += record.field(i).typeID() == postgreSqlBpchar;
+            const QVariant handle = query().result()->handle();
+            if (qstrcmp(handle.typeName(), "pg_result*") == 0) {
+                const PGresult *result = *static_cast<PGresult *const *>(handle.data());
+                for (int i = 0; i < PQnfields(result); ++i)
+                    *m_padded += PQftype(result, i) == postgreSqlBpchar;
+            }
         }
         return m_padded->value(column);
     }

@@ -31,6 +31,6 @@ QDateTime decodeScts(QByteArrayView octets)
     const bool isNegative = (octets[6] & signBit) != 0;
     const int quarters = decimal(static_cast<char>(octets[6] & ~signBit));
     const int seconds = quarters < 0 || quarters > mostQuarters ? 0 : quarters * 15 * 60;
-    const QDateTime utc = QDateTime(date, time, Qt::UTC).addSecs(isNegative ? seconds : -seconds);
+    const QDateTime utc = QDateTime(date, time, QTimeZone::utc()).addSecs(isNegative ? seconds : -seconds);
     return utc.toLocalTime();
 }

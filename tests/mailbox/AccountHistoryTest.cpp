@@ -47,7 +47,7 @@ private slots:
         QFETCH(qint64, seconds);
         QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
         CollectorState known;
-        for (const Pop3ConnectResult &result : qAsConst(results)) {
+        for (const Pop3ConnectResult &result : std::as_const(results)) {
             const AccountHistory history = validHistory(known.histories.value(1), m_account);
             now = now.addSecs(history.distance.count());
             QVERIFY(mayLogIn(history, now));

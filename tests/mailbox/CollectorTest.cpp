@@ -92,7 +92,7 @@ private slots:
         QFETCH(QString, script);
         QFETCH(QStringList, logs);
         collectWith(script);
-        for (const QString &log : qAsConst(logs))
+        for (const QString &log : std::as_const(logs))
             QCOMPARE(pass().join(u'|'), log);
         QFETCH(CollectorState, known);
         QVERIFY(decodeState(states().constLast()) == known);

@@ -6,6 +6,7 @@
 #include "tests/support/Rows.h"
 
 #include <QDir>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 using Script = ScriptedPop3Server::Script;
@@ -80,8 +81,9 @@ private slots:
             {.messages = {"Date: Sun, 05 Mar 2006 07:08:09 +0000\r\nTo: someone@else.example\r\n\r\n"}});
         m_office->account(9, u"o'neil"_s, server.port());
         m_office->collect(u"o'neil"_s);
-        const QString local =
-            QDateTime({2006, 3, 5}, {7, 8, 9}, Qt::UTC).toLocalTime().toString(u"yyyy-MM-dd HH:mm:ss"_s);
+        const QString local = QDateTime({2006, 3, 5}, {7, 8, 9}, QTimeZone::utc())
+                                  .toLocalTime()
+                                  .toString(u"yyyy-MM-dd HH:mm:ss"_s);
         QCOMPARE(m_office->mails(u"EmailStatus, EmailTo, MSGID, EOAID, EmailSource, EmailDate"_s),
                  QStringList(u"1|*o'neil-0-0-0*|uid-1|9|2|"_s + local));
     }

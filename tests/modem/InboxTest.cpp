@@ -3,6 +3,7 @@
 #include "tests/support/Transcript.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -157,7 +158,7 @@ private:
     }
 
     Inbox m_inbox{ModemLimits{}};
-    QDateTime m_now{QDate(2026, 11, 20), QTime(19, 31), Qt::OffsetFromUTC, 8 * 3600};
+    QDateTime m_now{QDate(2026, 11, 20), QTime(19, 31), QTimeZone(8 * 3600)};
     int m_handled = 0; ///< by handle()
 };
 

@@ -3,6 +3,7 @@
 #include "simulator/tpdu/TpduEncoder.h"
 
 #include <QTest>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -28,7 +29,7 @@ private slots:
     void roundTrip()
     {
         QFETCH(QString, text);
-        const QDateTime sentAt(QDate(2026, 11, 20), QTime(19, 30, 59), Qt::OffsetFromUTC, -45 * 60);
+        const QDateTime sentAt(QDate(2026, 11, 20), QTime(19, 30, 59), QTimeZone(-45 * 60));
         for (const QString &number : {u"+8613800138000"_s, u"10086"_s, u"12345678901234567890"_s}) {
             const QList<SmsSubmit> submits = encodeSubmits(number, text, 200);
             const QList<QByteArray> delivers = simulator::encodeDeliver({.number = number,
