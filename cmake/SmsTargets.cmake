@@ -3,7 +3,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/IncludeCheck.cmake)
 
 add_library(sms_options INTERFACE)
 target_include_directories(sms_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(sms_options INTERFACE -Wall -Wextra)
+target_compile_options(sms_options INTERFACE -Wall -Wextra -Wshadow -Wmissing-declarations)
 if(SMS_WARNINGS_AS_ERRORS)
     target_compile_options(sms_options INTERFACE -Werror)
 endif()
