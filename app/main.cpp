@@ -1,3 +1,4 @@
+#include "SmsCommit.h"
 #include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
 #include "app/SelfCheck.h"

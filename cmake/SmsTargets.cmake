@@ -13,6 +13,8 @@ target_compile_definitions(sms_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAS
 include(CheckPIESupported)
 check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# Programs too: they share the libraries' precompiled headers, and -fPIE would shut them out.
+target_compile_options(sms_options INTERFACE -fPIC)
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fcf-protection SMS_HAS_CF_PROTECTION)
 set(hardened $<CONFIG:Release,RelWithDebInfo>)
