@@ -78,6 +78,9 @@ private slots:
         file.close();
         Connection connection;
         QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
+        QVERIFY(file.remove());
+        QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
+        QVERIFY(!file.exists()); // nothing was created in its place
     }
 };
 
