@@ -7,7 +7,11 @@
 class DatabaseSession
 {
 public:
-    explicit DatabaseSession(const Registry &registry) : m_registry(registry) {}
+    /// lastRead: the connection string in the place of a registry that cannot be read.
+    explicit DatabaseSession(const Registry &registry, QString lastRead = {})
+        : m_registry(registry), m_lastRead(std::move(lastRead))
+    {
+    }
 
     /// (Re)opens Conn from the stored connection string. False on any failure; Conn is then not usable.
     [[nodiscard]] bool OpenDB();

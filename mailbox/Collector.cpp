@@ -51,6 +51,13 @@ Collector::~Collector()
     stop();
 }
 
+void Collector::setSettings(const ServiceSettings &settings)
+{
+    m_state.areServersSeveral = settings.areServersSeveral;
+    m_state.verifiesMailServers = settings.verifiesMailServers;
+    m_state.attachesHiddenText = settings.attachesHiddenText;
+}
+
 void Collector::pass()
 {
     if (!isCollecting() && hasMailboxes(m_session.Conn()))
@@ -63,6 +70,7 @@ void Collector::start()
     m_mail.reset();
     m_failure.reset();
     m_process.start();
+    m_state.connectString = m_session.GetConnectString();
     m_process.write(CollectorProtocol::encode(m_state));
     m_process.closeWriteChannel();
     m_untilLong.start(unnoticed);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/ServiceSettings.h"
 #include "foundation/TaskGuard.h"
 #include "mailbox/CollectorProtocol.h"
 
@@ -23,6 +24,8 @@ public:
               TaskGuard &guard);
     ~Collector() override;
 
+    /// From the next pass on.
+    void setSettings(const ServiceSettings &settings);
     /// A tick: starts a pass if there is anything to collect and none is under way. Throws DatabaseFault.
     void pass();
     /// Is one under way?

@@ -49,17 +49,20 @@ CollectorState readState()
 int runCollector(const Registry &registry, const MailTrace &trace, const QString &keptMailsFile)
 {
     confineProcess(limits);
-    Reporter reporter(readState());
+    const CollectorState state = readState();
+    Reporter reporter(state);
     const auto failed = [&](bool databaseGone, const QString &cause) {
         reporter.told(CollectorProtocol::PassFailed{databaseGone, cause});
     };
     try {
-        DatabaseSession session(registry);
+        DatabaseSession session(registry, state.connectString);
         KeptMails kept(keptMailsFile);
         if (session.OpenDB()) {
             session.Conn().spareMemory();
-            const ServiceSettings settings = readServiceSettings(registry);
-            const PassLock lock(session.Conn(), settings.areServersSeveral, QStringLiteral("collection"));
+            const PassLock lock(session.Conn(), state.areServersSeveral, QStringLiteral("collection"));
+            ServiceSettings settings;
+            settings.verifiesMailServers = state.verifiesMailServers;
+            settings.attachesHiddenText = state.attachesHiddenText;
             Pop3PollingDriver driver(session, settings, trace, reporter, kept);
             if (lock.isOurs())
                 driver.pass();

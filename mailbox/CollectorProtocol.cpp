@@ -55,7 +55,8 @@ struct Fields {
     static auto of(CollectorState &state)
     {
         return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.plainMails,
-                        state.isOneAtATime);
+                        state.isOneAtATime, state.connectString, state.areServersSeveral,
+                        state.verifiesMailServers, state.attachesHiddenText);
     }
 };
 

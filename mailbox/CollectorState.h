@@ -6,13 +6,18 @@
 #include <QHash>
 #include <QSet>
 
-/// What the collections of this run have learnt. Each collector gets it at its start.
+/// What the collections of this run have learnt, and the settings of the last Start. Each collector gets it at its
+/// start.
 struct CollectorState {
     QSet<MailKey> passedOverMails = {};
     QSet<qint64> passedOverAccounts = {};
     QHash<qint64, AccountHistory> histories = {}; ///< by account
     QSet<MailKey> plainMails = {};                ///< to be read by the plain reader
     bool isOneAtATime = false;                    ///< log in to an account in its turn only
+    QString connectString = {};                   ///< where the settings cannot be read
+    bool areServersSeveral = false;
+    bool verifiesMailServers = false;
+    bool attachesHiddenText = false;
 
     bool operator==(const CollectorState &) const = default;
 };

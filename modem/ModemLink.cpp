@@ -28,7 +28,7 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
     case SerialLine::OpenResult::NoSuchDevice:
         return failed(ModemResult::NoSuchPort, u"端口 %1 不存在"_s.arg(device));
     case SerialLine::OpenResult::Busy:
-        return failed(ModemResult::PortBusy, u"端口 %1 被其他程序占用"_s.arg(device));
+        return failed(ModemResult::PortBusy, u"端口 %1 被其他程序占用（%2）"_s.arg(device, line.errorText()));
     case SerialLine::OpenResult::Denied:
         return failed(ModemResult::PortDenied, u"没有权限打开端口 %1"_s.arg(device));
     case SerialLine::OpenResult::Failed:

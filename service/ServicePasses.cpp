@@ -92,6 +92,7 @@ void ServicePasses::setSettings(const ServiceSettings &settings)
     m_sender.setShared(settings.areServersSeveral);
     m_limits.set({settings.sendPerHour, settings.sendPerDay, settings.sendGap});
     m_replyLimit.set(settings.repliesPerHour);
+    m_collector.setSettings(settings);
 }
 
 void ServicePasses::send()

@@ -16,25 +16,29 @@ int remainingMs(const QDeadlineTimer &deadline)
     return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 0, longestMs));
 }
 
-/// Takes away the lock that a kill left, where QSerialPort takes it for another's: in a container each server is
-/// process 1. A lock is somebody's as long as its file is locked (flock); what other programs write into such files
-/// is left alone. True when there may be none any more.
-bool removeLockOfAKill(const QString &path)
+/// Where QSerialPort and other programs lock a port; "" when none does.
+QString lockFile(const QString &path)
 {
     QString name = path;
     name.remove(QStringLiteral("/dev/")).replace(u'/', u'_');
     for (const auto *folder : {"/var/lock", "/tmp", "/run/lock"}) {
         const QString file = QString::fromLatin1(folder) + QStringLiteral("/LCK..") + name;
-        if (!QFileInfo::exists(file))
-            continue;
-        QLockFile lock(file);
-        qint64 process = 0;
-        QString host;
-        QString program;
-        return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() &&
-               lock.removeStaleLockFile();
+        if (QFileInfo::exists(file))
+            return file;
     }
-    return false;
+    return {};
+}
+
+/// Takes away the lock that a kill left, where QSerialPort takes it for another's: in a container each server is
+/// process 1. A lock is somebody's as long as its file is locked (flock); what other programs write into such files
+/// is left alone. True when there is none any more.
+bool removeLockOfAKill(const QString &path)
+{
+    QLockFile lock(lockFile(path));
+    qint64 process = 0;
+    QString host;
+    QString program;
+    return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() && lock.removeStaleLockFile();
 }
 
 /// On a port of this machine.
@@ -47,7 +51,7 @@ public:
     void setBaud(int baud) override { m_port.setBaudRate(baud); }
     void close() override;
     bool isOpen() const override { return m_port.isOpen(); }
-    QString errorText() const override { return m_port.errorString(); }
+    QString errorText() const override { return m_errorText; }
     Wait write(QByteArrayView octets, const QDeadlineTimer &deadline) override;
     Wait waitForOctets(const QDeadlineTimer &deadline) override;
     QByteArray readAll() override;
@@ -57,6 +61,7 @@ private:
     Wait endWait();
 
     QSerialPort m_port;
+    QString m_errorText;
     bool m_waiting = false;
     bool m_lost = false;
 };
@@ -90,6 +95,7 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
     if (!opened && m_port.error() == QSerialPort::PermissionError && removeLockOfAKill(path))
         opened = m_port.open(QIODevice::ReadWrite);
     const QSerialPort::SerialPortError error = m_port.error();
+    m_errorText = m_port.errorString();
     if (opened)
         m_port.setDataTerminalReady(
             true); // USB modems stay silent without it; a pseudo-terminal has no such line
@@ -103,7 +109,11 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
         return OpenResult::Failed;
     // One code for "no right" and "locked by another": the file's own rights tell them apart.
     const QFileInfo file(path);
-    return file.isReadable() && file.isWritable() ? OpenResult::Busy : OpenResult::Denied;
+    if (!file.isReadable() || !file.isWritable())
+        return OpenResult::Denied;
+    if (const QString lock = lockFile(path); !lock.isEmpty())
+        m_errorText = QStringLiteral("锁文件 %1").arg(lock);
+    return OpenResult::Busy;
 }
 
 void SerialPortLine::close()
