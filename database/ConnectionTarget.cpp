@@ -159,13 +159,10 @@ QString sslMode(const QString &asked)
                                                   {u"preferred"_s, u"prefer"_s},
                                                   {u"require"_s, u"require"_s},
                                                   {u"required"_s, u"require"_s},
-                                                  {u"verify-ca"_s, u"verify-ca"_s},
                                                   {u"verifyca"_s, u"verify-ca"_s},
-                                                  {u"verify_ca"_s, u"verify-ca"_s},
-                                                  {u"verify-full"_s, u"verify-full"_s},
                                                   {u"verifyfull"_s, u"verify-full"_s},
-                                                  {u"verify_identity"_s, u"verify-full"_s}};
-    const auto mode = modes.constFind(asked.toLower());
+                                                  {u"verifyidentity"_s, u"verify-full"_s}};
+    const auto mode = modes.constFind(asked.toLower().remove(u'-').remove(u'_'));
     if (mode == modes.cend())
         throw refusedString(u"数据库连接字符串中“SslMode”的值不受支持"_s);
     return *mode;
