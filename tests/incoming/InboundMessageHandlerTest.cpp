@@ -124,6 +124,25 @@ private slots:
         QCOMPARE(stored(), once);
     }
 
+    void withoutItsSpoolAMessageStaysInTheModemAndItIsToldOnce()
+    {
+        const QString spool = m_office->path(u"spool"_s);
+        const ReceivedMessage message{u"1"_s, u"x"_s, u"2006-03-05 07:00:00"_s,
+                                      MessageOrigin{.isLeftOver = false, .fragments = {}, .mustLeave = true}};
+        m_office->refuse(u"insert"_s, u"SMS_SIMReceive"_s);
+        QVERIFY(QDir().mkdir(spool)); // neither read nor written
+        const auto handler = restarted({.spool = spool});
+        handler->retrySpooled();
+        QCOMPARE(m_office->console.takeLog(), QStringList{u"文件 %1 失败：不是普通文件"_s.arg(spool)});
+        QCOMPARE(handler->handle(0, message), MessageFate::Refused);
+        QCOMPARE(handler->handle(0, message), MessageFate::Refused);
+        QCOMPARE(m_office->console.takeLog().size(), 1); // of the database
+        QVERIFY(QDir().rmdir(spool));
+        QCOMPARE(handler->handle(0, message), MessageFate::Handled);
+        QCOMPARE(m_office->console.takeLog(), QStringList{u"文件 %1 恢复正常"_s.arg(spool)});
+        QVERIFY(QFileInfo(spool).size() > 0);
+    }
+
     void leftOverOfAnEarlierRunIsNotStoredAgain_data()
     {
         QTest::addColumn<QString>("text");
