@@ -47,17 +47,6 @@ private slots:
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
-    void lostDatabaseEndsThePass()
-    {
-        users({u"amy|1|1"_s});
-        mail(u"1|*amy-0-0-0*"_s);
-        QVERIFY(m_office->moveDatabaseAway());
-        QVERIFY_EXCEPTION_THROWN(m_alerts->pass(), DatabaseFault);
-        QVERIFY(m_office->moveDatabaseBack());
-        QVERIFY(m_office->session.OpenDB());
-        QCOMPARE(alerted(), u"1"_s);
-    }
-
     void stopEndsThePassBetweenUsers()
     {
         users({u"amy|1|1"_s, u"bob|2|1"_s});

@@ -6,7 +6,6 @@
 #include "tests/support/Rows.h"
 
 #include <QDir>
-#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 using Script = ScriptedPop3Server::Script;
@@ -75,19 +74,6 @@ private slots:
         QCOMPARE(server.stored(u"box"_s), 0);
     }
 
-    void fixedColumns()
-    {
-        const ScriptedPop3Server server(
-            {.messages = {"Date: Sun, 05 Mar 2006 07:08:09 +0000\r\nTo: someone@else.example\r\n\r\n"}});
-        m_office->account(9, u"o'neil"_s, server.port());
-        m_office->collect(u"o'neil"_s);
-        const QString local = QDateTime({2006, 3, 5}, {7, 8, 9}, QTimeZone::utc())
-                                  .toLocalTime()
-                                  .toString(u"yyyy-MM-dd HH:mm:ss"_s);
-        QCOMPARE(m_office->mails(u"EmailStatus, EmailTo, MSGID, EOAID, EmailSource, EmailDate"_s),
-                 QStringList(u"1|*o'neil-0-0-0*|uid-1|9|2|"_s + local));
-    }
-
     void subjectAndContent()
     {
         const QByteArray plain = "\n\n--b\nContent-Type: text/plain\n\ntext\n--b";
@@ -111,20 +97,6 @@ private slots:
                             "Bcc: d@x\nCC: c@x\n\n", "Subject: s\n\n"},
                            u"EmailToDis, EmailCC"_s),
                  (QStringList{u"a@x, c@x|b@x"_s, u"a@x, b@x|c@x"_s, u"|d@x, c@x"_s, u"|"_s}));
-    }
-
-    void attachmentsInOrder()
-    {
-        const QByteArray two =
-            "Content-Type: multipart/mixed; boundary=b\n\n"
-            "--b\nContent-Type: application/zip; name=a.zip\nContent-Disposition: attachment\n"
-            "Content-Transfer-Encoding: base64\n\nAAH/\n"
-            "--b\nContent-Type: Image/PNG; name=b.png\nContent-Disposition: attachment\n\n\n--b--\n";
-        QCOMPARE(collected({two, "Subject: none\n\n"}, u"VOID"_s), (QStringList{u"1"_s, u"2"_s}));
-        QCOMPARE(m_office->attachments(),
-                 (QStringList{u"1|a.zip|a.zip|application/zip|0001FF"_s, u"1|b.png|b.png|Image/PNG|"_s}));
-        QCOMPARE(m_office->rows(u"select count(*) from VO_EmailAttachments where FileContent is null"_s),
-                 QStringList(u"0"_s));
     }
 
     void badAccountsBetweenGoodOnes()

@@ -66,35 +66,22 @@ private slots:
         }
     }
 
-    void sessionFromCountToQuit()
+    void itemAndDeleteMessages()
     {
         const QString user = u"会话"_s;
         Pop3Client client;
         const auto connect = [&] {
             return client.Connect(user, DovecotServer::password(), u"localhost"_s, m_server->port()).outcome;
         };
-        for (const char *number : {"1", "2", "3"})
-            m_server->deliver(user, "Subject: mail "_ba + number + "\n\n.\n..\n.text\n\n...\nend.\n");
+        m_server->deliver(user, "Subject: mail\n\n.\n..\n.text\n\n...\nend.\n");
         QCOMPARE(connect(), Connected);
-        QCOMPARE(client.Count(), 3);
-        const QString uid = client.GetMessageUID(2).value_or(QString());
-        QVERIFY(!uid.isEmpty());
-        QVERIFY(client.GetMessageUID(3) != uid);
-        QCOMPARE(client.GetMessageUID(0), std::nullopt);
-        QCOMPARE(client.GetMessageUID(4), std::nullopt);
-        const auto message = client.Item(2);
-        QCOMPARE(std::get<MimeMessage>(message).Subject(), u"mail 2"_s);
+        const auto message = client.Item(1);
         QCOMPARE(std::get<MimeMessage>(message).Body(), u".\r\n..\r\n.text\r\n\r\n...\r\nend."_s);
-        QVERIFY(std::holds_alternative<Pop3Refusal>(client.Item(4)));
-        QCOMPARE(client.DeleteMessages({1, 3, 9}), QList<int>({9}));
-        QVERIFY(client.Disconnect());
-        QCOMPARE(m_server->stored(user), 1);
-        // A line that is dropped deletes nothing.
-        QCOMPARE(connect(), Connected);
+        QVERIFY(std::holds_alternative<Pop3Refusal>(client.Item(2)));
+        QCOMPARE(client.GetMessageUID(0), std::nullopt);
         QCOMPARE(client.DeleteMessages(), QList<int>());
-        QTRY_COMPARE(connect(), Connected);
-        QCOMPARE(client.GetMessageUID(1), uid);
-        QCOMPARE(client.DeleteMessages(), QList<int>());
+        QCOMPARE(connect(), Connected); // a line that is dropped deletes nothing
+        QCOMPARE(client.DeleteMessages({1, 9}), QList<int>({9}));
         QVERIFY(client.Disconnect());
         QCOMPARE(m_server->stored(user), 0);
     }

@@ -56,7 +56,6 @@ public:
 
     // Of all connections so far:
     [[nodiscard]] int connections() const { return m_connections; }
-    [[nodiscard]] qint64 sentOctets() const { return m_sentOctets; }
     /// Every line up to a command that hangs.
     [[nodiscard]] QByteArrayList received() const { return copyOf(m_received); }
     /// Numbers whose deletion was committed by QUIT.
@@ -86,7 +85,7 @@ private:
     int m_wakeUp = -1; // readable when the server is to end
     int m_port = 0;
     std::atomic<int> m_connections = 0;
-    std::atomic<qint64> m_sentOctets = 0;
+    qint64 m_sentOctets = 0;
     bool m_wasCut = false;
     mutable std::mutex m_mutex; // guards these three
     std::shared_ptr<const Script> m_next;
