@@ -144,10 +144,10 @@ private slots:
         // later: at the next pass.
         const auto row = [&](const char *name, const QByteArrayList &uids, const QByteArrayList &later,
                              int isBaoLiu, const QString &stored, const QString &note) {
-            const auto script = [](const QByteArrayList &uids) {
-                return Script{.messages = numberedMails(qMax(2, static_cast<int>(uids.size()))),
-                              .uids = uids,
-                              .knowsUidl = !uids.isEmpty()};
+            const auto script = [](const QByteArrayList &ids) {
+                return Script{.messages = numberedMails(qMax(2, static_cast<int>(ids.size()))),
+                              .uids = ids,
+                              .knowsUidl = !ids.isEmpty()};
             };
             rows(name, script(uids), script(later), isBaoLiu, stored, note);
         };
