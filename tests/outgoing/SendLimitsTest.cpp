@@ -95,9 +95,16 @@ private slots:
             {{0, 1, 1}, {.tries = 1, .lines = 1, .set = -day}, {3601, 1, 1, 1}});
         row("clock set back, a restart, and right again", {.perHour = 1},
             {{0, 1, 1},
-             {0, 1, 0, 1, false, true, -day},
+             {.tries = 1, .lines = 1, .set = -day},
+             {0, 1, 0, 1, false, true},
              {.seconds = 1800, .tries = 1, .set = day},
              {1801, 1, 1, 1}});
+        // Nobody can know that it is wrong; what was sent before counts again when it is right.
+        row("clock of tomorrow at the start", {.perHour = 2},
+            {{0, 2, 2},
+             {0, 1, 1, 0, false, true, day},
+             {.tries = 1, .lines = 1, .set = -day},
+             {3601, 1, 1, 1}});
         row("clock of long ago at the start", {.perHour = 1},
             {{0, 1, 1},
              {0, 1, 0, 1, false, true, -9999 * day},
