@@ -67,7 +67,8 @@ QByteArray lineOf(quint8 kind, Message message)
     QByteArray octets;
     QDataStream out(&octets, QIODevice::WriteOnly);
     out.setVersion(version);
-    std::apply([&](const auto &...fields) { static_cast<void>((out << kind << ... << fields)); },
+    out << kind;
+    std::apply([&](const auto &...fields) { static_cast<void>((out << ... << fields)); },
                Fields::of(message));
     return octets.toBase64() + '\n';
 }
