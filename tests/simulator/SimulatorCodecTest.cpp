@@ -21,6 +21,7 @@ private slots:
                                             "ÄÖÑÜ§¿abcdefghijklmnopqrstuvwxyzäöñüà\f^{}\\[~]|€"_s;
         QTest::newRow("nothing") << QString();
         QTest::newRow("160 septets") << QString(160, u'a');
+        QTest::newRow("161 septets") << QString(161, u'a');
         QTest::newRow("an escape at the end of a part") << QString(152, u'a') + QString(200, u'€');
         QTest::newRow("70 units") << QString(70, u'汉');
         QTest::newRow("a pair at the end of a part") << QString(66, u'汉') + u"😀"_s.repeated(100);
