@@ -74,6 +74,8 @@ void SqliteDriver::open()
     m_openedFile = fileIdentity();
     // A file that is no database opens all the same; the first statement tells.
     exec(u"select count(*) from sqlite_master"_s);
+    // With less, a journal that was deleted may come back after a power cut and take the last commit with it.
+    exec(u"pragma synchronous=extra"_s);
     // Without a write-ahead log a transaction that outgrows the cache would write to the file long before its
     // commit and keep all readers out from then on: what it has changed stays in memory.
     const auto journal = std::make_unique<SqliteStatement>(line(), u"pragma journal_mode"_s);
