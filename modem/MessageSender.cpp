@@ -33,11 +33,7 @@ QString wordsOf(const AtAnswer &answer)
 SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
 {
     for (qsizetype i = 0; i < parts.size(); ++i) {
-        SendOutcome outcome = sendPart(parts[i]);
-        // The row cannot wait for a later pass any more: its first parts are out.
-        constexpr int mostTries = 3;
-        for (int tries = 1; i > 0 && tries < mostTries && mayTryAgain(outcome); ++tries)
-            outcome = sendPart(parts[i]);
+        SendOutcome outcome = i == 0 ? sendPart(parts[i]) : sendFurtherPart(parts[i]);
         if (outcome.result == ModemResult::Ok && !outcome.fault)
             continue;
         // What was accepted cannot be taken back, and trying again would send it twice: never a fault now.
@@ -52,6 +48,18 @@ SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
     return {};
 }
 
+/// The row cannot wait for a later pass any more: its first parts are out.
+SendOutcome MessageSender::sendFurtherPart(const SmsSubmit &part)
+try {
+    constexpr int mostTries = 3;
+    SendOutcome outcome = sendPart(part);
+    for (int tries = 1; tries < mostTries && mayTryAgain(outcome); ++tries)
+        outcome = sendPart(part);
+    return outcome;
+} catch (const Fault &fault) {
+    return failed(ModemResult::PartlySent, fault.message());
+}
+
 MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSecond)
 {
     const QDeadlineTimer usual(m_limits.slowPrompt);
@@ -62,8 +70,19 @@ MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSeco
     if (isPrompted && usual.hasExpired() && !isSecond)
         return {SendVerdict::NotPrompted, {}};
     if (isPrompted)
-        answer = m_channel.sendPayload(part.octets.toHex().toUpper(), m_limits.sendResult);
+        answer = handOver(part);
     return {judgeSend(answer), wordsOf(answer)};
+}
+
+AtAnswer MessageSender::handOver(const SmsSubmit &part)
+{
+    try {
+        m_handingOver();
+    } catch (const Fault &) {
+        static_cast<void>(m_channel.resynchronise(m_limits.resync)); // out of the prompt
+        throw;
+    }
+    return m_channel.sendPayload(part.octets.toHex().toUpper(), m_limits.sendResult);
 }
 
 /// In PDU mode, which a modem that started anew has left.

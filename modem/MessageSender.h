@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <functional>
 #include <optional>
 
 class AtChannel;
@@ -27,10 +28,15 @@ struct SendOutcome {
 class MessageSender
 {
 public:
-    MessageSender(AtChannel &channel, const ModemLimits &limits) : m_channel(channel), m_limits(limits) {}
+    /// handingOver: called when the modem waits for a part's text, before it goes. When it throws Fault the text does
+    /// not go.
+    MessageSender(AtChannel &channel, const ModemLimits &limits, const std::function<void()> &handingOver)
+        : m_channel(channel), m_limits(limits), m_handingOver(handingOver)
+    {
+    }
 
     /// All parts in order, up to the first that is not accepted. Nothing that was handed over is handed
-    /// over again.
+    /// over again. Throws what handingOver throws for the first part.
     [[nodiscard]] SendOutcome send(const QList<SmsSubmit> &parts);
 
 private:
@@ -39,10 +45,13 @@ private:
         QString cause; ///< the modem's own words
     };
     Attempt tryPart(const SmsSubmit &part, bool isSecond = false);
+    AtAnswer handOver(const SmsSubmit &part);
     [[nodiscard]] bool findModemAgain();
     SendOutcome sendPart(const SmsSubmit &part);
+    SendOutcome sendFurtherPart(const SmsSubmit &part);
     SendOutcome waits(ModemFault::Kind kind, const QString &cause);
 
     AtChannel &m_channel;
     ModemLimits m_limits;
+    const std::function<void()> &m_handingOver;
 };

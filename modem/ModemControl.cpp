@@ -80,6 +80,7 @@ public:
     QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;
     quint8 reference = 0; ///< of the next concatenated message
+    std::function<void()> handingOver = [] {};
 };
 
 QList<int> ModemControl::Private::baudsToTry() const
@@ -228,6 +229,11 @@ void ModemControl::setReference(quint8 reference)
     d->reference = reference;
 }
 
+void ModemControl::setHandingOver(std::function<void()> handingOver)
+{
+    d->handingOver = std::move(handingOver);
+}
+
 void ModemControl::setPortNumber(qint16 comPort)
 {
     d->portNumber = comPort;
@@ -334,9 +340,10 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         return code(ModemResult::TextTooLong);
     }
     d->makeReady();
-    SendOutcome outcome = MessageSender(d->link.channel, d->limits).send(parts);
+    MessageSender sender(d->link.channel, d->limits, d->handingOver);
+    SendOutcome outcome = sender.send(parts);
     if (outcome.isSettingsLost && d->bringUpAgain() && outcome.fault)
-        outcome = MessageSender(d->link.channel, d->limits).send(parts);
+        outcome = sender.send(parts);
     if (outcome.isModemGone)
         d->noteLost();
     if (outcome.fault)

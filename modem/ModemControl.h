@@ -30,6 +30,9 @@ public:
     /// Of the next concatenated message, 0 unless set. To be chosen by chance, so that after a restart a text is
     /// not taken for the rest of another.
     void setReference(quint8 reference);
+    /// Called when the modem waits for the text of a message, or of each part of a concatenated one, before it goes.
+    /// When it throws Fault the text does not go and send() throws the same; a part that is not the first is refused.
+    void setHandingOver(std::function<void()> handingOver);
     /// COM number, kept for the next open().
     void setPortNumber(qint16 comPort);
     /// Line speed in baud, kept for the next open(); 0 searches the usual ones.

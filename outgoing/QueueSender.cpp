@@ -154,8 +154,6 @@ void QueueSender::trySend(const Row &row)
         fail(id, number.toString(), u"号码或内容为空值"_s);
         return;
     }
-    if (m_limits != nullptr)
-        m_limits->count(smsCount(text.toString()));
     try {
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
@@ -175,8 +173,6 @@ void QueueSender::trySend(const Row &row)
 /// What concerns this row alone lets the others go on.
 void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault &fault)
 {
-    if (m_limits != nullptr && fault.kind() != ModemFault::Kind::NotTaken)
-        m_limits->takeBack(); // its text was not handed over
     switch (fault.kind()) {
     case ModemFault::Kind::PortLost:
     case ModemFault::Kind::NoNetwork:

@@ -68,19 +68,6 @@ void SendLedger::add()
     }
 }
 
-void SendLedger::takeBackLast() noexcept
-{
-    if (m_sent.empty())
-        return;
-    const Sent taken = m_sent.back();
-    m_sent.pop_back();
-    try {
-        replace();
-    } catch (const Fault &) {
-        m_sent.push_back(taken);
-    }
-}
-
 void SendLedger::noteClock()
 {
     constexpr milliseconds slewed = 1s; // time servers do that much without setting it

@@ -36,8 +36,6 @@ public:
 
     /// An SMS is about to be handed over. Throws Fault, and it must not go, when it cannot be written.
     void add();
-    /// The last one was not handed over after all. A file that cannot be written keeps it.
-    void takeBackLast() noexcept;
 
     /// To be called now and then: looks whether the wall clock was set. Throws Fault when the file cannot be written.
     void noteClock();

@@ -99,21 +99,13 @@ void SendLimits::rest(milliseconds until, qint64 waiting)
             .arg(waiting));
 }
 
-void SendLimits::count(qsizetype parts)
+void SendLimits::count()
 {
     if (!m_ledger)
         return;
-    m_lastParts = 0;
-    for (; m_lastParts < parts; ++m_lastParts)
-        m_ledger->add();
+    m_ledger->add();
     if (std::exchange(m_isHeld, false))
         m_console.addLogLine(u"发送上限已有余量，继续发送"_s);
-}
-
-void SendLimits::takeBack()
-{
-    for (; m_ledger && m_lastParts > 0; --m_lastParts)
-        m_ledger->takeBackLast();
 }
 
 std::optional<milliseconds> SendLimits::gapLeft() const

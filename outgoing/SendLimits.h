@@ -34,10 +34,8 @@ public:
     /// A message may not go: tells the operator until when, and how many wait, once for each rest (the gap is none).
     void rest(std::chrono::milliseconds until, qint64 waiting);
 
-    /// Before the hand-over of a message that may go. Throws Fault when it cannot be noted; it must not go then.
-    void count(qsizetype parts);
-    /// It was not handed over.
-    void takeBack();
+    /// Before the hand-over of an SMS that may go. Throws Fault when it cannot be noted; it must not go then.
+    void count();
     /// A pass has got through all that waited.
     void allSent() { m_isResting = false; }
 
@@ -52,7 +50,6 @@ private:
     QString m_ledgerFile;
     Values m_values;
     std::optional<SendLedger> m_ledger;
-    qsizetype m_lastParts = 0;
     bool m_isResting = false; // told, and not all that waited has gone since
     bool m_isHeld = false;    // nothing has gone since it was told
     std::optional<std::chrono::milliseconds> m_toldAt;

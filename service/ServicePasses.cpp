@@ -33,6 +33,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
                                    [this] { m_inbound.messageArrived(); }))
 {
     m_sender.setLimits(&m_limits);
+    parts.modem.setHandingOver([this] { m_limits.count(); });
     m_inbound.setReplyLimit(&m_replyLimit);
     parts.modem.setRestTest([this](const QString &sender, const QString &time, const QStringList &fragments) {
         return m_inbound.isRest(sender, time, fragments);
@@ -46,6 +47,7 @@ ServicePasses::~ServicePasses()
 {
     QObject::disconnect(m_receiving);
     m_parts.modem.setRestTest({});
+    m_parts.modem.setHandingOver([] {});
 }
 
 void ServicePasses::run(Metrics::Pass pass, const QString &task, const std::function<void()> &work)
