@@ -20,6 +20,33 @@ constexpr std::chrono::seconds longestSpoolWait{3600};
 constexpr std::chrono::minutes partsFollowWithin{5};
 constexpr std::chrono::minutes partsFollowAtMost{60};
 
+qint64 highestKey(Connection &connection, const QString &table)
+{
+    Recordset rows(connection);
+    rows.open(u"select max(OAID) as Highest from "_s + table);
+    return rows.value("Highest"_L1).toLongLong();
+}
+
+ReceivedMessage::Before highestKeys(Connection &connection)
+{
+    return {highestKey(connection, u"SMS_Queues"_s), highestKey(connection, u"SMS_ResultDetail"_s)};
+}
+
+bool isQueuedSince(Connection &connection, const ReceivedMessage::Before &before, const QString &number,
+                   const QString &text)
+{
+    for (const auto &[table, key] :
+         {std::pair(u"SMS_Queues"_s, before.queue), std::pair(u"SMS_ResultDetail"_s, before.results)}) {
+        Recordset rows(connection);
+        rows.open(u"select MsgContent from %1 where OAID>? and ToMB=?"_s.arg(table), {key, number});
+        for (; !rows.atEnd(); rows.moveNext()) {
+            if (rows.text("MsgContent"_L1) == text)
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 QString replyAddress(const QString &sender)
@@ -51,7 +78,7 @@ MessageFate InboundMessageHandler::handle(qint16 readStatus, const ReceivedMessa
     MessageFate fate = MessageFate::Wait;
     m_guard.runPass(u"短信接收"_s, [&] { fate = deliver(message); });
     // What the database refuses would fill the modem's store and deafen it.
-    if (fate == MessageFate::Refused && message.origin.mustLeave && m_spool.add(message)) {
+    if (fate == MessageFate::Refused && message.origin.mustLeave && m_spool.put(message)) {
         fate = MessageFate::Handled;
         m_spoolWait = firstSpoolWait;
         m_sinceSpoolRetry.start();
@@ -116,16 +143,26 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
     }
 }
 
+/// Noted before and after: a kill in between leaves the question whether the switch and its confirmation were
+/// committed, which the confirmation answers.
 void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage &message)
 {
-    // An earlier run obeyed it, and the modem's copy is still there.
-    if (message.origin.isLeftOver && m_obeyed.contains(message))
-        return;
     Connection &connection = m_session.Conn();
+    const std::optional<ReceivedMessage> noted = m_obeyed.find(message);
+    // An earlier run obeyed it, and the modem's copy is still there.
+    if (noted && !noted->before && message.origin.isLeftOver)
+        return;
+    const bool mayBeObeyed = noted && noted->before;
+    ReceivedMessage command = message;
+    command.before = mayBeObeyed ? noted->before : highestKeys(connection);
+    if (!mayBeObeyed)
+        static_cast<void>(m_obeyed.put(command));
     const QString number = replyAddress(message.sender);
     const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
     int replies = 0;
     handleOrderCommand(connection, orderName, message.sender, message.text, [&](const QString &reply) {
+        if (mayBeObeyed && isQueuedSince(connection, *command.before, number, reply))
+            return;
         if (replies >= most) // the subscription is switched all the same
             return;
         sysSendSMS(connection, number, reply);
@@ -133,7 +170,8 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     });
     if (m_replyLimit != nullptr)
         m_replyLimit->count(number, replies);
-    static_cast<void>(m_obeyed.add(message));
+    command.before.reset();
+    static_cast<void>(m_obeyed.put(command));
     tellFile(m_obeyed);
 }
 

@@ -13,8 +13,12 @@ namespace
 
 QByteArray lineOf(const ReceivedMessage &message)
 {
-    const QJsonObject object{
+    QJsonObject object{
         {u"sender"_s, message.sender}, {u"text"_s, message.text}, {u"receiveTime"_s, message.receiveTime}};
+    if (message.before) {
+        object.insert(u"queueBefore"_s, message.before->queue);
+        object.insert(u"resultsBefore"_s, message.before->results);
+    }
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -29,6 +33,9 @@ std::optional<ReceivedMessage> messageOf(const QByteArray &line)
                             object.value("receiveTime"_L1).toString()};
     // Stored, perhaps, before a kill kept it from being taken out.
     message.origin.isLeftOver = true;
+    if (object.contains("queueBefore"_L1))
+        message.before = {object.value("queueBefore"_L1).toInteger(),
+                          object.value("resultsBefore"_L1).toInteger()};
     return message;
 }
 
@@ -63,28 +70,28 @@ const QList<ReceivedMessage> &MessageFile::messages()
     return m_messages;
 }
 
-bool MessageFile::contains(const ReceivedMessage &message)
+std::optional<ReceivedMessage> MessageFile::find(const ReceivedMessage &message)
 {
     static_cast<void>(load());
-    return std::any_of(m_messages.cbegin(), m_messages.cend(),
-                       [&](const ReceivedMessage &held) { return held.isSameAs(message); });
+    const auto found =
+        std::ranges::find_if(m_messages, [&](const ReceivedMessage &held) { return held.isSameAs(message); });
+    return found == m_messages.end() ? std::nullopt : std::optional(*found);
 }
 
-bool MessageFile::add(const ReceivedMessage &message)
+bool MessageFile::put(const ReceivedMessage &message)
 {
     if (!load())
         return false;
-    if (contains(message))
-        return true;
+    const QList<ReceivedMessage> before = m_messages;
+    m_messages.removeIf([&](const ReceivedMessage &held) { return held.isSameAs(message); });
     m_messages.append(message);
     m_messages.last().origin = {.isLeftOver = true, .fragments = message.origin.fragments};
-    if (!save()) {
-        m_messages.removeLast();
-        return false;
-    }
     if (m_messages.size() > m_most)
         m_messages.removeFirst();
-    return true;
+    if (save())
+        return true;
+    m_messages = before;
+    return false;
 }
 
 void MessageFile::remove(const ReceivedMessage &message)

@@ -28,9 +28,10 @@ public:
 
     /// Oldest first. Of a file that cannot be read: none, until it can.
     [[nodiscard]] const QList<ReceivedMessage> &messages();
-    [[nodiscard]] bool contains(const ReceivedMessage &message);
-    /// True when the message is in the file and synced; one that is there already is not added again.
-    [[nodiscard]] bool add(const ReceivedMessage &message);
+    /// The message as the file has it.
+    [[nodiscard]] std::optional<ReceivedMessage> find(const ReceivedMessage &message);
+    /// True when the message is in the file and synced, in the place of one that was there already.
+    [[nodiscard]] bool put(const ReceivedMessage &message);
     /// Takes a message out after it was stored elsewhere. One that comes again because the file could not be
     /// written is recognised by its store.
     void remove(const ReceivedMessage &message);
