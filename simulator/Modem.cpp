@@ -101,12 +101,17 @@ void Modem::restartIfWanted(const Reply &reply)
 
 void Modem::beginOutage(std::chrono::milliseconds duration, int code)
 {
-    const int usualCode = std::exchange(m_state.noNetworkCode, code);
-    const int usualRegistration = m_state.registration;
+    if (m_outages++ == 0) {
+        m_usualCode = m_state.noNetworkCode;
+        m_usualRegistration = m_state.registration;
+    }
+    m_state.noNetworkCode = code;
     setRegistration(2);
-    QTimer::singleShot(duration, this, [this, usualCode, usualRegistration] {
-        m_state.noNetworkCode = usualCode;
-        setRegistration(usualRegistration);
+    QTimer::singleShot(duration, this, [this] {
+        if (--m_outages > 0)
+            return;
+        m_state.noNetworkCode = m_usualCode;
+        setRegistration(m_usualRegistration);
     });
 }
 

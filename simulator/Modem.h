@@ -40,6 +40,9 @@ private:
 
     ModemState m_state;
     SentLog m_log;
+    int m_outages = 0;   ///< that have not ended
+    int m_usualCode = 0; ///< when there is none
+    int m_usualRegistration = 0;
     SubmitService m_submits;
     DeliverService m_deliveries;
     CommandTable m_commands;

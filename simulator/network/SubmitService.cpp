@@ -40,7 +40,7 @@ Reply SubmitService::submit(const QByteArray &pdu)
     } else {
         record.messageReference = m_lastReference = (m_lastReference + 1) % 256;
         ++m_accepted;
-        m_log.write(record);
+        note(record);
         m_state.say((record.textMode ? u"sent in text mode "_s : u"sent "_s) + title(record.tpdu));
         reply = Reply::ok({"+CMGS: " + QByteArray::number(record.messageReference)});
     }
@@ -60,11 +60,17 @@ Reply SubmitService::submit(const QByteArray &pdu)
     return reply;
 }
 
+void SubmitService::note(const SubmitRecord &record)
+{
+    m_log.write(record);
+    m_listener(record);
+}
+
 Reply SubmitService::refuse(SubmitRecord record, int code, const QString &reason)
 {
     ++m_refused;
     record.refused = code;
-    m_log.write(record);
+    note(record);
     m_state.say(u"refused with %1 (%2) %3"_s.arg(code).arg(reason, title(record.tpdu)));
     return Reply::cmsError(code);
 }
