@@ -25,8 +25,7 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
         m_isStoreDue = true;
         work();
     });
-    connect(&m_link.channel, &AtChannel::unsolicitedArrived, &m_work, qOverload<>(&QTimer::start),
-            Qt::QueuedConnection);
+    connect(&m_link.channel, &AtChannel::unsolicitedArrived, &m_work, qOverload<>(&QTimer::start));
 }
 
 QDateTime Receiver::time() const
