@@ -1,0 +1,187 @@
+#include "tests/simulation/MemoryDisk.h"
+
+#include "tests/simulation/Kill.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace
+{
+
+void make(const MemoryDisk::File::Change &change, QByteArray &content)
+{
+    if (change.isTruncation) {
+        content.resize(change.offset, '\0');
+        return;
+    }
+    const qint64 end = change.offset + change.octets.size();
+    if (content.size() < end)
+        content.append(end - content.size(), '\0');
+    std::copy(change.octets.cbegin(), change.octets.cend(), content.begin() + change.offset);
+}
+
+qint64 pagesOf(qint64 octets)
+{
+    return (octets + MemoryDisk::pageSize - 1) / MemoryDisk::pageSize;
+}
+
+} // namespace
+
+MemoryDisk &MemoryDisk::instance()
+{
+    static MemoryDisk disk;
+    return disk;
+}
+
+void MemoryDisk::restart(quint64 chance)
+{
+    *this = {};
+    m_chance.seed(chance);
+}
+
+/// The world sees a disk that is whole, though as full as it is.
+int MemoryDisk::refusal(const File *file, bool isWrite) const
+{
+    if (isWrite ? !Kill::crosses() : Kill::isDead())
+        return EIO;
+    const bool isMeant = m_failingName.isEmpty() || m_names.value(m_failingName).get() == file;
+    return m_error != 0 && isMeant && (isWrite || m_error == EIO || m_error == EACCES) ? m_error : 0;
+}
+
+int MemoryDisk::open(const QByteArray &name, bool isMade, FilePtr &file)
+{
+    file = find(name);
+    const bool isNew = !file && isMade;
+    if (const int error = refusal(file.get(), isNew); error != 0)
+        return error;
+    if (isNew) {
+        file = std::make_shared<File>();
+        change({{}, base(name), file});
+    }
+    return file ? 0 : ENOENT;
+}
+
+int MemoryDisk::read(const FilePtr &file, qint64 offset, qint64 octets, QByteArray &read)
+{
+    read = file->content.mid(offset, octets);
+    return refusal(file.get(), false);
+}
+
+int MemoryDisk::write(const FilePtr &file, qint64 offset, QByteArrayView octets)
+{
+    if (const int error = refusal(file.get(), true); error != 0)
+        return error;
+    const qint64 size = file->content.size();
+    qint64 end = offset + octets.size();
+    if (m_freePages && pagesOf(end) - pagesOf(size) > *m_freePages)
+        end = qMax(offset, (pagesOf(size) + *m_freePages) * pageSize);
+    if (end > offset) {
+        if (m_freePages)
+            *m_freePages -= qMax<qint64>(0, pagesOf(end) - pagesOf(size));
+        const File::Change change{offset, octets.first(end - offset).toByteArray(), false};
+        make(change, file->content);
+        file->unsynced.append(change);
+    }
+    return end < offset + octets.size() ? ENOSPC : 0;
+}
+
+int MemoryDisk::truncate(const FilePtr &file, qint64 size)
+{
+    if (const int error = refusal(file.get(), true); error != 0)
+        return error;
+    const File::Change change{size, {}, true};
+    if (m_freePages)
+        *m_freePages += pagesOf(file->content.size()) - pagesOf(size);
+    make(change, file->content);
+    file->unsynced.append(change);
+    return 0;
+}
+
+int MemoryDisk::sync(const FilePtr &file)
+{
+    if (const int error = refusal(file.get(), true); error != 0)
+        return error;
+    file->synced = file->content;
+    file->unsynced.clear();
+    return 0;
+}
+
+void MemoryDisk::change(const NameChange &change)
+{
+    m_unsyncedNames.append(change);
+    apply({change}, m_names);
+}
+
+void MemoryDisk::apply(const QList<NameChange> &changes, QHash<QByteArray, FilePtr> &names)
+{
+    for (const NameChange &change : changes) {
+        names.remove(change.gone);
+        if (!change.name.isEmpty())
+            names.insert(change.name, change.file);
+    }
+}
+
+int MemoryDisk::rename(const QByteArray &from, const QByteArray &to)
+{
+    const FilePtr file = find(from);
+    if (const int error = refusal(file.get(), true); error != 0)
+        return error;
+    if (!file)
+        return ENOENT;
+    change({base(from), base(to), file});
+    return 0;
+}
+
+int MemoryDisk::remove(const QByteArray &name)
+{
+    const FilePtr file = find(name);
+    if (const int error = refusal(file.get(), true); error != 0)
+        return error;
+    if (!file)
+        return ENOENT;
+    if (m_freePages)
+        *m_freePages += pagesOf(file->content.size());
+    change({base(name), {}, {}});
+    return 0;
+}
+
+int MemoryDisk::syncFolder()
+{
+    if (const int error = refusal(nullptr, true); error != 0)
+        return error;
+    apply(std::exchange(m_unsyncedNames, {}), m_syncedNames);
+    return 0;
+}
+
+void MemoryDisk::fail(int error, const QByteArray &ofName)
+{
+    m_error = error;
+    m_failingName = ofName;
+}
+
+void MemoryDisk::cutPower()
+{
+    constexpr qint64 sector = 512;
+    // A journal of the file system keeps the order of names; data goes as it likes.
+    const auto survivors = static_cast<qsizetype>(m_chance() % quint64(m_unsyncedNames.size() + 1));
+    apply(m_unsyncedNames.first(survivors), m_syncedNames);
+    m_unsyncedNames.clear();
+    m_names = m_syncedNames;
+    QList<QByteArray> names = m_names.keys();
+    std::sort(names.begin(), names.end());
+    for (const QByteArray &name : names) {
+        File &file = *m_names.value(name);
+        QByteArray content = file.synced;
+        for (File::Change change : std::exchange(file.unsynced, {})) {
+            const quint64 fate = m_chance() % 3; // gone, torn, whole
+            if (fate == 1 && !change.isTruncation)
+                change.octets.truncate(qint64(m_chance() % quint64(change.octets.size() / sector + 1)) *
+                                       sector);
+            if (fate != 0)
+                make(change, content);
+        }
+        file.content = file.synced = content;
+        file.sharedLocks = 0;
+        file.reserved = file.pending = file.exclusive = nullptr;
+    }
+}

@@ -1,0 +1,266 @@
+#include "tests/simulation/MemoryDisk.h"
+
+#include "tests/simulation/Kill.h"
+#include "tests/simulation/VirtualTime.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sqlite3.h>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+struct Handle {
+    sqlite3_file base{};
+    MemoryDisk::FilePtr *file = nullptr;
+    QByteArray *removedOnClose = nullptr;
+    int lock = SQLITE_LOCK_NONE;
+};
+
+MemoryDisk::File &fileOf(sqlite3_file *handle)
+{
+    return **reinterpret_cast<Handle *>(handle)->file;
+}
+
+const MemoryDisk::FilePtr &pointerOf(sqlite3_file *handle)
+{
+    return *reinterpret_cast<Handle *>(handle)->file;
+}
+
+MemoryDisk &disk()
+{
+    return MemoryDisk::instance();
+}
+
+int resultOf(int error, int otherwise)
+{
+    switch (error) {
+    case 0:
+        return SQLITE_OK;
+    case ENOSPC:
+        return SQLITE_FULL;
+    default:
+        return otherwise;
+    }
+}
+
+/// A dead process holds no locks, so this one works for the dead.
+int unlock(sqlite3_file *handle, int level)
+{
+    auto *self = reinterpret_cast<Handle *>(handle);
+    MemoryDisk::File &file = fileOf(handle);
+    for (const void **holder : {&file.reserved, &file.pending, &file.exclusive}) {
+        if (*holder == self)
+            *holder = nullptr;
+    }
+    if (level == SQLITE_LOCK_NONE && self->lock >= SQLITE_LOCK_SHARED)
+        --file.sharedLocks;
+    self->lock = qMin(self->lock, level);
+    return SQLITE_OK;
+}
+
+int lock(sqlite3_file *handle, int level)
+{
+    auto *self = reinterpret_cast<Handle *>(handle);
+    MemoryDisk::File &file = fileOf(handle);
+    if (self->lock >= level)
+        return SQLITE_OK;
+    if (Kill::isDead())
+        return SQLITE_IOERR_LOCK;
+    const auto isOthers = [self](const void *holder) { return holder != nullptr && holder != self; };
+    if (isOthers(file.exclusive) || (isOthers(file.pending) && self->lock == SQLITE_LOCK_NONE))
+        return SQLITE_BUSY;
+    if (self->lock == SQLITE_LOCK_NONE) {
+        ++file.sharedLocks;
+        self->lock = SQLITE_LOCK_SHARED;
+    }
+    if (level >= SQLITE_LOCK_RESERVED) {
+        if (isOthers(file.reserved))
+            return SQLITE_BUSY;
+        file.reserved = self;
+        self->lock = qMax(self->lock, SQLITE_LOCK_RESERVED);
+    }
+    if (level == SQLITE_LOCK_EXCLUSIVE) {
+        file.pending = self;
+        self->lock = qMax(self->lock, SQLITE_LOCK_PENDING);
+        if (file.sharedLocks > 1)
+            return SQLITE_BUSY;
+        file.exclusive = self;
+        self->lock = SQLITE_LOCK_EXCLUSIVE;
+    }
+    return SQLITE_OK;
+}
+
+int close(sqlite3_file *handle)
+{
+    auto *self = reinterpret_cast<Handle *>(handle);
+    unlock(handle, SQLITE_LOCK_NONE);
+    if (self->removedOnClose != nullptr)
+        static_cast<void>(disk().remove(*self->removedOnClose));
+    delete self->removedOnClose;
+    delete self->file;
+    return SQLITE_OK;
+}
+
+int read(sqlite3_file *handle, void *to, int octets, sqlite3_int64 offset)
+{
+    QByteArray read;
+    if (disk().read(pointerOf(handle), offset, octets, read) != 0)
+        return SQLITE_IOERR_READ;
+    std::memcpy(to, read.constData(), static_cast<size_t>(read.size()));
+    if (read.size() == octets)
+        return SQLITE_OK;
+    std::memset(static_cast<char *>(to) + read.size(), 0, static_cast<size_t>(octets - read.size()));
+    return SQLITE_IOERR_SHORT_READ;
+}
+
+int write(sqlite3_file *handle, const void *from, int octets, sqlite3_int64 offset)
+{
+    const QByteArrayView view(static_cast<const char *>(from), octets);
+    return resultOf(disk().write(pointerOf(handle), offset, view), SQLITE_IOERR_WRITE);
+}
+
+int truncate(sqlite3_file *handle, sqlite3_int64 size)
+{
+    return resultOf(disk().truncate(pointerOf(handle), size), SQLITE_IOERR_TRUNCATE);
+}
+
+/// As SQLite's own for Unix, it syncs the folder of a new file too.
+int sync(sqlite3_file *handle, int)
+{
+    if (const int error = disk().sync(pointerOf(handle)); error != 0)
+        return resultOf(error, SQLITE_IOERR_FSYNC);
+    return resultOf(disk().syncFolder(), SQLITE_IOERR_DIR_FSYNC);
+}
+
+int fileSize(sqlite3_file *handle, sqlite3_int64 *size)
+{
+    *size = fileOf(handle).content.size();
+    return Kill::isDead() ? SQLITE_IOERR_FSTAT : SQLITE_OK;
+}
+
+int checkReservedLock(sqlite3_file *handle, int *isReserved)
+{
+    *isReserved = fileOf(handle).reserved != nullptr;
+    return SQLITE_OK;
+}
+
+int fileControl(sqlite3_file *, int, void *)
+{
+    return SQLITE_NOTFOUND;
+}
+
+int sectorSize(sqlite3_file *)
+{
+    return MemoryDisk::pageSize;
+}
+
+int characteristics(sqlite3_file *)
+{
+    return 0;
+}
+
+const sqlite3_io_methods methods{1,
+                                 close,
+                                 read,
+                                 write,
+                                 truncate,
+                                 sync,
+                                 fileSize,
+                                 lock,
+                                 unlock,
+                                 checkReservedLock,
+                                 fileControl,
+                                 sectorSize,
+                                 characteristics,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr};
+
+int open(sqlite3_vfs *, sqlite3_filename name, sqlite3_file *handle, int flags, int *outFlags)
+{
+    auto *self = new (handle) Handle;
+    MemoryDisk::FilePtr file;
+    if (name == nullptr)
+        file = std::make_shared<MemoryDisk::File>(); // a temporary one without a name
+    else if (disk().open(name, (flags & SQLITE_OPEN_CREATE) != 0, file) != 0)
+        return SQLITE_CANTOPEN;
+    self->file = new MemoryDisk::FilePtr(file);
+    if (name != nullptr && (flags & SQLITE_OPEN_DELETEONCLOSE) != 0)
+        self->removedOnClose = new QByteArray(name);
+    self->base.pMethods = &methods;
+    if (outFlags != nullptr)
+        *outFlags = flags;
+    return SQLITE_OK;
+}
+
+int removeFile(sqlite3_vfs *, const char *name, int isFolderSynced)
+{
+    const int error = disk().remove(name);
+    if (error == ENOENT)
+        return SQLITE_IOERR_DELETE_NOENT;
+    if (error != 0 || isFolderSynced == 0)
+        return resultOf(error, SQLITE_IOERR_DELETE);
+    return resultOf(disk().syncFolder(), SQLITE_IOERR_DIR_FSYNC);
+}
+
+int access(sqlite3_vfs *, const char *name, int, int *isThere)
+{
+    const auto file = disk().find(name);
+    *isThere = file && !file->content.isEmpty();
+    return Kill::isDead() ? SQLITE_IOERR_ACCESS : SQLITE_OK;
+}
+
+int fullPathname(sqlite3_vfs *, const char *name, int room, char *full)
+{
+    qstrncpy(full, name, static_cast<size_t>(room));
+    return SQLITE_OK;
+}
+
+int randomness(sqlite3_vfs *, int octets, char *to)
+{
+    std::memset(to, 7, static_cast<size_t>(octets));
+    return octets;
+}
+
+int sleepFor(sqlite3_vfs *, int microseconds)
+{
+    VirtualTime &time = VirtualTime::instance();
+    time.block(time.now() + std::chrono::microseconds(microseconds), [] { return Kill::isDead(); });
+    return microseconds;
+}
+
+/// In milliseconds of the Julian day, as SQLite counts.
+int currentTime(sqlite3_vfs *, sqlite3_int64 *time)
+{
+    constexpr sqlite3_int64 year1970 = 210'866'760'000'000;
+    *time = year1970 + VirtualTime::instance().wallClock() / 1ms;
+    return SQLITE_OK;
+}
+
+} // namespace
+
+void registerMemoryVfs()
+{
+    static sqlite3_vfs vfs = [] {
+        sqlite3_vfs made{};
+        made.iVersion = 2;
+        made.szOsFile = sizeof(Handle);
+        made.mxPathname = 512;
+        made.zName = "memory-disk";
+        made.xOpen = open;
+        made.xDelete = removeFile;
+        made.xAccess = access;
+        made.xFullPathname = fullPathname;
+        made.xRandomness = randomness;
+        made.xSleep = sleepFor;
+        made.xCurrentTimeInt64 = currentTime;
+        return made;
+    }();
+    sqlite3_vfs_register(&vfs, 1);
+}

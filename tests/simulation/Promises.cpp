@@ -1,0 +1,210 @@
+#include "tests/simulation/Promises.h"
+
+#include <QMap>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// One text to one number.
+using Message = std::pair<QString, QString>;
+
+QString words(const Message &message)
+{
+    return message.first + u' ' + message.second.left(30);
+}
+
+struct Counts {
+    int wanted = 0;
+    int atMostWanted = 0;
+    int sent = 0;   ///< told so
+    int failed = 0; ///< told so
+    int queued = 0;
+    int accepted = 0; ///< by the network
+};
+
+QMap<Message, Counts> countsOf(const Aftermath &run)
+{
+    QMap<Message, Counts> counts;
+    for (const Truth::Wanted &wanted : run.truth.wanted) {
+        Counts &count = counts[{wanted.number, wanted.text}];
+        count.atMostWanted += 1;
+        count.wanted += wanted.isSure ? 1 : 0;
+    }
+    for (const QString &row : run.results) {
+        Counts &count = counts[{row.section(u'|', 0, 0), row.section(u'|', 1, -2)}];
+        (row.endsWith(u"|1") ? count.sent : count.failed) += 1;
+    }
+    for (const QString &row : run.queued)
+        counts[{row.section(u'|', 0, 0), row.section(u'|', 1)}].queued += 1;
+    for (const Truth::HandedOver &message : run.truth.handedOver)
+        counts[{message.number, message.text}].accepted += message.isAccepted ? 1 : 0;
+    return counts;
+}
+
+/// Nothing is lost, and nothing waits for ever: every message that was due has its result.
+QStringList nothingIsLost(const Aftermath &run)
+{
+    QStringList broken;
+    const auto counts = countsOf(run);
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+        if (it->sent + it->failed < it->wanted)
+            broken += u"lost or waiting for ever: "_s + words(it.key());
+    }
+    if (!run.isQuiet)
+        broken += u"something waits for ever"_s;
+    return broken;
+}
+
+/// Nothing is sent twice, but for the one message in hand at a kill.
+QStringList nothingIsSentTwice(const Aftermath &run)
+{
+    QStringList broken;
+    int repeated = 0;
+    const auto counts = countsOf(run);
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+        if (it->sent + it->failed + it->queued > it->atMostWanted)
+            broken += u"queued twice: "_s + words(it.key());
+        if (it->accepted > it->atMostWanted) {
+            repeated += it->accepted - it->atMostWanted;
+            if (repeated > run.truth.kills)
+                broken += u"sent twice: "_s + words(it.key());
+        }
+    }
+    return broken;
+}
+
+/// What is told as sent went out; what is told as failed did not, unless the modem's answer was lost, with a kill in
+/// hand or on the line.
+QStringList nothingIsFalselyReported(const Aftermath &run)
+{
+    QStringList broken;
+    int unknown = 0;
+    const auto counts = countsOf(run);
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+        if (it->sent > it->accepted)
+            broken += u"told as sent, and it was not: "_s + words(it.key());
+        if (it->failed > 0 && it->accepted > it->sent) {
+            unknown += it->accepted - it->sent;
+            if (unknown > run.truth.lostAnswers + run.truth.kills)
+                broken += u"told as failed, and it was sent: "_s + words(it.key());
+        }
+    }
+    return broken;
+}
+
+/// A received message is stored once, as it was sent.
+QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
+{
+    QStringList broken;
+    QMap<Message, int> stored;
+    for (const QString &row : run.received)
+        ++stored[{row.section(u'|', 0, 0), row.section(u'|', 1)}];
+    for (const Truth::Arrived &message : run.truth.arrived) {
+        const int times = stored.take({message.sender, message.text});
+        if (times != 1)
+            broken += u"stored %1 times: "_s.arg(times) + words({message.sender, message.text});
+    }
+    for (auto it = stored.cbegin(); it != stored.cend(); ++it)
+        broken += u"stored, and nobody sent it: "_s + words(it.key());
+    return broken;
+}
+
+/// The pieces of one message reach a number in their order, if the network took each at once.
+QStringList piecesKeepTheirOrder(const Aftermath &run)
+{
+    QStringList broken;
+    QMap<QString, int> lastPiece; // by number and the message's id
+    QMap<QString, QString> ids;
+    for (const Truth::Wanted &wanted : run.truth.wanted)
+        ids.insert(wanted.number + wanted.text, wanted.id);
+    const bool wasRefused =
+        std::ranges::any_of(run.truth.handedOver, [](const auto &it) { return !it.isAccepted; });
+    if (wasRefused || run.truth.lostAnswers > 0)
+        return {};
+    for (const Truth::HandedOver &message : run.truth.handedOver) {
+        const QString id = ids.value(message.number + message.text);
+        const int piece =
+            message.text.startsWith(u'续') ? message.text.mid(1).section(u'：', 0, 0).toInt() : 0;
+        int &last = lastPiece[message.number + id];
+        if (piece < last && run.truth.kills == 0)
+            broken += u"a piece overtook another: "_s + words({message.number, message.text});
+        last = piece;
+    }
+    return broken;
+}
+
+/// No 60 minutes see more messages go out than SendPerHour says.
+QStringList theLimitIsKept(const Aftermath &run)
+{
+    qsizetype limit = 0;
+    for (const QString &setting : run.story.settings) {
+        if (setting.startsWith(u"SendPerHour="))
+            limit = setting.section(u'=', 1).toInt();
+    }
+    if (limit == 0 || run.truth.isClockMoved)
+        return {};
+    QMap<int, QList<Truth::Time>> byModem;
+    for (const Truth::HandedOver &message : run.truth.handedOver)
+        byModem[message.modem] += message.at;
+    for (const QList<Truth::Time> &times : byModem) {
+        for (qsizetype i = limit; i < times.size(); ++i) {
+            if (times[i] - times[i - limit] < 1h)
+                return {u"more than %1 messages in an hour"_s.arg(limit)};
+        }
+    }
+    return {};
+}
+
+/// Nobody waits longer than two intervals and his place in the queue, when nothing is out of order.
+QStringList nobodyWaitsLong(const Aftermath &run)
+{
+    constexpr std::chrono::milliseconds aMessage = 4s;
+    if (!run.story.settings.isEmpty() || run.truth.isClockMoved)
+        return {};
+    QMap<Message, Truth::Time> first;
+    for (const Truth::HandedOver &message : run.truth.handedOver) {
+        if (!first.contains({message.number, message.text}))
+            first.insert({message.number, message.text}, message.at);
+    }
+    QStringList broken;
+    for (const Truth::Wanted &wanted : run.truth.wanted) {
+        const auto ahead = std::ranges::count_if(run.truth.wanted, [&](const Truth::Wanted &other) {
+            return other.since <= wanted.since + 2 * run.story.interval && other.since > wanted.since - 10min;
+        });
+        const auto bound = 2 * run.story.interval + (ahead + 1) * aMessage;
+        const bool isCalm = std::ranges::none_of(run.truth.disturbances, [&](const auto &disturbance) {
+            return disturbance.from < wanted.since + bound && disturbance.until > wanted.since - 10min;
+        });
+        const auto at = first.constFind({wanted.number, wanted.text});
+        if (isCalm && wanted.isSure && wanted.since > 1min && at != first.cend() &&
+            *at > wanted.since + bound)
+            broken += u"waited %1 s: "_s.arg((*at - wanted.since) / 1s) + words({wanted.number, wanted.text});
+    }
+    return broken;
+}
+
+/// The operator is told of each thing once.
+QStringList theLogStaysShort(const Aftermath &run)
+{
+    const auto days = run.story.length / 24h + 1;
+    const auto most = 200 * days + 20 * qsizetype(run.story.events.size());
+    if (run.log.size() > most)
+        return {u"%1 lines in the log"_s.arg(run.log.size())};
+    return {};
+}
+
+} // namespace
+
+QStringList brokenPromises(const Aftermath &run)
+{
+    QStringList broken;
+    for (const auto &promise :
+         {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, everyReceivedMessageIsStoredOnce,
+          piecesKeepTheirOrder, theLimitIsKept, nobodyWaitsLong, theLogStaysShort})
+        broken += promise(run);
+    return broken;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tests/simulation/Story.h"
+#include "tests/simulation/World.h"
+
+/// What a run left: the truth, and what the office and the operator see of it.
+struct Aftermath {
+    const Story &story;
+    const Truth &truth;
+    QStringList results;  ///< SMS_ResultDetail: ToMB|MsgContent|IsSuccess
+    QStringList queued;   ///< SMS_Queues: ToMB|MsgContent
+    QStringList received; ///< SMS_SIMReceive: FromMB|MsgContent
+    QStringList log;
+    bool isQuiet = true; ///< nothing was left to do
+};
+
+/// The promises that the run broke, each with what broke it; none as a rule.
+[[nodiscard]] QStringList brokenPromises(const Aftermath &aftermath);

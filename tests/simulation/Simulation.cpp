@@ -1,0 +1,218 @@
+#include "tests/simulation/Simulation.h"
+
+#include "tests/simulation/Digest.h"
+#include "tests/simulation/Kill.h"
+#include "tests/simulation/MemoryDisk.h"
+#include "tests/simulation/Promises.h"
+#include "tests/simulation/Server.h"
+#include "tests/simulation/VirtualTime.h"
+#include "tests/simulation/World.h"
+
+#include <QTimer>
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+VirtualTime &time()
+{
+    return VirtualTime::instance();
+}
+
+/// One story, lived through once.
+class Run
+{
+public:
+    Run(const Story &story, std::optional<ExtraKill> extraKill)
+        : m_story(begun(story)), m_world(story.servers), m_desks(size_t(story.servers))
+    {
+        m_world.onServers = [this](const QStringList &words) { command(words); };
+        for (const Story::Event &event : story.events)
+            QTimer::singleShot(qMax(1ms, event.at), Qt::PreciseTimer, &m_world,
+                               [this, words = event.words] { m_world.perform(words); });
+        for (int number = 1; number <= story.servers; ++number)
+            start(number);
+        if (extraKill) {
+            m_desks.front().isPowerCut = extraKill->isPowerCut;
+            m_extraKills = 1;
+            Kill::after(1, extraKill->crossing);
+        }
+    }
+
+    Outcome live()
+    {
+        liveUntil(m_story.length);
+        settle();
+        Outcome outcome;
+        outcome.crossings = Kill::crossings(1);
+        Aftermath aftermath{.story = m_story,
+                            .truth = truth(),
+                            .results = {},
+                            .queued = {},
+                            .received = {},
+                            .log = {},
+                            .isQuiet = isQuiet()};
+        for (Desk &desk : m_desks) {
+            if (desk.server)
+                stop(desk);
+        }
+        aftermath.results =
+            m_world.rows(u"select ToMB, MsgContent, IsSuccess from SMS_ResultDetail order by OAID"_s);
+        aftermath.queued = m_world.rows(u"select ToMB, MsgContent from SMS_Queues order by OAID"_s);
+        aftermath.received = m_world.rows(u"select FromMB, MsgContent from SMS_SIMReceive order by OAID"_s);
+        aftermath.log = m_log;
+        outcome.broken = brokenPromises(aftermath);
+        for (const QStringList *rows : {&aftermath.results, &aftermath.queued, &aftermath.received})
+            Digest::add("rows", rows->join(u'\n').toUtf8());
+        outcome.digest = Digest::result();
+        outcome.log = m_log;
+        outcome.kills = aftermath.truth.kills;
+        outcome.sent = int(std::ranges::count_if(aftermath.truth.handedOver, &Truth::HandedOver::isAccepted));
+        return outcome;
+    }
+
+private:
+    /// Where a server stands, or stood.
+    struct Desk {
+        std::unique_ptr<Server> server;
+        std::chrono::nanoseconds startedAt{0};
+        std::chrono::seconds pause{5}; ///< until it is started again
+        bool isPowerCut = false;
+        bool isStopped = false; ///< by the operator
+    };
+
+    static const Story &begun(const Story &story)
+    {
+        constexpr std::chrono::seconds firstDay(1'772'409'600); // 2026-03-02
+        time().restart(firstDay + std::chrono::minutes(story.seed % 1440));
+        MemoryDisk::instance().restart(story.seed);
+        Digest::restart();
+        return story;
+    }
+
+    [[nodiscard]] Truth truth() const
+    {
+        Truth truth = m_world.truth();
+        truth.kills += m_extraKills;
+        return truth;
+    }
+
+    [[nodiscard]] int numberOf(const Desk &desk) const { return int(&desk - m_desks.data()) + 1; }
+    [[nodiscard]] Desk &deskOf(const QString &number) { return m_desks.at(size_t(number.toInt()) - 1); }
+
+    void start(int number)
+    {
+        Desk &desk = m_desks[size_t(number) - 1];
+        Kill::begin(number);
+        desk.startedAt = time().now();
+        const VirtualTime::As as(number);
+        desk.server = std::make_unique<Server>(number, m_story, [this](const QString &line) {
+            m_log += line;
+            Digest::add("log", line.toUtf8());
+        });
+    }
+
+    /// kill N CROSSINGS PAUSE, cut N CROSSINGS PAUSE, stop N PAUSE
+    void command(const QStringList &words)
+    {
+        Desk &desk = deskOf(words.value(1));
+        desk.pause = std::chrono::seconds(words.last().toInt());
+        if (!desk.server)
+            return;
+        if (words.first() == u"stop") {
+            desk.isStopped = true;
+            desk.server->requestStop();
+            return;
+        }
+        desk.isPowerCut = words.first() == u"cut";
+        Kill::after(numberOf(desk), words.value(2).toULongLong());
+    }
+
+    [[nodiscard]] bool isOver(const Desk &desk) const
+    {
+        return desk.server && (desk.isStopped || Kill::isDead(numberOf(desk)));
+    }
+
+    void stop(Desk &desk)
+    {
+        const VirtualTime::As as(numberOf(desk));
+        if (!Kill::isDead(numberOf(desk)))
+            desk.server->stop();
+        desk.server.reset();
+    }
+
+    void liveUntil(std::chrono::nanoseconds end)
+    {
+        const auto anyIsOver = [this] {
+            return std::ranges::any_of(m_desks, [this](const Desk &desk) { return isOver(desk); });
+        };
+        while (time().runUntil(end, anyIsOver)) {
+            for (Desk &desk : m_desks) {
+                if (isOver(desk))
+                    bury(desk);
+            }
+        }
+    }
+
+    void bury(Desk &desk)
+    {
+        stop(desk);
+        if (std::exchange(desk.isPowerCut, false)) {
+            MemoryDisk::instance().cutPower();
+            m_world.reopen();
+        }
+        desk.isStopped = false;
+        QTimer::singleShot(desk.pause, Qt::PreciseTimer, &m_world,
+                           [this, number = numberOf(desk)] { start(number); });
+    }
+
+    [[nodiscard]] bool isQuiet() const
+    {
+        constexpr static auto aWhile = 90s; // some intervals
+        const bool areServersUp = std::ranges::all_of(
+            m_desks, [](const Desk &desk) { return desk.server && time().now() - desk.startedAt > aWhile; });
+        return areServersUp && m_world.isQuiet() &&
+               m_world.rows(
+                          u"select (select count(*) from SMS_WaitToSend) + (select count(*) from SMS_Queues)"_s)
+                       .first() == u"0";
+    }
+
+    /// All that is out of order ends, and all that waits has its time.
+    void settle()
+    {
+        constexpr auto least = 3min;
+        const auto most = m_story.settings.isEmpty() ? 2h : 14h;
+        for (auto passed = least; passed < most; passed += 1min) {
+            liveUntil(m_story.length + passed);
+            if (isQuiet())
+                return;
+        }
+    }
+
+    const Story &m_story;
+    World m_world;
+    std::vector<Desk> m_desks;
+    QStringList m_log;
+    int m_extraKills = 0;
+};
+
+} // namespace
+
+Outcome simulate(const Story &story, std::optional<ExtraKill> extraKill)
+{
+    return Run(story, extraKill).live();
+}
+
+Story shortest(Story story)
+{
+    for (size_t i = story.events.size(); i-- > 0;) {
+        Story without = story;
+        without.events.erase(without.events.begin() + std::ptrdiff_t(i));
+        if (!simulate(without).broken.isEmpty())
+            story = without;
+    }
+    return story;
+}

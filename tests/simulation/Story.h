@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QStringList>
+#include <chrono>
+#include <vector>
+
+/// Days of an office, as one seed tells them: what its people do, and all that goes wrong in life. In words, so that a
+/// person reads them and a story can be told with an event left out:
+///
+///     waiting ID DELAY LENGTH USERS    a message is scheduled, due DELAY seconds later
+///     withdraw ID, postpone ID DELAY   ... is taken back, is put off
+///     mail ID internal|external USER   a mail comes
+///     sms ID LENGTH USER [ORDER]       an SMS comes, its parts in that order
+///     code USER CODE                   ... with a subscription code
+///     modem N COMMAND                  the modem of server N: a command of modem-simulator's control channel
+///     held SECONDS                     another program holds the database
+///     full PAGES SECONDS               so many pages are left on the disk
+///     broken ERRNO SECONDS [FILE]      the disk fails
+///     clock SECONDS                    somebody moves the wall clock
+///     kill N CROSSINGS PAUSE           server N is killed so many crossings of a seam later, and started PAUSE seconds
+///                                      after that
+///     cut N CROSSINGS PAUSE            ... by a power cut of its machine
+///     stop N PAUSE                     the operator stops server N and starts it again
+struct Story {
+    struct Event {
+        std::chrono::milliseconds at{0};
+        QString words;
+    };
+
+    quint64 seed = 0;
+    int servers = 1;
+    std::chrono::seconds interval{10};
+    QStringList settings; ///< NAME=VALUE
+    std::chrono::seconds length{0};
+    std::vector<Event> events;
+
+    /// One line an event, with its time.
+    [[nodiscard]] QString text() const;
+};
+
+[[nodiscard]] Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval);
+/// The story that is killed at every crossing: some minutes in which everything happens once.
+[[nodiscard]] Story quietStory();

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "simulator/Modem.h"
+#include "simulator/controls/ControlTable.h"
+
+#include <QMap>
+#include <QSqlDatabase>
+#include <QStringList>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// The truth of a run, whoever may know of it. Times are of the steady clock since its begin.
+struct Truth {
+    using Time = std::chrono::milliseconds;
+
+    /// A message that somebody is to get by SMS.
+    struct Wanted {
+        QString id; ///< of what it comes from
+        QString number;
+        QString text;
+        Time since{0};      ///< when it became due
+        bool isSure = true; ///< false: it may also not be sent, a subscription having changed beside it
+    };
+    /// A message that the modem handed to the network.
+    struct HandedOver {
+        int modem = 1;
+        Time at{0};
+        QString number;
+        QString text;
+        bool isAccepted = false;
+    };
+    /// A message that came to the modem and is to be stored.
+    struct Arrived {
+        QString sender;
+        QString text;
+        Time at{0};
+    };
+    /// Somebody or something was out of order.
+    struct Disturbance {
+        Time from{0};
+        Time until{0};
+    };
+
+    std::vector<Wanted> wanted;
+    std::vector<HandedOver> handedOver;
+    std::vector<Arrived> arrived;
+    std::vector<Disturbance> disturbances;
+    int kills = 0;       ///< each may repeat the one message in hand
+    int lostAnswers = 0; ///< each may leave one message's fate unknown
+    bool isClockMoved = false;
+};
+
+/// Everything around the servers: the office with its database and its people, the network with a modem for each
+/// server. It does what a line of a story says and keeps the truth.
+class World final : public QObject
+{
+public:
+    /// servers: each has a modem of its own, named "modem1" and so on.
+    explicit World(int servers);
+    ~World() override;
+
+    /// Does what these words say; see Story for them. What the office cannot do (its database is locked, say)
+    /// does not happen.
+    void perform(const QString &words);
+    /// The servers' part of a story: "kill N CROSSINGS PAUSE" and the like.
+    std::function<void(const QStringList &words)> onServers;
+
+    /// The office's database was closed by a power cut.
+    void reopen();
+    [[nodiscard]] const Truth &truth() const { return m_truth; }
+    /// Rows as the office sees them, columns joined by "|".
+    [[nodiscard]] QStringList rows(const QString &query) const;
+    [[nodiscard]] simulator::Modem &modem(int server) { return *m_modems.at(size_t(server) - 1).modem; }
+    /// True when nothing lies with the modems or the network any more.
+    [[nodiscard]] bool isQuiet() const;
+
+    static QString databaseFile() { return QStringLiteral("oa.db"); }
+    [[nodiscard]] static QString numberOf(const QString &user);
+
+private:
+    struct ModemOnDesk {
+        std::unique_ptr<simulator::Modem> modem;
+        std::unique_ptr<simulator::ControlTable> controls;
+    };
+    void addModem(int server);
+    bool oa(const QString &sql, const QVariantList &values = {}, int *changed = nullptr) const;
+    void disturb(std::chrono::milliseconds length);
+    [[nodiscard]] Truth::Time now() const;
+
+    void schedule(const QString &id, int delay, int length, const QStringList &users);
+    void withdraw(const QString &id);
+    void postpone(const QString &id, int delay);
+    void mail(const QString &id, bool isExternal, const QString &user);
+    void receive(const QString &id, int length, const QString &user, const QString &order);
+    void sendCode(const QString &user, const QString &code);
+    void commandModem(int modem, const QString &command);
+    void holdDatabase(int seconds);
+    void wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
+               bool isSure = true);
+
+    std::vector<ModemOnDesk> m_modems;
+    QSqlDatabase m_office;
+    QSqlDatabase m_other; ///< another program of the office
+    Truth m_truth;
+};
