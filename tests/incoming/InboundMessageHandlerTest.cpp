@@ -2,9 +2,9 @@
 #include "outgoing/MessageEnqueue.h"
 #include "subscription/SmsCommandInterpreter.h"
 #include "tests/support/Office.h"
+#include "tests/support/TextTable.h"
 
 #include <QFile>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -145,32 +145,25 @@ private slots:
 
     void leftOverOfAnEarlierRunIsNotStoredAgain_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("time");
-        QTest::addColumn<QStringList>("fragments");
-        QTest::addColumn<int>("rows");
-        const auto row = [](const char *name, const QString &text, const QString &time,
-                            const QString &fragments, int rows) {
-            QTest::newRow(name) << text << time << fragments.split(u' ', Qt::SkipEmptyParts) << rows;
-        };
-        row("the same", u"onetwothree"_s, u"07:00:00"_s, {}, 1);
-        row("another text", u"one"_s, u"07:00:00"_s, {}, 2);
-        row("another time", u"onetwothree"_s, u"07:00:09"_s, {}, 2);
-        row("its last parts", u"twothree"_s, u"07:00:09"_s, u"two three"_s, 1);
-        row("parts of another", u"twofour"_s, u"07:00:09"_s, u"two four"_s, 2);
-        row("parts of an earlier one", u"twothree"_s, u"06:59:59"_s, u"two three"_s, 2);
+        addRows(uR"(
+            it is                   | text        | time     | fragments | rows
+            the same                | onetwothree | 07:00:00 |           | 1
+            another text            | one         | 07:00:00 |           | 2
+            another time            | onetwothree | 07:00:09 |           | 2
+            its last parts          | twothree    | 07:00:09 | two three | 1
+            parts of another        | twofour     | 07:00:09 | two four  | 2
+            parts of an earlier one | twothree    | 06:59:59 | two three | 2
+            )"_s);
     }
     void leftOverOfAnEarlierRunIsNotStoredAgain()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, time);
-        QFETCH(QStringList, fragments);
-        QFETCH(int, rows);
-        time.prepend(u"2006-03-05 "_s);
+        const QString time = u"2006-03-05 "_s + cell("time");
+        const QStringList fragments = cell("fragments").split(u' ', Qt::SkipEmptyParts);
+        const int rows = cell("rows").toInt();
         QCOMPARE(arrive(u"1"_s, u"onetwothree"_s), MessageFate::Handled);
         QCOMPARE(m_handler->isRest(u"1"_s, time, fragments), rows == 1 && !fragments.isEmpty());
         const MessageOrigin origin{.isLeftOver = true, .fragments = fragments, .mustLeave = false};
-        QCOMPARE(m_handler->handle(0, {u"1"_s, text, time, origin}), MessageFate::Handled);
+        QCOMPARE(m_handler->handle(0, {u"1"_s, cell("text"), time, origin}), MessageFate::Handled);
         QCOMPARE(stored().size(), rows);
         QCOMPARE(m_office->console.takeLog().size(), rows);
     }

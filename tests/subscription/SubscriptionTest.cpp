@@ -1,7 +1,6 @@
 #include "subscription/Subscription.h"
 #include "tests/support/Office.h"
-
-#include <QTest>
+#include "tests/support/TextTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,48 +19,40 @@ private:
 private slots:
     void answers_data()
     {
-        QTest::addColumn<QString>("orders");   // OrderName|IsOrder|isPulic|UserList, parted by " / "
-        QTest::addColumn<QString>("switches"); // UserName|Type|IsOrder
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<bool>("ordered");
-        const auto row = [](const char *name, const char *orders, const char *switches, const char *user,
-                            bool ordered) {
-            QTest::newRow(name) << QString::fromLatin1(orders) << QString::fromLatin1(switches)
-                                << QString::fromLatin1(user) << ordered;
-        };
-        const auto *everyone = "NBYJ|1|1|";
-        const auto *some = "NBYJ|1|0|alice;Bob";
-        row("no order", "", "bob|NBYJ|1", "bob", false);
-        row("closed", "NBYJ|0|1|", "bob|NBYJ|1", "bob", false);
-        row("never switched", everyone, "", "bob", true);
-        row("switched off", everyone, "bob|NBYJ|0", "bob", false);
-        row("switched on", everyone, "bob|NBYJ|1", "bob", true);
-        row("switch null", everyone, "bob|NBYJ|NULL", "bob", false);
-        row("switch of another type", everyone, "bob|WBYJ|0", "bob", true);
-        row("switch of another letter case", everyone, "Bob|NBYJ|0", "bob", true);
-        row("switch of nobody", everyone, "NULL|NBYJ|0", "", true);
-        row("first switch decides", everyone, "bob|NBYJ|0 / bob|NBYJ|1", "bob", false);
-        row("own switch among similar ones", everyone, "BOB|NBYJ|0 / bob |NBYJ|0 / bob|NBYJ|1", "bob", true);
-        row("listed, other letter case", some, "", "bob", true);
-        row("listed, other letter case too", some, "", "ALICE", true);
-        row("part of a listed name", some, "", "al", false);
-        row("empty list", "NBYJ|1|0|", "", "bob", false);
-        row("null list, public null", "NBYJ|1|NULL|NULL", "", "bob", false);
-        row("first open order decides", "NBYJ|0|1| / NBYJ|1|0|al / NBYJ|1|1|", "", "bob", false);
-        row("name with a quote", everyone, "o'neil|NBYJ|0", "o'neil", false);
-        row("name as SQL", everyone, "bob|NBYJ|0", "x' or '1'='1", true);
+        // orders: OrderName,IsOrder,isPulic,UserList; switches: UserName,Type,IsOrder; rows parted by " / "
+        addRows(uR"(
+            case                              | orders                               | switches                | user     | takes it
+            no order                          |                                      | bob,NBYJ,1              | bob      |
+            closed                            | NBYJ,0,1,                            | bob,NBYJ,1              | bob      |
+            never switched                    | NBYJ,1,1,                            |                         | bob      | yes
+            switched off                      | NBYJ,1,1,                            | bob,NBYJ,0              | bob      |
+            switched on                       | NBYJ,1,1,                            | bob,NBYJ,1              | bob      | yes
+            switch null                       | NBYJ,1,1,                            | bob,NBYJ,NULL           | bob      |
+            switch of another type            | NBYJ,1,1,                            | bob,WBYJ,0              | bob      | yes
+            switch of another letter case     | NBYJ,1,1,                            | Bob,NBYJ,0              | bob      | yes
+            switch of nobody                  | NBYJ,1,1,                            | NULL,NBYJ,0             |          | yes
+            first switch decides              | NBYJ,1,1,                            | bob,NBYJ,0 / bob,NBYJ,1 | bob      |
+            own switch among similar ones     | NBYJ,1,1,                            | BOB,NBYJ,0 / bob ,NBYJ,0 / bob,NBYJ,1 | bob | yes
+            listed, other letter case         | NBYJ,1,0,alice;Bob                   |                         | bob      | yes
+            listed, other letter case too     | NBYJ,1,0,alice;Bob                   |                         | ALICE    | yes
+            part of a listed name             | NBYJ,1,0,alice;Bob                   |                         | al       |
+            empty list                        | NBYJ,1,0,                            |                         | bob      |
+            null list, public null            | NBYJ,1,NULL,NULL                     |                         | bob      |
+            first open order decides          | NBYJ,0,1, / NBYJ,1,0,al / NBYJ,1,1,  |                         | bob      |
+            name with a quote                 | NBYJ,1,1,                            | o'neil,NBYJ,0           | o'neil   |
+            name as SQL                       | NBYJ,1,1,                            | bob,NBYJ,0              | x' or '1'='1 | yes
+            )"_s);
     }
     void answers()
     {
-        QFETCH(QString, orders);
-        QFETCH(QString, switches);
-        QFETCH(QString, user);
-        QFETCH(bool, ordered);
         Office office;
-        const auto rows = [](const QString &text) { return text.split(u" / "_s, Qt::SkipEmptyParts); };
-        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic, UserList"_s, rows(orders));
-        office.add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, rows(switches));
-        QCOMPARE(answersOf(office, user), (QList{ordered, ordered}));
+        const auto rows = [](const char *column) {
+            return cell(column).replace(u',', u'|').split(u" / "_s, Qt::SkipEmptyParts);
+        };
+        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic, UserList"_s, rows("orders"));
+        office.add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, rows("switches"));
+        const bool isTaken = !cell("takes it").isEmpty();
+        QCOMPARE(answersOf(office, cell("user")), (QList{isTaken, isTaken}));
     }
 
     void equalityIsTheDatabasesOwn()
