@@ -97,10 +97,10 @@ int main(int argc, char **argv)
     }
     const QCoreApplication application(argc, argv); // the help text asks for the program's name
     QCoreApplication::setApplicationName(u"sms-server"_s);
-    const auto &line = std::get<CommandLine>(read);
-    if (line.help || line.version) {
-        print(stdout, line.help ? commandLineHelp() : u"sms-server " SMS_VERSION " (" SMS_COMMIT ")\n"_s);
+    const auto *line = std::get_if<CommandLine>(&read);
+    if (line->help || line->version) {
+        print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION " (" SMS_COMMIT ")\n"_s);
         return 0;
     }
-    return statusOf([&] { return run(line, argv); });
+    return statusOf([&] { return run(*line, argv); });
 }
