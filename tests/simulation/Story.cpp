@@ -106,6 +106,10 @@ private:
                        u"edit 1 > no-final"_s, u"edit 1 > restart"_s,
                        u"edit 1 > late %1"_s.arg(between(1000, 250000)),
                        u"edit 1 +CMGL garble %1"_s.arg(between(1, 4)), u"edit 1 +CMGR garble 2"_s,
+                       u"edit 1 %1 late %2"_s
+                           .arg(oneOf(
+                               {u"+CMGL"_s, u"+CMGR"_s, u"+CMGD"_s, u"+CREG"_s, u"AT+CMGF"_s, u"+CMGS"_s}))
+                           .arg(between(3000, 40000)),
                        u"answer 1 AT+CMGS ERROR"_s, u"bare-ok 1"_s, u"urc-mid-send ^BOOT: 1"_s,
                        u"urc-mid +CMTI: \"SM\",3"_s}));
         }

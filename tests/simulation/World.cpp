@@ -319,6 +319,14 @@ void World::commandModem(int modem, const QString &command)
         if (name == u"edit" || name == u"unplug" || name == u"late" || name == u"restart" || name == u"hang")
             ++m_truth.lostAnswers;
     }
+    const auto argument = [&command](int at) { return command.section(u' ', at, at).toInt(); };
+    if (name == u"refuse") {
+        constexpr int tries = 3;
+        const bool isForGood = argument(2) == 1 || argument(2) == 21;
+        m_truth.refusals += isForGood ? argument(1) : argument(1) / tries;
+    } else if (name == u"bare-ok") {
+        m_truth.refusals += argument(1);
+    }
     const QString answer = m_modems.at(size_t(modem) - 1).controls->run(command);
     if (!answer.startsWith(u"ok"))
         qFatal("modem: %s: %s", qUtf8Printable(command), qUtf8Printable(answer));
