@@ -90,6 +90,10 @@ private slots:
             QCOMPARE(status(), cell("status"));
             QVERIFY(!m_service->isRunning());
         }
+        m_service->startUnattended();
+        m_service->stop();
+        QVERIFY(!again()->isActive());
+        static_cast<void>(takeLog() + QStringList(m_boxes.takeShown()));
     }
 
     void unreadableSettingsAreAFaultAndNotTheEnd()
@@ -173,6 +177,8 @@ private slots:
         m_device = modem.devicePath();
         QTRY_VERIFY(m_service->isRunning());
         QCOMPARE(takeLog(), QStringList({u"连接 COM3端口成功！"_s, u"自动重试成功，服务已启动"_s}));
+        emit m_modem->notice(u"成功连接数据库"_s); // from now on a line may come again
+        QCOMPARE(takeLog().size(), 1);
     }
 };
 
