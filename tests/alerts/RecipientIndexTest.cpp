@@ -39,10 +39,10 @@ private slots:
     {
         QRandomGenerator random(20060305);
         const auto text = [&random](int most) {
-            QString text;
+            QString entry;
             for (int length = random.bounded(most + 1); length > 0; --length)
-                text += u"*-0-a*0b"_s[random.bounded(8)];
-            return text;
+                entry += u"*-0-a*0b"_s[random.bounded(8)];
+            return entry;
         };
         for (int round = 0; round < 5000; ++round) {
             QStringList names;

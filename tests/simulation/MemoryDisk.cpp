@@ -1,6 +1,7 @@
 #include "tests/simulation/MemoryDisk.h"
 
 #include "tests/simulation/Kill.h"
+#include "tests/simulation/VirtualTime.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,10 +40,15 @@ void MemoryDisk::restart(quint64 chance)
     m_chance.seed(chance);
 }
 
-/// The world sees a disk that is whole, though as full as it is.
+/// The office's own programs see a disk that is whole, though as full as it is.
 int MemoryDisk::refusal(const File *file, bool isWrite) const
 {
     if (isWrite ? !Kill::crosses() : Kill::isDead())
+        return EIO;
+    if (VirtualTime::instance().domain() == VirtualTime::world)
+        return 0;
+    if (m_cutOff != 0 && VirtualTime::instance().domain() == m_cutOff &&
+        m_names.value(m_farName).get() == file)
         return EIO;
     const bool isMeant = m_failingName.isEmpty() || m_names.value(m_failingName).get() == file;
     return m_error != 0 && isMeant && (isWrite || m_error == EIO || m_error == EACCES) ? m_error : 0;

@@ -57,6 +57,12 @@ public:
     void setFreePages(std::optional<qint64> pages) { m_freePages = pages; }
     /// Every read (EIO) or write fails with that; 0 ends it. ofName: only of files whose names end so.
     void fail(int error, const QByteArray &ofName = {});
+    /// That server reaches none of the files of that name until the next call; 0 for all do.
+    void cutOff(int server, const QByteArray &fromName = {})
+    {
+        m_cutOff = server;
+        m_farName = fromName;
+    }
     /// What was not synced is torn and forgotten; every open file is closed.
     void cutPower();
 
@@ -77,6 +83,8 @@ private:
     std::optional<qint64> m_freePages;
     int m_error = 0;
     QByteArray m_failingName;
+    int m_cutOff = 0;
+    QByteArray m_farName;
     std::mt19937_64 m_chance;
 };
 

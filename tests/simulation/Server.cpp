@@ -8,6 +8,7 @@
 #include "service/Service.h"
 #include "tests/simulation/Kill.h"
 #include "tests/simulation/World.h"
+#include "tests/support/LockTable.h"
 
 #include <QMap>
 
@@ -44,7 +45,7 @@ private:
 class Server::Parts
 {
 public:
-    Parts(int number, const Story &story, std::function<void(const QString &)> log)
+    Parts(int number, const Story &story, LockTable &locks, std::function<void(const QString &)> log)
         : console(std::move(log)), registry(u"settings%1.ini"_s.arg(number))
     {
         set(u"ConnectString"_s, u"Provider=SQLite;Data Source="_s + World::databaseFile());
@@ -52,6 +53,10 @@ public:
         set(u"ServerPort"_s, QString::number(number));
         set(u"COM%1"_s.arg(number), u"modem%1"_s.arg(number));
         set(u"TimeDelay"_s, QString::number(story.interval.count()));
+        if (story.servers > 1) {
+            locks.lendTo(session.Conn());
+            set(u"Servers"_s, u"several"_s);
+        }
         for (const QString &setting : story.settings)
             set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
         service.startUnattended();
@@ -81,8 +86,8 @@ public:
                     boxes};
 };
 
-Server::Server(int number, const Story &story, std::function<void(const QString &line)> log)
-    : m_parts(std::make_unique<Parts>(number, story, std::move(log)))
+Server::Server(int number, const Story &story, LockTable &locks, std::function<void(const QString &line)> log)
+    : m_parts(std::make_unique<Parts>(number, story, locks, std::move(log)))
 {
 }
 

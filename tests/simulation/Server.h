@@ -5,13 +5,16 @@
 #include <functional>
 #include <memory>
 
+class LockTable;
+
 /// One run of the real server, on this process's seams. It starts as an unattended service does. Destroyed without
 /// stop(), it leaves things as a kill does.
 class Server
 {
 public:
     /// number: from 1 on; its settings, its modem and its files carry it.
-    Server(int number, const Story &story, std::function<void(const QString &line)> log);
+    /// locks: of the database, where there are several.
+    Server(int number, const Story &story, LockTable &locks, std::function<void(const QString &line)> log);
     ~Server();
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;

@@ -7,6 +7,7 @@
 #include "tests/simulation/Server.h"
 #include "tests/simulation/VirtualTime.h"
 #include "tests/simulation/World.h"
+#include "tests/support/LockTable.h"
 
 #include <QTimer>
 #include <algorithm>
@@ -109,7 +110,7 @@ private:
         Kill::begin(number);
         desk.startedAt = time().now();
         const VirtualTime::As as(number);
-        desk.server = std::make_unique<Server>(number, m_story, [this](const QString &line) {
+        desk.server = std::make_unique<Server>(number, m_story, m_locks, [this](const QString &line) {
             m_log += line;
             Digest::add("log", line.toUtf8());
         });
@@ -194,6 +195,7 @@ private:
 
     const Story &m_story;
     World m_world;
+    LockTable m_locks;
     std::vector<Desk> m_desks;
     QStringList m_log;
     int m_extraKills = 0;

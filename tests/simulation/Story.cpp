@@ -17,6 +17,8 @@ public:
 
     void tell()
     {
+        if (oneIn(8))
+            m_story.servers = 2;
         tellSettings();
         // A day has fewer events an hour than ten minutes have.
         const auto minutes = m_story.length / 1min;
@@ -35,6 +37,7 @@ private:
     {
         return *(choices.begin() + below(qint64(choices.size())));
     }
+    qint64 server() { return between(1, m_story.servers); }
     QString user() { return u"u%1"_s.arg(between(1, 6)); }
 
     void at(std::chrono::milliseconds time, const QString &words) { m_story.events.push_back({time, words}); }
@@ -87,17 +90,20 @@ private:
     {
         switch (below(4)) {
         case 0:
-            now(u"kill 1 %1 %2"_s.arg(below(150)).arg(between(1, 40)));
+            now(u"kill %1 %2 %3"_s.arg(server()).arg(below(150)).arg(between(1, 40)));
             return;
         case 1:
-            now(oneOf({u"cut 1 %1 %2"_s.arg(below(150)).arg(between(5, 90)),
-                       u"stop 1 %1"_s.arg(between(1, 30)), u"held %1"_s.arg(between(1, 40)),
-                       u"full %1 %2"_s.arg(below(4)).arg(between(10, 120)),
-                       u"broken %1 %2 oa.db"_s.arg(oneOf({5, 13, 30})).arg(between(5, 60)),
-                       u"clock %1"_s.arg(oneOf<qint64>({-3600, -40, 90, 3700}))}));
+            // The power of an office with two servers goes where neither of them nor the database stands.
+            now(m_story.servers > 1
+                    ? u"away %1 %2"_s.arg(server()).arg(between(5, 100))
+                    : oneOf({u"cut 1 %1 %2"_s.arg(below(150)).arg(between(5, 90)),
+                             u"stop 1 %1"_s.arg(between(1, 30)), u"held %1"_s.arg(between(1, 40)),
+                             u"full %1 %2"_s.arg(below(4)).arg(between(10, 120)),
+                             u"broken %1 %2 oa.db"_s.arg(oneOf({5, 13, 30})).arg(between(5, 60)),
+                             u"clock %1"_s.arg(oneOf<qint64>({-3600, -40, 90, 3700}))}));
             return;
         default:
-            now("modem 1 "_L1 +
+            now(u"modem %1 "_s.arg(server()) +
                 oneOf({u"refuse %1 %2"_s.arg(between(1, 5))
                            .arg(oneOf({1, 21, 27, 38, 41, 42, 47, 69, 331, 500, 512})),
                        u"outage %1"_s.arg(between(5000, 150000)), u"outage %1"_s.arg(between(5000, 150000)),

@@ -16,6 +16,7 @@
 ///     held SECONDS                     another program holds the database
 ///     full PAGES SECONDS               so many pages are left on the disk
 ///     broken ERRNO SECONDS [FILE]      the disk fails
+///     away N SECONDS                   server N does not reach the database
 ///     clock SECONDS                    somebody moves the wall clock
 ///     kill N CROSSINGS PAUSE           server N is killed so many crossings of a seam later, and started PAUSE seconds
 ///                                      after that

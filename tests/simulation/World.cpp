@@ -33,7 +33,7 @@ QStringList piecesOf(QString text)
 QString textOf(const QString &id, int length)
 {
     QString text = u"#%1 "_s.arg(id);
-    for (int i = 0; text.size() < length; ++i)
+    for (int i = 0; i == 0 || text.size() < length; ++i)
         text += QChar(u'一' + (i * 7 + length) % 500);
     return text;
 }
@@ -229,6 +229,12 @@ void World::perform(const QString &words)
             else
                 MemoryDisk::instance().fail(0);
         });
+    } else if (what == u"away") {
+        ++m_truth.kills; // its session, with a message in hand
+        disturb(std::chrono::seconds(number(2)) + 60s);
+        MemoryDisk::instance().cutOff(number(1), databaseFile().toUtf8());
+        QTimer::singleShot(std::chrono::seconds(number(2)), Qt::PreciseTimer, this,
+                           [] { MemoryDisk::instance().cutOff(0); });
     } else if (what == u"clock") {
         m_truth.isClockMoved = true;
         disturb(24h);
