@@ -1,31 +1,18 @@
 #!/usr/bin/env bash
 # Tries the packages in a minimal Debian of its own: installs them with apt, runs the demo's story as their user with
 # the installed programs, as a service would without systemd, rotates the log, removes and purges them. As root.
-#   scripts/try-package.sh FOLDER-OF-THE-PACKAGES [ROOT-TO-KEEP-AND-USE-AGAIN]
+#   scripts/try-package.sh FOLDER-OF-THE-PACKAGES [ROOT-TO-KEEP-AND-USE-AGAIN [SUITE]]
 set -euo pipefail
 packages=$(realpath "$1")
 repository=$(realpath "$(dirname "$0")/..")
+. "$repository/scripts/debian-root.sh"
 root=${2:-}
-keep=$root
 [ -n "$root" ] || root=$(mktemp -d)
-leave() {
-    umount "$root/dev/pts" "$root/proc" 2>/dev/null
-    [ -n "$keep" ] || rm -rf --one-file-system "$root"
-}
-trap leave EXIT
-inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
+trap 'leave_root "$root" "${2:-}"' EXIT
+inside() { in_root "$root" "$@"; }
 as_user() { inside runuser -u sms-server -- env HOME=/var/lib/sms-server "$@"; }
 
-echo "== a minimal Debian in $root"
-if [ ! -e "$root/etc/debian_version" ]; then
-    debootstrap --variant=minbase bookworm "$root" >"$root.log" || { tail "$root.log"; exit 1; }
-    rm "$root.log"
-fi
-cp -L /etc/resolv.conf "$root/etc/"
-find /etc/apt/apt.conf.d -name '*proxy*' -exec cp {} "$root/etc/apt/apt.conf.d/" \;
-mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
-mountpoint -q "$root/dev/pts" || mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
-ln -sf pts/ptmx "$root/dev/ptmx"
+make_root "${3:-bookworm}" "$root"
 rm -rf "$root/packages" "$root/source"
 cp -r "$packages" "$root/packages"
 mkdir -p "$root/source/debian"
