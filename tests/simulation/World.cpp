@@ -130,7 +130,7 @@ void World::reopen()
         database->setDatabaseName(databaseFile());
         database->setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
         database->open();
-        database->exec(u"pragma synchronous=extra"_s);
+        QSqlQuery(u"pragma synchronous=extra"_s, *database);
     }
 }
 
@@ -342,7 +342,7 @@ void World::commandModem(int modem, const QString &command)
 void World::holdDatabase(int seconds)
 {
     disturb(std::chrono::seconds(seconds));
-    if (m_other.exec(u"begin immediate"_s).isActive())
+    if (QSqlQuery(u"begin immediate"_s, m_other).isActive())
         QTimer::singleShot(std::chrono::seconds(seconds), Qt::PreciseTimer, this,
-                           [this] { m_other.exec(u"rollback"_s); });
+                           [this] { QSqlQuery(u"rollback"_s, m_other); });
 }
