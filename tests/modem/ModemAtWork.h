@@ -1,8 +1,8 @@
 #pragma once
 
 #include "modem/ModemControl.h"
-#include "tests/support/SimulatorProcess.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/SimulatorProcess.h"
 
 #include <QTemporaryDir>
 #include <optional>

@@ -15,4 +15,4 @@ struct Aftermath {
 };
 
 /// The promises that the run broke, each with what broke it; none as a rule.
-[[nodiscard]] QStringList brokenPromises(const Aftermath &aftermath);
+[[nodiscard]] QStringList brokenPromises(const Aftermath &run);

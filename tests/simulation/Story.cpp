@@ -61,7 +61,7 @@ private:
             for (qint64 i = between(1, 3); i > 0; --i)
                 users += user();
             users.removeDuplicates();
-            const qint64 delay = oneOf<qint64>({-60, 0, between(1, 120), between(60, 300)});
+            const auto delay = oneOf<qint64>({-60, 0, between(1, 120), between(60, 300)});
             const std::chrono::milliseconds when(below(m_story.length / 1ms));
             at(when, u"waiting %1 %2 %3 %4"_s.arg(id).arg(delay).arg(between(5, 200)).arg(users.join(u',')));
             if (oneIn(6))

@@ -146,6 +146,7 @@ int VirtualTime::remainingTime(int id)
 }
 
 // The process's clocks and waits: these stand before the C library's, for every library that it loads.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): theirs are reserved
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec *time)
@@ -187,3 +188,4 @@ int clock_nanosleep(clockid_t, int flags, const timespec *length, timespec *)
     return flags == 0 ? nanosleep(length, nullptr) : EINVAL;
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

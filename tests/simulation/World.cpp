@@ -99,7 +99,7 @@ QString World::numberOf(const QString &user)
 
 World::World(int servers)
 {
-    const QByteArray image = emptyOffice();
+    const QByteArray &image = emptyOffice();
     MemoryDisk &disk = MemoryDisk::instance();
     MemoryDisk::FilePtr file;
     static_cast<void>(disk.open(databaseFile().toUtf8(), true, file));

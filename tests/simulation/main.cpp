@@ -86,13 +86,13 @@ int seeds(quint64 first, quint64 last)
 }
 
 /// Every crossing of a seam once the end, with and without a power cut.
-int exhaustive()
+int exhaustive(quint64 every)
 {
     Figures figures;
     const Story story = quietStory();
     const quint64 crossings = simulate(story).crossings;
     print(u"%1 crossings"_s.arg(crossings));
-    for (quint64 crossing = 1; crossing <= crossings; ++crossing) {
+    for (quint64 crossing = 1; crossing <= crossings; crossing += every) {
         for (const bool isPowerCut : {false, true}) {
             const Outcome outcome = simulate(story, ExtraKill{crossing, isPowerCut});
             ++figures.runs;
@@ -149,7 +149,8 @@ int main(int argc, char *argv[])
                        {u"century"_s, u"Judge the days of a hundred years."_s},
                        {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s},
                        {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
-                       {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s}});
+                       {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
+                       {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
     parser.process(application);
     if (parser.isSet(u"seed"_s)) {
         const auto days = parser.value(u"days"_s).toInt();
@@ -161,7 +162,7 @@ int main(int argc, char *argv[])
         return seeds(range.first().toULongLong(), range.last().toULongLong());
     }
     if (parser.isSet(u"exhaustive"_s))
-        return exhaustive();
+        return exhaustive(qMax(1, parser.value(u"every"_s).toInt()));
     if (parser.isSet(u"century"_s))
         return century(parser.value(u"slice"_s), parser.value(u"progress"_s));
     parser.showHelp(2);
