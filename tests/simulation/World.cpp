@@ -34,7 +34,7 @@ QString textOf(const QString &id, int length)
 {
     QString text = u"#%1 "_s.arg(id);
     for (int i = 0; i == 0 || text.size() < length; ++i)
-        text += QChar(u'一' + (i * 7 + length) % 500);
+        text += i % 20 == 19 ? id : QString(QChar(u'一' + (i * 7 + length) % 500));
     return text;
 }
 
@@ -186,7 +186,7 @@ bool World::isQuiet() const
 {
     return std::ranges::all_of(m_modems, [](const ModemOnDesk &desk) {
         return desk.modem->deliveries().waiting() == 0 &&
-               desk.modem->state().used(simulator::Memory::Sim) == 0;
+               desk.modem->state().used(simulator::Memory::Both) == 0;
     });
 }
 
