@@ -15,7 +15,10 @@ for name in "${names[@]}"; do
     mkdir -p "$corpus" build/fuzz/findings
     folders=("$corpus")
     [ -d "fuzz/corpus/$name" ] && folders+=("fuzz/corpus/$name")
-    [ "$name" = MimeFuzzer ] && folders+=(tests/mime/mails)
+    if [ "$name" = MimeFuzzer ]; then
+        python3 tests/mime/make_mails.py build/fuzz/mails
+        folders+=(build/fuzz/mails)
+    fi
     options=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=0
         -artifact_prefix="build/fuzz/findings/$name-")
     # libFuzzer's time-out counts the time that other programs take as well. This target measures its processor time

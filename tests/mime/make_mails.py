@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
-"""Writes the sample mails and expected.json beside this file.
+"""Writes the sample mails and expected.json to a folder: make_mails.py FOLDER. The build runs it.
 
 Each mail is put together octet by octet as the mail program named writes it; what a reader should see is
-beside it. Run it after a change and commit the results.
+beside it.
 """
 import base64
 import json
 import pathlib
+import sys
 
-HERE = pathlib.Path(__file__).parent
+HERE = pathlib.Path(sys.argv[1])
+HERE.mkdir(parents=True, exist_ok=True)
 mails = {}
 
 
@@ -283,4 +285,3 @@ mail("names-in-pieces-and-paths", head(more=multipart(
 
 rows = (json.dumps(name) + ": " + json.dumps(mails[name], ensure_ascii=False, sort_keys=True) for name in sorted(mails))
 (HERE / "expected.json").write_text("{\n" + ",\n".join(rows) + "\n}\n", encoding="utf-8")
-print(len(mails), "mails")
