@@ -27,7 +27,7 @@ namespace
 ///   mailbox USER: FILE ...         the user has an account with these mails
 ///   oa STATEMENT                   anything else that the OA system does
 ///   at question N, STATEMENT       ... when a pass asks for the Nth time whether it shall end
-///   stop N                         the operator, then
+///   stop N                         the operator asks, once the modem has sent N messages
 ///   refuse EVENT TABLE [COLUMN=VALUE]    the database refuses to insert, update or delete; on SQLite "ignore" too
 ///   allow                          it does not any more
 ///   advance SECONDS                the clock
@@ -64,7 +64,7 @@ public:
         else if (verb == u"at")
             atQuestion(rest.section(u' ', 1).section(u',', 0, 0).toInt(), rest.section(u", "_s, 1));
         else if (verb == u"stop")
-            m_office.console.stopWhen = [this, rest] { return ++m_asked >= rest.toInt(); };
+            m_office.console.stopWhen = [this, rest] { return sent().size() == rest.toInt(); };
         else if (verb == u"refuse" || verb == u"ignore")
             m_office.refuse(rest.section(u' ', 0, 0), rest.section(u' ', 1, 1),
                             rest.section(u' ', 2).section(u'=', 0, 0), rest.section(u'=', 1),
