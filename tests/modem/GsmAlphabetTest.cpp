@@ -23,24 +23,6 @@ private slots:
         QCOMPARE(GsmAlphabet::decode(*GsmAlphabet::encode(all)), all);
     }
 
-    void encodes_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("septets"); // hex, "none" = not in the alphabet
-        QTest::newRow("corners") << u"@à_ "_s << QByteArray("007f1120");
-        QTest::newRow("extended") << u"^{}\\[~]|€\f"_s
-                                  << QByteArray("1b141b281b291b2f1b3c1b3d1b3e1b401b651b0a");
-        QTest::newRow("line-ends") << u"\r\n"_s << QByteArray("0d0a");
-        QTest::newRow("cedilla-small") << u"ç"_s << QByteArray("none");
-        QTest::newRow("chinese") << u"a中"_s << QByteArray("none");
-    }
-    void encodes()
-    {
-        QFETCH(const QString, text);
-        const std::optional<QByteArray> septets = GsmAlphabet::encode(text);
-        QTEST(septets ? septets->toHex() : QByteArray("none"), "septets");
-    }
-
     void packs_data()
     {
         QTest::addColumn<QByteArray>("septets");

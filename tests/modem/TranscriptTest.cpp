@@ -1,6 +1,7 @@
 #include "tests/support/Transcript.h"
 #include "tests/modem/ModemAtWork.h"
 #include "tests/simulator/SerialPeer.h"
+#include "tests/support/TextTable.h"
 
 #include <QDir>
 #include <QTest>
@@ -24,7 +25,10 @@ namespace
 class Play
 {
 public:
-    Play() : m_modem(m_simulator) {}
+    explicit Play(const QStringList &options = {})
+        : m_simulator(QStringList{u"--echo"_s, u"off"_s} + options), m_modem(m_simulator)
+    {
+    }
 
     /// What came otherwise than written; "" when nothing did.
     QString perform(const QString &step)
@@ -98,7 +102,7 @@ private:
         return got == wanted ? QString() : u"it said "_s + QString::fromLatin1(got.toPercentEncoding());
     }
 
-    SimulatorProcess m_simulator{{u"--echo"_s, u"off"_s}};
+    SimulatorProcess m_simulator;
     ModemAtWork m_modem;
     std::unique_ptr<SerialPeer> m_terminal;
 };
@@ -126,6 +130,25 @@ private slots:
         Play play;
         QCOMPARE(firstDifference(play), QString());
         QCOMPARE(play.end(), QString());
+    }
+
+    void everyProfileSendsAndReceives_data()
+    {
+        QTest::addColumn<QString>("profile");
+        const QDir folder(QStringLiteral(PROFILES_FOLDER));
+        for (const QString &name : folder.entryList({u"*.modem"_s}))
+            QTest::newRow(qPrintable(name)) << folder.filePath(name);
+    }
+    void everyProfileSendsAndReceives()
+    {
+        QFETCH(QString, profile);
+        Play play({u"--profile"_s, profile});
+        play.perform(u"limit sync 20000"_s);
+        // Some are slow to start.
+        QVERIFY(QTest::qWaitFor([&] { return play.perform(u"open"_s).isEmpty(); }, 30000));
+        for (const QString &step :
+             u"send 10086 {150*汉};sent {150*汉};! deliver 10086 a;received a"_s.split(u';'))
+            QCOMPARE(play.perform(withRepetitions(step)), QString());
     }
 };
 

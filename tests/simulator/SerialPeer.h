@@ -17,7 +17,6 @@ public:
     QByteArray read(qsizetype count) const;
     /// Everything until the line hangs up; "(still there)" at the end when it does not.
     QByteArray readToHangUp() const;
-    [[nodiscard]] int descriptor() const { return m_descriptor; }
 
 private:
     int m_descriptor;

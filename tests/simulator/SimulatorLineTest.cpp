@@ -1,7 +1,5 @@
-#include "tests/simulator/SerialPeer.h"
 #include "tests/support/SimulatorProcess.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -9,21 +7,11 @@
 #include <QTest>
 #include <csignal>
 #include <stdexcept>
-#include <sys/ioctl.h>
-#include <termios.h>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-const QByteArray okLine = "\r\nOK\r\n";
-
-QByteArray ask(SerialPeer &peer, const QByteArray &line, qsizetype answerSize)
-{
-    peer.write(line + '\r');
-    return peer.read(answerSize);
-}
-
 struct Ended {
     int status;
     QString output;
@@ -48,79 +36,6 @@ class SimulatorLineTest : public QObject
     Q_OBJECT
 
 private slots:
-    void rawAndEightBitClean()
-    {
-        SimulatorProcess simulator; // echo on: the line gives back what it took
-        SerialPeer peer(simulator.devicePath());
-        QByteArray all;
-        for (int value = 1; value < 256; ++value) {
-            if (value != '\n' && value != '\r' && value != '\b')
-                all += static_cast<char>(value);
-        }
-        peer.write(all);
-        QCOMPARE(peer.read(all.size()), all);
-    }
-
-    void unreadAnswersGoWithTheProgramThatLeft()
-    {
-        SimulatorProcess simulator(withoutEcho);
-        {
-            SerialPeer leaver(simulator.devicePath());
-            leaver.write("AT+CGMI\rAT+CGMM\rAT+CMGF=1\r");
-            QTRY_VERIFY(simulator.command(u"status"_s).contains(u"port=open"_s));
-            int waiting = 0;
-            QTRY_VERIFY(::ioctl(leaver.descriptor(), FIONREAD, &waiting) == 0 && waiting > 60);
-        }
-        QTRY_VERIFY(simulator.command(u"status"_s).contains(u"port=closed"_s));
-        SerialPeer peer(simulator.devicePath());
-        QCOMPARE(ask(peer, "AT+CMGF?", 18), "\r\n+CMGF: 1\r\n" + okLine);
-    }
-
-    void exclusiveUseEndsWithTheProgram()
-    {
-        SimulatorProcess simulator(withoutEcho);
-        int exclusive = 0;
-        {
-            SerialPeer killed(simulator.devicePath());
-            QCOMPARE(::ioctl(killed.descriptor(), TIOCEXCL), 0);
-            QCOMPARE(::ioctl(killed.descriptor(), TIOCGEXCL, &exclusive), 0);
-            QCOMPARE(exclusive, 1);
-        }
-        QTRY_VERIFY(simulator.command(u"status"_s).contains(u"port=closed"_s));
-        SerialPeer next(simulator.devicePath());
-        QCOMPARE(::ioctl(next.descriptor(), TIOCGEXCL, &exclusive), 0);
-        QCOMPARE(exclusive, 0);
-    }
-
-    void hangsUpAfterEveryOctet()
-    {
-        SimulatorProcess simulator(withoutEcho);
-        const QByteArray command = "AT\r";
-        for (qsizetype octets = 1; octets <= command.size() + okLine.size(); ++octets) {
-            SerialPeer peer(simulator.devicePath());
-            simulator.command(u"unplug-after %1"_s.arg(octets));
-            peer.write(command);
-            const QByteArray got = peer.readToHangUp();
-            // What was not read when the line hung up is lost, as with a real one; never more
-            // than was let through.
-            QVERIFY2(okLine.startsWith(got) && got.size() <= qMax<qsizetype>(0, octets - command.size()),
-                     got.constData());
-            simulator.command(u"plug"_s);
-        }
-    }
-
-    void everyProfileIsUnderstood()
-    {
-        const QDir profiles(QStringLiteral(SIMULATOR_PROFILES));
-        const QStringList names = profiles.entryList({u"*.modem"_s}, QDir::Files);
-        QVERIFY(names.size() >= 12);
-        for (const QString &name : names) {
-            SimulatorProcess simulator({u"--profile"_s, profiles.filePath(name)});
-            QVERIFY2(simulator.command(u"status"_s).contains(u"line=plugged"_s), qPrintable(name));
-        }
-        QCOMPARE(runProgram({u"--link"_s, u"x"_s, u"--profile"_s, u"/nowhere"_s}).status, 2);
-    }
-
     void controlFromTheShell()
     {
         SimulatorProcess simulator(withoutEcho);
