@@ -47,18 +47,6 @@ private slots:
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
-    void stopEndsThePassBetweenUsers()
-    {
-        users({u"amy|1|1"_s, u"bob|2|1"_s});
-        mail(u"1|*amy-0-0-0*bob-0-0-0*"_s);
-        m_office->console.stopWhen = [this] {
-            return !m_office->table(u"SMS_Queues"_s, u"ToMB"_s).isEmpty();
-        };
-        QCOMPARE(alerted(), u"1"_s);
-        m_office->console.stopWhen = nullptr;
-        QCOMPARE(alerted(), u"2"_s);
-    }
-
     void skippedMailIsNeverAlerted()
     {
         const auto skip = [this] { return skipOldMail(m_office->session.Conn()); };

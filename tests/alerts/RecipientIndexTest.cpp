@@ -28,13 +28,6 @@ private:
     }
 
 private slots:
-    void namesOfAnyLengthAndLetters()
-    {
-        for (const QString &name : {u"user12"_s, u"张三"_s, QString(64, u'n'), QString(65, u'n')})
-            compareWithTheRule({name, name.toUpper(), name + u'2', name.chopped(1), u"2"_s + name},
-                               u'*' + name + u"-0-0-0*"_s);
-    }
-
     void agreesWithTheRuleOnRandomTexts()
     {
         QRandomGenerator random(20060305);

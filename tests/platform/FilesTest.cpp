@@ -106,27 +106,6 @@ private slots:
         QVERIFY(!m_isSmall || (now.st_uid == 1 && now.st_gid == 2));
     }
 
-    void tornEnd_data()
-    {
-        QTest::addColumn<QByteArray>("before");
-        QTest::addColumn<QByteArray>("whole");
-        const QByteArray line = QByteArray(4095, 'x') + '\n'; // as long as it is read in one
-        for (const QByteArray &lines : {QByteArray(), QByteArray("one\n"), line, line + "two\n"}) {
-            for (const int torn : {0, 1, 4095, 4096, 10000})
-                QTest::addRow("%d and %d", int(lines.size()), torn) << lines + QByteArray(torn, 't') << lines;
-        }
-    }
-    void tornEnd()
-    {
-        QFETCH(QByteArray, before);
-        QFETCH(QByteArray, whole);
-        put(m_name, before);
-        qint64 size = 0;
-        QCOMPARE(appendSynced(m_name, "next\n", &size).text(), QString());
-        QCOMPARE(readWhole(m_name).octets, whole + "next\n");
-        QCOMPARE(size, whole.size() + 5);
-    }
-
     void notAFile_data()
     {
         QTest::addColumn<QString>("words"); // "": it is made where the link points to

@@ -26,7 +26,7 @@ namespace
 ///   modem COMMAND                  for the simulated modem
 ///   mailbox USER: FILE ...         the user has an account with these mails
 ///   oa STATEMENT                   anything else that the OA system does
-///   at question N, STATEMENT       ... when a pass asks for the Nth time whether it shall end
+///   at question N, STATEMENT       ... when a pass asks for the Nth time whether it shall end; "stop": it shall
 ///   stop N                         the operator asks, once the modem has sent N messages
 ///   refuse EVENT TABLE [COLUMN=VALUE]    the database refuses to insert, update or delete; on SQLite "ignore" too
 ///   allow                          it does not any more
@@ -178,8 +178,8 @@ private:
     {
         m_office.console.stopWhen = [this, number, statement] {
             if (++m_asked == number)
-                m_office.oa(statement);
-            return false;
+                statement == u"stop" ? m_isStopped = true : (m_office.oa(statement), false);
+            return m_isStopped;
         };
     }
     void holdElsewhere(const QString &lock)
@@ -199,6 +199,7 @@ private:
     std::vector<std::unique_ptr<ScriptedPop3Server>> m_mailboxes;
     int m_received = 0; // the next one's second
     int m_asked = 0;    // in this tick
+    bool m_isStopped = false;
 };
 
 constexpr std::array schemas{std::pair("", SchemaKind::Sample),

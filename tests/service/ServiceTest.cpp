@@ -140,18 +140,6 @@ private slots:
                               u"ended closed still 服务未启动...准备就绪"_s}));
     }
 
-    void destroyedWhileItRunsItLeavesThePortOpen()
-    {
-        const SimulatorProcess modem;
-        m_device = modem.devicePath();
-        m_office->configure(u"+8613800100500"_s, u"3"_s);
-        m_service->start();
-        QCOMPARE(takeLog().size(), 2);
-        m_service.reset();
-        QVERIFY(m_modem->isPortOpen());
-        QCOMPARE(status(), u"正在运行..."_s);
-    }
-
     void unattendedItSaysOnceThatItTriesAndOnceThatItHasSucceeded()
     {
         m_office->configure(u"+8613800100500"_s, u"3"_s, u"1"_s);

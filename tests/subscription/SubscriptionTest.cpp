@@ -54,17 +54,6 @@ private slots:
         const bool isTaken = !cell("takes it").isEmpty();
         QCOMPARE(answersOf(office, cell("user")), (QList{isTaken, isTaken}));
     }
-
-    void equalityIsTheDatabasesOwn()
-    {
-        Office office;
-        office.oa(u"drop table SMS_IsOrder"_s);
-        office.oa(
-            u"create table SMS_IsOrder (UserName text collate nocase, Type text collate rtrim, IsOrder text)"_s);
-        office.add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, {u"BOB|NBYJ  |0"_s});
-        office.add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"NBYJ|1|1"_s});
-        QCOMPARE(answersOf(office, u"bob"_s), (QList{false, false}));
-    }
 };
 
 QTEST_GUILESS_MAIN(SubscriptionTest)
