@@ -21,9 +21,6 @@ for name in "${names[@]}"; do
     fi
     options=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=0
         -artifact_prefix="build/fuzz/findings/$name-")
-    # libFuzzer's time-out counts the time that other programs take as well. This target measures its processor time
-    # itself, a second for a large input; only what never ends needs the time-out. Its seeds are shorter than its inputs.
-    [ "$name" = RepetitionFuzzer ] && options+=(-timeout=300 -max_len=24 -len_control=0)
     [ -f "fuzz/$name.dict" ] && options+=(-dict="fuzz/$name.dict")
     log=build/fuzz/$name.log
     echo "$name for $seconds s ..."

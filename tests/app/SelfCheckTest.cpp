@@ -6,10 +6,6 @@
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TextTable.h"
 
-#include <QScopeGuard>
-#include <sys/stat.h>
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
 
 class SelfCheckTest : public QObject
@@ -118,22 +114,6 @@ private slots:
         QVERIFY(!check());
         QVERIFY2(m_told.contains(u"短信服务器正在运行"_s), qPrintable(m_told));
         QVERIFY(check(true)); // by the service of these settings
-    }
-
-    void noRightOnTheDevice()
-    {
-        const SimulatorProcess simulator;
-        const QString device = QFile::symLinkTarget(simulator.devicePath());
-        set(u"COM3"_s, device);
-        QCOMPARE(::chmod(qPrintable(device), 0), 0);
-        // The administrator may open anything: be nobody for a while, who may read the settings.
-        constexpr uid_t nobody = 65534;
-        for (const QString &file : {m_office->path(u"."_s), m_office->registry.fileName()})
-            QCOMPARE(::chmod(qPrintable(file), 0755), 0);
-        const bool isAdministrator = ::getuid() == 0 && ::setresuid(nobody, nobody, 0) == 0;
-        const auto leave = qScopeGuard([&] { QVERIFY(!isAdministrator || ::setresuid(0, 0, 0) == 0); });
-        QVERIFY(!check());
-        QVERIFY2(m_told.contains(u"dialout"_s), qPrintable(m_told));
     }
 };
 

@@ -96,16 +96,3 @@ void Desktop::click(const QString &window, QPoint position, int button, int time
                 .arg(times)
                 .arg(button));
 }
-
-void Desktop::dragCorner(const QString &window, QPoint by)
-{
-    // The window manager resizes with Alt and the right button, whatever its frame looks like.
-    const QSize size = outerSizeOf(window);
-    xdotool(u"mousemove --window %1 %2 %3 keydown alt mousedown 3"_s.arg(window)
-                .arg(size.width() - 60)
-                .arg(size.height() - 60));
-    constexpr int steps = 10;
-    for (int step = 0; step < steps; ++step)
-        xdotool(u"mousemove_relative -- %1 %2"_s.arg(by.x() / steps).arg(by.y() / steps));
-    xdotool(u"mouseup 3 keyup alt"_s);
-}

@@ -34,8 +34,6 @@ public:
 
     /// position: within the window. button: 1 left, 3 right.
     static void click(const QString &window, QPoint position, int button = 1, int times = 1);
-    /// Resizes the window with the mouse as a person does, its lower right corner moved by so much.
-    static void dragCorner(const QString &window, QPoint by);
     /// Keys by their X names, one after the other, for example "Tab", "alt+F4".
     static void press(const QString &keys) { xdotool(QStringLiteral("key ") + keys); }
     static void type(const QString &text) { say({QStringLiteral("type"), text}); }

@@ -50,6 +50,27 @@ private slots:
         QCOMPARE(log.last(), u"另有 55 条记录无法处理，最后一条：记录 T 99 无法处理：乙"_s);
     }
 
+    void lockedDatabaseCostsOneWaitATick()
+    {
+        Office office;
+        office.session.Conn().execute(u"pragma busy_timeout=50"_s);
+        office.oa(u"begin exclusive"_s);
+        int reached = 0;
+        const auto tick = [&](const QString &task) {
+            office.guard.runPass(task, [&] {
+                ++reached;
+                office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8"_s);
+            });
+        };
+        tick(u"甲"_s);
+        tick(u"乙"_s);
+        QCOMPARE(reached, 1);
+        QCOMPARE(office.console.takeLog().size(), 1);
+        office.oa(u"rollback"_s);
+        QTRY_VERIFY(reached == 2 || (tick(u"甲"_s), reached == 2));
+        QCOMPARE(office.console.takeLog(), QStringList(u"甲恢复正常"_s));
+    }
+
     void anyExceptionEndsHereAndNoPassBeginsOnceTheProgramIsToEnd()
     {
         Office office;

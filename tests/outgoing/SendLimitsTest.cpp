@@ -1,28 +1,8 @@
 #include "outgoing/SendLimits.h"
 #include "tests/support/Office.h"
-
-#include <QTest>
+#include "tests/support/TextTable.h"
 
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// After so many seconds so many tries of one SMS each: how many go, how many lines the log gets.
-struct Tries {
-    int seconds = 0;
-    int tries = 0;
-    int sent = 0;
-    int lines = 0;
-    bool isInGap = false;     ///< then
-    bool isRestarted = false; ///< before
-    qint64 set = 0;           ///< seconds by which a hand sets the wall clock before
-};
-
-} // namespace
-
-Q_DECLARE_METATYPE(QList<Tries>)
-Q_DECLARE_METATYPE(SendLimits::Values)
 
 /// The limits by a clock that the test sets, over restarts, on a real file.
 class SendLimitsTest : public QObject
@@ -70,70 +50,39 @@ private slots:
     }
     void cleanup() { QCOMPARE(m_office->console.takeLog(), QStringList()); }
 
+    /// Tries: after so many seconds so many tries of one SMS each; how many go; how many lines the log gets. Then
+    /// "g": in the gap, "r": restarted before, DAYS: by which a hand sets the wall clock before.
     void whatMayGo_data()
     {
-        QTest::addColumn<SendLimits::Values>("values");
-        QTest::addColumn<QList<Tries>>("tries");
-        const auto row = [](const char *name, const SendLimits::Values &values, const QList<Tries> &tries) {
-            QTest::newRow(name) << values << tries;
-        };
-        row("no limit", {}, {{.tries = 1000, .sent = 1000}});
-        // A new run tells it anew; room comes message by message and is told once.
-        row("any sixty minutes", {.perHour = 3},
-            {{0, 1, 1},
-             {3000, 5, 2, 1},
-             {0, 5, 0, 1, false, true},
-             {0, 5, 0},
-             {599, 5, 0}, // the first is 3599 seconds old
-             {2, 5, 1, 1},
-             {0, 5, 0},
-             {3000, 1, 1}});
-        row("a day, and the gap, which is not told", {.perDay = 2, .gap = std::chrono::seconds(5)},
-            {{0, 2, 1, 0, true}, {4, 1, 0, 0, true}, {1, 2, 1, 1}, {86000, 1, 0}, {400, 1, 1, 1, true}});
-        constexpr qint64 day = 86400;
-        row("clock set back", {.perHour = 1},
-            {{0, 1, 1}, {.tries = 1, .lines = 1, .set = -day}, {3601, 1, 1, 1}});
-        row("clock set back, a restart, and right again", {.perHour = 1},
-            {{0, 1, 1},
-             {.tries = 1, .lines = 1, .set = -day},
-             {0, 1, 0, 1, false, true},
-             {.seconds = 1800, .tries = 1, .set = day},
-             {1801, 1, 1, 1}});
-        // Nobody can know that it is wrong; what was sent before counts again when it is right.
-        row("clock of tomorrow at the start", {.perHour = 2},
-            {{0, 2, 2},
-             {0, 1, 1, 0, false, true, day},
-             {.tries = 1, .lines = 1, .set = -day},
-             {3601, 1, 1, 1}});
-        row("clock of long ago at the start", {.perHour = 1},
-            {{0, 1, 1},
-             {0, 1, 0, 1, false, true, -9999 * day},
-             {3601, 1, 1, 1},
-             {.tries = 1, .lines = 1, .set = 9999 * day},
-             {0, 1, 0, 1, false, true},
-             {3601, 1, 1, 1}});
-        row("clock of tomorrow", {.perHour = 1},
-            {{.tries = 1, .sent = 1, .set = day},
-             {.tries = 1, .lines = 1, .set = -day},
-             {0, 1, 0, 1, false, true},
-             {3601, 1, 1, 1}});
-        row("file is bounded", {.perHour = 10}, QList<Tries>(100, {.seconds = 400, .tries = 1, .sent = 1}));
+        addRows(uR"(
+            limit                | hour | day | gap | tries
+            none                 | 0  | 0 | 0 | 0 1000 1000 0
+            any sixty minutes    | 3  | 0 | 0 | 0 1 1 0/3000 5 2 1/0 5 0 1 r/0 5 0 0/599 5 0 0/2 5 1 1/0 5 0 0/3000 1 1 0
+            a day, and the gap   | 0  | 2 | 5 | 0 2 1 0 g/4 1 0 0 g/1 2 1 1/86000 1 0 0/400 1 1 1 g
+            clock set back       | 1  | 0 | 0 | 0 1 1 0/0 1 0 1 -1/3601 1 1 1
+            ... then right again | 1  | 0 | 0 | 0 1 1 0/0 1 0 1 -1/0 1 0 1 r/1800 1 0 0 1/1801 1 1 1
+            tomorrow at a start  | 2  | 0 | 0 | 0 2 2 0/0 1 1 0 r 1/0 1 0 1 -1/3601 1 1 1
+            long ago at a start  | 1  | 0 | 0 | 0 1 1 0/0 1 0 1 r -9999/3601 1 1 1/0 1 0 1 9999/0 1 0 1 r/3601 1 1 1
+            clock of tomorrow    | 1  | 0 | 0 | 0 1 1 0 1/0 1 0 1 -1/0 1 0 1 r/3601 1 1 1
+            file is bounded      | 10 | 0 | 0 | {100*400 1 1 0/}
+            )"_s);
     }
     void whatMayGo()
     {
-        QFETCH(SendLimits::Values, values);
-        QFETCH(QList<Tries>, tries);
-        m_values = values;
+        m_values = {.perHour = cell("hour").toInt(),
+                    .perDay = cell("day").toInt(),
+                    .gap = std::chrono::seconds(cell("gap").toInt())};
         restart();
-        for (const Tries &step : std::as_const(tries)) {
-            m_office->clock.advanceSeconds(step.seconds);
-            m_office->clock.set(m_office->clock.now().addSecs(step.set));
-            if (step.isRestarted)
+        for (const QString &step : cell("tries").split(u'/', Qt::SkipEmptyParts)) {
+            const QStringList words = step.split(u' ');
+            m_office->clock.advanceSeconds(words[0].toInt());
+            m_office->clock.set(m_office->clock.now().addDays(words.size() > 4 ? words.last().toInt() : 0));
+            if (words.contains(u"r"_s))
                 restart();
-            QCOMPARE(send(step.tries), step.sent);
-            QCOMPARE(m_limits->gapLeft().has_value(), step.isInGap);
-            QCOMPARE(m_office->console.takeLog().size(), step.lines);
-            QVERIFY(ledger().count('\n') <= (values == SendLimits::Values() ? 0 : 20));
+            QCOMPARE(send(words[1].toInt()), words[2].toInt());
+            QCOMPARE(m_limits->gapLeft().has_value(), words.contains(u"g"_s));
+            QCOMPARE(m_office->console.takeLog().size(), words[3].toInt());
+            QVERIFY(ledger().count('\n') <= (m_values == SendLimits::Values() ? 0 : 20));
         }
     }
 
@@ -167,28 +116,26 @@ private slots:
 
     void damage_data()
     {
-        QTest::addColumn<QByteArray>("damage"); // put in the place of the last octets
-        QTest::addColumn<int>("mayGo");         // of 3 an hour, after one
-        QTest::addColumn<bool>("isTold");
-        QTest::newRow("line cut") << QByteArray("") << 2 << false;
-        QTest::newRow("octet changed") << QByteArray("?\n") << 0 << true;
-        QTest::newRow("another file") << QByteArray("\nhello\n") << 0 << true;
+        // In the place of the last octets; of 3 an hour, after one.
+        addRows(uR"(
+            what          | octets      | may go | told
+            line cut      |             | 2      | 0
+            octet changed | ?\n         | 0      | 1
+            another file  | \nhello\n   | 0      | 1
+            )"_s);
     }
     void damage()
     {
-        QFETCH(QByteArray, damage);
-        QFETCH(int, mayGo);
-        QFETCH(bool, isTold);
         m_values = {.perHour = 3};
         restart();
         QCOMPARE(send(1), 1);
-        const QByteArray damaged = ledger().chopped(2) + damage;
+        const QByteArray damaged = ledger().chopped(2) + cell("octets").toUtf8();
         QFile file(m_office->path(u"sends"_s));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(damaged) == damaged.size());
         file.close();
         restart();
-        QCOMPARE(m_office->console.takeLog().filter(u"已损坏"_s).size(), isTold ? 1 : 0);
-        QCOMPARE(send(mayGo), mayGo);
+        QCOMPARE(m_office->console.takeLog().filter(u"已损坏"_s).size(), cell("told").toInt());
+        QCOMPARE(send(cell("may go").toInt()), cell("may go").toInt());
         QVERIFY(m_limits->restsUntil(1));
         restart(); // whole again
     }
