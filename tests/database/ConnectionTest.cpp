@@ -26,25 +26,6 @@ private slots:
         QCOMPARE(numbers, QStringList({u"1+"_s, u"2-"_s, u"3+"_s}));
     }
 
-    void rowsOfOneRecordsetMaySetDifferentColumns()
-    {
-        Office office;
-        Recordset queue(office.session.Conn());
-        queue.openForAppend(u"SMS_Queues"_s);
-        const auto add = [&](std::initializer_list<QLatin1String> columns) {
-            queue.addNew();
-            for (const QLatin1String column : columns)
-                queue.set(column, QString(column));
-            queue.update();
-        };
-        add({"ToUser"_L1, "ToMB"_L1, "MsgContent"_L1});
-        add({"ToUser"_L1, "ToMB"_L1});
-        add({"ToMB"_L1, "ToUser"_L1, "MsgContent"_L1});
-        QCOMPARE(office.table(u"SMS_Queues"_s, u"ToUser, ToMB, MsgContent, MsgType"_s),
-                 QStringList({u"ToUser|ToMB|MsgContent|0"_s, u"ToUser|ToMB|NULL|0"_s,
-                              u"ToUser|ToMB|MsgContent|0"_s}));
-    }
-
     void withoutAStringTheSessionIsNotOpen_data()
     {
         QTest::addColumn<QString>("connectString");

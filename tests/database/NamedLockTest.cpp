@@ -79,15 +79,6 @@ private slots:
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), 0);
         QCOMPARE(takeReading(second.lock, u"3"_s, 3), -2);
     }
-
-    void embeddedDatabaseHasNone()
-    {
-        Office office;
-        QVERIFY(!NamedLock::whyUnsupported(office.session.Conn()).isEmpty());
-        QVERIFY(!NamedLock::whyUnsupported(office.connectString()).isEmpty());
-        NamedLock lock(office.session.Conn());
-        QVERIFY_EXCEPTION_THROWN(static_cast<void>(lock.tryTake(u"x"_s)), DatabaseFault);
-    }
 };
 
 QTEST_GUILESS_MAIN(NamedLockTest)

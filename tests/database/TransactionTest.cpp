@@ -112,19 +112,6 @@ private slots:
                  QStringList({u"1|0"_s, u"2|0"_s, u"3|0"_s}));
     }
 
-    void firstOfSeveralRowsIsChangedByItsKey_data() { addRoutes(); }
-    void firstOfSeveralRowsIsChangedByItsKey()
-    {
-        Office office(currentRoute());
-        for (int i = 0; i < 2; ++i)
-            append(office, u"SMS_IsOrder"_s, {{"UserName"_L1, u"zhang"_s}, {"IsOrder"_L1, u"1"_s}});
-        Recordset rows(office.session.Conn());
-        rows.openForUpdate(u"SMS_IsOrder"_s, u"UserName=?"_s, {u"zhang"_s}, u"OAID"_s);
-        rows.set("IsOrder"_L1, u"0"_s);
-        rows.update();
-        QCOMPARE(office.table(u"SMS_IsOrder"_s, u"IsOrder"_s), QStringList({u"0"_s, u"1"_s}));
-    }
-
     /// Neither none nor that of an earlier row is ever taken for the identity of this one, nor is a row that has
     /// gone taken for a changed one.
     void whatCannotBeToldIsAFault_data() { addRoutes(); }

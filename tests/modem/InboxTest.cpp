@@ -64,8 +64,6 @@ QList<StoredTpdu> storeOf(const QString &entries, const QByteArray &memory = "SM
 ///   direct ENTRY RESULT  comes without being stored
 ///   again ENTRY ENTRY    what a second reading gives of the first
 ///   refused SECONDS ...  the one message is refused and raised again after these
-///   directs N            so many messages come directly and wait
-///   handled N            so many different messages come and are handled and removed, one after the other
 class Play
 {
 public:
@@ -82,7 +80,7 @@ public:
         if (verb == u"refused")
             return refused(words);
         if (verb == u"direct") {
-            static const QStringList names{u"New"_s, u"Waiting"_s, u"Handled"_s, u"NoRoom"_s};
+            static const QStringList names{u"New"_s, u"Waiting"_s, u"Handled"_s};
             return compared(names[static_cast<int>(come(words[0]))], words[1]);
         }
         if (verb == u"store")
@@ -97,11 +95,6 @@ public:
             return m_inbox.releaseOldestIncomplete(m_now) ? QString() : u"nothing is incomplete"_s;
         else if (verb == u"again")
             m_inbox.setReadAgain(stored(words[0]), stored(words[1]));
-        else if (verb == u"directs")
-            for (int i = 0; i < rest.toInt(); ++i)
-                static_cast<void>(come(u"0:86138::%1"_s.arg(i)));
-        else if (verb == u"handled")
-            handle(rest.toInt());
         else
             return u"there is no such step"_s;
         return {};
@@ -117,14 +110,6 @@ private:
     {
         for (const StoredTpdu &copy : m_inbox.removable())
             m_inbox.setRemoved(copy);
-    }
-    void handle(int count)
-    {
-        for (int i = 0; i < count; ++i, ++m_handled) {
-            m_inbox.update("SM", storeOf(u"0:86138::%1"_s.arg(m_handled)), m_now);
-            static_cast<void>(raised());
-            remove();
-        }
     }
     QString raised()
     {
@@ -159,7 +144,6 @@ private:
 
     Inbox m_inbox{ModemLimits{}};
     QDateTime m_now{QDate(2026, 11, 20), QTime(19, 31), QTimeZone(8 * 3600)};
-    int m_handled = 0; ///< by handle()
 };
 
 } // namespace
