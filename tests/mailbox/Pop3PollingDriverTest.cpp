@@ -101,14 +101,6 @@ private slots:
         QCOMPARE(m_office->attachments(), QStringList(u"%1|正文.txt|正文.txt|text/plain|EFBBBFE4B8AD"_s.arg(
                                               m_office->mails(u"VOID"_s)[2])));
     }
-
-    void verificationIsASetting()
-    {
-        ServiceSettings settings;
-        QVERIFY(mailServerOptions(settings).tls == Pop3Tls::Opportunistic);
-        settings.verifiesMailServers = true;
-        QVERIFY(mailServerOptions(settings).tls == Pop3Tls::Verify);
-    }
 };
 
 QTEST_GUILESS_MAIN(Pop3PollingDriverTest)

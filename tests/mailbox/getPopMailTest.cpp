@@ -173,20 +173,6 @@ private slots:
         QCOMPARE(m_office->notes.join(u' ').section(u"："_s, 1), note);
         QCOMPARE(server.deleted().size(), note.isEmpty() && isBaoLiu == 0 ? 4 : 0);
     }
-
-    void nothingNewCostsBoundedQueries()
-    {
-        constexpr int count = 50'000;
-        const ScriptedPop3Server &server =
-            m_office->mailbox({.messages = QByteArrayList(count, "Subject: s\r\n\r\n")}, 1);
-        m_office->oa(u"with recursive n(i) as (select 1 union all select i+1 from n where i<%1)"
-                     " insert into VO_Email (MSGID, EOAID) select 'uid-'||i, 7 from n"_s.arg(count));
-        const qint64 before = m_office->session.Conn().statementsRun();
-        m_office->collect();
-        QCOMPARE(m_office->session.Conn().statementsRun() - before, 2);
-        QCOMPARE(m_office->mails(u"1"_s).size(), count);
-        QVERIFY(!server.received().contains("RETR 1"));
-    }
 };
 
 QTEST_GUILESS_MAIN(getPopMailTest)

@@ -64,6 +64,7 @@ QList<StoredTpdu> storeOf(const QString &entries, const QByteArray &memory = "SM
 ///   direct ENTRY RESULT  comes without being stored
 ///   again ENTRY ENTRY    what a second reading gives of the first
 ///   refused SECONDS ...  the one message is refused and raised again after these
+///   directs N            so many messages come directly and wait
 class Play
 {
 public:
@@ -80,7 +81,7 @@ public:
         if (verb == u"refused")
             return refused(words);
         if (verb == u"direct") {
-            static const QStringList names{u"New"_s, u"Waiting"_s, u"Handled"_s};
+            static const QStringList names{u"New"_s, u"Waiting"_s, u"Handled"_s, u"NoRoom"_s};
             return compared(names[static_cast<int>(come(words[0]))], words[1]);
         }
         if (verb == u"store")
@@ -95,6 +96,9 @@ public:
             return m_inbox.releaseOldestIncomplete(m_now) ? QString() : u"nothing is incomplete"_s;
         else if (verb == u"again")
             m_inbox.setReadAgain(stored(words[0]), stored(words[1]));
+        else if (verb == u"directs")
+            for (int i = 0; i < rest.toInt(); ++i)
+                static_cast<void>(come(u"0:86138::%1"_s.arg(i)));
         else
             return u"there is no such step"_s;
         return {};

@@ -110,14 +110,6 @@ private slots:
         }
     }
 
-    void withoutPipeliningOneAtATime()
-    {
-        const ScriptedPop3Server server({.messages = numberedMails(2), .dropsEarlyInput = true});
-        const Pop3Session session(server);
-        QCOMPARE(server.received().join('|'),
-                 "CAPA|USER user|PASS s3cret|STAT|UIDL|RETR 1|RETR 2|DELE 1|DELE 2|QUIT"_ba);
-    }
-
     void requestsRunAhead()
     {
         // Sizes around the window's: many small ones, some larger than all of it.

@@ -53,25 +53,6 @@ private slots:
         QVERIFY(refused.output.startsWith(u"error "));
     }
 
-    void wrongUse()
-    {
-        QTemporaryDir folder;
-        const QString file = folder.filePath(u"file"_s);
-        QFile precious(file);
-        QVERIFY(precious.open(QIODevice::WriteOnly));
-        precious.write("precious");
-        precious.close();
-        QCOMPARE(runProgram({u"--link"_s, file}).status, 1);
-        QCOMPARE(precious.size(), 8);
-        QCOMPARE(runProgram({}).status, 2);
-        QCOMPARE(runProgram({u"--nonsense"_s}).status, 2);
-        SimulatorProcess simulator;
-        QCOMPARE(runProgram({u"--link"_s, folder.filePath(u"m"_s), u"--control"_s, simulator.controlPath()})
-                     .status,
-                 1);
-        QCOMPARE(simulator.command(u"sent"_s), u"0"_s);
-    }
-
     void leavesNothingBehind()
     {
         QTemporaryDir folder;

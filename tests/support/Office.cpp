@@ -80,7 +80,7 @@ void Office::openOaSystem(const QString &database)
     QSqlDatabase oa = QSqlDatabase::addDatabase(driver, m_oaConnection);
     oa.setDatabaseName(database);
     if (!isSqlite()) {
-        oa.setHostName(serverOf(m_route).address());
+        oa.setHostName(u"127.0.0.1"_s);
         oa.setPort(serverOf(m_route).port());
     }
     if (!oa.open(PrivateDatabaseServer::user(), PrivateDatabaseServer::password()))
@@ -183,16 +183,6 @@ void Office::makeDurable()
 {
     if (m_route == DatabaseRoute::Sqlite)
         session.Conn().execute(u"pragma synchronous=full"_s);
-}
-
-bool Office::moveDatabaseAway() const
-{
-    return QFile::rename(databaseFile(), path(u"away"_s));
-}
-
-bool Office::moveDatabaseBack() const
-{
-    return QFile::rename(path(u"away"_s), databaseFile());
 }
 
 void Office::set(const QString &name, const QString &value)

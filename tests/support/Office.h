@@ -48,9 +48,6 @@ public:
 
     /// The program's commits reach the disk, as they do in an office. Tests do without.
     void makeDurable();
-    /// The database file vanishes, and comes back.
-    [[nodiscard]] bool moveDatabaseAway() const;
-    [[nodiscard]] bool moveDatabaseBack() const;
 
     /// A setting of the server's own.
     void set(const QString &name, const QString &value);

@@ -61,13 +61,12 @@ PrivateDatabaseServer::~PrivateDatabaseServer()
     }
 }
 
-void PrivateDatabaseServer::start(const QString &address)
+void PrivateDatabaseServer::start()
 {
-    m_address = address;
     const bool isPostgreSql = m_system == System::PostgreSql;
     m_process.start(QStringLiteral(DATABASE_SERVER_SCRIPT),
                     QStringList{isPostgreSql ? u"postgresql"_s : u"mariadb"_s, m_folder.path(),
-                                QString::number(m_port), address} +
+                                QString::number(m_port), u"127.0.0.1"_s} +
                         // Tests commit thousands of times and never lose power.
                         (isPostgreSql
                              ? QStringList{u"-c"_s, u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s}
@@ -115,16 +114,16 @@ void PrivateDatabaseServer::signalAll(int signal) const
 
 QString PrivateDatabaseServer::nativeConnectString(const QString &database) const
 {
-    return u"Provider=%1;Data Source=%6;Port=%2;Initial Catalog=%3;User ID=%4;Password=\"%5\""_s
+    return u"Provider=%1;Data Source=127.0.0.1;Port=%2;Initial Catalog=%3;User ID=%4;Password=\"%5\""_s
         .arg(m_system == System::PostgreSql ? u"PostgreSQL"_s : u"MariaDB"_s)
         .arg(m_port)
-        .arg(database, user(), password(), m_address);
+        .arg(database, user(), password());
 }
 
 QString PrivateDatabaseServer::odbcConnectString(const QString &database) const
 {
-    return u"DRIVER={%1};SERVER=%6;PORT=%2;DATABASE=%3;UID=%4;PWD={%5};"_s
+    return u"DRIVER={%1};SERVER=127.0.0.1;PORT=%2;DATABASE=%3;UID=%4;PWD={%5};"_s
         .arg(m_system == System::PostgreSql ? u"PostgreSQL Unicode"_s : u"MariaDB Unicode"_s)
         .arg(m_port)
-        .arg(database, user(), password(), m_address);
+        .arg(database, user(), password());
 }

@@ -19,8 +19,8 @@ public:
     PrivateDatabaseServer(const PrivateDatabaseServer &) = delete;
     PrivateDatabaseServer &operator=(const PrivateDatabaseServer &) = delete;
 
-    /// Returns when the server accepts logins, at this address of the loopback interface from now on.
-    void start(const QString &address = QStringLiteral("127.0.0.1"));
+    /// Returns when the server accepts logins.
+    void start();
     /// At once, without goodbyes: what was not committed is lost, clients find their connections cut.
     void stop();
     /// Stops every process of the server where it is (SIGSTOP): connections stay, nothing answers.
@@ -29,7 +29,6 @@ public:
 
     [[nodiscard]] System system() const { return m_system; }
     [[nodiscard]] int port() const { return m_port; }
-    [[nodiscard]] QString address() const { return m_address; }
     /// Holds characters that every style of connection string has to quote.
     [[nodiscard]] static QString password() { return QStringLiteral("p;w'd=1"); }
     [[nodiscard]] static QString user() { return QStringLiteral("sms"); }
@@ -49,7 +48,6 @@ private:
 
     System m_system;
     QTemporaryDir m_folder;
-    QString m_address;
     int m_port = 0;
     QProcess m_process;
 };
