@@ -1,9 +1,12 @@
+#include "app/RepeatedLines.h"
+#include "app/SingleInstance.h"
 #include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/ServerProcess.h"
 #include "tests/support/TextTable.h"
 
 #include <QRegularExpression>
+#include <QSignalSpy>
 
 using namespace Qt::StringLiterals;
 
@@ -81,6 +84,35 @@ private slots:
             u"^[-0-9]{10} [:0-9]{8} 成功连接数据库\n[-0-9]{10} [:0-9]{8} 请首先[^\n]*\n[^\n]*参数不完整[^\n]*\n$"_s);
         QVERIFY2(lines.match(server.log()).hasMatch(), qPrintable(server.log()));
         QVERIFY(QFile::exists(picture));
+    }
+
+    void theHundredAndFirstLineIsCountedAndTheNextHourTellsTheSum()
+    {
+        RepeatedLines lines;
+        const auto line = [](int hour, const QString &text) {
+            return u"2006-03-05 %1:00:00 "_s.arg(hour, 2, 10, QChar(u'0')) + text;
+        };
+        for (int i = 0; i < RepeatedLines::passing; ++i)
+            QCOMPARE(lines.next(line(7, u"again"_s)), QStringList{line(7, u"again"_s)});
+        QCOMPARE(lines.next(line(7, u"again"_s)) + lines.next(line(7, u"again"_s)), QStringList());
+        QCOMPARE(lines.next(line(7, u"other"_s)), QStringList{line(7, u"other"_s)});
+        QCOMPARE(lines.next(line(8, u"again"_s)),
+                 QStringList({line(7, u"又有 2 次：again"_s), line(8, u"again"_s)}));
+        QCOMPARE(lines.takeSums(), QStringList());
+    }
+
+    void oneInstanceForEachFileByWhateverName()
+    {
+        const QTemporaryDir folder;
+        const QString link = folder.filePath(u"link"_s);
+        QVERIFY(QFile::link(folder.path(), link));
+        const SingleInstance first(folder.filePath(u"new/a.ini"_s)); // its folder is made
+        QVERIFY(first.isFirst());
+        QSignalSpy again(&first, &SingleInstance::startedAgain);
+        const SingleInstance byLink(link + u"/new/../new/a.ini"_s);
+        QVERIFY(!byLink.isFirst() && byLink.callFirst().contains(u"窗口"_s));
+        QTRY_COMPARE(again.count(), 1);
+        QVERIFY(SingleInstance(folder.filePath(u"new/b.ini"_s)).isFirst());
     }
 };
 

@@ -1,13 +1,18 @@
-#include "mailbox/MailAccount.h"
+#include "mailbox/CollectorProtocol.h"
 #include "tests/support/MailOffice.h"
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using namespace CollectorProtocol;
+using enum Pop3ConnectOutcome;
 
-/// What the columns of SA_email may hold.
+/// What the columns of SA_email may hold, and when an account is logged in to again, and how.
 class MailAccountTest : public QObject
 {
     Q_OBJECT
+
+    const MailAccount m_account{1, u"pop.x"_s, 110, u"ann"_s, u"secret"_s, true};
 
 private slots:
     void columns_data()
@@ -37,6 +42,59 @@ private slots:
                         : account.OAID          ? QString::number(*account.OAID)
                                                 : u"none"_s;
         QTEST(meanings.join(u'|'), "meanings");
+    }
+
+    void distances_data()
+    {
+        // Results: each as soon as allowed. Seconds: until the next.
+        const Rows<QList<Pop3ConnectResult>, qint64, QByteArray, QByteArrayList> rows("results", "seconds",
+                                                                                      "proven", "refused");
+        const Pop3ConnectResult well{Connected, {}, "PLAIN"};
+        const Pop3ConnectResult wrong{LoginRefused, {}, "PLAIN", true};
+        const Pop3ConnectResult wrongByLast{CodeWanted, {}, "USER"};
+        const auto row = [&](const char *name, const QList<Pop3ConnectResult> &results, qint64 seconds,
+                             const QByteArray &proven = {}, const QByteArrayList &refused = {}) {
+            rows(name, results, seconds, proven, refused);
+        };
+        row("connected", {well}, 0, "PLAIN");
+        row("connected with a delay", {{Connected, {}, "USER", false, 900s}}, 900, "USER");
+        row("refused once", {well, wrong}, 0, {}, {"PLAIN"});
+        row("all refused: begins anew", {wrong, wrongByLast}, 60);
+        row("refused thrice", {wrong, wrong, wrongByLast}, 120);
+        row("an hour at most", QList<Pop3ConnectResult>(70, wrongByLast), 3600);
+        row("reset by a login", {wrongByLast, wrongByLast, well, wrongByLast, wrongByLast}, 60);
+        row("hung up on the login", {wrong, {LineLost, {}, "LOGIN", true}}, 60, {}, {"PLAIN", "LOGIN"});
+        row("hung up before it", {wrong, {LineLost, {}, {}}}, 0, {}, {"PLAIN"});
+        row("unreachable", {well, {HostUnreachable, {}}}, 0, "PLAIN");
+        row("in use", {well, {MailboxInUse, {}, "PLAIN"}}, 0, "PLAIN");
+        row("in use for long", QList<Pop3ConnectResult>(9, {MailboxInUse, {}, "PLAIN"}), 60);
+        row("too often", {well, {TooOften, {}, "PLAIN"}}, 60, "PLAIN");
+        row("too often, told", {{TooOften, {}, "PLAIN", false, 600s}}, 600);
+    }
+    void distances()
+    {
+        QFETCH(QList<Pop3ConnectResult>, results);
+        QFETCH(qint64, seconds);
+        QDateTime now(QDate(2026, 3, 1), QTime(8, 0));
+        CollectorState known;
+        for (const Pop3ConnectResult &result : std::as_const(results)) {
+            const AccountHistory history = validHistory(known.histories.value(1), m_account);
+            now = now.addSecs(history.distance.count());
+            QVERIFY(mayLogIn(history, now));
+            known.histories.insert(1, afterLogin(history, result, now));
+            known = decodeState(encode(known)).value(); // to the next pass
+        }
+        const AccountHistory history = validHistory(known.histories.value(1), m_account);
+        QVERIFY(mayLogIn(history, now.addSecs(seconds)));
+        QCOMPARE(mayLogIn(history, now.addSecs(seconds).addMSecs(-1)), seconds == 0);
+        QVERIFY2(mayLogIn(history, now.addDays(-1)), "the clock was set back");
+        QTEST(history.ways.proven, "proven");
+        QTEST(history.ways.refused, "refused");
+
+        MailAccount changed = m_account;
+        changed.EPassword = u"another"_s;
+        QVERIFY(mayLogIn(validHistory(history, changed), now));
+        QVERIFY(validHistory(history, changed).ways.proven.isEmpty());
     }
 };
 
