@@ -1,11 +1,75 @@
-#include "database/Recordset.h"
 #include "foundation/Settings.h"
 #include "tests/database/DatabaseWork.h"
+#include "tests/support/Loopback.h"
 
 #include <QFile>
-#include <QTest>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <future>
+#include <pwd.h>
+#include <thread>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// pgbouncer in front of a private PostgreSQL.
+class Pool
+{
+public:
+    Pool(const PrivateDatabaseServer &server, const QString &mode)
+    {
+        QFile settings(m_folder.filePath(u"pool.ini"_s));
+        if (!settings.open(QIODevice::WriteOnly))
+            throw Fault(settings.errorString());
+        settings.write(
+            u"[databases]\n* = host=127.0.0.1 port=%1 user=%2 password='%3'\n"
+            "[pgbouncer]\nlisten_addr=127.0.0.1\nlisten_port=%4\nunix_socket_dir=\nauth_type=any\n"
+            "pool_mode=%5\nignore_startup_parameters=extra_float_digits\n"_s.arg(server.port())
+                .arg(PrivateDatabaseServer::user(), PrivateDatabaseServer::password().replace(u'\'', "''"_L1))
+                .arg(m_port)
+                .arg(mode)
+                .toUtf8());
+        settings.close();
+        QFile::setPermissions(m_folder.path(),
+                              QFile::permissions(m_folder.path()) | QFile::ReadOther | QFile::ExeOther);
+        settings.setPermissions(settings.permissions() | QFile::ReadOther);
+        // It refuses to run as root.
+        m_process.setChildProcessModifier([] {
+            const passwd *account = ::geteuid() == 0 ? ::getpwnam("postgres") : nullptr;
+            if (account && (::setgid(account->pw_gid) != 0 || ::setuid(account->pw_uid) != 0))
+                ::_exit(127);
+        });
+        m_process.setStandardErrorFile(QProcess::nullDevice());
+        m_process.start(u"/usr/sbin/pgbouncer"_s, {settings.fileName()});
+    }
+    ~Pool()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+
+    [[nodiscard]] int port() const { return m_port; }
+
+private:
+    QTemporaryDir m_folder;
+    QProcess m_process;
+    const int m_port = freeLoopbackPort();
+};
+
+/// The greeting of a server that wants the password in clear (protocol 10, mysql_clear_password).
+QByteArray greetingThatAsksForClearPassword()
+{
+    const QByteArray body = QByteArray("\x0a") + QByteArray("8.0.30\0", 7) + QByteArray("\1\0\0\0", 4) +
+                            QByteArray("12345678\0", 9) + QByteArray("\xff\xf7\x2d\x02\x00\xff\xc1\x15", 8) +
+                            QByteArray(10, '\0') + QByteArray("123456789012\0", 13) +
+                            QByteArray("mysql_clear_password\0", 21);
+    return QByteArray(1, char(body.size())) + QByteArray("\0\0\0", 3) + body;
+}
+
+} // namespace
 
 class ConnectionTest : public QObject
 {
@@ -62,6 +126,85 @@ private slots:
         QVERIFY(file.remove());
         QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
         QVERIFY(!file.exists()); // nothing was created in its place
+    }
+
+    void poolOfTransactionsIsRefused_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("session") << DatabaseRoute::PostgreSql << u"session"_s;
+        QTest::newRow("transaction") << DatabaseRoute::PostgreSql << u"transaction"_s;
+        QTest::newRow("statement, ODBC") << DatabaseRoute::PostgreSqlOdbc << u"statement"_s;
+    }
+    void poolOfTransactionsIsRefused()
+    {
+        QFETCH(DatabaseRoute, route);
+        QFETCH(QString, mode);
+        const Office database(route, SchemaKind::None);
+        const Pool pool(serverOf(route), mode);
+        const QString target = database.connectString().replace(QString::number(serverOf(route).port()),
+                                                                QString::number(pool.port()));
+        Connection connection;
+        std::optional<DatabaseFault> fault;
+        const auto isListening = [&] {
+            fault = faultOf([&] { connection.open(target); });
+            return !fault || fault->message().contains(u"连接池"_s);
+        };
+        QTRY_VERIFY2(isListening(), qPrintable(fault ? fault->message() : QString()));
+        QCOMPARE(fault.has_value(), mode != u"session"_s);
+        if (!fault)
+            QCOMPARE(connection.firstValue(u"select 1"_s, {})->toInt(), 1);
+    }
+
+    void passwordIsNeverSentInClear_data()
+    {
+        QTest::addColumn<QString>("keys");
+        QTest::newRow("native") << u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s;
+        QTest::newRow("encrypted")
+            << u"Provider=MySQL;Data Source=127.0.0.1,%1;Database=oa;SslMode=require;"_s;
+        QTest::newRow("ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s;
+    }
+    void passwordIsNeverSentInClear()
+    {
+        QFETCH(QString, keys);
+        std::promise<quint16> port;
+        QByteArray received;
+        std::thread server([&] {
+            QTcpServer listener;
+            port.set_value(listener.listen(QHostAddress::LocalHost) ? listener.serverPort() : quint16(0));
+            if (!listener.waitForNewConnection(5000))
+                return;
+            const std::unique_ptr<QTcpSocket> client(listener.nextPendingConnection());
+            client->write(greetingThatAsksForClearPassword());
+            while (client->waitForReadyRead(3000)) // until the client hangs up
+                received += client->readAll();
+        });
+        const QString target = keys.arg(port.get_future().get());
+        Connection connection;
+        const auto kind = kindOf([&] { connection.open(target + u"Uid=sms;Pwd=open-sesame"_s); });
+        server.join();
+        QCOMPARE(kind, DatabaseFault::Kind::Lost);
+        QVERIFY2(!received.contains("open-sesame"), received.toHex());
+    }
+
+    /// The private servers offer none.
+    void serverWithoutEncryptionIsRefused_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("PostgreSQL") << DatabaseRoute::PostgreSql << u"require"_s;
+        QTest::newRow("MariaDB") << DatabaseRoute::MariaDb << u"require"_s;
+        QTest::newRow("MariaDB, verified") << DatabaseRoute::MariaDb << u"verify-full"_s;
+    }
+    void serverWithoutEncryptionIsRefused()
+    {
+        QFETCH(DatabaseRoute, route);
+        QFETCH(QString, mode);
+        const Office database(route, SchemaKind::None);
+        Connection connection;
+        QCOMPARE(kindOf([&] { connection.open(database.connectString() + u";SslMode="_s + mode); }),
+                 DatabaseFault::Kind::Lost);
+        connection.open(database.connectString() + u";SslMode=prefer"_s);
     }
 };
 

@@ -1,3 +1,4 @@
+#include "pop3/DotUnstuffer.h"
 #include "tests/pop3/Pop3Session.h"
 #include "tests/support/Rows.h"
 
@@ -144,6 +145,33 @@ private slots:
         QVERIFY(client.DeleteMessages({7, 200}) == QList<int>{200});
         QVERIFY(client.Disconnect());
         QCOMPARE(server.deleted(), QList<int>{7});
+    }
+
+    void dotsInPiecesOfAnySize_data()
+    {
+        const Rows<QByteArray, QByteArray> row("wire", "content");
+        row("empty", ".\r\n", "");
+        row("stuffed", "..\r\n...a\r\n.\r\n", ".\r\n..a\r\n");
+        row("not stuffed", ".a\r\n.\r\n", "a\r\n");
+        row("dot, CR, text", ".\rx\r\n.\r\n", "\rx\r\n");
+        row("LF inside", "a\n.\nb\r\n.\r\n", "a\n.\nb\r\n");
+        row("CR inside", "a\r.\r\r\n.\r\n", "a\r.\r\r\n");
+        row("LF only", "a\n..\n.\n", "a\n.\n");
+    }
+    void dotsInPiecesOfAnySize()
+    {
+        QFETCH(QByteArray, wire);
+        for (qsizetype piece = 1; piece <= wire.size() + 5; ++piece) {
+            DotUnstuffer unstuffer(!wire.contains("\r\n"));
+            const QByteArray sent = wire + "+OK n"; // what follows belongs to the next answer
+            QByteArray content;
+            qsizetype at = 0;
+            while (!unstuffer.finished() && at < sent.size())
+                at += unstuffer.consume(QByteArrayView(sent).sliced(at, qMin(piece, sent.size() - at)),
+                                        content);
+            QCOMPARE(at, wire.size());
+            QTEST(content, "content");
+        }
     }
 };
 
