@@ -257,15 +257,6 @@ private slots:
         log->prependLine(u"newer"_s);
         QCOMPARE(log->firstVisibleLine(), u"newer"_s);
 
-        // A line that is too long can be scrolled to its end, whatever width the window had before.
-        QCOMPARE(log->horizontalScrollBar()->maximum(), 0);
-        log->prependLine(QString(200, u'x'));
-        const auto reach = [log] { return log->horizontalScrollBar()->maximum() + log->viewport()->width(); };
-        const int longest = reach();
-        m_console->window.resize(m_console->window.size() + QSize(100, 0));
-        QCOMPARE(reach(), longest);
-        QVERIFY(longest > log->viewport()->width());
-
         // A selection survives new lines; what is sought is found once and again from the top.
         log->prependLine(u"newer"_s);
         log->moveCursor(QTextCursor::Start);

@@ -119,14 +119,6 @@ private slots:
             QCOMPARE(effectOf(name, blank), none);
         }
     }
-
-    void theLongestIntervalIsATimers()
-    {
-        m_registry.write(Settings::timeDelayPath(), u"2147483647"_s);
-        const std::chrono::milliseconds interval = readServiceSettings(m_registry).scanInterval;
-        QVERIFY(interval > std::chrono::hours(24 * 24) &&
-                interval.count() <= std::numeric_limits<int>::max());
-    }
 };
 
 QTEST_GUILESS_MAIN(SettingsTest)

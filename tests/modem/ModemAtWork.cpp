@@ -62,7 +62,10 @@ bool matches(const QString &text, const QString &wanted)
 
 } // namespace
 
-ModemAtWork::ModemAtWork(SimulatorProcess &simulator) : m_simulator(simulator), m_limits(shortLimits()) {}
+ModemAtWork::ModemAtWork(const QStringList &options)
+    : m_simulator(QStringList{u"--echo"_s, u"off"_s} + options), m_limits(shortLimits())
+{
+}
 
 ModemControl &ModemAtWork::control()
 {
@@ -170,8 +173,10 @@ QString ModemAtWork::found(const QString &verb)
     return words.join(u' ');
 }
 
-std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &rest)
+QString ModemAtWork::perform(const QString &step)
 {
+    const QString verb = step.section(u' ', 0, 0);
+    const QString rest = step.mid(verb.size() + 1);
     const auto compared = [](const QString &got, const QString &wanted) {
         return matches(got, wanted) ? QString() : u"found \"%1\""_s.arg(got);
     };
@@ -187,6 +192,12 @@ std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &
         else if (verb == u"received")
             m_received.clear();
         return difference;
+    }
+    if (verb == u"sent") {
+        QStringList texts;
+        for (const SentMessage &message : m_simulator.sentWhole())
+            texts += message.text;
+        return compared(texts.join(u" | "_s), rest);
     }
     if (verb == u"open")
         return compared(open(), rest.isEmpty() ? u"Ok"_s : rest);
@@ -210,7 +221,9 @@ std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &
     }
     if (verb == u"close")
         return compared(nameOf(control().close()), u"Ok"_s);
-    if (verb == u"limit")
+    if (verb == u"!")
+        m_simulator.command(rest);
+    else if (verb == u"limit")
         m_limits.*limitNames.value(rest.section(u' ', 0, 0)) = milliseconds(rest.section(u' ', 1).toInt());
     else if (verb == u"centre")
         control().setServiceCentre(unescaped(rest));
@@ -227,7 +240,7 @@ std::optional<QString> ModemAtWork::perform(const QString &verb, const QString &
     else if (verb == u"clock")
         m_clock.advanceSeconds(rest.toInt());
     else
-        return std::nullopt;
+        return u"there is no such step"_s;
     return QString();
 }
 

@@ -5,15 +5,17 @@
 #include "tests/support/SimulatorProcess.h"
 
 #include <QTemporaryDir>
-#include <optional>
 
 /// The modem control on the simulator's line, with everything that it says, raises and writes.
 class ModemAtWork
 {
 public:
-    explicit ModemAtWork(SimulatorProcess &simulator);
+    /// options: of the simulator.
+    explicit ModemAtWork(const QStringList &options = {});
 
-    /// Does a step and returns what came otherwise than written, "" when nothing did; nullopt for an unknown verb.
+    /// Does a step and returns what came otherwise than written, "" when nothing did.
+    ///   ! COMMAND                for the simulator
+    ///   sent TEXT | ...          what the network took, the parts of each put together
     ///   open [RESULT]            Ok when no result is named; Unregistered is Ok without a network
     ///   close                    send NUMBER TEXT [-> RESULT or KIND OF FAULT]
     ///   codes CODE ... -> RESULT likewise, one message for each +CMS ERROR code
@@ -33,7 +35,7 @@ public:
     ///   told TEXT | ...          notices since the last such step, * for anything
     ///   because TEXT             why the last message was refused or could not be tried
     ///   kept HEX ...             octets in the file of unreadable messages
-    std::optional<QString> perform(const QString &verb, const QString &rest);
+    QString perform(const QString &step);
     /// What is wrong at the end of every transcript.
     QString leftOver() const;
 
@@ -51,7 +53,7 @@ private:
     QString send(const QString &rest);
     QString found(const QString &verb);
 
-    SimulatorProcess &m_simulator;
+    SimulatorProcess m_simulator;
     QTemporaryDir m_folder;
     ManualClock m_clock{QDateTime(QDate(2026, 11, 21), QTime(8, 0))};
     ModemLimits m_limits;
