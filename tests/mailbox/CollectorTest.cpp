@@ -99,20 +99,6 @@ private slots:
         QVERIFY(decodeState(states().constLast()) == known);
     }
 
-    void tornMessagesAreRefused()
-    {
-        const QByteArray state = encode(CollectorState{.histories = {{7, {.account = "x"}}}});
-        const QByteArray report = encode(AccountLearnt{7, {.ways = {"PLAIN", {"APOP"}}, .unknownIds = "1"}});
-        QVERIFY(decodeState(state) && decodeReport(report));
-        // 3: a line end and what fills base64 up.
-        for (qsizetype octets = 0; octets < state.size() - 3; ++octets)
-            QVERIFY(!decodeState(state.first(octets)));
-        for (qsizetype octets = 0; octets < report.size() - 3; ++octets)
-            QVERIFY(!decodeReport(report.first(octets)));
-        QVERIFY(!decodeReport((QByteArray::fromBase64(report) + "x").toBase64()));
-        QCOMPARE(encode(CharactersReplaced{QString(longestReport, u'x')}), QByteArray());
-    }
-
     void oneAtATimeAndStopsAtOnce()
     {
         collectWith(u"trap '' TERM; exec sleep 1000"_s);

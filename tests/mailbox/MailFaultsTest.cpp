@@ -192,19 +192,6 @@ private slots:
         QCOMPARE(m_office->subjects(), u"1 2"_s);
         QCOMPARE(server.deleted().size(), 2);
     }
-
-    void stopBetweenMessages()
-    {
-        const ScriptedPop3Server &server = m_office->mailbox({.messages = numberedMails(5)});
-        m_office->console.stopWhen = [this] { return m_office->subjects() == u"1 2"; };
-        m_office->collect();
-        QCOMPARE(m_office->subjects(), u"1 2"_s);
-        QCOMPARE(server.deleted().size(), 0);
-        m_office->console.stopWhen = {};
-        m_office->collect();
-        QCOMPARE(m_office->subjects(), u"1 2 3 4 5"_s);
-        QCOMPARE(server.deleted().size(), 5);
-    }
 };
 
 QTEST_GUILESS_MAIN(MailFaultsTest)

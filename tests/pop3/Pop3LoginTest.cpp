@@ -42,18 +42,13 @@ private slots:
              .hangUpAfterRefusedLogin = true},
             "PLAIN LOGIN USER");
         row("refused before", {.sasl = two}, "LOGIN", Connected, {{}, {"PLAIN"}});
-        row("all SASL refused before", {.sasl = "PLAIN"}, "USER", Connected, {{}, {"PLAIN"}});
         row("all but APOP refused before", {.greeting = stamped, .sasl = "PLAIN"}, "APOP", Connected,
             {{}, {"PLAIN"}});
         row("proven", {.sasl = two}, "LOGIN", Connected, {"LOGIN", {}});
-        row("USER is proven", {.sasl = "PLAIN"}, "USER", Connected, {"USER", {}});
-        row("APOP is proven", {.greeting = stamped, .sasl = "PLAIN"}, "APOP", Connected, {"APOP", {}});
         row("the proven one is gone", {.sasl = "PLAIN"}, "PLAIN", Connected, {"CRAM-MD5", {}});
         row("APOP before USER", {.greeting = stamped, .refusedWays = {"APOP"}}, "APOP", LoginRefused);
         row("no CAPA", {.knowsCapa = false}, "USER");
-        row("no CAPA, refused", {.refusedWays = {"USER"}, .knowsCapa = false}, "USER", LoginRefused);
         row("CAPA without USER", {.capabilities = {"TOP"}}, "USER");
-        row("in lower case", {.knowsCapa = false, .inLowerCase = true}, "USER");
         const auto says = [&](const char *name, const char *refusal, Pop3ConnectOutcome outcome) {
             row(name, {.refusedWays = {"USER"}, .refusal = refusal}, "USER", outcome);
         };

@@ -167,7 +167,7 @@ bool ScriptedPop3Server::login(const QByteArray &way)
 
 bool ScriptedPop3Server::say(const QByteArray &line)
 {
-    return send((m_script->inLowerCase ? line.toLower() : line) + "\r\n");
+    return send(line + "\r\n");
 }
 
 bool ScriptedPop3Server::sayContent(const QByteArray &content)

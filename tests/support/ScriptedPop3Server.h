@@ -41,7 +41,6 @@ public:
         bool knowsUidl = true;
         bool onlyGreets = false;      ///< ends its side of the line with the greeting
         bool bareLineFeeds = false;   ///< ends lines with LF only
-        bool inLowerCase = false;     ///< says "+ok"
         bool dropsEarlyInput = false; ///< commands that come before the one before is answered
     };
 
