@@ -117,28 +117,6 @@ private slots:
         QCOMPARE(GsmAlphabet::decode(*GsmAlphabet::encode(all)), all);
     }
 
-    void packs_data()
-    {
-        QTest::addColumn<QByteArray>("septets");
-        QTest::addColumn<int>("fillBits");
-        QTest::addColumn<QByteArray>("octets");
-        QTest::newRow("hellohello") << QByteArray("hellohello") << 0 << QByteArray("e8329bfd4697d9ec37");
-        QTest::newRow("empty") << QByteArray() << 3 << QByteArray();
-        QTest::newRow("eight-fit-seven") << QByteArray(8, '\x7f') << 0 << QByteArray("ffffffffffffff");
-        QTest::newRow("one-fill-bit") << QByteArray("A") << 1 << QByteArray("82");
-        QTest::newRow("six-fill-bits") << QByteArray("AB") << 6 << QByteArray("405008");
-    }
-    void packs()
-    {
-        QFETCH(const QByteArray, septets);
-        QFETCH(const int, fillBits);
-        const QByteArray octets = GsmAlphabet::pack(septets, fillBits);
-        QTEST(octets.toHex(), "octets");
-        QCOMPARE(GsmAlphabet::unpack(octets, septets.size(), fillBits), septets);
-        for (qsizetype length = 0; length < octets.size(); ++length)
-            QVERIFY(septets.startsWith(GsmAlphabet::unpack(octets.first(length), septets.size(), fillBits)));
-    }
-
     void nationalTables_data()
     {
         QTest::addColumn<int>("locking");
