@@ -54,7 +54,7 @@ void AlertRecipients::addRecipient(const QString &userName, const SubscriptionRe
             service.isReceived = true;
         } catch (const Fault &fault) {
             const auto *refusal = dynamic_cast<const DatabaseFault *>(&fault);
-            if (refusal && !refusal->concernsOneRow())
+            if (refusal && !refusal->setsRowAside())
                 throw;
             faults.failed(taskOf(userName, kind), fault.message());
         }

@@ -8,12 +8,21 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+/// Services of one pass whose rows somebody holds; beyond that it is a table.
+constexpr int mostLocked = 10;
+
+} // namespace
+
 void NewMailAlerts::pass()
 {
     m_history.beginPass();
     AlertRecipients all(m_session.Conn(), m_faults);
     const NewMail newMail(m_session.Conn(), all, m_history, [this] { return m_console.stopRequested(); });
     SenderNames senderNames;
+    int locked = 0;
     for (const AlertRecipients::Account &account : all.accounts) {
         AlertRecipients::Recipient &recipient = all.recipients[account.recipient];
         for (const MailKind kind : mailKinds) {
@@ -29,7 +38,8 @@ void NewMailAlerts::pass()
                 if (service.isWhole)
                     m_history.noteRead(recipient.userName, kind, service.watermark);
             } catch (const DatabaseFault &fault) {
-                if (!fault.concernsOneRow())
+                const bool isLocked = fault.kind() == DatabaseFault::Kind::Locked;
+                if (!fault.setsRowAside() || (isLocked && ++locked > mostLocked))
                     throw;
                 m_faults.failed(task, fault.message());
                 m_history.noteRefused(recipient.userName, kind);

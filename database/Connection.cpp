@@ -14,6 +14,8 @@ auto Connection::remembering(Work work)
     requireUsable();
     if (m_transactionDepth > 0 && m_transactionFault)
         throw DatabaseFault(*m_transactionFault);
+    if (m_hasMetLock && m_transactionDepth == 0)
+        setPatience(false);
     ++m_statementsRun;
     try {
         return work();
@@ -27,6 +29,7 @@ DatabaseFault Connection::remembered(const DatabaseFault &fault)
 {
     if (fault.kind() == DatabaseFault::Kind::Lost)
         m_lost = true;
+    m_hasMetLock = m_hasMetLock || fault.kind() == DatabaseFault::Kind::Locked;
     if (m_transactionDepth == 0)
         return fault;
     m_transactionFault = fault;
@@ -66,6 +69,26 @@ void Connection::close()
     m_lentLocks.reset();
     m_driver.reset();
     m_lost = false;
+    m_isPatient = true;
+    m_hasMetLock = false;
+}
+
+void Connection::renewPatience()
+{
+    m_hasMetLock = false;
+    if (isOpen() && m_transactionDepth == 0)
+        setPatience(true);
+}
+
+void Connection::setPatience(bool isPatient)
+{
+    if (std::exchange(m_isPatient, isPatient) == isPatient)
+        return;
+    try {
+        m_driver->setLockLimit(isPatient ? DatabaseLimits::lock : DatabaseLimits::nextLock);
+    } catch (const DatabaseFault &fault) {
+        throw remembered(fault);
+    }
 }
 
 bool Connection::isOpen() const
@@ -164,7 +187,7 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
         update = m_driver->dialect().updateOfFirstRow(table, assignments, condition);
     if (execute(update, assigned + compared) > 0)
         return;
-    const DatabaseFault gone(DatabaseFault::Kind::Unavailable, u"%1 中的记录已被他人改动"_s.arg(table));
+    const DatabaseFault gone(DatabaseFault::Kind::Locked, u"%1 中的记录已被他人改动"_s.arg(table));
     throw remembered(gone);
 }
 

@@ -32,6 +32,10 @@ public:
     /// As Driver::spareMemory(), for a connection that is open.
     void spareMemory() { m_driver->spareMemory(); }
 
+    /// A pass begins: the first row or table that somebody holds is waited for as long as DatabaseLimits::lock, those
+    /// after it hardly. Throws DatabaseFault.
+    void renewPatience();
+
     /// Runs a statement with its positional values: a QString is a text, NULL is QVariant(). Returns the number
     /// of rows it found to change; a database that does not tell it is asked for it. Throws DatabaseFault, also
     /// when the number cannot be had.
@@ -84,6 +88,7 @@ private:
     template <typename Work>
     auto remembering(Work work);
     void requireUsable();
+    void setPatience(bool isPatient);
     [[nodiscard]] DatabaseFault remembered(const DatabaseFault &fault);
     template <typename Work>
     auto withStatement(const QString &sql, const QVariantList &values, Work work);
@@ -104,6 +109,8 @@ private:
     std::function<std::unique_ptr<SessionLocks>()> m_lend;
     std::unique_ptr<SessionLocks> m_lentLocks;
     bool m_lost = false;
+    bool m_isPatient = true; // waits for locks
+    bool m_hasMetLock = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;
     int m_savepoints = 0;                            // that are open now

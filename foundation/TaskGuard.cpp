@@ -1,6 +1,7 @@
 #include "foundation/TaskGuard.h"
 
 #include <QScopeGuard>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -26,13 +27,16 @@ void TaskGuard::run(const QString &task, const std::function<void()> &work)
     });
     try {
         work();
+        m_held.remove(task);
         m_faults.over(task);
     } catch (const DatabaseFault &fault) {
         if (fault.kind() == DatabaseFault::Kind::Lost)
             databaseStruck(fault.message());
         else
             m_faults.failed(task, fault.message());
-        if (fault.kind() != DatabaseFault::Kind::Refused)
+        if (fault.kind() == DatabaseFault::Kind::Locked)
+            hold(task);
+        else if (fault.kind() != DatabaseFault::Kind::Refused)
             m_sinceUnavailable.start();
     } catch (const Fault &fault) {
         m_faults.failed(task, fault.message());
@@ -51,8 +55,27 @@ void TaskGuard::tellReplacedCharacters(const QString &table)
 
 void TaskGuard::runPass(const QString &task, const std::function<void()> &pass)
 {
-    if (!m_console.stopRequested() && databaseReady())
-        run(task, pass);
+    if (m_console.stopRequested() || isHeld(task) || !databaseReady())
+        return;
+    run(task, [&] {
+        m_session.Conn().renewPatience();
+        pass();
+    });
+}
+
+bool TaskGuard::isHeld(const QString &task) const
+{
+    const auto held = m_held.constFind(task);
+    return held != m_held.cend() && held->since.elapsed() < std::chrono::milliseconds(held->wait).count();
+}
+
+void TaskGuard::hold(const QString &task)
+{
+    constexpr std::chrono::seconds shortest{1};
+    constexpr std::chrono::seconds longest{15};
+    Held &held = m_held[task];
+    held.wait = std::clamp(held.wait * 2, shortest, longest);
+    held.since.start();
 }
 
 bool TaskGuard::databaseReady()

@@ -4,6 +4,7 @@
 #include "foundation/FaultLog.h"
 
 #include <QElapsedTimer>
+#include <chrono>
 #include <functional>
 
 /// The one place where faults end: every timer handler and event handler runs inside it, so that none crosses
@@ -24,16 +25,25 @@ public:
 
     /// Runs a pass: a lost connection is reopened first, and the pass is left out while that fails, while
     /// another pass has just found the database unavailable (the window would wait once per timer otherwise)
-    /// or when the program has been asked to end.
+    /// or when the program has been asked to end. A pass that ended because somebody holds a table is left out alone,
+    /// for 1 s, then 2, 4, 8 and 15.
     void runPass(const QString &task, const std::function<void()> &pass);
 
 private:
+    struct Held {
+        std::chrono::seconds wait{0};
+        QElapsedTimer since;
+    };
+
     [[nodiscard]] bool databaseReady();
+    [[nodiscard]] bool isHeld(const QString &task) const;
+    void hold(const QString &task);
     void databaseStruck(const QString &cause);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
     QStringList m_toldTables;
+    QHash<QString, Held> m_held;      // passes that met a table which somebody holds
     QElapsedTimer m_sinceUnavailable; // invalid while the database serves
 };

@@ -135,7 +135,7 @@ MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)
         return MessageFate::Handled;
     } catch (const DatabaseFault &fault) {
         m_mayBeStored = m_mayBeStored || fault.kind() == DatabaseFault::Kind::Lost;
-        if (!fault.concernsOneRow())
+        if (!fault.setsRowAside())
             throw;
         m_faults.rowSetAside(u"%1 于 %2 发来的短信"_s.arg(message.sender, message.receiveTime),
                              fault.message());

@@ -74,7 +74,8 @@ int runCollector(const Registry &registry, const MailTrace &trace, const QString
         } else
             failed(true, session.openFailure());
     } catch (const DatabaseFault &fault) {
-        failed(fault.kind() != DatabaseFault::Kind::Refused, fault.message());
+        failed(fault.kind() == DatabaseFault::Kind::Lost || fault.kind() == DatabaseFault::Kind::Unavailable,
+               fault.message());
     } catch (const std::exception &error) {
         failed(false, QString::fromUtf8(error.what()));
     }

@@ -64,11 +64,11 @@ void ResultArchiver::archiveBatch(Keys::const_iterator first, Keys::const_iterat
         if (archiveRange(*first, *(end - 1), false))
             return;
     } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
+        if (!fault.setsRowAside())
             throw;
     }
     for (auto key = first; key != end && !m_console.stopRequested(); ++key) {
-        if (isNew(*key))
+        if (isNew(*key) && m_setAside.mayTry(*key))
             archiveAlone(*key);
     }
 }
@@ -83,9 +83,7 @@ void ResultArchiver::archiveAlone(qint64 key)
         else
             m_setAside.add(key, u"记录无法从 SMS_Queues 中删除"_s);
     } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
-            throw;
-        m_setAside.add(key, fault.message());
+        m_setAside.add(key, fault);
     }
 }
 

@@ -56,9 +56,7 @@ void ScheduledMessageExpander::pass()
             expand(id);
             m_setAside.remove(id);
         } catch (const DatabaseFault &fault) {
-            if (!fault.concernsOneRow())
-                throw;
-            m_setAside.add(id, fault.message());
+            m_setAside.add(id, fault);
         }
     }
 }

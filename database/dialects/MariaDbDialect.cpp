@@ -15,8 +15,6 @@ public:
         const auto seconds = session.limits.statement.count();
         QStringList statements = {
             u"set autocommit=1"_s,
-            u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
-            u"set session lock_wait_timeout=%1"_s.arg(seconds),
             // Times of timestamp columns are ours, whatever the server's zone is. The offset is where the
             // server has no zone tables.
             u"set time_zone='%1'"_s.arg(session.offset),
@@ -27,6 +25,14 @@ public:
         else
             statements += u"set session max_execution_time=%1"_s.arg(seconds * 1000);
         return statements;
+    }
+
+    /// In whole seconds; MySQL waits for one at least.
+    [[nodiscard]] QStringList lockLimit(std::chrono::milliseconds limit) const override
+    {
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(limit).count();
+        return {u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
+                u"set session lock_wait_timeout=%1"_s.arg(seconds)};
     }
 
     [[nodiscard]] QStringList writingProbe() const override
@@ -116,14 +122,18 @@ public:
                                              1243, 1615, // it has forgotten a prepared statement
                                              1290, 1836, // read-only: it became a replica
                                              1927,       // the connection was killed
-                                             2048, 2055}) ||
+                                             2048, 2055, 4031}) ||
                             (number >= 2000 && number < 2030) || (number >= 5000 && number < 5100);
         if (isLost)
             return Kind::Lost;
+        if (isOneOf(number, {1205, 1213, 1317, // lock limit, deadlock, interrupted
+                             1969, 3024,       // statement limit, MariaDB and MySQL
+                             3572}))           // not to be waited for
+            return Kind::Locked;
         const bool isUnavailable = isOneOf(number, {1021, 1114, 1037, 1038, 1041, // disk, table, memory full
-                                                    1040, 1203,                   // too many connections
-                                                    1205, 1213, 1317, // lock limit, deadlock, interrupted
-                                                    1969, 3024});     // statement limit, MariaDB and MySQL
+                                                    1040, 1203, 1226, // too many connections, requests
+                                                    1047,             // a cluster's node that is not ready
+                                                    1461});           // too many prepared statements
         return isUnavailable ? Kind::Unavailable : Kind::Refused;
     }
 

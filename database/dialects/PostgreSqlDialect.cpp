@@ -19,7 +19,6 @@ public:
             // A backslash in a text is a backslash: with this off it would end the literals of Qt's driver.
             u"set standard_conforming_strings=on"_s,
             u"set statement_timeout=%1"_s.arg(milliseconds),
-            u"set lock_timeout=%1"_s.arg(milliseconds),
             u"set datestyle=ISO"_s,
             u"set client_min_messages=warning"_s,
             // Times without a zone are ours, whatever the server's zone is. The offset is where the name
@@ -27,6 +26,11 @@ public:
             u"set time zone interval '%1' hour to minute"_s.arg(session.offset),
             u"set time zone '%1'"_s.arg(session.zone),
         };
+    }
+
+    [[nodiscard]] QStringList lockLimit(std::chrono::milliseconds limit) const override
+    {
+        return {u"set lock_timeout=%1"_s.arg(limit.count())};
     }
 
     [[nodiscard]] QStringList writingProbe() const override
@@ -73,8 +77,8 @@ public:
             " when pg_catalog.pg_try_advisory_lock(cast(? as bigint)) then 1 else 0 end"_s;
         if (reading == nullptr)
             return {"select null, "_L1 + lock, {lockNumber(taken)}};
-        return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
-                                                                   reading->condition),
+        return {u"select %1, %2 from %3 where %4 for update skip locked"_s.arg(
+                    reading->expression, lock, reading->table, reading->condition),
                 QVariantList{lockNumber(taken)} + reading->values};
     }
     [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &) const override
@@ -88,18 +92,15 @@ public:
         const QString &state = code.state;
         if (state.isEmpty() || state.startsWith("08"_L1) || state == "HY000"_L1)
             return Kind::Lost;
-        // Shut down, or a session that cannot serve us until it is a new one: a statement it has forgotten, a
-        // server that became a read-only standby. Not 0A000: said by an office's trigger or view it concerns
-        // one row, and said of a result planned for a table as it was it is over when prepared anew.
-        for (const auto lost : {"57P01"_L1, "57P02"_L1, "57P03"_L1, "57P05"_L1, "26000"_L1, "25006"_L1}) {
-            if (state == lost)
-                return Kind::Lost;
-        }
-        // Time limit, lock, deadlock, serialisation failure, no resources, system error.
-        for (const auto unavailable : {"57014"_L1, "55P03"_L1, "40001"_L1, "40P01"_L1, "HYT00"_L1}) {
-            if (state == unavailable)
-                return Kind::Unavailable;
-        }
+        // Shut down, or ended for having been idle; a session that cannot serve us until it is a new one: a statement
+        // it has forgotten, a server that became a read-only standby. Not 0A000: said by an office's trigger or view
+        // it concerns one row, and said of a result planned for a table as it was it is over when prepared anew.
+        if (state.startsWith("57P"_L1) || isOneOf(state, {"25P03", "25P04", "26000", "25006"}))
+            return Kind::Lost;
+        // Time limit, lock, serialisation failure, deadlock.
+        if (isOneOf(state, {"57014", "55P03", "40001", "40P01", "HYT00"}))
+            return Kind::Locked;
+        // No resources, system error.
         return state.startsWith("53"_L1) || state.startsWith("58"_L1) ? Kind::Unavailable : Kind::Refused;
     }
 
@@ -114,6 +115,11 @@ public:
     [[nodiscard]] QString encodingQuery() const override { return u"show server_encoding"_s; }
 
 private:
+    static bool isOneOf(const QString &state, std::initializer_list<const char *> states)
+    {
+        return std::any_of(states.begin(), states.end(),
+                           [&](const char *one) { return state == QLatin1String(one); });
+    }
     static qint64 lockNumber(const QByteArray &digest)
     {
         return static_cast<qint64>(digest.first(16).toULongLong(nullptr, 16));

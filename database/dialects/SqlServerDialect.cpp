@@ -12,13 +12,12 @@ using Kind = DatabaseFault::Kind;
 class SqlServerDialect final : public SqlDialect
 {
 public:
-    [[nodiscard]] QStringList sessionSetup(const Session &session) const override
+    [[nodiscard]] QStringList sessionSetup(const Session &) const override
     {
         return {
             // "2006-03-05 07:08:09" is read by the session's language otherwise,
             // in some with day and month exchanged.
             u"set dateformat ymd"_s,
-            u"set lock_timeout %1"_s.arg(std::chrono::milliseconds(session.limits.statement).count()),
             // A text too long is refused, not cut.
             u"set ansi_warnings on"_s,
             u"set ansi_padding on"_s,
@@ -28,6 +27,11 @@ public:
             // Servers and logins can have it on for every session.
             u"set nocount off"_s,
         };
+    }
+
+    [[nodiscard]] QStringList lockLimit(std::chrono::milliseconds limit) const override
+    {
+        return {u"set lock_timeout %1"_s.arg(limit.count())};
     }
 
     [[nodiscard]] TransactionVerbs verbs() const override
@@ -93,9 +97,10 @@ public:
                      10053, 10054, 10060, // aborted, reset or timed out on the line
                      20003, 20004, 20006, 20009, 20047})) // FreeTDS: time limit, connection failures
             return Kind::Lost;
-        if (isOneOf(code.number, {701, 1105, 9002, // memory, disk, log full
-                                  1205, 1222,      // deadlock, lock time limit
-                                  17142}))         // paused
+        if (isOneOf(code.number, {1205, 1222, 3960})) // deadlock, lock time limit, changed since the snapshot
+            return Kind::Locked;
+        if (isOneOf(code.number, {701, 1105, 9002, 1204, 8645, // memory, disk, log, locks, memory for a query
+                                  17142}))                     // paused
             return Kind::Unavailable;
         return SqlDialect::kindOf(code);
     }

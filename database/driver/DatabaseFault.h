@@ -10,8 +10,9 @@ class DatabaseFault : public Fault
 {
 public:
     enum class Kind {
-        Refused,     ///< this statement or its values were refused; others may succeed
-        Unavailable, ///< the database answers but serves nobody now (locked, disk full, read-only)
+        Refused, ///< this statement or its values were refused; others may succeed
+        Locked, ///< somebody else holds the row or the table, or the statement's time ran out: others may succeed
+        Unavailable, ///< the database answers but serves nobody now (disk full, read-only, an embedded one locked)
         Lost,        ///< there is no connection: nothing succeeds until it is opened again
     };
     /// Of a refusal.
@@ -27,11 +28,14 @@ public:
     }
     [[nodiscard]] Kind kind() const noexcept { return m_kind; }
     [[nodiscard]] Cause cause() const noexcept { return m_cause; }
-    /// True when only the row in hand is concerned and a pass may go on with the next one.
+    /// True when the row in hand was refused, and a pass may go on with the next one or without a value of it.
     [[nodiscard]] bool concernsOneRow() const noexcept
     {
         return m_kind == Kind::Refused && m_cause != Cause::Table;
     }
+    /// True also when somebody holds the row in hand, which is whole and comes up again: a pass over rows may go on
+    /// with the next one.
+    [[nodiscard]] bool setsRowAside() const noexcept { return concernsOneRow() || m_kind == Kind::Locked; }
 
 private:
     Kind m_kind;

@@ -2,6 +2,13 @@
 
 using namespace Qt::StringLiterals;
 
+void Driver::setLockLimit(std::chrono::milliseconds limit)
+{
+    const QStringList statements = dialect().lockLimit(limit);
+    for (const QString &statement : statements)
+        runPlain(statement);
+}
+
 void Driver::begin()
 {
     runPlain(dialect().verbs().begin);

@@ -48,6 +48,9 @@ public:
     /// What the database system needs said its own way.
     [[nodiscard]] virtual const SqlDialect &dialect() const = 0;
 
+    /// How long rows and tables that somebody holds are waited for from now on. Throws DatabaseFault.
+    void setLockLimit(std::chrono::milliseconds limit);
+
     /// Begins a transaction that will write.
     virtual void begin();
     virtual void commit();

@@ -7,8 +7,8 @@ using namespace Qt::StringLiterals;
 void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limits,
                               const std::function<void(const QString &sql)> &run) const
 {
-    const QStringList statements =
-        sessionSetup({version, localZoneName(), localZoneOffset(), limits}) + writingProbe();
+    const QStringList statements = sessionSetup({version, localZoneName(), localZoneOffset(), limits}) +
+                                   lockLimit(limits.lock) + writingProbe();
     for (const QString &statement : statements) {
         try {
             run(statement);
@@ -40,7 +40,7 @@ DatabaseFault::Kind SqlDialect::kindOf(const SqlErrorCode &code) const
     using Kind = DatabaseFault::Kind;
     if (code.state.isEmpty() || code.state.startsWith("08"_L1))
         return Kind::Lost;
-    return code.state.startsWith("HYT"_L1) ? Kind::Unavailable : Kind::Refused;
+    return code.state.startsWith("HYT"_L1) ? Kind::Locked : Kind::Refused;
 }
 
 QString SqlDialect::returningInsert(const QString &insert, const QString &column)

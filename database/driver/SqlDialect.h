@@ -46,6 +46,9 @@ public:
     /// Each is tried; a refusal is no fault (older servers know fewer settings).
     [[nodiscard]] virtual QStringList sessionSetup(const Session &) const { return {}; }
 
+    /// Those that limit the wait for a row or table that somebody holds; none where nothing is held but the whole.
+    [[nodiscard]] virtual QStringList lockLimit(std::chrono::milliseconds) const { return {}; }
+
     /// Run after these: a fault other than a refusal tells that the session cannot write, as on a server that
     /// has become a standby. Without it the connection would be opened and found useless in every tick.
     [[nodiscard]] virtual QStringList writingProbe() const { return {}; }

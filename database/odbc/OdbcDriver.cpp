@@ -158,7 +158,7 @@ QVariant OdbcDriver::lastIdentity(const Statement &, const QString &table, const
     const QString later = u" from %1 where %2>?"_s.arg(table, identityColumn);
     const int rows = answer("select count(*)"_L1 + later, {earlier}).toInt();
     if (rows > 1)
-        throw DatabaseFault(DatabaseFault::Kind::Unavailable,
+        throw DatabaseFault(DatabaseFault::Kind::Locked,
                             u"%1 中同时有他人写入，无法认出新记录的编号"_s.arg(table));
     return rows == 1 ? answer(u"select max(%1)"_s.arg(identityColumn) + later, {earlier}) : QVariant();
 }

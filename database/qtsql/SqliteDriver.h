@@ -12,7 +12,7 @@
 class SqliteDriver final : public Driver, private QtSqlLine
 {
 public:
-    static constexpr std::chrono::milliseconds busyLimit{3000};
+    static constexpr std::chrono::milliseconds busyLimit = DatabaseLimits::lock;
 
     explicit SqliteDriver(QString fileName);
 

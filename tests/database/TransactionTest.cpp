@@ -105,9 +105,9 @@ private slots:
         // The victim is the one that has written less.
         const auto victim = kindOf([&] { connection.execute(u"update T set V=1 where N=2"_s); });
         other.join();
-        QCOMPARE(victim, DatabaseFault::Kind::Unavailable);
-        QCOMPARE(kindOf([&] { connection.execute(u"delete from T"_s); }), DatabaseFault::Kind::Unavailable);
-        QCOMPARE(kindOf([&] { ours.commit(); }), DatabaseFault::Kind::Unavailable);
+        QCOMPARE(victim, DatabaseFault::Kind::Locked);
+        QCOMPARE(kindOf([&] { connection.execute(u"delete from T"_s); }), DatabaseFault::Kind::Locked);
+        QCOMPARE(kindOf([&] { ours.commit(); }), DatabaseFault::Kind::Locked);
         QCOMPARE(office.rows(u"select N, V from T order by N"_s),
                  QStringList({u"1|0"_s, u"2|0"_s, u"3|0"_s}));
     }
@@ -128,19 +128,19 @@ private slots:
         rows.openForUpdate(u"SMS_IsOrder"_s, u"UserName=?"_s, {u"zhang"_s});
         office.oa(u"delete from SMS_IsOrder"_s);
         rows.set("IsOrder"_L1, u"0"_s);
-        QCOMPARE(kindOf([&] { rows.update(); }), DatabaseFault::Kind::Unavailable);
+        QCOMPARE(kindOf([&] { rows.update(); }), DatabaseFault::Kind::Locked);
     }
 
-    void lockedRowIsWaitedForThenUnavailable_data() { addRoutes(serverRoutes); }
-    void lockedRowIsWaitedForThenUnavailable()
+    void lockedRowIsWaitedForASecond_data() { addRoutes(serverRoutes); }
+    void lockedRowIsWaitedForASecond()
     {
-        Office office(currentRoute(), SchemaKind::None, u";Command Timeout=1"_s);
+        Office office(currentRoute(), SchemaKind::None);
         office.oa(u"create table T (N integer primary key)"_s);
         office.oa(u"insert into T (N) values (1)"_s);
         office.oa(u"begin"_s);
         office.oa(u"update T set N=2"_s);
         QCOMPARE(kindOf([&] { office.session.Conn().execute(u"update T set N=3"_s); }),
-                 DatabaseFault::Kind::Unavailable);
+                 DatabaseFault::Kind::Locked);
         QVERIFY(office.session.Conn().isOpen());
         office.oa(u"rollback"_s);
         QCOMPARE(office.session.Conn().execute(u"update T set N=3"_s), 1);
