@@ -1,16 +1,139 @@
-#include "tests/console/Desktop.h"
 #include "console/Twips.h"
 #include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/ServerProcess.h"
 #include "tests/support/SimulatorProcess.h"
 
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
+#include <array>
+#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
+constexpr int startMilliseconds = 30000;
+
+QByteArray output(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(startMilliseconds))
+        throw std::runtime_error(program.toStdString() + ": " + process.errorString().toStdString());
+    return process.readAllStandardOutput();
+}
+
+/// What the pattern captures, from 1 on; zeros where it does not match.
+std::array<int, 5> numbers(const QByteArray &text, const QString &pattern)
+{
+    const auto match = QRegularExpression(pattern).match(QString::fromUtf8(text));
+    std::array<int, 5> numbers = {};
+    for (int i = 1; i <= match.lastCapturedIndex(); ++i)
+        numbers.at(size_t(i)) = match.captured(i).toInt();
+    return numbers;
+}
+
+void end(QProcess &process)
+{
+    process.terminate();
+    if (!process.waitForFinished(2000))
+        process.kill();
+    process.waitForFinished();
+}
+
+/// A desktop of its own for the programs that the test starts from now on: X server, window manager,
+/// notification area; driven with real mouse and keyboard events. Everything ends with the object. Throws
+/// std::runtime_error when a part of it does not start.
+class Desktop
+{
+public:
+    Desktop()
+    {
+        // It takes a free number and writes it when it is ready.
+        m_screen.start(u"Xvfb"_s, u"-displayfd 1 -screen 0 1024x768x24 -nolisten tcp -noreset"_s.split(u' '));
+        while (!m_screen.canReadLine()) {
+            if (!m_screen.waitForReadyRead(startMilliseconds))
+                throw std::runtime_error("Xvfb does not get ready");
+        }
+        qputenv("DISPLAY", ":" + m_screen.readLine().trimmed());
+        qputenv("QT_QPA_PLATFORM", "xcb");
+        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        // Started by the window manager when that is ready: a panel that comes earlier may stay unseen for ever.
+        m_windowManager.start(
+            u"openbox"_s,
+            {u"--startup"_s,
+             u"trayer --edge bottom --align right --widthtype request --height 24 --SetDockType true"_s});
+        if (!QTest::qWaitFor([] { return !notificationArea().isEmpty(); }, startMilliseconds))
+            throw std::runtime_error("the notification area does not appear");
+    }
+    ~Desktop()
+    {
+        end(m_windowManager);
+        end(m_screen); // and with it what else shows itself there
+    }
+    Desktop(const Desktop &) = delete;
+    Desktop &operator=(const Desktop &) = delete;
+
+    /// What the tool for X events says.
+    static QString say(const QStringList &arguments)
+    {
+        return QString::fromUtf8(output(u"xdotool"_s, arguments)).trimmed();
+    }
+    static void xdotool(const QString &arguments) { say(arguments.split(u' ')); }
+
+    /// The window on the screen whose title contains the text; "" when there is none.
+    [[nodiscard]] static QString window(const QString &title)
+    {
+        return search(QStringLiteral("--name"), title);
+    }
+    [[nodiscard]] static QString notificationArea()
+    {
+        return search(QStringLiteral("--class"), QStringLiteral("trayer"));
+    }
+    /// The window's size with its frame.
+    [[nodiscard]] static QSize outerSizeOf(const QString &window)
+    {
+        if (window.isEmpty()) // which the tools would take as a wish to choose one with the mouse
+            return {};
+        const auto size =
+            numbers(output(u"xwininfo"_s, {u"-id"_s, window}), u"Width: (\\d+)\\s+Height: (\\d+)"_s);
+        const auto frame = numbers(output(u"xprop"_s, {u"-id"_s, window, u"_NET_FRAME_EXTENTS"_s}),
+                                   u"= (\\d+), (\\d+), (\\d+), (\\d+)"_s);
+        return {size[1] + frame[1] + frame[2], size[2] + frame[3] + frame[4]};
+    }
+    /// The colours of the screen within the window.
+    [[nodiscard]] static QImage picture(const QString &window)
+    {
+        return QImage::fromData(output(u"import"_s, {u"-window"_s, window, u"png:-"_s}));
+    }
+
+    /// position: within the window. button: 1 left, 3 right.
+    static void click(const QString &window, QPoint position, int button = 1, int times = 1)
+    {
+        xdotool(u"mousemove --window %1 %2 %3 click --repeat %4 --delay 50 %5"_s.arg(window)
+                    .arg(position.x())
+                    .arg(position.y())
+                    .arg(times)
+                    .arg(button));
+    }
+    /// Keys by their X names, one after the other, for example "Tab", "alt+F4".
+    static void press(const QString &keys) { xdotool(QStringLiteral("key ") + keys); }
+    static void type(const QString &text) { say({QStringLiteral("type"), text}); }
+
+private:
+    [[nodiscard]] static QString search(const QString &what, const QString &text)
+    {
+        return say({QStringLiteral("search"), QStringLiteral("--onlyvisible"), what, text})
+            .section(u'\n', -1);
+    }
+
+    QProcess m_screen;
+    QProcess m_windowManager;
+};
 
 /// Milliseconds that a condition may take to come true on a machine that is busy with other work.
 constexpr int patience = 60000;

@@ -1,6 +1,6 @@
 #include "modem/Inbox.h"
 
-#include "tests/support/Transcript.h"
+#include "tests/support/TextTable.h"
 
 #include <QTest>
 #include <QTimeZone>

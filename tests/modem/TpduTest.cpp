@@ -2,7 +2,7 @@
 #include "modem/tpdu/GsmTables.h"
 #include "modem/tpdu/ReceivedTpdu.h"
 #include "modem/tpdu/SmsSubmit.h"
-#include "tests/support/Transcript.h"
+#include "tests/support/TextTable.h"
 
 #include <QSet>
 #include <QTest>

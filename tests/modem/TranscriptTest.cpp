@@ -1,4 +1,3 @@
-#include "tests/support/Transcript.h"
 #include "tests/modem/ModemAtWork.h"
 #include "tests/support/TextTable.h"
 

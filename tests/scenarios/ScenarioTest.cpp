@@ -1,10 +1,11 @@
-#include "tests/scenarios/Scenario.h"
 #include "database/NamedLock.h"
+#include "platform/fault/Fault.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
 #include "tests/support/TextTable.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -12,6 +13,99 @@ using namespace Qt::StringLiterals;
 
 namespace
 {
+
+/// One line of a scenario and the rows indented below it, as cellsOf() parts them.
+struct ScenarioStep {
+    QString text;
+    QList<QStringList> rows;
+    int line = 0;
+};
+
+/// What an office does and what its tables and log then hold, as a text tells it.
+struct Scenario {
+    QString name;  ///< with the case's, where there are cases
+    QString place; ///< "on every schema", "on SQLite", "on servers" or, as a rule, nothing
+    QList<ScenarioStep> steps;
+    bool isFirstCase = true; ///< what every database is tried with, as a rule; the others on SQLite
+};
+
+/// The values of one case, by placeholder.
+using Values = QList<std::pair<QString, QString>>;
+
+QString replaced(QString text, const Values &values)
+{
+    for (const auto &[placeholder, value] : values)
+        text.replace(placeholder, value);
+    return text;
+}
+
+QList<QStringList> rowsOf(const QString &line, const Values &values)
+{
+    const QString row = replaced(line, values);
+    if (!line.startsWith(u'<') || !line.endsWith(u'>') || line.count(u'<') > 1)
+        return {cellsOf(row)};
+    QList<QStringList> rows;
+    if (row != u"-")
+        for (const QString &part : row.split(u" / "_s))
+            rows += cellsOf(unquoted(part));
+    return rows;
+}
+
+Scenario scenarioOf(const QString &name, const QList<TextLine> &lines, const Values &values)
+{
+    Scenario scenario{name, {}, {}};
+    for (const auto &[number, text] : lines) {
+        if (text.startsWith(u' '))
+            scenario.steps.last().rows += rowsOf(text.trimmed(), values);
+        else if (text.startsWith(u"on "))
+            scenario.place = text;
+        else
+            scenario.steps += {replaced(text, values), {}, number};
+    }
+    return scenario;
+}
+
+/// A block's scenarios: one, or one of each case.
+QList<Scenario> scenariosOf(const QString &name, const QList<TextLine> &lines)
+{
+    const auto isHead = [](const TextLine &line) { return line.text.startsWith(u"cases: "); };
+    const auto head = std::find_if(lines.cbegin(), lines.cend(), isHead);
+    const QList<TextLine> steps = lines.first(head - lines.cbegin());
+    if (head == lines.cend())
+        return {scenarioOf(name, steps, {})};
+    QList<Scenario> scenarios;
+    const QStringList columns = cellsOf(head->text.section(u": "_s, 1));
+    for (auto line = head + 1; line != lines.cend(); ++line) {
+        const QStringList cells = cellsOf(line->text.trimmed());
+        if (cells.size() != columns.size())
+            throw Fault(u"%1: %2 cells in \"%3\""_s.arg(name).arg(cells.size()).arg(line->text));
+        Values values;
+        for (qsizetype i = 1; i < columns.size(); ++i)
+            values += {u'<' + columns[i] + u'>', cells[i]};
+        scenarios += scenarioOf(name + u", "_s + cells[0], steps, values);
+        scenarios.last().isFirstCase = line == head + 1;
+    }
+    return scenarios;
+}
+
+/// The scenarios of a file. "== NAME" begins one; "#" begins a comment; "on ..." says where it runs. "cases: name |
+/// X | Y" and its rows at the end make one of each row, with <X> and <Y> replaced; a row that is a placeholder
+/// alone becomes as many rows as the value has, separated by " / " and each in double quotes where it has several
+/// cells, and none for "-". Throws std::runtime_error for a file that cannot be read.
+QList<Scenario> readScenarios(const QString &fileName)
+{
+    QList<std::pair<QString, QList<TextLine>>> blocks;
+    for (const TextLine &line : textLines(fileName)) {
+        if (line.text.startsWith(u"== "))
+            blocks += {QFileInfo(fileName).baseName() + u": "_s + line.text.sliced(3), {}};
+        else
+            blocks.last().second += line;
+    }
+    QList<Scenario> scenarios;
+    for (const auto &[name, lines] : std::as_const(blocks))
+        scenarios += scenariosOf(name, lines);
+    return scenarios;
+}
 
 /// Does what the steps of a scenario say.
 ///
