@@ -19,6 +19,7 @@ World::World(const CommandLine &line, const QString &collector)
           .modem = modem,
           .collector = {collector, {u"--collect-mail"_s, u"--settings"_s, line.settingsFile}},
           .sendLedgerFile = line.settingsFile + u".sends"_s,
+          .inHandFile = line.settingsFile + u".in-hand"_s,
           .messageFiles = {line.settingsFile + u".received-spool"_s, line.settingsFile + u".obeyed-codes"_s},
           .metricsFile = line.metricsFile}
 {

@@ -48,7 +48,11 @@ SenderRun senderRun(int latency)
         if (direction == TraceDirection::Sent)
             run.commandLines += int(octets.toByteArray().count("AT"));
     });
-    QueueSender sender(office.session, office.console, office.faults, modem);
+    InHand inHand(office.path(u"in-hand"_s));
+    modem.setHandOver(
+        {[&](const HandOver::Part &part) { inHand.handingOver(part); },
+         [&](const HandOver::Part &part, bool isAccepted) { inHand.handedOver(part, isAccepted); }});
+    QueueSender sender(office.session, office.console, office.faults, modem, inHand);
     run.seconds = secondsOf([&] { sender.pass(); });
     return run;
 }

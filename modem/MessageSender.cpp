@@ -33,6 +33,7 @@ QString wordsOf(const AtAnswer &answer)
 SendOutcome MessageSender::send(const QList<SmsSubmit> &parts)
 {
     for (qsizetype i = 0; i < parts.size(); ++i) {
+        m_part = {int(i) + 1, int(parts.size())};
         SendOutcome outcome = i == 0 ? sendPart(parts[i]) : sendFurtherPart(parts[i]);
         if (outcome.result == ModemResult::Ok && !outcome.fault)
             continue;
@@ -63,6 +64,7 @@ try {
 MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSecond)
 {
     const QDeadlineTimer usual(m_limits.slowPrompt);
+    m_isHandedOver = false;
     AtAnswer answer =
         m_channel.exchangeToPrompt("AT+CMGS=" + QByteArray::number(part.tpduOctets()), m_limits.prompt);
     const bool isPrompted = answer.end == AtAnswer::End::Prompt && !answer.isEchoUnexpected;
@@ -77,12 +79,19 @@ MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSeco
 AtAnswer MessageSender::handOver(const SmsSubmit &part)
 {
     try {
-        m_handingOver();
+        m_handOver.before(m_part);
     } catch (const Fault &) {
         static_cast<void>(m_channel.resynchronise(m_limits.resync)); // out of the prompt
         throw;
     }
+    m_isHandedOver = true;
     return m_channel.sendPayload(part.octets.toHex().toUpper(), m_limits.sendResult);
+}
+
+void MessageSender::tellEnd(SendVerdict verdict)
+{
+    if (m_isHandedOver && verdict != SendVerdict::FateUnknown)
+        m_handOver.after(m_part, verdict == SendVerdict::Accepted);
 }
 
 /// In PDU mode, which a modem that started anew has left.
@@ -98,6 +107,7 @@ SendOutcome MessageSender::sendPart(const SmsSubmit &part)
     // Nothing was handed over: whatever was said may have been meant for an earlier command.
     if (attempt.verdict == SendVerdict::NotPrompted && findModemAgain())
         attempt = tryPart(part, true);
+    tellEnd(attempt.verdict);
     const QString &words = attempt.cause;
     switch (attempt.verdict) {
     case SendVerdict::Accepted:
@@ -121,7 +131,8 @@ SendOutcome MessageSender::sendPart(const SmsSubmit &part)
         return outcome;
     }
     case SendVerdict::FateUnknown: {
-        SendOutcome outcome = failed(ModemResult::FateUnknown, u"短信已交给短信猫，但没有得到结果"_s);
+        SendOutcome outcome =
+            failed(ModemResult::FateUnknown, u"短信已交给短信猫，但没有得到结果，可能已发出"_s);
         outcome.isModemGone = !m_channel.resynchronise(m_limits.resync);
         outcome.isSettingsLost = !outcome.isModemGone;
         return outcome;

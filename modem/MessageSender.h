@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modem/HandOver.h"
 #include "modem/ModemFault.h"
 #include "modem/ModemResult.h"
 #include "modem/SendVerdict.h"
@@ -9,7 +10,6 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <functional>
 #include <optional>
 
 class AtChannel;
@@ -28,15 +28,13 @@ struct SendOutcome {
 class MessageSender
 {
 public:
-    /// handingOver: called when the modem waits for a part's text, before it goes. When it throws Fault the text does
-    /// not go.
-    MessageSender(AtChannel &channel, const ModemLimits &limits, const std::function<void()> &handingOver)
-        : m_channel(channel), m_limits(limits), m_handingOver(handingOver)
+    MessageSender(AtChannel &channel, const ModemLimits &limits, const HandOver &handOver)
+        : m_channel(channel), m_limits(limits), m_handOver(handOver)
     {
     }
 
     /// All parts in order, up to the first that is not accepted. Nothing that was handed over is handed
-    /// over again. Throws what handingOver throws for the first part.
+    /// over again. Throws what HandOver::before throws for the first part.
     [[nodiscard]] SendOutcome send(const QList<SmsSubmit> &parts);
 
 private:
@@ -47,11 +45,14 @@ private:
     Attempt tryPart(const SmsSubmit &part, bool isSecond = false);
     AtAnswer handOver(const SmsSubmit &part);
     [[nodiscard]] bool findModemAgain();
+    void tellEnd(SendVerdict verdict);
     SendOutcome sendPart(const SmsSubmit &part);
     SendOutcome sendFurtherPart(const SmsSubmit &part);
     SendOutcome waits(ModemFault::Kind kind, const QString &cause);
 
     AtChannel &m_channel;
     ModemLimits m_limits;
-    const std::function<void()> &m_handingOver;
+    const HandOver &m_handOver;
+    HandOver::Part m_part;       // in hand
+    bool m_isHandedOver = false; // its text
 };

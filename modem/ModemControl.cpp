@@ -80,7 +80,7 @@ public:
     QString lostCause; ///< why the last attempt to reopen failed
     QString refusal;
     quint8 reference = 0; ///< of the next concatenated message
-    std::function<void()> handingOver = [] {};
+    HandOver handOver;
 };
 
 QList<int> ModemControl::Private::baudsToTry() const
@@ -229,9 +229,19 @@ void ModemControl::setReference(quint8 reference)
     d->reference = reference;
 }
 
-void ModemControl::setHandingOver(std::function<void()> handingOver)
+void ModemControl::setHandOver(HandOver handOver)
 {
-    d->handingOver = std::move(handingOver);
+    d->handOver = std::move(handOver);
+}
+
+std::optional<bool> ModemControl::takeLateResult()
+{
+    return d->link.channel.takeLateResult();
+}
+
+void ModemControl::expectLateResult(bool isExpected)
+{
+    d->link.expectLateResult(isExpected);
 }
 
 void ModemControl::setPortNumber(qint16 comPort)
@@ -340,7 +350,7 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         return code(ModemResult::TextTooLong);
     }
     d->makeReady();
-    MessageSender sender(d->link.channel, d->limits, d->handingOver);
+    MessageSender sender(d->link.channel, d->limits, d->handOver);
     SendOutcome outcome = sender.send(parts);
     if (outcome.isSettingsLost && d->bringUpAgain() && outcome.fault)
         outcome = sender.send(parts);

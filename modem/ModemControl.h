@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modem/HandOver.h"
 #include "modem/MessageFate.h"
 #include "modem/ModemFault.h"
 #include "modem/ModemResult.h"
@@ -30,9 +31,14 @@ public:
     /// Of the next concatenated message, 0 unless set. To be chosen by chance, so that after a restart a text is
     /// not taken for the rest of another.
     void setReference(quint8 reference);
-    /// Called when the modem waits for the text of a message, or of each part of a concatenated one, before it goes.
-    /// When it throws Fault the text does not go and send() throws the same; a part that is not the first is refused.
-    void setHandingOver(std::function<void()> handingOver);
+    /// Told of each text that goes over. When handOver.before throws Fault, send() throws the same; a part that is not
+    /// the first is refused.
+    void setHandOver(HandOver handOver);
+    /// What the modem told since it was opened of a text that an earlier session had handed over, true when the network
+    /// has it; once, and before the next text goes over. expectLateResult() gives it time for that at the next open(),
+    /// at the first line speed.
+    [[nodiscard]] std::optional<bool> takeLateResult();
+    void expectLateResult(bool isExpected);
     /// COM number, kept for the next open().
     void setPortNumber(qint16 comPort);
     /// Line speed in baud, kept for the next open(); 0 searches the usual ones.

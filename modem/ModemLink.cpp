@@ -1,5 +1,7 @@
 #include "modem/ModemLink.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 ModemLink::ModemLink(const ModemLimits &limits, QObject *parent)
@@ -46,7 +48,9 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
 /// The likeliest speed gets two turns and whatever time is left at the end, for modems that wake up slowly.
 BringUpReport ModemLink::findAndBringUp(const QList<int> &bauds, std::chrono::milliseconds syncLimit)
 {
-    const QDeadlineTimer deadline(syncLimit);
+    const std::chrono::milliseconds busy =
+        std::exchange(m_isResultExpected, false) ? m_limits.lateResult : std::chrono::milliseconds(0);
+    const QDeadlineTimer deadline(syncLimit + busy);
     const std::chrono::milliseconds turn = 2 * m_limits.syncAttempt + m_limits.quiet;
     BringUpReport report;
     for (qsizetype i = 0; i <= bauds.size(); ++i) {
@@ -59,7 +63,7 @@ BringUpReport ModemLink::findAndBringUp(const QList<int> &bauds, std::chrono::mi
         channel.reset();
         const bool takesAll = isOnly || i == bauds.size();
         report = bringUp(channel, store, m_limits, m_serviceCentre,
-                         takesAll ? left : std::min(left, i == 0 ? 2 * turn : turn));
+                         takesAll ? left : std::min(left, i == 0 ? 2 * turn + busy : turn));
         m_baud = report.result == ModemResult::Ok ? baud : m_baud;
         if (report.result != ModemResult::ModemSilent)
             break;

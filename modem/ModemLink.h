@@ -21,6 +21,8 @@ public:
     /// at which it is looked for, the likeliest first.
     [[nodiscard]] BringUpReport open(const QString &device, const QString &serviceCentre,
                                      const QList<int> &bauds, std::chrono::milliseconds syncLimit);
+    /// Of a text of an earlier session, for which a modem may still be busy at the next open().
+    void expectLateResult(bool isExpected) { m_isResultExpected = isExpected; }
     /// The line speed at which the modem answered last; 0 = never.
     [[nodiscard]] int baud() const { return m_baud; }
     /// Maker and model in the modem's own words, "" when it tells none. What else it says meanwhile is lost.
@@ -55,5 +57,6 @@ private:
 
     QString m_serviceCentre;
     int m_baud = 0;
+    bool m_isResultExpected = false;
     QByteArray m_notificationCommand; ///< the +CNMI that this modem takes, "" = none
 };

@@ -15,6 +15,12 @@ using Panel = OperatorConsole::Panel;
 /// not take.
 constexpr int maximumTries = 3;
 
+/// Of one message, if a kill left the end of the first unknown.
+constexpr int maximumHandOvers = 2;
+
+/// Rows that are looked up again in one pass although others hold them: each may cost a second.
+constexpr int maximumHeld = 2;
+
 /// While nothing is accepted, a row's tries count only this far apart: ...
 constexpr qint64 millisecondsApart = 30000;
 /// ... and this far while the network takes none of several rows.
@@ -48,9 +54,8 @@ void lowerToSend(OperatorConsole &console, qint64 amount)
 
 void QueueSender::pass()
 {
-    writeOverdueStatuses();
-    // A restart would send again what is not marked, so that must not become more than one message.
-    if (!m_unwrittenStatuses.isEmpty())
+    settle();
+    if (holdsLock())
         return;
     const auto letGo = qScopeGuard([this] {
         if (!holdsLock())
@@ -95,7 +100,7 @@ void QueueSender::pass()
 
 bool QueueSender::mayGoOn() const
 {
-    return !m_console.stopRequested() && m_unwrittenStatuses.isEmpty() && m_notTaken < maximumNotTaken;
+    return !m_console.stopRequested() && !holdsLock() && m_notTaken < maximumNotTaken;
 }
 
 /// In the database's own order; while a limit presses, the single messages before the broadcasts.
@@ -148,8 +153,9 @@ void QueueSender::trySend(const Row &row)
     const qint64 id = key.toLongLong();
     const QVariant &number = row.number;
     const QVariant &text = row.text;
-    if (!isOurs(id, number.toString()))
+    if (m_inHand.isHeld(id, number.toString()) || !isOurs(id, number.toString()))
         return;
+    m_inHand.take(id, number.toString(), text.toString());
     if (number.isNull() || text.isNull()) {
         fail(id, number.toString(), u"号码或内容为空值"_s);
         return;
@@ -159,9 +165,7 @@ void QueueSender::trySend(const Row &row)
         m_faults.over(answerTask());
         m_notTaken = 0;
         if (result == 0) {
-            ++m_accepted;
-            m_console.count(OperatorConsole::Event::Sent);
-            finish(id, MessageStatus::Sent, Panel::Succeeded);
+            succeed(id);
         } else {
             fail(id, number.toString(), u"%1（代码 %2）"_s.arg(m_modem.lastRefusal()).arg(result));
         }
@@ -206,38 +210,99 @@ int QueueSender::countTry(qint64 id, ModemFault::Kind kind)
     return tries.count;
 }
 
+void QueueSender::succeed(qint64 id)
+{
+    ++m_accepted;
+    m_console.count(OperatorConsole::Event::Sent);
+    finish(id, MessageStatus::Sent, {});
+}
+
 void QueueSender::fail(qint64 id, const QString &number, const QString &cause)
 {
+    const InHand::Note *noted = m_inHand.noted();
+    const bool mayBeOut = noted != nullptr && noted->doubts > 0 && !cause.contains(u"可能已发出"_s);
+    const QString whole = mayBeOut ? cause + u"；程序上次中断前可能已发出"_s : cause;
     m_console.addLogLine(u"手机号码："_s + number + u"短信发送失败."_s);
-    m_console.addLogLine(u"手机号码：%1，失败原因：%2"_s.arg(number, cause));
+    m_console.addLogLine(u"手机号码：%1，失败原因：%2"_s.arg(number, whole));
     m_console.count(OperatorConsole::Event::Failed, cause);
-    finish(id, MessageStatus::Failed, Panel::Failed);
+    finish(id, MessageStatus::Failed, whole);
 }
 
-void QueueSender::finish(qint64 id, MessageStatus status, OperatorConsole::Panel counter)
+/// Of the row in hand.
+void QueueSender::finish(qint64 id, MessageStatus status, const QString &cause)
 {
     m_tries.remove(id);
-    m_unwrittenStatuses.insert(id, status);
-    raisePanel(m_console, counter, 1);
-    writeStatus(id);
+    m_inHand.noteResult(status, cause);
+    raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
+    static_cast<void>(writeStatus(id, status));
 }
 
-void QueueSender::writeStatus(qint64 id)
+/// False when the database refuses this row alone.
+bool QueueSender::writeStatus(qint64 id, MessageStatus status)
+try {
+    m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(int(status)), {id});
+    m_inHand.forget(id);
+    return true;
+} catch (const DatabaseFault &fault) {
+    if (!fault.concernsOneRow())
+        throw;
+    m_faults.rowSetAside("SMS_Queues "_L1 + QString::number(id), fault.message());
+    return false;
+}
+
+void QueueSender::settle()
 {
-    const auto status = static_cast<int>(m_unwrittenStatuses.value(id));
-    try {
-        m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(status), {id});
-        m_unwrittenStatuses.remove(id);
-    } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
-            throw;
-        m_faults.rowSetAside("SMS_Queues "_L1 + QString::number(id), fault.message());
+    m_inHand.read();
+    if (!std::exchange(m_isResolved, true))
+        m_inHand.resolve(m_modem.takeLateResult());
+    int held = 0;
+    const QList<qint64> ids = m_inHand.unsettled();
+    for (const qint64 id : ids) {
+        if (held >= maximumHeld || m_console.stopRequested())
+            return;
+        held += settleRow(id) ? 0 : 1;
     }
 }
 
-void QueueSender::writeOverdueStatuses()
+/// False while the row is held. One that waits no more, or is another by now, has nothing to come.
+bool QueueSender::settleRow(qint64 id)
+try {
+    Recordset row(m_session.Conn());
+    row.open(u"select ToMB, MsgContent from SMS_Queues where OAID=? and MsgStatus='0'"_s, {id});
+    if (row.recordCount() == 0) {
+        m_inHand.forget(id);
+        return true;
+    }
+    const QString number = row.value("ToMB"_L1).toString();
+    const bool isOfThisRun = m_inHand.isOfThisRun(id);
+    m_inHand.take(id, number, row.value("MsgContent"_L1).toString());
+    const InHand::Note *noted = m_inHand.noted();
+    if (noted == nullptr)
+        return true;
+    if (isOfThisRun)
+        return writeStatus(id, noted->state == InHand::Note::State::Sent ? MessageStatus::Sent
+                                                                         : MessageStatus::Failed);
+    settleNoted(id, number, InHand::Note(*noted));
+    return true;
+} catch (const DatabaseFault &fault) {
+    if (!fault.concernsOneRow())
+        throw;
+    return false;
+}
+
+/// A row of an earlier run that still waits.
+void QueueSender::settleNoted(qint64 id, const QString &number, const InHand::Note &noted)
 {
-    const QList<qint64> ids = m_unwrittenStatuses.keys();
-    for (const qint64 id : ids)
-        writeStatus(id);
+    switch (noted.state) {
+    case InHand::Note::State::Sent:
+        succeed(id);
+        return;
+    case InHand::Note::State::Failed:
+        fail(id, number, noted.cause);
+        return;
+    case InHand::Note::State::HandedOver:
+    case InHand::Note::State::Waits:
+        if (noted.doubts >= maximumHandOvers)
+            fail(id, number, u"程序两次在发送中途中断，没有得到结果，可能已发出"_s);
+    }
 }

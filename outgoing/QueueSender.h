@@ -4,6 +4,7 @@
 #include "foundation/DatabaseSession.h"
 #include "foundation/FaultLog.h"
 #include "modem/ModemControl.h"
+#include "outgoing/InHand.h"
 #include "outgoing/MessageStatus.h"
 #include "outgoing/SendLimits.h"
 
@@ -18,8 +19,9 @@ class Recordset;
 class QueueSender
 {
 public:
-    QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, ModemControl &modem)
-        : m_session(session), m_console(console), m_faults(faults), m_modem(modem)
+    QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, ModemControl &modem,
+                InHand &inHand)
+        : m_session(session), m_console(console), m_faults(faults), m_modem(modem), m_inHand(inHand)
     {
     }
 
@@ -32,7 +34,7 @@ public:
     void setShared(bool isShared) { m_isShared = isShared; }
     /// True while a status that could not be written keeps the number's lock, so that no other server
     /// sends it.
-    [[nodiscard]] bool holdsLock() const { return m_isShared && !m_unwrittenStatuses.isEmpty(); }
+    [[nodiscard]] bool holdsLock() const { return m_isShared && m_inHand.hasResults(); }
     /// True when the last pass ended before it had tried every row.
     [[nodiscard]] bool hasLeftRows() const { return m_untried > 0; }
 
@@ -42,8 +44,14 @@ public:
     /// three tries in all (which count only half a minute apart while nothing is accepted, five minutes while
     /// the network takes none of several rows), and the others go on. Throws DatabaseFault when the database
     /// is gone. A message that was handed over is never handed over again in this run, whatever the database
-    /// does: only its status is written again, and while that is refused nothing more is sent.
+    /// does: only its status is written again. While that is refused nothing more is sent to its number, and with
+    /// other servers on the database nothing at all.
     void pass();
+
+    /// What the run before left in hand comes to its end: a result that was noted, or that the modem told since it
+    /// was opened, is its row's; two hand-overs of unknown end are a failure; else the message is sent once more. To
+    /// be called at a Start, before anything else writes to the queue; each pass does it too. Throws Fault.
+    void settle();
 
 private:
     struct Tries {
@@ -64,20 +72,23 @@ private:
     [[nodiscard]] bool isOurs(qint64 id, const QString &number);
     int countTry(qint64 id, ModemFault::Kind kind);
     void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);
+    void succeed(qint64 id);
     void fail(qint64 id, const QString &number, const QString &cause);
-    void finish(qint64 id, MessageStatus status, OperatorConsole::Panel counter);
-    void writeStatus(qint64 id);
-    void writeOverdueStatuses();
+    void finish(qint64 id, MessageStatus status, const QString &cause);
+    [[nodiscard]] bool writeStatus(qint64 id, MessageStatus status);
+    [[nodiscard]] bool settleRow(qint64 id);
+    void settleNoted(qint64 id, const QString &number, const InHand::Note &noted);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
     ModemControl &m_modem;
-    QHash<qint64, MessageStatus> m_unwrittenStatuses; // by OAID: tried, but the database does not know yet
-    QHash<qint64, Tries> m_tries;                     // by OAID: without an answer, or not taken
-    qint64 m_accepted = 0;                            // messages in this run
-    qint64 m_untried = 0;                             // rows of this pass
-    SendLimits *m_limits = nullptr;                   // none: none is kept
+    InHand &m_inHand;
+    bool m_isResolved = false;      // what an earlier run left in hand
+    QHash<qint64, Tries> m_tries;   // by OAID: without an answer, or not taken
+    qint64 m_accepted = 0;          // messages in this run
+    qint64 m_untried = 0;           // rows of this pass
+    SendLimits *m_limits = nullptr; // none: none is kept
     bool m_isShared = false;
     NamedLock m_lock{m_session.Conn()};
     QSet<QString> m_lockedNumbers; // found so in this pass

@@ -21,6 +21,7 @@ struct ServerParts {
     /// The program that collects the external mail.
     Collector::Program collector = {};
     QString sendLedgerFile = {};    ///< of the send limits; "" = they are not kept
+    QString inHandFile = {};        ///< what is between the modem and the queue; "" = kept in memory alone
     MessageFiles messageFiles = {}; ///< of received messages
     /// Where the figures for a monitoring system go; "" for none.
     QString metricsFile = {};

@@ -79,6 +79,7 @@ std::optional<ServiceStart::Outcome> Service::tryToStart()
         outcome = m_start.run(m_boxes);
         if (outcome == ServiceStart::Outcome::PortOpened) {
             m_passes.setSettings(m_start.settings());
+            m_passes.begin();
             startTimers();
         }
     });

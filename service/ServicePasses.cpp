@@ -22,7 +22,8 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
       m_faults(console),
       m_guard(parts.session, console, m_faults),
       m_limits(parts.clock, console, parts.sendLedgerFile),
-      m_sender(parts.session, console, m_faults, parts.modem),
+      m_inHand(parts.inHandFile),
+      m_sender(parts.session, console, m_faults, parts.modem, m_inHand),
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
@@ -33,7 +34,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
                                    [this] { m_inbound.messageArrived(); }))
 {
     m_sender.setLimits(&m_limits);
-    parts.modem.setHandingOver([this] { m_limits.count(); });
+    openInHand();
     m_inbound.setReplyLimit(&m_replyLimit);
     parts.modem.setRestTest([this](const QString &sender, const QString &time, const QStringList &fragments) {
         return m_inbound.isRest(sender, time, fragments);
@@ -47,7 +48,19 @@ ServicePasses::~ServicePasses()
 {
     QObject::disconnect(m_receiving);
     m_parts.modem.setRestTest({});
-    m_parts.modem.setHandingOver([] {});
+    m_parts.modem.setHandOver({});
+}
+
+void ServicePasses::openInHand()
+{
+    m_parts.modem.setHandOver(
+        {[this](const HandOver::Part &part) {
+             m_limits.count();
+             m_inHand.handingOver(part);
+         },
+         [this](const HandOver::Part &part, bool isAccepted) { m_inHand.handedOver(part, isAccepted); }});
+    m_guard.run(u"在途短信记录"_s, [this] { m_inHand.read(); });
+    m_parts.modem.expectLateResult(m_inHand.isInDoubt());
 }
 
 void ServicePasses::run(Metrics::Pass pass, const QString &task, const std::function<void()> &work)
@@ -95,6 +108,11 @@ void ServicePasses::setSettings(const ServiceSettings &settings)
     m_limits.set({settings.sendPerHour, settings.sendPerDay, settings.sendGap});
     m_replyLimit.set(settings.repliesPerHour);
     m_collector.setSettings(settings);
+}
+
+void ServicePasses::begin()
+{
+    m_guard.runPass(u"短信发送"_s, [this] { m_sender.settle(); });
 }
 
 void ServicePasses::send()

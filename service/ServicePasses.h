@@ -30,6 +30,8 @@ public:
     /// From now on; a Start has read them.
     void setSettings(const ServiceSettings &settings);
 
+    /// A Start succeeded, and nothing has come from it yet.
+    void begin();
     /// TSend: the queue to the modem; before it, received messages that the database had refused.
     void send();
     /// TSendResultDetail: finished rows to the archive.
@@ -54,6 +56,7 @@ private:
     /// A pass that one server of several does at a time.
     void runLocked(Metrics::Pass pass, const QString &task, const QString &name,
                    const std::function<void()> &work);
+    void openInHand();
     void writeMetrics();
     /// Asked of the modem once a minute.
     [[nodiscard]] const ModemControl::Reception &reception();
@@ -64,6 +67,7 @@ private:
     FaultLog m_faults;
     TaskGuard m_guard;
     SendLimits m_limits;
+    InHand m_inHand;
     QueueSender m_sender;
     ResultArchiver m_archiver;
     ScheduledMessageExpander m_expander;

@@ -1,5 +1,6 @@
 #include "modem/line/AtChannel.h"
 
+#include "modem/line/AnswerFields.h"
 #include "modem/line/RestartAnnouncement.h"
 #include "modem/line/SerialLine.h"
 
@@ -93,6 +94,7 @@ AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, std::chrono::millis
 {
     Q_ASSERT(!m_busy);
     const QDeadlineTimer deadline(limit);
+    m_lateResult.reset();
     m_echo = hexDigits;
     m_prefix = "+CMGS:";
     m_busy = true;
@@ -195,9 +197,6 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         m_answer.lines.last().payload = line;
         return false;
     }
-    // The result of an earlier message, which nobody waits for any more.
-    if (expect == Expect::Prompt && startsWith(line, "+CMGS:"))
-        return false;
     setAside(line);
     noteRestart(line, expect);
     return false;
@@ -215,6 +214,8 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
         settleUnless(m_limits.straggler);
         return false;
     }
+    if (expect != Expect::MessageReference)
+        noteLateError(result);
     if (!isQuestion(expect) || !isOk || !m_answer.lines.isEmpty())
         return true;
     settleUnless(expect == Expect::MessageReference ? m_limits.lateReference : m_limits.quiet);
@@ -252,6 +253,10 @@ void AtChannel::setAside(const QByteArray &line)
         return;
     }
     m_unsolicitedWantsPayload = false;
+    if (startsWith(line, "+CMGS:")) {
+        m_lateResult = answerFields(line).first().number() ? std::optional(true) : m_lateResult;
+        return;
+    }
     if (m_unsolicited.size() >= ModemBounds::unsolicitedLines)
         return;
     m_unsolicited.append({line, {}});
@@ -260,7 +265,17 @@ void AtChannel::setAside(const QByteArray &line)
         emit unsolicitedArrived();
 }
 
-/// Everything that comes while no command runs is unsolicited; a stray final result means nothing.
+/// The network's codes (3GPP TS 27.005, 3.2.5, below 300) answer a TPDU alone, and nothing by which the modem is
+/// looked for is answered by any.
+void AtChannel::noteLateError(const FinalResult &result)
+{
+    constexpr int firstOfModem = 300;
+    if (result.kind == FinalResult::Kind::CmsError && (m_isSearching || result.code < firstOfModem))
+        m_lateResult = m_lateResult.value_or(false);
+}
+
+/// Everything that comes while no command runs is unsolicited; a stray final result means nothing, if it is not an
+/// earlier text's.
 void AtChannel::drainIdle()
 {
     m_splitter.feed(m_line.readAll());
@@ -271,7 +286,9 @@ void AtChannel::drainIdle()
 void AtChannel::setRestAside()
 {
     while (const std::optional<QByteArray> line = m_splitter.takeLine()) {
-        if (!finalResult(*line))
+        if (const auto result = finalResult(*line))
+            noteLateError(*result);
+        else
             setAside(*line);
     }
 }
@@ -345,6 +362,7 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
     const QDeadlineTimer deadline(limit);
     const bool knownLowerCase = m_lowerCase;
     for (int attempt = 0; m_line.isOpen() && (attempt == 0 || !deadline.hasExpired()); ++attempt) {
+        m_isSearching = true;
         drainIdle();
         // Later attempts are for rare modems: some were left without result codes or with numeric ones, some
         // know only lower case.
@@ -352,6 +370,7 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
         m_busy = true;
         const AtAnswer answer = findModem(attempt % 2 == 0 ? "AT" : "ATQ0V1", deadline);
         m_busy = false;
+        m_isSearching = false;
         if (answer.end == AtAnswer::End::Final) {
             m_step = Step::FoundAgain;
             return true;

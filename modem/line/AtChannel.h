@@ -86,6 +86,9 @@ public:
     void watchEcho();
 
     [[nodiscard]] QList<AtLine> takeUnsolicited();
+    /// What came outside sendPayload() of a TPDU that was handed over before: "+CMGS: <mr>" (true), or a +CMS ERROR that
+    /// no other command is answered by (false). Once; the next sendPayload() forgets it, reset() does not.
+    [[nodiscard]] std::optional<bool> takeLateResult() { return std::exchange(m_lateResult, {}); }
 
 signals:
     /// takeUnsolicited() has something new. Connect it queued: it may be emitted inside an exchange.
@@ -113,6 +116,7 @@ private:
     [[nodiscard]] bool isQuestion(Expect expect) const;
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
+    void noteLateError(const FinalResult &result);
     void drainIdle();
     void setRestAside();
     [[nodiscard]] bool isSilent();
@@ -126,7 +130,9 @@ private:
     bool m_busy = false;                    ///< what arrives is an exchange's, not idle talk
     Step m_step = Step::Fresh;
     Echo m_echoing = Echo::NotSeen;
-    bool m_lowerCase = false; ///< the modem understands commands in lower case only
+    std::optional<bool> m_lateResult;
+    bool m_isSearching = false; ///< for the modem, by commands that know no +CMS ERROR
+    bool m_lowerCase = false;   ///< the modem understands commands in lower case only
 
     // The exchange under way.
     QByteArray m_echo;

@@ -11,6 +11,7 @@ struct ModemLimits {
     ms syncAttempt{500};    ///< one AT while looking for the modem: sleepers lose the first one
     ms sync{12000};         ///< whole search for a modem at open(), over all line speeds
     ms resync{5000};        ///< the same after a time-out: the user waits for it
+    ms lateResult{15000};   ///< more of it for a modem that may be at a text which a kill left in its hands
     ms reopenSync{2500};    ///< the same when reopening a lost port, again and again while the user works
     ms command{10000};      ///< any ordinary command; storage commands take seconds on some modems
     ms prompt{15000};       ///< AT+CMGS to ">": at once or not at all

@@ -80,6 +80,7 @@ public:
                      .session = session,
                      .modem = modem,
                      .sendLedgerFile = registry.fileName() + u".sends"_s,
+                     .inHandFile = registry.fileName() + u".in-hand"_s,
                      .messageFiles = {registry.fileName() + u".received-spool"_s,
                                       registry.fileName() + u".obeyed-codes"_s}},
                     console,

@@ -17,7 +17,6 @@ struct Outcome {
     QStringList log;
     int kills = 0;
     int sent = 0;          ///< accepted by the network
-    int doubled = 0;       ///< of these, repeated after a kill
     quint64 crossings = 0; ///< of the first server's seams, in its last life
 };
 

@@ -90,7 +90,8 @@ private:
     {
         switch (below(4)) {
         case 0:
-            now(u"kill %1 %2 %3"_s.arg(server()).arg(below(150)).arg(between(1, 40)));
+            now(oneIn(3) ? u"crash %1 %2 %3"_s.arg(server()).arg(between(1, 6)).arg(between(1, 20))
+                         : u"kill %1 %2 %3"_s.arg(server()).arg(below(150)).arg(between(1, 40)));
             return;
         case 1:
             // The power of an office with two servers goes where neither of them nor the database stands.
@@ -151,6 +152,16 @@ Story quietStory()
                        {90s, u"withdraw 7"_s},
                        {110s, u"modem 1 refuse 1 21"_s},
                        {111s, u"waiting 8 0 10 u4"_s}}};
+}
+
+Story crashStory(int messages, int kills, std::chrono::seconds pause)
+{
+    Story story{.interval = 10s, .settings = {}, .length = 10min, .events = {}};
+    story.events.push_back({1s, u"modem 1 latency 4000"_s});
+    story.events.push_back({1s, u"crash 1 %1 %2"_s.arg(kills).arg(pause.count())});
+    for (int id = 1; id <= messages; ++id)
+        story.events.push_back({2s, u"waiting %1 0 20 u%2"_s.arg(id).arg(id % 6 + 1)});
+    return story;
 }
 
 QString Story::text() const

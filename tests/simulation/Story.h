@@ -20,6 +20,7 @@
 ///     clock SECONDS                    somebody moves the wall clock
 ///     kill N CROSSINGS PAUSE           server N is killed so many crossings of a seam later, and started PAUSE seconds
 ///                                      after that
+///     crash N TIMES PAUSE              ... in the middle of each of its next hand-overs
 ///     cut N CROSSINGS PAUSE            ... by a power cut of its machine
 ///     stop N PAUSE                     the operator stops server N and starts it again
 struct Story {
@@ -42,3 +43,5 @@ struct Story {
 [[nodiscard]] Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval);
 /// The story that is killed at every crossing: some minutes in which everything happens once.
 [[nodiscard]] Story quietStory();
+/// So many messages and so many kills in the middle of a hand-over, with as long a pause after each.
+[[nodiscard]] Story crashStory(int messages, int kills, std::chrono::seconds pause);

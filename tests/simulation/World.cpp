@@ -142,6 +142,10 @@ void World::addModem(int server)
     simulator::addControls(*desk.controls, modem);
     modem.submits().setListener([this, server](const simulator::SubmitRecord &record) {
         m_truth.handedOver.push_back({server, now(), record.tpdu.number, record.tpdu.text, !record.refused});
+        if (Crashes &crashes = m_crashes[server]; crashes.left > 0) {
+            --crashes.left;
+            perform(u"kill %1 0 %2"_s.arg(server).arg(crashes.pause));
+        }
     });
     m_modems.push_back(std::move(desk));
     for (const QString &command : {u"storage-size 20"_s, u"latency 1500"_s, u"baud 115200"_s})
@@ -239,6 +243,8 @@ void World::perform(const QString &words)
         m_truth.isClockMoved = true;
         disturb(24h);
         VirtualTime::instance().moveWallClock(std::chrono::seconds(number(1)));
+    } else if (what == u"crash") {
+        m_crashes[number(1)] = {number(2), number(3)};
     } else {
         constexpr auto grace = 60s;
         disturb(grace + std::chrono::seconds(word.last().toInt()));

@@ -102,6 +102,11 @@ private:
                bool isSure = true);
 
     std::vector<ModemOnDesk> m_modems;
+    struct Crashes {
+        int left = 0;
+        int pause = 0; ///< seconds
+    };
+    QMap<int, Crashes> m_crashes; ///< by server
     QSqlDatabase m_office;
     QSqlDatabase m_other; ///< another program of the office
     Truth m_truth;

@@ -109,6 +109,30 @@ int exhaustive(quint64 every)
     return conclude(figures, u"ends of one story"_s);
 }
 
+/// Kills in the middle of a hand-over: restarted at once, nine of ten messages go out once; with a pause that loses
+/// each answer, the loop gets past the head of the queue.
+int crashes()
+{
+    Figures figures;
+    for (const auto &[kills, pause, most] : {std::tuple(100, 1s, 10), std::tuple(20, 15s, 20)}) {
+        constexpr int messages = 100;
+        const Outcome outcome = simulate(crashStory(messages, kills, pause));
+        const int repeated = outcome.sent - messages;
+        ++figures.runs;
+        figures.kills += outcome.kills;
+        figures.sent += outcome.sent;
+        print(u"%1 kills, started again after %2 s: %3 of %4 messages twice"_s.arg(outcome.kills)
+                  .arg(pause.count())
+                  .arg(repeated)
+                  .arg(messages));
+        if (outcome.broken.isEmpty() && outcome.kills == kills && repeated <= most)
+            continue;
+        ++figures.failed;
+        print(outcome.broken.join(u"\n  "_s));
+    }
+    return conclude(figures, u"stories of crashes"_s);
+}
+
 /// The days of a hundred years from the one that the file of progress names, or all of a slice of them.
 int century(const QString &slice, const QString &progressFile)
 {
@@ -150,6 +174,7 @@ int main(int argc, char *argv[])
                        {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s},
                        {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
                        {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
+                       {u"crashes"_s, u"Kill it in the middle of hand-overs."_s},
                        {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
     parser.process(application);
     if (parser.isSet(u"seed"_s)) {
@@ -163,6 +188,8 @@ int main(int argc, char *argv[])
     }
     if (parser.isSet(u"exhaustive"_s))
         return exhaustive(qMax(1, parser.value(u"every"_s).toInt()));
+    if (parser.isSet(u"crashes"_s))
+        return crashes();
     if (parser.isSet(u"century"_s))
         return century(parser.value(u"slice"_s), parser.value(u"progress"_s));
     parser.showHelp(2);

@@ -237,7 +237,8 @@ ServicePasses &Office::passes()
                         .modem = modem(),
                         .collector = {QStringLiteral(SERVER_PROGRAM),
                                       {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}},
-                        .sendLedgerFile = path(u"sends"_s)},
+                        .sendLedgerFile = path(u"sends"_s),
+                        .inHandFile = path(u"in-hand"_s)},
             console, m_metrics);
     m_passes->setSettings(readServiceSettings(registry));
     return *m_passes;
