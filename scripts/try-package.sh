@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tries the packages in a minimal Debian of its own: installs them with apt, runs the demo's story as their user with
-# the installed programs, as a service would without systemd, rotates the log, removes and purges them. As root.
+# the installed programs, as a service would without systemd, rotates the log, upgrades, removes and purges them while they run. As root.
 #   scripts/try-package.sh FOLDER-OF-THE-PACKAGES [ROOT-TO-KEEP-AND-USE-AGAIN [SUITE]]
 set -euo pipefail
 packages=$(realpath "$1")
@@ -36,13 +36,52 @@ as_user sms-server --headless --start --settings /var/lib/sms-server/settings.in
 echo "== the log is rotated"
 inside logrotate --force /etc/logrotate.d/sms-server
 [ "$(stat -c '%a %U' "$root/var/log/sms-server/sms-server.log.1")" = "640 $(stat -c %U "$root/var/log/sms-server")" ]
-echo "== an upgrade keeps the settings"
-as_user sms-server --settings /var/lib/sms-server/settings.ini --set TimeDelay=7
-inside sh -c 'apt-get install -y -qq --reinstall --no-install-recommends /packages/*.deb >/dev/null 2>&1'
+echo "== an upgrade keeps the settings and restarts what runs, one of several servers included"
+# No service manager lives in a folder: this one records what it is asked, and does it.
+mkdir -p "$root/run/systemd/system"
+install -m 755 "$repository/scripts/systemctl-stand-in.sh" "$root/usr/bin/systemctl"
+# A database that is not there: the service goes on trying.
+for name in settings second; do
+    as_user sms-server --settings /var/lib/sms-server/$name.ini --set TimeDelay=7 --set ServerPort=3 \
+        --set COM3=/dev/ttyS0 --set CenterCode=+8613800755500 --set "ConnectString=Provider=SQLite;Data Source=/srv/none"
+done
+# The server's processes of this root, and those of a program that is gone.
+processes() { find /proc -maxdepth 2 -name exe -lname "$root/usr/*/sms-server*$1" 2>/dev/null; }
+wait_for() {
+    for _ in $(seq 50); do
+        ! "$@" || return 0
+        sleep 0.1
+    done
+    echo "did not come within five seconds: $*"
+    exit 1
+}
+two_run() { [ "$(processes '' | wc -l)" = 2 ] && [ -z "$(processes ' (deleted)')" ]; }
+none_runs() { [ -z "$(processes '*')" ]; }
+inside systemctl start sms-server.service sms-server@second.service
+wait_for two_run
+before=$(processes '')
+inside sh -c 'apt-get install -y -qq --reinstall --no-install-recommends /packages/*.deb >/packages/apt.log 2>&1'
+wait_for two_run
+[ "$(processes '')" != "$before" ] || { echo "not restarted"; exit 1; }
+grep -x "try-restart sms-server.service sms-server@\*.service" "$root/run/systemctl.calls"
 as_user sms-server --settings /var/lib/sms-server/settings.ini --show-settings | grep TimeDelay=7
-echo "== purge"
+echo "== a removal stops them first"
+inside apt-get remove -y -qq sms-server >/dev/null 2>&1
+wait_for none_runs
+grep -x "stop sms-server.service sms-server@\*.service" "$root/run/systemctl.calls"
+echo "== purge, while one runs that no service manager knows"
+inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb >/packages/apt.log 2>&1'
+mkdir -p "$root/etc/systemd/system/multi-user.target.wants"
+ln -s /usr/lib/systemd/system/sms-server@.service "$root/etc/systemd/system/multi-user.target.wants/sms-server@second.service"
+as_user sms-server --headless --start --settings /var/lib/sms-server/settings.ini >/dev/null 2>&1 &
+wait_for test -n "$(processes '')" -o -e "$root/var/lib/sms-server/settings.ini.running"
+as_user sh -c ': >/run/lock/LCK..ttyS9' || as_user sh -c ': >/tmp/LCK..ttyS9'
 inside apt-get purge -y -qq sms-server sms-server-simulator >/dev/null 2>&1
+wait_for none_runs
+user_files=$(find "$root/tmp" "$root/run" "$root/var" -nouser 2>/dev/null | head -n 3)
+[ -z "$user_files" ] || { echo "left behind: $user_files"; exit 1; }
 for left in /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /etc/logrotate.d/sms-server \
+    /etc/systemd/system/multi-user.target.wants/sms-server@second.service \
     /usr/lib/systemd/system/sms-server.service; do
     [ ! -e "$root$left" ] || { echo "left behind: $left"; exit 1; }
 done
