@@ -18,38 +18,62 @@ void describe(QCommandLineParser &parser)
     QCommandLineOption collectMail(collectMailOption);
     collectMail.setFlags(QCommandLineOption::HiddenFromHelp); // the server starts itself so
     parser.addOption(collectMail);
-    parser.setApplicationDescription(
-        u"Short-message server of the office system: sends, receives and archives SMS through a GSM modem.\n"
-        "Without options it opens its window and waits for the operator."_s);
+    parser.setApplicationDescription(u"办公系统的短信平台服务器：通过 GSM 短信猫收发短信并归档。\n"
+                                     "不带选项时打开窗口，等待操作。"_s);
     parser.addOptions({
-        {{u"h"_s, u"help"_s}, u"Show this help."_s},
-        {{u"v"_s, u"version"_s}, u"Show the version."_s},
-        {u"start"_s, u"Press Start once the window is up."_s},
-        {u"hidden"_s, u"Do not show the window at first."_s},
-        {u"headless"_s,
-         u"Run without a display; log lines go to standard error too, message boxes become log lines."_s},
+        {{u"h"_s, u"help"_s}, u"显示这份说明。"_s},
+        {{u"v"_s, u"version"_s}, u"显示版本。"_s},
+        {u"start"_s, u"窗口打开后自动启动服务。"_s},
+        {u"hidden"_s, u"窗口先不显示。"_s},
+        {u"headless"_s, u"不需要显示器；日志同时输出到标准错误，提示框变为日志行。"_s},
         {u"settings"_s,
-         u"Use this settings file (else $SMS_SERVER_SETTINGS, else the user's configuration folder)."_s,
-         u"FILE"_s},
+         u"使用这个参数文件（否则用环境变量 SMS_SERVER_SETTINGS，再否则用本用户配置文件夹中的）。"_s,
+         u"文件"_s},
         {u"set"_s,
-         u"Check and write a setting, and exit; may be repeated. ConnectString=- reads the value from "
-         u"standard "
-         "input. Names: %1. COMn is the device behind COM port n."_s.arg(
-             Settings::shortNames().join(u", "_s)),
-         u"NAME=VALUE"_s},
-        {u"show-settings"_s, u"Print the settings, passwords masked, and exit."_s},
-        {u"skip-old-mail"_s,
-         u"Before the first start: alert no user about mail that is already there, and exit."_s},
+         u"检查并写入一个参数，然后结束；可以写多次。ConnectString=- 从标准输入读取。"
+         "名称：%1。COMn 是 COM 端口 n 的设备。"_s.arg(Settings::shortNames().join(u", "_s)),
+         u"名称=值"_s},
+        {u"show-settings"_s, u"显示参数（密码不显示），然后结束。"_s},
+        {u"skip-old-mail"_s, u"第一次启动之前：已有的邮件不再提醒任何用户，然后结束。"_s},
         {u"check"_s,
-         u"Try the database, the modem and the mail accounts, say what is wrong and what to do, change "
-         "nothing, and exit: 0 all well, 1 not."_s},
-        {u"log-file"_s, u"Append every log line to this file."_s, u"FILE"_s},
-        {u"metrics"_s,
-         u"Keep the figures for a monitoring system in this file (Prometheus text format), after each pass."_s,
-         u"FILE"_s},
-        {u"trace"_s, u"Show the modem's traffic on standard error."_s},
-        {u"screenshot"_s, u"Save a picture (PNG) of the main window at the end."_s, u"FILE"_s},
+         u"试数据库、短信猫和邮箱，指出问题和处理办法，不改动任何数据，然后结束：0 全部正常，1 有问题。"_s},
+        {u"status"_s, u"询问用这份参数文件运行的服务现在怎样，然后结束：0，没有在运行时 1。"_s},
+        {u"explain"_s,
+         u"说明一条短信走到了哪里、为什么在等、结果怎样，然后结束：waiting OAID、queue OAID 或 "
+         "sent SOAID [号码]（SOAID 为 -1 的单条短信按号码查）。"_s,
+         u"种类 编号"_s},
+        {u"demo"_s, u"用示例办公室和模拟的短信猫演示，然后结束。"_s},
+        {u"log-file"_s, u"把每一行日志追加到这个文件。"_s, u"文件"_s},
+        {u"metrics"_s, u"把监控数据（Prometheus 文本格式）写入这个文件，每五秒更新。"_s, u"文件"_s},
+        {u"trace"_s, u"在标准错误显示与短信猫和邮件服务器的往来，密码不显示。"_s},
+        {u"screenshot"_s, u"结束时把主窗口的图片（PNG）存入这个文件。"_s, u"文件"_s},
     });
+}
+
+/// Takes --explain and what follows it out of the arguments: an OAID of -1 is no option.
+std::variant<std::optional<Question>, WrongUsage> takeQuestion(QStringList &arguments)
+{
+    const qsizetype option = arguments.indexOf(u"--explain"_s);
+    if (option < 0)
+        return std::nullopt;
+    Question question;
+    static const QStringList kinds{u"waiting"_s, u"queue"_s, u"sent"_s};
+    const qsizetype kind = kinds.indexOf(arguments.value(option + 1));
+    bool isNumber = false;
+    question.about = Question::About(kind);
+    question.id = arguments.value(option + 2).toLongLong(&isNumber);
+    qsizetype words = 3;
+    const bool isSent = question.about == Question::About::Sent;
+    if (const QString number = arguments.value(option + words); isSent && !number.startsWith(u'-')) {
+        question.number = number;
+        ++words;
+    }
+    if (kind < 0 || !isNumber)
+        return WrongUsage{u"--explain 后面要写 waiting OAID、queue OAID 或 sent SOAID [号码]"_s};
+    if (isSent && question.id == -1 && question.number.isEmpty())
+        return WrongUsage{u"--explain sent -1 后面要写号码"_s};
+    arguments.remove(option, qMin(words, arguments.size() - option));
+    return question;
 }
 
 /// The working folder may go while the server runs.
@@ -74,12 +98,15 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments += QString::fromLocal8Bit(argv[i]);
+    const auto question = takeQuestion(arguments);
+    if (const auto *wrong = std::get_if<WrongUsage>(&question))
+        return *wrong;
     QCommandLineParser parser;
     describe(parser);
     if (!parser.parse(arguments))
         return WrongUsage{parser.errorText()};
     if (!parser.positionalArguments().isEmpty())
-        return WrongUsage{u"Unexpected argument '%1'."_s.arg(parser.positionalArguments().constFirst())};
+        return WrongUsage{u"不认识“%1”"_s.arg(parser.positionalArguments().constFirst())};
     CommandLine line;
     line.help = parser.isSet(u"help"_s);
     line.version = parser.isSet(u"version"_s);
@@ -89,6 +116,9 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     line.trace = parser.isSet(u"trace"_s);
     line.collectMail = parser.isSet(collectMailOption);
     line.check = parser.isSet(u"check"_s);
+    line.status = parser.isSet(u"status"_s);
+    line.demo = parser.isSet(u"demo"_s);
+    line.explain = std::get<std::optional<Question>>(question);
     line.showSettings = parser.isSet(u"show-settings"_s);
     line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.settingsFile = settingsFile(parser.value(u"settings"_s));
@@ -100,8 +130,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
         const qsizetype equals = assignment.indexOf(u'=');
         const QString name = assignment.left(equals);
         if (equals <= 0 || Settings::pathOf(name).isEmpty())
-            return WrongUsage{
-                u"--set wants NAME=VALUE with one of the names that --help lists, not '%1'."_s.arg(name)};
+            return WrongUsage{u"--set 后面要写 名称=值，名称是 --help 列出的，不能是“%1”"_s.arg(name)};
         line.assignments.append({name, assignment.mid(equals + 1)});
     }
     return line;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "app/Explanation.h"
+
 #include <QStringList>
+#include <optional>
 #include <variant>
 
 /// What the command line asks for.
@@ -12,6 +15,9 @@ struct CommandLine {
     bool showSettings = false;
     bool skipOldMail = false;
     bool check = false;
+    bool status = false;
+    bool demo = false;
+    std::optional<Question> explain;
     bool collectMail = false; // the collector of a service
     QString settingsFile;     ///< the one that is named, else the environment's or the user's own
     QString logFile;

@@ -3,8 +3,11 @@
 #include "platform/fault/Fault.h"
 
 #include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocalSocket>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -12,6 +15,14 @@ namespace
 {
 
 constexpr int connectMilliseconds = 2000;
+/// A pass that waits for the modem or the database answers after its row.
+constexpr int answerMilliseconds = 60'000;
+/// Whoever calls may neither stay nor come in crowds.
+constexpr std::chrono::seconds callersTime{5};
+constexpr int mostCallers = 8;
+constexpr qint64 longestQuestion = 16;
+/// Of a socket's path, as the system's address holds it.
+constexpr qsizetype longestPath = 100;
 
 /// The same for every way to name the file, links included.
 QString canonicalName(const QString &settingsFile)
@@ -28,18 +39,24 @@ QString lockOf(const QString &settingsFile)
     return canonicalName(settingsFile) + u".running"_s;
 }
 
+/// Beside the lock; where that path is too long for a socket, in the folder for temporary files.
+QString socketOf(const QString &settingsFile)
+{
+    const QString name = canonicalName(settingsFile);
+    const QByteArray octets = QFile::encodeName(name + u".socket"_s);
+    if (octets.size() <= longestPath)
+        return QFile::decodeName(octets);
+    const QByteArray hash = QCryptographicHash::hash(name.toUtf8(), QCryptographicHash::Sha256);
+    return u"sms-server-"_s + QString::fromLatin1(hash.toHex().left(32));
+}
+
 /// isRunning() holds the lock no longer.
 constexpr std::chrono::milliseconds momentOfACheck{200};
 
 } // namespace
 
 SingleInstance::SingleInstance(const QString &settingsFile)
-    : m_serverName(u"sms-server-"_s +
-                   QString::fromLatin1(QCryptographicHash::hash(canonicalName(settingsFile).toUtf8(),
-                                                                QCryptographicHash::Sha256)
-                                           .toHex()
-                                           .left(32))),
-      m_lock(lockOf(settingsFile), FileLock::On::File, momentOfACheck)
+    : m_serverName(socketOf(settingsFile)), m_lock(lockOf(settingsFile), FileLock::On::File, momentOfACheck)
 {
     if (m_lock.error().isBusy())
         return;
@@ -50,8 +67,7 @@ SingleInstance::SingleInstance(const QString &settingsFile)
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     connect(&m_server, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket *caller = m_server.nextPendingConnection())
-            caller->deleteLater();
-        emit startedAgain();
+            receive(*caller);
     });
     // Without it later starts cannot raise the window, which is no reason not to serve.
     m_server.listen(m_serverName);
@@ -63,10 +79,62 @@ bool SingleInstance::isRunning(const QString &settingsFile)
     return lock.error().isBusy();
 }
 
+void SingleInstance::receive(QLocalSocket &caller)
+{
+    ++m_callers;
+    connect(&caller, &QObject::destroyed, this, [this] { --m_callers; });
+    connect(&caller, &QLocalSocket::disconnected, &caller, &QObject::deleteLater);
+    if (m_callers > mostCallers) {
+        caller.abort();
+        caller.deleteLater();
+        return;
+    }
+    QTimer::singleShot(callersTime, &caller, [&caller] {
+        caller.abort();
+        caller.deleteLater();
+    });
+    const auto answer = [this, &caller] {
+        if (!caller.canReadLine() && caller.bytesAvailable() < longestQuestion)
+            return;
+        const QByteArray question = caller.readLine(longestQuestion);
+        disconnect(&caller, &QLocalSocket::readyRead, this, nullptr); // one question a call
+        if (question == "show\n")
+            emit startedAgain();
+        else if (question == "status\n" && m_status)
+            caller.write(m_status().toUtf8());
+        caller.disconnectFromServer(); // once all is written
+    };
+    connect(&caller, &QLocalSocket::readyRead, this, answer);
+    answer();
+}
+
+std::optional<QString> SingleInstance::askStatus(const QString &settingsFile)
+{
+    if (!isRunning(settingsFile))
+        return std::nullopt;
+    QLocalSocket socket;
+    socket.connectToServer(socketOf(settingsFile));
+    QByteArray answer;
+    if (socket.waitForConnected(connectMilliseconds)) {
+        socket.write("status\n");
+        QElapsedTimer waited;
+        waited.start();
+        while (socket.state() != QLocalSocket::UnconnectedState && waited.elapsed() < answerMilliseconds)
+            socket.waitForReadyRead(int(answerMilliseconds - waited.elapsed()));
+        answer = socket.readAll();
+    }
+    if (answer.isEmpty())
+        throw Fault(u"短信服务器正在运行，但没有应答：%1"_s.arg(socket.errorString()));
+    return QString::fromUtf8(answer);
+}
+
 QString SingleInstance::callFirst() const
 {
     QLocalSocket socket;
     socket.connectToServer(m_serverName);
-    return socket.waitForConnected(connectMilliseconds) ? u"短信服务器已在运行，已请它显示窗口。\n"_s
-                                                        : u"短信服务器已在运行。\n"_s;
+    if (!socket.waitForConnected(connectMilliseconds))
+        return u"短信服务器已在运行。\n"_s;
+    socket.write("show\n");
+    socket.waitForBytesWritten(connectMilliseconds);
+    return u"短信服务器已在运行，已请它显示窗口。\n"_s;
 }

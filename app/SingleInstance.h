@@ -3,9 +3,11 @@
 #include "platform/files/Files.h"
 
 #include <QLocalServer>
+#include <functional>
 
 /// One running server for each settings file: two would send the same messages twice. The lock lies beside
-/// the settings file and ends with its process.
+/// the settings file and ends with its process; beside it lies a socket, its owner's alone, on which the running one
+/// is asked: "show" or "status", with LF.
 class SingleInstance final : public QObject
 {
     Q_OBJECT
@@ -21,12 +23,21 @@ public:
     /// Asks the first one to show its window: what the operator is to be told of it.
     [[nodiscard]] QString callFirst() const;
 
+    /// What the running one answers to "status".
+    void setStatus(std::function<QString()> status) { m_status = std::move(status); }
+    /// The answer of the one that runs; nothing when none does. Throws Fault when it does not answer.
+    [[nodiscard]] static std::optional<QString> askStatus(const QString &settingsFile);
+
 signals:
     /// Another start found this one running.
     void startedAgain();
 
 private:
+    void receive(QLocalSocket &caller);
+
     QString m_serverName;
     FileLock m_lock;
+    int m_callers = 0;
+    std::function<QString()> m_status;
     QLocalServer m_server;
 };

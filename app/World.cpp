@@ -21,9 +21,11 @@ World::World(const CommandLine &line, const QString &collector)
           .sendLedgerFile = line.settingsFile + u".sends"_s,
           .inHandFile = line.settingsFile + u".in-hand"_s,
           .messageFiles = {line.settingsFile + u".received-spool"_s, line.settingsFile + u".obeyed-codes"_s},
-          .metricsFile = line.metricsFile}
+          .metricsFile = line.metricsFile,
+          .folders = {QFileInfo(line.settingsFile).absolutePath()}}
 {
     const QFileInfo beside(line.logFile.isEmpty() ? line.settingsFile : line.logFile);
+    parts.folders += beside.absolutePath();
     modem.setUnreadableFile(beside.absoluteDir().filePath(u"unreadable-sms.log"_s));
     modem.setReference(static_cast<quint8>(QRandomGenerator::global()->generate()));
     if (line.trace) {

@@ -10,6 +10,7 @@
 #include "app/World.h"
 #include "mailbox/CollectorProcess.h"
 #include "platform/process/ProcessStart.h"
+#include "platform/text/HarmlessText.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -25,7 +26,7 @@ int skipOldMailForAll(const Registry &registry)
     DatabaseSession session(registry);
     if (!session.OpenDB())
         throw Fault(session.openFailure());
-    print(stdout, u"Old mail skipped for %1 users.\n"_s.arg(skipOldMail(session.Conn())));
+    print(stdout, u"已有的邮件不再提醒，共 %1 个用户\n"_s.arg(skipOldMail(session.Conn())));
     return 0;
 }
 
@@ -37,9 +38,45 @@ int check(const CommandLine &line)
     return checkEverything(world.parts, show, SingleInstance::isRunning(line.settingsFile)) ? 0 : 1;
 }
 
+QString nothingRuns()
+{
+    return u"没有短信服务器在用这份参数文件运行。\n"_s;
+}
+
+int status(const CommandLine &line)
+{
+    const auto answer = SingleInstance::askStatus(line.settingsFile);
+    print(stdout, answer.value_or(nothingRuns()));
+    return answer ? 0 : 1;
+}
+
+int explainMessage(const CommandLine &line, const Registry &registry)
+{
+    DatabaseSession session(registry);
+    if (!session.OpenDB())
+        throw Fault(session.openFailure());
+    const QStringList lines = explain(session.Conn(), *line.explain, SystemClock().now());
+    for (const QString &each : lines)
+        print(stdout, harmlessText(each) + u'\n');
+    if (line.explain->about != Question::About::Sent)
+        print(stdout,
+              u"短信服务器现在：\n"_s + SingleInstance::askStatus(line.settingsFile).value_or(nothingRuns()));
+    return 0;
+}
+
+/// This process becomes the demo's story, which leaves nothing behind.
+int becomeDemo()
+{
+    const QString bin = QCoreApplication::applicationDirPath();
+    const QByteArray story = QFile::encodeName(bin + u"/" SMS_DEMO_FOLDER "/demo.sh"_s);
+    const QByteArray programs = QFile::encodeName(bin);
+    ::execl(story.constData(), story.constData(), programs.constData(), nullptr);
+    throw Fault(u"无法启动演示 %1：%2"_s.arg(QFile::decodeName(story), qt_error_string()));
+}
+
 int runHeadless(const CommandLine &line)
 {
-    const SingleInstance instance(line.settingsFile);
+    SingleInstance instance(line.settingsFile);
     if (!instance.isFirst()) {
         print(stderr, instance.callFirst());
         return 0;
@@ -50,6 +87,7 @@ int runHeadless(const CommandLine &line)
     ConsoleSignals console(world.clock);
     LoggedMessageBoxes boxes(console);
     ServerRun run(line, world.parts, console, boxes);
+    instance.setStatus([&] { return stateText(run.service().fullState(), world.clock.now()); });
     return run.exec();
 }
 
@@ -75,6 +113,12 @@ int run(const CommandLine &line, char **argv)
         print(stdout, shownSettings(registry));
         return 0;
     }
+    if (line.status)
+        return status(line);
+    if (line.explain)
+        return explainMessage(line, registry);
+    if (line.demo)
+        return becomeDemo();
     if (line.skipOldMail)
         return skipOldMailForAll(registry);
     if (line.collectMail)
@@ -92,7 +136,7 @@ int main(int argc, char **argv)
     prepareProcess();
     const auto read = readCommandLine(argc, argv);
     if (const auto *wrong = std::get_if<WrongUsage>(&read)) {
-        print(stderr, wrong->why + u"\nTry --help.\n"_s);
+        print(stderr, wrong->why + u"\n用 --help 查看说明\n"_s);
         return CommandLine::wrongUsage;
     }
     const QCoreApplication application(argc, argv); // the help text asks for the program's name

@@ -50,7 +50,7 @@ void savePicture(frmMain &window, const QString &fileName)
 
 int runWindow(const CommandLine &line)
 {
-    const SingleInstance instance(line.settingsFile);
+    SingleInstance instance(line.settingsFile);
     if (!instance.isFirst()) {
         print(stderr, instance.callFirst());
         return 0;
@@ -64,6 +64,9 @@ int runWindow(const CommandLine &line)
     const std::unique_ptr<MessageBoxes> boxes = messageBoxes(line, console);
     ServerRun run(line, world.parts, console, *boxes);
     frmMain window(world.parts, run.service(), console, *boxes);
+    const auto state = [&] { return stateText(run.service().fullState(), world.clock.now()); };
+    instance.setStatus(state);
+    window.setStatus(state);
     window.setSelfCheck([&] { return selfCheck(world.parts, run.service()); });
     QObject::connect(&run, &ServerRun::busy, &window, &frmMain::paintNow);
     QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);

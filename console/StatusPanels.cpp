@@ -2,9 +2,10 @@
 
 #include "console/Twips.h"
 
-#include <QEvent>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QRegularExpression>
+#include <QToolTip>
 #include <array>
 
 using namespace Qt::StringLiterals;
@@ -66,6 +67,17 @@ void StatusPanels::setText(int panel, const QString &text)
     label(panel)->setText(text);
     fitFont(*label(panel));
     label(panel)->repaint();
+}
+
+bool StatusPanels::event(QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip || !m_status)
+        return QStatusBar::event(event);
+    // A rich text otherwise, when a fault's words look like one.
+    const QString text = m_status().trimmed().toHtmlEscaped().replace(u'\n', u"<br>"_s);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), u"<p style='white-space:pre'>"_s + text,
+                       this);
+    return true;
 }
 
 void StatusPanels::changeEvent(QEvent *event)

@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QStatusBar>
+#include <functional>
 
 class QLabel;
 
@@ -19,7 +20,11 @@ public:
     /// width: pixels; what does not fit the bar is cut off.
     void setPanelWidth(int panel, int width);
 
+    /// What a tooltip of the panels tells, asked when it is shown.
+    void setStatus(std::function<QString()> status) { m_status = std::move(status); }
+
 protected:
+    bool event(QEvent *event) override;
     void changeEvent(QEvent *event) override;
 
 private:
@@ -28,4 +33,5 @@ private:
     [[nodiscard]] QLabel *label(int panel) const;
 
     QList<QLabel *> m_labels;
+    std::function<QString()> m_status;
 };

@@ -24,6 +24,9 @@ public:
     /// What the settings dialog's test button does: an answer to show.
     void setSelfCheck(std::function<QString()> selfCheck) { m_selfCheck = std::move(selfCheck); }
 
+    /// What a tooltip of the status bar tells.
+    void setStatus(std::function<QString()> status) { m_statusBar.setStatus(std::move(status)); }
+
     /// During a long wait: shows what is to be shown, also where others covered the window and uncovered it.
     void paintNow();
     /// Back where it was when it was hidden.

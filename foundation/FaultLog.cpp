@@ -12,6 +12,7 @@ constexpr int maximumToldRows = 20;
 
 void FaultLog::failed(const QString &task, const QString &cause)
 {
+    tell(task, cause);
     if (const auto standing = m_standing.constFind(task); standing != m_standing.cend() && *standing == cause)
         return;
     m_standing[task] = cause;
@@ -20,12 +21,14 @@ void FaultLog::failed(const QString &task, const QString &cause)
 
 void FaultLog::over(const QString &task)
 {
+    tell(task, std::nullopt);
     if (m_standing.remove(task) > 0)
         m_console.addLogLine(task + u"恢复正常"_s);
 }
 
 void FaultLog::rowSetAside(const QString &row, const QString &cause)
 {
+    tell({}, row + u"："_s + cause);
     if (m_rowsSetAside.contains(row))
         return;
     m_rowsSetAside.insert(row);

@@ -4,12 +4,18 @@
 
 #include <QHash>
 #include <QSet>
+#include <functional>
 
 /// Tells the operator of faults: each once while it lasts, and once more when it is over.
 class FaultLog
 {
 public:
     explicit FaultLog(OperatorConsole &console) : m_console(console) {}
+
+    /// Hears of every end of a task, also of those that are not told again. cause: of a fault, nothing for a success.
+    /// task: "" for a row that was set aside.
+    using Listener = std::function<void(const QString &task, const std::optional<QString> &cause)>;
+    void setListener(Listener listener) { m_listener = std::move(listener); }
 
     /// A task failed. Logs unless this task's last logged cause is the same and not over.
     void failed(const QString &task, const QString &cause);
@@ -25,7 +31,14 @@ public:
     void sumUpRows();
 
 private:
+    void tell(const QString &task, const std::optional<QString> &cause) const
+    {
+        if (m_listener)
+            m_listener(task, cause);
+    }
+
     OperatorConsole &m_console;
+    Listener m_listener;
     QHash<QString, QString> m_standing; // task -> cause
     QSet<QString> m_rowsSetAside;
     int m_newRows = 0; // set aside by the task that runs

@@ -37,6 +37,7 @@ void SendLimits::set(const Values &values)
     m_values = values;
     m_ledger.reset();
     m_isResting = false;
+    m_rest.reset();
 }
 
 void SendLimits::beginPass()
@@ -86,6 +87,8 @@ void SendLimits::rest(milliseconds until, qint64 waiting)
     if (gapEnd() == until)
         return;
     const milliseconds now = m_clock.steady();
+    const QDateTime end = m_clock.now().addMSecs((until - now).count());
+    m_rest = Rest{m_rest ? m_rest->since : m_clock.now(), end};
     // Room comes back message by message; each is no news.
     const bool isNews = !m_isResting || !m_toldAt || now - *m_toldAt >= 1h;
     if (!isNews || m_isHeld)
@@ -94,8 +97,7 @@ void SendLimits::rest(milliseconds until, qint64 waiting)
     m_isHeld = true;
     m_toldAt = now;
     m_console.addLogLine(
-        u"已达发送上限，暂停发送到 %1，等待发送 %2 条"_s
-            .arg(m_clock.now().addMSecs((until - now).count()).toString(u"yyyy-MM-dd HH:mm:ss"_s))
+        u"已达发送上限，暂停发送到 %1，等待发送 %2 条"_s.arg(end.toString(u"yyyy-MM-dd HH:mm:ss"_s))
             .arg(waiting));
 }
 

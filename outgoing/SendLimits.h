@@ -37,10 +37,21 @@ public:
     /// Before the hand-over of an SMS that may go. Throws Fault when it cannot be noted; it must not go then.
     void count();
     /// A pass has got through all that waited.
-    void allSent() { m_isResting = false; }
+    void allSent()
+    {
+        m_isResting = false;
+        m_rest.reset();
+    }
 
     /// How long until the gap is over that a pass ended for; nothing when it did not.
     [[nodiscard]] std::optional<std::chrono::milliseconds> gapLeft() const;
+
+    /// Since when a limit holds messages back that wait, and until when at most; nothing when none does.
+    struct Rest {
+        QDateTime since;
+        QDateTime until;
+    };
+    [[nodiscard]] const std::optional<Rest> &resting() const { return m_rest; }
 
 private:
     [[nodiscard]] std::optional<std::chrono::milliseconds> gapEnd() const;
@@ -53,6 +64,7 @@ private:
     bool m_isResting = false; // told, and not all that waited has gone since
     bool m_isHeld = false;    // nothing has gone since it was told
     std::optional<std::chrono::milliseconds> m_toldAt;
+    std::optional<Rest> m_rest;
 };
 
 /// The SMS that carry this text.

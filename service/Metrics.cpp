@@ -3,27 +3,105 @@
 #include "platform/fault/Fault.h"
 #include "platform/files/Files.h"
 
+#include <QFileInfo>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-constexpr std::array passNames{"send", "archive", "expand", "alert", "collect"};
+constexpr std::array<const char *, ServiceState::passCount> passNames{"send",  "archive", "expand",
+                                                                      "alert", "collect", "receive"};
 
-QByteArray head(const QByteArray &name, const char *type, const char *help)
+/// The file's text as it grows. Every sample carries the server's name.
+class Page
 {
-    return "# HELP " + name + ' ' + help + "\n# TYPE " + name + ' ' + type + '\n';
+public:
+    explicit Page(const QString &server) : m_server("{server=\"" + escaped(server.toUtf8())) {}
+
+    void begin(const char *name, const char *type, const char *help)
+    {
+        m_name = name;
+        m_text += "# HELP " + m_name + ' ' + help + "\n# TYPE " + m_name + ' ' + type + '\n';
+    }
+    void sample(const QByteArray &value) { m_text += m_name + m_server + "\"} " + value + '\n'; }
+    void sample(const char *label, const QByteArray &of, const QByteArray &value)
+    {
+        m_text += m_name + m_server + "\"," + label + "=\"" + escaped(of) + "\"} " + value + '\n';
+    }
+    void counter(const char *name, const char *help, qint64 value)
+    {
+        begin(name, "counter", help);
+        sample(QByteArray::number(value));
+    }
+    /// Of what is not known nothing is told.
+    void gauge(const char *name, const char *help, std::optional<qint64> value)
+    {
+        if (!value)
+            return;
+        begin(name, "gauge", help);
+        sample(QByteArray::number(*value));
+    }
+    [[nodiscard]] const QByteArray &text() const { return m_text; }
+
+private:
+    static QByteArray escaped(QByteArray of)
+    {
+        return of.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
+    }
+
+    QByteArray m_server;
+    QByteArray m_name;
+    QByteArray m_text;
+};
+
+std::optional<qint64> seconds(const QDateTime &time)
+{
+    return time.isValid() ? std::optional(time.toSecsSinceEpoch()) : std::nullopt;
 }
 
-QByteArray metric(const QByteArray &name, const char *type, const char *help, qint64 value)
+void tellPasses(Page &page, const ServiceState &state)
 {
-    return head(name, type, help) + name + ' ' + QByteArray::number(value) + '\n';
+    const auto perPass = [&](const char *name, const char *type, const char *help, auto valueOf) {
+        page.begin(name, type, help);
+        for (size_t pass = 0; pass < passNames.size(); ++pass) {
+            if (const auto value = valueOf(state.passes[pass]))
+                page.sample("pass", passNames[pass], QByteArray::number(*value));
+        }
+    };
+    using Pass = ServiceState::PassState;
+    perPass("sms_pass_last_end_timestamp_seconds", "gauge", "When the last pass ended.",
+            [](const Pass &pass) { return seconds(pass.lastEnd); });
+    perPass("sms_pass_last_success_timestamp_seconds", "gauge",
+            "When the last pass ended of which nothing failed.",
+            [](const Pass &pass) { return seconds(pass.lastSuccess); });
+    perPass("sms_pass_faults_total", "counter", "Faults of the pass or of anything in it.",
+            [](const Pass &pass) { return std::optional(pass.faults); });
+    perPass("sms_pass_last_duration_seconds", "gauge", "How long the last pass took.", [](const Pass &pass) {
+        return pass.lastEnd.isValid() ? std::optional(std::chrono::duration<double>(pass.length).count())
+                                      : std::nullopt;
+    });
 }
 
-QByteArray labelled(const QByteArray &name, const char *label, QByteArray of, const QByteArray &value)
+void tellModem(Page &page, const ServiceState &state)
 {
-    of.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-    return name + '{' + label + "=\"" + of + "\"} " + value + '\n';
+    page.gauge("sms_modem_up", "1 while the modem answers on its port.", state.modem.has_value());
+    if (!state.modem)
+        return;
+    page.gauge("sms_modem_registered", "1 while the modem is registered with a network.",
+               state.modem->isRegistered);
+    page.gauge("sms_modem_signal_dbm", "Strength of the modem's reception.", state.modem->signalDbm);
+}
+
+void tellQueue(Page &page, const ServiceState &state, const QDateTime &now)
+{
+    if (state.queue) {
+        page.gauge("sms_queue_waiting", "Rows of SMS_Queues that wait to be sent.", state.queue->waiting);
+        page.gauge("sms_queue_oldest_seconds", "How long the oldest of them has been seen to wait.",
+                   state.queue->waiting == 0 ? 0 : state.queue->oldestSince.secsTo(now));
+    }
+    page.gauge("sms_sending_rests_seconds", "How long a limit has held messages back; 0 when none does.",
+               state.rest ? state.rest->since.secsTo(now) : 0);
 }
 
 } // namespace
@@ -35,53 +113,35 @@ void Metrics::count(OperatorConsole::Event event, const QString &cause)
         ++m_failures[cause];
 }
 
-void Metrics::passEnded(Pass pass, const QDateTime &end, std::chrono::milliseconds length)
+void Metrics::write(const ServiceState &state, const QDateTime &now) const
 {
-    m_passes[size_t(pass)] = {end, length};
-}
-
-void Metrics::write(const State &state) const
-{
-    const FileError error = replaceSynced(m_fileName, text(state), FileMode::figures, Sync::NotAwaited);
+    const FileError error = replaceSynced(m_fileName, text(state, now), FileMode::figures, Sync::NotAwaited);
     if (error.isError())
         throw Fault(u"无法写入监控文件 %1：%2"_s.arg(m_fileName, error.text()));
 }
 
-QByteArray Metrics::text(const State &state) const
+QByteArray Metrics::text(const ServiceState &state, const QDateTime &now) const
 {
     using Event = OperatorConsole::Event;
-    QByteArray all;
-    const auto counter = [&](const char *name, const char *help, Event event) {
-        all += metric(name, "counter", help, m_counts.value(event));
-    };
-    const auto gauge = [&](const char *name, const char *help, qint64 value) {
-        all += metric(name, "gauge", help, value);
-    };
-    const auto gaugePerPass = [&](const char *name, const char *help, auto valueOf) {
-        all += head(name, "gauge", help);
-        for (size_t pass = 0; pass < passCount; ++pass) {
-            if (m_passes[pass].end.isValid())
-                all += labelled(name, "pass", passNames[pass], QByteArray::number(valueOf(m_passes[pass])));
-        }
-    };
-    counter("sms_sent_total", "Messages that the network took.", Event::Sent);
-    all += head("sms_failed_total", "counter", "Messages that were refused, by cause.");
+    Page page(QFileInfo(m_fileName).completeBaseName());
+    page.gauge("sms_written_timestamp_seconds", "When this file was written.", seconds(now));
+    page.gauge("sms_started_timestamp_seconds", "When the program was started.", seconds(state.since));
+    page.gauge("sms_running", "1 while the service runs, 0 while it is stopped or its start fails.",
+               state.isRunning);
+    page.counter("sms_sent_total", "Messages that the network took.", m_counts.value(Event::Sent));
+    page.begin("sms_failed_total", "counter", "Messages that were refused, by cause.");
     for (auto failure = m_failures.cbegin(); failure != m_failures.cend(); ++failure)
-        all += labelled("sms_failed_total", "cause", failure.key().toUtf8(),
-                        QByteArray::number(failure.value()));
-    counter("sms_received_total", "Messages that came in and were handled.", Event::Received);
-    counter("sms_alerts_total", "Alerts of new mail that were queued.", Event::Alerted);
-    counter("sms_mails_collected_total", "External mails that were read from their servers.",
-            Event::Collected);
-    gauge("sms_queue_waiting", "Rows of SMS_Queues that wait to be sent.", state.waitingRows);
-    gauge("sms_database_up", "1 while the database is connected.", state.isDatabaseUp);
-    gauge("sms_modem_up", "1 while the modem answers on its port.", state.isModemUp);
-    gauge("sms_modem_registered", "1 while the modem is registered with a network.", state.isRegistered);
-    if (state.signalDbm)
-        gauge("sms_modem_signal_dbm", "Strength of the modem's reception.", *state.signalDbm);
-    gaugePerPass("sms_pass_last_end_timestamp_seconds", "When the last pass ended.",
-                 [](const Ended &pass) { return pass.end.toSecsSinceEpoch(); });
-    gaugePerPass("sms_pass_last_duration_seconds", "How long the last pass took.",
-                 [](const Ended &pass) { return std::chrono::duration<double>(pass.length).count(); });
-    return all;
+        page.sample("cause", failure.key().toUtf8(), QByteArray::number(failure.value()));
+    page.counter("sms_received_total", "Messages that came in and were handled.",
+                 m_counts.value(Event::Received));
+    page.counter("sms_alerts_total", "Alerts of new mail that were queued.", m_counts.value(Event::Alerted));
+    page.counter("sms_mails_collected_total", "External mails that were read from their servers.",
+                 m_counts.value(Event::Collected));
+    tellQueue(page, state, now);
+    page.gauge("sms_database_up", "1 while the database is connected.", state.isDatabaseUp);
+    tellModem(page, state);
+    tellPasses(page, state);
+    page.gauge("sms_disk_free_bytes", "Room where the least is left for the server's own files.",
+               state.diskFree);
+    return page.text();
 }

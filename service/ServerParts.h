@@ -25,4 +25,6 @@ struct ServerParts {
     MessageFiles messageFiles = {}; ///< of received messages
     /// Where the figures for a monitoring system go; "" for none.
     QString metricsFile = {};
+    /// Where the server's own files lie.
+    QStringList folders = {};
 };

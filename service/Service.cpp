@@ -1,6 +1,11 @@
 #include "service/Service.h"
 
+#include "platform/clock/Clock.h"
+
 using namespace Qt::StringLiterals;
+
+/// Well within what a monitoring system waits for.
+constexpr std::chrono::seconds betweenFigures{5};
 
 Service::Service(const ServerParts &parts, OperatorConsole &console, MessageBoxes &boxes)
     : m_parts(parts), m_boxes(boxes), m_metrics(parts.metricsFile), m_console(console, m_metrics)
@@ -20,6 +25,24 @@ Service::Service(const ServerParts &parts, OperatorConsole &console, MessageBoxe
     connect(&m_parts.modem, &ModemControl::notice, this,
             [this](const QString &text) { m_console.addLogLine(text); });
     m_console.setPanelText(OperatorConsole::Status, u"等待..."_s);
+    if (m_metrics.isWanted()) { // from now on, also while the start fails
+        onTick(tMetrics, u"tMetrics"_s, [this] { writeMetrics(); });
+        tMetrics.start(betweenFigures);
+        writeMetrics();
+    }
+}
+
+ServiceState Service::fullState()
+{
+    ServiceState state = m_passes.state();
+    state.since = m_since;
+    state.isRunning = isRunning();
+    return state;
+}
+
+void Service::writeMetrics()
+{
+    guard().run(u"监控数据"_s, [this] { m_metrics.write(fullState(), m_parts.clock.now()); });
 }
 
 void Service::setState(State state)

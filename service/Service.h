@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/Metrics.h"
 #include "service/ServiceConsole.h"
 #include "service/ServicePasses.h"
 #include "service/ServiceStart.h"
@@ -36,6 +37,9 @@ public:
     /// The Stop path without its question: the modem's port is released, the program is to end.
     void stop();
 
+    /// How it is, now. The database is asked.
+    [[nodiscard]] ServiceState fullState();
+
     /// For what else has to end in the guard.
     [[nodiscard]] TaskGuard &guard() { return m_passes.guard(); }
 
@@ -55,6 +59,7 @@ private:
     void startTimers();
     void stopWork();
     void setState(State state);
+    void writeMetrics();
     /// In the order in which they are enabled and disabled.
     [[nodiscard]] std::array<QTimer *, 5> workTimers()
     {
@@ -62,10 +67,11 @@ private:
     }
 
     const ServerParts m_parts;
+    const QDateTime m_since{m_parts.clock.now()};
     MessageBoxes &m_boxes;
     Metrics m_metrics;
     ServiceConsole m_console;
-    ServicePasses m_passes{m_parts, m_console, m_metrics};
+    ServicePasses m_passes{m_parts, m_console};
     ServiceStart m_start{m_parts, m_console};
     State m_state = State::Stopped;
     bool m_isTrying = false; // to start, unattended
@@ -79,4 +85,5 @@ private:
     QTimer TNewMail{this};
     QTimer tReceivePopMail{this};
     QTimer tStartAgain{this};
+    QTimer tMetrics{this};
 };

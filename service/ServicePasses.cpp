@@ -2,23 +2,30 @@
 
 #include "database/Recordset.h"
 
+#include <QStorageInfo>
+
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-qint64 waitingRows(Connection &connection)
+/// Marks of the queue's age that are kept: of a queue that grows for days the oldest row alone matters.
+constexpr qsizetype mostMarks = 1000;
+
+qint64 leastRoom(const QStringList &folders)
 {
-    Recordset rows(connection);
-    rows.open(u"select count(*) as Waiting from SMS_Queues where MsgStatus='0'"_s);
-    return rows.value("Waiting"_L1).toLongLong();
+    qint64 least = std::numeric_limits<qint64>::max();
+    for (const QString &folder : folders) {
+        if (const QStorageInfo disk(folder); disk.isValid())
+            least = qMin(least, disk.bytesAvailable());
+    }
+    return least;
 }
 
 } // namespace
 
-ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console, Metrics &metrics)
+ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
     : m_parts(parts),
-      m_metrics(metrics),
       m_faults(console),
       m_guard(parts.session, console, m_faults),
       m_limits(parts.clock, console, parts.sendLedgerFile),
@@ -33,6 +40,8 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
                                    [this] { m_inbound.messageArrived(); }))
 {
+    m_faults.setListener(
+        [this](const QString &task, const std::optional<QString> &cause) { noteTask(task, cause); });
     m_sender.setLimits(&m_limits);
     openInHand();
     m_inbound.setReplyLimit(&m_replyLimit);
@@ -47,6 +56,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console,
 ServicePasses::~ServicePasses()
 {
     QObject::disconnect(m_receiving);
+    m_faults.setListener({}); // the collector ends with a word to it
     m_parts.modem.setRestTest({});
     m_parts.modem.setHandOver({});
 }
@@ -63,29 +73,79 @@ void ServicePasses::openInHand()
     m_parts.modem.expectLateResult(m_inHand.isInDoubt());
 }
 
-void ServicePasses::run(Metrics::Pass pass, const QString &task, const std::function<void()> &work)
+void ServicePasses::run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work)
 {
     QElapsedTimer length;
     length.start();
+    m_isStruck[size_t(pass)] = false;
+    m_pass = pass;
     m_guard.runPass(task, work);
-    m_metrics.passEnded(pass, m_parts.clock.now(), std::chrono::milliseconds(length.elapsed()));
-    writeMetrics();
+    m_pass.reset();
+    m_states[size_t(pass)].lastEnd = m_parts.clock.now();
+    m_states[size_t(pass)].length = std::chrono::milliseconds(length.elapsed());
 }
 
-void ServicePasses::writeMetrics()
+void ServicePasses::noteTask(const QString &task, const std::optional<QString> &cause)
 {
-    if (!m_metrics.isWanted())
+    auto pass = m_pass;
+    for (int each = 0; each < ServiceState::passCount; ++each) {
+        if (task.startsWith(passName(ServiceState::Pass(each))))
+            pass = ServiceState::Pass(each);
+    }
+    if (!pass)
         return;
-    m_guard.run(u"监控数据"_s, [this] {
-        Metrics::State state;
-        state.isDatabaseUp = m_parts.session.Conn().isOpen();
-        state.isModemUp = m_parts.modem.isPortOpen();
-        state.isRegistered = reception().isRegistered;
-        state.signalDbm = reception().signalDbm;
-        if (state.isDatabaseUp)
-            state.waitingRows = waitingRows(m_parts.session.Conn());
-        m_metrics.write(state);
+    ServiceState::PassState &state = m_states[size_t(*pass)];
+    bool &isStruck = m_isStruck[size_t(*pass)];
+    if (cause) {
+        isStruck = true;
+        ++state.faults;
+        state.lastFault = m_parts.clock.now();
+        state.cause = *cause;
+        return;
+    }
+    // What goes on in a process of its own has not succeeded by being started.
+    const bool isOver = *pass != ServiceState::Pass::Collect || !m_collector.isCollecting();
+    if (isOver && task.startsWith(passName(*pass)) && !std::exchange(isStruck, false))
+        state.lastSuccess = m_parts.clock.now();
+}
+
+ServiceState ServicePasses::state()
+{
+    ServiceState state;
+    state.passes = m_states;
+    Connection &connection = m_parts.session.Conn();
+    state.databaseFailure = m_parts.session.openFailure();
+    if (connection.isOpen() || !state.databaseFailure.isEmpty())
+        state.isDatabaseUp = connection.isOpen();
+    state.queue = askQueue();
+    state.rest = m_limits.resting();
+    if (m_parts.modem.isPortOpen())
+        state.modem = reception();
+    if (!m_parts.folders.isEmpty())
+        state.diskFree = leastRoom(m_parts.folders);
+    return state;
+}
+
+/// The table keeps no time of a row; a row waits since it was first the newest, or behind the newest.
+std::optional<ServiceState::Queue> ServicePasses::askQueue()
+{
+    std::optional<ServiceState::Queue> queue;
+    if (!m_parts.session.Conn().isOpen())
+        return queue;
+    m_guard.run(u"发送队列统计"_s, [&] {
+        Recordset rows(m_parts.session.Conn());
+        rows.open(u"select count(*) as Waiting, min(OAID) as Oldest, max(OAID) as Newest from SMS_Queues"
+                  " where MsgStatus='0'"_s);
+        const QDateTime now = m_parts.clock.now();
+        const qint64 oldest = rows.value("Oldest"_L1).toLongLong();
+        while (!m_newestAt.isEmpty() && m_newestAt.firstKey() < oldest)
+            m_newestAt.erase(m_newestAt.begin());
+        const qint64 newest = rows.value("Newest"_L1).toLongLong();
+        if (m_newestAt.isEmpty() || (m_newestAt.lastKey() < newest && m_newestAt.size() < mostMarks))
+            m_newestAt.insert(newest, now);
+        queue = {rows.value("Waiting"_L1).toLongLong(), oldest, m_newestAt.first()};
     });
+    return queue;
 }
 
 const ModemControl::Reception &ServicePasses::reception()
@@ -118,12 +178,12 @@ void ServicePasses::begin()
 void ServicePasses::send()
 {
     m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
-    run(Metrics::Pass::Send, u"短信发送"_s, [this] { m_sender.pass(); });
+    run(ServiceState::Pass::Send, u"短信发送"_s, [this] { m_sender.pass(); });
     if (const auto left = m_limits.gapLeft(); left && m_sender.hasLeftRows())
         m_afterGap.start(*left);
 }
 
-void ServicePasses::runLocked(Metrics::Pass pass, const QString &task, const QString &name,
+void ServicePasses::runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
                               const std::function<void()> &work)
 {
     run(pass, task, [&] {
@@ -138,22 +198,22 @@ void ServicePasses::runLocked(Metrics::Pass pass, const QString &task, const QSt
 
 void ServicePasses::archive()
 {
-    runLocked(Metrics::Pass::Archive, u"发送结果归档"_s, u"archiver"_s, [this] { m_archiver.pass(); });
+    runLocked(ServiceState::Pass::Archive, u"发送结果归档"_s, u"archiver"_s, [this] { m_archiver.pass(); });
 }
 
 void ServicePasses::expand()
 {
-    runLocked(Metrics::Pass::Expand, u"定时短信处理"_s, u"expander"_s, [this] { m_expander.pass(); });
+    runLocked(ServiceState::Pass::Expand, u"定时短信处理"_s, u"expander"_s, [this] { m_expander.pass(); });
 }
 
 void ServicePasses::alert()
 {
-    runLocked(Metrics::Pass::Alert, u"新邮件提醒"_s, u"alerts"_s, [this] { m_alerts.pass(); });
+    runLocked(ServiceState::Pass::Alert, u"新邮件提醒"_s, u"alerts"_s, [this] { m_alerts.pass(); });
 }
 
 void ServicePasses::collect()
 {
-    run(Metrics::Pass::Collect, u"外部邮件收取"_s,
+    run(ServiceState::Pass::Collect, u"外部邮件收取"_s,
         [this] { m_collector.pass(); }); // its process takes the lock
 }
 

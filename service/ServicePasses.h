@@ -11,10 +11,11 @@
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 #include "outgoing/SendLimits.h"
-#include "service/Metrics.h"
 #include "service/ServerParts.h"
+#include "service/ServiceState.h"
 
 #include <QElapsedTimer>
+#include <QMap>
 #include <QTimer>
 
 /// The service at work: the five passes as the work timers call them, each inside the guard under its task's
@@ -22,7 +23,7 @@
 class ServicePasses
 {
 public:
-    ServicePasses(const ServerParts &parts, OperatorConsole &console, Metrics &metrics);
+    ServicePasses(const ServerParts &parts, OperatorConsole &console);
     ~ServicePasses();
     ServicePasses(const ServicePasses &) = delete;
     ServicePasses &operator=(const ServicePasses &) = delete;
@@ -48,22 +49,30 @@ public:
     /// Ends what goes on between the ticks. Takes two seconds at most.
     void stop();
 
+    /// How all this is, but for what the service alone knows. The database is asked for the queue.
+    [[nodiscard]] ServiceState state();
+
     /// For what else has to end in the guard.
     [[nodiscard]] TaskGuard &guard() { return m_guard; }
 
 private:
-    void run(Metrics::Pass pass, const QString &task, const std::function<void()> &work);
+    void run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work);
     /// A pass that one server of several does at a time.
-    void runLocked(Metrics::Pass pass, const QString &task, const QString &name,
+    void runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
                    const std::function<void()> &work);
     void openInHand();
-    void writeMetrics();
+    /// A task of a pass, or something in it, has ended.
+    void noteTask(const QString &task, const std::optional<QString> &cause);
+    [[nodiscard]] std::optional<ServiceState::Queue> askQueue();
     /// Asked of the modem once a minute.
     [[nodiscard]] const ModemControl::Reception &reception();
 
     const ServerParts m_parts;
     ServiceSettings m_settings;
-    Metrics &m_metrics;
+    std::array<ServiceState::PassState, ServiceState::passCount> m_states;
+    std::array<bool, ServiceState::passCount> m_isStruck{}; // something failed since the pass began
+    std::optional<ServiceState::Pass> m_pass;               // the one that runs
+    QMap<qint64, QDateTime> m_newestAt; // when which row of the queue was the newest that waits
     FaultLog m_faults;
     TaskGuard m_guard;
     SendLimits m_limits;

@@ -28,13 +28,18 @@ private slots:
             --strat                                       | 2 | strat
             start                                         | 2 | start
             --set Port=3                                  | 2 | Port
-            --set ServerPort                              | 2 | NAME=VALUE
+            --set ServerPort                              | 2 | 名称=值
             --set COM0=/dev/x                             | 2 | COM0
             --version                                     | 0 | sms-server
             --help                                        | 0 | --skip-old-mail
             --show-settings                               | 0 | ConnectString=Provider=SQLite
-            --skip-old-mail                               | 0 | 0 users
+            --skip-old-mail                               | 0 | 0 个用户
             --check                                       | 1 | 没有配置短信中心号码
+            --status                                      | 1 | 没有短信服务器
+            --explain queue                               | 2 | sent SOAID
+            --explain sent -1                             | 2 | 后面要写号码
+            --explain sent -1 +861                        | 0 | 队列和归档中都没有它的记录
+            --explain waiting 1                           | 0 | SMS_WaitToSend 中没有
             --headless --log-file /no/where/log           | 1 | /no/where/log
             --set com7=/dev/x=y --set COM8=               | 0 |                         | /dev/x=y
             --set COM7=/dev/x --set CenterCode=+86-138    | 1 | CenterCode 没有写入：

@@ -1,8 +1,10 @@
 #include "tests/support/ServerProcess.h"
+#include "app/SingleInstance.h"
 #include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
 
+#include <QLocalSocket>
 #include <QTest>
 #include <array>
 #include <sys/mount.h>
@@ -89,10 +91,22 @@ private slots:
         QCOMPARE(::kill(pid_t(server.processId()), SIGHUP), 0);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(server.logFile()), patience);
         for (const auto &line :
-             {u"\nsms_sent_total 1\n"_s, u"\nsms_failed_total{cause=\""_s, u"\nsms_queue_waiting 0\n"_s,
-              u"\nsms_modem_up 1\n"_s, u"\nsms_modem_signal_dbm -73\n"_s,
-              u"\nsms_pass_last_duration_seconds{pass=\"collect\"} "_s})
-            QTRY_VERIFY2_WITH_TIMEOUT(read(figures).contains(line), qPrintable(read(figures)), patience);
+             {u"\nsms_sent_total# 1\n"_s, u"\nsms_failed_total#,cause=\""_s, u"\nsms_queue_waiting# 0\n"_s,
+              u"\nsms_modem_up# 1\n"_s, u"\nsms_modem_signal_dbm# -73\n"_s, u"\nsms_running# 1\n"_s,
+              u"\nsms_pass_faults_total#,pass=\"send\"# 0\n"_s,
+              u"\nsms_pass_last_success_timestamp_seconds#,pass=\"collect\"# "_s})
+            QTRY_VERIFY2_WITH_TIMEOUT(read(figures)
+                                          .remove(u'}')
+                                          .replace(u"{server=\"figures\""_s, u"#"_s)
+                                          .contains(QString(line).replace(u"\"#"_s, u"\""_s)),
+                                      qPrintable(read(figures)), patience);
+        std::array<QLocalSocket, 3> strangers; // one talks nonsense without end, the others are silent
+        for (QLocalSocket &stranger : strangers)
+            stranger.connectToServer(settings() + u".socket"_s);
+        strangers[0].write(QByteArray(100'000, 'x'));
+        strangers[0].flush();
+        const QString status = SingleInstance::askStatus(settings()).value_or(QString());
+        QVERIFY2(status.contains(u"服务已启动\n数据库：已连接\n"_s), qPrintable(status));
         QVERIFY(server.end(SIGINT));
         QCOMPARE(server.exitCode(), 0);
         QVERIFY2(server.log().endsWith(u"释放 COM3端口成功！\n"_s), qPrintable(server.log()));

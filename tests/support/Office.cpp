@@ -239,7 +239,7 @@ ServicePasses &Office::passes()
                                       {u"--collect-mail"_s, u"--settings"_s, registry.fileName()}},
                         .sendLedgerFile = path(u"sends"_s),
                         .inHandFile = path(u"in-hand"_s)},
-            console, m_metrics);
+            console);
     m_passes->setSettings(readServiceSettings(registry));
     return *m_passes;
 }

@@ -97,6 +97,5 @@ public:
 private:
     std::optional<SimulatorProcess> m_simulator;
     std::optional<ModemControl> m_modem;
-    Metrics m_metrics{{}};
     std::optional<ServicePasses> m_passes;
 };

@@ -1,0 +1,170 @@
+#include "app/Explanation.h"
+
+#include "database/Recordset.h"
+#include "foundation/DateTimeValue.h"
+#include "foundation/UserDirectory.h"
+#include "outgoing/MessageStatus.h"
+#include "outgoing/ScheduledMessageExpander.h"
+
+#include <QSet>
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// As many lines of one kind as a person would read.
+constexpr int mostLines = 100;
+
+/// Adds a line of which there may be many.
+void addSome(QStringList &lines, int number, const QString &line)
+{
+    if (number < mostLines)
+        lines += u"  "_s + line;
+    else if (number == mostLines)
+        lines += u"  ……"_s;
+}
+
+qint64 count(Connection &connection, const QString &sql, const QVariantList &values)
+{
+    const auto found = connection.firstValue(sql, values);
+    return found ? found->toLongLong() : 0;
+}
+
+QStringList explainWaiting(Connection &connection, qint64 id, const QDateTime &now)
+{
+    Recordset row(connection);
+    row.open(u"select ToSendDT, ToUserList from SMS_WaitToSend where OAID=?"_s, {id});
+    if (row.atEnd())
+        return {
+            u"SMS_WaitToSend 中没有 OAID 为 %1 的短信：已到时间进入队列（在 SMS_SendList 中按内容查出编号，"
+            "再用 --explain sent 编号），或已由办公系统撤回，或没有写入过"_s.arg(id)};
+    const auto due = dateTimeValue(row.value("ToSendDT"_L1));
+    if (!due)
+        return {u"发送时间为空或不是有效的日期时间，不会发送，要由办公系统改正"_s};
+    const QString time = due->toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    QStringList lines{*due > now ? u"定于 %1 发送，时间还没有到（现在是 %2）"_s.arg(
+                                       time, now.toString(u"yyyy-MM-dd HH:mm:ss"_s))
+                                 : u"应于 %1 发送，时间已到，等待下一次扫描放入队列"_s.arg(time)};
+    if (row.value("ToUserList"_L1).isNull())
+        return lines << u"收件人列表为空值，不会发送，要由办公系统改正"_s;
+    lines += u"收件人："_s;
+    int number = 0;
+    const QStringList recipients = recipientItems(row.text("ToUserList"_L1));
+    for (const QString &recipient : recipients) {
+        if (recipient.isEmpty() || number > mostLines)
+            continue;
+        const QString mobile = getUserMB(connection, recipient);
+        addSome(lines, number++,
+                recipient + (mobile.isEmpty() ? u"：查不到手机号码，将跳过"_s : u"："_s + mobile));
+    }
+    return lines;
+}
+
+/// Fixed-length columns pad the text with blanks.
+bool hasStatus(const Recordset &row, MessageStatus status)
+{
+    return row.text("MsgStatus"_L1).trimmed() == QString::number(int(status));
+}
+
+QString statusText(const Recordset &row)
+{
+    if (hasStatus(row, MessageStatus::Waiting))
+        return u"等待发送"_s;
+    return hasStatus(row, MessageStatus::Failed) ? u"发送失败，等待归档"_s : u"已经发送，等待归档"_s;
+}
+
+QStringList explainQueue(Connection &connection, qint64 id)
+{
+    Recordset row(connection);
+    row.open(u"select SOAID, ToUser, ToMB, MsgContent, MsgStatus from SMS_Queues where OAID=?"_s, {id});
+    if (row.atEnd())
+        return {u"SMS_Queues 中没有 OAID 为 %1 的短信：已归档到 SMS_ResultDetail（用 --explain sent SOAID "
+                u"号码 查询），"
+                "或没有写入过"_s.arg(id)};
+    QStringList lines{u"发给 %1（%2），SMS_SendList 编号 %3：%4"_s.arg(
+        row.text("ToMB"_L1), row.text("ToUser"_L1), row.text("SOAID"_L1), statusText(row))};
+    if (!hasStatus(row, MessageStatus::Waiting))
+        return lines;
+    if (row.value("ToMB"_L1).isNull() || row.value("MsgContent"_L1).isNull())
+        lines += u"号码或内容为空值，下一次发送时记为失败"_s;
+    lines += u"排在它前面的有 %1 条"_s.arg(
+        count(connection, u"select count(*) from SMS_Queues where MsgStatus='0' and OAID<?"_s, {id}));
+    return lines;
+}
+
+/// Those of the list that neither wait nor have a result: their number was not found.
+void tellSkipped(Connection &connection, const Recordset &message, const QSet<QString> &known,
+                 QStringList &lines)
+{
+    int number = 0;
+    const QStringList recipients = recipientItems(message.text("ToUserList"_L1));
+    for (const QString &recipient : recipients) {
+        if (recipient.isEmpty() || known.contains(recipient) || number > mostLines)
+            continue;
+        const bool isThere = !getUserMB(connection, recipient).isEmpty();
+        addSome(lines, number++,
+                recipient + (isThere ? u"：没有记录，可能已被删除，或当时查不到手机号码"_s
+                                     : u"：查不到手机号码，已跳过"_s));
+    }
+}
+
+QStringList explainSent(Connection &connection, const Question &question)
+{
+    Recordset message(connection);
+    message.open(u"select ToUserList, CreateDT from SMS_SendList where OAID=?"_s, {question.id});
+    const bool isSingle = question.id == -1;
+    if (message.atEnd() && !isSingle)
+        return {u"SMS_SendList 中没有 OAID 为 %1 的短信"_s.arg(question.id)};
+    QStringList lines{isSingle ? u"单条短信（确认、提醒），收件号码 "_s + question.number
+                               : u"群发短信，写入于 "_s + message.text("CreateDT"_L1)};
+    QString condition = u" where SOAID=?"_s;
+    QVariantList values{question.id};
+    if (!question.number.isEmpty()) {
+        condition += u" and ToMB=?"_s;
+        values += question.number;
+    }
+    QSet<QString> known;
+    int number = 0;
+    Recordset rows(connection);
+    rows.open(u"select OAID, ToUser, ToMB, MsgStatus from SMS_Queues"_s + condition + u" order by OAID"_s,
+              values);
+    for (; !rows.atEnd(); rows.moveNext()) {
+        known += rows.text("ToUser"_L1);
+        addSome(lines, number++,
+                u"队列 OAID %1，%2（%3）：%4"_s.arg(rows.text("OAID"_L1), rows.text("ToMB"_L1),
+                                                    rows.text("ToUser"_L1), statusText(rows)));
+    }
+    number = 0;
+    rows.open(u"select ToUser, ToMB, SendOutDT, IsSuccess from SMS_ResultDetail"_s + condition +
+                  u" order by OAID desc"_s,
+              values);
+    for (; !rows.atEnd(); rows.moveNext()) {
+        known += rows.text("ToUser"_L1);
+        addSome(
+            lines, number++,
+            u"已归档，%1（%2），%3：%4"_s.arg(
+                rows.text("ToMB"_L1), rows.text("ToUser"_L1), rows.text("SendOutDT"_L1),
+                rows.text("IsSuccess"_L1).trimmed() == u"1" ? u"发送成功"_s : u"发送失败，原因在日志中"_s));
+    }
+    if (known.isEmpty())
+        lines += u"队列和归档中都没有它的记录"_s;
+    if (!isSingle && question.number.isEmpty())
+        tellSkipped(connection, message, known, lines);
+    return lines;
+}
+
+} // namespace
+
+QStringList explain(Connection &connection, const Question &question, const QDateTime &now)
+{
+    switch (question.about) {
+    case Question::About::Waiting:
+        return explainWaiting(connection, question.id, now);
+    case Question::About::Queue:
+        return explainQueue(connection, question.id);
+    case Question::About::Sent:
+        return explainSent(connection, question);
+    }
+    return {};
+}
