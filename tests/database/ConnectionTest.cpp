@@ -3,61 +3,35 @@
 #include "tests/support/Loopback.h"
 
 #include <QFile>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <future>
-#include <pwd.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
 
-/// pgbouncer in front of a private PostgreSQL.
-class Pool
+/// pgbouncer in front of a private PostgreSQL. It refuses to run as root.
+void startPool(QProcess &pool, const QString &folder, int port, const PrivateDatabaseServer &server,
+               const QString &mode)
 {
-public:
-    Pool(const PrivateDatabaseServer &server, const QString &mode)
-    {
-        QFile settings(m_folder.filePath(u"pool.ini"_s));
-        if (!settings.open(QIODevice::WriteOnly))
-            throw Fault(settings.errorString());
-        settings.write(
-            u"[databases]\n* = host=127.0.0.1 port=%1 user=%2 password='%3'\n"
-            "[pgbouncer]\nlisten_addr=127.0.0.1\nlisten_port=%4\nunix_socket_dir=\nauth_type=any\n"
-            "pool_mode=%5\nignore_startup_parameters=extra_float_digits\n"_s.arg(server.port())
-                .arg(PrivateDatabaseServer::user(), PrivateDatabaseServer::password().replace(u'\'', "''"_L1))
-                .arg(m_port)
-                .arg(mode)
-                .toUtf8());
-        settings.close();
-        QFile::setPermissions(m_folder.path(),
-                              QFile::permissions(m_folder.path()) | QFile::ReadOther | QFile::ExeOther);
-        settings.setPermissions(settings.permissions() | QFile::ReadOther);
-        // It refuses to run as root.
-        m_process.setChildProcessModifier([] {
-            const passwd *account = ::geteuid() == 0 ? ::getpwnam("postgres") : nullptr;
-            if (account && (::setgid(account->pw_gid) != 0 || ::setuid(account->pw_uid) != 0))
-                ::_exit(127);
-        });
-        m_process.setStandardErrorFile(QProcess::nullDevice());
-        m_process.start(u"/usr/sbin/pgbouncer"_s, {settings.fileName()});
-    }
-    ~Pool()
-    {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
-
-    [[nodiscard]] int port() const { return m_port; }
-
-private:
-    QTemporaryDir m_folder;
-    QProcess m_process;
-    const int m_port = freeLoopbackPort();
-};
+    const QString settings =
+        u"[databases]\n* = host=127.0.0.1 port=%1 user=%2 password='%3'\n"
+        "[pgbouncer]\nlisten_addr=127.0.0.1\nlisten_port=%4\nunix_socket_dir=\nauth_type=any\n"
+        "pool_mode=%5\nignore_startup_parameters=extra_float_digits\n"_s.arg(server.port())
+            .arg(PrivateDatabaseServer::user(), PrivateDatabaseServer::password().replace(u'\'', "''"_L1))
+            .arg(port)
+            .arg(mode);
+    const QString script = u"cd $0; printf %s \"$1\" >pool.ini; chmod -R a+rX .; [ $(id -u) != 0 ] ||"
+                           " as='setpriv --reuid=postgres --regid=postgres --clear-groups';"
+                           " exec $as /usr/sbin/pgbouncer pool.ini"_s;
+    pool.setStandardErrorFile(QProcess::nullDevice());
+    pool.start(u"sh"_s, {u"-c"_s, script, folder, settings});
+}
 
 /// The greeting of a server that wants the password in clear (protocol 10, mysql_clear_password).
 QByteArray greetingThatAsksForClearPassword()
@@ -141,9 +115,16 @@ private slots:
         QFETCH(DatabaseRoute, route);
         QFETCH(QString, mode);
         const Office database(route, SchemaKind::None);
-        const Pool pool(serverOf(route), mode);
-        const QString target = database.connectString().replace(QString::number(serverOf(route).port()),
-                                                                QString::number(pool.port()));
+        const QTemporaryDir folder;
+        const int port = freeLoopbackPort();
+        QProcess pool;
+        startPool(pool, folder.path(), port, serverOf(route), mode);
+        const auto end = qScopeGuard([&pool] {
+            pool.kill();
+            pool.waitForFinished();
+        });
+        const QString target =
+            database.connectString().replace(QString::number(serverOf(route).port()), QString::number(port));
         Connection connection;
         std::optional<DatabaseFault> fault;
         const auto isListening = [&] {
