@@ -52,8 +52,11 @@ SenderRun senderRun(int latency)
     modem.setHandOver(
         {[&](const HandOver::Part &part) { inHand.handingOver(part); },
          [&](const HandOver::Part &part, bool isAccepted) { inHand.handedOver(part, isAccepted); }});
-    QueueSender sender(office.session, office.console, office.faults, modem, inHand);
-    run.seconds = secondsOf([&] { sender.pass(); });
+    QueueSender sender(office.session, office.console, office.faults, office.clock, modem, inHand);
+    run.seconds = secondsOf([&] {
+        while (sender.sendNext()) {
+        }
+    });
     return run;
 }
 

@@ -20,13 +20,22 @@ QString databaseTask()
 
 void TaskGuard::run(const QString &task, const std::function<void()> &work)
 {
+    attempt(task, [&work] {
+        work();
+        return false;
+    });
+}
+
+bool TaskGuard::attempt(const QString &task, const std::function<bool()> &turn)
+{
     const auto sumUp = qScopeGuard([this] {
         m_faults.sumUpRows();
         for (const QString &table : m_session.Conn().takeReplacedTables())
             tellReplacedCharacters(table);
     });
     try {
-        work();
+        if (turn())
+            return true;
         m_held.remove(task);
         m_faults.over(task);
     } catch (const DatabaseFault &fault) {
@@ -43,6 +52,7 @@ void TaskGuard::run(const QString &task, const std::function<void()> &work)
     } catch (const std::exception &error) {
         m_faults.failed(task, QString::fromUtf8(error.what()));
     }
+    return false;
 }
 
 void TaskGuard::tellReplacedCharacters(const QString &table)
@@ -55,11 +65,19 @@ void TaskGuard::tellReplacedCharacters(const QString &table)
 
 void TaskGuard::runPass(const QString &task, const std::function<void()> &pass)
 {
-    if (m_console.stopRequested() || isHeld(task) || !databaseReady())
-        return;
-    run(task, [&] {
-        m_session.Conn().renewPatience();
+    static_cast<void>(runTurn(task, [&pass] {
         pass();
+        return false;
+    }));
+}
+
+bool TaskGuard::runTurn(const QString &task, const std::function<bool()> &turn)
+{
+    if (m_console.stopRequested() || isHeld(task) || !databaseReady())
+        return false;
+    return attempt(task, [&] {
+        m_session.Conn().renewPatience();
+        return turn();
     });
 }
 

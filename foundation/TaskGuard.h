@@ -28,6 +28,9 @@ public:
     /// or when the program has been asked to end. A pass that ended because somebody holds a table is left out alone,
     /// for 1 s, then 2, 4, 8 and 15.
     void runPass(const QString &task, const std::function<void()> &pass);
+    /// The same for one turn of a pass that goes on from the event loop as long as turn answers true; the task
+    /// is well again only when the whole pass is over. False when there is no next turn.
+    [[nodiscard]] bool runTurn(const QString &task, const std::function<bool()> &turn);
 
 private:
     struct Held {
@@ -35,6 +38,7 @@ private:
         QElapsedTimer since;
     };
 
+    bool attempt(const QString &task, const std::function<bool()> &turn);
     [[nodiscard]] bool databaseReady();
     [[nodiscard]] bool isHeld(const QString &task) const;
     void hold(const QString &task);

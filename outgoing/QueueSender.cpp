@@ -3,6 +3,7 @@
 #include "database/Recordset.h"
 
 #include <QScopeGuard>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -11,24 +12,14 @@ namespace
 
 using Panel = OperatorConsole::Panel;
 
-/// Tries of one row, each in a pass of its own, that the modem leaves without an answer or the network does
-/// not take.
-constexpr int maximumTries = 3;
-
 /// Of one message, if a kill left the end of the first unknown.
 constexpr int maximumHandOvers = 2;
 
 /// Rows that are looked up again in one pass although others hold them: each may cost a second.
 constexpr int maximumHeld = 2;
 
-/// While nothing is accepted, a row's tries count only this far apart: ...
-constexpr qint64 millisecondsApart = 30000;
-/// ... and this far while the network takes none of several rows.
-constexpr qint64 millisecondsApartInOutage = 300000;
-
-/// Rows in succession that the network does not take before a pass ends: it is the network then, not
-/// the rows.
-constexpr int maximumNotTaken = 3;
+/// After this a pass ends, so that what has come meanwhile has its turn.
+constexpr auto longestPass = std::chrono::minutes(1);
 
 QString answerTask()
 {
@@ -52,76 +43,110 @@ void lowerToSend(OperatorConsole &console, qint64 amount)
 
 } // namespace
 
-void QueueSender::pass()
+qint64 waitingRows(Connection &connection)
 {
+    return connection.firstValue(u"select count(*) from SMS_Queues where MsgStatus='0'"_s, {})
+        .value_or(QVariant())
+        .toLongLong();
+}
+
+bool QueueSender::sendNext()
+{
+    auto end = qScopeGuard([this] { endPass(); }); // also when something is thrown
+    if ((!m_isPassing && !beginPass()) || !goOn())
+        return false;
+    if (m_clock.steady() - m_begunAt >= longestPass)
+        return true;
+    end.dismiss();
+    // Other passes take locks of their own between the turns.
+    if (!holdsLock())
+        m_lock.release();
+    return true;
+}
+
+void QueueSender::endPass()
+{
+    if (!std::exchange(m_isPassing, false))
+        return;
+    if (m_untried > 0)
+        lowerToSend(m_console, m_untried);
+    m_rows = {};
+    if (!holdsLock())
+        m_lock.release();
+}
+
+/// False when there is nothing to send now.
+bool QueueSender::beginPass()
+{
+    m_untried = 0;
     settle();
     if (holdsLock())
-        return;
-    const auto letGo = qScopeGuard([this] {
-        if (!holdsLock())
-            m_lock.release();
-    });
-    m_notTaken = 0;
-    m_untried = 0;
+        return false;
     m_lockedNumbers.clear();
+    m_begunAt = m_clock.steady();
     if (m_limits != nullptr)
         m_limits->beginPass();
+    const auto restsUntil = m_limits != nullptr ? m_limits->restsUntil(1) : std::nullopt;
+    if (restsUntil)
+        m_untried = waitingRows(m_session.Conn());
+    else
+        readRows();
+    m_isPassing = true;
+    raisePanel(m_console, Panel::ToSend, m_untried);
+    m_console.setPanelText(Panel::Status, m_untried == 0 ? u"准备就绪"_s : u"正在发送..."_s);
+    if (restsUntil && m_untried > 0)
+        m_limits->rest(*restsUntil, m_untried);
+    return m_untried > 0 && !restsUntil;
+}
+
+/// In the database's own order; but rows that were tried come last, and where the whole takes longer than a pass or
+/// a limit presses, the single messages before the broadcasts.
+void QueueSender::readRows()
+{
     Recordset queue(m_session.Conn());
     queue.open(u"select OAID, SOAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
-    raisePanel(m_console, Panel::ToSend, queue.recordCount());
-    if (queue.recordCount() == 0) {
-        m_console.setPanelText(Panel::Status, u"准备就绪"_s);
-        return;
-    }
-    m_console.setPanelText(Panel::Status, u"正在发送..."_s);
     m_untried = queue.recordCount();
-    // However the pass ends, the rows it did not try are no longer its own.
-    const auto giveBack = qScopeGuard([&] {
-        if (m_untried > 0)
-            lowerToSend(m_console, m_untried);
-    });
+    const bool singlesFirst =
+        m_untried * m_messageTime > longestPass || (m_limits != nullptr && m_limits->presses(m_untried));
+    m_rows.reserve(size_t(m_untried));
+    for (; !queue.atEnd(); queue.moveNext()) {
+        const auto lastTry = m_tried.lastTry(queue.value("OAID"_L1).toLongLong());
+        const bool isSingle = queue.value("SOAID"_L1).toString().trimmed() == "-1"_L1;
+        const int group = lastTry ? 2 : singlesFirst && !isSingle ? 1 : 0;
+        m_rows.push_back({queue.value("OAID"_L1), queue.value("ToMB"_L1), queue.value("MsgContent"_L1), group,
+                          lastTry.value_or(std::chrono::milliseconds(0))});
+    }
+    std::ranges::stable_sort(m_rows, {}, [](const Row &row) { return std::pair(row.group, row.lastTry); });
+}
+
+/// One row. False when the pass is over.
+bool QueueSender::goOn()
+{
+    const Row &row = m_rows[m_rows.size() - size_t(m_untried)];
+    if (!mayGoOn(row) || mustRest(smsCount(row.text.toString())))
+        return false;
     try {
-        for (const Row &row : rowsInTurn(queue)) {
-            if (!mayGoOn() || mustRest(row))
-                break;
-            trySend(row);
-            lowerToSend(m_console, 1);
-            --m_untried;
-        }
-        m_isOutage = m_notTaken >= maximumNotTaken;
-        if (m_limits != nullptr && m_untried == 0)
-            m_limits->allSent();
+        trySend(row);
     } catch (const ModemFault &fault) {
         // Of a device that is gone the control itself tells the operator, once for each end.
         if (fault.kind() != ModemFault::Kind::PortLost)
             throw;
+        return false;
     }
+    lowerToSend(m_console, 1);
+    if (--m_untried == 0 && m_limits != nullptr)
+        m_limits->allSent();
+    return m_untried > 0;
 }
 
-bool QueueSender::mayGoOn() const
+bool QueueSender::mayGoOn(const Row &row) const
 {
-    return !m_console.stopRequested() && !holdsLock() && m_notTaken < maximumNotTaken;
+    return !m_console.stopRequested() && !holdsLock() && m_tried.mayTry(row.id.toLongLong());
 }
 
-/// In the database's own order; while a limit presses, the single messages before the broadcasts.
-std::vector<QueueSender::Row> QueueSender::rowsInTurn(Recordset &queue) const
+bool QueueSender::mustRest(qsizetype parts)
 {
-    const bool singlesFirst = m_limits != nullptr && m_limits->presses(queue.recordCount());
-    std::vector<Row> rows;
-    std::vector<Row> broadcasts;
-    for (; !queue.atEnd(); queue.moveNext()) {
-        const bool isSingle = queue.value("SOAID"_L1).toString().trimmed() == "-1"_L1;
-        (singlesFirst && !isSingle ? broadcasts : rows)
-            .push_back({queue.value("OAID"_L1), queue.value("ToMB"_L1), queue.value("MsgContent"_L1)});
-    }
-    rows.insert(rows.end(), broadcasts.begin(), broadcasts.end());
-    return rows;
-}
-
-bool QueueSender::mustRest(const Row &row)
-{
-    const auto until =
-        m_limits != nullptr ? m_limits->restsUntil(smsCount(row.text.toString())) : std::nullopt;
+    const auto until = m_limits != nullptr ? m_limits->restsUntil(parts) : std::nullopt;
     if (until)
         m_limits->rest(*until, m_untried);
     return until.has_value();
@@ -161,10 +186,11 @@ void QueueSender::trySend(const Row &row)
         return;
     }
     try {
+        const auto begun = m_clock.steady();
         const qint16 result = m_modem.send(number.toString(), text.toString());
         m_faults.over(answerTask());
-        m_notTaken = 0;
         if (result == 0) {
+            m_messageTime = m_clock.steady() - begun;
             succeed(id);
         } else {
             fail(id, number.toString(), u"%1（代码 %2）"_s.arg(m_modem.lastRefusal()).arg(result));
@@ -185,34 +211,17 @@ void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault 
         m_faults.failed(answerTask(), fault.message());
         return;
     case ModemFault::Kind::NotTaken:
-        ++m_notTaken;
-        break;
     case ModemFault::Kind::NoAnswer:
         break;
     }
     m_faults.failed(answerTask(), fault.message());
-    if (countTry(id, fault.kind()) >= maximumTries)
+    if (m_tried.noteTry(id, number, fault.kind()))
         fail(id, number, fault.message());
-}
-
-int QueueSender::countTry(qint64 id, ModemFault::Kind kind)
-{
-    const bool isFirst = !m_tries.contains(id);
-    Tries &tries = m_tries[id];
-    if (isFirst)
-        tries.acceptedBefore = m_accepted;
-    const bool othersPass = m_accepted != tries.acceptedBefore;
-    const qint64 apart = m_isOutage ? millisecondsApartInOutage : millisecondsApart;
-    if (isFirst || othersPass || kind == ModemFault::Kind::NoAnswer || tries.last.elapsed() >= apart) {
-        ++tries.count;
-        tries.last.start();
-    }
-    return tries.count;
 }
 
 void QueueSender::succeed(qint64 id)
 {
-    ++m_accepted;
+    m_tried.noteAccepted();
     m_console.count(OperatorConsole::Event::Sent);
     finish(id, MessageStatus::Sent, {});
 }
@@ -231,7 +240,7 @@ void QueueSender::fail(qint64 id, const QString &number, const QString &cause)
 /// Of the row in hand.
 void QueueSender::finish(qint64 id, MessageStatus status, const QString &cause)
 {
-    m_tries.remove(id);
+    m_tried.remove(id);
     m_inHand.noteResult(status, cause);
     raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
     static_cast<void>(writeStatus(id, status));

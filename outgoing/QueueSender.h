@@ -7,9 +7,8 @@
 #include "outgoing/InHand.h"
 #include "outgoing/MessageStatus.h"
 #include "outgoing/SendLimits.h"
+#include "outgoing/TriedRows.h"
 
-#include <QElapsedTimer>
-#include <QHash>
 #include <QSet>
 #include <vector>
 
@@ -19,9 +18,15 @@ class Recordset;
 class QueueSender
 {
 public:
-    QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, ModemControl &modem,
-                InHand &inHand)
-        : m_session(session), m_console(console), m_faults(faults), m_modem(modem), m_inHand(inHand)
+    QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, const Clock &clock,
+                ModemControl &modem, InHand &inHand)
+        : m_session(session),
+          m_console(console),
+          m_faults(faults),
+          m_clock(clock),
+          m_modem(modem),
+          m_inHand(inHand),
+          m_tried(clock)
     {
     }
 
@@ -36,17 +41,26 @@ public:
     /// sends it.
     [[nodiscard]] bool holdsLock() const { return m_isShared && m_inHand.hasResults(); }
     /// True when the last pass ended before it had tried every row.
-    [[nodiscard]] bool hasLeftRows() const { return m_untried > 0; }
+    [[nodiscard]] bool hasLeftRows() const { return !m_isPassing && m_untried > 0; }
+    /// True from a sendNext() that is to be called again to the end of the pass.
+    [[nodiscard]] bool isPassing() const { return m_isPassing; }
 
-    /// One pass over every waiting row. A send that the network refused for good is an outcome. When the
-    /// modem cannot try (device gone, no network) the pass ends with ModemFault and the untried rows stay
-    /// waiting. A row that got no answer, or that the network did not take this time, stays waiting too, for
-    /// three tries in all (which count only half a minute apart while nothing is accepted, five minutes while
-    /// the network takes none of several rows), and the others go on. Throws DatabaseFault when the database
-    /// is gone. A message that was handed over is never handed over again in this run, whatever the database
-    /// does: only its status is written again. While that is refused nothing more is sent to its number, and with
-    /// other servers on the database nothing at all.
-    void pass();
+    /// Hands over the next row of the pass, after having begun one when none goes on. True when it is to be called
+    /// again, from the event loop, so that what else is due waits for one message at most.
+    ///
+    /// A pass goes over every row that waits as it begins, those first that were never tried. One that has lasted a
+    /// minute ends, and the next call begins another at once: then the single messages (SOAID -1) that have come since
+    /// go before a broadcast, as always in a queue that takes longer than a minute.
+    ///
+    /// A send that the network refused for good is an outcome. When the modem cannot try (device gone, no network) the
+    /// pass ends with ModemFault and the untried rows stay waiting. A row that got no answer, or that the network did
+    /// not take this time, stays waiting too, for some tries (TriedRows), and the others go on. Throws DatabaseFault
+    /// when the database is gone. A message that was handed over is never handed over again in this run, whatever the
+    /// database does: only its status is written again. While that is refused nothing more is sent to its
+    /// number, and with other servers on the database nothing at all.
+    [[nodiscard]] bool sendNext();
+    /// Ends the pass that goes on, if any: the rows that it did not try are no longer its own.
+    void endPass();
 
     /// What the run before left in hand comes to its end: a result that was noted, or that the modem told since it
     /// was opened, is its row's; two hand-overs of unknown end are a failure; else the message is sent once more. To
@@ -54,23 +68,20 @@ public:
     void settle();
 
 private:
-    struct Tries {
-        int count = 0;
-        QElapsedTimer last;
-        qint64 acceptedBefore = 0; ///< messages of this run that were accepted before the first try
-    };
-
     struct Row {
         QVariant id; // OAID
         QVariant number;
         QVariant text;
+        int group = 0;                        // the lowest goes first, ...
+        std::chrono::milliseconds lastTry{0}; // ... in it the one tried longest ago
     };
-    [[nodiscard]] std::vector<Row> rowsInTurn(Recordset &queue) const;
+    [[nodiscard]] bool beginPass();
+    void readRows();
+    [[nodiscard]] bool goOn();
     void trySend(const Row &row);
-    [[nodiscard]] bool mayGoOn() const;
-    [[nodiscard]] bool mustRest(const Row &row);
+    [[nodiscard]] bool mayGoOn(const Row &row) const;
+    [[nodiscard]] bool mustRest(qsizetype parts);
     [[nodiscard]] bool isOurs(qint64 id, const QString &number);
-    int countTry(qint64 id, ModemFault::Kind kind);
     void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);
     void succeed(qint64 id);
     void fail(qint64 id, const QString &number, const QString &cause);
@@ -82,16 +93,21 @@ private:
     DatabaseSession &m_session;
     OperatorConsole &m_console;
     FaultLog &m_faults;
+    const Clock &m_clock;
     ModemControl &m_modem;
     InHand &m_inHand;
-    bool m_isResolved = false;      // what an earlier run left in hand
-    QHash<qint64, Tries> m_tries;   // by OAID: without an answer, or not taken
-    qint64 m_accepted = 0;          // messages in this run
-    qint64 m_untried = 0;           // rows of this pass
-    SendLimits *m_limits = nullptr; // none: none is kept
+    bool m_isResolved = false; // what an earlier run left in hand
+    TriedRows m_tried;
+    std::vector<Row> m_rows; // of this pass, in their turn; the last m_untried are to come
+    qint64 m_untried = 0;
+    bool m_isPassing = false;
+    std::chrono::milliseconds m_begunAt{0};                            // the pass
+    std::chrono::milliseconds m_messageTime = std::chrono::seconds(3); // of the last message
+    SendLimits *m_limits = nullptr;                                    // none: none is kept
     bool m_isShared = false;
     NamedLock m_lock{m_session.Conn()};
     QSet<QString> m_lockedNumbers; // found so in this pass
-    int m_notTaken = 0;            // rows in succession in this pass
-    bool m_isOutage = false;       // the last pass ended because the network took nothing
 };
+
+/// The rows of the queue that wait to be sent. Throws DatabaseFault.
+[[nodiscard]] qint64 waitingRows(Connection &connection);

@@ -30,7 +30,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_guard(parts.session, console, m_faults),
       m_limits(parts.clock, console, parts.sendLedgerFile),
       m_inHand(parts.inHandFile),
-      m_sender(parts.session, console, m_faults, parts.modem, m_inHand),
+      m_sender(parts.session, console, m_faults, parts.clock, parts.modem, m_inHand),
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
@@ -48,9 +48,9 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
     parts.modem.setRestTest([this](const QString &sender, const QString &time, const QStringList &fragments) {
         return m_inbound.isRest(sender, time, fragments);
     });
-    m_afterGap.setSingleShot(true);
-    m_afterGap.setTimerType(Qt::PreciseTimer);
-    m_afterGap.callOnTimeout([this] { send(); });
+    m_nextTurn.setSingleShot(true);
+    m_nextTurn.setTimerType(Qt::PreciseTimer);
+    m_nextTurn.callOnTimeout([this] { sendOn(); });
 }
 
 ServicePasses::~ServicePasses()
@@ -81,6 +81,11 @@ void ServicePasses::run(ServiceState::Pass pass, const QString &task, const std:
     m_pass = pass;
     m_guard.runPass(task, work);
     m_pass.reset();
+    noteEnd(pass, length);
+}
+
+void ServicePasses::noteEnd(ServiceState::Pass pass, const QElapsedTimer &length)
+{
     m_states[size_t(pass)].lastEnd = m_parts.clock.now();
     m_states[size_t(pass)].length = std::chrono::milliseconds(length.elapsed());
 }
@@ -178,9 +183,32 @@ void ServicePasses::begin()
 void ServicePasses::send()
 {
     m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
-    run(ServiceState::Pass::Send, u"短信发送"_s, [this] { m_sender.pass(); });
-    if (const auto left = m_limits.gapLeft(); left && m_sender.hasLeftRows())
-        m_afterGap.start(*left);
+    if (!m_sender.isPassing())
+        sendOn();
+}
+
+void ServicePasses::sendOn()
+{
+    constexpr auto pass = ServiceState::Pass::Send;
+    if (!m_sender.isPassing()) {
+        m_sinceSendPass.start();
+        m_isStruck[size_t(pass)] = false;
+    }
+    m_pass = pass;
+    bool hasNext = false; // of this pass or of the one to be begun at once
+    const bool goesOn = m_guard.runTurn(u"短信发送"_s, [&] {
+        hasNext = m_sender.sendNext();
+        return m_sender.isPassing();
+    });
+    m_pass.reset();
+    if (!goesOn) {
+        m_sender.endPass(); // the guard may have left out the turn
+        noteEnd(pass, m_sinceSendPass);
+    }
+    if (hasNext)
+        m_nextTurn.start(0);
+    else if (const auto left = m_limits.gapLeft(); left && m_sender.hasLeftRows())
+        m_nextTurn.start(*left);
 }
 
 void ServicePasses::runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
@@ -219,6 +247,7 @@ void ServicePasses::collect()
 
 void ServicePasses::stop()
 {
-    m_afterGap.stop();
+    m_nextTurn.stop();
+    m_sender.endPass();
     m_collector.stop();
 }

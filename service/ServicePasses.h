@@ -33,8 +33,11 @@ public:
 
     /// A Start succeeded, and nothing has come from it yet.
     void begin();
-    /// TSend: the queue to the modem; before it, received messages that the database had refused.
+    /// TSend: the queue to the modem, row by row from the event loop; a tick meanwhile begins no other pass. Before it,
+    /// received messages that the database had refused.
     void send();
+    /// The send pass of a tick is still at it, or waits for the end of a SendGap.
+    [[nodiscard]] bool isSending() const { return m_nextTurn.isActive(); }
     /// TSendResultDetail: finished rows to the archive.
     void archive();
     /// tSchedule: due messages to the queue.
@@ -57,6 +60,8 @@ public:
 
 private:
     void run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work);
+    void noteEnd(ServiceState::Pass pass, const QElapsedTimer &length);
+    void sendOn();
     /// A pass that one server of several does at a time.
     void runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
                    const std::function<void()> &work);
@@ -87,5 +92,6 @@ private:
     QMetaObject::Connection m_receiving;
     ModemControl::Reception m_reception;
     QElapsedTimer m_sinceReception;
-    QTimer m_afterGap; // sends what a pass left when SendGap is over
+    QElapsedTimer m_sinceSendPass; // began
+    QTimer m_nextTurn;             // of the send pass: at once, or when SendGap is over
 };

@@ -225,8 +225,8 @@ private:
         m_asked = 0;
         ServicePasses &service = m_office.passes();
         (service.*passes[name])();
-        if (!QTest::qWaitFor([&] { return !service.isCollecting(); }, 20'000))
-            throw Fault(u"the collection does not end"_s);
+        if (!QTest::qWaitFor([&] { return !service.isCollecting() && !service.isSending(); }, 20'000))
+            throw Fault(u"the pass does not end"_s);
     }
     QString received(const QString &rest)
     {
