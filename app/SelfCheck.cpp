@@ -68,6 +68,11 @@ bool checkTable(Connection &connection, const OfficeTable &table, CheckReport &r
     return false;
 }
 
+QString orUnknown(const QString &digits)
+{
+    return digits.isEmpty() ? u"未知"_s : digits;
+}
+
 QString modemRemedy(ModemResult result)
 {
     switch (result) {
@@ -218,15 +223,19 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         return;
     }
     const ModemControl::Description found = parts.modem.describe();
+    const ModemStatus status = parts.modem.askStatus();
     report.well(u"COM%1 短信猫应答正常（%2 波特，%3）"_s.arg(port)
                     .arg(found.baud)
-                    .arg(found.model.isEmpty() ? u"型号未知"_s : found.model));
+                    .arg(status.model.isEmpty() ? u"型号未知"_s : status.model));
+    report.well(
+        u"IMEI 尾号 %1，SIM 卡尾号 %2，信号 %3 格"_s.arg(orUnknown(status.imeiEnd), orUnknown(status.simEnd))
+            .arg(status.signalBars()));
     for (const QString &workaround : found.workarounds)
         report.well(u"短信猫特点："_s + workaround);
-    if (parts.modem.isRegistered())
-        report.well(u"已注册到网络"_s);
-    else
-        report.wrong(u"短信猫未注册到网络，暂时不能收发短信"_s, u"请检查天线、信号和 SIM 卡状态"_s);
+    for (const QString &trouble : status.troubles)
+        report.wrong(trouble, u"请检查天线、信号和 SIM 卡状态"_s);
+    if (status.troubles.isEmpty())
+        report.well(u"已注册到网络"_s + (status.network.isEmpty() ? QString() : u"："_s + status.network));
 }
 
 void checkBusyModem(const ServerParts &parts, CheckReport &report)

@@ -2,6 +2,7 @@
 
 #include "modem/MessageStore.h"
 #include "modem/Registration.h"
+#include "modem/SimState.h"
 #include "modem/line/AnswerFields.h"
 #include "modem/line/AtChannel.h"
 
@@ -35,6 +36,7 @@ public:
             setNotifications();
             optional("AT+CMMS=2"); // keeps the radio link between the messages of a pass
             m_channel.watchEcho();
+            m_report.iccid = askIccid(m_channel, m_limits);
             noteWorkarounds();
             m_report.isRegistered = isRegistered(m_channel, m_limits);
             m_isLost = m_isLost || !m_channel.isLineOpen();
@@ -96,41 +98,10 @@ private:
     {
         m_simDeadline.setRemainingTime(m_limits.simBusy);
         const AtAnswer answer = askPatiently("AT+CPIN?", "+CPIN:");
-        if (answer.isOk()) {
-            const QByteArray state = answer.lines.isEmpty()
-                                         ? QByteArray("READY")
-                                         : answerFields(answer.lines.last().text).first().text;
-            return state.compare("READY", Qt::CaseInsensitive) == 0 ||
-                   refuseLocked(QString::fromLatin1(state));
-        }
-        if (answer.end != AtAnswer::End::Final)
-            return answer.isLost() ? false : refuse(ModemResult::SimFailure, u"SIM 卡没有应答"_s);
-        return acceptsSimError(answer.result);
-    }
-
-    bool refuseLocked(const QString &state)
-    {
-        return refuse(ModemResult::SimLocked,
-                      u"SIM 卡需要输入 %1，请先用手机解除 PIN 码，程序不会猜测 PIN 码"_s.arg(state));
-    }
-
-    /// The modem answered AT+CPIN? with an error. A plain ERROR may only mean that it does not know
-    /// the question.
-    bool acceptsSimError(const FinalResult &error)
-    {
-        const QString words = QString::fromLatin1(describe(error));
-        const bool isCme = error.kind == FinalResult::Kind::CmeError;
-        const bool isCms = error.kind == FinalResult::Kind::CmsError;
-        if ((isCme && error.code == 10) || (isCms && error.code == 310))
-            return refuse(ModemResult::SimMissing, u"没有插入 SIM 卡（%1）"_s.arg(words));
-        const bool wantsCode = (isCme && (error.code == 5 || error.code == 11 || error.code == 12)) ||
-                               (isCms && (error.code == 311 || error.code == 312 || error.code == 316));
-        if (wantsCode)
-            return refuseLocked(u"PIN/PUK（%1）"_s.arg(words));
-        if ((isCme && error.code >= 13 && error.code <= 15) ||
-            (isCms && error.code >= 313 && error.code <= 315))
-            return refuse(ModemResult::SimFailure, u"SIM 卡不可用（%1）"_s.arg(words));
-        return true;
+        if (answer.isLost())
+            return false;
+        const SimState sim = simState(answer);
+        return sim.result == ModemResult::Ok || refuse(sim.result, sim.cause);
     }
 
     bool setPduMode()

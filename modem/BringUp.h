@@ -17,6 +17,7 @@ struct BringUpReport {
     QString cause = {};                  ///< for the operator when result is not Ok
     QStringList remarks = {};            ///< what of the usual this modem does not take, for the operator
     QByteArray notificationCommand = {}; ///< the +CNMI that the modem took, "" when none
+    QByteArray iccid = {};               ///< the number of the SIM card, "" when it is not told
 };
 
 /// Makes a modem ready to send and receive in PDU mode: in step, echo off, numbered errors, SIM, PDU mode,

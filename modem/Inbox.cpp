@@ -12,11 +12,15 @@ bool comesBefore(const InboxMessage &a, const InboxMessage &b)
            std::make_tuple(b.time, b.copies.first().memory, b.copies.first().index);
 }
 
+QByteArray placeKey(const QByteArray &memory, int index)
+{
+    return memory + '/' + QByteArray::number(index) + '/';
+}
+
 /// One message as it lies in its place. What came directly has no place, and can be stored besides.
 QByteArray placeKey(const StoredTpdu &copy)
 {
-    return copy.isDirect ? copy.octets
-                         : copy.memory + '/' + QByteArray::number(copy.index) + '/' + copy.octets;
+    return copy.isDirect ? copy.octets : placeKey(copy.memory, copy.index) + copy.octets;
 }
 
 bool isSameInAnotherMemory(const StoredTpdu &a, const StoredTpdu &b)
@@ -34,6 +38,13 @@ void Inbox::Remembered::insert(const QByteArray &key)
     m_order.append(key);
     if (m_order.size() > ModemBounds::rememberedCopies)
         m_keys.remove(m_order.takeFirst());
+}
+
+void Inbox::Remembered::removeOf(const QByteArray &beginning)
+{
+    const auto isOne = [&beginning](const QByteArray &key) { return key.startsWith(beginning); };
+    m_keys.removeIf(isOne);
+    m_order.removeIf(isOne);
 }
 
 Inbox::Entry Inbox::makeEntry(const StoredTpdu &copy, const QDateTime &now) const
@@ -55,26 +66,70 @@ void Inbox::update(const QByteArray &memory, const QList<StoredTpdu> &received, 
     QHash<int, Entry> known;
     QList<Entry> entries;
     QSet<QByteArray> stored;
-    for (const StoredTpdu &copy : received)
+    QSet<QByteArray> places;
+    for (const StoredTpdu &copy : received) {
         stored.insert(copy.octets);
+        places.insert(placeKey(copy));
+    }
     for (const Entry &entry : std::as_const(m_entries)) {
         if (entry.copy.isDirect ? !stored.contains(entry.copy.octets) : entry.copy.memory != memory)
             entries.append(entry);
         else if (!entry.copy.isDirect)
             known.insert(entry.copy.index, entry);
     }
-    for (const StoredTpdu &copy : received) {
-        const auto old = known.constFind(copy.index);
-        const bool isKnown = old != known.cend() && old->listed == copy;
-        entries.append(isKnown ? *old : makeEntry(copy, now));
-        Entry &entry = entries.last();
-        if (!isKnown)
-            entry.isLeftOver = isOpening;
-        else if (entry.readings == Readings::Disagree && !copy.octets.isEmpty())
-            entry.readings = Readings::Two;
-    }
+    for (const StoredTpdu &copy : received)
+        entries.append(makeListed(copy, known, places, now, isOpening));
     m_entries = entries;
     m_isArranged = false;
+}
+
+/// What is known of a copy goes with it when it has moved to another place. places: all that are listed, with what they
+/// hold.
+Inbox::Entry Inbox::makeListed(const StoredTpdu &copy, QHash<int, Entry> &known,
+                               const QSet<QByteArray> &places, const QDateTime &now, bool isOpening) const
+{
+    if (const auto old = known.constFind(copy.index); old != known.cend() && old->listed == copy) {
+        Entry entry = *old;
+        if (entry.readings == Readings::Disagree && !copy.octets.isEmpty())
+            entry.readings = Readings::Two;
+        return entry;
+    }
+    const auto moved = std::find_if(known.begin(), known.end(), [&](const Entry &entry) {
+        return !copy.octets.isEmpty() && entry.copy.octets == copy.octets &&
+               entry.copy.tpduOctets == copy.tpduOctets && !places.contains(placeKey(entry.listed));
+    });
+    if (moved == known.end()) {
+        Entry entry = makeEntry(copy, now);
+        entry.isLeftOver = isOpening;
+        return entry;
+    }
+    Entry entry = *moved;
+    known.erase(moved);
+    entry.copy = entry.listed = copy;
+    entry.readings = Readings::One;
+    return entry;
+}
+
+void Inbox::noteAnnounced(const QByteArray &memory, int index)
+{
+    const bool isKnown = std::any_of(m_entries.cbegin(), m_entries.cend(), [&](const Entry &entry) {
+        return entry.copy.memory == memory && entry.copy.index == index;
+    });
+    if (!isKnown)
+        m_handled.removeOf(placeKey(memory, index));
+}
+
+bool Inbox::addAnnounced(const StoredTpdu &copy, const QDateTime &now)
+{
+    const bool isNew = std::none_of(m_entries.cbegin(), m_entries.cend(), [&](const Entry &entry) {
+        return entry.copy.octets == copy.octets ||
+               (entry.copy.memory == copy.memory && entry.copy.index == copy.index);
+    });
+    if (isNew) {
+        m_entries.append(makeEntry(copy, now));
+        m_isArranged = false;
+    }
+    return isNew;
 }
 
 Inbox::Direct Inbox::addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now)
@@ -211,11 +266,18 @@ bool Inbox::isReadTwice(const StoredTpdu &copy) const
     return entry != nullptr && entry->readings == Readings::Two;
 }
 
-void Inbox::setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &reading)
+bool Inbox::setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &found)
 {
     Entry *entry = find(copy);
     if (entry == nullptr)
-        return;
+        return false;
+    // The store has moved when another place held the same.
+    const bool isAnothers =
+        found && *found != copy && std::any_of(m_entries.cbegin(), m_entries.cend(), [&](const Entry &other) {
+            return other.copy.memory == copy.memory && other.copy.index != copy.index &&
+                   other.copy.octets == found->octets;
+        });
+    const std::optional<StoredTpdu> reading = isAnothers ? std::nullopt : found;
     if (reading && *reading != copy) {
         const Entry old = *entry;
         *entry = makeEntry(*reading, old.firstSeen);
@@ -224,6 +286,7 @@ void Inbox::setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu>
     }
     entry->readings = reading ? Readings::Two : Readings::Disagree;
     m_isArranged = m_isArranged && reading == copy && !std::holds_alternative<UnreadableTpdu>(entry->tpdu);
+    return reading.has_value();
 }
 
 const Inbox::Entry *Inbox::find(const StoredTpdu &copy) const
@@ -310,6 +373,9 @@ QList<StoredTpdu> Inbox::removable() const
         if (entry.state == State::Handled)
             copies.append(entry.copy);
     }
+    std::stable_sort(copies.begin(), copies.end(), [](const StoredTpdu &a, const StoredTpdu &b) {
+        return std::tie(b.memory, b.index) < std::tie(a.memory, a.index);
+    });
     return copies;
 }
 
@@ -350,5 +416,12 @@ void Inbox::forgetUnhandled()
 {
     m_entries.removeIf(
         [](const Entry &entry) { return entry.state != State::Handled && !entry.copy.isDirect; });
+    m_isArranged = false;
+}
+
+void Inbox::forgetStored()
+{
+    m_entries.removeIf([](const Entry &entry) { return !entry.copy.isDirect; });
+    m_handled.clear();
     m_isArranged = false;
 }

@@ -49,6 +49,10 @@ public:
     /// earlier run.
     void update(const QByteArray &memory, const QList<StoredTpdu> &received, const QDateTime &now,
                 bool isOpening = false);
+    /// A notification named this place: what is new there is no repetition of what was removed from it.
+    void noteAnnounced(const QByteArray &memory, int index);
+    /// The first reading of such a place. False when that is not all that is new: the store is to be read.
+    [[nodiscard]] bool addAnnounced(const StoredTpdu &copy, const QDateTime &now);
     /// A message that the modem delivered without storing it. One that lies in the store as well comes once.
     Direct addDirect(const QByteArray &octets, int tpduOctets, const QDateTime &now);
 
@@ -58,15 +62,17 @@ public:
     /// Only what two readings agree about is raised or removed.
     [[nodiscard]] bool isReadTwice(const StoredTpdu &copy) const;
     /// What the second reading of copy's place gave. Other octets take the place of those that the listing
-    /// showed; without a reading (nullopt) the copy waits until a listing shows the same again.
-    void setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &reading);
+    /// showed; without a reading (nullopt), or when they are another place's, the copy waits until a listing shows
+    /// the same again, and this is false.
+    bool setReadAgain(const StoredTpdu &copy, const std::optional<StoredTpdu> &reading);
     /// When time alone makes something ready; invalid when nothing waits for it.
     [[nodiscard]] QDateTime nextChange() const { return m_nextChange; }
     void setHandled(const InboxMessage &message, const QDateTime &now);
     void setRefused(const InboxMessage &message, const QDateTime &now);
     /// Refused messages may be raised at once. False when there are none.
     bool raiseRefused(const QDateTime &now);
-    /// Stored copies that may go: handled, superseded, status reports. Each stays listed until setRemoved().
+    /// Stored copies that may go: handled, superseded, status reports; the highest place of a memory first, for stores
+    /// in which others then move up. Each stays listed until setRemoved().
     [[nodiscard]] QList<StoredTpdu> removable() const;
     /// The modem said that it removed it. A modem that did not shows it again: it is then known as handled.
     void setRemoved(const StoredTpdu &copy);
@@ -78,6 +84,8 @@ public:
     /// Forgets what is not handled yet. What was handled and still lies in the store is remembered, so that
     /// it is not handled again.
     void forgetUnhandled();
+    /// Forgets everything that was stored: another SIM card has other messages in the same places.
+    void forgetStored();
 
 private:
     enum class State { Waiting, Handled, Refused };
@@ -104,6 +112,8 @@ private:
     {
     public:
         void insert(const QByteArray &key);
+        void removeOf(const QByteArray &beginning);
+        void clear() { *this = {}; }
         [[nodiscard]] bool contains(const QByteArray &key) const { return m_keys.contains(key); }
 
     private:
@@ -112,6 +122,8 @@ private:
     };
 
     Entry makeEntry(const StoredTpdu &copy, const QDateTime &now) const;
+    Entry makeListed(const StoredTpdu &copy, QHash<int, Entry> &known, const QSet<QByteArray> &places,
+                     const QDateTime &now, bool isOpening) const;
     void arrange(const QDateTime &now);
     InboxMessage messageOf(const PartSet &set) const;
     [[nodiscard]] bool isComplete(const PartSet &set, const QDateTime &now) const;

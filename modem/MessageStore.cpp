@@ -1,5 +1,6 @@
 #include "modem/MessageStore.h"
 
+#include "modem/SimState.h"
 #include "modem/line/AnswerFields.h"
 #include "modem/line/AtChannel.h"
 
@@ -25,12 +26,6 @@ bool isMemoryName(const QByteArray &name)
            std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isupper(c) != 0; });
 }
 
-/// Octets of a line of hexadecimal digits; a damaged line gives what can be read of it.
-QByteArray octetsOf(const QByteArray &hexDigits)
-{
-    return QByteArray::fromHex(hexDigits);
-}
-
 /// The TPDU behind "+CMGL: <index>,<stat>,[<alpha>],<length>" or "+CMGR: <stat>,[<alpha>],<length>".
 StoredTpdu storedTpdu(const QByteArray &memory, int index, const QList<AnswerField> &fields,
                       const AtLine &line)
@@ -45,6 +40,7 @@ bool MessageStore::initialise()
     m_memories.clear();
     m_totals.clear();
     m_selected.clear();
+    m_proof.reset();
 
     QByteArrayList readable;
     const AtAnswer offer = m_channel.exchange("AT+CPMS=?", "+CPMS:", m_limits.command);
@@ -63,6 +59,7 @@ bool MessageStore::initialise()
             continue;
         for (const int size : {3, 2, 1}) {
             m_selectionSize = size;
+            m_receiving = memory;
             const AtAnswer answer = m_channel.exchange(selection(memory), "+CPMS:", m_limits.command);
             if (answer.isLost())
                 return false;
@@ -115,10 +112,12 @@ void MessageStore::noteSizes(const AtAnswer &answer, const QByteArrayList &memor
 }
 
 /// Modems take three, two or one of the memories of reading, writing and receiving; what worked once is used
-/// ever after.
+/// ever after. Only that of reading is ever changed: a modem that receives into another would be deaf when that is full.
 QByteArray MessageStore::selection(const QByteArray &memory) const
 {
-    return "AT+CPMS=" + QByteArrayList(m_selectionSize, '"' + memory + '"').join(',');
+    QByteArrayList memories(m_selectionSize, '"' + m_receiving + '"');
+    memories.first() = '"' + memory + '"';
+    return "AT+CPMS=" + memories.join(',');
 }
 
 bool MessageStore::select(const QByteArray &memory)
@@ -155,14 +154,16 @@ std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory
     if (answer.end != AtAnswer::End::Final || saysSimBusy(answer.result))
         return std::nullopt;
     if (!answer.isOk())
-        return listOneByOne(memory);
+        return simState(answer).result == ModemResult::Ok ? listOneByOne(memory) : std::nullopt;
     Listing listing;
     listing.total = m_totals.value(memory, 0);
     QMap<int, StoredTpdu> received; // by index: a late listing may have come in front of this one
     for (const AtLine &line : answer.lines) {
         const QList<AnswerField> fields = answerFields(line.text);
-        if (fields.size() < 3 || !fields[0].number())
+        if (fields.size() < 3 || !fields[0].number()) {
+            listing.isDamaged = true;
             continue;
+        }
         if (fields[1].kind == AnswerField::Kind::Quoted && !fields[1].number())
             return Listing{.isTextMode = true};
         ++listing.used;
@@ -192,9 +193,15 @@ std::optional<StoredTpdu> MessageStore::readAgain(const StoredTpdu &copy)
     return std::nullopt;
 }
 
+std::optional<StoredTpdu> MessageStore::read(const QByteArray &memory, int index)
+{
+    return select(memory) ? readPlace(memory, index) : std::nullopt;
+}
+
 /// nullopt when no received message was read there.
 std::optional<StoredTpdu> MessageStore::readPlace(const QByteArray &memory, int index)
 {
+    m_proof.reset();
     const AtAnswer answer =
         m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command);
     if (!answer.isOk() || answer.lines.isEmpty())
@@ -204,7 +211,10 @@ std::optional<StoredTpdu> MessageStore::readPlace(const QByteArray &memory, int 
     const std::optional<int> stat = fields.first().number();
     if (!stat || !isReceived(*stat))
         return std::nullopt;
-    return storedTpdu(memory, index, fields, line);
+    m_proof = storedTpdu(memory, index, fields, line);
+    m_sinceProof.start();
+    m_proofAt = m_channel.exchanges();
+    return m_proof;
 }
 
 /// For modems that cannot list: every index is read. The first index may be 0 or 1.
@@ -237,6 +247,15 @@ MessageStore::Removal MessageStore::remove(const StoredTpdu &copy)
 {
     if (!select(copy.memory))
         return Removal::Failed;
+    if (m_proof != copy || m_proofAt != m_channel.exchanges() ||
+        m_sinceProof.hasExpired(m_limits.proof.count())) {
+        const std::optional<StoredTpdu> reading = readAgain(copy);
+        if (!reading)
+            return m_channel.isLineOpen() ? Removal::Failed : Removal::Lost;
+        if (*reading != copy)
+            return Removal::Moved;
+    }
+    m_proof.reset();
     const AtAnswer answer =
         m_channel.exchange("AT+CMGD=" + QByteArray::number(copy.index), {}, m_limits.command);
     if (answer.isLost())

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QList>
 #include <optional>
@@ -21,10 +22,12 @@ public:
         QList<StoredTpdu> received = {};
         int used = 0;
         int total = 0;           ///< 0 = not known
+        bool isDamaged = false;  ///< a line could not be read: it may hold more
         bool isTextMode = false; ///< the modem has left PDU mode: nothing was read
     };
     enum class Removal {
         Removed,
+        Moved,  ///< something else stands there: nothing was removed
         Failed, ///< try again later
         Lost,   ///< the device is gone
     };
@@ -48,7 +51,14 @@ public:
     /// nullopt when no two do. Lines that get lost can put one message's octets under another's index, of
     /// the right length.
     [[nodiscard]] std::optional<StoredTpdu> readAgain(const StoredTpdu &copy);
+    /// Between the readings of the whole store the memory that receives stays selected.
+    void selectFirst() { static_cast<void>(select(m_memories.first())); }
+    /// What stands in a place that a notification named; nullopt when nothing that was received does.
+    [[nodiscard]] std::optional<StoredTpdu> read(const QByteArray &memory, int index);
+    /// Reads the place again before its +CMGD, unless that was the last thing done with the store, hardly a second ago.
     [[nodiscard]] Removal remove(const StoredTpdu &copy);
+    /// The modem told of a change: what was read before proves nothing.
+    void noteChange() { m_proof.reset(); }
 
 private:
     bool select(const QByteArray &memory);
@@ -62,6 +72,10 @@ private:
     ModemLimits m_limits;
     QByteArrayList m_memories;
     QByteArray m_selected;
+    QByteArray m_receiving;            ///< where the modem writes and receives
+    std::optional<StoredTpdu> m_proof; ///< the last reading of a place, while nothing can have moved
+    QElapsedTimer m_sinceProof;
+    quint64 m_proofAt = 0;   ///< the exchange that gave it
     int m_selectionSize = 3; ///< memories that this modem's +CPMS takes
     QHash<QByteArray, int> m_totals;
 };

@@ -3,7 +3,6 @@
 #include "modem/MessageSender.h"
 #include "modem/ModemLink.h"
 #include "modem/Receiver.h"
-#include "modem/Registration.h"
 #include "modem/line/SerialDevice.h"
 #include "modem/tpdu/SmsAddress.h"
 #include "modem/tpdu/SmsSubmit.h"
@@ -41,6 +40,7 @@ public:
           receiver(clock, link, timeLimits)
     {
         reopenTimer.setInterval(limits.reopen);
+        lookTimer.setInterval(limits.look);
         checkEnds.setInterval(0);
         checkEnds.setSingleShot(true);
         QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
@@ -56,6 +56,7 @@ public:
     void noteLost();
     void disconnectDevice();
     void makeReady();
+    void look();
 
     ModemControl &q;
     ModemLimits limits;
@@ -63,6 +64,7 @@ public:
     ModemLink link;
     Receiver receiver;
     QTimer reopenTimer;
+    QTimer lookTimer;       ///< running while the port is open
     QTimer checkEnds;       ///< the next turn of the event loop
     bool isChecked = false; ///< PDU mode was asserted in this turn
     QElapsedTimer checkedAt;
@@ -76,8 +78,7 @@ public:
     QString countryCode;
     bool isWanted = false; ///< the operator opened, and has not closed
     bool isLost = false;   ///< it is open, but the modem is gone
-    bool isRegistered = false;
-    QString lostCause; ///< why the last attempt to reopen failed
+    QString lostCause;     ///< why the last attempt to reopen failed
     QString refusal;
     quint8 reference = 0; ///< of the next concatenated message
     HandOver handOver;
@@ -102,7 +103,7 @@ QList<int> ModemControl::Private::baudsToTryAgain()
 /// What the operator should know of a modem that does not take everything is said once.
 void ModemControl::Private::noteBroughtUp(const BringUpReport &report)
 {
-    isRegistered = report.isRegistered;
+    link.watch.noteBroughtUp(report);
     workarounds = report.remarks;
     for (const QString &remark : report.remarks) {
         if (!remarksTold.contains(remark) && remark.contains(u"短信中心"_s))
@@ -128,6 +129,7 @@ BringUpReport ModemControl::Private::connectDevice(const QList<int> &bauds,
 void ModemControl::Private::noteLost()
 {
     link.close();
+    lookTimer.stop();
     receiver.pause();
     if (!isWanted || isLost)
         return;
@@ -153,6 +155,7 @@ bool ModemControl::Private::reopen()
     isLost = false;
     lostCause.clear();
     reopenTimer.stop();
+    lookTimer.start();
     receiver.start();
     emit q.notice(report.isRegistered ? u"短信猫已重新连接"_s : u"短信猫已重新连接，但未注册到网络"_s);
     return true;
@@ -183,8 +186,20 @@ bool ModemControl::Private::assertPduMode()
     return link.assertPduMode() || bringUpAgain();
 }
 
+/// What is wrong is told also while nothing is sent or received.
+void ModemControl::Private::look()
+{
+    lookTimer.start();
+    if (const QString news = link.watch.look(); !news.isEmpty())
+        emit q.notice(news);
+    if (!link.answers())
+        noteLost();
+}
+
 void ModemControl::Private::disconnectDevice()
 {
+    lookTimer.stop();
+    link.watch.forget();
     isWanted = false;
     isLost = false;
     reopenTimer.stop();
@@ -216,6 +231,7 @@ ModemControl::ModemControl(const Clock &clock, std::function<QString(int)> mappe
 {
     connect(&d->link, &ModemLink::lost, this, [this] { d->noteLost(); });
     connect(&d->reopenTimer, &QTimer::timeout, this, [this] { static_cast<void>(d->reopen()); });
+    connect(&d->lookTimer, &QTimer::timeout, this, [this] { d->look(); });
     connect(&d->receiver, &Receiver::messageReady, this, &ModemControl::messageArrived);
     connect(&d->receiver, &Receiver::notice, this, &ModemControl::notice);
     connect(&d->receiver, &Receiver::modemLost, this, [this] { d->noteLost(); });
@@ -254,11 +270,11 @@ void ModemControl::setSpeed(int baud)
     d->speed = baud;
 }
 
-ModemControl::Description ModemControl::describe()
+ModemControl::Description ModemControl::describe() const
 {
     if (!isPortOpen())
         return {};
-    return {d->link.baud(), d->link.model(), d->workarounds};
+    return {d->link.baud(), d->workarounds};
 }
 
 void ModemControl::setServiceCentre(const QString &number)
@@ -297,17 +313,16 @@ bool ModemControl::isPortOpen() const
     return d->isWanted && d->link.isOpen();
 }
 
-bool ModemControl::isRegistered() const
+ModemStatus ModemControl::status() const
 {
-    return isPortOpen() && d->isRegistered;
+    return isPortOpen() ? d->link.watch.status() : ModemStatus{};
 }
 
-ModemControl::Reception ModemControl::askReception()
+ModemStatus ModemControl::askStatus()
 {
-    if (!isPortOpen())
-        return {};
-    d->isRegistered = ::isRegistered(d->link.channel, d->limits);
-    return {d->isRegistered, signalStrength(d->link.channel, d->limits)};
+    if (isPortOpen())
+        d->look();
+    return status();
 }
 
 qint16 ModemControl::open()
@@ -325,6 +340,7 @@ qint16 ModemControl::open()
         return code(report.result);
     }
     d->isWanted = true;
+    d->lookTimer.start();
     d->receiver.start();
     if (!report.isRegistered)
         emit notice(u"短信猫未注册到网络，暂时不能收发短信"_s);

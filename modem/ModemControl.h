@@ -4,6 +4,7 @@
 #include "modem/MessageFate.h"
 #include "modem/ModemFault.h"
 #include "modem/ModemResult.h"
+#include "modem/ModemStatus.h"
 #include "modem/line/ModemLimits.h"
 #include "modem/line/ModemTrace.h"
 #include "platform/clock/Clock.h"
@@ -60,25 +61,16 @@ public:
 
     /// True from a successful open() to close(), except while the device is gone.
     [[nodiscard]] bool isPortOpen() const;
-    /// True when the modem was registered with a network, at home or roaming, as it was last brought up: at
-    /// open() or when the device came back. False while the port is closed.
-    [[nodiscard]] bool isRegistered() const;
-    /// How the modem stands in its network, asked of it now; isRegistered() then says the same. False and
-    /// nothing while the port is closed.
-    struct Reception {
-        bool isRegistered = false;
-        std::optional<int> signalDbm; ///< nothing when the modem does not know it
-    };
-    [[nodiscard]] Reception askReception();
-    /// For a person who wants to know what hangs on the port: the line speed at which the modem answered,
-    /// its maker and model in its own words, and what was worked around. Asks the modem; "" and empty while
-    /// it is closed.
+    /// What is known of the modem, empty while the port is closed. Without asking it: that is done once a minute.
+    [[nodiscard]] ModemStatus status() const;
+    /// The same, asked of it now.
+    ModemStatus askStatus();
+    /// The line speed at which the modem answered, and what was worked around. Empty while the port is closed.
     struct Description {
         int baud = 0;
-        QString model;
         QStringList workarounds;
     };
-    [[nodiscard]] Description describe();
+    [[nodiscard]] Description describe() const;
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();

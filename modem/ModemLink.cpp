@@ -10,6 +10,7 @@ ModemLink::ModemLink(const ModemLimits &limits, QObject *parent)
       line(*m_line),
       channel(line, limits),
       store(channel, limits),
+      watch(channel, limits),
       m_limits(limits)
 {
     connect(&line, &SerialLine::lost, this, &ModemLink::lost);
@@ -38,6 +39,7 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
     }
     BringUpReport report = findAndBringUp(bauds, syncLimit);
     m_notificationCommand = report.notificationCommand;
+    m_iccid = report.iccid;
     if (report.result != ModemResult::Ok) {
         report.cause = u"端口 %1，%2"_s.arg(device, report.cause);
         close();
@@ -71,31 +73,11 @@ BringUpReport ModemLink::findAndBringUp(const QList<int> &bauds, std::chrono::mi
     return report;
 }
 
-QString ModemLink::model()
-{
-    static_cast<void>(channel.takeUnsolicited());
-    QStringList words;
-    for (const QByteArray &question : {QByteArray("AT+CGMI"), QByteArray("AT+CGMM")}) {
-        // Both are answered by lines without a prefix.
-        if (!channel.exchange(question, {}, m_limits.command).isOk())
-            continue;
-        for (const AtLine &said : channel.takeUnsolicited()) {
-            QByteArray text = said.text;
-            if (text.toUpper().startsWith(question.sliced(2) + ':'))
-                text = text.sliced(question.size() - 1).trimmed();
-            else if (text.startsWith('+') || text.startsWith('^') || text.startsWith('*'))
-                continue;
-            words += QString::fromLatin1(text).remove(u'"').simplified();
-        }
-    }
-    words.removeDuplicates();
-    return words.join(u' ');
-}
-
 BringUpReport ModemLink::bringUpAgain()
 {
     BringUpReport report = bringUp(channel, store, m_limits, m_serviceCentre, m_limits.resync);
     m_notificationCommand = report.notificationCommand;
+    m_iccid = report.iccid;
     return report;
 }
 

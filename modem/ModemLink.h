@@ -2,6 +2,7 @@
 
 #include "modem/BringUp.h"
 #include "modem/MessageStore.h"
+#include "modem/ModemWatch.h"
 #include "modem/line/AtChannel.h"
 #include "modem/line/ModemLimits.h"
 #include "modem/line/SerialLine.h"
@@ -25,8 +26,6 @@ public:
     void expectLateResult(bool isExpected) { m_isResultExpected = isExpected; }
     /// The line speed at which the modem answered last; 0 = never.
     [[nodiscard]] int baud() const { return m_baud; }
-    /// Maker and model in the modem's own words, "" when it tells none. What else it says meanwhile is lost.
-    [[nodiscard]] QString model();
     /// Brings the modem up again on the open line, after it restarted by itself.
     [[nodiscard]] BringUpReport bringUpAgain();
     /// Sets PDU mode again, which a modem that restarted silently has lost. False when the modem does not
@@ -34,6 +33,8 @@ public:
     [[nodiscard]] bool assertPduMode();
     /// The same, and the notifications too.
     [[nodiscard]] bool assertSettings();
+    /// Of the SIM card, as the last bring-up found it; "" when it is not told.
+    [[nodiscard]] QByteArray iccid() const { return m_iccid; }
     void close();
     [[nodiscard]] bool isOpen() const { return line.isOpen(); }
     /// False when the device is gone, or no longer answers although it is there.
@@ -46,6 +47,7 @@ public:
     SerialLine &line;
     AtChannel channel;
     MessageStore store;
+    ModemWatch watch;
 
 signals:
     /// The device vanished while no command ran. From the event loop only.
@@ -56,6 +58,7 @@ private:
     BringUpReport findAndBringUp(const QList<int> &bauds, std::chrono::milliseconds syncLimit);
 
     QString m_serviceCentre;
+    QByteArray m_iccid;
     int m_baud = 0;
     bool m_isResultExpected = false;
     QByteArray m_notificationCommand; ///< the +CNMI that this modem takes, "" = none

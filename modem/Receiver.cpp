@@ -36,6 +36,14 @@ QDateTime Receiver::time() const
 void Receiver::start()
 {
     static_cast<void>(takeNews()); // a restart that was announced before the bring-up is dealt with
+    if (const QByteArray iccid = m_link.iccid(); !iccid.isEmpty()) {
+        if (!m_iccid.isEmpty() && iccid != m_iccid) {
+            m_inbox.forgetStored();
+            emit notice(u"SIM 卡已更换，尾号 %1"_s.arg(QString::fromLatin1(iccid.right(4))));
+        }
+        m_iccid = iccid;
+    }
+    m_announced.clear();
     m_isStoreDue = true;
     m_isOpening = true;
     m_wantsAcknowledge.reset();
@@ -68,6 +76,8 @@ void Receiver::work()
         emit modemRestarted();
         return;
     }
+    if (!m_isStoreDue)
+        readAnnounced();
     if (m_isStoreDue) {
         if (!readStore())
             return;
@@ -105,9 +115,7 @@ void Receiver::noteLine(const AtLine &line)
 {
     const QByteArray name = line.text.left(line.text.indexOf(':')).toUpper();
     if (name == "+CMTI" || name == "+CDSI") {
-        // The notified memory can be another than the selected one; the index is only a hint.
-        m_link.store.addMemory(answerFields(line.text).first().text);
-        m_isStoreDue = true;
+        noteAnnounced(line);
         m_work.start();
     } else if (name == "+CMT") {
         takeDirect(line);
@@ -116,6 +124,42 @@ void Receiver::noteLine(const AtLine &line)
     } else if (announcesRestart(line.text)) {
         m_isRestarted = true;
         m_work.start();
+    }
+}
+
+/// "+CMTI: <mem>,<index>". The notified memory can be another than the selected one; the index is only a hint.
+void Receiver::noteAnnounced(const AtLine &line)
+{
+    const QList<AnswerField> fields = answerFields(line.text);
+    const QByteArray memory = fields.first().text;
+    const std::optional<int> index = fields.value(1).number();
+    m_link.store.addMemory(memory);
+    m_link.store.noteChange();
+    if (index && m_link.store.memories().contains(memory)) {
+        m_inbox.noteAnnounced(memory, *index);
+        m_announced.append({memory, *index});
+    } else {
+        m_isStoreDue = true;
+    }
+}
+
+/// Where the places do not hold what is new, the whole store is read.
+void Receiver::readAnnounced()
+{
+    constexpr qsizetype most = 10; // a listing is quicker for more
+    const auto places = std::exchange(m_announced, {});
+    m_isStoreDue = places.size() > most;
+    for (const auto &[memory, index] : places) {
+        const std::optional<StoredTpdu> copy = m_isStoreDue ? std::nullopt : m_link.store.read(memory, index);
+        if (!copy || !m_inbox.addAnnounced(*copy, time())) {
+            m_isStoreDue = true;
+            return;
+        }
+        m_retry.stop(); // what waits is tried with it
+        Occupancy &occupancy = m_occupancy[memory];
+        ++occupancy.used;
+        if (isNearlyFull(occupancy))
+            static_cast<void>(m_inbox.raiseRefused(time()));
     }
 }
 
@@ -129,30 +173,40 @@ void Receiver::takeDirect(const AtLine &line)
         m_work.start();
         return;
     }
-    const int length = fields.last().number().value_or(-1);
+    const StoredTpdu came{{}, 0, octetsOf(line.payload), fields.last().number().value_or(-1), true};
+    // The network delivers again what is not acknowledged; what is then the same is as it was sent.
+    const bool isDamaged = !came.fits() || line.payload.size() % 2 != 0;
+    if (isDamaged && std::exchange(m_misfit, line.payload) != line.payload && wantsAcknowledge())
+        return;
     // One that waits is acknowledged when it is dealt with.
-    if (m_inbox.addDirect(QByteArray::fromHex(line.payload), length, time()) == Inbox::Direct::Handled)
+    if (m_inbox.addDirect(came.octets, came.tpduOctets, time()) == Inbox::Direct::Handled)
         acknowledge();
     m_work.start();
 }
 
 /// 3GPP TS 27.005, 3.4.4: demanded only with message service 1 of phase 2+.
-void Receiver::acknowledge()
+bool Receiver::wantsAcknowledge()
 {
-    AtChannel &channel = m_link.channel;
     if (!m_wantsAcknowledge) {
-        const AtAnswer answer = channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
+        const AtAnswer answer = m_link.channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
         m_wantsAcknowledge = answer.isOk() && !answer.lines.isEmpty() &&
                              answerFields(answer.lines.first().text).first().number() == 1;
     }
-    if (*m_wantsAcknowledge)
-        static_cast<void>(channel.exchange("AT+CNMA", {}, m_limits.command));
+    return *m_wantsAcknowledge;
+}
+
+void Receiver::acknowledge()
+{
+    if (wantsAcknowledge())
+        static_cast<void>(m_link.channel.exchange("AT+CNMA", {}, m_limits.command));
 }
 
 /// False when the modem is gone or must be brought up again.
 bool Receiver::readStore()
 {
     m_isStoreDue = false;
+    m_isDamaged = false;
+    m_announced.clear();
     m_failedRemovals.clear();
     m_poll.start(m_limits.storePoll);
     // A modem that restarted silently is in text mode and tells nothing.
@@ -164,12 +218,14 @@ bool Receiver::readStore()
         if (!readMemory(memory))
             return false;
     }
-    if (std::exchange(m_isOpening, false) && m_isRest) {
+    m_link.store.selectFirst();
+    if (m_isOpening && m_isRest) {
         for (const InboxMessage &parts : m_inbox.leftOverParts(time())) {
             if (m_isRest(parts))
                 m_inbox.setHandled(parts, time());
         }
     }
+    m_isOpening = m_isDamaged;
     return removeHandled();
 }
 
@@ -190,6 +246,7 @@ bool Receiver::readMemory(const QByteArray &memory)
         emit modemRestarted();
         return false;
     }
+    m_isDamaged = m_isDamaged || listing->isDamaged;
     m_inbox.update(memory, listing->received, time(), m_isOpening);
     Occupancy &occupancy = m_occupancy[memory];
     occupancy.used = listing->used;
@@ -204,8 +261,7 @@ bool Receiver::readMemory(const QByteArray &memory)
 bool Receiver::readAgain(const StoredTpdu &copy)
 {
     const std::optional<StoredTpdu> reading = m_link.store.readAgain(copy);
-    m_inbox.setReadAgain(copy, reading);
-    if (reading)
+    if (m_inbox.setReadAgain(copy, reading))
         return true;
     if (!m_link.channel.isSynchronised())
         m_retry.start(); // each of the others might cost its time limit, too
@@ -229,12 +285,22 @@ bool Receiver::removeHandled()
 /// False when the modem is gone.
 bool Receiver::remove(const StoredTpdu &copy)
 {
+    m_isRestarted = takeNews(); // of a change, too
+    if (m_isRestarted)
+        return true;
     if (!m_inbox.isReadTwice(copy) && !readAgain(copy))
         return false;
-    if (m_inbox.isReadTwice(copy) && m_link.store.remove(copy) == MessageStore::Removal::Removed) {
+    switch (m_inbox.isReadTwice(copy) ? m_link.store.remove(copy) : MessageStore::Removal::Failed) {
+    case MessageStore::Removal::Removed:
         m_inbox.setRemoved(copy);
         --m_occupancy[copy.memory].used;
         return true;
+    case MessageStore::Removal::Moved:
+        m_poll.start(m_limits.waitRetry);
+        break;
+    case MessageStore::Removal::Failed:
+    case MessageStore::Removal::Lost:
+        break;
     }
     if (!m_link.answers()) {
         emit modemLost();
@@ -267,7 +333,8 @@ bool Receiver::raiseNext()
     if (!m_link.isOpen())
         return false;
     if (!m_current) {
-        watchOccupancy(false);
+        if (removeHandled())
+            watchOccupancy(false);
         return m_inbox.next(time()).has_value();
     }
     m_fate = MessageFate::Wait;
@@ -333,12 +400,12 @@ void Receiver::finish(const InboxMessage &message)
         m_inbox.forgetUnhandled();
     if (!m_link.isOpen())
         return;
-    if (m_fate == MessageFate::Wait) {
+    if (m_fate == MessageFate::Wait)
         m_retry.start();
+    // All that can be raised is raised before the first is removed.
+    if ((m_fate == MessageFate::Wait || !m_inbox.next(time())) && removeHandled() &&
+        m_fate == MessageFate::Wait)
         watchOccupancy(true);
-    } else {
-        static_cast<void>(removeHandled());
-    }
 }
 
 /// A full store receives nothing and says nothing.

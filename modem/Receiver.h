@@ -67,7 +67,10 @@ private:
     [[nodiscard]] QDateTime time() const;
     void work();
     void noteLine(const AtLine &line);
+    void noteAnnounced(const AtLine &line);
+    void readAnnounced();
     void takeDirect(const AtLine &line);
+    [[nodiscard]] bool wantsAcknowledge();
     void acknowledge();
     [[nodiscard]] bool tellUnreadable(const InboxMessage &message);
     void armChange();
@@ -88,14 +91,18 @@ private:
     ModemLink &m_link;
     ModemLimits m_limits;
     Inbox m_inbox;
-    QTimer m_work;   ///< the next turn of the event loop
-    QTimer m_poll;   ///< the store is to be read again
-    QTimer m_retry;  ///< running: messages wait
-    QTimer m_change; ///< time alone makes something ready then
+    QTimer m_work;                                 ///< the next turn of the event loop
+    QTimer m_poll;                                 ///< the store is to be read again
+    QTimer m_retry;                                ///< running: messages wait
+    QTimer m_change;                               ///< time alone makes something ready then
+    QList<std::pair<QByteArray, int>> m_announced; ///< places with something new
     bool m_isStoreDue = false;
-    bool m_isOpening = false; ///< the next reading of the store is the first since the link was opened
+    bool m_isOpening = false; ///< the store was not read without damage since the link was opened
+    bool m_isDamaged = false; ///< a line of the listings under way could not be read
     bool m_isRestarted = false;
     QElapsedTimer m_sinceTextMode;
+    QByteArray m_iccid;
+    QByteArray m_misfit; ///< the last direct message whose length was not the told one
     QString m_unreadableFile;
     std::function<bool(const InboxMessage &)> m_isRest;
     bool m_mustForget = false;

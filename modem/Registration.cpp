@@ -19,15 +19,3 @@ bool isRegistered(AtChannel &channel, const ModemLimits &limits)
     }
     return false;
 }
-
-std::optional<int> signalStrength(AtChannel &channel, const ModemLimits &limits)
-{
-    constexpr int weakest = -113; // dBm, at 0; each step is 2 dB more; 99 is unknown
-    constexpr int strongestLevel = 31;
-    const AtAnswer answer = channel.exchange("AT+CSQ", "+CSQ:", limits.command);
-    const auto level = answer.lines.isEmpty()
-                           ? std::nullopt
-                           : answerFields(answer.lines.constFirst().text).value(0).number();
-    return level && *level >= 0 && *level <= strongestLevel ? std::optional(weakest + 2 * *level)
-                                                            : std::nullopt;
-}

@@ -2,14 +2,8 @@
 
 #include "modem/line/ModemLimits.h"
 
-#include <optional>
-
 class AtChannel;
 
 /// Asks whether the modem is registered with a network, at home or roaming: any of +CREG, +CGREG and +CEREG
 /// with 1, 5, 6 or 7 (3GPP TS 27.007, 7.2, 10.1.20, 10.1.22). False when no question is answered.
 [[nodiscard]] bool isRegistered(AtChannel &channel, const ModemLimits &limits);
-
-/// The strength of what is received, in dBm ("+CSQ", 3GPP TS 27.007, 8.5). Nothing when the modem does not
-/// know it.
-[[nodiscard]] std::optional<int> signalStrength(AtChannel &channel, const ModemLimits &limits);

@@ -125,7 +125,7 @@ ServiceState ServicePasses::state()
     state.queue = askQueue();
     state.rest = m_limits.resting();
     if (m_parts.modem.isPortOpen())
-        state.modem = reception();
+        state.modem = modemStatus();
     if (!m_parts.folders.isEmpty())
         state.diskFree = leastRoom(m_parts.folders);
     return state;
@@ -153,17 +153,17 @@ std::optional<ServiceState::Queue> ServicePasses::askQueue()
     return queue;
 }
 
-const ModemControl::Reception &ServicePasses::reception()
+const ModemStatus &ServicePasses::modemStatus()
 {
     constexpr std::chrono::milliseconds pause = std::chrono::minutes(1);
     if (!m_parts.modem.isPortOpen()) {
-        m_reception = {};
-        m_sinceReception.invalidate(); // asked as soon as it is back
-    } else if (!m_sinceReception.isValid() || m_sinceReception.elapsed() >= pause.count()) {
-        m_sinceReception.start();
-        m_reception = m_parts.modem.askReception();
+        m_modemStatus = {};
+        m_sinceStatus.invalidate(); // asked as soon as it is back
+    } else if (!m_sinceStatus.isValid() || m_sinceStatus.elapsed() >= pause.count()) {
+        m_sinceStatus.start();
+        m_modemStatus = m_parts.modem.askStatus();
     }
-    return m_reception;
+    return m_modemStatus;
 }
 
 void ServicePasses::setSettings(const ServiceSettings &settings)

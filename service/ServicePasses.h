@@ -70,7 +70,7 @@ private:
     void noteTask(const QString &task, const std::optional<QString> &cause);
     [[nodiscard]] std::optional<ServiceState::Queue> askQueue();
     /// Asked of the modem once a minute.
-    [[nodiscard]] const ModemControl::Reception &reception();
+    [[nodiscard]] const ModemStatus &modemStatus();
 
     const ServerParts m_parts;
     ServiceSettings m_settings;
@@ -90,8 +90,8 @@ private:
     ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;
-    ModemControl::Reception m_reception;
-    QElapsedTimer m_sinceReception;
+    ModemStatus m_modemStatus;
+    QElapsedTimer m_sinceStatus;
     QElapsedTimer m_sinceSendPass; // began
     QTimer m_nextTurn;             // of the send pass: at once, or when SendGap is over
 };

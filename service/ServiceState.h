@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/ModemControl.h"
+#include "modem/ModemStatus.h"
 #include "outgoing/SendLimits.h"
 
 #include <QDateTime>
@@ -34,8 +34,8 @@ struct ServiceState {
     QString databaseFailure;
     std::optional<Queue> queue; ///< nothing while the database is away
     std::optional<SendLimits::Rest> rest;
-    std::optional<ModemControl::Reception> modem; ///< nothing while its port is closed
-    std::optional<qint64> diskFree; ///< octets, where the least is left for the server's own files
+    std::optional<ModemStatus> modem; ///< nothing while its port is closed
+    std::optional<qint64> diskFree;   ///< octets, where the least is left for the server's own files
 };
 
 /// The operator's word for a pass, which the names of its tasks begin with.

@@ -126,4 +126,11 @@ void Modem::setLocked(bool locked)
     m_state.sim.pinRequired = locked;
     m_deliveries.retrySoon();
 }
+
+void Modem::setSimMissing(bool isMissing)
+{
+    m_state.sim.isMissing = isMissing;
+    m_session.sendUnsolicited({isMissing ? "+CPIN: NOT INSERTED" : "+CPIN: READY"});
+    m_deliveries.retrySoon();
+}
 } // namespace simulator

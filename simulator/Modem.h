@@ -30,6 +30,8 @@ public:
     void setRegistration(int status);
     /// Whether the SIM wants a PIN.
     void setLocked(bool locked);
+    /// The SIM is taken out, or put in again: "+CPIN" tells.
+    void setSimMissing(bool isMissing);
 
 private:
     Reply run(const AtCommand &command);

@@ -53,6 +53,12 @@ AtAnswer AtChannel::exchangeWithPayload(const QByteArray &command, const QByteAr
     return run(command, prefix, Expect::FinalWithPayload, QDeadlineTimer(limit));
 }
 
+AtAnswer AtChannel::exchangeForText(const QByteArray &command, const QByteArray &prefix,
+                                    std::chrono::milliseconds limit)
+{
+    return run(command, prefix, Expect::FinalWithText, QDeadlineTimer(limit));
+}
+
 AtAnswer AtChannel::exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit)
 {
     return run(command, {}, Expect::Prompt, QDeadlineTimer(limit));
@@ -66,12 +72,15 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
         return {.end = m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost,
                 .result = {},
                 .lines = {}};
+    if (m_splitter.wantsLineFeed())
+        listen(m_limits.lineFeed); // some modems lose an octet that comes before it is out
     drainIdle();
     while (m_splitter.takePrompt()) { // that nobody waits for
     }
     m_echo = spelled(command);
     m_prefix = prefix;
     m_busy = true;
+    ++m_exchanges;
     AtAnswer answer;
     switch (m_line.write(m_echo + '\r', deadline)) {
     case SerialLine::Wait::Ready:
@@ -152,7 +161,7 @@ void AtChannel::settleUnless(std::chrono::milliseconds silence)
 
 bool AtChannel::isQuestion(Expect expect) const
 {
-    return expect != Expect::Prompt && !m_prefix.isEmpty();
+    return expect != Expect::Prompt && expect != Expect::FinalWithText && !m_prefix.isEmpty();
 }
 
 /// True when the answer is complete. Octets behind it stay for later.
@@ -182,9 +191,16 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         return false;
     if (const std::optional<FinalResult> result = finalResult(line))
         return takeResult(*result, expect);
+    const bool isPlain = std::isalnum(static_cast<unsigned char>(line.front())) != 0 || line.front() == '"';
+    if (expect == Expect::FinalWithText &&
+        (startsWith(line, m_prefix) || (isPlain && line != "RING" && !announcesRestart(line)))) {
+        m_answer.lines.append({line, {}});
+        return false;
+    }
     if (isQuestion(expect) && startsWith(line, m_prefix)) {
         if (m_answer.lines.size() < ModemBounds::answerLines)
             m_answer.lines.append({line, {}});
+        m_sayResultFirst = m_sayResultFirst || (m_settled && m_answer.lines.size() == 1);
         if (expect == Expect::Final || expect == Expect::MessageReference) {
             m_isOwed = !m_settled || m_answer.end == AtAnswer::End::Restarted;
             m_answer.end = AtAnswer::End::Final;
@@ -216,7 +232,10 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
     }
     if (expect != Expect::MessageReference)
         noteLateError(result);
-    if (!isQuestion(expect) || !isOk || !m_answer.lines.isEmpty())
+    // An OK alone is a whole listing, of a modem that was never seen to say it first.
+    const bool isAnswer =
+        expect == Expect::FinalWithPayload && m_echoing == Echo::Unexpected && !m_sayResultFirst;
+    if (!isQuestion(expect) || !isOk || !m_answer.lines.isEmpty() || isAnswer)
         return true;
     settleUnless(expect == Expect::MessageReference ? m_limits.lateReference : m_limits.quiet);
     return false;
@@ -225,7 +244,7 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
 /// What the modem was asked before it started anew is hardly answered any more.
 void AtChannel::noteRestart(const QByteArray &line, Expect expect)
 {
-    if (expect != Expect::MessageReference || !announcesRestart(line) || m_settled)
+    if (expect != Expect::MessageReference || !announcesStart(line) || m_settled)
         return;
     m_answer.end = AtAnswer::End::Restarted;
     settleUnless(m_limits.afterRestart);
@@ -323,6 +342,7 @@ void AtChannel::reset()
     m_unsolicitedWantsPayload = false;
     m_step = Step::Fresh;
     m_lowerCase = false;
+    m_sayResultFirst = false;
     forgetEcho();
 }
 

@@ -63,6 +63,9 @@ public:
     /// (+CMGL, +CMGR).
     [[nodiscard]] AtAnswer exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
                                                std::chrono::milliseconds limit);
+    /// The same for answers of which the lines bear no prefix, or not always (+CGMI, +CGSN).
+    [[nodiscard]] AtAnswer exchangeForText(const QByteArray &command, const QByteArray &prefix,
+                                           std::chrono::milliseconds limit);
     /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
     [[nodiscard]] AtAnswer exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit);
     /// hexDigits go out with Ctrl-Z behind them; isHandedOver of the answer tells whether all of it did. Its
@@ -76,6 +79,8 @@ public:
     /// True once after the modem had to be found again: it may have started anew.
     [[nodiscard]] bool takeFoundAgain();
     [[nodiscard]] bool isLineOpen() const;
+    /// How many exchanges there were.
+    [[nodiscard]] quint64 exchanges() const { return m_exchanges; }
     /// Waits until something arrives, at most limit long, and sets it aside as unsolicited.
     void listen(std::chrono::milliseconds limit);
     /// Forgets everything of an earlier device.
@@ -95,7 +100,7 @@ signals:
     void unsolicitedArrived();
 
 private:
-    enum class Expect { Final, FinalWithPayload, Prompt, MessageReference };
+    enum class Expect { Final, FinalWithPayload, FinalWithText, Prompt, MessageReference };
     enum class Step {
         Fresh,      ///< nothing was written yet since the line was opened
         OutOfStep,  ///< what comes next may be a late answer
@@ -128,11 +133,13 @@ private:
     QList<AtLine> m_unsolicited;
     bool m_unsolicitedWantsPayload = false; ///< the last of them announced a TPDU line
     bool m_busy = false;                    ///< what arrives is an exchange's, not idle talk
+    quint64 m_exchanges = 0;
     Step m_step = Step::Fresh;
     Echo m_echoing = Echo::NotSeen;
     std::optional<bool> m_lateResult;
-    bool m_isSearching = false; ///< for the modem, by commands that know no +CMS ERROR
-    bool m_lowerCase = false;   ///< the modem understands commands in lower case only
+    bool m_isSearching = false;    ///< for the modem, by commands that know no +CMS ERROR
+    bool m_sayResultFirst = false; ///< the modem says OK in front of the line that was asked for
+    bool m_lowerCase = false;      ///< the modem understands commands in lower case only
 
     // The exchange under way.
     QByteArray m_echo;

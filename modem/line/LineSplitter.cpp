@@ -12,10 +12,10 @@ bool isLineEnd(char c)
     return c == '\r' || c == '\n';
 }
 
-/// Octets that mean nothing in an answer: NULs of a modem that wakes up, echoed ESC and Ctrl-Z.
+/// Octets that mean nothing in an answer: NULs of a modem that wakes up, echoed ESC and Ctrl-Z, XON and XOFF.
 bool isNoise(char c)
 {
-    return c == '\0' || c == '\x1b' || c == '\x1a';
+    return c == '\0' || c == '\x1b' || c == '\x1a' || c == '\x11' || c == '\x13';
 }
 
 } // namespace
@@ -42,6 +42,8 @@ std::optional<QByteArray> LineSplitter::takeLine()
         }
         const qsizetype length = end - m_buffer.cbegin();
         QByteArray line = m_buffer.first(length).trimmed();
+        m_usesLineFeeds = m_usesLineFeeds || *end == '\n';
+        m_endedByReturn = *end == '\r';
         m_buffer.remove(0, length + 1);
         const bool dropped = m_dropping || length > ModemBounds::lineOctets;
         m_dropping = false;

@@ -15,9 +15,16 @@ public:
     [[nodiscard]] std::optional<QByteArray> takeLine();
     /// True when a prompt (3GPP TS 27.005, 3.5.1: "> ") is next in what arrived; it is then taken away.
     [[nodiscard]] bool takePrompt();
+    /// A CR came without the LF that this modem puts behind it: the rest is on its way.
+    [[nodiscard]] bool wantsLineFeed() const
+    {
+        return m_usesLineFeeds && m_endedByReturn && m_buffer.isEmpty();
+    }
     void clear();
 
 private:
     QByteArray m_buffer;
     bool m_dropping = false;
+    bool m_usesLineFeeds = false;
+    bool m_endedByReturn = false;
 };

@@ -19,11 +19,14 @@ struct ModemLimits {
     ms sendResult{300000};  ///< TPDU to its final result: networks have accepted after 135 s
     ms afterRestart{12000}; ///< for a result once the modem announced a restart: some announcements are none
     ms quiet{200};          ///< silence behind an OK that should have had a line before it
+    ms lineFeed{50};        ///< for the LF behind a CR: some modems are deaf until it is out
     ms straggler{2000}; ///< until an OK behind its line, or a prompt behind a stray result, is not waited for
     ms lateReference{5000};     ///< until a bare OK to a TPDU counts as no confirmation
     ms simBusy{10000};          ///< how long a SIM may stay busy at open()
     ms simRetry{300};           ///< between two questions to a busy SIM
     ms storePoll{60000};        ///< the store is read at least this often: notifications get lost
+    ms proof{1000};             ///< how long a reading proves what stands in a place
+    ms look{50000};             ///< between two questions how the modem is
     ms reopen{10000};           ///< between two attempts to reopen a lost port
     ms waitRetry{10000};        ///< until messages that had to wait are raised again
     s refusedFirst{10};         ///< until a refused message is raised again; doubled each time, ...

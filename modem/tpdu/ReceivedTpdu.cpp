@@ -80,12 +80,19 @@ ReceivedTpdu decodeStatusReport(OctetCursor &cursor)
     return report;
 }
 
+/// Also of a TPDU whose last octet got lost: the type of an address has its first bit set, the length of one has not.
+bool startsWithServiceCentre(QByteArrayView octets, qsizetype tpduOctets)
+{
+    const bool isAddress = octets.size() < 2 || octets[0] == 0 || (octets[1] & 0x80) != 0;
+    return octets.size() != tpduOctets && (octets.size() + 1 != tpduOctets || isAddress);
+}
+
 } // namespace
 
 ReceivedTpdu decodeReceived(QByteArrayView octets, qsizetype tpduOctets)
 {
     OctetCursor cursor(octets);
-    if (octets.size() != tpduOctets) {
+    if (startsWithServiceCentre(octets, tpduOctets)) {
         const qsizetype serviceCentreOctets = cursor.takeOctet(u"service-centre address");
         static_cast<void>(cursor.take(serviceCentreOctets, u"service-centre address"));
     }

@@ -9,6 +9,8 @@ namespace
 /// A PIN is taken by nothing here: programs must not guess one.
 Reply pinState(ModemState &state, const AtCommand &command)
 {
+    if (state.sim.isMissing)
+        return Reply::cmeError(cme::simNotInserted);
     if (!state.sim.starting.hasExpired())
         return Reply::cmeError(state.sim.startingCode);
     if (state.sim.busyCommands > 0) {
@@ -29,10 +31,19 @@ void addGeneralCommands(CommandTable &table, ModemState &state)
         table.add(name, [](const AtCommand &) { return Reply::ok(); });
     table.add("+CGMI", [&state](const AtCommand &) { return Reply::ok({state.identity.maker}); });
     table.add("+CGMM", [&state](const AtCommand &) { return Reply::ok({state.identity.model}); });
+    table.add("+CGSN", [&state](const AtCommand &) { return Reply::ok({state.identity.imei}); });
+    table.add("+CCID", [&state](const AtCommand &command) {
+        return state.sim.isMissing ? Reply::cmeError(cme::simNotInserted)
+                                   : Reply::ok({command.name + ": " + state.sim.iccid});
+    });
+    table.add("+COPS", [&state](const AtCommand &command) {
+        return Reply::ok({command.name + ": 0" +
+                          (state.isRegistered() ? ",0,\"" + state.identity.network + '"' : QByteArray())});
+    });
     table.add("+CPIN", [&state](const AtCommand &command) { return pinState(state, command); });
     for (const char *name : {"+CREG", "+CGREG", "+CEREG"}) {
         table.add(name, [&state](const AtCommand &command) {
-            const int status = state.sim.pinRequired ? 0 : state.registration;
+            const int status = state.sim.pinRequired || state.sim.isMissing ? 0 : state.registration;
             return Reply::ok({command.name + ": 0," + QByteArray::number(status)});
         });
     }

@@ -30,9 +30,18 @@ QString status(Modem &modem)
            u"octets-in=%1"_s.arg(modem.line().octetsIn());
 }
 
-void setSim(Sim &sim, ControlWords &words)
+void setSim(Modem &modem, ControlWords &words)
 {
-    if (words.choice({"busy", "starts"}) == 0) {
+    Sim &sim = modem.state().sim;
+    const int choice = words.choice({"busy", "starts", "gone", "back", "exchanged"});
+    if (choice >= 2) {
+        if (choice == 4)
+            modem.state().exchangeSim();
+        if (words.takeIf(u"silent"_s))
+            sim.isMissing = choice == 2;
+        else
+            modem.setSimMissing(choice == 2);
+    } else if (choice == 0) {
         sim.busyCommands = words.number(u"count"_s, 0, ControlWords::maxCount);
     } else {
         constexpr int starting = 515;
@@ -79,10 +88,11 @@ void addStateControls(ControlTable &controls, Modem &modem)
                  [&modem](ControlWords &words) {
                      modem.setLocked(words.choice({"required", "ready"}) == 0);
                  });
-    controls.add(
-        u"sim"_s, u"busy N|starts MS [CODE]"_s,
-        u"the next N commands that need the SIM are refused as busy, or with CODE (515) for MS after a start"_s,
-        [&state](ControlWords &words) { setSim(state.sim, words); });
+    controls.add(u"sim"_s, u"busy N|starts MS [CODE]|gone|back|exchanged [silent]"_s,
+                 u"the next N commands that need the SIM are refused as busy, or with CODE (515) for MS "
+                 u"after a start; the "
+                 "SIM is taken out, put in, or another one is"_s,
+                 [&modem](ControlWords &words) { setSim(modem, words); });
     controls.add(u"identity"_s, u"MAKER|MODEL"_s, u"what AT+CGMI and +CGMM say"_s,
                  [&state](ControlWords &words) {
                      const QList<QByteArray> parts = words.escaped().split('|');

@@ -84,6 +84,18 @@ void addStorageControls(ControlTable &controls, Modem &modem)
                  });
     controls.add(u"deletes"_s, u"on|off"_s, u"off: AT+CMGD answers OK and removes nothing"_s,
                  [&state](ControlWords &words) { state.keepsRemoved = !words.onOff(); });
+    controls.add(u"moves-up"_s, u"on|off"_s,
+                 u"on: what stands behind a removed message moves up by a place"_s,
+                 [&state](ControlWords &words) {
+                     const bool isMoving = words.onOff();
+                     for (const Memory memory : {Memory::Sim, Memory::Equipment})
+                         state.store(memory).setMoving(isMoving);
+                 });
+    controls.add(u"others"_s, u"remove N"_s, u"somebody else removes what stands in this place of SM"_s,
+                 [&state](ControlWords &words) {
+                     static_cast<void>(words.choice({"remove"}));
+                     state.store(Memory::Sim).remove(words.number(u"place"_s, 0, ControlWords::maxCount));
+                 });
     controls.add(u"direct-copy"_s, u"on|off"_s, u"on: a message that comes as +CMT is stored, too"_s,
                  [&state](ControlWords &words) { state.copiesDirect = words.onOff(); });
     controls.add(u"store-draft"_s, u"TEXT"_s, u"put an unsent message into SM"_s,

@@ -6,6 +6,7 @@ namespace simulator
 namespace cme
 {
 constexpr int notAllowed = 3;
+constexpr int simNotInserted = 10;
 constexpr int simBusy = 14;
 } // namespace cme
 
@@ -16,6 +17,7 @@ constexpr int notAllowed = 302;
 constexpr int notSupported = 303;
 constexpr int invalidPduParameter = 304;
 constexpr int invalidTextParameter = 305;
+constexpr int simNotInserted = 310;
 constexpr int simPinRequired = 311;
 constexpr int simBusy = 314;
 constexpr int invalidIndex = 321;

@@ -51,8 +51,8 @@ QString DeliverService::obstacle() const
 {
     if (!m_plugged)
         return u"unplugged"_s;
-    if (m_state.sim.pinRequired)
-        return u"SIM locked"_s;
+    if (m_state.sim.pinRequired || m_state.sim.isMissing)
+        return u"no SIM, or locked"_s;
     if (!m_state.isRegistered())
         return u"not registered"_s;
     return {};

@@ -22,6 +22,16 @@ StoredMessage *MessageStore::find(int index)
     return found == m_messages.end() ? nullptr : &found->second;
 }
 
+void MessageStore::remove(int index)
+{
+    if (m_messages.erase(index) == 0 || !m_isMoving)
+        return;
+    std::map<int, StoredMessage> moved;
+    for (auto &[place, message] : m_messages)
+        moved.emplace(place > index ? place - 1 : place, std::move(message));
+    m_messages = std::move(moved);
+}
+
 bool MessageStore::isValidIndex(int index) const
 {
     return (index >= m_firstIndex && index < m_firstIndex + m_capacity) || m_messages.contains(index);

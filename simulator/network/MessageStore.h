@@ -27,7 +27,9 @@ public:
     std::optional<int> add(MessageStatus status, const QByteArray &pdu);
     StoredMessage *find(int index);
     [[nodiscard]] bool isValidIndex(int index) const;
-    void remove(int index) { m_messages.erase(index); }
+    void remove(int index);
+    /// Those behind a removed one move up by a place each, as some phones do it.
+    void setMoving(bool isMoving) { m_isMoving = isMoving; }
     void setFirstIndex(int index) { m_firstIndex = index; }
     [[nodiscard]] int firstIndex() const { return m_firstIndex; }
     /// A smaller capacity keeps what is stored; the store is full until enough was removed.
@@ -40,6 +42,7 @@ public:
 private:
     int m_capacity = 50;
     int m_firstIndex = 1;
+    bool m_isMoving = false;
     std::map<int, StoredMessage> m_messages;
 };
 } // namespace simulator

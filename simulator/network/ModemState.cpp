@@ -68,8 +68,16 @@ int ModemState::capacity(Memory memory) const
            (memory == Memory::Sim ? 0 : m_equipmentStore.capacity());
 }
 
+void ModemState::exchangeSim()
+{
+    std::swap(m_simStore.messages(), m_onOtherSim);
+    std::swap(sim.iccid, m_otherIccid);
+}
+
 std::optional<int> ModemState::takeSimRefusal()
 {
+    if (sim.isMissing)
+        return cms::simNotInserted;
     if (sim.pinRequired)
         return cms::simPinRequired;
     if (!sim.starting.hasExpired())

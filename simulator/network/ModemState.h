@@ -21,6 +21,8 @@ struct Settings {
 };
 
 struct Sim {
+    QByteArray iccid = "89860000000000000017";
+    bool isMissing = false;
     bool pinRequired = false;
     int busyCommands = 0;
     std::chrono::milliseconds startsFor{
@@ -48,6 +50,8 @@ struct OpenText {
 struct Identity {
     QByteArray maker = "Modem simulator";
     QByteArray model = "Pseudo-terminal GSM modem";
+    QByteArray imei = "350000000000006";
+    QByteArray network = "Simulated network";
 };
 
 /// "SM", "ME" or "MT".
@@ -76,6 +80,8 @@ struct ModemState {
     {
         return registration == 1 || (registration >= 5 && registration <= 7);
     }
+    /// Another SIM card is put in, with what it holds; the next exchange puts the first one back.
+    void exchangeSim();
     /// Why a command that needs the SIM cannot run: a +CMS ERROR code. Counts a busy answer down.
     std::optional<int> takeSimRefusal();
     [[nodiscard]] bool isTextMode() const { return settings.messageFormat == 1; }
@@ -112,6 +118,8 @@ struct ModemState {
 
 private:
     MessageStore m_simStore;
+    std::map<int, StoredMessage> m_onOtherSim;
+    QByteArray m_otherIccid = "89860000000000000025";
     MessageStore m_equipmentStore;
 };
 } // namespace simulator

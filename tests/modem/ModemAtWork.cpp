@@ -37,11 +37,17 @@ ModemLimits shortLimits()
 }
 
 const QHash<QString, milliseconds ModemLimits::*> limitNames{
-    {u"command"_s, &ModemLimits::command},       {u"prompt"_s, &ModemLimits::prompt},
-    {u"reopenSync"_s, &ModemLimits::reopenSync}, {u"resync"_s, &ModemLimits::resync},
-    {u"sendResult"_s, &ModemLimits::sendResult}, {u"simBusy"_s, &ModemLimits::simBusy},
-    {u"slowPrompt"_s, &ModemLimits::slowPrompt}, {u"sync"_s, &ModemLimits::sync},
-    {u"storePoll"_s, &ModemLimits::storePoll},   {u"syncAttempt"_s, &ModemLimits::syncAttempt},
+    {u"command"_s, &ModemLimits::command},
+    {u"prompt"_s, &ModemLimits::prompt},
+    {u"reopenSync"_s, &ModemLimits::reopenSync},
+    {u"resync"_s, &ModemLimits::resync},
+    {u"sendResult"_s, &ModemLimits::sendResult},
+    {u"simBusy"_s, &ModemLimits::simBusy},
+    {u"slowPrompt"_s, &ModemLimits::slowPrompt},
+    {u"sync"_s, &ModemLimits::sync},
+    {u"look"_s, &ModemLimits::look},
+    {u"storePoll"_s, &ModemLimits::storePoll},
+    {u"syncAttempt"_s, &ModemLimits::syncAttempt},
 };
 
 /// Arguments name what a line of text cannot hold.
@@ -121,7 +127,7 @@ QString ModemAtWork::open()
     QString none;
     if (control().read(none, none, none) != static_cast<qint16>(ModemResult::NoMessage))
         return u"a message outside its event"_s;
-    return result == 0 && !control().isRegistered() ? u"Unregistered"_s : nameOf(result);
+    return result == 0 && !control().status().isRegistered ? u"Unregistered"_s : nameOf(result);
 }
 
 QString ModemAtWork::send(const QString &rest)
@@ -207,7 +213,7 @@ QString ModemAtWork::perform(const QString &step)
         return compared(send(arguments), wanted.isEmpty() ? u"Ok"_s : wanted);
     if (verb == u"signal") {
         m_simulator.command(u"answer --raw 1 +CSQ "_s + arguments);
-        const std::optional<int> dbm = control().askReception().signalDbm;
+        const std::optional<int> dbm = control().askStatus().signalDbm;
         return compared(dbm ? QString::number(*dbm) : u"none"_s, wanted);
     }
     if (verb == u"codes") {

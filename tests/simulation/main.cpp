@@ -1,5 +1,6 @@
 #include "tests/simulation/MemoryDisk.h"
 #include "tests/simulation/Simulation.h"
+#include "tests/simulation/StoreSteps.h"
 #include "tests/simulation/VirtualTime.h"
 
 #include <QCommandLineParser>
@@ -166,17 +167,27 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(usage);
     parser.addHelpOption();
-    parser.addOptions({{u"seed"_s, u"Tell and judge this one story."_s, u"N"_s},
-                       {u"days"_s, u"... of so many days; ten minutes without."_s, u"D"_s},
-                       {u"interval"_s, u"... with this scan interval."_s, u"SECONDS"_s, u"10"_s},
-                       {u"seeds"_s, u"Judge these stories of ten minutes."_s, u"A..B"_s},
-                       {u"century"_s, u"Judge the days of a hundred years."_s},
-                       {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s},
-                       {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
-                       {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
-                       {u"crashes"_s, u"Kill it in the middle of hand-overs."_s},
-                       {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
+    parser.addOptions(
+        {{u"seed"_s, u"Tell and judge this one story."_s, u"N"_s},
+         {u"days"_s, u"... of so many days; ten minutes without."_s, u"D"_s},
+         {u"interval"_s, u"... with this scan interval."_s, u"SECONDS"_s, u"10"_s},
+         {u"seeds"_s, u"Judge these stories of ten minutes."_s, u"A..B"_s},
+         {u"century"_s, u"Judge the days of a hundred years."_s},
+         {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s},
+         {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
+         {u"store-steps"_s, u"So much happens to a modem's store that is being emptied."_s, u"N"_s},
+         {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
+         {u"crashes"_s, u"Kill it in the middle of hand-overs."_s},
+         {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
     parser.process(application);
+    if (parser.isSet(u"store-steps"_s)) {
+        QStringList lost;
+        for (quint64 seed = 0; seed < 4; ++seed)
+            lost += storeSteps(parser.value(u"store-steps"_s).toInt() / 4, seed);
+        lost.removeAll(QString());
+        print(lost.join(u'\n'));
+        return lost.isEmpty() ? 0 : 1;
+    }
     if (parser.isSet(u"seed"_s)) {
         const auto days = parser.value(u"days"_s).toInt();
         return one(storyOf(parser.value(u"seed"_s).toULongLong(), days > 0 ? 24h * days : 10min,

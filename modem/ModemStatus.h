@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+/// What hangs on the port and how it stands in its network, as it was last asked: while the port is open at least once a
+/// minute. What the modem does not tell is "" or nothing.
+struct ModemStatus {
+    QString model;   ///< maker and model in its own words
+    QString imeiEnd; ///< the last four digits of its own number
+    QString simEnd;  ///< the last four digits of the SIM card's number (ICCID)
+    QString network; ///< the operator's name
+    std::optional<int> signalDbm;
+    bool isRegistered = false;
+    QStringList troubles = {}; ///< what keeps it from sending or receiving, in Chinese
+
+    /// 0 to 4, as telephones show it.
+    [[nodiscard]] int signalBars() const
+    {
+        int bars = signalDbm ? 1 : 0;
+        for (const int dbm : {-101, -91, -81})
+            bars += signalDbm && *signalDbm >= dbm ? 1 : 0;
+        return bars;
+    }
+};

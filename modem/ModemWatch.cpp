@@ -1,0 +1,93 @@
+#include "modem/ModemWatch.h"
+
+#include "modem/BringUp.h"
+#include "modem/Registration.h"
+#include "modem/SimState.h"
+#include "modem/line/AnswerFields.h"
+#include "modem/line/AtChannel.h"
+
+using namespace Qt::StringLiterals;
+
+namespace
+{
+
+constexpr qsizetype shownDigits = 4;
+
+QString unregistered()
+{
+    return u"短信猫未注册到网络，暂时不能收发短信"_s;
+}
+
+std::optional<int> signalStrength(AtChannel &channel, const ModemLimits &limits)
+{
+    constexpr int weakest = -113; // dBm, at 0; each step is 2 dB more; 99 is unknown (3GPP TS 27.007, 8.5)
+    constexpr int strongestLevel = 31;
+    const AtAnswer answer = channel.exchange("AT+CSQ", "+CSQ:", limits.command);
+    const auto level = answer.lines.isEmpty()
+                           ? std::nullopt
+                           : answerFields(answer.lines.constFirst().text).value(0).number();
+    return level && *level >= 0 && *level <= strongestLevel ? std::optional(weakest + 2 * *level)
+                                                            : std::nullopt;
+}
+
+} // namespace
+
+void ModemWatch::noteBroughtUp(const BringUpReport &report)
+{
+    if (report.result != ModemResult::Ok)
+        return;
+    m_status.isRegistered = report.isRegistered;
+    m_status.simEnd = QString::fromLatin1(report.iccid.right(shownDigits));
+    if (!report.isRegistered) {
+        m_trouble = unregistered();
+        m_status.troubles = {m_trouble};
+    }
+}
+
+/// The first line of a question that is answered by lines without a prefix.
+QByteArray ModemWatch::ask(const QByteArray &name) const
+{
+    const AtAnswer answer = m_channel.exchangeForText("AT" + name, name + ':', m_limits.command);
+    if (!answer.isOk() || answer.lines.isEmpty())
+        return {};
+    QByteArray text = answer.lines.first().text;
+    if (text.toUpper().startsWith(name + ':'))
+        text = text.sliced(name.size() + 1);
+    return text.replace('"', "").simplified();
+}
+
+/// What is wrong, the cause before its consequences.
+QString ModemWatch::askTrouble()
+{
+    const SimState sim = simState(m_channel.exchange("AT+CPIN?", "+CPIN:", m_limits.command));
+    m_status.isRegistered = isRegistered(m_channel, m_limits);
+    m_status.signalDbm = signalStrength(m_channel, m_limits);
+    const AtAnswer network = m_channel.exchange("AT+COPS?", "+COPS:", m_limits.command);
+    m_status.network =
+        network.lines.isEmpty()
+            ? QString()
+            : QString::fromUtf8(answerFields(network.lines.first().text).value(2).text).left(40);
+    if (sim.result != ModemResult::Ok)
+        return sim.cause;
+    if (m_status.isRegistered)
+        return {};
+    return m_status.signalDbm ? unregistered() : u"短信猫没有信号，未注册到网络，暂时不能收发短信"_s;
+}
+
+QString ModemWatch::look()
+{
+    if (m_status.model.isEmpty()) {
+        QStringList words{QString::fromLatin1(ask("+CGMI")), QString::fromLatin1(ask("+CGMM"))};
+        words.removeDuplicates();
+        m_status.model = words.join(u' ').trimmed();
+        m_status.imeiEnd = QString::fromLatin1(ask("+CGSN").right(shownDigits));
+    }
+    const QString trouble = askTrouble();
+    if (!m_channel.isSynchronised()) // nothing was learnt but that it is slow
+        return {};
+    const QString before = std::exchange(m_trouble, trouble);
+    m_status.troubles = trouble.isEmpty() ? QStringList() : QStringList{trouble};
+    if (trouble == before)
+        return {};
+    return trouble.isEmpty() ? u"短信猫已恢复正常，可以收发短信"_s : trouble;
+}
