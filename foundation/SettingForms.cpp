@@ -73,10 +73,13 @@ SettingValue connectString(const QString &typed)
 SettingValue devicePath(const QString &typed)
 {
     const QString plain = typed.trimmed();
-    return plain.startsWith(u'/') || plain.startsWith(u'\\')
+    const QUrl url(plain, QUrl::StrictMode);
+    const bool isOnNetwork = url.scheme() == "tcp"_L1 && !url.host().isEmpty() && url.port() > 0 &&
+                             url.path().isEmpty() && !url.hasQuery() && url.userInfo().isEmpty();
+    return plain.startsWith(u'/') || plain.startsWith(u'\\') || isOnNetwork
                ? SettingValue{plain}
-               : SettingValue{.problem =
-                                  u"设备必须写出完整路径，例如 /dev/serial/by-id/... 或 /dev/ttyUSB0"_s};
+               : SettingValue{.problem = u"设备必须写出完整路径，例如 /dev/serial/by-id/... 或 /dev/ttyUSB0，"
+                                         "网络串口写 tcp://主机:端口"_s};
 }
 
 SettingValue lineSpeed(const QString &typed)

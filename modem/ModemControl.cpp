@@ -120,7 +120,9 @@ BringUpReport ModemControl::Private::connectDevice(const QList<int> &bauds,
         device = serialDevice(portNumber);
     if (device.isEmpty())
         return {.result = ModemResult::NoSuchPort, .cause = u"端口 COM%1 不存在"_s.arg(portNumber)};
-    BringUpReport report = link.open(device, serviceCentre, bauds, syncLimit);
+    const bool isOnNetwork = device.startsWith(u"tcp:"_s); // whose server sets the speed
+    BringUpReport report =
+        link.open(device, serviceCentre, isOnNetwork ? QList<int>{bauds.first()} : bauds, syncLimit);
     noteBroughtUp(report);
     return report;
 }

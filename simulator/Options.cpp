@@ -51,6 +51,7 @@ Options readOptions(const QStringList &arguments)
     parser.addVersionOption();
     parser.addOptions({
         {u"link"_s, u"Where the link to the pseudo-terminal goes."_s, u"path"_s},
+        {u"listen"_s, u"A line over the network instead, as a raw serial server."_s, u"[address:]port"_s},
         {u"control"_s, u"Socket for control commands."_s, u"socket"_s},
         {u"command"_s, u"Send one control command to the simulator at --control, print its answer, end."_s,
          u"line"_s},
@@ -76,6 +77,7 @@ Options readOptions(const QStringList &arguments)
 
     Options options;
     options.link = parser.value(u"link"_s);
+    options.listen = parser.value(u"listen"_s);
     options.control = parser.value(u"control"_s);
     if (parser.isSet(u"command"_s))
         options.command = parser.value(u"command"_s);
@@ -96,8 +98,8 @@ Options readOptions(const QStringList &arguments)
     options.setUp += parser.values(u"do"_s);
     if (options.command && options.control.isEmpty())
         refuse(u"--command needs --control"_s);
-    if (!options.command && options.link.isEmpty())
-        refuse(u"--link is missing; --help tells more"_s);
+    if (!options.command && options.link.isEmpty() == options.listen.isEmpty())
+        refuse(u"either --link or --listen is needed; --help tells more"_s);
     return options;
 }
 } // namespace simulator

@@ -8,6 +8,7 @@ namespace simulator
 /// What the command line asks for.
 struct Options {
     QString link;
+    QString listen; ///< [ADDRESS:]PORT of a line over the network, in the link's place
     QString control;
     std::optional<QString> command; ///< to be sent to the simulator at control, instead of running one
     QString log;

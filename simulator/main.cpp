@@ -3,6 +3,7 @@
 #include "simulator/StopSignals.h"
 #include "simulator/controls/ControlCommands.h"
 #include "simulator/line/pty/PseudoTerminal.h"
+#include "simulator/line/tcp/NetworkEnd.h"
 
 #include <QCoreApplication>
 #include <QTime>
@@ -50,7 +51,12 @@ void trace(const char *direction, const QByteArray &octets)
 
 int runSimulator(const Options &options)
 {
-    Modem modem(std::make_unique<PseudoTerminal>(options.link), options.log);
+    std::unique_ptr<LineEnd> end;
+    if (options.listen.isEmpty())
+        end = std::make_unique<PseudoTerminal>(options.link);
+    else
+        end = std::make_unique<NetworkEnd>(options.listen);
+    Modem modem(std::move(end), options.log);
     modem.state().say = say;
     if (options.trace) {
         QObject::connect(&modem.line(), &SerialLine::received,

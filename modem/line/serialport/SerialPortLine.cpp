@@ -3,6 +3,8 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSerialPort>
+#include <QTcpSocket>
+#include <QUrl>
 #include <algorithm>
 
 namespace
@@ -41,7 +43,7 @@ bool removeLockOfAKill(const QString &path)
     return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() && lock.removeStaleLockFile();
 }
 
-/// On a port of this machine.
+/// On a port of this machine, or on a raw serial server that "tcp://host:port" names.
 class SerialPortLine final : public SerialLine
 {
 public:
@@ -50,17 +52,22 @@ public:
     OpenResult open(const QString &device, int baud) override;
     void setBaud(int baud) override { m_port.setBaudRate(baud); }
     void close() override;
-    bool isOpen() const override { return m_port.isOpen(); }
+    bool isOpen() const override { return m_device->isOpen(); }
     QString errorText() const override { return m_errorText; }
     Wait write(QByteArrayView octets, const QDeadlineTimer &deadline) override;
     Wait waitForOctets(const QDeadlineTimer &deadline) override;
     QByteArray readAll() override;
 
 private:
+    OpenResult connectTo(const QUrl &server);
     void noteError(QSerialPort::SerialPortError error);
+    void noteLoss();
+    [[nodiscard]] bool isTimeOut() const;
     Wait endWait();
 
     QSerialPort m_port;
+    QTcpSocket m_socket;
+    QIODevice *m_device = &m_port; ///< that of the two which is used
     QString m_errorText;
     bool m_waiting = false;
     bool m_lost = false;
@@ -70,11 +77,19 @@ SerialPortLine::SerialPortLine()
 {
     connect(&m_port, &QSerialPort::readyRead, this, &SerialLine::octetsArrived);
     connect(&m_port, &QSerialPort::errorOccurred, this, &SerialPortLine::noteError);
+    connect(&m_socket, &QTcpSocket::readyRead, this, &SerialLine::octetsArrived);
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        if (error != QAbstractSocket::SocketTimeoutError)
+            noteLoss();
+    });
 }
 
 SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
 {
     close();
+    if (const QUrl url(device); url.scheme() == QLatin1StringView("tcp"))
+        return connectTo(url);
+    m_device = &m_port;
     // The real path: the lock of one device is then the same under all its names.
     const QString path = QFileInfo(device).canonicalFilePath();
 #ifdef Q_OS_WIN
@@ -116,36 +131,61 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
     return OpenResult::Busy;
 }
 
+SerialLine::OpenResult SerialPortLine::connectTo(const QUrl &server)
+{
+    constexpr int limitMs = 5000;
+    m_device = &m_socket;
+    m_waiting = true;
+    m_socket.connectToHost(server.host(), static_cast<quint16>(server.port()));
+    const bool connected = m_socket.waitForConnected(limitMs);
+    m_waiting = false;
+    m_lost = false;
+    m_errorText = m_socket.errorString();
+    if (!connected) {
+        m_socket.abort();
+        return OpenResult::Failed;
+    }
+    m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    m_socket.setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    return OpenResult::Opened;
+}
+
 void SerialPortLine::close()
 {
-    if (!m_port.isOpen())
+    if (!m_device->isOpen())
         return;
     m_waiting = true; // what goes wrong while closing does not matter
-    m_port.clear();
-    m_port.close();
+    if (m_device == &m_port)
+        m_port.clear();
+    else
+        m_socket.abort(); // what the server has not taken is dropped
+    m_device->close();
     m_waiting = false;
     m_lost = false;
 }
 
 SerialLine::Wait SerialPortLine::write(QByteArrayView octets, const QDeadlineTimer &deadline)
 {
-    if (!m_port.isOpen())
+    if (!m_device->isOpen())
         return Wait::Lost;
     trace(TraceDirection::Sent, octets);
     m_waiting = true;
     Wait result = Wait::Ready;
-    if (m_port.write(octets.data(), octets.size()) != octets.size())
+    if (m_device->write(octets.data(), octets.size()) != octets.size())
         m_lost = true;
-    m_port.flush();
-    while (!m_lost && m_port.bytesToWrite() > 0) {
+    m_device == &m_port ? m_port.flush() : m_socket.flush();
+    while (!m_lost && m_device->bytesToWrite() > 0) {
         const int limit = remainingMs(deadline);
-        if (limit == 0 || !m_port.waitForBytesWritten(limit)) {
+        if (limit == 0 || !m_device->waitForBytesWritten(limit)) {
             if (!m_lost && deadline.hasExpired()) {
-                m_port.clear(QSerialPort::Output);
+                if (m_device == &m_port)
+                    m_port.clear(QSerialPort::Output);
+                else
+                    m_lost = true; // what is half gone cannot be taken back
                 result = Wait::TimedOut;
                 break;
             }
-            if (!m_lost && m_port.error() != QSerialPort::TimeoutError)
+            if (!m_lost && !isTimeOut())
                 m_lost = true;
         }
     }
@@ -155,20 +195,20 @@ SerialLine::Wait SerialPortLine::write(QByteArrayView octets, const QDeadlineTim
 
 SerialLine::Wait SerialPortLine::waitForOctets(const QDeadlineTimer &deadline)
 {
-    if (!m_port.isOpen())
+    if (!m_device->isOpen())
         return Wait::Lost;
-    if (m_port.bytesAvailable() > 0)
+    if (m_device->bytesAvailable() > 0)
         return Wait::Ready;
     m_waiting = true;
-    bool ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
-    while (!ready && !m_lost && m_port.error() == QSerialPort::TimeoutError && !deadline.hasExpired()) {
+    bool ready = m_device->waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
+    while (!ready && !m_lost && isTimeOut() && !deadline.hasExpired()) {
         whileWaiting();
-        ready = m_port.waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
+        ready = m_device->waitForReadyRead(std::min(sliceMs, remainingMs(deadline)));
     }
-    if (!ready && !m_lost && m_port.error() != QSerialPort::TimeoutError)
+    if (!ready && !m_lost && !isTimeOut())
         m_lost = true;
     // What arrived together with the hang-up still counts.
-    if (m_port.bytesAvailable() > 0) {
+    if (m_device->bytesAvailable() > 0) {
         m_waiting = false;
         return Wait::Ready;
     }
@@ -189,7 +229,7 @@ SerialLine::Wait SerialPortLine::endWait()
 
 QByteArray SerialPortLine::readAll()
 {
-    QByteArray octets = m_port.isOpen() ? m_port.readAll() : QByteArray();
+    QByteArray octets = m_device->isOpen() ? m_device->readAll() : QByteArray();
     if (!octets.isEmpty())
         trace(TraceDirection::Received, octets);
     return octets;
@@ -201,6 +241,17 @@ void SerialPortLine::noteError(QSerialPort::SerialPortError error)
     if (error != QSerialPort::ReadError && error != QSerialPort::WriteError &&
         error != QSerialPort::ResourceError)
         return;
+    noteLoss();
+}
+
+bool SerialPortLine::isTimeOut() const
+{
+    return m_device == &m_port ? m_port.error() == QSerialPort::TimeoutError
+                               : m_socket.error() == QAbstractSocket::SocketTimeoutError;
+}
+
+void SerialPortLine::noteLoss()
+{
     m_lost = true;
     if (m_waiting)
         return;
