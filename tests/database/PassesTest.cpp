@@ -72,6 +72,52 @@ private slots:
         }
     }
 
+    void whatSomebodyHoldsCostsItselfAlone_data() { addRoutes(serverRoutes); }
+    void whatSomebodyHoldsCostsItselfAlone()
+    {
+        Office office(currentRoute());
+        Connection &connection = office.session.Conn();
+        const auto count = [&](const QString &table) {
+            return connection.firstValue("select count(*) from "_L1 + table, {})->toInt();
+        };
+        const auto give = [&](int messages) {
+            for (int i = 0; i < messages; ++i) {
+                connection.execute(u"insert into SMS_WaitToSend (ToSendDT, ToUserList) values (?, ?)"_s,
+                                   {u"2006-03-05"_s, u"zhang"_s});
+                connection.execute(u"insert into SMS_Queues (ToMB, MsgStatus) values ('1', '8')"_s);
+            }
+        };
+        const auto tick = [&] {
+            office.passes().archive();
+            office.passes().expand();
+            return QList<int>{count(u"SMS_ResultDetail"_s), count(u"SMS_SendList"_s)};
+        };
+        give(30);
+        if (office.isMariaDb()) // which locks the next row too otherwise
+            office.oa(u"set session transaction isolation level read committed"_s);
+        office.oa(u"begin"_s);
+        for (const auto *table : {"SMS_WaitToSend", "SMS_Queues"})
+            office.oa(u"delete from %1 where OAID<=20"_s.arg(QLatin1String(table)));
+        QCOMPARE(tick(), QList<int>({10, 10}));
+        QCOMPARE(office.console.takeLog(), QStringList());
+        QCOMPARE(tick(), QList<int>({10, 10}));
+        const QStringList told = office.console.takeLog();
+        QCOMPARE(told.filter(u"锁定的记录失败"_s).size(), 2);
+        QCOMPARE(told.size(), 2);
+        office.oa(u"rollback"_s);
+        QTRY_COMPARE(tick(), QList<int>({30, 30}));
+        static_cast<void>(tick());
+        QCOMPARE(office.console.takeLog().filter(u"恢复正常"_s).size(), 2);
+        // As an index build does, which lets readers in.
+        office.oa(office.isPostgreSql() ? u"begin"_s : u"set autocommit=0"_s);
+        office.oa((office.isPostgreSql() ? u"lock table %1 in share mode"_s : u"lock tables %1 read"_s)
+                      .arg(u"SMS_ResultDetail"_s));
+        give(1);
+        QCOMPARE(tick(), QList<int>({30, 31}));
+        office.oa(office.isPostgreSql() ? u"rollback"_s : u"unlock tables"_s);
+        QTRY_COMPARE(tick(), QList<int>({31, 31}));
+    }
+
     void stoppedServerBlocksNoTickForLonger()
     {
         Office office(DatabaseRoute::PostgreSql, SchemaKind::Sample,
