@@ -7,6 +7,18 @@
 
 using namespace Qt::StringLiterals;
 
+template <typename Work>
+decltype(auto) Connection::resuming(bool isRepeatable, Work work)
+{
+    try {
+        return work();
+    } catch (const DatabaseFault &fault) {
+        if (!isRepeatable || fault.kind() != DatabaseFault::Kind::Lost || !resume())
+            throw;
+    }
+    return work();
+}
+
 /// Runs a piece of work on the database and remembers the fault that it strikes.
 template <typename Work>
 auto Connection::remembering(Work work)
@@ -17,6 +29,7 @@ auto Connection::remembering(Work work)
     if (m_hasMetLock && m_transactionDepth == 0)
         setPatience(false);
     ++m_statementsRun;
+    const auto noteTime = qScopeGuard([this] { m_sinceAnswer.start(); });
     try {
         return work();
     } catch (const DatabaseFault &fault) {
@@ -48,6 +61,7 @@ Connection::~Connection()
 void Connection::open(const QString &connectionString)
 {
     close();
+    m_connectionString = connectionString;
     m_driver = makeDriver(connectionString);
     try {
         m_driver->open();
@@ -69,6 +83,8 @@ void Connection::close()
     m_lentLocks.reset();
     m_driver.reset();
     m_lost = false;
+    m_hasNamedLock = false;
+    m_sinceAnswer.invalidate();
     m_isPatient = true;
     m_hasMetLock = false;
 }
@@ -102,9 +118,12 @@ template <typename Work>
 auto Connection::withStatement(const QString &sql, const QVariantList &values, Work work)
 {
     return remembering([&] {
-        Statement &statement = prepared(sql);
         try {
-            statement.execute(values);
+            Statement &statement = resuming(sql.startsWith("select"_L1), [&]() -> Statement & {
+                Statement &executed = prepared(sql);
+                executed.execute(values);
+                return executed;
+            });
             const auto letGo = qScopeGuard([&] { statement.finish(); });
             return work(statement);
         } catch (const DatabaseFault &) {
@@ -211,19 +230,31 @@ QStringList Connection::takeReplacedTables()
 void Connection::requireUsable()
 {
     // Inside a transaction the database was there a moment ago, and every row would ask again.
-    if (m_driver && !m_lost && m_transactionDepth == 0 && !m_driver->isUsable())
+    if (m_driver && !m_lost && m_transactionDepth == 0 && !m_driver->isUsable() && !resume())
         m_lost = true;
     if (!m_driver || m_lost)
         throw DatabaseFault(DatabaseFault::Kind::Lost, u"数据库连接已断开"_s);
 }
 
+bool Connection::resume()
+{
+    // Less is no idleness: whoever cuts it means it.
+    constexpr qint64 idleMilliseconds = 1000;
+    const bool wasIdle = m_sinceAnswer.isValid() && m_sinceAnswer.elapsed() >= idleMilliseconds;
+    if (!wasIdle || m_transactionDepth > 0 || m_hasNamedLock || m_driver->hasTimedOut())
+        return false;
+    try {
+        open(QString(m_connectionString));
+        return true;
+    } catch (const DatabaseFault &) {
+        return false;
+    }
+}
+
 Statement &Connection::prepared(const QString &sql)
 {
-    // Not inside a transaction: after a fault it lets no statement through.
-    if (m_transactionDepth == 0) {
-        for (const QString &failed : std::exchange(m_failedStatements, {}))
-            m_statements.erase(failed);
-    }
+    if (m_transactionDepth == 0)
+        forgetFailedStatements();
     // All columns are those of now, not of when the statement was prepared.
     if (sql.startsWith("select *"_L1, Qt::CaseInsensitive))
         m_statements.erase(sql);
@@ -233,10 +264,18 @@ Statement &Connection::prepared(const QString &sql)
     return *statement;
 }
 
+/// Not inside a transaction: after a fault it lets no statement through.
+void Connection::forgetFailedStatements()
+{
+    for (const QString &failed : std::exchange(m_failedStatements, {}))
+        m_statements.erase(failed);
+}
+
 void Connection::beginTransaction()
 {
     if (m_transactionDepth == 0) {
-        remembering([this] { m_driver->begin(); });
+        forgetFailedStatements();
+        remembering([this] { resuming(true, [this] { m_driver->begin(); }); });
         m_transactionFault.reset();
         m_isTransactionOver = false;
     }
@@ -259,6 +298,7 @@ void Connection::rollbackTransaction() noexcept
     if (--m_transactionDepth == 0) {
         if (!m_lost)
             m_driver->rollback();
+        forgetFailedStatements();
     } else if (!m_transactionFault) {
         m_transactionFault = DatabaseFault(DatabaseFault::Kind::Refused, u"事务的一部分已被撤销"_s);
     }

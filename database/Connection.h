@@ -3,6 +3,7 @@
 #include "database/SessionLocks.h"
 #include "database/driver/Driver.h"
 
+#include <QElapsedTimer>
 #include <QVariantList>
 #include <functional>
 #include <optional>
@@ -10,7 +11,9 @@
 
 /// A client-side database connection opened from one connection string.
 ///
-/// Statements are prepared once per text and used again. A fault is remembered as long as it matters: once
+/// Statements are prepared once per text and used again. A connection that was cut while it had nothing to say is opened
+/// again at once and goes on as if nothing had been, where nothing was in hand: neither a transaction nor a named lock,
+/// nor a statement that writes and had gone out. Any other fault is remembered as long as it matters: once
 /// the connection is lost every statement is refused at once until the next open(), and in a transaction in
 /// which a statement failed, whoever absorbed the fault, every later one is refused with that fault: the
 /// server may have rolled back already, and would run them one by one. Only the rollback is left, of the whole
@@ -88,11 +91,17 @@ private:
     template <typename Work>
     auto remembering(Work work);
     void requireUsable();
+    /// Opens anew what was cut while it was idle. False when something was in hand, or it cannot be opened.
+    [[nodiscard]] bool resume();
+    /// Runs a piece of work that may run twice: once more after a connection that was cut while it was idle.
+    template <typename Work>
+    decltype(auto) resuming(bool isRepeatable, Work work);
     void setPatience(bool isPatient);
     [[nodiscard]] DatabaseFault remembered(const DatabaseFault &fault);
     template <typename Work>
     auto withStatement(const QString &sql, const QVariantList &values, Work work);
     Statement &prepared(const QString &sql);
+    void forgetFailedStatements();
     void beginTransaction();
     void commitTransaction();
     void rollbackTransaction() noexcept;
@@ -102,6 +111,7 @@ private:
     void releaseSavepoint(const QString &name);
     void rollbackToSavepoint(const QString &name, const std::optional<DatabaseFault> &earlierFault) noexcept;
 
+    QString m_connectionString;
     std::unique_ptr<Driver> m_driver;
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;
@@ -109,7 +119,9 @@ private:
     std::function<std::unique_ptr<SessionLocks>()> m_lend;
     std::unique_ptr<SessionLocks> m_lentLocks;
     bool m_lost = false;
-    bool m_isPatient = true; // waits for locks
+    bool m_hasNamedLock = false;
+    QElapsedTimer m_sinceAnswer; // invalid before the first
+    bool m_isPatient = true;     // waits for locks
     bool m_hasMetLock = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;

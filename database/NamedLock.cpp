@@ -60,6 +60,7 @@ std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const Loc
         m_connection.m_driver->dialect().takeNamedLock(digestOf(m_name), digestOf(name), reading);
     m_name = name;
     const auto rows = m_connection.query(statement.sql, statement.values);
+    m_connection.m_hasNamedLock = true;
     if (rows.values.size() < 2)
         return std::nullopt;
     return Reading{rows.values[1].toInt() == 1, rows.values[0]};
@@ -95,4 +96,5 @@ void NamedLock::release() noexcept
         // A session that cannot let go is lost, and the lock with it; one that was refused holds no lock.
     }
     m_name.clear();
+    m_connection.m_hasNamedLock = false;
 }

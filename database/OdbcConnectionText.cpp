@@ -146,6 +146,8 @@ public:
             // Debian switches a communication log on, which holds every text in clear.
             m_builder.addUnlessPresent("CommLog"_L1, u"0"_s);
             m_builder.addUnlessPresent("Debug"_L1, u"0"_s);
+            // Our savepoints are enough; the driver would set one a statement.
+            m_builder.addUnlessPresent("Protocol"_L1, u"7.4-0"_s);
         } else if (m_family == OdbcFamily::FreeTds && m_builder.contains("driver"_L1) && !hasServerName) {
             m_builder.addUnlessPresent("TDS_Version"_L1, tdsVersion);
         }

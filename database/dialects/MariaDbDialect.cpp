@@ -15,6 +15,9 @@ public:
         const auto seconds = session.limits.statement.count();
         QStringList statements = {
             u"set autocommit=1"_s,
+            // With these char(n) comes with its blanks, and a table is not changed by any column.
+            u"set session sql_mode=replace(@@sql_mode, 'PAD_CHAR_TO_FULL_LENGTH', '')"_s,
+            u"set session sql_safe_updates=0"_s,
             // Times of timestamp columns are ours, whatever the server's zone is. The offset is where the
             // server has no zone tables.
             u"set time_zone='%1'"_s.arg(session.offset),

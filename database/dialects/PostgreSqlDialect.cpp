@@ -20,6 +20,11 @@ public:
             u"set standard_conforming_strings=on"_s,
             u"set statement_timeout=%1"_s.arg(milliseconds),
             u"set datestyle=ISO"_s,
+            // A machine of ours that died lets its locks go within the minute.
+            u"set tcp_keepalives_idle=15"_s,
+            u"set tcp_keepalives_interval=5"_s,
+            u"set tcp_keepalives_count=3"_s,
+            u"set tcp_user_timeout=30000"_s,
             u"set client_min_messages=warning"_s,
             // Times without a zone are ours, whatever the server's zone is. The offset is where the name
             // is unknown to the server.

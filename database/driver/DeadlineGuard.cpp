@@ -1,5 +1,7 @@
 #include "database/driver/DeadlineGuard.h"
 
+#include <algorithm>
+#include <poll.h>
 #include <sys/socket.h>
 
 DeadlineGuard::~DeadlineGuard()
@@ -23,6 +25,14 @@ bool DeadlineGuard::hasFired() const
 {
     const std::lock_guard lock(m_mutex);
     return m_struck;
+}
+
+bool DeadlineGuard::isClosed() const
+{
+    return std::any_of(m_sockets.cbegin(), m_sockets.cend(), [](int socket) {
+        pollfd line{socket, POLLRDHUP, 0};
+        return ::poll(&line, 1, 0) > 0;
+    });
 }
 
 void DeadlineGuard::start(std::chrono::milliseconds limit)

@@ -23,6 +23,8 @@ public:
     void setSockets(std::vector<int> sockets);
     /// True once the sockets have been shut down.
     [[nodiscard]] bool hasFired() const;
+    /// True when the other end has closed one of the sockets. Not during a watch.
+    [[nodiscard]] bool isClosed() const;
 
     /// The time limit of one piece of work, from construction to destruction. Watches do not overlap.
     class Watch

@@ -44,6 +44,9 @@ public:
     /// Asked before each piece of work: false when the database under the connection is known to be gone.
     [[nodiscard]] virtual bool isUsable() const = 0;
 
+    /// True once a time limit has cut the connection.
+    [[nodiscard]] virtual bool hasTimedOut() const { return false; }
+
     [[nodiscard]] virtual std::unique_ptr<Statement> prepare(const QString &sql) = 0;
     /// What the database system needs said its own way.
     [[nodiscard]] virtual const SqlDialect &dialect() const = 0;

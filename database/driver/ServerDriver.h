@@ -20,8 +20,9 @@ public:
     ~ServerDriver() override;
 
     void open() final;
-    /// A server that is gone is noticed by the statement that fails.
-    [[nodiscard]] bool isUsable() const final { return true; }
+    /// False when the other end has closed the line. What else becomes of it is noticed by the statement that fails.
+    [[nodiscard]] bool isUsable() const final { return !m_guard.isClosed(); }
+    [[nodiscard]] bool hasTimedOut() const final { return m_guard.hasFired(); }
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) final;
     void closing() noexcept override;
     [[nodiscard]] QStringList takeReplacedTables() final { return m_texts.takeReplacedTables(); }
@@ -33,8 +34,6 @@ protected:
     void setDialect(std::unique_ptr<SqlDialect> dialect) { m_dialect = std::move(dialect); }
     [[nodiscard]] const DatabaseLimits &limits() const { return m_limits; }
     [[nodiscard]] DeadlineGuard &guard() { return m_guard; }
-    /// True once a time limit has cut the connection.
-    [[nodiscard]] bool hasTimedOut() const { return m_guard.hasFired(); }
     /// The time limit of a statement with values of this size.
     [[nodiscard]] DeadlineGuard::Watch watch(qint64 payloadOctets);
 

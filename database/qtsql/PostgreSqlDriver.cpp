@@ -41,11 +41,25 @@ void PostgreSqlDriver::configure(QSqlDatabase &database) const
         u"connect_timeout=%1;application_name=sms-server;tcp_user_timeout=%2;keepalives_idle=30;"
         "keepalives_interval=5;keepalives_count=3"_s.arg(target().limits.connect.count())
             .arg(lineLimit);
+    if (m_asksForPlainBackslashes)
+        options += ";options=-cstandard_conforming_strings=on"_L1;
     if (!target().sslMode.isEmpty())
         options += ";sslmode="_L1 + target().sslMode;
     if (!target().certificateAuthority.isEmpty())
         options += ";sslrootcert="_L1 + conninfoValue(target().certificateAuthority);
     database.setConnectOptions(options);
+}
+
+/// Qt's driver quotes texts for the whole session as the login finds it. Only where that is not our way it is asked for
+/// at the login: not every pool lets one ask.
+void PostgreSqlDriver::connect()
+{
+    QtSqlServerDriver::connect();
+    if (qstrcmp(PQparameterStatus(nativeConnection(database()), "standard_conforming_strings"), "off") != 0)
+        return;
+    m_asksForPlainBackslashes = true;
+    database().close();
+    QtSqlServerDriver::connect();
 }
 
 int PostgreSqlDriver::socket(const QSqlDatabase &database) const

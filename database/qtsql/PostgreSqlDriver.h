@@ -9,6 +9,7 @@ public:
     explicit PostgreSqlDriver(ServerTarget target);
 
 protected:
+    void connect() override;
     void configure(QSqlDatabase &database) const override;
     [[nodiscard]] int socket(const QSqlDatabase &database) const override;
     void checkSession() override;
@@ -19,4 +20,7 @@ protected:
     [[nodiscard]] bool mayBePooled(int sessionNumber) const override;
     [[nodiscard]] SqlErrorCode codeOf(const QSqlError &error) const override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
+
+private:
+    bool m_asksForPlainBackslashes = false;
 };

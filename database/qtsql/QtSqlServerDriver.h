@@ -13,7 +13,7 @@ public:
 
 protected:
     [[nodiscard]] const ServerTarget &target() const { return m_target; }
-    void connect() final;
+    void connect() override;
     [[nodiscard]] QString serverVersion() final;
     void execPlain(const QString &sql) final { exec(sql); }
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;

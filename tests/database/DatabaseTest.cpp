@@ -131,6 +131,26 @@ private slots:
                      DatabaseFault::Kind::Refused);
     }
 
+    void settingsOfTheServerChangeNoValue_data() { addRoutes(serverRoutes); }
+    void settingsOfTheServerChangeNoValue()
+    {
+        Office office(currentRoute(), SchemaKind::None);
+        office.oa(office.isPostgreSql()
+                      ? u"alter database %1 set standard_conforming_strings=off"_s.arg(
+                            office.rows(u"select current_database()"_s)[0])
+                      : u"set global sql_mode=concat(@@sql_mode, ',PAD_CHAR_TO_FULL_LENGTH'),"
+                        " global sql_safe_updates=1"_s);
+        office.oa(u"create table T (A varchar(20), B char(20))"_s);
+        QVERIFY(office.session.OpenDB());
+        append(office, u"T"_s, {{"A"_L1, u"a\\'b"_s}, {"B"_L1, u"b"_s}});
+        QCOMPARE(office.rows(u"select A from T"_s), QStringList(u"a\\'b"_s));
+        Connection &connection = office.session.Conn();
+        QVERIFY(connection.firstValue(u"select B from T where A=?"_s, {u"a\\'b"_s}) == u"b"_s);
+        QCOMPARE(connection.execute(u"update T set B='c' where B='b'"_s), 1);
+        if (office.isMariaDb())
+            office.oa(u"set global sql_mode='STRICT_TRANS_TABLES', global sql_safe_updates=0"_s);
+    }
+
     void changedTableCostsAtMostOneStatement_data() { addRoutes(); }
     void changedTableCostsAtMostOneStatement()
     {

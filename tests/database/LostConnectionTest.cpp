@@ -1,3 +1,4 @@
+#include "database/NamedLock.h"
 #include "database/Transaction.h"
 #include "database/odbc/OpenSockets.h"
 #include "tests/database/DatabaseWork.h"
@@ -78,16 +79,18 @@ private:
                 QTest::addRow("%s, %s", how, name) << route << QString::fromLatin1(how);
         }
     }
-    static void killOnTheServer(Office &office, Connection &connection)
+    static QVariant sessionOf(Office &office, Connection &connection)
     {
-        const bool isPostgreSql = office.isPostgreSql();
-        const auto id = connection.firstValue(
-            isPostgreSql ? u"select pg_backend_pid()"_s : u"select connection_id()"_s, {});
-        office.oa((isPostgreSql ? u"select pg_terminate_backend(%1)"_s : u"kill %1"_s).arg(id->toInt()));
+        return *connection.firstValue(
+            office.isPostgreSql() ? u"select pg_backend_pid()"_s : u"select connection_id()"_s, {});
+    }
+    static void kill(Office &office, const QVariant &session)
+    {
+        const int id = session.toInt();
+        office.oa((office.isPostgreSql() ? u"select pg_terminate_backend(%1)"_s : u"kill %1"_s).arg(id));
         // Gone from the list of sessions, so that the statement cannot come before the end.
-        if (isPostgreSql)
-            QTRY_COMPARE(
-                office.rows(u"select pid from pg_stat_activity where pid=%1"_s.arg(id->toInt())).size(), 0);
+        if (office.isPostgreSql())
+            QTRY_COMPARE(office.rows(u"select pid from pg_stat_activity where pid=%1"_s.arg(id)).size(), 0);
     }
 
 private slots:
@@ -100,7 +103,7 @@ private slots:
         if (how == u"restarted")
             serverOf(office.route()).stop();
         else if (how == u"killed")
-            killOnTheServer(office, work.connection);
+            kill(office, sessionOf(office, work.connection));
         for (const int socket : how == u"cut off" ? work.sockets : std::vector<int>()) {
             if (!dropWhatArrives(socket)) {
                 QVERIFY2(::geteuid() != 0, "root may filter its sockets");
@@ -124,6 +127,43 @@ private slots:
         // A server that was cut off may not know yet that the first 2 is not to stay.
         if (how != u"cut off")
             QCOMPARE(office.rows(u"select N from T order by N"_s), QStringList({u"1"_s, u"9"_s}));
+    }
+
+    /// Readers and beginnings of transactions go on; what is in hand is lost with its connection.
+    void idleConnectionThatWasCutIsOpenedAgain_data() { addRows({"idle", "holding a lock"}); }
+    void idleConnectionThatWasCutIsOpenedAgain()
+    {
+        QFETCH(QString, how);
+        Office office(currentRoute(), SchemaKind::None);
+        office.oa(u"create table T (N integer primary key)"_s);
+        Connection connection;
+        connection.open(office.connectString() + limits());
+        const auto cut = [&](const std::function<void()> &next) {
+            QElapsedTimer idle;
+            const QVariant session = sessionOf(office, connection);
+            idle.start();
+            kill(office, session);
+            if (!QTest::qWaitFor([&] { return idle.elapsed() > 1100; }))
+                return std::optional(DatabaseFault::Kind::Refused);
+            return kindOf(next);
+        };
+        NamedLock lock(connection);
+        if (how == u"holding a lock") {
+            QVERIFY(lock.tryTake(u"x"_s));
+            QCOMPARE(cut([&] { static_cast<void>(connection.firstValue(u"select 1"_s, {})); }),
+                     DatabaseFault::Kind::Lost);
+            return;
+        }
+        QCOMPARE(cut([&] { static_cast<void>(connection.firstValue(u"select N from T"_s, {})); }),
+                 std::nullopt);
+        QCOMPARE(cut([&] {
+                     Transaction transaction(connection);
+                     connection.execute(u"insert into T (N) values (1)"_s);
+                     transaction.commit();
+                 }),
+                 std::nullopt);
+        QCOMPARE(cut([&] { connection.execute(u"delete from T"_s); }), std::nullopt);
+        QCOMPARE(office.rows(u"select N from T"_s), QStringList());
     }
 
     void closingDoesNotWaitForAStoppedServer_data() { addRoutes(serverRoutes); }
