@@ -1,10 +1,10 @@
 #include "app/SelfCheck.h"
 
-#include "app/OfficeTables.h"
 #include "database/NamedLock.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"
+#include "foundation/OfficeTables.h"
 #include "foundation/ServiceSettings.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"

@@ -2,77 +2,12 @@
 
 #include "database/Recordset.h"
 #include "database/Transaction.h"
+#include "foundation/OfficeTables.h"
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-/// A table and what the passes do to it.
-struct TriedTable {
-    enum Use { DeletedFrom = 1, NeedsIdentity = 2, ForMailOnly = 4 };
-
-    QString name;
-    QString key; ///< the identity that the passes need of a new row, or the column that rows are found by
-    QStringList compared; ///< texts that are looked up
-    QStringList updated;
-    QStringList inserted; ///< columns of a row that the passes add
-    int uses = 0;         ///< ForMailOnly: only where mailboxes are collected
-
-    [[nodiscard]] bool has(Use use) const { return (uses & use) != 0; }
-};
-
-QList<TriedTable> triedTables()
-{
-    using Table = TriedTable;
-    const auto columns = [](const QString &text) { return text.split(u' ', Qt::SkipEmptyParts); };
-    return {
-        {u"SMS_WaitToSend"_s, u"OAID"_s, {}, {}, {}, Table::DeletedFrom},
-        {u"SMS_SendList"_s,
-         u"OAID"_s,
-         {},
-         {},
-         columns(u"FromUser ToUserList ToNameList CreateDT MsgType MsgContent"_s),
-         Table::NeedsIdentity},
-        {u"SMS_Queues"_s,
-         u"OAID"_s,
-         {u"MsgStatus"_s},
-         {u"MsgStatus"_s},
-         columns(u"SOAID ToUser ToMB MsgContent MsgStatus MsgType RetryCount"_s),
-         Table::DeletedFrom},
-        {u"SMS_ResultDetail"_s,
-         u"OAID"_s,
-         {},
-         {},
-         columns(u"SOAID ToUser ToMB MsgContent SendOutDT IsSuccess"_s)},
-        {u"SMS_SIMReceive"_s, u"OAID"_s, {}, {}, columns(u"FromMB JieSHouDT MsgContent"_s)},
-        {u"SMS_Order"_s, {}, columns(u"OrderName OrderCode DisOrderCode"_s), {}, {}},
-        {u"SMS_IsOrder"_s,
-         {},
-         columns(u"UserName Type"_s),
-         {u"IsOrder"_s},
-         columns(u"UserName Type IsOrder"_s)},
-        {u"SMS_Alert_MaxOAID"_s,
-         {},
-         columns(u"UserName Source"_s),
-         {u"CurrentMaxOAID"_s},
-         columns(u"UserName Source CurrentMaxOAID"_s)},
-        {u"VO_UserInfor"_s, {}, columns(u"UserName Mobile AccountState"_s), {}, {}},
-        {u"VO_Email"_s, u"VOID"_s, columns(u"EmailSource EmailStatus"_s), {}, {}},
-        {u"VO_Email"_s,
-         u"VOID"_s,
-         {u"MSGID"_s},
-         {},
-         columns(u"EmailSubject EmailContent EmailTo MSGID EOAID"_s),
-         Table::NeedsIdentity | Table::ForMailOnly},
-        {u"VO_EmailAttachments"_s,
-         u"OAID"_s,
-         {},
-         {},
-         columns(u"EmailID FileName FileTitle"_s),
-         Table::ForMailOnly},
-    };
-}
 
 /// A value such as the passes store in this column. The text has to come back as it is.
 QVariant sample(const QString &column)
@@ -92,9 +27,15 @@ public:
     explicit Trial(Connection &connection) : m_connection(connection)
     {
         const bool hasMailboxes = canRead(u"SA_email"_s) && hasRows(u"SA_email"_s);
-        for (const TriedTable &table : triedTables()) {
+        for (OfficeTable &table : officeTables()) {
+            if (!hasMailboxes && table.has(OfficeTable::ForMail))
+                table.inserted.clear();
+            if (hasMailboxes)
+                table.compared += table.comparedForMail;
+            const bool isTried =
+                !table.compared.isEmpty() || !table.inserted.isEmpty() || table.has(OfficeTable::DeletedFrom);
             // A table that is not there is told elsewhere.
-            if (canRead(table.name) && (!table.has(TriedTable::ForMailOnly) || hasMailboxes))
+            if (isTried && canRead(table.name))
                 m_tables += table;
         }
         m_withoutTransactions = m_connection.tablesWithoutTransactions();
@@ -102,7 +43,7 @@ public:
 
     void withoutRows()
     {
-        for (const TriedTable &table : std::as_const(m_tables)) {
+        for (const OfficeTable &table : std::as_const(m_tables)) {
             if (isWithoutTransactions(table) && !table.inserted.isEmpty())
                 m_problems +=
                     {u"数据表 %1 没有事务（例如 MyISAM），中断时短信可能丢失或重复"_s.arg(table.name),
@@ -118,14 +59,14 @@ public:
             }
             for (const QString &column : table.updated)
                 tryStatement(table, u"修改"_s, u"update %1 set %2=%2 where 1=0"_s.arg(table.name, column));
-            if (table.has(TriedTable::DeletedFrom))
+            if (table.has(OfficeTable::DeletedFrom))
                 tryStatement(table, u"删除"_s, u"delete from %1 where 1=0"_s.arg(table.name));
         }
     }
 
     void withRows()
     {
-        for (const TriedTable &table : std::as_const(m_tables)) {
+        for (const OfficeTable &table : std::as_const(m_tables)) {
             if (!table.inserted.isEmpty() && !isWithoutTransactions(table))
                 attempt(table, u"插入"_s, [&] { storeRow(table); });
         }
@@ -141,8 +82,8 @@ private:
         } catch (const DatabaseFault &fault) {
             if (fault.kind() == DatabaseFault::Kind::Lost)
                 throw;
-            if (fault.cause() == DatabaseFault::Cause::Table)
-                addRefusal(table, u"读取"_s, fault);
+            if (!fault.concernsOneRow())
+                addFault(table, u"读取"_s, fault);
             return false;
         }
     }
@@ -152,12 +93,12 @@ private:
         return m_connection.firstValue(u"select count(*) from %1"_s.arg(table), {})->toInt() > 0;
     }
 
-    [[nodiscard]] bool isWithoutTransactions(const TriedTable &table) const
+    [[nodiscard]] bool isWithoutTransactions(const OfficeTable &table) const
     {
         return m_withoutTransactions.contains(table.name.toLower());
     }
 
-    void tryStatement(const TriedTable &table, const QString &action, const QString &sql,
+    void tryStatement(const OfficeTable &table, const QString &action, const QString &sql,
                       const QVariantList &values = {})
     {
         attempt(table, action, [&] {
@@ -168,36 +109,40 @@ private:
         });
     }
 
-    void attempt(const TriedTable &table, const QString &action, const std::function<void()> &work)
+    void attempt(const OfficeTable &table, const QString &action, const std::function<void()> &work)
     {
         try {
             work();
         } catch (const DatabaseFault &fault) {
             if (fault.kind() == DatabaseFault::Kind::Lost)
                 throw;
-            if (fault.kind() == DatabaseFault::Kind::Refused || fault.cause() == DatabaseFault::Cause::Table)
-                addRefusal(table.name, action, fault);
+            addFault(table.name, action, fault);
         }
     }
 
-    void addRefusal(const QString &table, const QString &action, const DatabaseFault &fault)
+    void addFault(const QString &table, const QString &action, const DatabaseFault &fault)
     {
+        if (fault.kind() != DatabaseFault::Kind::Refused && fault.cause() != DatabaseFault::Cause::Table) {
+            m_problems += {u"数据表 %1 目前未能试%2：%3"_s.arg(table, action, fault.message()),
+                           u"表或记录被他人锁定，或数据库暂时不能写入，请稍后再试"_s};
+            return;
+        }
         m_problems += {u"数据表 %1 不能%2：%3"_s.arg(table, action, fault.message()),
                        u"请 OA 系统管理员检查登录用户的权限、数据库是否只读以及列的类型"_s};
     }
 
-    void storeRow(const TriedTable &table)
+    void storeRow(const OfficeTable &table)
     {
         static_cast<void>(m_connection.takeReplacedTables());
         const Transaction takenBack(m_connection);
         Recordset row(m_connection);
-        row.openForAppend(table.name, table.has(TriedTable::NeedsIdentity) ? table.key : QString());
+        row.openForAppend(table.name, table.has(OfficeTable::NeedsIdentity) ? table.key : QString());
         row.addNew();
         for (const QString &column : table.inserted)
             row.set(QLatin1String(column.toLatin1()), sample(column));
         row.update();
         bool isKept = m_connection.takeReplacedTables().isEmpty();
-        if (table.has(TriedTable::NeedsIdentity)) {
+        if (table.has(OfficeTable::NeedsIdentity)) {
             const QString text = table.inserted.filter(u"Content"_s).first();
             const auto back = m_connection.firstValue(
                 u"select %1 from %2 where %3=?"_s.arg(text, table.name, table.key), {row.identity()});
@@ -209,7 +154,7 @@ private:
     }
 
     Connection &m_connection;
-    QList<TriedTable> m_tables;
+    QList<OfficeTable> m_tables;
     QStringList m_withoutTransactions; // in lower case
     QList<DatabaseProblem> m_problems;
 };

@@ -10,7 +10,7 @@ struct DatabaseProblem {
 
 /// Tries every kind of read and write on the office's tables with statements that concern no row: rights, a read-only
 /// database, texts that cannot be compared; and looks for tables without transactions. Changes nothing, and takes no
-/// number. What nobody can have at the moment (a lock) is no problem. Throws DatabaseFault (Lost).
+/// number. What a lock keeps from being tried is told as such. Throws DatabaseFault (Lost).
 [[nodiscard]] QList<DatabaseProblem> triedWithoutRows(Connection &connection);
 
 /// Stores a row in each table that the passes add to, in transactions that are rolled back: identities that do not come

@@ -1,11 +1,23 @@
 #include "database/qtsql/MariaDbDriver.h"
 
 #include "database/dialects/SqlDialects.h"
+#include "database/qtsql/MariaDbStatement.h"
 
 #include <QSqlDriver>
-#include <mysql.h>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+MYSQL *nativeConnection(const QSqlDatabase &database)
+{
+    const QVariant handle = database.driver()->handle();
+    Q_ASSERT(qstrcmp(handle.typeName(), "st_mysql*") == 0);
+    return *static_cast<MYSQL *const *>(handle.constData());
+}
+
+} // namespace
 
 MariaDbDriver::MariaDbDriver(ServerTarget target)
     : QtSqlServerDriver(u"QMYSQL"_s, std::move(target), mariaDbDialect())
@@ -26,15 +38,15 @@ void MariaDbDriver::configure(QSqlDatabase &database) const
 
 int MariaDbDriver::socket(const QSqlDatabase &database) const
 {
-    const QVariant handle = database.driver()->handle();
-    Q_ASSERT(qstrcmp(handle.typeName(), "st_mysql*") == 0);
-    return static_cast<int>(mysql_get_socket(*static_cast<MYSQL *const *>(handle.constData())));
+    return static_cast<int>(mysql_get_socket(nativeConnection(database)));
+}
+
+std::unique_ptr<Statement> MariaDbDriver::prepareLine(const QString &sql, const QString &spelled)
+{
+    return std::make_unique<MariaDbStatement>(line(), nativeConnection(database()), sql, spelled);
 }
 
 SqlErrorCode MariaDbDriver::codeOf(const QSqlError &error) const
 {
-    const int number = error.nativeErrorCode().toInt();
-    // Without a number it is Qt's driver that fails to fetch, from a result that is here already: a column
-    // was widened since the statement was prepared.
-    return {number == 0 ? u"HY000"_s : QString(), number};
+    return {{}, error.nativeErrorCode().toInt()};
 }
