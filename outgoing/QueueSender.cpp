@@ -41,14 +41,14 @@ void lowerToSend(OperatorConsole &console, qint64 amount)
         console.setPanelText(Panel::ToSend, QString::number(count - amount));
 }
 
-} // namespace
-
 qint64 waitingRows(Connection &connection)
 {
     return connection.firstValue(u"select count(*) from SMS_Queues where MsgStatus='0'"_s, {})
         .value_or(QVariant())
         .toLongLong();
 }
+
+} // namespace
 
 bool QueueSender::sendNext()
 {

@@ -108,6 +108,3 @@ private:
     NamedLock m_lock{m_session.Conn()};
     QSet<QString> m_lockedNumbers; // found so in this pass
 };
-
-/// The rows of the queue that wait to be sent. Throws DatabaseFault.
-[[nodiscard]] qint64 waitingRows(Connection &connection);

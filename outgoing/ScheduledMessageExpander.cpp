@@ -6,20 +6,7 @@
 #include "foundation/UserDirectory.h"
 #include "outgoing/MessagePieces.h"
 
-#include <QTimeZone>
-
 using namespace Qt::StringLiterals;
-
-namespace
-{
-
-/// A wall-clock time in whole seconds, so that a change of the zone's offset moves nothing.
-qint64 wallClockSeconds(const QDateTime &dateTime)
-{
-    return QDateTime(dateTime.date(), dateTime.time(), QTimeZone::utc()).toSecsSinceEpoch();
-}
-
-} // namespace
 
 QStringList recipientItems(QString toUserList)
 {
@@ -34,22 +21,13 @@ QStringList recipientItems(QString toUserList)
 void ScheduledMessageExpander::pass()
 {
     m_setAside.beginPass();
-    Recordset waiting(m_session.Conn());
-    waiting.open(u"select OAID, ToSendDT, case when ToUserList is null then 0 else 1 end as HasRecipients"
-                 " from SMS_WaitToSend"_s);
-    for (; !waiting.atEnd() && !m_console.stopRequested(); waiting.moveNext()) {
-        const qint64 id = waiting.value("OAID"_L1).toLongLong(); // 0 for a null, which is no row's
+    for (const auto &[id, hasDate, hasRecipients] : m_waiting.due()) {
+        if (m_console.stopRequested())
+            return;
         if (!m_setAside.mayTry(id))
             continue;
-        const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
-        if (!scheduled) {
-            m_setAside.add(id, u"发送时间为空或不是有效的日期时间"_s);
-            continue;
-        }
-        if (!isDue(*scheduled))
-            continue;
-        if (waiting.value("HasRecipients"_L1).toInt() == 0) {
-            m_setAside.add(id, u"收件人列表为空值"_s);
+        if (!hasDate || !hasRecipients) {
+            m_setAside.add(id, hasDate ? u"收件人列表为空值"_s : u"发送时间为空或不是有效的日期时间"_s);
             continue;
         }
         try {
@@ -61,11 +39,6 @@ void ScheduledMessageExpander::pass()
     }
 }
 
-bool ScheduledMessageExpander::isDue(const QDateTime &scheduled) const
-{
-    return wallClockSeconds(scheduled) - wallClockSeconds(m_clock.now()) <= 0;
-}
-
 void ScheduledMessageExpander::expand(qint64 waitingId)
 {
     if (writeRows(waitingId) || m_console.stopRequested())
@@ -74,7 +47,7 @@ void ScheduledMessageExpander::expand(qint64 waitingId)
     const auto kept = m_session.Conn().firstValue(
         u"select ToSendDT from SMS_WaitToSend where OAID=? and ToUserList is not null"_s, {waitingId});
     const auto scheduled = kept ? dateTimeValue(*kept) : std::nullopt;
-    if (scheduled && isDue(*scheduled))
+    if (scheduled && isDue(*scheduled, m_clock))
         throw DatabaseFault(DatabaseFault::Kind::Refused, u"记录无法从 SMS_WaitToSend 中删除"_s);
 }
 
@@ -91,7 +64,7 @@ bool ScheduledMessageExpander::writeRows(qint64 waitingId)
         return false;
     const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
     const QVariant toUserList = waiting.value("ToUserList"_L1);
-    if (!scheduled || !isDue(*scheduled) || toUserList.isNull())
+    if (!scheduled || !isDue(*scheduled, m_clock) || toUserList.isNull())
         return false;
 
     Recordset sendList(connection);

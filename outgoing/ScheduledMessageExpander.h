@@ -2,6 +2,7 @@
 
 #include "foundation/DatabaseSession.h"
 #include "outgoing/SetAsideRows.h"
+#include "outgoing/WaitingRows.h"
 #include "platform/clock/Clock.h"
 
 class Recordset;
@@ -17,11 +18,12 @@ public:
           m_console(console),
           m_faults(faults),
           m_clock(clock),
+          m_waiting(session.Conn(), clock),
           m_setAside(faults, QLatin1String("SMS_WaitToSend"))
     {
     }
 
-    /// One pass over every waiting row. A row that can never be expanded is set aside and told once; a row
+    /// One pass over every waiting row that is not certainly in the future. A row that can never be expanded is set aside and told once; a row
     /// that the database refuses stays, is told, and the others go on. A row that the OA system withdraws or
     /// postpones before it is written is left alone, and so is the row in hand at a stop, which costs the
     /// connection. Throws DatabaseFault when the database is gone or serves nobody; what was expanded until
@@ -29,7 +31,6 @@ public:
     void pass();
 
 private:
-    [[nodiscard]] bool isDue(const QDateTime &scheduled) const;
     void expand(qint64 waitingId);
     /// False when the row has changed so that nothing of it may be sent, or when the program is to end.
     [[nodiscard]] bool writeRows(qint64 waitingId);
@@ -40,6 +41,7 @@ private:
     OperatorConsole &m_console;
     FaultLog &m_faults;
     const Clock &m_clock;
+    WaitingRows m_waiting;
     SetAsideRows m_setAside;
 };
 
