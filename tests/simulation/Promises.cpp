@@ -205,6 +205,15 @@ QStringList nobodyWaitsLong(const Aftermath &run)
     return broken;
 }
 
+/// Nobody waits for somebody else's fault longer than the story says.
+QStringList everythingIsSeenInTime(const Aftermath &run)
+{
+    QStringList broken;
+    for (const QString &words : run.truth.unseen)
+        broken += u"not so in time: "_s + words;
+    return broken;
+}
+
 /// The operator is told of each thing once.
 QStringList theLogStaysShort(const Aftermath &run)
 {
@@ -222,7 +231,7 @@ QStringList brokenPromises(const Aftermath &run)
     QStringList broken;
     for (const auto &promise : {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, nothingIsGivenUp,
                                 everyReceivedMessageIsStoredOnce, piecesKeepTheirOrder, theLimitIsKept,
-                                nobodyWaitsLong, theLogStaysShort})
+                                nobodyWaitsLong, everythingIsSeenInTime, theLogStaysShort})
         broken += promise(run);
     return broken;
 }

@@ -72,6 +72,7 @@ public:
         outcome.log = m_log;
         outcome.kills = aftermath.truth.kills;
         outcome.sent = int(std::ranges::count_if(aftermath.truth.handedOver, &Truth::HandedOver::isAccepted));
+        outcome.refused = int(aftermath.truth.handedOver.size()) - outcome.sent;
         return outcome;
     }
 

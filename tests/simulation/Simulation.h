@@ -17,6 +17,7 @@ struct Outcome {
     QStringList log;
     int kills = 0;
     int sent = 0;          ///< accepted by the network
+    int refused = 0;       ///< by it
     quint64 crossings = 0; ///< of the first server's seams, in its last life
 };
 

@@ -164,6 +164,51 @@ Story crashStory(int messages, int kills, std::chrono::seconds pause)
     return story;
 }
 
+std::vector<NamedStory> fairnessStories()
+{
+    const QString sent =
+        u"sees select count(*)=%1 from (select ToMB, MsgContent from SMS_ResultDetail where "
+        "IsSuccess='1' union all select ToMB, MsgContent from SMS_Queues where MsgStatus=8) "_s;
+    const Story::Event slow{1s, u"modem 1 latency 3000"_s};
+    std::vector<NamedStory> stories{
+        {u"a broadcast of 1,000"_s,
+         {.interval = 10s,
+          .settings = {},
+          .length = 10min,
+          .events = {slow,
+                     {1s, u"queue 1 0 1000"_s},
+                     {100s, u"sms 2 20 u3"_s},
+                     {104s, u"sees select count(*)=1 from SMS_SIMReceive"_s},
+                     {150s, u"code u1 QXNB"_s},
+                     {219s, sent.arg(1) + u"where MsgContent like '%取消了内部邮件%'"_s},
+                     {250s, u"mail 3 internal u5"_s},
+                     {329s, sent.arg(1) + u"where MsgContent like '%#3'"_s},
+                     {400s, u"waiting 4 0 20 u4"_s},
+                     {414s, u"sees select count(*)=0 from SMS_WaitToSend"_s}}}}};
+    for (const int refused : {1, 5, 50}) {
+        Story story{.interval = 10s, .settings = {}, .length = 20min, .events = {slow}};
+        for (int number = 0; number < refused; ++number) {
+            story.events.push_back({1s, u"modem 1 refuse-number 1390000%1 500"_s.arg(1000 + number)});
+            story.events.push_back({10min, u"modem 1 refuse-number 1390000%1 0"_s.arg(1000 + number)});
+        }
+        story.events.push_back({2s, u"queue 1 0 %1"_s.arg(refused)});
+        story.events.push_back({3s, u"queue 2 500 10"_s});
+        // A tick, each of them at 3.5 s, and ten seconds.
+        story.events.push_back(
+            {13s + (refused + 10) * 3500ms + 10s, sent.arg(10) + u"where MsgContent like '#2%'"_s});
+        stories.push_back({u"%1 refused numbers"_s.arg(refused), story});
+    }
+    Story outage{.interval = 10s, .settings = {}, .length = 10min, .events = {slow}};
+    for (int number = 0; number < 30; ++number) {
+        outage.events.push_back({1s, u"modem 1 refuse-number 1390000%1 500"_s.arg(1000 + number)});
+        outage.events.push_back({2min, u"modem 1 refuse-number 1390000%1 0"_s.arg(1000 + number)});
+    }
+    outage.events.push_back({2s, u"queue 1 0 30"_s});
+    outage.events.push_back({9min, sent.arg(30)});
+    stories.push_back({u"an outage of two minutes"_s, outage});
+    return stories;
+}
+
 QString Story::text() const
 {
     QString text = u"%1 servers, every %2 s"_s.arg(servers).arg(interval.count());

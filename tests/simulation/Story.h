@@ -8,6 +8,7 @@
 /// person reads them and a story can be told with an event left out:
 ///
 ///     waiting ID DELAY LENGTH USERS    a message is scheduled, due DELAY seconds later
+///     queue ID FIRST COUNT             a broadcast is in the queue, to as many numbers from FIRST on
 ///     withdraw ID, postpone ID DELAY   ... is taken back, is put off
 ///     mail ID internal|external USER   a mail comes
 ///     sms ID LENGTH USER [ORDER]       an SMS comes, its parts in that order
@@ -23,6 +24,7 @@
 ///     crash N TIMES PAUSE              ... in the middle of each of its next hand-overs
 ///     cut N CROSSINGS PAUSE            ... by a power cut of its machine
 ///     stop N PAUSE                     the operator stops server N and starts it again
+///     sees QUERY                       by now the office's tables answer this query with 1
 struct Story {
     struct Event {
         std::chrono::milliseconds at{0};
@@ -45,3 +47,9 @@ struct Story {
 [[nodiscard]] Story quietStory();
 /// So many messages and so many kills in the middle of a hand-over, with as long a pause after each.
 [[nodiscard]] Story crashStory(int messages, int kills, std::chrono::seconds pause);
+/// Somebody else's fault or work, and who must not wait for it longer than the lines with "sees" say.
+struct NamedStory {
+    QString name;
+    Story story;
+};
+[[nodiscard]] std::vector<NamedStory> fairnessStories();

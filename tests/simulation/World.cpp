@@ -207,7 +207,12 @@ void World::perform(const QString &words)
     const auto number = [&](int at) { return word.value(at).toInt(); };
     if (what == u"waiting")
         schedule(text(1), number(2), number(3), text(4).split(u','));
-    else if (what == u"withdraw")
+    else if (what == u"queue")
+        queue(text(1), number(2), number(3));
+    else if (what == u"sees") {
+        if (rows(words.section(u' ', 1)) != QStringList(u"1"_s))
+            m_truth.unseen += words;
+    } else if (what == u"withdraw")
         withdraw(text(1));
     else if (what == u"postpone")
         postpone(text(1), number(2));
@@ -274,6 +279,17 @@ void World::schedule(const QString &id, int delay, int length, const QStringList
     }
 }
 
+void World::queue(const QString &id, int first, int count)
+{
+    for (int number = first; number < first + count; ++number) {
+        const QString to = u"1390000%1"_s.arg(1000 + number);
+        const QString content = u"#%1 broadcast"_s.arg(id);
+        if (oa(u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (7, ?, ?, '0')"_s,
+               {to, content}))
+            wants(id, to, content, now());
+    }
+}
+
 void World::withdraw(const QString &id)
 {
     int changed = 0;
@@ -336,6 +352,8 @@ void World::commandModem(int modem, const QString &command)
         constexpr int tries = 3;
         const bool isForGood = argument(2) == 1 || argument(2) == 21;
         m_truth.refusals += isForGood ? argument(1) : argument(1) / tries;
+    } else if (name == u"refuse-number") {
+        m_truth.refusals += argument(2) == 0 ? 0 : 1;
     } else if (name == u"bare-ok") {
         m_truth.refusals += argument(1);
     }

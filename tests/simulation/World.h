@@ -47,6 +47,7 @@ struct Truth {
     std::vector<HandedOver> handedOver;
     std::vector<Arrived> arrived;
     std::vector<Disturbance> disturbances;
+    QStringList unseen;  ///< what was not so in time
     int kills = 0;       ///< each may repeat the one message in hand
     int lostAnswers = 0; ///< each may leave one message's fate unknown
     int refusals = 0;    ///< messages that the network was told to refuse for good, or three times
@@ -91,6 +92,7 @@ private:
     [[nodiscard]] Truth::Time now() const;
 
     void schedule(const QString &id, int delay, int length, const QStringList &users);
+    void queue(const QString &id, int first, int count);
     void withdraw(const QString &id);
     void postpone(const QString &id, int delay);
     void mail(const QString &id, bool isExternal, const QString &user);

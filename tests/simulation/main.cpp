@@ -134,6 +134,27 @@ int crashes()
     return conclude(figures, u"stories of crashes"_s);
 }
 
+/// The last one is an outage, in which little is tried in vain.
+int fairness()
+{
+    constexpr int mostRefused = 40;
+    Figures figures;
+    const auto stories = fairnessStories();
+    for (const auto &[name, story] : stories) {
+        Outcome outcome = simulate(story);
+        if (&story == &stories.back().story && outcome.refused > mostRefused)
+            outcome.broken += u"too many tries"_s;
+        ++figures.runs;
+        figures.sent += outcome.sent;
+        figures.failed += outcome.broken.isEmpty() ? 0 : 1;
+        print(u"%1: %2 sent, %3 refused\n  %4"_s.arg(name)
+                  .arg(outcome.sent)
+                  .arg(outcome.refused)
+                  .arg(outcome.broken.join(u"\n  "_s)));
+    }
+    return conclude(figures, u"stories of somebody else's fault"_s);
+}
+
 /// The days of a hundred years from the one that the file of progress names, or all of a slice of them.
 int century(const QString &slice, const QString &progressFile)
 {
@@ -178,6 +199,7 @@ int main(int argc, char *argv[])
          {u"store-steps"_s, u"So much happens to a modem's store that is being emptied."_s, u"N"_s},
          {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
          {u"crashes"_s, u"Kill it in the middle of hand-overs."_s},
+         {u"fairness"_s, u"Somebody else's faults, for which nobody waits."_s},
          {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
     parser.process(application);
     if (parser.isSet(u"store-steps"_s)) {
@@ -201,6 +223,8 @@ int main(int argc, char *argv[])
         return exhaustive(qMax(1, parser.value(u"every"_s).toInt()));
     if (parser.isSet(u"crashes"_s))
         return crashes();
+    if (parser.isSet(u"fairness"_s))
+        return fairness();
     if (parser.isSet(u"century"_s))
         return century(parser.value(u"slice"_s), parser.value(u"progress"_s));
     parser.showHelp(2);
