@@ -134,6 +134,16 @@ QString nameText(const QByteArray &encoded)
     return decodeHeaderText(name).trimmed();
 }
 
+/// What is between angle brackets, without the comments that should not be there.
+QByteArray withoutComments(QByteArray angle)
+{
+    for (qsizetype open = angle.indexOf('('); open >= 0; open = angle.indexOf('(', open)) {
+        const qsizetype close = angle.indexOf(')', open);
+        angle.remove(open, close < 0 ? angle.size() - open : close + 1 - open);
+    }
+    return angle;
+}
+
 QString addressText(QByteArrayView encoded)
 {
     // A route (RFC 5322, 4.4) comes before the address.
@@ -161,7 +171,7 @@ Mailbox mailboxOf(const Member &member)
     const QByteArray text = member.text.trimmed();
     Mailbox mailbox;
     if (member.hasAngle)
-        mailbox = {nameText(text), addressText(member.angle)};
+        mailbox = {nameText(text), addressText(withoutComments(member.angle))};
     if (mailbox.address.isEmpty())
         mailbox = bareMailbox(text);
     if (mailbox.name.isEmpty())
@@ -171,9 +181,9 @@ Mailbox mailboxOf(const Member &member)
 
 } // namespace
 
-QList<Mailbox> parseMailboxes(QByteArrayView raw)
+QList<Mailbox> parseMailboxes(QByteArrayView raw, bool isGbk)
 {
-    const QByteArray list = normaliseHeader(raw);
+    const QByteArray list = normaliseHeader(raw, isGbk);
     MemberReader reader(list);
     QList<Mailbox> mailboxes;
     const auto add = [&](const Member &member) {

@@ -175,6 +175,8 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
     const Utf8Check check = checkUtf8(octets);
     if (isBeyondDoubt(octets, check, charset))
         return QString::fromUtf8(octets);
+    if (charset.isEmpty() && isUnlabelledGbk(octets))
+        return decodeIconv(octets, gb18030).text;
     if (charset.isEmpty() || charset == utf8)
         return decodeUnlabelled(octets, check);
     if ((charset == windows1252 && lookAt(octets).isLabelledWestern()) ||
@@ -195,6 +197,22 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 }
 
 } // namespace
+
+bool isUnlabelledGbk(QByteArrayView octets)
+{
+    const Gb2312Look look = lookAt(octets);
+    if (look.pairs == 0 || look.strange > 0)
+        return false;
+    const Utf8Check check = checkUtf8(octets);
+    if (!check.valid())
+        return true;
+    const auto isOfAlphabets = [](char c) {
+        return !isHigh(c) || QByteArrayView("\xC2\xC3\xCE\xCF\xD0\xD1").contains(c) ||
+               static_cast<unsigned char>(c) < 0xC0;
+    };
+    return check.longSequences == 0 && look.pairs > 1 &&
+           !std::all_of(octets.begin(), octets.end(), isOfAlphabets);
+}
 
 QString decodeText(QByteArrayView octets, QByteArrayView label)
 {

@@ -1,6 +1,8 @@
 #include "mime/HeaderDecoder.h"
 
 #include "mime/CharsetDecoder.h"
+#include "mime/CharsetNames.h"
+#include "mime/IconvDecoder.h"
 
 #include <QList>
 #include <charconv>
@@ -86,7 +88,12 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     return word;
 }
 
-QList<Segment> segmentsOf(const QByteArray &line)
+QString rawText(QByteArrayView octets, bool isGbk)
+{
+    return isGbk ? decodeIconv(octets, CharsetNames::gb18030).text : decodeText(octets, {});
+}
+
+QList<Segment> segmentsOf(const QByteArray &line, bool isGbk)
 {
     QList<Segment> segments;
     QByteArray charset; // of the run of words that is open
@@ -116,7 +123,7 @@ QList<Segment> segmentsOf(const QByteArray &line)
         if (!adjacent || word->charset.compare(charset, Qt::CaseInsensitive) != 0)
             closeRun();
         if (!adjacent && !between.isEmpty())
-            segments.append({decodeText(between, {}), false});
+            segments.append({rawText(between, isGbk), false});
         charset = word->charset;
         octets += word->octets;
         wordBefore = true;
@@ -125,16 +132,16 @@ QList<Segment> segmentsOf(const QByteArray &line)
     }
     closeRun();
     if (textStart < line.size())
-        segments.append({decodeText(QByteArrayView(line).sliced(textStart), {}), false});
+        segments.append({rawText(QByteArrayView(line).sliced(textStart), isGbk), false});
     return segments;
 }
 
 } // namespace
 
-QString decodeHeaderText(QByteArrayView raw)
+QString decodeHeaderText(QByteArrayView raw, bool isGbk)
 {
     QString text;
-    for (const Segment &segment : segmentsOf(unfold(raw)))
+    for (const Segment &segment : segmentsOf(unfold(raw), isGbk))
         text += segment.text;
     for (QChar &c : text) {
         if (c.unicode() < 0x20 || c.unicode() == 0x7F)
@@ -143,11 +150,11 @@ QString decodeHeaderText(QByteArrayView raw)
     return text;
 }
 
-QByteArray normaliseHeader(QByteArrayView raw)
+QByteArray normaliseHeader(QByteArrayView raw, bool isGbk)
 {
     QByteArray normal;
     bool afterWord = false;
-    for (const Segment &segment : segmentsOf(unfold(raw))) {
+    for (const Segment &segment : segmentsOf(unfold(raw), isGbk)) {
         const QByteArray octets = segment.text.toUtf8();
         if (segment.encoded) {
             normal += (afterWord ? " =?utf-8?B?" : "=?utf-8?B?") + octets.toBase64() + "?=";

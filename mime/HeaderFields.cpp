@@ -78,6 +78,8 @@ HeaderFields::HeaderFields(QByteArrayView octets)
         }
         const QByteArrayView name = fieldName(line);
         if (name.isEmpty()) {
+            if (line.startsWith("--"))
+                return; // a boundary: what follows is a part's
             const qsizetype skipped = octetsToKnownField(octets.sliced(m_bodyAt));
             if (skipped == 0)
                 return;

@@ -67,9 +67,13 @@ std::optional<QTime> timeOf(const QByteArray &word)
     return time.isValid() && *second <= 60 ? std::optional(time) : std::nullopt;
 }
 
-/// "+hhmm", "+hh:mm" or a name; unknown names are Greenwich, as RFC 5322, 4.3 has it.
+/// "+hhmm", "+hh:mm", with "GMT" in front or not, or a name; unknown names are Greenwich, as RFC 5322, 4.3 has it.
 std::optional<std::chrono::minutes> offsetOf(QByteArray word)
 {
+    for (const char *greenwich : {"GMT", "UTC"}) {
+        if (word.size() > 3 && word.first(3).compare(greenwich, Qt::CaseInsensitive) == 0)
+            word = word.sliced(3);
+    }
     const char sign = word.front();
     if (sign == '+' || sign == '-') {
         word = word.sliced(1).replace(':', QByteArray());

@@ -4,6 +4,7 @@
 #include "mime/EncodedFiles.h"
 #include "mime/FileNames.h"
 #include "mime/HeaderDecoder.h"
+#include "mime/HtmlText.h"
 #include "mime/MessageLimits.h"
 #include "mime/MimePart.h"
 
@@ -34,6 +35,8 @@ public:
         const MimePart root(QByteArrayView(*m_source).sliced(at));
         m_parts.contentType = root.contentType();
         walk(root, nullptr, 0);
+        if (isAlternative(root) && m_parts.text.isEmpty())
+            m_parts.text = textOfHtml(m_parts.html);
         if (m_leftOut)
             m_parts.attachments.append(originalAttachment(m_source));
         return std::move(m_parts);
@@ -59,7 +62,8 @@ private:
                 return;
             }
             ++m_seen;
-            walk(MimePart(child), &part, depth + 1);
+            walk(MimePart(child, part.isType("multipart", "digest") ? "message/rfc822" : "text/plain"), &part,
+                 depth + 1);
         }
         if (m_bodyParent == &part)
             m_bodyParent = nullptr; // it is left for good

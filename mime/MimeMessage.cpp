@@ -1,6 +1,7 @@
 #include "mime/MimeMessage.h"
 
 #include "mime/AddressList.h"
+#include "mime/CharsetDecoder.h"
 #include "mime/HeaderDecoder.h"
 #include "mime/HeaderFields.h"
 #include "mime/MailDate.h"
@@ -60,7 +61,11 @@ MimeMessage MimeMessage::readPlainly(QByteArray octets)
 
 void MimeMessage::readTop(const HeaderFields &header)
 {
-    m_subject = decodeHeaderText(header.value("Subject"));
+    QByteArray raw;
+    for (const HeaderField &field : header.all())
+        raw += field.value;
+    m_isGbk = isUnlabelledGbk(raw);
+    m_subject = decodeHeaderText(header.value("Subject"), m_isGbk);
     m_date = parseMailDate(header.value("Date"));
     for (const char *name : {"X-Priority", "Importance", "X-MSMail-Priority", "Priority"}) {
         if (const std::optional<int> priority = priorityOf(header.value(name))) {
@@ -70,7 +75,7 @@ void MimeMessage::readTop(const HeaderFields &header)
     }
     for (const char *name : {"From", "Sender"}) {
         for (const QByteArrayView value : header.values(name)) {
-            const QList<Mailbox> mailboxes = parseMailboxes(value);
+            const QList<Mailbox> mailboxes = parseMailboxes(value, m_isGbk);
             if (mailboxes.isEmpty())
                 continue;
             m_fromName = mailboxes.first().name;
@@ -87,7 +92,7 @@ void MimeMessage::readRecipients(const HeaderFields &header)
         for (int kind = 0; kind < 3; ++kind) {
             if (field.name.compare(kinds[kind], Qt::CaseInsensitive) != 0)
                 continue;
-            for (const Mailbox &mailbox : parseMailboxes(field.value))
+            for (const Mailbox &mailbox : parseMailboxes(field.value, m_isGbk))
                 m_recipients.append({kind, mailbox.address});
         }
     }

@@ -68,5 +68,6 @@ private:
     QString m_from;
     int m_priority = 3;
     QDateTime m_date;
+    bool m_isGbk = false; // the raw octets of the header
     MessageParts m_parts;
 };

@@ -78,10 +78,11 @@ QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsi
 
 } // namespace
 
-MimePart::MimePart(QByteArrayView octets)
+MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField)
     : m_header(octets),
       m_body(octets.sliced(m_header.bodyAt())),
       m_type(contentTypeField(m_header)),
+      m_typeWithoutField(std::move(typeWithoutField)),
       m_disposition(m_header.value("Content-Disposition")),
       m_encoding(transferEncodingOf(m_header.value("Content-Transfer-Encoding")))
 {
@@ -89,12 +90,12 @@ MimePart::MimePart(QByteArrayView octets)
 
 QString MimePart::contentType() const
 {
-    return m_type.isMediaType() ? QString::fromUtf8(m_type.value()) : u"text/plain"_s;
+    return QString::fromUtf8(m_type.isMediaType() ? m_type.value() : m_typeWithoutField);
 }
 
 bool MimePart::isType(QByteArrayView type, QByteArrayView subtype) const
 {
-    const QByteArray own = m_type.isMediaType() ? m_type.value() : QByteArray("text/plain");
+    const QByteArray own = m_type.isMediaType() ? m_type.value() : m_typeWithoutField;
     const QByteArrayView view(own);
     const qsizetype slash = view.indexOf('/');
     return view.first(slash).compare(type, Qt::CaseInsensitive) == 0 &&

@@ -12,7 +12,7 @@
 class MimePart
 {
 public:
-    explicit MimePart(QByteArrayView octets);
+    explicit MimePart(QByteArrayView octets, QByteArray typeWithoutField = "text/plain");
 
     [[nodiscard]] const HeaderFields &header() const { return m_header; }
     /// Behind the header, undecoded.
@@ -38,6 +38,7 @@ private:
     HeaderFields m_header;
     QByteArrayView m_body;
     ContentField m_type;
+    QByteArray m_typeWithoutField;
     ContentField m_disposition;
     TransferEncoding m_encoding;
 };

@@ -17,6 +17,9 @@ private slots:
         row("utf-8-with-one-octet-lost", "\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", "utf-8",
             u"中文\uFFFD\uFFFD文"_s);
         row("overlong-utf-8-is-gbk", "\xC1\xAA\xCD\xA8", {}, u"联通"_s);
+        row("GBK that is valid UTF-8", "\xC4\xA3\xC8\xB7", {}, u"模确"_s);
+        row("GBK with octets that UTF-8 could have lost", "\xD6\xEC\xC7\xA7\xC4\xAF", {}, u"朱千寞"_s);
+        row("Western and Greek letters stay", "Jos\xC3\xA9 \xCE\xB1\xCE\xB2", {}, u"José αβ"_s);
         row("big5-with-hong-kong", "\xAD\xBB\xB4\xE4\x9D\xEF\xA4\x48\x9D\xF6\xAB\xD7", "big5",
             u"香港嘅人喺度"_s);
         row("gbk-labelled-big5", "\xCE\xD2\xC3\xC7\xB5\xC4\xBB\xE1\xD2\xE9", "big5", u"我们的会议"_s);

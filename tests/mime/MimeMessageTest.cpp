@@ -1,4 +1,5 @@
 #include "tests/mime/FitForDatabases.h"
+#include "tests/support/Rows.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -74,6 +75,40 @@ private slots:
         for (const QString &field : expected.keys())
             QCOMPARE(field.toUtf8() + shown(actual.value(field)),
                      field.toUtf8() + shown(expected.value(field)));
+    }
+
+    void habits_data()
+    {
+        const Rows<QByteArray, QString> row("octets",
+                                            "seen"); // name, address, hour in Greenwich, body, attachments
+        const QByteArray date = "Date: 5 Mar 2024 10:00 GMT+08:00\r\n";
+        row("the subject tells what the name is",
+            "From: \xC4\xA3 <a@b>\r\nSubject: \xD6\xD0\xCE\xC4\r\n\r\nx", u"模|a@b||x|"_s);
+        row("comment in an angle address", date + "From: A <a(at work)@b>\r\n\r\nx", u"A|a@b|2|x|"_s);
+        row("alternative with HTML only",
+            "Content-Type: multipart/alternative; boundary=b\r\n\r\n--b\r\nContent-Type: text/html\r\n\r\n"
+            "<style>p{}</style><p>1 &lt; 2&#33;</p>\r\n<!-- x --><b>y</b>\r\n--b--\r\n",
+            u"|||1 < 2!\r\ny|"_s);
+        row("digest",
+            "Content-Type: multipart/digest; boundary=b\r\n\r\n--b\r\n\r\nSubject: s\r\n\r\nx\r\n--b--\r\n",
+            u"||||message/rfc822"_s);
+        row("no blank line before the boundary",
+            "Content-Type: multipart/mixed; boundary=b\r\n--b\r\nContent-Type: "
+            "text/plain\r\n\r\nx\r\n--b--\r\n",
+            u"|||x|"_s);
+    }
+    void habits()
+    {
+        QFETCH(QByteArray, octets);
+        const MimeMessage message(octets);
+        QStringList types;
+        for (const MimeAttachment &attachment : message.Attachments())
+            types += attachment.ContentType();
+        const QString hour =
+            message.Date().isValid() ? QString::number(message.Date().toUTC().time().hour()) : u""_s;
+        QTEST((QStringList{message.FromName(), message.From(), hour, message.Body(), types.join(u' ')}.join(
+                  u'|')),
+              "seen");
     }
 
     void dateIsLocal()
