@@ -4,11 +4,21 @@
 #include "mailbox/StoreMail.h"
 
 #include <QCryptographicHash>
+#include <QScopeGuard>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
 
 namespace
 {
+
+/// In one turn: what is left comes at the next pass.
+constexpr int mostSessions = 6;
+/// A mail of so many octets may take long, and all of the memory: it comes after the others, and not many at once.
+constexpr qint64 large = 8LL << 20;
+constexpr qint64 largeTogether = 512LL << 20;
+constexpr milliseconds untilRoom = 200ms;
 
 QByteArray digest(const QList<qint64> &sizes)
 {
@@ -23,6 +33,7 @@ QByteArray digest(const QList<qint64> &sizes)
 AccountDownload::AccountDownload(QString userName, MailAccount account, CollectionPass &pass)
     : m_userName(std::move(userName)), m_account(std::move(account)), m_pass(pass)
 {
+    m_sinceProgress.start();
 }
 
 QString AccountDownload::server() const
@@ -30,13 +41,30 @@ QString AccountDownload::server() const
     return m_account.POPIP.trimmed().toLower() + u':' + QString::number(m_account.PopPort);
 }
 
+bool AccountDownload::isSameAccount(const AccountDownload &other) const
+{
+    return m_account.OAID && m_account.OAID == other.m_account.OAID;
+}
+
+bool AccountDownload::hungBefore() const
+{
+    return m_account.OAID && history().hangs > 0;
+}
+
+milliseconds AccountDownload::sinceProgress() const
+{
+    return milliseconds(m_sinceProgress.elapsed());
+}
+
 QString AccountDownload::shownName() const
 {
     return u"用户 %1 的邮箱 %2 @ %3"_s.arg(m_userName, m_account.EUsername, m_account.POPIP);
 }
 
-void AccountDownload::note(const QString &text) const
+void AccountDownload::note(const QString &text)
 {
+    if (m_cause.isEmpty())
+        m_cause = text;
     m_pass.trace.note(shownName() + u"："_s + text);
 }
 
@@ -50,105 +78,82 @@ AccountHistory AccountDownload::history() const
     return validHistory(m_pass.watch.known().histories.value(*m_account.OAID), m_account);
 }
 
-bool AccountDownload::isAdmitted() const
+bool AccountDownload::isAdmitted()
 {
-    return m_account.OAID && !m_pass.watch.known().passedOverAccounts.contains(*m_account.OAID);
-}
-
-bool AccountDownload::mayConnect() const
-{
-    return isAdmitted() && !m_pass.silentServers.contains(server()) &&
-           mayLogIn(history(), QDateTime::currentDateTime());
-}
-
-bool AccountDownload::logInAhead()
-{
-    if (!mayConnect())
-        return false;
-    m_isAhead = true;
-    begin();
-    return true;
-}
-
-void AccountDownload::begin()
-{
-    const AccountHistory known = history();
-    Pop3Options options = m_pass.pop3;
-    m_isOneByOne = m_isOneByOne || known.isOneByOne || !options.pipelining;
-    options.pipelining = !m_isOneByOne;
-    options.isEnough = [this] {
-        return std::chrono::milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget;
-    };
-    if (m_isAhead && options.trace) { // its lines come between those of others
-        options.trace = [show = options.trace, who = u"[%1] "_s.arg(mailbox())](
-                            Pop3Direction direction, const QString &line) { show(direction, who + line); };
-    }
-    m_client.emplace(options);
-    m_client->beginConnect(m_account.EUsername, m_account.EPassword, m_account.POPIP, m_account.PopPort,
-                           known.ways, [this](const Pop3ConnectResult &result) { noteAnswer(result); });
+    if (m_account.OAID)
+        return !m_pass.watch.known().passedOverAccounts.contains(*m_account.OAID);
+    note(u"SA_email.OAID 不是整数"_s);
+    return false;
 }
 
 /// Some servers serve one session at a time, or few of one address.
 bool AccountDownload::isInVain(const Pop3ConnectResult &result) const
 {
     using enum Pop3ConnectOutcome;
-    return m_isAhead && m_pass.answeringServers.contains(server()) &&
+    return m_pass.sessions[server()] > 1 && m_pass.answeringServers.contains(server()) &&
            (result.outcome == HostUnreachable || result.outcome == TimedOut || result.outcome == LineLost);
 }
 
 void AccountDownload::noteAnswer(const Pop3ConnectResult &result)
 {
-    if (isInVain(result))
-        return;
-    m_pass.watch.learn(*m_account.OAID, afterLogin(history(), result, QDateTime::currentDateTime()));
-    if (result.connected())
+    using enum Pop3ConnectOutcome;
+    learn(afterLogin(history(), result, SystemClock().steady()));
+    if (result.outcome == HostUnreachable) {
+        if (!m_pass.answeringServers.contains(server()))
+            m_pass.silentServers.insert(server());
+    } else if (result.outcome != InvalidAccount && result.outcome != Stopped)
         m_pass.answeringServers.insert(server());
-    else if (result.outcome == Pop3ConnectOutcome::HostUnreachable ||
-             result.outcome == Pop3ConnectOutcome::TimedOut)
-        m_pass.silentServers.insert(server());
 }
 
 bool AccountDownload::connect()
 {
-    if (!isBegun()) {
-        if (m_pass.silentServers.contains(server()))
-            return false;
-        if (!mayLogIn(history(), QDateTime::currentDateTime())) {
-            note(u"上次登录之后时间太短，稍后再试"_s);
-            return false;
-        }
-        begin();
+    if (m_pass.silentServers.contains(server())) {
+        note(u"邮件服务器没有应答"_s);
+        return false;
     }
-    const Pop3ConnectResult result = m_client->finishConnect();
-    if (isInVain(result)) {
-        m_isAhead = false;
-        m_client.reset();
-        return connect();
+    const AccountHistory known = history();
+    if (!mayLogIn(known, SystemClock().steady())) {
+        m_pass.trace.note(shownName() + u"：上次登录之后时间太短，稍后再试"_s);
+        return false;
     }
+    Pop3Options options = m_pass.pop3;
+    m_isOneByOne = m_isOneByOne || known.isOneByOne || !options.pipelining;
+    options.pipelining = !m_isOneByOne;
+    options.isEnough = [this] { return milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget; };
+    options.stopRequested = [this] { return m_pass.isEnding(); };
+    if (options.trace && (m_pass.sessions.size() > 1 ||
+                          m_pass.sessions[server()] > 1)) { // its lines come between those of others
+        options.trace = [show = options.trace, who = u"[%1] "_s.arg(mailbox())](
+                            Pop3Direction direction, const QString &line) { show(direction, who + line); };
+    }
+    m_client.emplace(options);
+    const Pop3ConnectResult result = m_client->Connect(m_account.EUsername, m_account.EPassword,
+                                                       m_account.POPIP, m_account.PopPort, known.ways);
+    m_wantsServerAlone = isInVain(result);
+    if (m_wantsServerAlone)
+        return false;
+    noteAnswer(result);
     if (!result.connected())
         note(result.text);
-    return result.connected() && !m_pass.silentServers.contains(server());
+    return result.connected();
 }
 
 void AccountDownload::run()
 {
-    if (!m_account.OAID) {
-        note(u"SA_email.OAID 不是整数"_s);
-        return;
-    }
-    if (!isAdmitted())
-        return;
-    m_pass.watch.told(CollectorProtocol::AccountBegins{*m_account.OAID, shownName()});
     m_sinceBegin.start();
-    End end = runSession();
-    if (end == End::GoneAhead)
-        end = runSession();
-    if (end == End::OutOfStep && !m_isOneByOne) {
-        // Some servers offer pipelining and drop what comes early, or end a message in a doubtful way.
-        goOneByOne();
-        static_cast<void>(runSession());
+    m_sinceProgress.start();
+    m_wantsServerAlone = false;
+    ++m_pass.sessions[server()];
+    if (isAdmitted()) {
+        m_pass.watch.told(CollectorProtocol::AccountBegins{*m_account.OAID, shownName()});
+        for (int session = 0; session < mostSessions && runSession() == End::Again; ++session)
+            m_sinceProgress.start();
+        if ((m_isEmptied || !m_cause.isEmpty()) && !m_pass.isEnding())
+            m_pass.watch.told(CollectorProtocol::AccountEnds{*m_account.OAID, shownName(), m_cause});
     }
-    m_client.reset();
+    if (--m_pass.sessions[server()] == 0)
+        m_pass.sessions.remove(server());
+    m_isOver = true;
 }
 
 void AccountDownload::goOneByOne()
@@ -156,60 +161,99 @@ void AccountDownload::goOneByOne()
     m_isOneByOne = true;
     AccountHistory known = history();
     known.isOneByOne = true;
-    m_pass.watch.learn(*m_account.OAID, known);
+    learn(known);
     note(u"改为逐条收取"_s);
 }
 
 AccountDownload::End AccountDownload::runSession()
 {
-    End end = End::Done;
+    m_reading.reset();
+    m_cause.clear();
     try {
-        download();
+        const End end = download();
+        m_client.reset();
+        return end;
     } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
-            throw;
-        note(fault.message());
+        m_pass.noteFault(fault);
     } catch (const Pop3Fault &fault) {
         note(fault.message());
-        if (fault.kind() == Pop3Fault::Kind::OutOfStep)
-            end = End::OutOfStep;
-        else if (fault.kind() == Pop3Fault::Kind::TimedOut) {
-            m_pass.silentServers.insert(server());
-            if (m_client->hasAskedAhead()) // it may have dropped what came early
-                goOneByOne();
-        } else if (m_isAhead && !m_isListed)
-            end = End::GoneAhead;
+        return afterFault(fault);
     } catch (const std::exception &error) { // memory is short, or the state file cannot be written
         note(QString::fromUtf8(error.what()));
+        if (m_reading)
+            noteBreak(*m_reading);
     }
     m_client.reset();
-    m_isAhead = false;
-    return end;
+    return End::Done;
 }
 
-void AccountDownload::download()
+AccountDownload::End AccountDownload::afterFault(const Pop3Fault &fault)
+{
+    const bool hadAskedAhead = m_client->hasAskedAhead();
+    m_client.reset();
+    const bool hung = fault.kind() == Pop3Fault::Kind::TimedOut;
+    if (fault.kind() == Pop3Fault::Kind::Stopped)
+        return End::Done;
+    // Some servers offer pipelining and drop what comes early, or end a message in a doubtful way.
+    if (!m_isOneByOne && (fault.kind() == Pop3Fault::Kind::OutOfStep || (hung && hadAskedAhead))) {
+        goOneByOne();
+        return End::Again;
+    }
+    if (m_reading) {
+        noteBreak(*m_reading);
+        return End::Again;
+    }
+    if (hung)
+        learn(afterHang(history(), SystemClock().steady()));
+    return End::Done;
+}
+
+void AccountDownload::noteBreak(const MailKey &key)
+{
+    BrokenMail broken = m_pass.watch.known().brokenMails.value(key);
+    ++broken.breaks;
+    broken.restsUntil = broken.breaks > 1 ? SystemClock().steady() + 1h : 0ms;
+    m_pass.watch.learn(key, broken);
+}
+
+AccountDownload::End AccountDownload::download()
 {
     if (!connect())
-        return;
-    m_isListed = false;
+        return End::Done;
     MailboxListing listing(*m_client, m_pass.connection, *m_account.OAID);
-    m_isListed = true;
-    if (!m_client->tellsUniqueIds() && m_client->Count() > 0)
-        note(u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
-    if (listing.hasReusedIds())
-        note(u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
+    m_sinceProgress.start();
+    noteListing(listing);
     // A mailbox that is emptied shows unknown ids all the time.
     const bool isUnknown =
         m_account.keepsCopies && listing.stored().isEmpty() && !listing.unstored().isEmpty();
     const QByteArray sizes = isUnknown ? digest(m_client->sizes()) : QByteArray();
-    storeNewMessages(listing);
+    const Plan plan = planned(listing);
+    storeNewMessages(listing, plan.numbers);
     noteIds(listing, sizes);
     // After a stop the line is dropped: a server may take long over a farewell.
-    if (m_pass.pop3.stopRequested())
-        return;
+    if (m_pass.isEnding())
+        return End::Done;
     deleteStored(listing);
     if (!m_client->Disconnect())
         note(u"服务器没有确认结束会话"_s);
+    m_isAtEnd = plan.hasMore;
+    m_isEmptied = !plan.hasMore;
+    return plan.hasMore ? End::Again : End::Done;
+}
+
+void AccountDownload::noteListing(const MailboxListing &listing)
+{
+    if (!m_client->tellsUniqueIds() && m_client->Count() > 0)
+        note(u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
+    if (listing.hasReusedIds())
+        note(u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
+    AccountHistory known = history();
+    known.hangs = 0;
+    known.areIdsNumbers = listing.hasNumbersForIds();
+    if (known.areIdsNumbers && !m_account.keepsCopies)
+        m_pass.trace.note(shownName() + u"：服务器以邮件序号作标识，不删除任何邮件"_s);
+    if (known != history())
+        learn(known);
 }
 
 /// sizes: those of a listing in which no id was known, else empty.
@@ -225,30 +269,100 @@ void AccountDownload::noteIds(const MailboxListing &listing, const QByteArray &s
     if (known.areIdsChanging)
         note(u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s);
     if (known != before)
-        m_pass.watch.learn(*m_account.OAID, known);
+        learn(known);
 }
 
-void AccountDownload::storeNewMessages(MailboxListing &listing)
+/// What is to come behind a QUIT is what broke a session before, or at the end is nothing.
+AccountDownload::Plan AccountDownload::planned(const MailboxListing &listing)
 {
-    QList<int> numbers = listing.unstored();
-    numbers.removeIf(
-        [&](int number) { return m_pass.watch.known().passedOverMails.contains(keyOf(number)); });
-    m_client->retrieve(numbers, [&](int number, Pop3Client::Retrieved message) {
-        if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
-            note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
-            return;
-        }
+    const CollectorState &known = m_pass.watch.known();
+    const milliseconds now = SystemClock().steady();
+    const QList<int> unstored = listing.unstored();
+    const QList<qint64> sizes = unstored.isEmpty() ? QList<qint64>() : m_client->sizes();
+    QList<int> usual;
+    QList<int> largeOnes;
+    QList<int> broken;
+    for (const int number : unstored) {
         const MailKey key = keyOf(number);
-        m_pass.watch.told(CollectorProtocol::MailBegins{key});
-        if (store(key, std::get<QByteArray>(std::move(message))))
-            listing.noteStored(number);
-        m_pass.watch.told(CollectorProtocol::MailEnds());
+        const auto before = known.brokenMails.constFind(key);
+        if (known.passedOverMails.contains(key))
+            note(u"邮件 %1 留在服务器上"_s.arg(key.uid));
+        else if (sizes.value(number - 1) > m_pass.pop3.limits.messageOctets)
+            note(u"邮件 %1 太大（%2 字节），不收取"_s.arg(key.uid).arg(sizes[number - 1]));
+        else if (before == known.brokenMails.cend())
+            (sizes.value(number - 1) >= large ? largeOnes : usual) += number;
+        else if (before->restsUntil <= now)
+            broken += number;
+        else
+            note(u"邮件 %1 两次使收取中断，一小时后再试"_s.arg(key.uid));
+    }
+    usual += largeOnes;
+    const bool isAtEnd =
+        m_isAtEnd || (usual.isEmpty() && (m_account.keepsCopies || listing.stored().isEmpty()));
+    if (isAtEnd || broken.isEmpty())
+        return {usual + broken, false};
+    return {usual, true};
+}
+
+void AccountDownload::storeNewMessages(MailboxListing &listing, const QList<int> &numbers)
+{
+    QList<int> usual;
+    for (const int number : numbers) {
+        if (m_client->sizes().value(number - 1) < large)
+            usual += number;
+    }
+    retrieve(listing, usual);
+    for (const int number : numbers) {
+        const qint64 octets = m_client->sizes().value(number - 1);
+        const bool isEnough =
+            number != numbers.first() && milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget;
+        if (octets < large || isEnough)
+            continue;
+        while (m_pass.largeOctets > 0 && m_pass.largeOctets + octets > largeTogether && !m_pass.isEnding())
+            m_pass.pop3.waiter->wait(nullptr, untilRoom);
+        m_pass.largeOctets += octets;
+        const auto room = qScopeGuard([&] { m_pass.largeOctets -= octets; });
+        retrieve(listing, {number});
+    }
+}
+
+void AccountDownload::retrieve(MailboxListing &listing, const QList<int> &numbers)
+{
+    if (numbers.isEmpty())
+        return;
+    m_reading = keyOf(numbers.first());
+    auto next = numbers.cbegin();
+    m_client->retrieve(numbers, [&](int number, Pop3Client::Retrieved message) {
+        m_reading.reset();
+        takeMessage(listing, number, std::move(message));
+        m_sinceProgress.start();
+        m_pass.pop3.waiter->wait(nullptr, 0ms); // the others' turn
+        if (++next != numbers.cend())
+            m_reading = keyOf(*next);
     });
+    m_reading.reset();
+}
+
+void AccountDownload::takeMessage(MailboxListing &listing, int number, Pop3Client::Retrieved message)
+{
+    if (const auto *refusal = std::get_if<Pop3Refusal>(&message)) {
+        note(u"第%1封邮件取不到：%2"_s.arg(number).arg(refusal->text));
+        return;
+    }
+    const MailKey key = keyOf(number);
+    m_pass.watch.told(CollectorProtocol::MailBegins{key, shownName()});
+    if (store(key, std::get<QByteArray>(std::move(message)))) {
+        listing.noteStored(number);
+        if (m_pass.watch.known().brokenMails.contains(key))
+            m_pass.watch.learn(key, BrokenMail());
+    }
+    m_pass.watch.told(CollectorProtocol::MailEnds());
 }
 
 /// False, with a note, when this mail cannot be stored but others may be.
 bool AccountDownload::store(const MailKey &key, QByteArray octets)
 {
+    const bool isLarge = octets.size() >= large;
     try {
         const bool isPlain = m_pass.watch.known().plainMails.contains(key);
         storeMail(m_pass.connection,
@@ -258,7 +372,10 @@ bool AccountDownload::store(const MailKey &key, QByteArray octets)
                   m_pass.kept, m_pass.trace);
         return true;
     } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
+        // A disk that is too full for this one may have room for others.
+        if (isLarge && fault.kind() == DatabaseFault::Kind::Unavailable && m_pass.connection.isOpen())
+            noteBreak(key);
+        else if (!fault.concernsOneRow())
             throw;
         note(u"邮件 %1 未能保存：%2"_s.arg(key.uid, fault.message()));
     } catch (const std::bad_alloc &) {
@@ -269,7 +386,7 @@ bool AccountDownload::store(const MailKey &key, QByteArray octets)
 
 void AccountDownload::deleteStored(const MailboxListing &listing)
 {
-    if (m_account.keepsCopies || listing.hasReusedIds())
+    if (m_account.keepsCopies || listing.hasReusedIds() || listing.hasNumbersForIds())
         return;
     QList<int> deletable = listing.stored();
     deletable.removeIf([&](int number) { return m_pass.kept.contains(keyOf(number)); });

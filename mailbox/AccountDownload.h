@@ -8,8 +8,9 @@
 
 class MailboxListing;
 
-/// One account's turn in a pass: its new mails are stored, and what is stored is deleted from the server unless the
-/// account keeps its copies.
+/// One account's turn: its new mails are stored, and what is stored is deleted from the server unless the account keeps
+/// its copies. A mail at which a session broke is left for the end, behind a QUIT, so that the deletions of the others
+/// hold; when it breaks one there too it rests for an hour.
 class AccountDownload
 {
 public:
@@ -20,36 +21,49 @@ public:
     [[nodiscard]] QString server() const;
     /// Equal for accounts with the same mailbox.
     [[nodiscard]] QString mailbox() const { return m_account.EUsername.toLower() + u'@' + server(); }
+    [[nodiscard]] bool isSameAccount(const AccountDownload &other) const;
+    /// Its server fell silent in the last session.
+    [[nodiscard]] bool hungBefore() const;
 
-    /// Begins to log in before its turn. False when it may not log in now.
-    bool logInAhead();
-    [[nodiscard]] bool isBegun() const { return m_client.has_value(); }
-
-    /// The turn. What fails is passed over, with a note. Throws DatabaseFault when the database serves nobody.
+    /// The turn. What fails is passed over, with a note. Never throws.
     void run();
+    /// Since the turn began, or had something to show for it.
+    [[nodiscard]] std::chrono::milliseconds sinceProgress() const;
+    [[nodiscard]] bool isOver() const { return m_isOver; }
+    /// The server had no room for it beside others: it is to have another turn, without them.
+    [[nodiscard]] bool wantsServerAlone() const { return m_wantsServerAlone; }
 
 private:
     enum class End {
-        Done,      ///< well, or not to be tried again now
-        OutOfStep, ///< answers and questions did not fit together
-        GoneAhead, ///< the server had not waited for the turn
+        Done,  ///< well, or not to be tried again now
+        Again, ///< another session has more to do
     };
     [[nodiscard]] End runSession();
+    [[nodiscard]] End afterFault(const Pop3Fault &fault);
     void goOneByOne();
-    void download();
-    [[nodiscard]] bool isAdmitted() const;
-    [[nodiscard]] bool mayConnect() const;
-    void begin();
+    [[nodiscard]] End download();
+    [[nodiscard]] bool isAdmitted();
     [[nodiscard]] bool connect();
-    void noteAnswer(const Pop3ConnectResult &result);
     [[nodiscard]] bool isInVain(const Pop3ConnectResult &result) const;
+    void noteAnswer(const Pop3ConnectResult &result);
+    void noteListing(const MailboxListing &listing);
     void noteIds(const MailboxListing &listing, const QByteArray &sizes);
-    void storeNewMessages(MailboxListing &listing);
+
+    struct Plan {
+        QList<int> numbers;   // to be retrieved, in this order
+        bool hasMore = false; // behind a QUIT
+    };
+    [[nodiscard]] Plan planned(const MailboxListing &listing);
+    void storeNewMessages(MailboxListing &listing, const QList<int> &numbers);
+    void retrieve(MailboxListing &listing, const QList<int> &numbers);
+    void takeMessage(MailboxListing &listing, int number, Pop3Client::Retrieved message);
     [[nodiscard]] bool store(const MailKey &key, QByteArray octets);
+    void noteBreak(const MailKey &key);
     void deleteStored(const MailboxListing &listing);
 
     [[nodiscard]] AccountHistory history() const;
-    void note(const QString &text) const;
+    void learn(const AccountHistory &history) { m_pass.watch.learn(*m_account.OAID, shownName(), history); }
+    void note(const QString &text);
     [[nodiscard]] QString shownName() const;
     [[nodiscard]] MailKey keyOf(int number);
 
@@ -57,8 +71,13 @@ private:
     MailAccount m_account;
     CollectionPass &m_pass;
     QElapsedTimer m_sinceBegin;
+    QElapsedTimer m_sinceProgress;
     std::optional<Pop3Client> m_client;
-    bool m_isOneByOne = false; // nothing is asked before the answer before it is there
-    bool m_isAhead = false;    // logged in before its turn
-    bool m_isListed = false;   // the server has answered in the turn
+    std::optional<MailKey> m_reading; // the mail that comes in
+    QString m_cause;                  // why the mailbox was not emptied: the session's first
+    bool m_isEmptied = false;         // but for what m_cause tells
+    bool m_isOneByOne = false;        // nothing is asked before the answer before it is there
+    bool m_isAtEnd = false;           // the others are stored and deleted
+    bool m_isOver = false;
+    bool m_wantsServerAlone = false;
 };

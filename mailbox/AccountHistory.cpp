@@ -40,13 +40,20 @@ AccountHistory validHistory(const AccountHistory &history, const MailAccount &ac
     return fresh;
 }
 
-bool mayLogIn(const AccountHistory &history, const QDateTime &now)
+bool mayLogIn(const AccountHistory &history, std::chrono::milliseconds now)
 {
-    return !history.last.isValid() || now < history.last ||
-           history.last.addSecs(history.distance.count()) <= now;
+    return history.last + history.distance <= now;
 }
 
-AccountHistory afterLogin(AccountHistory history, const Pop3ConnectResult &result, const QDateTime &now)
+AccountHistory afterHang(AccountHistory history, std::chrono::milliseconds now)
+{
+    history.last = now;
+    history.distance = distanceAfter(++history.hangs + 1);
+    return history;
+}
+
+AccountHistory afterLogin(AccountHistory history, const Pop3ConnectResult &result,
+                          std::chrono::milliseconds now)
 {
     using enum Pop3ConnectOutcome;
     const auto waits = [&](seconds distance) {
@@ -82,10 +89,11 @@ AccountHistory afterLogin(AccountHistory history, const Pop3ConnectResult &resul
     case ServerUnwell:
         waits(std::min(distanceAfter(++history.refusals), shortestDistance));
         break;
+    case TimedOut:
+        return afterHang(history, now);
     case InvalidAccount:
     case HostUnreachable:
     case TlsRefused:
-    case TimedOut:
     case Stopped:
         break;
     }

@@ -1,79 +1,126 @@
 #include "mailbox/AccountTurns.h"
 
-AccountTurns::AccountTurns(CollectionPass &pass, QStringList users, const LoginsAhead &ahead)
-    : m_pass(pass), m_coming(std::move(users)), m_ahead(ahead)
+#include <algorithm>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// Accounts that are read from the database before there is room for their turns.
+constexpr size_t mostComing = 64;
+constexpr std::chrono::milliseconds slice = 200ms; // how soon it is noticed that somebody is slow
+
+} // namespace
+
+AccountTurns::AccountTurns(CollectionPass &pass, const TurnLimits &limits) : m_pass(pass), m_limits(limits)
+{
+    beginPass();
+}
+
+AccountTurns::~AccountTurns()
+{
+    m_pass.isDropped = true;
+    while (!isIdle())
+        goOn(slice);
+}
+
+void AccountTurns::beginPass()
 {
     m_sinceBegin.start();
+    m_areAllAdded = false;
+    m_pass.answeringServers.clear();
+    m_pass.silentServers.clear();
+    m_pass.databaseGone.reset();
 }
 
-AccountTurns::Accounts AccountTurns::load(const QString &userName) const
+bool AccountTurns::isSlow(const AccountDownload &account) const
 {
-    Accounts turns;
-    const QList<MailAccount> accounts = mailAccounts(m_pass.connection, userName);
-    for (const MailAccount &account : accounts)
-        turns.push_back(std::make_unique<AccountDownload>(userName, account, m_pass));
-    return turns;
+    return account.sinceProgress() >= m_limits.slow;
 }
 
-void AccountTurns::beginUser(const QString &userName)
+bool AccountTurns::hasPlace(const AccountDownload &account) const
 {
-    m_current.clear();
-    if (!m_loaded.empty()) {
-        m_current = std::move(m_loaded.front());
-        m_loaded.pop_front();
-        return;
+    int inPlaces = 0;
+    int atServer = 0;
+    for (const auto &other : m_underWay) {
+        const bool isSameServer = other->server() == account.server();
+        // Two sessions at once no mailbox admits, and some servers none at all.
+        if (other->mailbox() == account.mailbox() || (isSameServer && account.wantsServerAlone()))
+            return false;
+        if (isSlow(*other))
+            continue;
+        ++inPlaces;
+        atServer += isSameServer;
     }
-    if (!m_coming.isEmpty())
-        m_coming.removeFirst();
-    m_current = load(userName);
+    if (m_pass.watch.known().isOneAtATime)
+        return m_underWay.empty();
+    const bool isEarly = std::chrono::milliseconds(m_sinceBegin.elapsed()) < m_limits.after;
+    // Where nobody was let in yet one tries.
+    const int mostAtServer = m_pass.answeringServers.contains(account.server()) ? m_limits.atOneServer : 1;
+    return inPlaces < (isEarly ? 1 : m_limits.accounts) && atServer < mostAtServer &&
+           m_underWay.size() < static_cast<size_t>(m_limits.slowToo);
 }
 
-std::unique_ptr<AccountDownload> AccountTurns::takeNext()
+void AccountTurns::add(std::unique_ptr<AccountDownload> account)
 {
-    if (m_current.empty())
-        return nullptr;
-    auto turn = std::move(m_current.front());
-    m_current.pop_front();
-    return turn;
+    const bool goesOn =
+        std::ranges::any_of(m_underWay, [&](const auto &other) { return other->isSameAccount(*account); });
+    if (goesOn)
+        return;
+    (account->hungBefore() ? m_last : m_coming).push_back(std::move(account));
+    fillPlaces();
+    while (m_coming.size() >= mostComing && isAnybodyQuick() && !m_pass.isEnding())
+        goOn(slice);
 }
 
-std::vector<AccountDownload *> AccountTurns::comingTurns()
+bool AccountTurns::isAnybodyQuick() const
 {
-    std::vector<AccountDownload *> turns;
-    const auto most = static_cast<size_t>(m_ahead.accounts);
-    const auto add = [&](const Accounts &accounts) {
-        for (auto turn = accounts.cbegin(); turn != accounts.cend() && turns.size() < most; ++turn)
-            turns.push_back(turn->get());
-    };
-    add(m_current);
-    for (const Accounts &accounts : m_loaded)
-        add(accounts);
-    while (!m_coming.isEmpty() && turns.size() < most) {
-        try {
-            m_loaded.push_back(load(m_coming.constFirst()));
-        } catch (const DatabaseFault &) {
-            break; // in the user's own turn it is dealt with
+    return std::ranges::any_of(m_underWay, [this](const auto &account) { return !isSlow(*account); });
+}
+
+void AccountTurns::fillPlaces()
+{
+    if (m_pass.isEnding())
+        return;
+    auto &waiting = m_areAllAdded && m_coming.empty() && !isAnybodyQuick() ? m_last : m_coming;
+    for (auto next = waiting.begin(); next != waiting.end();) {
+        if (!hasPlace(**next)) {
+            ++next;
+            continue;
         }
-        m_coming.removeFirst();
-        add(m_loaded.back());
+        AccountDownload *account = m_underWay.emplace_back(std::move(*next)).get();
+        next = waiting.erase(next);
+        m_pass.pop3.waiter->begin([account] { account->run(); });
     }
-    return turns;
 }
 
-void AccountTurns::logInAhead(const AccountDownload &current)
+bool AccountTurns::goOn(std::chrono::milliseconds most, int descriptor)
 {
-    if (m_pass.watch.known().isOneAtATime || m_ahead.accounts == 0 ||
-        std::chrono::milliseconds(m_sinceBegin.elapsed()) < m_ahead.after)
-        return;
-    QHash<QString, int> sessions{{current.server(), 1}}; // by server
-    QSet<QString> mailboxes{current.mailbox()};
-    for (AccountDownload *turn : comingTurns()) {
-        // Where nobody was let in yet one tries; two sessions at once no mailbox admits.
-        const int most = m_pass.answeringServers.contains(turn->server()) ? m_ahead.atOneServer : 0;
-        int &others = sessions[turn->server()];
-        const bool isFree = others <= most && !mailboxes.contains(turn->mailbox());
-        mailboxes.insert(turn->mailbox());
-        if (turn->isBegun() || (isFree && turn->logInAhead()))
-            ++others;
+    const bool isUnread = m_pass.pop3.waiter->goOn(most, descriptor);
+    for (auto &account : m_underWay) {
+        if (account->isOver() && account->wantsServerAlone())
+            m_last.push_back(std::move(account));
+    }
+    std::erase_if(m_underWay, [](const auto &account) { return !account || account->isOver(); });
+    fillPlaces();
+    return isUnread;
+}
+
+void AccountTurns::finishPass()
+{
+    m_areAllAdded = true;
+    fillPlaces();
+    while (!isIdle() && (isAnybodyQuick() || m_pass.isEnding()))
+        goOn(slice);
+    // Who is left waits for somebody slow, in vain for now.
+    m_coming.clear();
+    m_last.clear();
+}
+
+void AccountTurns::goOnUntilReadable(int descriptor)
+{
+    while (goOn(isIdle() ? 1h : slice, descriptor)) {
     }
 }

@@ -6,45 +6,56 @@
 #include <memory>
 #include <vector>
 
-/// How many accounts at most are logged in to before their turn; one is no burden to any server.
-struct LoginsAhead {
-    int accounts = 8;
-    int atOneServer = 4;
+/// How many accounts at most have their turn beside each other.
+struct TurnLimits {
+    int accounts = 16;
+    int atOneServer = 4; ///< is no burden to any
+    int slowToo = 100;   ///< those included that are silent or slow
     /// A pass that is over sooner goes one by one, which is easier to follow.
     std::chrono::milliseconds after{1000};
+    /// Whoever is silent or slow for so long gives its place up to the next one, and goes on beside it.
+    std::chrono::milliseconds slow{3000};
 };
 
-/// The turns of the accounts in a pass, one after the other in the order of users and accounts. In a pass that takes
-/// longer the accounts that come next are logged in to while one has its turn, so that their waits overlap.
+/// The turns of the accounts: begun in the order of users and accounts, going on in the order in which they are ready;
+/// last those that hung before. Who is slow in one pass goes on beside the next.
 ///
-/// Rejected: a login only when the one before has ended, which spends the pass in waiting. 200 accounts with nothing
-/// new, on a line with a round trip of 20 ms: 43 s so, 10 s with eight ahead. Nor sessions in full beside each other:
-/// what is stored in which order would then hang on the servers, and the memory on all of them.
+/// Rejected: one after the other. 200 accounts with nothing new, on a line with a round trip of 20 ms: 43 s so, and
+/// fifty servers that hang cost the others three minutes even if each is given three seconds.
 class AccountTurns
 {
 public:
-    /// users: of the pass, in their order; without them only the accounts of one user overlap. pass must outlive it.
-    explicit AccountTurns(CollectionPass &pass, QStringList users = {}, const LoginsAhead &ahead = {});
+    /// pass must outlive it.
+    explicit AccountTurns(CollectionPass &pass, const TurnLimits &limits = {});
+    /// Waits until those under way have noticed.
+    ~AccountTurns();
+    AccountTurns(const AccountTurns &) = delete;
+    AccountTurns &operator=(const AccountTurns &) = delete;
 
     [[nodiscard]] CollectionPass &pass() { return m_pass; }
 
-    /// The accounts of the next user get their turns. Throws DatabaseFault.
-    void beginUser(const QString &userName);
-    /// The user's next account, or null.
-    [[nodiscard]] std::unique_ptr<AccountDownload> takeNext();
-    /// Begins to log in to accounts that come after current.
-    void logInAhead(const AccountDownload &current);
+    /// A pass begins.
+    void beginPass();
+    /// The account has its turn in this pass, unless the one before still goes on.
+    void add(std::unique_ptr<AccountDownload> account);
+    /// Until everybody had a turn; those that are slow may go on.
+    void finishPass();
+    /// Those that are slow go on until the descriptor can be read.
+    void goOnUntilReadable(int descriptor);
+    [[nodiscard]] bool isIdle() const { return m_underWay.empty(); }
 
 private:
-    using Accounts = std::deque<std::unique_ptr<AccountDownload>>;
-    [[nodiscard]] Accounts load(const QString &userName) const;
-    /// The next accounts, those of the next users included.
-    [[nodiscard]] std::vector<AccountDownload *> comingTurns();
+    [[nodiscard]] bool isSlow(const AccountDownload &account) const;
+    [[nodiscard]] bool isAnybodyQuick() const;
+    [[nodiscard]] bool hasPlace(const AccountDownload &account) const;
+    void fillPlaces();
+    bool goOn(std::chrono::milliseconds most, int descriptor = -1);
 
     CollectionPass &m_pass;
-    QStringList m_coming; // users whose accounts are not loaded yet
-    const LoginsAhead m_ahead;
+    const TurnLimits m_limits;
     QElapsedTimer m_sinceBegin;
-    std::deque<Accounts> m_loaded; // of the users before those
-    Accounts m_current;
+    bool m_areAllAdded = false;
+    std::deque<std::unique_ptr<AccountDownload>> m_coming;
+    std::deque<std::unique_ptr<AccountDownload>> m_last; // after those
+    std::vector<std::unique_ptr<AccountDownload>> m_underWay;
 };

@@ -12,18 +12,30 @@
 struct CollectionPass {
     Connection &connection;
     CollectionWatch &watch;
-    Pop3Options pop3;
+    Pop3Options pop3; ///< its waiter is there
     MailTrace trace;
     KeptMails &kept;
     /// After which an account's session ends in order; what it has left comes at the next pass.
     std::chrono::milliseconds accountBudget = std::chrono::minutes(2);
-
-    /// Servers ("host:port") that let somebody in.
-    QSet<QString> answeringServers = {};
-    /// Servers that could not be reached, or fell silent at whatever point: not tried again in the same pass.
-    QSet<QString> silentServers = {};
-    /// Why the database serves nobody any more: the download that found it ended there.
-    std::optional<DatabaseFault> databaseGone = {};
     /// See CollectedMail.
     bool attachHiddenText = false;
+
+    /// Servers ("host:port") that greeted anybody.
+    QSet<QString> answeringServers = {};
+    /// Servers that greeted nobody: not tried again in the same pass.
+    QSet<QString> silentServers = {};
+    QHash<QString, int> sessions = {}; ///< under way, by server
+    qint64 largeOctets = 0;            ///< of large mails that are being read
+    /// Why the database serves nobody any more: all downloads end.
+    std::optional<DatabaseFault> databaseGone = {};
+
+    bool isDropped = false; ///< nobody wants it to go on
+
+    [[nodiscard]] bool isEnding() const { return isDropped || databaseGone || pop3.stopRequested(); }
+    void noteFault(const DatabaseFault &fault)
+    {
+        if (!fault.concernsOneRow())
+            databaseGone = fault;
+        trace.note(fault.message());
+    }
 };

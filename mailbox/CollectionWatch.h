@@ -14,11 +14,22 @@ public:
 
     [[nodiscard]] const CollectorState &known() const { return m_known; }
     /// What is known of an account from now on.
-    void learn(qint64 accountKey, const AccountHistory &history)
+    /// mailbox: for people.
+    void learn(qint64 accountKey, const QString &mailbox, const AccountHistory &history)
     {
         m_known.histories.insert(accountKey, history);
-        told(CollectorProtocol::AccountLearnt{accountKey, history});
+        told(CollectorProtocol::AccountLearnt{accountKey, mailbox, history});
     }
+    /// The same of a mail.
+    void learn(const MailKey &mail, const BrokenMail &broken)
+    {
+        m_known.brokenMails.insert(mail, broken);
+        if (broken.breaks == 0)
+            m_known.brokenMails.remove(mail);
+        told(CollectorProtocol::MailLearnt{mail, broken});
+    }
+    /// What the service knows, and the settings, before the next pass.
+    void know(CollectorState known) { m_known = std::move(known); }
     virtual void told(const CollectorProtocol::Report & /*report*/) {}
 
 private:

@@ -12,6 +12,10 @@ constexpr auto unnoticed = 1s;
 /// An account's turn is bounded by the limits of its session and of the database; this is far beyond them.
 constexpr auto hanging = 15min;
 constexpr std::chrono::milliseconds stopLimit = 2s;
+/// Within it everything may be the network's passing fault, and nobody is told.
+constexpr auto untold = 1h;
+/// Of an account whose row is gone nothing is told any more.
+constexpr auto forgotten = 3h;
 /// The first end may have been anybody's fault.
 constexpr int deathsBeforeAnAccountRests = 2;
 
@@ -23,8 +27,13 @@ QString processTask()
 } // namespace
 
 Collector::Collector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-                     TaskGuard &guard)
-    : m_program(std::move(program)), m_session(session), m_console(console), m_faults(faults), m_guard(guard)
+                     TaskGuard &guard, const Clock &clock)
+    : m_program(std::move(program)),
+      m_session(session),
+      m_console(console),
+      m_faults(faults),
+      m_guard(guard),
+      m_clock(clock)
 {
     m_process.setProgram(m_program.path);
     m_process.setArguments(m_program.arguments);
@@ -36,7 +45,7 @@ Collector::Collector(Program program, DatabaseSession &session, OperatorConsole 
     connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error != QProcess::FailedToStart)
             return;
-        rest();
+        noteOutcome();
         m_faults.failed(processTask(), m_process.errorString());
     });
     connect(&m_untilLong, &QTimer::timeout, this, [this] {
@@ -60,31 +69,36 @@ void Collector::setSettings(const ServiceSettings &settings)
 
 void Collector::pass()
 {
-    if (!isCollecting() && hasMailboxes(m_session.Conn()))
-        start();
-}
-
-void Collector::start()
-{
-    m_account = {};
-    m_mail.reset();
+    if (isCollecting() || !hasMailboxes(m_session.Conn()))
+        return;
+    const QString connectString = m_session.GetConnectString();
+    if (connectString != m_state.connectString)
+        end();
+    m_state.connectString = connectString;
+    if (m_process.state() == QProcess::NotRunning) {
+        m_account = {};
+        m_mail.reset();
+        m_process.start();
+    }
     m_failure.reset();
-    m_process.start();
-    m_state.connectString = m_session.GetConnectString();
+    m_isCollecting = true;
     m_process.write(CollectorProtocol::encode(m_state));
-    m_process.closeWriteChannel();
     m_untilLong.start(unnoticed);
     m_untilHanging.start(hanging);
 }
 
 void Collector::stop()
 {
-    if (!isCollecting())
-        return;
     m_process.disconnect(this);
+    end();
+    rest();
+}
+
+void Collector::end()
+{
+    const QSignalBlocker blocker(m_process); // nobody is told of this end
     m_process.kill();
     static_cast<void>(m_process.waitForFinished(static_cast<int>(stopLimit.count())));
-    rest();
 }
 
 void Collector::rest()
@@ -93,12 +107,13 @@ void Collector::rest()
     m_untilHanging.stop();
     if (m_isShown)
         m_console.showActivity({});
-    m_isShown = false;
+    m_isShown = m_isCollecting = false;
 }
 
 void Collector::readReports()
 {
-    m_untilHanging.start(hanging);
+    if (isCollecting())
+        m_untilHanging.start(hanging);
     while (m_process.canReadLine()) {
         if (const auto report = CollectorProtocol::decodeReport(m_process.readLine()))
             noteReport(*report);
@@ -113,9 +128,15 @@ void Collector::noteReport(const CollectorProtocol::Report &report)
     if (const auto *account = std::get_if<AccountBegins>(&report))
         m_account = *account;
     else if (const auto *learnt = std::get_if<AccountLearnt>(&report))
-        noteHistory(learnt->accountKey, learnt->history);
+        noteHistory(*learnt);
     else if (const auto *mail = std::get_if<MailBegins>(&report))
-        m_mail = mail->mail;
+        m_mail = *mail;
+    else if (const auto *broken = std::get_if<MailLearnt>(&report)) {
+        m_state.brokenMails.insert(broken->mail, broken->broken);
+        if (broken->broken.breaks == 0)
+            m_state.brokenMails.remove(broken->mail);
+    } else if (const auto *ended = std::get_if<AccountEnds>(&report))
+        noteEnd(*ended);
     else if (std::holds_alternative<MailEnds>(report)) {
         m_mail.reset();
         m_console.count(OperatorConsole::Event::Collected);
@@ -123,43 +144,82 @@ void Collector::noteReport(const CollectorProtocol::Report &report)
         m_guard.tellReplacedCharacters(replaced->table);
     else if (const auto *failure = std::get_if<PassFailed>(&report))
         m_failure = *failure;
+    else if (std::holds_alternative<PassEnds>(report))
+        noteOutcome();
 }
 
-void Collector::noteHistory(qint64 accountKey, const AccountHistory &history)
+void Collector::noteEnd(const CollectorProtocol::AccountEnds &account)
 {
+    const QString task = u"收取"_s + account.mailbox;
+    if (account.cause.isEmpty()) {
+        m_unemptied.remove(account.accountKey);
+        m_faults.over(task);
+        return;
+    }
+    const std::chrono::milliseconds now = m_clock.steady();
+    Unemptied known = m_unemptied.value(account.accountKey, {now, now});
+    known.lastTold = now;
+    m_unemptied.insert(account.accountKey, known);
+    if (now - known.since >= untold && !m_faults.isFailing(task))
+        m_faults.failed(task, account.cause);
+}
+
+std::chrono::milliseconds Collector::oldestMailbox() const
+{
+    std::chrono::milliseconds oldest{0};
+    for (const Unemptied &mailbox : m_unemptied) {
+        if (m_clock.steady() - mailbox.lastTold < forgotten)
+            oldest = std::max(oldest, m_clock.steady() - mailbox.since);
+    }
+    return oldest;
+}
+
+void Collector::noteHistory(const CollectorProtocol::AccountLearnt &learnt)
+{
+    const auto &[accountKey, mailbox, history] = learnt;
     AccountHistory &known = m_state.histories[accountKey];
     if (history.areIdsChanging && !known.areIdsChanging)
-        m_console.addLogLine(
-            u"%1：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s.arg(m_account.mailbox));
+        m_console.addLogLine(u"%1：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s.arg(mailbox));
+    if (history.areIdsNumbers && !known.areIdsNumbers)
+        m_console.addLogLine(u"%1：邮件服务器以邮件序号作标识，邮件收取后保留在邮件服务器上"_s.arg(mailbox));
     known = history;
 }
 
 void Collector::finished(int exitCode, QProcess::ExitStatus status)
 {
     readReports();
-    rest();
     if (status == QProcess::CrashExit)
         notePoison(u"信号 %1"_s.arg(exitCode));
     else if (exitCode != 0)
         notePoison(u"状态 %1"_s.arg(exitCode));
-    else if (m_failure)
+    else if (isCollecting())
+        return noteOutcome();
+    rest();
+}
+
+/// Of a pass.
+void Collector::noteOutcome()
+{
+    rest();
+    m_untilHanging.stop();
+    if (m_failure)
         noteFailure();
-    else
+    else if (m_process.error() != QProcess::FailedToStart)
         m_faults.over(processTask());
 }
 
 void Collector::notePoison(const QString &cause)
 {
-    if (m_mail && !m_state.plainMails.contains(*m_mail)) {
-        m_state.plainMails.insert(*m_mail);
-        m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），将以原文附件保存"_s.arg(m_account.mailbox,
-                                                                                         m_mail->uid, cause));
+    if (m_mail && !m_state.plainMails.contains(m_mail->mail)) {
+        m_state.plainMails.insert(m_mail->mail);
+        m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），将以原文附件保存"_s.arg(
+            m_mail->mailbox, m_mail->mail.uid, cause));
         return;
     }
     if (m_mail) {
-        m_state.passedOverMails.insert(*m_mail);
+        m_state.passedOverMails.insert(m_mail->mail);
         m_console.addLogLine(u"%1：邮件 %2 使收取进程中止（%3），已留在服务器上，本次运行不再收取"_s.arg(
-            m_account.mailbox, m_mail->uid, cause));
+            m_mail->mailbox, m_mail->mail.uid, cause));
         return;
     }
     m_faults.failed(processTask(), u"进程意外中止（%1）"_s.arg(cause));

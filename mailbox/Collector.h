@@ -7,21 +7,22 @@
 #include <QProcess>
 #include <QTimer>
 
-/// The collector as the service has it: a process of its own for each collection pass, so that no mail and no mail
+/// The collector as the service has it: a process of its own for the collection passes, so that no mail and no mail
 /// server can hold up or end the service. Remembers for the run which mails ended such a process, so that the next
-/// one reads them plainly and leaves those on their servers that end it too, and how the logins went.
+/// one reads them plainly and leaves those on their servers that end it too, and how the logins went. Tells which
+/// mailboxes have not been emptied for an hour.
 class Collector final : public QObject
 {
     Q_OBJECT
 public:
-    /// How the process is started; it gets its state on standard input.
+    /// How the process is started; it gets a state for each pass on standard input.
     struct Program {
         QString path;
         QStringList arguments;
     };
 
     Collector(Program program, DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-              TaskGuard &guard);
+              TaskGuard &guard, const Clock &clock);
     ~Collector() override;
 
     /// From the next pass on.
@@ -29,16 +30,20 @@ public:
     /// A tick: starts a pass if there is anything to collect and none is under way. Throws DatabaseFault.
     void pass();
     /// Is one under way?
-    [[nodiscard]] bool isCollecting() const { return m_process.state() != QProcess::NotRunning; }
-    /// Ends a pass that is under way; what it has not committed is rolled back. Takes two seconds at most.
+    [[nodiscard]] bool isCollecting() const { return m_isCollecting; }
+    /// For how long the mailbox was not emptied that waits longest; 0 when all are.
+    [[nodiscard]] std::chrono::milliseconds oldestMailbox() const;
+    /// Ends the process; what it has not committed is rolled back. Takes two seconds at most.
     void stop();
 
 private:
-    void start();
+    void end();
     void rest();
     void readReports();
     void noteReport(const CollectorProtocol::Report &report);
-    void noteHistory(qint64 accountKey, const AccountHistory &history);
+    void noteHistory(const CollectorProtocol::AccountLearnt &learnt);
+    void noteEnd(const CollectorProtocol::AccountEnds &account);
+    void noteOutcome();
     void finished(int exitCode, QProcess::ExitStatus status);
     void notePoison(const QString &cause);
     void noteFailure();
@@ -53,12 +58,21 @@ private:
     QTimer m_untilLong;    // a pass that takes longer is shown
     QTimer m_untilHanging; // a process that says nothing for longer is ended
     bool m_isShown = false;
+    bool m_isCollecting = false;
 
     // Of the pass under way.
     CollectorProtocol::AccountBegins m_account;
-    std::optional<MailKey> m_mail;
+    std::optional<CollectorProtocol::MailBegins> m_mail;
     std::optional<CollectorProtocol::PassFailed> m_failure;
 
     CollectorState m_state;                  // grows from pass to pass
     QHash<qint64, int> m_deathsOutsideMails; // by account
+
+    /// A mailbox that was not emptied.
+    struct Unemptied {
+        std::chrono::milliseconds since;
+        std::chrono::milliseconds lastTold;
+    };
+    QHash<qint64, Unemptied> m_unemptied; // by account
+    const Clock &m_clock;
 };

@@ -18,20 +18,37 @@ static QDataStream &operator>>(QDataStream &in, MailKey &key)
     return in >> key.accountKey >> key.uid;
 }
 
+static QDataStream &operator<<(QDataStream &out, const BrokenMail &mail)
+{
+    return out << mail.breaks << static_cast<qint64>(mail.restsUntil.count());
+}
+
+static QDataStream &operator>>(QDataStream &in, BrokenMail &mail)
+{
+    qint64 restsUntil = 0;
+    in >> mail.breaks >> restsUntil;
+    mail.restsUntil = std::chrono::milliseconds(restsUntil);
+    return in;
+}
+
 static QDataStream &operator<<(QDataStream &out, const AccountHistory &history)
 {
     return out << history.account << history.ways.proven << history.ways.refused.join(' ') << history.refusals
-               << history.last << static_cast<qint32>(history.distance.count()) << history.isOneByOne
-               << history.unknownIds << history.unknownSizes << history.areIdsChanging;
+               << history.hangs << static_cast<qint64>(history.last.count())
+               << static_cast<qint32>(history.distance.count()) << history.isOneByOne << history.unknownIds
+               << history.unknownSizes << history.areIdsChanging << history.areIdsNumbers;
 }
 
 static QDataStream &operator>>(QDataStream &in, AccountHistory &history)
 {
     QByteArray refused; // for a list, Qt makes room as large as its sender says
+    qint64 last = 0;
     qint32 seconds = 0;
-    in >> history.account >> history.ways.proven >> refused >> history.refusals >> history.last >> seconds >>
-        history.isOneByOne >> history.unknownIds >> history.unknownSizes >> history.areIdsChanging;
+    in >> history.account >> history.ways.proven >> refused >> history.refusals >> history.hangs >> last >>
+        seconds >> history.isOneByOne >> history.unknownIds >> history.unknownSizes >>
+        history.areIdsChanging >> history.areIdsNumbers;
     history.ways.refused = refused.isEmpty() ? QByteArrayList() : refused.split(' ');
+    history.last = std::chrono::milliseconds(last);
     history.distance = std::chrono::seconds(seconds);
     return in;
 }
@@ -47,15 +64,21 @@ constexpr auto version = QDataStream::Qt_6_0;
 /// The fields of a message, to be written and read in this order.
 struct Fields {
     static auto of(AccountBegins &report) { return std::tie(report.accountKey, report.mailbox); }
-    static auto of(AccountLearnt &report) { return std::tie(report.accountKey, report.history); }
-    static auto of(MailBegins &report) { return std::tie(report.mail); }
+    static auto of(AccountLearnt &report)
+    {
+        return std::tie(report.accountKey, report.mailbox, report.history);
+    }
+    static auto of(AccountEnds &report) { return std::tie(report.accountKey, report.mailbox, report.cause); }
+    static auto of(MailLearnt &report) { return std::tie(report.mail, report.broken); }
+    static auto of(MailBegins &report) { return std::tie(report.mail, report.mailbox); }
     static auto of(MailEnds &) { return std::tie(); }
     static auto of(CharactersReplaced &report) { return std::tie(report.table); }
+    static auto of(PassEnds &) { return std::tie(); }
     static auto of(PassFailed &report) { return std::tie(report.databaseGone, report.cause); }
     static auto of(CollectorState &state)
     {
-        return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.plainMails,
-                        state.isOneAtATime, state.connectString, state.areServersSeveral,
+        return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.brokenMails,
+                        state.plainMails, state.isOneAtATime, state.connectString, state.areServersSeveral,
                         state.verifiesMailServers, state.attachesHiddenText);
     }
 };

@@ -11,7 +11,7 @@
 namespace CollectorProtocol
 {
 
-/// To the collector, once, at its start.
+/// To the collector, for each pass.
 [[nodiscard]] QByteArray encode(const CollectorState &state);
 /// Nothing for a line that is no whole state.
 [[nodiscard]] std::optional<CollectorState> decodeState(const QByteArray &line);
@@ -23,11 +23,23 @@ struct AccountBegins {
 };
 struct AccountLearnt {
     qint64 accountKey = 0;
+    QString mailbox; ///< for people
     AccountHistory history;
+};
+/// The account's turn is over. cause: why its mailbox was not emptied; empty when it was.
+struct AccountEnds {
+    qint64 accountKey = 0;
+    QString mailbox; ///< for people
+    QString cause;
+};
+struct MailLearnt {
+    MailKey mail;
+    BrokenMail broken;
 };
 /// A mail was retrieved and is read and stored from here to MailEnds.
 struct MailBegins {
     MailKey mail;
+    QString mailbox; ///< for people
 };
 struct MailEnds {
 };
@@ -35,13 +47,16 @@ struct MailEnds {
 struct CharactersReplaced {
     QString table;
 };
+/// Everybody had a turn; those that are slow go on.
+struct PassEnds {
+};
 /// The pass ended early.
 struct PassFailed {
     bool databaseGone = false; ///< else it concerns the collection alone
     QString cause;
 };
-using Report =
-    std::variant<AccountBegins, AccountLearnt, MailBegins, MailEnds, CharactersReplaced, PassFailed>;
+using Report = std::variant<AccountBegins, AccountLearnt, AccountEnds, MailLearnt, MailBegins, MailEnds,
+                            CharactersReplaced, PassFailed, PassEnds>;
 
 /// Octets of a report, its line end included. A longer one is not told, and nobody waits for its end.
 inline constexpr qsizetype longestReport = 1 << 20;

@@ -6,8 +6,8 @@
 #include <QSet>
 
 /// The messages of one mailbox, sorted into those that VO_Email holds for the account and those that are new.
-/// It costs one listing and one query, however many messages there are. Unique ids are compared exactly, but
-/// for blanks at their end, which fixed-width columns add.
+/// It costs one listing; the database is asked for the listed ones alone, unless they are very many. Unique ids are
+/// compared exactly, but for blanks at their end, which fixed-width columns add.
 class MailboxListing
 {
 public:
@@ -22,6 +22,8 @@ public:
     void noteStored(int number) { m_stored.insert(m_ids[number - 1]); }
     /// Several messages carry one id.
     [[nodiscard]] bool hasReusedIds() const { return m_hasReusedIds; }
+    /// The ids are the messages' numbers, which others have after a deletion.
+    [[nodiscard]] bool hasNumbersForIds() const { return m_hasNumbersForIds; }
     /// Of the ids in their order.
     [[nodiscard]] QByteArray digest() const;
 
@@ -29,4 +31,5 @@ private:
     QStringList m_ids; // by number - 1; empty where the server gave none
     QSet<QString> m_stored;
     bool m_hasReusedIds = false;
+    bool m_hasNumbersForIds = false;
 };

@@ -35,17 +35,29 @@ Pop3Options mailServerOptions(const ServiceSettings &settings)
     return options;
 }
 
+Pop3PollingDriver::Pop3PollingDriver(DatabaseSession &session, const ServiceSettings &settings,
+                                     MailTrace trace, CollectionWatch &watch, KeptMails &kept,
+                                     const TurnLimits &limits)
+    : m_session(session), m_pass{session.Conn(), watch, {}, std::move(trace), kept}, m_turns(m_pass, limits)
+{
+    m_pass.pop3.trace = m_pass.trace.lines;
+    m_pass.pop3.waiter = std::make_shared<Pop3Waiter>();
+    setSettings(settings);
+}
+
+void Pop3PollingDriver::setSettings(const ServiceSettings &settings)
+{
+    m_pass.pop3.tls = mailServerOptions(settings).tls;
+    m_pass.attachHiddenText = settings.attachesHiddenText;
+}
+
 void Pop3PollingDriver::pass()
 {
-    CollectionPass pass{m_session.Conn(), m_watch, mailServerOptions(m_settings), m_trace, m_kept};
-    pass.pop3.trace = m_trace.lines;
-    pass.attachHiddenText = m_settings.attachesHiddenText;
-    pass.pop3.waiter = std::make_shared<Pop3Waiter>();
+    m_turns.beginPass();
     const QStringList users = collectedUsers(m_session.Conn());
-    AccountTurns turns(pass, users, m_ahead);
-    for (const QString &userName : users) {
-        getPopMail(userName, turns);
-        if (pass.databaseGone)
-            throw DatabaseFault(*pass.databaseGone);
-    }
+    for (const QString &userName : users)
+        getPopMail(userName, m_turns);
+    m_turns.finishPass();
+    if (m_pass.databaseGone)
+        throw DatabaseFault(*m_pass.databaseGone);
 }

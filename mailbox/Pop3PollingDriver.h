@@ -18,27 +18,21 @@
 class Pop3PollingDriver
 {
 public:
-    Pop3PollingDriver(DatabaseSession &session, ServiceSettings settings, MailTrace trace,
-                      CollectionWatch &watch, KeptMails &kept)
-        : m_session(session),
-          m_settings(std::move(settings)),
-          m_trace(std::move(trace)),
-          m_watch(watch),
-          m_kept(kept)
-    {
-    }
+    Pop3PollingDriver(DatabaseSession &session, const ServiceSettings &settings, MailTrace trace,
+                      CollectionWatch &watch, KeptMails &kept, const TurnLimits &limits = {});
 
-    /// One pass over the users, one after the other. What a mailbox or a message does wrong is passed over.
+    /// One pass over the users. What a mailbox or a message does wrong is passed over.
     /// Throws DatabaseFault when the database refuses the list of users, is gone or serves nobody; what was
     /// stored until then stays.
     void pass();
-    void setAhead(const LoginsAhead &ahead) { m_ahead = ahead; }
+    /// From the next pass on.
+    void setSettings(const ServiceSettings &settings);
+    /// Those that were slow go on, each with its session, until the descriptor can be read.
+    void goOnUntilReadable(int descriptor) { m_turns.goOnUntilReadable(descriptor); }
+    [[nodiscard]] bool isIdle() const { return m_turns.isIdle(); }
 
 private:
     DatabaseSession &m_session;
-    ServiceSettings m_settings;
-    MailTrace m_trace;
-    CollectionWatch &m_watch;
-    KeptMails &m_kept;
-    LoginsAhead m_ahead;
+    CollectionPass m_pass;
+    AccountTurns m_turns;
 };

@@ -4,17 +4,13 @@ void getPopMail(const QString &strUserName, AccountTurns &turns) noexcept
 {
     CollectionPass &pass = turns.pass();
     try {
-        turns.beginUser(strUserName);
-        while (const auto turn = turns.takeNext()) {
-            if (pass.pop3.stopRequested())
+        for (const MailAccount &account : mailAccounts(pass.connection, strUserName)) {
+            if (pass.isEnding())
                 return;
-            turns.logInAhead(*turn);
-            turn->run();
+            turns.add(std::make_unique<AccountDownload>(strUserName, account, pass));
         }
     } catch (const DatabaseFault &fault) {
-        if (!fault.concernsOneRow())
-            pass.databaseGone = fault;
-        pass.trace.note(fault.message());
+        pass.noteFault(fault);
     } catch (const std::exception &error) {
         pass.trace.note(QString::fromUtf8(error.what()));
     }

@@ -27,51 +27,23 @@ Pop3Client::~Pop3Client() = default;
 Pop3ConnectResult Pop3Client::Connect(const QString &login, const QString &password, const QString &server,
                                       int port, const Pop3LoginWays &ways)
 {
-    beginConnect(login, password, server, port, ways, [](const Pop3ConnectResult &) {});
-    return finishConnect();
-}
-
-void Pop3Client::beginConnect(const QString &login, const QString &password, const QString &server, int port,
-                              const Pop3LoginWays &ways,
-                              const std::function<void(const Pop3ConnectResult &result)> &answered)
-{
     m_dialogue.reset();
-    m_connector.reset();
     m_unread.clear();
     m_unreadOctets = 0;
-    m_isListingAsked = m_hasAskedAhead = false;
+    m_hasAskedAhead = false;
     m_count.reset();
     m_uids.clear();
     m_sizes.reset();
 
     const auto checked = checkedAccount(login, password, server, port, m_options.tlsPort);
-    if (const auto *objection = std::get_if<QString>(&checked)) {
-        m_connectResult = {Pop3ConnectOutcome::InvalidAccount, *objection};
-        answered(m_connectResult);
-        return;
-    }
+    if (const auto *objection = std::get_if<QString>(&checked))
+        return {Pop3ConnectOutcome::InvalidAccount, *objection};
     const auto &account = std::get<Pop3Account>(checked);
     m_observer = std::make_unique<Pop3Observer>(m_options.trace, account.password);
-    m_connector = std::make_unique<Pop3Connector>(account, ways, m_options, *m_observer, *m_waiter);
-    m_connector->begin([this, answered](const Pop3ConnectResult &result) {
-        m_connectResult = result;
-        m_dialogue = std::move(m_connector->dialogue());
-        try {
-            // Now, so that the answer is on its way while other sessions have their turn.
-            if (isConnected())
-                askForListing();
-        } catch (const Pop3Fault &) { // the line is closed: whoever uses it next finds out
-        }
-        answered(result);
-    });
-}
-
-Pop3ConnectResult Pop3Client::finishConnect()
-{
-    if (m_connector)
-        static_cast<void>(m_connector->finish());
-    m_connector.reset();
-    return m_connectResult;
+    Pop3Connector connector(account, ways, m_options, *m_observer, *m_waiter);
+    Pop3ConnectResult result = connector.connect();
+    m_dialogue = std::move(connector.dialogue());
+    return result;
 }
 
 bool Pop3Client::isConnected() const
@@ -112,8 +84,6 @@ bool Pop3Client::windowAdmits(qint64 expectedOctets) const
 
 void Pop3Client::skipUnread()
 {
-    if (m_isListingAsked)
-        readListing();
     while (!m_unread.isEmpty()) {
         const bool content = m_unread.head().content;
         if (nextReply().ok && content)
@@ -121,18 +91,15 @@ void Pop3Client::skipUnread()
     }
 }
 
-void Pop3Client::askForListing()
+void Pop3Client::loadListing()
 {
+    if (m_count)
+        return;
+    skipUnread();
+    const Pop3Limits &limits = m_options.limits;
     request("STAT"_ba, 0, false);
-    m_isListingAsked = true;
     if (windowAdmits(0))
         request("UIDL"_ba, 0, true);
-}
-
-void Pop3Client::readListing()
-{
-    const Pop3Limits &limits = m_options.limits;
-    m_isListingAsked = false;
     const Pop3Reply stat = nextReply();
     if (m_unread.isEmpty())
         request("UIDL"_ba, 0, true);
@@ -146,17 +113,6 @@ void Pop3Client::readListing()
     const qint64 count = stat.text.split(' ').first().toLongLong(&isNumber);
     m_count = stat.ok && isNumber && count >= 0 ? static_cast<int>(qMin<qint64>(count, limits.messages))
                                                 : static_cast<int>(m_uids.size());
-}
-
-void Pop3Client::loadListing()
-{
-    if (m_count)
-        return;
-    skipUnread();
-    if (m_count)
-        return;
-    askForListing();
-    readListing();
 }
 
 const QList<qint64> &Pop3Client::sizes()

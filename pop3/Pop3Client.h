@@ -13,7 +13,6 @@
 #include <optional>
 #include <variant>
 
-class Pop3Connector;
 class Pop3Dialogue;
 class Pop3Observer;
 class Pop3Waiter;
@@ -43,12 +42,6 @@ public:
     /// what the network or the values do.
     [[nodiscard]] Pop3ConnectResult Connect(const QString &login, const QString &password,
                                             const QString &server, int port, const Pop3LoginWays &ways = {});
-    /// The same in two steps: begun here, it goes on whenever a session that shares the waiter waits. answered: told
-    /// the result as soon as it is there, which may be in the course of another session's call; it must not throw.
-    void beginConnect(const QString &login, const QString &password, const QString &server, int port,
-                      const Pop3LoginWays &ways,
-                      const std::function<void(const Pop3ConnectResult &result)> &answered);
-    [[nodiscard]] Pop3ConnectResult finishConnect();
     [[nodiscard]] bool isConnected() const;
     /// In this session a command was sent before the answer to another was read.
     [[nodiscard]] bool hasAskedAhead() const { return m_hasAskedAhead; }
@@ -95,8 +88,6 @@ private:
     };
 
     Pop3Dialogue &dialogue();
-    void askForListing();
-    void readListing();
     void loadListing();
     void request(const QByteArray &command, qint64 expectedOctets, bool content);
     Pop3Reply nextReply();
@@ -107,15 +98,11 @@ private:
 
     Pop3Options m_options;
     std::shared_ptr<Pop3Waiter> m_waiter;
-    // Each refers to those before it.
     std::unique_ptr<Pop3Observer> m_observer;
-    std::unique_ptr<Pop3Connector> m_connector; // while connecting
-    std::unique_ptr<Pop3Dialogue> m_dialogue;
-    Pop3ConnectResult m_connectResult;
+    std::unique_ptr<Pop3Dialogue> m_dialogue; // refers to it
     QQueue<Unread> m_unread;
     qint64 m_unreadOctets = 0;
     bool m_hasAskedAhead = false;
-    bool m_isListingAsked = false;
     std::optional<int> m_count;
     bool m_tellsUniqueIds = false;
     QList<QString> m_uids;

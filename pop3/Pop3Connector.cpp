@@ -53,35 +53,23 @@ Pop3Connector::Pop3Connector(Pop3Account account, Pop3LoginWays ways, const Pop3
 {
 }
 
-void Pop3Connector::begin(Answered answered)
+Pop3ConnectResult Pop3Connector::connect()
 {
-    m_answered = std::move(answered);
     if (m_ways.proven == userPass)
         start({{}, false});
     else
         start({m_ways.proven.isEmpty() ? curlOptionWithout(m_ways.refused) : curlOptionFor(m_ways.proven)});
-}
-
-Pop3ConnectResult Pop3Connector::finish()
-{
     for (;;) {
         while (m_attempt->isUnderWay())
             m_waiter.wait(nullptr, openingSlice);
-        if (m_next) {
-            start(*std::exchange(m_next, std::nullopt));
-        } else if (m_attempt->hasLine()) {
-            logInByUserPass();
-            settle();
-        } else {
-            return m_result;
-        }
+        if (!m_next)
+            break;
+        start(*std::exchange(m_next, std::nullopt));
     }
-}
-
-void Pop3Connector::settle()
-{
+    if (m_attempt->hasLine())
+        logInByUserPass();
     m_result.loginDelay = m_observer.capabilities().loginDelay;
-    m_answered(m_result);
+    return m_result;
 }
 
 void Pop3Connector::start(const Pop3Attempt::Way &way)
@@ -94,14 +82,12 @@ void Pop3Connector::ended(const Pop3ConnectResult &result)
 {
     m_result = result;
     if (result.connected() && !m_attempt->way().withLogin)
-        return; // finish() goes on
+        return; // connect() goes on
     m_result.way = m_observer.loginWay();
     if (result.connected())
         m_dialogue = std::make_unique<Pop3Dialogue>(m_attempt->takeLine(), m_waiter, m_options, m_observer);
     else
         m_next = wayAfter(m_attempt->way());
-    if (!m_next)
-        settle();
 }
 
 /// Curl waits for "+OK" in capital letters for ever.

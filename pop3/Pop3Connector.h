@@ -14,17 +14,12 @@
 class Pop3Connector
 {
 public:
-    using Answered = std::function<void(const Pop3ConnectResult &result)>;
-
     /// The references must outlive the connector.
     Pop3Connector(Pop3Account account, Pop3LoginWays ways, const Pop3Options &options, Pop3Observer &observer,
                   Pop3Waiter &waiter);
 
-    /// Begins to connect. Whenever anybody waits in the waiter, the first way goes on. answered: called once,
-    /// at the end or before.
-    void begin(Answered answered);
-    /// Goes through with it. dialogue() is there when connected.
-    [[nodiscard]] Pop3ConnectResult finish();
+    /// dialogue() is there when connected.
+    [[nodiscard]] Pop3ConnectResult connect();
     [[nodiscard]] std::unique_ptr<Pop3Dialogue> &dialogue() { return m_dialogue; }
 
 private:
@@ -34,14 +29,12 @@ private:
     [[nodiscard]] QByteArrayList waysLeft() const;
     [[nodiscard]] bool isInLowerCase() const;
     void logInByUserPass();
-    void settle();
 
     const Pop3Account m_account;
     const Pop3LoginWays m_ways;
     const Pop3Options &m_options;
     Pop3Observer &m_observer;
     Pop3Waiter &m_waiter;
-    Answered m_answered;
 
     std::optional<Pop3Attempt> m_attempt; // the last one
     std::optional<Pop3Attempt::Way> m_next;

@@ -24,8 +24,8 @@ struct Pop3Limits {
     /// server that drips is given up soon, and a big message on a slow line is not.
     std::chrono::milliseconds speedWindow{15'000};
     qint64 windowLeastOctets = 15LL * 1024;
-    /// One answer, however fast it comes; crossed: timed out.
-    std::chrono::milliseconds exchange{600'000};
+    /// One answer, however fast it comes; crossed: timed out. 256 MB at 1 Mbit/s take 36 minutes.
+    std::chrono::milliseconds exchange{3'600'000};
     /// Silence after what may be the end of a message, when nothing else was asked for: then it was.
     std::chrono::milliseconds doubtfulEnd{2'000};
     /// The answer to QUIT.

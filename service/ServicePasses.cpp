@@ -34,7 +34,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
-      m_collector(parts.collector, parts.session, console, m_faults, m_guard),
+      m_collector(parts.collector, parts.session, console, m_faults, m_guard, parts.clock),
       m_replyLimit(parts.clock),
       m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.messageFiles),
       m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
@@ -118,6 +118,7 @@ ServiceState ServicePasses::state()
 {
     ServiceState state;
     state.passes = m_states;
+    state.oldestMailbox = m_collector.oldestMailbox();
     Connection &connection = m_parts.session.Conn();
     state.databaseFailure = m_parts.session.openFailure();
     if (connection.isOpen() || !state.databaseFailure.isEmpty())

@@ -1,5 +1,6 @@
 #include "mailbox/Collector.h"
 #include "tests/support/MailOffice.h"
+#include "tests/support/ManualClock.h"
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
@@ -13,6 +14,7 @@ class CollectorTest : public QObject
 private:
     std::unique_ptr<MailOffice> m_office;
     std::unique_ptr<Collector> m_collector;
+    ManualClock m_clock{QDateTime()};
 
     /// script: runs once the state was read.
     void collectWith(const QString &script)
@@ -20,7 +22,7 @@ private:
         const QString body = u"read -r state; echo \"$state\" >> states; "_s + script;
         m_collector = std::make_unique<Collector>(
             Collector::Program{u"/bin/sh"_s, {u"-c"_s, u"cd %1; %2"_s.arg(m_office->path(u""_s), body)}},
-            m_office->session, m_office->console, m_office->faults, m_office->guard);
+            m_office->session, m_office->console, m_office->faults, m_office->guard, m_clock);
     }
     static QString saying(const Report &report)
     {
@@ -63,7 +65,7 @@ private slots:
         const Rows<QString, QStringList, CollectorState> row("script", "logs", "known");
         const MailKey key{7, u"a\"b"_s};
         const QString account = saying(AccountBegins{7, u"box"_s});
-        const QString mail = account + saying(MailBegins{key});
+        const QString mail = account + saying(MailBegins{key, u"box"_s});
         const QString plain = u"box：邮件 a\"b 使收取进程中止（%1），将以原文附件保存"_s;
         const QString left = u"box：邮件 a\"b 使收取进程中止（%1），已留在服务器上，本次运行不再收取"_s;
         const QString died = u"外部邮件收取进程失败：进程意外中止（信号 9）"_s;
@@ -79,9 +81,12 @@ private slots:
             {.passedOverAccounts = {7}, .isOneAtATime = true});
         row("before any account", u"kill -9 $$"_s, {died, {}, {}}, {.isOneAtATime = true});
         const AccountHistory changing{.unknownIds = "1", .areIdsChanging = true};
-        row("ids change", account + saying(AccountLearnt{7, changing}),
+        row("ids change", account + saying(AccountLearnt{7, u"box"_s, changing}),
             {u"box：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s, {}, {}},
             {.histories = {{7, changing}}});
+        const QString again = saying(PassEnds()) + u"read -r state; echo \"$state\" >> states; "_s;
+        row("lives from pass to pass", again + failure + again + saying(PassEnds()) + u"read -r state"_s,
+            {{}, ill, u"外部邮件收取进程恢复正常"_s}, {});
         row("told a fault, then well", u"[ -e once ] || %1touch once"_s.arg(failure),
             {ill, u"外部邮件收取进程恢复正常"_s, {}}, {});
         const QString endless = u"echo ']['; echo AAAA; head -c 3000000 /dev/zero; echo; "_s;
@@ -97,6 +102,23 @@ private slots:
         QFETCH(CollectorState, known);
         known.connectString = m_office->session.GetConnectString();
         QVERIFY(decodeState(states().constLast()) == known);
+    }
+
+    void mailboxThatIsNotEmptiedIsToldAfterAnHour()
+    {
+        collectWith(u"cat reports"_s);
+        QStringList log;
+        for (const QString &cause : {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s, u"e"_s}) {
+            QFile reports(m_office->path(u"reports"_s));
+            QVERIFY(reports.open(QIODevice::WriteOnly));
+            reports.write(encode(AccountEnds{7, u"box"_s, cause}));
+            reports.close();
+            log += pass().join(u'|');
+            QCOMPARE(m_collector->oldestMailbox(),
+                     std::chrono::minutes(log.size() < 5 ? 30 * log.size() - 30 : 0));
+            m_clock.advanceSeconds(30 * 60);
+        }
+        QCOMPARE(log, (QStringList{{}, {}, u"收取box失败：c"_s, {}, u"收取box恢复正常"_s, {}}));
     }
 
     void oneAtATimeAndStopsAtOnce()
@@ -125,8 +147,9 @@ private slots:
 
     void programThatIsNotThere()
     {
-        m_collector = std::make_unique<Collector>(Collector::Program{u"/no/such"_s, {}}, m_office->session,
-                                                  m_office->console, m_office->faults, m_office->guard);
+        m_collector =
+            std::make_unique<Collector>(Collector::Program{u"/no/such"_s, {}}, m_office->session,
+                                        m_office->console, m_office->faults, m_office->guard, m_clock);
         QStringList log;
         for (int tick = 0; tick < 2; ++tick) {
             m_collector->pass();

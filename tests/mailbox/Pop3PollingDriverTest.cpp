@@ -17,12 +17,11 @@ private:
     {
         m_office->oa(u"insert into VO_UserInfor (UserName, AccountState) values (?, '1')"_s, {name});
     }
-    void pass(const LoginsAhead &ahead = {})
+    void pass(const TurnLimits &limits = {})
     {
         const MailTrace trace{[&](Pop3Direction, const QString &line) { m_trace += line; }, {}};
         Pop3PollingDriver driver(m_office->session, readServiceSettings(m_office->registry), trace,
-                                 m_office->watch, m_office->kept);
-        driver.setAhead(ahead);
+                                 m_office->watch, m_office->kept, limits);
         driver.pass();
     }
 
@@ -52,36 +51,21 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(DatabaseFault, pass());
     }
 
-    void nextAccountsAreLoggedInToAhead_data()
+    void whoIsStuckHoldsNobodyUp()
     {
-        const Rows<bool, qint64, QString> row("isAhead", "cutAfterOctets",
-                                              "collected"); // cut: of the second server
-        constexpr qint64 never = std::numeric_limits<qint64>::max();
-        constexpr qint64 afterTheLogin = 49;
-        const QString all = u"1|*ann-0-0-0* 2|*bob-0-0-0* 3|*eve-0-0-0*"_s;
-        row("one by one", false, never, all);
-        row("ahead", true, never, all);
-        row("hung up before its turn: again", true, afterTheLogin, all);
-        row("hung up in its turn", false, afterTheLogin, u"1|*ann-0-0-0* 3|*eve-0-0-0*"_s);
-    }
-    void nextAccountsAreLoggedInToAhead()
-    {
-        QFETCH(bool, isAhead);
-        QFETCH(qint64, cutAfterOctets);
-        const QByteArrayList mail = {"Subject: s\r\n\r\n"};
-        const ScriptedPop3Server slow({.messages = mail, .dripsAt = "RETR"});
-        const ScriptedPop3Server quick({.messages = mail, .cutAfterOctets = cutAfterOctets});
-        int key = 0;
-        for (const QString &name : {u"ann"_s, u"bob"_s, u"eve"_s}) { // eve's mailbox is bob's
+        std::vector<std::unique_ptr<ScriptedPop3Server>> servers;
+        QStringList well;
+        for (const char *verb : {"GREETING", "", "PASS", "STAT", "", "RETR", ""}) {
+            const QString name = u"user%1"_s.arg(servers.size());
+            const ScriptedPop3Server::Script script{.messages = {"Subject: s\r\n\r\n"}, .hangsAt = verb};
+            servers.push_back(std::make_unique<ScriptedPop3Server>(script));
             user(name);
-            ++key;
-            m_office->account(key, name, key == 1 ? slow.port() : quick.port());
+            m_office->account(static_cast<int>(servers.size()), name, servers.back()->port());
+            if (script.hangsAt.isEmpty())
+                well += QString::number(servers.size());
         }
-        pass({.accounts = isAhead ? 8 : 0, .after = {}});
-        QTEST(m_office->mails(u"EOAID, EmailTo"_s).join(u' '), "collected");
-        const QString ahead = u"[box@127.0.0.1:%1] PASS ****"_s.arg(quick.port());
-        QCOMPARE(m_trace.count(ahead), isAhead ? 1 : 0); // two sessions at once no mailbox admits
-        QVERIFY(m_trace.indexOf(ahead) < m_trace.indexOf(u"QUIT"_s));
+        pass({.accounts = 2, .after = {}, .slow = std::chrono::milliseconds(100)});
+        QCOMPARE(m_office->mails(u"EOAID"_s), well);
     }
 
     void hiddenTextIsAttachedWhereTheOfficeAsks()

@@ -129,7 +129,7 @@ private slots:
     {
         const ScriptedPop3Server &server =
             m_office->mailbox({.messages = numberedMails(5), .uids = {"it's", "a", "A", "\xE9", "padded"}});
-        m_office->oa(u"insert into VO_Email (EmailSubject, MSGID, EOAID) values ('known', 'padded   ', 7),"
+        m_office->oa(u"insert into VO_Email (EmailSubject, MSGID, EOAID) values ('known', 'padded', 7),"
                      " ('another account', 'a', 8), ('no id', null, 7)"_s);
         m_office->collect();
         QCOMPARE(m_office->mails(u"EmailSubject, MSGID"_s).mid(3),
@@ -157,6 +157,8 @@ private slots:
         row("others behind those that were deleted", {"a", "b"}, {"c", "d"}, 0, u"1 2 1 2"_s, {});
         row("one for several: nothing is deleted", {"a", "a"}, {"a", "a"}, 0, u"1"_s,
             u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
+        row("the messages' numbers", {"1", "2"}, {"1", "2"}, 0, u"1 2"_s,
+            u"服务器以邮件序号作标识，不删除任何邮件"_s);
         row("none", {}, {}, 0, {}, u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
     }
     void idsThatServersMisuse()

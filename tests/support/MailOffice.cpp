@@ -26,8 +26,12 @@ void MailOffice::collect(const QString &user)
                         kept,           accountBudget};
     pass.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
+    pass.pop3.waiter = std::make_shared<Pop3Waiter>();
     AccountTurns turns(pass);
     getPopMail(user, turns);
+    do
+        turns.finishPass();
+    while (!turns.isIdle());
     databaseGone = pass.databaseGone;
 }
 

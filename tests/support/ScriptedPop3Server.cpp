@@ -133,6 +133,8 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
         }
         return sayContent(content);
     }
+    if (verb == "RETR" && m_script->fatalMessages.contains(number))
+        return false;
     if (verb == "RETR" && !isRefused)
         return sayContent(m_script->messages[number - 1]);
     if (verb == "DELE" && !isRefused)

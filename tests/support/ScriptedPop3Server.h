@@ -25,6 +25,7 @@ public:
         QByteArray refusal = "-ERR no";
         QByteArrayList messages = {}; ///< with CR LF line ends, dots not stuffed
         QSet<int> refusedMessages = {};
+        QSet<int> fatalMessages = {}; ///< at which it hangs up
         QByteArrayList uids = {};   ///< one per message; "uid-N" where absent; "-" leaves the line out
         QByteArray statAnswer = {}; ///< in place of the true one
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
