@@ -3,11 +3,18 @@
 #include "mailbox/MailAccount.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "pop3/Pop3Client.h"
+#include "pop3/Pop3Waiter.h"
+
+#include <map>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
+/// Hosts that are tried beside each other, so that those which are silent cost one time limit together.
+constexpr int mostTogether = 100;
+constexpr std::chrono::milliseconds slice{200};
 
 QString remedy(Pop3ConnectOutcome outcome)
 {
@@ -37,8 +44,11 @@ QString remedy(Pop3ConnectOutcome outcome)
     return {};
 }
 
+using UsersAccount = std::pair<QString, MailAccount>;
+
+/// silence: what is to be said of a host that greeted nobody.
 void checkAccount(const QString &userName, const MailAccount &account, const Pop3Options &options,
-                  CheckReport &report)
+                  std::optional<Pop3ConnectResult> &silence, CheckReport &report)
 {
     const QString mailbox =
         u"用户 %1 的邮箱 %2（%3:%4）"_s.arg(userName, account.EUsername, account.POPIP).arg(account.PopPort);
@@ -48,7 +58,10 @@ void checkAccount(const QString &userName, const MailAccount &account, const Pop
     }
     Pop3Client client(options);
     const Pop3ConnectResult result =
-        client.Connect(account.EUsername, account.EPassword, account.POPIP, account.PopPort);
+        silence ? *silence
+                : client.Connect(account.EUsername, account.EPassword, account.POPIP, account.PopPort);
+    if (result.outcome == Pop3ConnectOutcome::HostUnreachable)
+        silence = result;
     if (!result.connected()) {
         const QString others = result.otherWaysLeft ? u"（收取时过一分钟还会用其他方式登录）"_s : QString();
         report.wrong(mailbox + u" 不能收取："_s + result.text + others, remedy(result.outcome));
@@ -67,6 +80,14 @@ void checkAccount(const QString &userName, const MailAccount &account, const Pop
     static_cast<void>(client.Disconnect());
 }
 
+/// One account after the other.
+void checkHost(const QList<UsersAccount> &accounts, const Pop3Options &options, CheckReport &report)
+{
+    std::optional<Pop3ConnectResult> silence;
+    for (const auto &[userName, account] : accounts)
+        checkAccount(userName, account, options, silence, report);
+}
+
 } // namespace
 
 void checkMailAccounts(const ServerParts &parts, CheckReport &report)
@@ -76,12 +97,27 @@ void checkMailAccounts(const ServerParts &parts, CheckReport &report)
     try {
         Pop3Options options = mailServerOptions(readServiceSettings(parts.registry));
         options.trace = parts.mailTrace.lines;
+        options.waiter = std::make_shared<Pop3Waiter>();
+        std::map<QString, QList<UsersAccount>> hosts;
         const QStringList users = collectedUsers(parts.session.Conn());
         for (const QString &userName : users) {
             const QList<MailAccount> accounts = mailAccounts(parts.session.Conn(), userName);
             for (const MailAccount &account : accounts)
-                checkAccount(userName, account, options, report);
+                hosts[account.POPIP.trimmed().toLower() + u':' + QString::number(account.PopPort)].append(
+                    {userName, account});
         }
+        int underWay = 0;
+        for (const auto &host : hosts) {
+            while (underWay == mostTogether)
+                static_cast<void>(options.waiter->goOn(slice));
+            ++underWay;
+            options.waiter->begin([&] {
+                checkHost(host.second, options, report);
+                --underWay;
+            });
+        }
+        while (underWay > 0)
+            static_cast<void>(options.waiter->goOn(slice));
     } catch (const DatabaseFault &fault) {
         report.wrong(u"不能读取要收取的邮箱："_s + fault.message(), u"请先解决上面的数据库问题"_s);
     }
