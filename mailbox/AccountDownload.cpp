@@ -51,6 +51,11 @@ bool AccountDownload::hungBefore() const
     return m_account.OAID && history().hangs > 0;
 }
 
+milliseconds AccountDownload::sinceBegin() const
+{
+    return milliseconds(m_sinceBegin.elapsed());
+}
+
 milliseconds AccountDownload::sinceProgress() const
 {
     return milliseconds(m_sinceProgress.elapsed());

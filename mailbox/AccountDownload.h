@@ -27,7 +27,8 @@ public:
 
     /// The turn. What fails is passed over, with a note. Never throws.
     void run();
-    /// Since the turn began, or had something to show for it.
+    [[nodiscard]] std::chrono::milliseconds sinceBegin() const;
+    /// Since the turn began, or last had something to show for it.
     [[nodiscard]] std::chrono::milliseconds sinceProgress() const;
     [[nodiscard]] bool isOver() const { return m_isOver; }
     /// The server had no room for it beside others: it is to have another turn, without them.

@@ -37,18 +37,20 @@ void AccountTurns::beginPass()
 
 bool AccountTurns::isSlow(const AccountDownload &account) const
 {
-    return account.sinceProgress() >= m_limits.slow;
+    return account.sinceBegin() >= m_limits.slow;
 }
 
 bool AccountTurns::hasPlace(const AccountDownload &account) const
 {
     int inPlaces = 0;
     int atServer = 0;
+    int busyAtServer = 0; // with slow ones that have something to show
     for (const auto &other : m_underWay) {
         const bool isSameServer = other->server() == account.server();
         // Two sessions at once no mailbox admits, and some servers none at all.
         if (other->mailbox() == account.mailbox() || (isSameServer && account.wantsServerAlone()))
             return false;
+        busyAtServer += isSameServer && other->sinceProgress() < m_limits.slow;
         if (isSlow(*other))
             continue;
         ++inPlaces;
@@ -60,6 +62,7 @@ bool AccountTurns::hasPlace(const AccountDownload &account) const
     // Where nobody was let in yet one tries.
     const int mostAtServer = m_pass.answeringServers.contains(account.server()) ? m_limits.atOneServer : 1;
     return inPlaces < (isEarly ? 1 : m_limits.accounts) && atServer < mostAtServer &&
+           busyAtServer < m_limits.busyAtOneServer &&
            m_underWay.size() < static_cast<size_t>(m_limits.slowToo);
 }
 

@@ -9,11 +9,12 @@
 /// How many accounts at most have their turn beside each other.
 struct TurnLimits {
     int accounts = 16;
-    int atOneServer = 4; ///< is no burden to any
-    int slowToo = 100;   ///< those included that are silent or slow
+    int atOneServer = 4;      ///< is no burden to any
+    int busyAtOneServer = 12; ///< with slow ones that are not silent
+    int slowToo = 100;        ///< those included that are silent or slow
     /// A pass that is over sooner goes one by one, which is easier to follow.
     std::chrono::milliseconds after{1000};
-    /// Whoever is silent or slow for so long gives its place up to the next one, and goes on beside it.
+    /// Whoever takes longer gives its place up to the next one, and goes on beside it.
     std::chrono::milliseconds slow{3000};
 };
 
