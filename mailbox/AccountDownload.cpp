@@ -51,16 +51,6 @@ bool AccountDownload::hungBefore() const
     return m_account.OAID && history().hangs > 0;
 }
 
-milliseconds AccountDownload::sinceBegin() const
-{
-    return milliseconds(m_sinceBegin.elapsed());
-}
-
-milliseconds AccountDownload::sinceProgress() const
-{
-    return milliseconds(m_sinceProgress.elapsed());
-}
-
 QString AccountDownload::shownName() const
 {
     return u"用户 %1 的邮箱 %2 @ %3"_s.arg(m_userName, m_account.EUsername, m_account.POPIP);
@@ -124,7 +114,7 @@ bool AccountDownload::connect()
     Pop3Options options = m_pass.pop3;
     m_isOneByOne = m_isOneByOne || known.isOneByOne || !options.pipelining;
     options.pipelining = !m_isOneByOne;
-    options.isEnough = [this] { return milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget; };
+    options.isEnough = [this] { return sinceBegin() >= m_pass.accountBudget; };
     options.stopRequested = [this] { return m_pass.isEnding(); };
     if (options.trace && (m_pass.sessions.size() > 1 ||
                           m_pass.sessions[server()] > 1)) { // its lines come between those of others
@@ -319,8 +309,7 @@ void AccountDownload::storeNewMessages(MailboxListing &listing, const QList<int>
     retrieve(listing, usual);
     for (const int number : numbers) {
         const qint64 octets = m_client->sizes().value(number - 1);
-        const bool isEnough =
-            number != numbers.first() && milliseconds(m_sinceBegin.elapsed()) >= m_pass.accountBudget;
+        const bool isEnough = number != numbers.first() && sinceBegin() >= m_pass.accountBudget;
         if (octets < large || isEnough)
             continue;
         while (m_pass.largeOctets > 0 && m_pass.largeOctets + octets > largeTogether && !m_pass.isEnding())

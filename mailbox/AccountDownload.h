@@ -27,9 +27,15 @@ public:
 
     /// The turn. What fails is passed over, with a note. Never throws.
     void run();
-    [[nodiscard]] std::chrono::milliseconds sinceBegin() const;
+    [[nodiscard]] std::chrono::milliseconds sinceBegin() const
+    {
+        return std::chrono::milliseconds(m_sinceBegin.elapsed());
+    }
     /// Since the turn began, or last had something to show for it.
-    [[nodiscard]] std::chrono::milliseconds sinceProgress() const;
+    [[nodiscard]] std::chrono::milliseconds sinceProgress() const
+    {
+        return std::chrono::milliseconds(m_sinceProgress.elapsed());
+    }
     [[nodiscard]] bool isOver() const { return m_isOver; }
     /// The server had no room for it beside others: it is to have another turn, without them.
     [[nodiscard]] bool wantsServerAlone() const { return m_wantsServerAlone; }

@@ -89,7 +89,6 @@ void Collector::pass()
 
 void Collector::stop()
 {
-    m_process.disconnect(this);
     end();
     rest();
 }
@@ -97,6 +96,7 @@ void Collector::stop()
 void Collector::end()
 {
     const QSignalBlocker blocker(m_process); // nobody is told of this end
+    m_untilHanging.stop();
     m_process.kill();
     static_cast<void>(m_process.waitForFinished(static_cast<int>(stopLimit.count())));
 }
