@@ -15,9 +15,6 @@ using Panel = OperatorConsole::Panel;
 /// Of one message, if a kill left the end of the first unknown.
 constexpr int maximumHandOvers = 2;
 
-/// Rows that are looked up again in one pass although others hold them: each may cost a second.
-constexpr int maximumHeld = 2;
-
 /// After this a pass ends, so that what has come meanwhile has its turn.
 constexpr auto longestPass = std::chrono::minutes(1);
 
@@ -243,20 +240,16 @@ void QueueSender::finish(qint64 id, MessageStatus status, const QString &cause)
     m_tried.remove(id);
     m_inHand.noteResult(status, cause);
     raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
-    static_cast<void>(writeStatus(id, status));
+    writeStatus(id, status);
 }
 
-/// False when the database refuses this row alone.
-bool QueueSender::writeStatus(qint64 id, MessageStatus status)
+void QueueSender::writeStatus(qint64 id, MessageStatus status)
 try {
     m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(int(status)), {id});
     m_inHand.forget(id);
-    return true;
+    m_setAside.remove(id);
 } catch (const DatabaseFault &fault) {
-    if (!fault.concernsOneRow())
-        throw;
-    m_faults.rowSetAside("SMS_Queues "_L1 + QString::number(id), fault.message());
-    return false;
+    m_setAside.add(id, fault);
 }
 
 void QueueSender::settle()
@@ -264,39 +257,35 @@ void QueueSender::settle()
     m_inHand.read();
     if (!std::exchange(m_isResolved, true))
         m_inHand.resolve(m_modem.takeLateResult());
-    int held = 0;
+    m_setAside.beginPass();
     const QList<qint64> ids = m_inHand.unsettled();
     for (const qint64 id : ids) {
-        if (held >= maximumHeld || m_console.stopRequested())
-            return;
-        held += settleRow(id) ? 0 : 1;
+        if (!m_console.stopRequested() && m_setAside.mayTry(id))
+            settleRow(id);
     }
 }
 
-/// False while the row is held. One that waits no more, or is another by now, has nothing to come.
-bool QueueSender::settleRow(qint64 id)
+/// A row that waits no more, or is another by now, has nothing to come.
+void QueueSender::settleRow(qint64 id)
 try {
     Recordset row(m_session.Conn());
     row.open(u"select ToMB, MsgContent from SMS_Queues where OAID=? and MsgStatus='0'"_s, {id});
     if (row.recordCount() == 0) {
         m_inHand.forget(id);
-        return true;
+        m_setAside.remove(id);
+        return;
     }
     const QString number = row.value("ToMB"_L1).toString();
     const bool isOfThisRun = m_inHand.isOfThisRun(id);
     m_inHand.take(id, number, row.value("MsgContent"_L1).toString());
     const InHand::Note *noted = m_inHand.noted();
-    if (noted == nullptr)
-        return true;
-    if (isOfThisRun)
-        return writeStatus(id, noted->state == InHand::Note::State::Sent ? MessageStatus::Sent
-                                                                         : MessageStatus::Failed);
-    settleNoted(id, number, InHand::Note(*noted));
-    return true;
+    if (noted != nullptr && isOfThisRun)
+        writeStatus(id,
+                    noted->state == InHand::Note::State::Sent ? MessageStatus::Sent : MessageStatus::Failed);
+    else if (noted != nullptr)
+        settleNoted(id, number, InHand::Note(*noted));
 } catch (const DatabaseFault &fault) {
-    if (!fault.concernsOneRow())
-        throw;
-    return false;
+    m_setAside.add(id, fault);
 }
 
 /// A row of an earlier run that still waits.

@@ -7,6 +7,7 @@
 #include "outgoing/InHand.h"
 #include "outgoing/MessageStatus.h"
 #include "outgoing/SendLimits.h"
+#include "outgoing/SetAsideRows.h"
 #include "outgoing/TriedRows.h"
 
 #include <QSet>
@@ -86,8 +87,8 @@ private:
     void succeed(qint64 id);
     void fail(qint64 id, const QString &number, const QString &cause);
     void finish(qint64 id, MessageStatus status, const QString &cause);
-    [[nodiscard]] bool writeStatus(qint64 id, MessageStatus status);
-    [[nodiscard]] bool settleRow(qint64 id);
+    void writeStatus(qint64 id, MessageStatus status);
+    void settleRow(qint64 id);
     void settleNoted(qint64 id, const QString &number, const InHand::Note &noted);
 
     DatabaseSession &m_session;
@@ -96,7 +97,8 @@ private:
     const Clock &m_clock;
     ModemControl &m_modem;
     InHand &m_inHand;
-    bool m_isResolved = false; // what an earlier run left in hand
+    SetAsideRows m_setAside{m_faults, QLatin1StringView("SMS_Queues")}; // whose status is held
+    bool m_isResolved = false;                                          // what an earlier run left in hand
     TriedRows m_tried;
     std::vector<Row> m_rows; // of this pass, in their turn; the last m_untried are to come
     qint64 m_untried = 0;
