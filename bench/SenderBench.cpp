@@ -3,6 +3,7 @@
 #include "bench/OutgoingBenches.h"
 #include "bench/StartedServer.h"
 #include "outgoing/QueueSender.h"
+#include "platform/files/Files.h"
 #include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
 
@@ -60,7 +61,7 @@ SenderRun senderRun(int latency)
     return run;
 }
 
-double bareSeconds(int latency)
+double bareSeconds(int latency, bool isNoted)
 {
     Office office;
     fill(office);
@@ -71,6 +72,9 @@ double bareSeconds(int latency)
     return secondsOf([&] {
         for (int row = 1; row <= rowCount; ++row) {
             line.exchange("AT+CMGS=153\r", "> ");
+            // Without it a kill in a loop sends the same message for ever.
+            if (isNoted && appendSynced(office.path(u"noted"_s), QByteArray::number(row) + '\n').isError())
+                throw std::runtime_error("the note cannot be written");
             line.exchange(tpdu);
             office.session.Conn().execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {row});
         }
@@ -113,16 +117,20 @@ bool benchSender()
     const SenderRun slow = senderRun(latencyMilliseconds);
     constexpr double networkSeconds = rowCount * latencyMilliseconds / 1000.0;
     const double networkShare = slow.seconds / networkSeconds;
-    const double bareShare = bareSeconds(latencyMilliseconds) / networkSeconds;
+    const double bareShare = bareSeconds(latencyMilliseconds, true) / networkSeconds;
+    const double withoutNote = bareSeconds(latencyMilliseconds, false) / networkSeconds;
     bool holds =
         report(u"sender: 300 rows at 50 ms against the network's own time"_s, networkShare, u"x"_s,
-               networkShare <= 1.05, u"at most 1.05; bare loop with its commits %1"_s.arg(bareShare));
+               networkShare <= 1.05 * bareShare,
+               u"at most 1.05 times the bare loop with commits and synced notes, %1; without notes %2"_s
+                   .arg(bareShare)
+                   .arg(withoutNote));
     const double lines = double(slow.commandLines - 1) / rowCount; // one asserts PDU mode for the whole pass
     holds =
         report(u"sender: AT command lines a message"_s, lines, u""_s, lines <= 1, u"at most 1"_s) && holds;
 
     const Rivals best = bestOf(
-        3, [] { return senderRun(0).seconds; }, [] { return bareSeconds(0); });
+        3, [] { return senderRun(0).seconds; }, [] { return bareSeconds(0, true); });
     report(u"sender: 300 rows without latency"_s, best.ours, u"s"_s, true, u"bare %1 s"_s.arg(best.bare));
     const double ratio = best.bare / best.ours;
     holds = report(u"sender: rate against the bare loop"_s, ratio, u"x"_s, ratio >= 0.5, u"at least 0.5"_s) &&
