@@ -210,6 +210,12 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
     throw remembered(gone);
 }
 
+QString Connection::pastHeldRows(const QString &table)
+{
+    requireUsable();
+    return m_driver->dialect().pastHeldRows(table);
+}
+
 QStringList Connection::tablesWithoutTransactions()
 {
     requireUsable();

@@ -70,6 +70,10 @@ public:
     void updateFirstRow(const QString &table, const QString &assignments, const QString &condition,
                         const QVariantList &assigned, const QVariantList &compared, int foundRows);
 
+    /// A table in a query that passes over rows which somebody holds, on databases where a reader would wait for them.
+    /// Throws DatabaseFault.
+    [[nodiscard]] QString pastHeldRows(const QString &table);
+
     /// The names of the tables without transactions, in lower case. Throws DatabaseFault.
     [[nodiscard]] QStringList tablesWithoutTransactions();
 

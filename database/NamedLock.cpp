@@ -25,8 +25,12 @@ QString whyUnsupportedBy(const Driver &driver)
 
 QString NamedLock::whyUnsupported(const Connection &connection)
 {
-    return connection.m_lentLocks || !connection.m_driver ? QString()
-                                                          : whyUnsupportedBy(*connection.m_driver);
+    if (connection.m_lentLocks || !connection.m_driver)
+        return {};
+    const QString reason = whyUnsupportedBy(*connection.m_driver);
+    if (reason.isEmpty() && connection.m_driver->clusterSize() > 1)
+        return u"该数据库由多个服务器组成，各有各的会话锁，只能由一个短信服务器使用"_s;
+    return reason;
 }
 
 QString NamedLock::whyUnsupported(const QString &connectString)

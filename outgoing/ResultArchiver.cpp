@@ -43,14 +43,15 @@ void ResultArchiver::pass()
 ResultArchiver::Keys ResultArchiver::finishedRows()
 {
     Keys keys;
-    m_session.Conn().scan(u"select OAID from SMS_Queues where MsgStatus<>'0'"_s, {},
-                          [&](const Statement &row) {
-                              if (row.value(0).isNull())
-                                  m_setAside.add(0, u"OAID 为空值"_s);
-                              else
-                                  keys.push_back(row.value(0).toLongLong());
-                              return true;
-                          });
+    m_session.Conn().scan(
+        u"select OAID from %1 where MsgStatus<>'0'"_s.arg(m_session.Conn().pastHeldRows(u"SMS_Queues"_s)), {},
+        [&](const Statement &row) {
+            if (row.value(0).isNull())
+                m_setAside.add(0, u"OAID 为空值"_s);
+            else
+                keys.push_back(row.value(0).toLongLong());
+            return true;
+        });
     std::sort(keys.begin(), keys.end());
     return keys;
 }
@@ -91,9 +92,10 @@ bool ResultArchiver::archiveRange(qint64 first, qint64 last, bool alsoSetAside)
 {
     Transaction transaction(m_session.Conn());
     Recordset queue(m_session.Conn());
-    queue.open(u"select OAID, SOAID, ToUser, ToMB, MsgContent, MsgStatus from SMS_Queues"
-               " where MsgStatus<>'0' and OAID>=? and OAID<=?"_s,
-               {first, last});
+    queue.open(
+        u"select OAID, SOAID, ToUser, ToMB, MsgContent, MsgStatus from %1"
+        " where MsgStatus<>'0' and OAID>=? and OAID<=?"_s.arg(m_session.Conn().pastHeldRows(u"SMS_Queues"_s)),
+        {first, last});
     Recordset results(m_session.Conn());
     results.openForAppend(u"SMS_ResultDetail"_s);
     // A stop ends a batch early: what it has done so far is whole.

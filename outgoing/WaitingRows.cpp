@@ -45,7 +45,8 @@ std::vector<WaitingRows::Row> WaitingRows::read()
     qint64 sampleId = 0;
     QVariant sample;
     const QString query =
-        u"select OAID, ToSendDT, case when ToUserList is null then 0 else 1 end from SMS_WaitToSend"_s;
+        u"select OAID, ToSendDT, case when ToUserList is null then 0 else 1 end from %1"_s.arg(
+            m_connection.pastHeldRows(u"SMS_WaitToSend"_s));
     const auto visit = [&](const Statement &row) {
         const QVariant value = row.value(1);
         const auto date = dateTimeValue(value);

@@ -106,6 +106,15 @@ public:
         return {u"select release_lock(%1)"_s.arg(lockName()), {QString::fromLatin1(held)}};
     }
 
+    [[nodiscard]] QString clusterSizeQuery(const QString &version) const override
+    {
+        return version.contains("MariaDB"_L1, Qt::CaseInsensitive)
+                   ? u"select variable_value from information_schema.global_status"
+                     " where variable_name='wsrep_cluster_size'"_s
+                   : u"select count(*) from performance_schema.replication_group_members"
+                     " where member_state='ONLINE'"_s;
+    }
+
     /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
     [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
 

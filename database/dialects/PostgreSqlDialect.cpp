@@ -91,6 +91,12 @@ public:
         return {u"select pg_catalog.pg_advisory_unlock_all()::text"_s, {}};
     }
 
+    /// One that speaks PostgreSQL's language knows the names of its locks, and takes none.
+    [[nodiscard]] QString clusterSizeQuery(const QString &version) const override
+    {
+        return version.contains("CockroachDB"_L1) ? u"select 2"_s : QString();
+    }
+
     /// PostgreSQL, appendix A, error codes.
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {

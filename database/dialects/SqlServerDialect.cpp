@@ -88,6 +88,11 @@ public:
                 {QString::fromLatin1(held)}};
     }
 
+    [[nodiscard]] QString pastHeldRows(const QString &table) const override
+    {
+        return table + " with (readpast)"_L1;
+    }
+
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {
         if (isOneOf(code.number,

@@ -91,6 +91,9 @@ public:
     /// The tables in which characters that the database cannot hold were replaced, since this was last asked.
     [[nodiscard]] virtual QStringList takeReplacedTables() { return {}; }
 
+    /// Servers that take this database's writes, each with locks of its own, as far as it tells.
+    [[nodiscard]] virtual int clusterSize() { return 1; }
+
 protected:
     /// Runs a statement of ours without values. Throws DatabaseFault.
     virtual void runPlain(const QString &sql) = 0;

@@ -131,6 +131,21 @@ qint64 ServerDriver::lastRowCount()
                                                 : answer(m_dialect->rowCountQuery()).toLongLong();
 }
 
+int ServerDriver::clusterSize()
+{
+    if (m_clusterSize)
+        return *m_clusterSize;
+    m_clusterSize = 1;
+    try {
+        if (const QString query = m_dialect->clusterSizeQuery(serverVersion()); !query.isEmpty())
+            m_clusterSize = plainValue(query).toInt();
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() != DatabaseFault::Kind::Refused) // it does not tell us
+            throw;
+    }
+    return *m_clusterSize;
+}
+
 /// The server ends a slow statement by itself, with an error that leaves the connection alive; this strikes only when
 /// it does not. Large values get the time that the slowest line worth having needs for them.
 DeadlineGuard::Watch ServerDriver::watch(qint64 payloadOctets)

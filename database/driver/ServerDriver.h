@@ -28,6 +28,7 @@ public:
     [[nodiscard]] QStringList takeReplacedTables() final { return m_texts.takeReplacedTables(); }
     [[nodiscard]] bool hasTransactionEnded() final;
     [[nodiscard]] qint64 lastRowCount() final;
+    [[nodiscard]] int clusterSize() final;
     [[nodiscard]] const SqlDialect &dialect() const final { return *m_dialect; }
 
 protected:
@@ -83,5 +84,6 @@ private:
     StorableTexts m_texts;
     std::unordered_map<QString, std::unique_ptr<Statement>> m_questions; // of our own, by text
     LenientSession m_lenient;
-    qint64 m_maximumPayload = 0; // 0: no limit known
+    std::optional<int> m_clusterSize; // once asked for
+    qint64 m_maximumPayload = 0;      // 0: no limit known
 };

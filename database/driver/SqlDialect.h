@@ -123,6 +123,13 @@ public:
     }
     [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
 
+    /// The query for the number of servers that take this database's writes, each with locks of its own; "" where it is
+    /// one. version: what the server calls itself.
+    [[nodiscard]] virtual QString clusterSizeQuery(const QString & /*version*/) const { return {}; }
+
+    /// A table in a query that passes over the rows which somebody holds, where a reader would wait for them.
+    [[nodiscard]] virtual QString pastHeldRows(const QString &table) const { return table; }
+
     [[nodiscard]] virtual DatabaseFault::Kind kindOf(const SqlErrorCode &code) const;
     /// Of a refusal, as far as the code tells it.
     [[nodiscard]] virtual DatabaseFault::Cause causeOf(const SqlErrorCode & /*code*/) const
