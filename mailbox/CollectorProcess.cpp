@@ -23,7 +23,7 @@ constexpr std::chrono::seconds timePerMail = 60s;
 class Reporter final : public CollectionWatch
 {
 public:
-    Reporter() { static_cast<void>(m_out.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered)); }
+    Reporter() { static_cast<void>(m_out.open(STDOUT_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered)); }
 
     void told(const CollectorProtocol::Report &report) override
     {
