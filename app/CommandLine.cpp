@@ -4,6 +4,7 @@
 
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
@@ -43,6 +44,10 @@ void describe(QCommandLineParser &parser)
          "sent SOAID [号码]（SOAID 为 -1 的单条短信按号码查）。"_s,
          u"种类 编号"_s},
         {u"demo"_s, u"用示例办公室和模拟的短信猫演示，然后结束。"_s},
+        {u"find-modem"_s,
+         u"列出串口和各串口上的短信猫，然后结束；后面写 COMn 时把找到的设备写入这个参数。"_s},
+        {u"send-test"_s, u"不经过队列，直接用短信猫发一条短信（号码后面写内容），说明结果，然后结束。"_s,
+         u"号码"_s},
         {u"log-file"_s, u"把每一行日志追加到这个文件。"_s, u"文件"_s},
         {u"metrics"_s, u"把监控数据（Prometheus 文本格式）写入这个文件，每五秒更新。"_s, u"文件"_s},
         {u"trace"_s, u"在标准错误显示与短信猫和邮件服务器的往来，密码不显示。"_s},
@@ -105,9 +110,20 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     describe(parser);
     if (!parser.parse(arguments))
         return WrongUsage{parser.errorText()};
-    if (!parser.positionalArguments().isEmpty())
-        return WrongUsage{u"不认识“%1”"_s.arg(parser.positionalArguments().constFirst())};
+    QStringList words = parser.positionalArguments();
     CommandLine line;
+    line.findModem = parser.isSet(u"find-modem"_s);
+    line.testNumber = parser.value(u"send-test"_s);
+    static const QRegularExpression comPort(u"^COM[1-9][0-9]{0,2}$"_s);
+    if (line.findModem && comPort.match(words.value(0)).hasMatch())
+        line.foundPort = words.takeFirst();
+    if (parser.isSet(u"send-test"_s)) {
+        if (line.testNumber.isEmpty() || words.isEmpty())
+            return WrongUsage{u"--send-test 后面要写号码和短信内容"_s};
+        line.testText = words.takeFirst();
+    }
+    if (!words.isEmpty())
+        return WrongUsage{u"不认识“%1”"_s.arg(words.constFirst())};
     line.help = parser.isSet(u"help"_s);
     line.version = parser.isSet(u"version"_s);
     line.start = parser.isSet(u"start"_s);

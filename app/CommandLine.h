@@ -17,6 +17,10 @@ struct CommandLine {
     bool check = false;
     bool status = false;
     bool demo = false;
+    bool findModem = false;
+    QString foundPort;  ///< the name of the setting that takes what is found, COM3 and the like
+    QString testNumber; ///< of --send-test, "" without
+    QString testText;
     std::optional<Question> explain;
     bool collectMail = false; // the collector of a service
     QString settingsFile;     ///< the one that is named, else the environment's or the user's own

@@ -1,6 +1,7 @@
 #include "SmsCommit.h"
 #include "alerts/SkipOldMail.h"
 #include "app/CommandLine.h"
+#include "app/ModemCommands.h"
 #include "app/SelfCheck.h"
 #include "app/ServerRun.h"
 #include "app/SettingsCommands.h"
@@ -124,6 +125,10 @@ int run(const CommandLine &line, char **argv)
     if (line.collectMail)
         return runCollector(registry, line.trace ? mailTrace() : MailTrace(),
                             registry.fileName() + u".kept-mail"_s);
+    if (line.findModem)
+        return findModem(registry, line.foundPort);
+    if (!line.testNumber.isEmpty())
+        return sendTest(line);
     if (line.check)
         return check(line);
     return line.wantsWindow() ? becomeWindow(line, argv) : runHeadless(line);
