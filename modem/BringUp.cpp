@@ -38,7 +38,7 @@ public:
             m_channel.watchEcho();
             m_report.iccid = askIccid(m_channel, m_limits);
             noteWorkarounds();
-            m_report.isRegistered = isRegistered(m_channel, m_limits);
+            findNetwork();
             m_isLost = m_isLost || !m_channel.isLineOpen();
         }
         if (!isReady || m_isLost)
@@ -167,6 +167,15 @@ private:
         }
         if (ask("AT+CNMI=" + value).isOk())
             m_report.notificationCommand = "AT+CNMI=" + value;
+    }
+
+    /// Sticks on LTE alone send nothing until they are told to by packets (3GPP TS 27.007, 10.1.21).
+    void findNetwork()
+    {
+        const bool isCircuit = isRegistered(m_channel, m_limits, {"+CREG"});
+        m_report.isRegistered = isCircuit || isRegistered(m_channel, m_limits, {"+CGREG", "+CEREG"});
+        if (m_report.isRegistered && !isCircuit && ask("AT+CGSMS=2").isOk())
+            m_report.remarks += u"只有 4G 分组网络，短信走分组域"_s;
     }
 
     void noteWorkarounds()

@@ -3,9 +3,9 @@
 #include "modem/line/AnswerFields.h"
 #include "modem/line/AtChannel.h"
 
-bool isRegistered(AtChannel &channel, const ModemLimits &limits)
+bool isRegistered(AtChannel &channel, const ModemLimits &limits, const QByteArrayList &names)
 {
-    for (const QByteArray &name : {QByteArray("+CREG"), QByteArray("+CGREG"), QByteArray("+CEREG")}) {
+    for (const QByteArray &name : names) {
         const AtAnswer answer = channel.exchange("AT" + name + '?', name + ':', limits.command);
         for (const AtLine &line : answer.lines) {
             // <stat> is the last of one or the second of several parameters.

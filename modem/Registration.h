@@ -2,8 +2,11 @@
 
 #include "modem/line/ModemLimits.h"
 
+#include <QByteArrayList>
+
 class AtChannel;
 
 /// Asks whether the modem is registered with a network, at home or roaming: any of +CREG, +CGREG and +CEREG
 /// with 1, 5, 6 or 7 (3GPP TS 27.007, 7.2, 10.1.20, 10.1.22). False when no question is answered.
-[[nodiscard]] bool isRegistered(AtChannel &channel, const ModemLimits &limits);
+[[nodiscard]] bool isRegistered(AtChannel &channel, const ModemLimits &limits,
+                                const QByteArrayList &names = {"+CREG", "+CGREG", "+CEREG"});
