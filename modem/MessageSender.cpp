@@ -115,7 +115,7 @@ SendOutcome MessageSender::sendPart(const SmsSubmit &part)
     case SendVerdict::Refused:
         return failed(ModemResult::Refused, u"短信猫或网络拒绝（%1）"_s.arg(words));
     case SendVerdict::NotConfirmed:
-        return failed(ModemResult::NotConfirmed, u"短信猫未确认发送（无消息编号）"_s);
+        return failed(ModemResult::NotConfirmed, u"短信猫未确认发送（无消息编号），可能已发出"_s);
     case SendVerdict::NotTaken:
         return waits(ModemFault::Kind::NotTaken, u"网络未接收短信（%1）"_s.arg(words));
     case SendVerdict::NoNetwork:
