@@ -11,17 +11,24 @@ using std::chrono::milliseconds;
 namespace
 {
 
-QByteArray lineWith(milliseconds wall)
+QByteArray lineWith(const QByteArray &words)
 {
-    const QByteArray digits = QByteArray::number(qint64(wall.count()));
-    return digits + ' ' + QByteArray::number(qChecksum(digits), 16).rightJustified(4, '0') + '\n';
+    return words + ' ' + QByteArray::number(qChecksum(words), 16).rightJustified(4, '0') + '\n';
 }
 
-std::optional<milliseconds> timeOf(const QByteArray &line)
+QByteArray lineWith(milliseconds time)
 {
+    return lineWith(QByteArray::number(qint64(time.count())));
+}
+
+/// What a line says that begins so; nothing when it does not, or was damaged.
+std::optional<milliseconds> timeOf(const QByteArray &line, const QByteArray &beginning = {})
+{
+    const QByteArray words = line.left(line.lastIndexOf(' '));
     bool isNumber = false;
-    const milliseconds time(line.left(line.indexOf(' ')).toLongLong(&isNumber));
-    return isNumber && lineWith(time) == line + '\n' ? std::optional(time) : std::nullopt;
+    const milliseconds time(words.mid(beginning.size()).toLongLong(&isNumber));
+    return isNumber && words.startsWith(beginning) && lineWith(words) == line + '\n' ? std::optional(time)
+                                                                                     : std::nullopt;
 }
 
 } // namespace
@@ -37,18 +44,26 @@ SendLedger::Found SendLedger::read()
     require(file.error);
     QList<QByteArray> lines = file.octets.split('\n');
     const bool isTorn = !lines.takeLast().isEmpty();
-    bool isDamaged = false;
+    bool isDamaged = file.octets.isEmpty(); // another hand's work
+    std::optional<milliseconds> wallToSteady;
+    if (!lines.isEmpty() && lines.first().count(' ') > 1) {
+        const auto lead = timeOf(lines.takeFirst(), m_clock->epoch() + ' ');
+        wallToSteady = m_clock->epoch().isEmpty() ? std::nullopt : lead;
+    }
     for (const QByteArray &line : std::as_const(lines)) {
         const auto time = timeOf(line);
         isDamaged |= !time;
-        m_sent.push_back({time.value_or(0ms), 0ms, false});
+        const milliseconds wall = time.value_or(0ms);
+        m_sent.push_back(
+            {wall, std::min(wall - wallToSteady.value_or(0ms), m_readAt), wallToSteady.has_value()});
     }
     if (isDamaged)
         m_sent.assign(static_cast<size_t>(m_kept), sentNow());
-    placeEarlierRuns();
+    placeUnsure();
     if (isTorn && !isDamaged)
         m_sent.push_back(sentNow());
-    replace();
+    if (!m_sent.empty())
+        replace();
     return isDamaged ? Found::Damaged : Found::Intact;
 }
 
@@ -58,7 +73,7 @@ void SendLedger::add()
     m_sent.push_back(sentNow());
     try {
         const QByteArray line = lineOf(m_sent.back());
-        if (m_size >= m_kept * 2 * line.size())
+        if (m_size == 0 || m_size >= m_kept * 2 * line.size())
             replace();
         else
             append(line);
@@ -75,8 +90,8 @@ void SendLedger::noteClock()
     if (std::chrono::abs(ahead - m_wallToSteady) < slewed)
         return;
     m_wallToSteady = ahead;
-    placeEarlierRuns();
-    if (std::any_of(m_sent.cbegin(), m_sent.cend(), [](const Sent &sent) { return sent.isOfThisRun; }))
+    placeUnsure();
+    if (!m_sent.empty())
         replace();
 }
 
@@ -99,13 +114,18 @@ milliseconds SendLedger::wall() const
 /// By the wall clock as it is now or as it was then, whichever is later: one of them is wrong.
 QByteArray SendLedger::lineOf(const Sent &sent) const
 {
-    return lineWith(sent.isOfThisRun ? std::max(sent.wall, sent.steady + m_wallToSteady) : sent.wall);
+    return lineWith(sent.isSure ? std::max(sent.wall, sent.steady + m_wallToSteady) : sent.wall);
 }
 
-void SendLedger::placeEarlierRuns()
+QByteArray SendLedger::firstLine() const
+{
+    return lineWith(m_clock->epoch() + ' ' + QByteArray::number(qint64(m_wallToSteady.count())));
+}
+
+void SendLedger::placeUnsure()
 {
     for (Sent &sent : m_sent) {
-        if (!sent.isOfThisRun)
+        if (!sent.isSure)
             sent.steady = std::min(sent.wall - m_wallToSteady, m_readAt);
     }
     std::stable_sort(m_sent.begin(), m_sent.end(),
@@ -127,7 +147,7 @@ void SendLedger::replace()
     const auto surplus = static_cast<qsizetype>(m_sent.size()) - m_kept;
     if (surplus > 0)
         m_sent.erase(m_sent.begin(), m_sent.begin() + surplus);
-    QByteArray lines;
+    QByteArray lines = firstLine();
     for (const Sent &sent : m_sent)
         lines += lineOf(sent);
     require(replaceSynced(m_fileName, lines));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <QSysInfo>
 #include <chrono>
 
 /// Time, as everything asks for it that compares with "now": due rows, reassembly limits, service-centre times, and
@@ -17,6 +18,9 @@ public:
     [[nodiscard]] virtual QDateTime now() const = 0;
     /// Time since some moment before the program's start, which nobody sets: for distances within a run.
     [[nodiscard]] virtual std::chrono::milliseconds steady() const = 0;
+    /// Names the moment that steady() counts from: the same for every run until the machine starts anew; "" where
+    /// nobody tells.
+    [[nodiscard]] virtual QByteArray epoch() const = 0;
 };
 
 class SystemClock final : public Clock
@@ -28,4 +32,5 @@ public:
         return std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now().time_since_epoch());
     }
+    [[nodiscard]] QByteArray epoch() const override { return QSysInfo::bootUniqueId(); }
 };

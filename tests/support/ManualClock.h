@@ -9,6 +9,9 @@ public:
     explicit ManualClock(QDateTime now) : m_now(std::move(now)) {}
     [[nodiscard]] QDateTime now() const override { return m_now; }
     [[nodiscard]] std::chrono::milliseconds steady() const override { return m_steady; }
+    [[nodiscard]] QByteArray epoch() const override { return QByteArray::number(m_boots); }
+    /// The machine starts anew.
+    void boot() { ++m_boots; }
     /// A hand sets it: no time passes.
     void set(const QDateTime &now) { m_now = now; }
     void advanceSeconds(qint64 seconds)
@@ -20,4 +23,5 @@ public:
 private:
     QDateTime m_now;
     std::chrono::milliseconds m_steady{0};
+    int m_boots = 1;
 };
