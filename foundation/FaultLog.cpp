@@ -8,22 +8,37 @@ namespace
 /// Rows of one task that are told one by one: as many as an operator would read.
 constexpr int maximumToldRows = 20;
 
+/// What comes back sooner comes and goes: some intervals.
+constexpr std::chrono::minutes aWhile{2};
+
+bool isRecent(const QElapsedTimer &since)
+{
+    return since.isValid() && std::chrono::milliseconds(since.elapsed()) < aWhile;
+}
+
 } // namespace
 
 void FaultLog::failed(const QString &task, const QString &cause)
 {
     tell(task, cause);
-    if (const auto standing = m_standing.constFind(task); standing != m_standing.cend() && *standing == cause)
+    Standing &standing = m_standing[task];
+    standing.sinceFailed.start();
+    if (standing.cause == cause)
         return;
-    m_standing[task] = cause;
+    standing.cause = cause;
+    standing.comesAndGoes = standing.comesAndGoes || isRecent(m_sinceOver.value(task));
     m_console.addLogLine(task + u"失败："_s + cause);
 }
 
 void FaultLog::over(const QString &task)
 {
     tell(task, std::nullopt);
-    if (m_standing.remove(task) > 0)
-        m_console.addLogLine(task + u"恢复正常"_s);
+    const auto standing = m_standing.constFind(task);
+    if (standing == m_standing.cend() || (standing->comesAndGoes && isRecent(standing->sinceFailed)))
+        return;
+    m_standing.erase(standing);
+    m_sinceOver[task].start();
+    m_console.addLogLine(task + u"恢复正常"_s);
 }
 
 void FaultLog::rowSetAside(const QString &row, const QString &cause)

@@ -2,11 +2,13 @@
 
 #include "foundation/OperatorConsole.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QSet>
 #include <functional>
 
-/// Tells the operator of faults: each once while it lasts, and once more when it is over.
+/// Tells the operator of faults: each once while it lasts, and once more when it is over. One that came back at once
+/// is over when it has stayed away for a while.
 class FaultLog
 {
 public:
@@ -39,7 +41,13 @@ private:
 
     OperatorConsole &m_console;
     Listener m_listener;
-    QHash<QString, QString> m_standing; // task -> cause
+    struct Standing {
+        QString cause;
+        QElapsedTimer sinceFailed;
+        bool comesAndGoes = false;
+    };
+    QHash<QString, Standing> m_standing;       // by task
+    QHash<QString, QElapsedTimer> m_sinceOver; // by task
     QSet<QString> m_rowsSetAside;
     int m_newRows = 0; // set aside by the task that runs
     QString m_lastRow; // of these, with its cause

@@ -107,6 +107,8 @@ bool InboundMessageHandler::isRest(const QString &sender, const QString &receive
 
 void InboundMessageHandler::retrySpooled()
 {
+    if (m_spool.isRestored())
+        m_console.addLogLine(u"文件 %1 被改动，已重新写入"_s.arg(m_spool.fileName()));
     const QList<ReceivedMessage> messages = m_spool.messages();
     tellFile(m_spool);
     tellFile(m_obeyed);
@@ -155,8 +157,8 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     const bool mayBeObeyed = noted && noted->before;
     ReceivedMessage command = message;
     command.before = mayBeObeyed ? noted->before : highestKeys(connection);
-    if (!mayBeObeyed)
-        static_cast<void>(m_obeyed.put(command));
+    if (!mayBeObeyed && !m_obeyed.put(command))
+        tellFile(m_obeyed);
     const QString number = replyAddress(message.sender);
     const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
     int replies = 0;

@@ -100,13 +100,30 @@ void MessageFile::remove(const ReceivedMessage &message)
         static_cast<void>(save());
 }
 
+bool MessageFile::isRestored()
+{
+    if (!m_isRead || m_messages.isEmpty())
+        return false;
+    const FileContent file = readWhole(m_fileName);
+    if (file.error.isError() && !file.error.isAbsence()) {
+        m_error = file.error;
+        return false;
+    }
+    return file.octets != content() && save();
+}
+
 bool MessageFile::save()
+{
+    m_error = replaceSynced(m_fileName, content());
+    return !m_error.isError();
+}
+
+QByteArray MessageFile::content() const
 {
     QByteArray lines;
     for (const QByteArray &line : m_unreadableLines)
         lines += line + '\n';
     for (const ReceivedMessage &message : m_messages)
         lines += lineOf(message);
-    m_error = replaceSynced(m_fileName, lines);
-    return !m_error.isError();
+    return lines;
 }

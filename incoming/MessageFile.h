@@ -26,6 +26,8 @@ public:
     /// Why the file could not be read or written last; it is tried again at the next call.
     [[nodiscard]] const FileError &error() const { return m_error; }
 
+    /// True when another hand had changed the file, which holds everything again.
+    [[nodiscard]] bool isRestored();
     /// Oldest first. Of a file that cannot be read: none, until it can.
     [[nodiscard]] const QList<ReceivedMessage> &messages();
     /// The message as the file has it.
@@ -39,6 +41,7 @@ public:
 private:
     [[nodiscard]] bool load();
     [[nodiscard]] bool save();
+    [[nodiscard]] QByteArray content() const;
 
     QString m_fileName;
     qsizetype m_most;

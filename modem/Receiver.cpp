@@ -10,6 +10,16 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+QString hexOf(const InboxMessage &message)
+{
+    return QString::fromLatin1(message.copies.first().octets.toHex().toUpper());
+}
+
+} // namespace
+
 Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limits, QObject *parent)
     : QObject(parent), m_clock(clock), m_link(link), m_limits(limits), m_inbox(limits)
 {
@@ -337,6 +347,12 @@ bool Receiver::raiseNext()
             watchOccupancy(false);
         return m_inbox.next(time()).has_value();
     }
+    if (!m_current->problem.isEmpty() && m_unkept.contains(m_current->copies.first().octets)) {
+        const InboxMessage told = *std::exchange(m_current, std::nullopt);
+        m_fate = keepUnreadable(told) ? MessageFate::Handled : MessageFate::Refused;
+        finish(told);
+        return !m_retry.isActive();
+    }
     m_fate = MessageFate::Wait;
     m_wasRead = false;
     const QPointer<Receiver> self(this);
@@ -345,26 +361,29 @@ bool Receiver::raiseNext()
         return false;
     const InboxMessage message = *std::exchange(m_current, std::nullopt);
     // There is nothing to try again once its octets are kept.
-    if (!message.problem.isEmpty() && m_wasRead)
-        m_fate = tellUnreadable(message) ? MessageFate::Handled : MessageFate::Refused;
+    if (!message.problem.isEmpty() && m_wasRead) {
+        emit notice(u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, hexOf(message)));
+        m_fate = keepUnreadable(message) ? MessageFate::Handled : MessageFate::Refused;
+    }
     finish(message);
     return !m_retry.isActive();
 }
 
-/// The octets of an unreadable message go into the log and into a file. False when the file cannot
-/// be written.
-bool Receiver::tellUnreadable(const InboxMessage &message)
+/// The octets of an unreadable message go into a file. False when it cannot be written, told once a message.
+bool Receiver::keepUnreadable(const InboxMessage &message)
 {
-    const QByteArray octets = message.copies.first().octets.toHex().toUpper();
-    emit notice(
-        u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, QString::fromLatin1(octets)));
     if (m_unreadableFile.isEmpty())
         return true;
-    const QByteArray line = m_clock.now().toString(u"yyyy-MM-dd HH:mm:ss "_s).toUtf8() + octets + '\n';
-    const FileError error = appendSynced(m_unreadableFile, line);
-    if (error.isError())
+    const QString line = m_clock.now().toString(u"yyyy-MM-dd HH:mm:ss "_s) + hexOf(message) + u'\n';
+    const FileError error = appendSynced(m_unreadableFile, line.toUtf8());
+    const QByteArray &octets = message.copies.first().octets;
+    if (!error.isError())
+        m_unkept.remove(octets);
+    else if (!m_unkept.contains(octets))
         emit notice(
             u"无法识别的短信不能写入文件 %1（%2），短信保留在短信猫中"_s.arg(m_unreadableFile, error.text()));
+    if (error.isError())
+        m_unkept.insert(octets);
     return !error.isError();
 }
 

@@ -72,7 +72,7 @@ private:
     void takeDirect(const AtLine &line);
     [[nodiscard]] bool wantsAcknowledge();
     void acknowledge();
-    [[nodiscard]] bool tellUnreadable(const InboxMessage &message);
+    [[nodiscard]] bool keepUnreadable(const InboxMessage &message);
     void armChange();
     bool readStore();
     bool readMemory(const QByteArray &memory);
@@ -104,6 +104,7 @@ private:
     QByteArray m_iccid;
     QByteArray m_misfit; ///< the last direct message whose length was not the told one
     QString m_unreadableFile;
+    QSet<QByteArray> m_unkept; // octets of messages that could not be kept there, which was told
     std::function<bool(const InboxMessage &)> m_isRest;
     bool m_mustForget = false;
     std::optional<bool> m_wantsAcknowledge; ///< +CNMA is demanded; asked once per link

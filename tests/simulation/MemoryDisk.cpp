@@ -41,7 +41,7 @@ void MemoryDisk::restart(quint64 chance)
 }
 
 /// The office's own programs see a disk that is whole, though as full as it is.
-int MemoryDisk::refusal(const File *file, bool isWrite) const
+int MemoryDisk::refusal(const File *file, bool isWrite, QByteArray name)
 {
     if (isWrite ? !Kill::crosses() : Kill::isDead())
         return EIO;
@@ -50,15 +50,27 @@ int MemoryDisk::refusal(const File *file, bool isWrite) const
     if (m_cutOff != 0 && VirtualTime::instance().domain() == m_cutOff &&
         m_names.value(m_farName).get() == file)
         return EIO;
-    const bool isMeant = m_failingName.isEmpty() || m_names.value(m_failingName).get() == file;
-    return m_error != 0 && isMeant && (isWrite || m_error == EIO || m_error == EACCES) ? m_error : 0;
+    if (m_error == 0 || (!isWrite && m_error != EIO && m_error != EACCES))
+        return 0;
+    if (name.isEmpty())
+        name = nameOf(file);
+    if (!m_failingName.isEmpty() && name != m_failingName && name != m_failingName + ".new")
+        return 0;
+    m_refused += name;
+    return m_error;
+}
+
+QByteArray MemoryDisk::nameOf(const File *file) const
+{
+    const auto named = std::ranges::find_if(m_names, [file](const FilePtr &it) { return it.get() == file; });
+    return named == m_names.cend() ? QByteArray() : m_names.key(*named);
 }
 
 int MemoryDisk::open(const QByteArray &name, bool isMade, FilePtr &file)
 {
     file = find(name);
     const bool isNew = !file && isMade;
-    if (const int error = refusal(file.get(), isNew); error != 0)
+    if (const int error = refusal(file.get(), isNew, base(name)); error != 0)
         return error;
     if (isNew) {
         file = std::make_shared<File>();
@@ -88,7 +100,10 @@ int MemoryDisk::write(const FilePtr &file, qint64 offset, QByteArrayView octets)
         make(change, file->content);
         file->unsynced.append(change);
     }
-    return end < offset + octets.size() ? ENOSPC : 0;
+    if (end == offset + octets.size())
+        return 0;
+    m_refused += nameOf(file.get());
+    return ENOSPC;
 }
 
 int MemoryDisk::truncate(const FilePtr &file, qint64 size)

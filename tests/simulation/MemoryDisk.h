@@ -55,7 +55,8 @@ public:
 
     /// Only so many pages can still be taken; nothing for any number.
     void setFreePages(std::optional<qint64> pages) { m_freePages = pages; }
-    /// Every read (EIO) or write fails with that; 0 ends it. ofName: only of files whose names end so.
+    /// Every read (EIO) or write fails with that; 0 ends it. ofName: only of that file, and of what is to take
+    /// its place (NAME.new).
     void fail(int error, const QByteArray &ofName = {});
     /// That server reaches none of the files of that name until the next call; 0 for all do.
     void cutOff(int server, const QByteArray &fromName = {})
@@ -63,6 +64,8 @@ public:
         m_cutOff = server;
         m_farName = fromName;
     }
+    /// The files of which something was refused.
+    [[nodiscard]] QList<QByteArray> refused() const { return m_refused; }
     /// What was not synced is torn and forgotten; every open file is closed.
     void cutPower();
 
@@ -73,7 +76,8 @@ private:
         QByteArray name; ///< "" for none
         FilePtr file;
     };
-    int refusal(const File *file, bool isWrite) const;
+    int refusal(const File *file, bool isWrite, QByteArray name = {});
+    [[nodiscard]] QByteArray nameOf(const File *file) const;
     static void apply(const QList<NameChange> &changes, QHash<QByteArray, FilePtr> &names);
     void change(const NameChange &change);
 
@@ -82,6 +86,7 @@ private:
     QList<NameChange> m_unsyncedNames;
     std::optional<qint64> m_freePages;
     int m_error = 0;
+    QList<QByteArray> m_refused;
     QByteArray m_failingName;
     int m_cutOff = 0;
     QByteArray m_farName;

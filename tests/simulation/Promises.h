@@ -11,8 +11,11 @@ struct Aftermath {
     QStringList queued;   ///< SMS_Queues: ToMB|MsgContent
     QStringList received; ///< SMS_SIMReceive: FromMB|MsgContent
     QStringList log;
-    bool isQuiet = true; ///< nothing was left to do
+    QList<QByteArray> refused = {}; ///< files of which the disk refused something
+    bool isQuiet = true;            ///< nothing was left to do
 };
 
+/// How many messages the network took once more than they were wanted.
+[[nodiscard]] int doubled(const Aftermath &run);
 /// The promises that the run broke, each with what broke it; none as a rule.
 [[nodiscard]] QStringList brokenPromises(const Aftermath &run);

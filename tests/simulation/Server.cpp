@@ -7,6 +7,7 @@
 #include "platform/registry/FileRegistry.h"
 #include "service/Service.h"
 #include "tests/simulation/Kill.h"
+#include "tests/simulation/MemoryDisk.h"
 #include "tests/simulation/World.h"
 #include "tests/support/LockTable.h"
 
@@ -48,26 +49,28 @@ public:
     Parts(int number, const Story &story, LockTable &locks, std::function<void(const QString &)> log)
         : console(std::move(log)), registry(u"settings%1.ini"_s.arg(number))
     {
+        if (story.servers > 1)
+            locks.lendTo(session.Conn());
+        if (MemoryDisk::instance().find(registry.fileName().toUtf8()) == nullptr)
+            writeSettings(number, story);
+        modem.setUnreadableFile(registry.fileName() + u".unreadable"_s);
+        service.startUnattended();
+    }
+
+    void writeSettings(int number, const Story &story)
+    {
         set(u"ConnectString"_s, u"Provider=SQLite;Data Source="_s + World::databaseFile());
         set(u"CenterCode"_s, u"+8613800755500"_s);
         set(u"ServerPort"_s, QString::number(number));
         set(u"COM%1"_s.arg(number), u"modem%1"_s.arg(number));
         set(u"TimeDelay"_s, QString::number(story.interval.count()));
-        if (story.servers > 1) {
-            locks.lendTo(session.Conn());
+        if (story.servers > 1)
             set(u"Servers"_s, u"several"_s);
-        }
         for (const QString &setting : story.settings)
             set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
-        service.startUnattended();
     }
 
-    void set(const QString &name, const QString &value)
-    {
-        const QString path = Settings::pathOf(name);
-        if (registry.read(path) != value)
-            registry.write(path, value);
-    }
+    void set(const QString &name, const QString &value) { registry.write(Settings::pathOf(name), value); }
 
     Console console;
     FileRegistry registry;
@@ -82,7 +85,8 @@ public:
                      .sendLedgerFile = registry.fileName() + u".sends"_s,
                      .inHandFile = registry.fileName() + u".in-hand"_s,
                      .messageFiles = {registry.fileName() + u".received-spool"_s,
-                                      registry.fileName() + u".obeyed-codes"_s}},
+                                      registry.fileName() + u".obeyed-codes"_s},
+                     .metricsFile = registry.fileName() + u".metrics"_s},
                     console,
                     boxes};
 };

@@ -55,6 +55,7 @@ public:
                             .queued = {},
                             .received = {},
                             .log = {},
+                            .refused = MemoryDisk::instance().refused(),
                             .isQuiet = isQuiet()};
         for (Desk &desk : m_desks) {
             if (desk.server)
@@ -73,6 +74,7 @@ public:
         outcome.kills = aftermath.truth.kills;
         outcome.sent = int(std::ranges::count_if(aftermath.truth.handedOver, &Truth::HandedOver::isAccepted));
         outcome.refused = int(aftermath.truth.handedOver.size()) - outcome.sent;
+        outcome.doubled = doubled(aftermath);
         return outcome;
     }
 
@@ -211,11 +213,15 @@ Outcome simulate(const Story &story, std::optional<ExtraKill> extraKill)
 
 Story shortest(Story story)
 {
-    for (size_t i = story.events.size(); i-- > 0;) {
-        Story without = story;
-        without.events.erase(without.events.begin() + std::ptrdiff_t(i));
-        if (!simulate(without).broken.isEmpty())
-            story = without;
+    // First large parts of it, then single events.
+    for (size_t part = qMax<size_t>(1, story.events.size() / 2); part > 0; part /= 2) {
+        for (size_t end = story.events.size(); end > 0; end -= qMin(end, part)) {
+            Story without = story;
+            const auto first = without.events.begin() + std::ptrdiff_t(end - qMin(end, part));
+            without.events.erase(first, without.events.begin() + std::ptrdiff_t(end));
+            if (!simulate(without).broken.isEmpty())
+                story = std::move(without);
+        }
     }
     return story;
 }

@@ -24,5 +24,5 @@ struct Outcome {
 /// Lives through a story and judges it.
 [[nodiscard]] Outcome simulate(const Story &story, std::optional<ExtraKill> extraKill = {});
 
-/// The story without whatever it breaks its promises without, event by event.
+/// The story without whatever it breaks its promises without.
 [[nodiscard]] Story shortest(Story story);

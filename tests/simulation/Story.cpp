@@ -1,6 +1,7 @@
 #include "tests/simulation/Story.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <random>
 
 using namespace Qt::StringLiterals;
@@ -8,6 +9,13 @@ using namespace std::chrono_literals;
 
 namespace
 {
+
+const QStringList ownFiles{u"settings1.ini"_s,
+                           u"settings1.ini.sends"_s,
+                           u"settings1.ini.received-spool"_s,
+                           u"settings1.ini.obeyed-codes"_s,
+                           u"settings1.ini.metrics"_s,
+                           u"settings1.ini.unreadable"_s};
 
 /// Draws one story. The engine's own numbers only: distributions differ from library to library.
 class Teller
@@ -45,8 +53,8 @@ private:
 
     void tellSettings()
     {
-        if (oneIn(5))
-            m_story.settings += u"SendPerHour=%1"_s.arg(between(5, 40));
+        if (oneIn(5)) // so that all of a day has its room
+            m_story.settings += u"SendPerHour=%1"_s.arg(between(5, 40) + (m_story.length > 1h ? 150 : 0));
         if (oneIn(8))
             m_story.settings += u"SendGap=%1"_s.arg(between(1, 8));
     }
@@ -101,6 +109,10 @@ private:
                              u"stop 1 %1"_s.arg(between(1, 30)), u"held %1"_s.arg(between(1, 40)),
                              u"full %1 %2"_s.arg(below(4)).arg(between(10, 120)),
                              u"broken %1 %2 oa.db"_s.arg(oneOf({5, 13, 30})).arg(between(5, 60)),
+                             u"broken %1 %2 %3"_s.arg(oneOf({5, 13, 30}))
+                                 .arg(between(5, 60))
+                                 .arg(ownFiles.at(below(ownFiles.size()))),
+                             u"refusing %1"_s.arg(between(5, 200)),
                              u"clock %1"_s.arg(oneOf<qint64>({-3600, -40, 90, 3700}))}));
             return;
         default:
@@ -208,6 +220,59 @@ std::vector<NamedStory> fairnessStories()
     outage.events.push_back({2s, u"queue 1 0 30"_s});
     outage.events.push_back({9min, sent.arg(30)});
     stories.push_back({u"an outage of two minutes"_s, outage});
+    return stories;
+}
+
+std::vector<Story> spoiledStories()
+{
+    const Story whole{.settings = {u"SendPerHour=6"_s},
+                      .length = 300s,
+                      .events = {{1s, u"modem 1 storage-size 6"_s},
+                                 {5s, u"waiting 1 0 30 u3,u4"_s},
+                                 {20s, u"refusing 200"_s},
+                                 {25s, u"sms 2 20 u3"_s},
+                                 {26s, u"sms 3 150 u4 3,1,2"_s},
+                                 {27s, u"sms 4 20 u5"_s},
+                                 {40s, u"code u1 QXNB"_s},
+                                 {62s, u"waiting 5 0 30 u5"_s},
+                                 {65s, u"modem 1 store-tpdu 0011223344"_s},
+                                 {70s, u"sms 6 20 u3"_s},
+                                 {72s, u"code u2 DYRC"_s},
+                                 {75s, u"mail 7 internal u5"_s},
+                                 {120s, u"sms 8 20 u4"_s},
+                                 {130s, u"waiting 9 0 60 u6"_s}}};
+    struct Moment {
+        std::chrono::milliseconds spoiled;
+        Story::Event around;
+    };
+    const std::initializer_list<Moment> moments{
+        {50s, {45s, u"stop 1 10"_s}}, {60s, {280s, u"stop 1 5"_s}}, {60s, {61s, u"kill 1 9 10"_s}}};
+    std::vector<Story> stories;
+    const auto tell = [&](const QString &spoiled, const QString &mended = {}, bool isOnlyRunning = false) {
+        for (const auto &[when, around] : moments) {
+            if (isOnlyRunning && !around.words.endsWith(u"stop 1 5"))
+                continue;
+            Story story = whole;
+            story.events.insert(story.events.end(), {{when, spoiled}, around});
+            if (!mended.isEmpty())
+                story.events.insert(story.events.end(), {{when + 60s, mended}, {when + 61s, u"stop 1 5"_s}});
+            std::ranges::stable_sort(story.events, {}, &Story::Event::at);
+            stories.push_back(std::move(story));
+        }
+    };
+    for (int pages = 0; pages < 4; ++pages)
+        tell(u"full %1 60"_s.arg(pages));
+    for (const auto &file : ownFiles) {
+        for (const int error : {EIO, EROFS, EACCES})
+            tell(u"broken %1 60 %2"_s.arg(error).arg(file));
+        // A start cannot know of what a hand took out of these before, but for the ledger's last line.
+        const bool isSettings = file == ownFiles.first();
+        const bool isOnlyCopy = file.endsWith(u"spool"_s);
+        tell(u"emptied "_s + file, isSettings ? u"mended "_s + file : QString(), isOnlyCopy);
+        const int most = isSettings ? 0 : file.endsWith(u"sends"_s) ? 18 : 100;
+        for (int octets = 7; octets < most; octets += 7)
+            tell(u"torn %1 %2"_s.arg(file).arg(octets), {}, isOnlyCopy);
+    }
     return stories;
 }
 

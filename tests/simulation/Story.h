@@ -17,6 +17,9 @@
 ///     held SECONDS                     another program holds the database
 ///     full PAGES SECONDS               so many pages are left on the disk
 ///     broken ERRNO SECONDS [FILE]      the disk fails
+///     emptied FILE, torn FILE OCTETS   somebody empties a file, takes so much of its end
+///     mended FILE                      ... puts back what was there
+///     refusing SECONDS                 the database refuses every received message
 ///     away N SECONDS                   server N does not reach the database
 ///     clock SECONDS                    somebody moves the wall clock
 ///     kill N CROSSINGS PAUSE           server N is killed so many crossings of a seam later, and started PAUSE seconds
@@ -53,3 +56,6 @@ struct NamedStory {
     Story story;
 };
 [[nodiscard]] std::vector<NamedStory> fairnessStories();
+/// Each file of the server's own and each way in which a disk or a hand spoils it, at the start, while the server
+/// runs and around a kill.
+[[nodiscard]] std::vector<Story> spoiledStories();

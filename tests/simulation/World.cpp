@@ -238,6 +238,10 @@ void World::perform(const QString &words)
             else
                 MemoryDisk::instance().fail(0);
         });
+    } else if (what == u"emptied" || what == u"torn" || what == u"mended") {
+        spoil(what, text(1).toUtf8(), number(2));
+    } else if (what == u"refusing") {
+        refuseReceived(number(1));
     } else if (what == u"away") {
         ++m_truth.kills; // its session, with a message in hand
         disturb(std::chrono::seconds(number(2)) + 60s);
@@ -360,6 +364,36 @@ void World::commandModem(int modem, const QString &command)
     const QString answer = m_modems.at(size_t(modem) - 1).controls->run(command);
     if (!answer.startsWith(u"ok"))
         qFatal("modem: %s: %s", qUtf8Printable(command), qUtf8Printable(answer));
+}
+
+/// A hand at a file of the server's, when it is there.
+void World::spoil(const QString &how, const QByteArray &name, int octets)
+{
+    const MemoryDisk::FilePtr file = MemoryDisk::instance().find(name);
+    if (!file)
+        return;
+    if (how == u"mended") {
+        file->content = m_spoiled.value(name);
+    } else {
+        m_spoiled.insert(name, file->content);
+        file->content.chop(how == u"torn" ? octets : file->content.size());
+    }
+    file->synced = file->content;
+    file->unsynced.clear();
+}
+
+/// The office's database refuses every row of a received message.
+void World::refuseReceived(int seconds)
+{
+    disturb(std::chrono::seconds(seconds) + 1h);
+    oa(u"create trigger refusing before insert on SMS_SIMReceive begin select raise(abort, 'refused'); end"_s);
+    auto *end = new QTimer(this);
+    end->callOnTimeout([this, end] {
+        end->setInterval(1s); // somebody may hold the database
+        if (oa(u"drop trigger if exists refusing"_s))
+            end->deleteLater();
+    });
+    end->start(std::chrono::seconds(seconds));
 }
 
 /// Another program of the office writes for so long.

@@ -100,6 +100,8 @@ private:
     void sendCode(const QString &user, const QString &code);
     void commandModem(int modem, const QString &command);
     void holdDatabase(int seconds);
+    void spoil(const QString &how, const QByteArray &name, int octets);
+    void refuseReceived(int seconds);
     void wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
                bool isSure = true);
 
@@ -110,6 +112,7 @@ private:
     };
     QMap<int, Crashes> m_crashes; ///< by server
     QSqlDatabase m_office;
-    QSqlDatabase m_other; ///< another program of the office
+    QSqlDatabase m_other;                    ///< another program of the office
+    QHash<QByteArray, QByteArray> m_spoiled; ///< what a file held before
     Truth m_truth;
 };

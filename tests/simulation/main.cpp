@@ -23,6 +23,7 @@ struct Figures {
     int failed = 0;
     qint64 kills = 0;
     qint64 sent = 0;
+    qint64 doubled = 0;
 };
 
 void print(const QString &text)
@@ -47,6 +48,7 @@ void judge(const Story &story, const QString &command, Figures &figures)
     ++figures.runs;
     figures.kills += outcome.kills;
     figures.sent += outcome.sent;
+    figures.doubled += outcome.doubled;
     if (outcome.broken.isEmpty())
         return;
     ++figures.failed;
@@ -55,10 +57,11 @@ void judge(const Story &story, const QString &command, Figures &figures)
 
 int conclude(const Figures &figures, const QString &what)
 {
-    print(u"%1 %2: %3 kills, %4 messages sent; %5 broke a promise"_s.arg(figures.runs)
+    print(u"%1 %2: %3 kills, %4 messages sent, %5 of them twice; %6 broke a promise"_s.arg(figures.runs)
               .arg(what)
               .arg(figures.kills)
               .arg(figures.sent)
+              .arg(figures.doubled)
               .arg(figures.failed));
     return figures.failed == 0 ? 0 : 1;
 }
@@ -99,6 +102,7 @@ int exhaustive(quint64 every)
             ++figures.runs;
             figures.sent += outcome.sent;
             figures.kills += outcome.kills;
+            figures.doubled += outcome.doubled;
             if (outcome.broken.isEmpty())
                 continue;
             ++figures.failed;
@@ -118,15 +122,15 @@ int crashes()
     for (const auto &[kills, pause, most] : {std::tuple(100, 1s, 10), std::tuple(20, 15s, 20)}) {
         constexpr int messages = 100;
         const Outcome outcome = simulate(crashStory(messages, kills, pause));
-        const int repeated = outcome.sent - messages;
+        figures.doubled += outcome.doubled;
         ++figures.runs;
         figures.kills += outcome.kills;
         figures.sent += outcome.sent;
         print(u"%1 kills, started again after %2 s: %3 of %4 messages twice"_s.arg(outcome.kills)
                   .arg(pause.count())
-                  .arg(repeated)
+                  .arg(outcome.doubled)
                   .arg(messages));
-        if (outcome.broken.isEmpty() && outcome.kills == kills && repeated <= most)
+        if (outcome.broken.isEmpty() && outcome.kills == kills && outcome.doubled <= most)
             continue;
         ++figures.failed;
         print(outcome.broken.join(u"\n  "_s));
@@ -153,6 +157,15 @@ int fairness()
                   .arg(outcome.broken.join(u"\n  "_s)));
     }
     return conclude(figures, u"stories of somebody else's fault"_s);
+}
+
+/// Every file of the server's own, spoiled in every way.
+int disk()
+{
+    Figures figures;
+    for (const Story &story : spoiledStories())
+        judge(story, u"simulation --disk"_s, figures);
+    return conclude(figures, u"spoiled files"_s);
 }
 
 /// The days of a hundred years from the one that the file of progress names, or all of a slice of them.
@@ -199,6 +212,7 @@ int main(int argc, char *argv[])
          {u"store-steps"_s, u"So much happens to a modem's store that is being emptied."_s, u"N"_s},
          {u"exhaustive"_s, u"Kill one story at every crossing of a seam."_s},
          {u"crashes"_s, u"Kill it in the middle of hand-overs."_s},
+         {u"disk"_s, u"Spoil each file of the server's own in every way."_s},
          {u"fairness"_s, u"Somebody else's faults, for which nobody waits."_s},
          {u"every"_s, u"... or at every Nth."_s, u"N"_s, u"1"_s}});
     parser.process(application);
@@ -225,6 +239,8 @@ int main(int argc, char *argv[])
         return crashes();
     if (parser.isSet(u"fairness"_s))
         return fairness();
+    if (parser.isSet(u"disk"_s))
+        return disk();
     if (parser.isSet(u"century"_s))
         return century(parser.value(u"slice"_s), parser.value(u"progress"_s));
     parser.showHelp(2);
