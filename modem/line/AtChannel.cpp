@@ -24,6 +24,13 @@ bool startsWith(const QByteArray &line, const QByteArray &prefix)
            line.first(prefix.size()).compare(prefix, Qt::CaseInsensitive) == 0;
 }
 
+/// The network's codes (3GPP TS 27.005, 3.2.5) answer a TPDU alone.
+bool isOfNetwork(const FinalResult &result)
+{
+    constexpr int firstOfModem = 300;
+    return result.kind == FinalResult::Kind::CmsError && result.code < firstOfModem;
+}
+
 /// Unsolicited lines that a TPDU line follows in PDU mode (3GPP TS 27.005, 3.4.1).
 bool announcesPayload(const QByteArray &line)
 {
@@ -85,6 +92,7 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
     switch (m_line.write(m_echo + '\r', deadline)) {
     case SerialLine::Wait::Ready:
         answer = collect(expect, deadline);
+        m_isAnswerOwed = m_isAnswerOwed || answer.end == AtAnswer::End::TimedOut;
         break;
     case SerialLine::Wait::TimedOut:
         m_step = Step::OutOfStep;
@@ -222,6 +230,8 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
 /// another command.
 bool AtChannel::takeResult(const FinalResult &result, Expect expect)
 {
+    if (isLate(result, expect))
+        return false;
     const bool isOk = result.kind == FinalResult::Kind::Ok;
     m_answer.end = AtAnswer::End::Final;
     m_answer.result = result;
@@ -239,6 +249,14 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
         return true;
     settleUnless(expect == Expect::MessageReference ? m_limits.lateReference : m_limits.quiet);
     return false;
+}
+
+/// True of the result of a command that was given up, once: a TPDU may wait for its own for minutes, and says by
+/// "+CMGS:" or by a code of the network that it is its own.
+bool AtChannel::isLate(const FinalResult &result, Expect expect)
+{
+    const bool isOwn = !m_answer.lines.isEmpty() || isOfNetwork(result);
+    return expect == Expect::MessageReference && !isOwn && std::exchange(m_isAnswerOwed, false);
 }
 
 /// What the modem was asked before it started anew is hardly answered any more.
@@ -284,12 +302,10 @@ void AtChannel::setAside(const QByteArray &line)
         emit unsolicitedArrived();
 }
 
-/// The network's codes (3GPP TS 27.005, 3.2.5, below 300) answer a TPDU alone, and nothing by which the modem is
-/// looked for is answered by any.
+/// Nothing by which the modem is looked for is answered by a +CMS ERROR.
 void AtChannel::noteLateError(const FinalResult &result)
 {
-    constexpr int firstOfModem = 300;
-    if (result.kind == FinalResult::Kind::CmsError && (m_isSearching || result.code < firstOfModem))
+    if (isOfNetwork(result) || (m_isSearching && result.kind == FinalResult::Kind::CmsError))
         m_lateResult = m_lateResult.value_or(false);
 }
 
@@ -341,6 +357,7 @@ void AtChannel::reset()
     m_unsolicited.clear();
     m_unsolicitedWantsPayload = false;
     m_step = Step::Fresh;
+    m_isAnswerOwed = false;
     m_lowerCase = false;
     m_sayResultFirst = false;
     forgetEcho();

@@ -121,6 +121,7 @@ private:
     [[nodiscard]] bool isQuestion(Expect expect) const;
     QByteArray withoutEcho(const QByteArray &line);
     void setAside(const QByteArray &line);
+    [[nodiscard]] bool isLate(const FinalResult &result, Expect expect);
     void noteLateError(const FinalResult &result);
     void drainIdle();
     void setRestAside();
@@ -139,6 +140,7 @@ private:
     std::optional<bool> m_lateResult;
     bool m_isSearching = false;    ///< for the modem, by commands that know no +CMS ERROR
     bool m_sayResultFirst = false; ///< the modem says OK in front of the line that was asked for
+    bool m_isAnswerOwed = false;   ///< a command was given up, and its result may still come
     bool m_lowerCase = false;      ///< the modem understands commands in lower case only
 
     // The exchange under way.
