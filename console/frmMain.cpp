@@ -60,11 +60,21 @@ void frmMain::paintNow()
 
 void frmMain::setVisible(bool visible)
 {
-    if (!visible && isVisible())
+    if (!visible && isVisible()) {
         m_place = pos();
-    else if (visible && !isVisible() && m_place)
+    } else if (visible && !isVisible() && m_place) {
         move(*m_place);
+        m_isPlaceAsked = true;
+    }
     QWidget::setVisible(visible);
+}
+
+void frmMain::paintEvent(QPaintEvent *event)
+{
+    QWidget::paintEvent(event);
+    // Some window managers place a window as they like when it appears, whatever it asked for before.
+    if (std::exchange(m_isPlaceAsked, false))
+        QTimer::singleShot(0, this, [this] { move(*m_place); });
 }
 
 void frmMain::showState()

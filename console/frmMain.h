@@ -52,6 +52,7 @@ protected:
     void changeEvent(QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     void moveEvent(QMoveEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -89,5 +90,6 @@ private:
     QTimer tDisTime{this};
 
     std::optional<QPoint> m_place; // while it is hidden
+    bool m_isPlaceAsked = false;   // of a window manager that may not have seen the window yet
     QSize m_heldSize;              // a side that was made as large as the minimum; -1 for one that is larger
 };
