@@ -6,6 +6,13 @@
 #include <QTcpSocket>
 #include <QUrl>
 #include <algorithm>
+#ifndef Q_OS_WIN
+#include <array>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace
 {
@@ -42,6 +49,40 @@ bool removeLockOfAKill(const QString &path)
     QString program;
     return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() && lock.removeStaleLockFile();
 }
+
+#ifdef Q_OS_WIN
+QString pathPastLocks(const QString &)
+{
+    return {};
+}
+#else
+bool isInGroup(uid_t user, gid_t group)
+{
+    const passwd *entry = ::getpwuid(user);
+    if (entry == nullptr)
+        return false;
+    std::array<gid_t, 256> groups{};
+    int count = static_cast<int>(groups.size());
+    if (::getgrouplist(entry->pw_name, entry->pw_gid, groups.data(), &count) < 0)
+        return true; // in very many
+    return std::find(groups.cbegin(), groups.cbegin() + count, group) != groups.cbegin() + count;
+}
+
+/// Anybody may make a lock file, but somebody who may not open the port does not hold it: a name of the port that has
+/// no such lock. "" when the lock counts. That the port is open elsewhere shows all the same (TIOCEXCL).
+QString pathPastLocks(const QString &path)
+{
+    struct stat lock = {};
+    struct stat port = {};
+    if (::lstat(QFile::encodeName(lockFile(path)).constData(), &lock) != 0 ||
+        ::stat(QFile::encodeName(path).constData(), &port) != 0)
+        return {};
+    const bool mayOpen = lock.st_uid == 0 || lock.st_uid == ::geteuid() || lock.st_uid == port.st_uid ||
+                         (port.st_mode & S_IWOTH) != 0 ||
+                         ((port.st_mode & S_IWGRP) != 0 && isInGroup(lock.st_uid, port.st_gid));
+    return mayOpen ? QString() : QStringLiteral("/dev/./") + path.mid(QStringLiteral("/dev/").size());
+}
+#endif
 
 /// On a port of this machine, or on a raw serial server that "tcp://host:port" names.
 class SerialPortLine final : public SerialLine
@@ -109,6 +150,11 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
     bool opened = m_port.open(QIODevice::ReadWrite);
     if (!opened && m_port.error() == QSerialPort::PermissionError && removeLockOfAKill(path))
         opened = m_port.open(QIODevice::ReadWrite);
+    const bool isLocked = !opened && m_port.error() == QSerialPort::PermissionError;
+    if (const QString another = isLocked ? pathPastLocks(path) : QString(); !another.isEmpty()) {
+        m_port.setPortName(another);
+        opened = m_port.open(QIODevice::ReadWrite);
+    }
     const QSerialPort::SerialPortError error = m_port.error();
     m_errorText = m_port.errorString();
     if (opened)
