@@ -28,7 +28,8 @@ void Digest::add(QByteArrayView what, QByteArrayView octets)
         hash().addData(part);
     static const bool isShown = qEnvironmentVariableIsSet("SIMULATION_TRACE");
     if (isShown)
-        std::fprintf(stderr, "%12.6f %s %s\n", time.toDouble() / 1e9, what.toByteArray().constData(),
+        std::fprintf(stderr, "%12.6f %d %s %s\n", time.toDouble() / 1e9, VirtualTime::instance().domain(),
+                     what.toByteArray().constData(),
                      octets.toByteArray().replace("\r", "<CR>").replace("\n", "<LF>").constData());
 }
 

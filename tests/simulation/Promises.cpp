@@ -253,10 +253,10 @@ int doubled(const Aftermath &run)
 QStringList brokenPromises(const Aftermath &run)
 {
     QStringList broken;
-    for (const auto &promise : {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, nothingIsGivenUp,
-                                everyReceivedMessageIsStoredOnce, piecesKeepTheirOrder, theLimitIsKept,
-                                nobodyWaitsLong, everythingIsSeenInTime, whatWasRefusedIsTold,
-                                theLogStaysShort})
+    for (const auto &promise :
+         {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, nothingIsGivenUp,
+          everyReceivedMessageIsStoredOnce, piecesKeepTheirOrder, theLimitIsKept, nobodyWaitsLong,
+          everythingIsSeenInTime, whatWasRefusedIsTold, theLogStaysShort})
         broken += promise(run);
     return broken;
 }

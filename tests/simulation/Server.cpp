@@ -62,7 +62,6 @@ public:
         set(u"ConnectString"_s, u"Provider=SQLite;Data Source="_s + World::databaseFile());
         set(u"CenterCode"_s, u"+8613800755500"_s);
         set(u"ServerPort"_s, QString::number(number));
-        set(u"COM%1"_s.arg(number), u"modem%1"_s.arg(number));
         set(u"TimeDelay"_s, QString::number(story.interval.count()));
         if (story.servers > 1)
             set(u"Servers"_s, u"several"_s);
@@ -76,7 +75,7 @@ public:
     FileRegistry registry;
     SystemClock clock;
     DatabaseSession session{registry};
-    ModemControl modem{clock, [this](int port) { return registry.read(Settings::comDevicePath(port)); }};
+    ModemControl modem{clock, [](int port) { return u"modem%1"_s.arg(port); }};
     LoggedMessageBoxes boxes{console};
     Service service{{.clock = clock,
                      .registry = registry,

@@ -18,6 +18,7 @@ struct Outcome {
     int kills = 0;
     int sent = 0;          ///< accepted by the network
     int refused = 0;       ///< by it
+    int doubled = 0;       ///< of these, once more than wanted
     quint64 crossings = 0; ///< of the first server's seams, in its last life
 };
 

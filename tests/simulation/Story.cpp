@@ -14,6 +14,7 @@ const QStringList ownFiles{u"settings1.ini"_s,
                            u"settings1.ini.sends"_s,
                            u"settings1.ini.received-spool"_s,
                            u"settings1.ini.obeyed-codes"_s,
+                           u"settings1.ini.in-hand"_s,
                            u"settings1.ini.metrics"_s,
                            u"settings1.ini.unreadable"_s};
 
