@@ -239,7 +239,6 @@ void QueueSender::finish(qint64 id, MessageStatus status, const QString &cause)
 {
     m_tried.remove(id);
     m_inHand.noteResult(status, cause);
-    raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
     writeStatus(id, status);
 }
 
@@ -248,6 +247,7 @@ try {
     m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(int(status)), {id});
     m_inHand.forget(id);
     m_setAside.remove(id);
+    raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
 } catch (const DatabaseFault &fault) {
     m_setAside.add(id, fault);
 }
