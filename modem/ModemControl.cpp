@@ -8,6 +8,7 @@
 #include "modem/tpdu/SmsSubmit.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QSet>
 #include <QTimer>
 
@@ -41,7 +42,7 @@ public:
     {
         reopenTimer.setInterval(limits.reopen);
         lookTimer.setInterval(limits.look);
-        checkEnds.setInterval(0);
+        checkEnds.setInterval(std::chrono::seconds(1)); // one row follows another within a pass
         checkEnds.setSingleShot(true);
         QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
     }
@@ -65,8 +66,8 @@ public:
     Receiver receiver;
     QTimer reopenTimer;
     QTimer lookTimer;       ///< running while the port is open
-    QTimer checkEnds;       ///< the next turn of the event loop
-    bool isChecked = false; ///< PDU mode was asserted in this turn
+    QTimer checkEnds;       ///< no send has followed the last one
+    bool isChecked = false; ///< PDU mode was asserted in this pass
     QElapsedTimer checkedAt;
 
     qint16 portNumber = 0;
@@ -175,8 +176,7 @@ bool ModemControl::Private::bringUpAgain()
     return link.isOpen();
 }
 
-/// Modems lose their settings without a word. Asked once in each turn of the event loop, which is once a
-/// pass, and whenever the modem may have started anew. False when the modem is gone.
+/// Modems lose their settings without a word. Asked once a pass, the sends of which follow each other closely, and whenever the modem may have started anew. False when the modem is gone.
 bool ModemControl::Private::assertPduMode()
 {
     const bool isFoundAgain = link.channel.takeFoundAgain();
@@ -184,7 +184,6 @@ bool ModemControl::Private::assertPduMode()
         return true;
     isChecked = true;
     checkedAt.start();
-    checkEnds.start();
     return link.assertPduMode() || bringUpAgain();
 }
 
@@ -368,6 +367,7 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         return code(ModemResult::TextTooLong);
     }
     d->makeReady();
+    const auto sent = qScopeGuard([this] { d->checkEnds.start(); });
     MessageSender sender(d->link.channel, d->limits, d->handOver);
     SendOutcome outcome = sender.send(parts);
     if (outcome.isSettingsLost && d->bringUpAgain() && outcome.fault)
