@@ -26,8 +26,8 @@ public:
         QByteArrayList messages = {}; ///< with CR LF line ends, dots not stuffed
         QSet<int> refusedMessages = {};
         QSet<int> fatalMessages = {}; ///< at which it hangs up
-        QByteArrayList uids = {};   ///< one per message; "uid-N" where absent; "-" leaves the line out
-        QByteArray statAnswer = {}; ///< in place of the true one
+        QByteArrayList uids = {};     ///< one per message; "uid-N" where absent; "-" leaves the line out
+        QByteArray statAnswer = {};   ///< in place of the true one
         /// A command verb after which nothing is answered any more; "GREETING" for silence from the start.
         QByteArray hangsAt = {};
         /// As hangsAt, but answers one octet at a time with this much time between them.
