@@ -311,7 +311,10 @@ private slots:
         // The windowing system's threads do not keep the signal from being heard.
         m_server->terminate();
         waitForEnd();
-        QCOMPARE(m_office->rows(u"select ToMB from SMS_Queues where MsgStatus='8'"_s).size(),
+        QCOMPARE(m_office
+                     ->rows(u"select ToMB from SMS_Queues where MsgStatus='8' union "
+                            "select ToMB from SMS_ResultDetail"_s)
+                     .size(),
                  modem.sent().size());
     }
 };
