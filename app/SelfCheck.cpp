@@ -12,11 +12,22 @@
 
 #include <QRegularExpression>
 #include <QScopeGuard>
+#include <QStorageInfo>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
+
+/// Octets that a day of the server's own files never takes.
+constexpr qint64 enoughRoom = 100 << 20;
+
+/// The packaged service has these folders for itself, or not at all.
+bool isHiddenFromService(const QString &device)
+{
+    static const QStringList hidden{u"/tmp/"_s, u"/var/tmp/"_s, u"/home/"_s, u"/root/"_s, u"/run/user/"_s};
+    return std::any_of(hidden.cbegin(), hidden.cend(), [&](const auto &in) { return device.startsWith(in); });
+}
 
 QString askForSettings()
 {
@@ -112,6 +123,16 @@ QString modemRemedy(ModemResult result)
 
 } // namespace
 
+void checkFolders(const ServerParts &parts, CheckReport &report)
+{
+    for (const QString &folder : parts.folders) {
+        const QStorageInfo disk(folder);
+        if (disk.isValid() && disk.bytesAvailable() < enoughRoom)
+            report.wrong(u"磁盘将满：%1 只剩 %2 MB"_s.arg(folder).arg(disk.bytesAvailable() / (1 << 20)),
+                         u"删除不用的文件；程序的记录写不进去时会停止发送"_s);
+    }
+}
+
 void checkSettings(const ServerParts &parts, CheckReport &report)
 {
     const ServiceSettings settings = readServiceSettings(parts.registry);
@@ -120,6 +141,10 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
         report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());
     for (const QString &name : Settings::shortNames()) {
         const auto [plain, problem] = Settings::read(parts.registry, name);
+        if (name.startsWith("COM"_L1) && isHiddenFromService(plain) &&
+            parts.folders.contains(u"/var/lib/sms-server"_s))
+            report.wrong(u"系统服务的沙箱看不到短信猫设备 %1=%2"_s.arg(name, plain),
+                         u"使用 /dev 中的设备，例如 /dev/serial/by-id 中的名字"_s);
         // The centre number and the connection string are told in words of their own.
         if (!problem.isEmpty() && name != u"CenterCode" && name != u"ConnectString")
             report.wrong(u"参数 %1=%2 不起作用：%3"_s.arg(
@@ -149,6 +174,20 @@ void checkNumberForm(const ServerParts &parts, CheckReport &report)
         report.wrong(
             u"用户表中的手机号码写作 138... 的形式，而网络送来的号码带国家代码，短信订阅指令将不被识别"_s,
             u"用 --set SenderCountryCode=86 写入国家代码"_s);
+}
+
+/// Without a single watermark every old mail is a new one.
+void checkOldMail(Connection &connection, CheckReport &report)
+{
+    const auto count = [&connection](const QString &from) {
+        return connection.firstValue(u"select count(*) from "_s + from, {}).value_or(0).toLongLong();
+    };
+    if (count(u"SMS_Alert_MaxOAID"_s) > 0 ||
+        count(u"VO_UserInfor where AccountState='1' and Mobile<>''"_s) == 0)
+        return;
+    if (const qint64 mails = count(u"VO_Email"_s); mails > 0)
+        report.wrong(u"还没有任何提醒记录，数据库中已有的 %1 封邮件都会当作新邮件提醒"_s.arg(mails),
+                     u"第一次启动之前运行 sms-server --skip-old-mail"_s);
 }
 
 void tryDatabase(Connection &connection, CheckReport &report)
@@ -196,6 +235,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     report.well(u"数据表和列齐全"_s);
     tryDatabase(parts.session.Conn(), report);
     checkNumberForm(parts, report);
+    checkOldMail(parts.session.Conn(), report);
 }
 
 void checkModem(const ServerParts &parts, CheckReport &report)
@@ -247,8 +287,8 @@ void checkBusyModem(const ServerParts &parts, CheckReport &report)
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)
 {
     CheckReport report(show);
-    for (const auto check :
-         {checkDatabase, checkSettings, isServing ? checkBusyModem : checkModem, checkMailAccounts})
+    for (const auto check : {checkFolders, checkDatabase, checkSettings,
+                             isServing ? checkBusyModem : checkModem, checkMailAccounts})
         check(parts, report);
     show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);
     return report.isWell();

@@ -29,6 +29,10 @@ public:
     {
         m_text += m_name + m_server + "\"," + label + "=\"" + escaped(of) + "\"} " + value + '\n';
     }
+    void samplePass(const char *pass, const QString &by)
+    {
+        m_text += m_name + m_server + "\",pass=\"" + pass + "\",by=\"" + escaped(by.toUtf8()) + "\"} 1\n";
+    }
     void counter(const char *name, const char *help, qint64 value)
     {
         begin(name, "counter", help);
@@ -77,6 +81,11 @@ void tellPasses(Page &page, const ServiceState &state)
             [](const Pass &pass) { return seconds(pass.lastSuccess); });
     perPass("sms_pass_faults_total", "counter", "Faults of the pass or of anything in it.",
             [](const Pass &pass) { return std::optional(pass.faults); });
+    page.begin("sms_pass_held", "gauge", "1 for a pass that is held, and by what.");
+    for (size_t pass = 0; pass < passNames.size(); ++pass) {
+        if (state.passes[pass].isHeld())
+            page.samplePass(passNames[pass], state.passes[pass].cause);
+    }
     perPass("sms_pass_last_duration_seconds", "gauge", "How long the last pass took.", [](const Pass &pass) {
         return pass.lastEnd.isValid() ? std::optional(std::chrono::duration<double>(pass.length).count())
                                       : std::nullopt;
@@ -97,7 +106,7 @@ void tellQueue(Page &page, const ServiceState &state, const QDateTime &now)
 {
     if (state.queue) {
         page.gauge("sms_queue_waiting", "Rows of SMS_Queues that wait to be sent.", state.queue->waiting);
-        page.gauge("sms_queue_oldest_seconds", "How long the oldest of them has been seen to wait.",
+        page.gauge("sms_oldest_waiting_seconds", "How long the oldest of them has been seen to wait.",
                    state.queue->waiting == 0 ? 0 : state.queue->oldestSince.secsTo(now));
     }
     page.gauge("sms_sending_rests_seconds", "How long a limit has held messages back; 0 when none does.",

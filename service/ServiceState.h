@@ -20,6 +20,11 @@ struct ServiceState {
         qint64 faults = 0;     ///< since the program's start, of whatever it had to do
         QDateTime lastFault;
         QString cause; ///< of the last fault
+        /// Nothing of it has succeeded as a whole since its last fault.
+        [[nodiscard]] bool isHeld() const
+        {
+            return lastFault.isValid() && (!lastSuccess.isValid() || lastSuccess < lastFault);
+        }
     };
     struct Queue {
         qint64 waiting = 0;    ///< rows of SMS_Queues

@@ -60,6 +60,7 @@ private slots:
             no mail server       | 无法连接邮件服务器        |         |       | no server
             no table             | SMS_IsOrder               |         |       | | drop table SMS_IsOrder
             no column            | SMS_Order 缺少列：isPulic |         |       | | alter table SMS_Order rename column isPulic to isPublic
+            old mail unmarked    | --skip-old-mail           |         |       | | insert into VO_Email (EmailTo) values ('a'); insert into VO_UserInfor (Mobile, AccountState) values ('+86', '1')
             no sender's number   | --set SenderCountryCode=86 |        |       | | insert into VO_UserInfor (UserName, Mobile, AccountState) values ('a', '138', '1')
             )"_s);
     }
@@ -84,8 +85,8 @@ private slots:
                 " values (1, 'ann', '127.0.0.1', ?, 'box', 'secret', 0), (2, 'bob', '', 1, '', '', 0)"_s,
                 {mail == u"no server" ? 1 : mailServer.port()});
         m_office->oa(u"insert into SMS_Queues (ToMB, MsgContent, MsgStatus) values ('1', 'x', '0')"_s);
-        if (!cell("sql").isEmpty())
-            m_office->oa(cell("sql"));
+        for (const QString &sql : cell("sql").split(u';', Qt::SkipEmptyParts))
+            m_office->oa(sql);
         const auto state = [&] {
             QFile settings(m_office->registry.fileName());
             return simulator.command(u"storage list"_s) +
