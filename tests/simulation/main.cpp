@@ -160,11 +160,12 @@ int fairness()
 }
 
 /// Every file of the server's own, spoiled in every way.
-int disk()
+int disk(size_t every)
 {
     Figures figures;
-    for (const Story &story : spoiledStories())
-        judge(story, u"simulation --disk"_s, figures);
+    const std::vector<Story> stories = spoiledStories();
+    for (size_t i = 0; i < stories.size(); i += every)
+        judge(stories[i], u"simulation --disk"_s, figures);
     return conclude(figures, u"spoiled files"_s);
 }
 
@@ -240,7 +241,7 @@ int main(int argc, char *argv[])
     if (parser.isSet(u"fairness"_s))
         return fairness();
     if (parser.isSet(u"disk"_s))
-        return disk();
+        return disk(size_t(qMax(1, parser.value(u"every"_s).toInt())));
     if (parser.isSet(u"century"_s))
         return century(parser.value(u"slice"_s), parser.value(u"progress"_s));
     parser.showHelp(2);
