@@ -12,13 +12,17 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
+// The server starts itself so.
 constexpr QLatin1String collectMailOption("collect-mail");
+constexpr QLatin1String tryModemOption("try-modem");
 
 void describe(QCommandLineParser &parser)
 {
-    QCommandLineOption collectMail(collectMailOption);
-    collectMail.setFlags(QCommandLineOption::HiddenFromHelp); // the server starts itself so
-    parser.addOption(collectMail);
+    for (const QString &name : {QString(collectMailOption), QString(tryModemOption)}) {
+        QCommandLineOption hidden(name);
+        hidden.setFlags(QCommandLineOption::HiddenFromHelp);
+        parser.addOption(hidden);
+    }
     parser.setApplicationDescription(u"办公系统的短信平台服务器：通过 GSM 短信猫收发短信并归档。\n"
                                      "不带选项时打开窗口，等待操作。"_s);
     parser.addOptions({
@@ -132,6 +136,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     line.trace = parser.isSet(u"trace"_s);
     line.collectMail = parser.isSet(collectMailOption);
     line.check = parser.isSet(u"check"_s);
+    line.tryModem = parser.isSet(tryModemOption);
     line.status = parser.isSet(u"status"_s);
     line.demo = parser.isSet(u"demo"_s);
     line.explain = std::get<std::optional<Question>>(question);

@@ -15,6 +15,7 @@ struct CommandLine {
     bool showSettings = false;
     bool skipOldMail = false;
     bool check = false;
+    bool tryModem = false; ///< in check also while a window of these settings is there
     bool status = false;
     bool demo = false;
     bool findModem = false;

@@ -36,7 +36,9 @@ int check(const CommandLine &line)
     World world(line, QCoreApplication::applicationFilePath());
     const auto show = [](const QString &text) { print(stdout, text + u'\n'); };
     show(u"参数文件 "_s + line.settingsFile);
-    return checkEverything(world.parts, show, SingleInstance::isRunning(line.settingsFile)) ? 0 : 1;
+    return checkEverything(world.parts, show, !line.tryModem && SingleInstance::isRunning(line.settingsFile))
+               ? 0
+               : 1;
 }
 
 QString nothingRuns()

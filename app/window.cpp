@@ -1,5 +1,4 @@
 #include "app/DisplayWatch.h"
-#include "app/SelfCheck.h"
 #include "app/ServerRun.h"
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
@@ -33,15 +32,6 @@ std::unique_ptr<MessageBoxes> messageBoxes(const CommandLine &line, OperatorCons
     return std::make_unique<WindowMessageBoxes>();
 }
 
-/// The answers of --check on one page.
-QString selfCheck(const ServerParts &parts, const Service &service)
-{
-    QStringList answers;
-    static_cast<void>(checkEverything(
-        parts, [&answers](const QString &text) { answers += text; }, service.isRunning()));
-    return answers.join(u'\n');
-}
-
 void savePicture(frmMain &window, const QString &fileName)
 {
     if (!fileName.isEmpty() && !window.grab().save(fileName, "PNG"))
@@ -59,7 +49,8 @@ int runWindow(const CommandLine &line)
         dropRemarks();
     QTranslator translator;
     translateLibrary(translator);
-    World world(line, QCoreApplication::applicationDirPath() + u"/" SMS_SERVER_PROGRAM ""_s);
+    const QString program = QCoreApplication::applicationDirPath() + u"/" SMS_SERVER_PROGRAM ""_s;
+    World world(line, program);
     ConsoleSignals console(world.clock);
     const std::unique_ptr<MessageBoxes> boxes = messageBoxes(line, console);
     ServerRun run(line, world.parts, console, *boxes);
@@ -67,7 +58,12 @@ int runWindow(const CommandLine &line)
     const auto state = [&] { return stateText(run.service().fullState(), world.clock.now()); };
     instance.setStatus(state);
     window.setStatus(state);
-    window.setSelfCheck([&] { return selfCheck(world.parts, run.service()); });
+    window.setSelfCheck([&] {
+        QStringList command{program, u"--check"_s, u"--settings"_s, line.settingsFile};
+        if (!run.service().isRunning()) // else it has the modem
+            command += u"--try-modem"_s;
+        return command;
+    });
     QObject::connect(&run, &ServerRun::busy, &window, &frmMain::paintNow);
     QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);
     std::optional<DisplayWatch> displayWatch;

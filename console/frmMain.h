@@ -21,8 +21,8 @@ public:
     /// All of these outlive the window.
     frmMain(const ServerParts &parts, Service &service, ConsoleSignals &console, MessageBoxes &boxes);
 
-    /// What the settings dialog's test button does: an answer to show.
-    void setSelfCheck(std::function<QString()> selfCheck) { m_selfCheck = std::move(selfCheck); }
+    /// What the settings dialog's test button runs: a program and its arguments.
+    void setSelfCheck(std::function<QStringList()> selfCheck) { m_selfCheck = std::move(selfCheck); }
 
     /// What a tooltip of the status bar tells.
     void setStatus(std::function<QString()> status) { m_statusBar.setStatus(std::move(status)); }
@@ -77,7 +77,7 @@ private:
     Service &m_service;
     ConsoleSignals &m_console;
     MessageBoxes &m_boxes;
-    std::function<QString()> m_selfCheck;
+    std::function<QStringList()> m_selfCheck;
     QElapsedTimer m_sincePainted;
 
     QGroupBox Frame1{this};

@@ -11,7 +11,10 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
+#include <QStringDecoder>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -196,7 +199,7 @@ bool frmParm::store()
     return true;
 }
 
-void frmParm::setSelfCheck(std::function<QString()> selfCheck)
+void frmParm::setSelfCheck(std::function<QStringList()> selfCheck)
 {
     m_selfCheck = std::move(selfCheck);
     btnTest->setVisible(m_selfCheck != nullptr);
@@ -204,10 +207,28 @@ void frmParm::setSelfCheck(std::function<QString()> selfCheck)
 
 void frmParm::btnTest_Click()
 {
-    setCursor(Qt::WaitCursor);
-    const QString answer = m_selfCheck();
-    unsetCursor();
-    m_boxes.inform(answer);
+    QDialog page(this);
+    page.setWindowTitle(u"测试"_s);
+    page.resize(640, 320);
+    auto *answers = new QPlainTextEdit;
+    answers->setReadOnly(true);
+    auto *close = new QPushButton(u"关闭"_s);
+    auto *column = new QVBoxLayout(&page);
+    column->addWidget(answers);
+    column->addWidget(close, 0, Qt::AlignRight);
+    connect(close, &QPushButton::clicked, &page, &QDialog::accept);
+    QProcess check;
+    QStringDecoder decode(QStringDecoder::Utf8);
+    check.setProcessChannelMode(QProcess::MergedChannels);
+    connect(&check, &QProcess::readyRead, &page, [&] { answers->insertPlainText(decode(check.readAll())); });
+    connect(&check, &QProcess::errorOccurred, &page,
+            [&] { answers->insertPlainText(u"无法运行检查程序：%1"_s.arg(check.errorString())); });
+    QStringList command = m_selfCheck();
+    check.start(command.takeFirst(), command);
+    page.exec();
+    check.disconnect(&page);
+    check.kill();
+    check.waitForFinished();
 }
 
 void frmParm::refuse(const QString &text, QWidget *field)

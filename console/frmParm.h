@@ -22,15 +22,15 @@ public:
 
     /// Opens the database session anew and shows the stored values. Call it before exec().
     void Form_Load();
-    /// What the test button shows; without it the button is not there.
-    void setSelfCheck(std::function<QString()> selfCheck);
+    /// What the test button runs, a program and its arguments; without it the button is not there.
+    void setSelfCheck(std::function<QStringList()> selfCheck);
 
 public slots:
     /// Stores the fields in their order; the first bad one is told, gets the focus and ends the storing.
     void btnOK_Click();
     /// Closes without storing.
     void Command1_Click() { reject(); }
-    /// Shows what --check would say of the stored values.
+    /// Shows what that program says of the stored values, as it says it; closing the page ends it.
     void btnTest_Click();
 
 private:
@@ -50,5 +50,5 @@ private:
     QPushButton *btnOK;
     QPushButton *Command1;
     QPushButton *btnTest;
-    std::function<QString()> m_selfCheck;
+    std::function<QStringList()> m_selfCheck;
 };
