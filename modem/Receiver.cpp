@@ -434,12 +434,18 @@ void Receiver::watchOccupancy(bool isWaiting)
         Occupancy &occupancy = it.value();
         if (occupancy.total <= 0)
             continue;
-        const bool isNearlyFullNow = isNearlyFull(occupancy);
-        if (isNearlyFullNow && !occupancy.isTold)
-            emit notice(u"短信猫存储器 %1 将满：已用 %2，共 %3"_s.arg(QString::fromLatin1(it.key()))
-                            .arg(occupancy.used)
-                            .arg(occupancy.total));
-        occupancy.isTold = isNearlyFullNow;
+        const QString store = u"短信猫存储器 "_s + QString::fromLatin1(it.key());
+        const auto tell = [&](const QString &state) {
+            if (std::exchange(occupancy.told, state) != state)
+                emit notice(
+                    u"%1 %2：已用 %3，共 %4"_s.arg(store, state).arg(occupancy.used).arg(occupancy.total));
+        };
+        if (occupancy.used >= occupancy.total)
+            tell(u"已满"_s);
+        else if (isNearlyFull(occupancy) && occupancy.told.isEmpty())
+            tell(u"将满"_s);
+        else if (!isNearlyFull(occupancy) && !std::exchange(occupancy.told, {}).isEmpty())
+            emit notice(store + u" 已有空位"_s);
         // Nothing else is left that could be freed by handling it.
         if (!isWaiting && occupancy.used >= occupancy.total)
             static_cast<void>(m_inbox.releaseOldestIncomplete(time()));

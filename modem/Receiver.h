@@ -60,7 +60,7 @@ private:
     struct Occupancy {
         int used = 0;
         int total = 0;
-        bool isTold = false; ///< the operator knows that it is nearly full
+        QString told; ///< what the operator knows: nearly full, full, or ""
     };
 
     /// The wall clock at the beginning and the steady one since: nobody sets it while messages wait.
