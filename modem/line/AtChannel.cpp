@@ -92,7 +92,7 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
     switch (m_line.write(m_echo + '\r', deadline)) {
     case SerialLine::Wait::Ready:
         answer = collect(expect, deadline);
-        m_isAnswerOwed = m_isAnswerOwed || answer.end == AtAnswer::End::TimedOut;
+        m_owedResults += answer.end == AtAnswer::End::TimedOut ? 1 : 0;
         break;
     case SerialLine::Wait::TimedOut:
         m_step = Step::OutOfStep;
@@ -251,12 +251,14 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
     return false;
 }
 
-/// True of the result of a command that was given up, once: a TPDU may wait for its own for minutes, and says by
-/// "+CMGS:" or by a code of the network that it is its own.
+/// True of the result of a command that was given up: a TPDU may wait for its own for minutes, and says by
+/// "+CMGS:" or "+CMS ERROR:" that it is its own.
 bool AtChannel::isLate(const FinalResult &result, Expect expect)
 {
-    const bool isOwn = !m_answer.lines.isEmpty() || isOfNetwork(result);
-    return expect == Expect::MessageReference && !isOwn && std::exchange(m_isAnswerOwed, false);
+    const bool isOwn = !m_answer.lines.isEmpty() || result.kind == FinalResult::Kind::CmsError;
+    const bool isLate = expect == Expect::MessageReference && !isOwn && m_owedResults > 0;
+    m_owedResults -= isLate ? 1 : 0;
+    return isLate;
 }
 
 /// What the modem was asked before it started anew is hardly answered any more.
@@ -357,7 +359,7 @@ void AtChannel::reset()
     m_unsolicited.clear();
     m_unsolicitedWantsPayload = false;
     m_step = Step::Fresh;
-    m_isAnswerOwed = false;
+    m_owedResults = 0;
     m_lowerCase = false;
     m_sayResultFirst = false;
     forgetEcho();

@@ -140,7 +140,7 @@ private:
     std::optional<bool> m_lateResult;
     bool m_isSearching = false;    ///< for the modem, by commands that know no +CMS ERROR
     bool m_sayResultFirst = false; ///< the modem says OK in front of the line that was asked for
-    bool m_isAnswerOwed = false;   ///< a command was given up, and its result may still come
+    int m_owedResults = 0;         ///< of commands that were given up, and may still come
     bool m_lowerCase = false;      ///< the modem understands commands in lower case only
 
     // The exchange under way.

@@ -104,7 +104,7 @@ QStringList nothingIsGivenUp(const Aftermath &run)
 {
     const auto failed =
         std::ranges::count_if(run.results, [](const QString &row) { return row.endsWith(u"|0"); });
-    const int most = run.truth.refusals + run.truth.lostAnswers + run.truth.kills / 2;
+    const int most = run.truth.refusals + run.truth.lostAnswers + (run.truth.kills + 1) / 2;
     if (failed <= most)
         return {};
     return {u"%1 messages told as failed, of which %2 had a reason"_s.arg(failed).arg(most)};
@@ -134,13 +134,15 @@ QStringList piecesKeepTheirOrder(const Aftermath &run)
     QMap<QString, int> lastPiece; // by number and the message's id
     QMap<QString, QString> ids;
     for (const Truth::Wanted &wanted : run.truth.wanted)
-        ids.insert(wanted.number + wanted.text, wanted.id);
+        ids[wanted.number + wanted.text] += wanted.id + u' '; // short ends may be alike
     const bool wasRefused =
         std::ranges::any_of(run.truth.handedOver, [](const auto &it) { return !it.isAccepted; });
     if (wasRefused || run.truth.lostAnswers > 0)
         return {};
     for (const Truth::HandedOver &message : run.truth.handedOver) {
         const QString id = ids.value(message.number + message.text);
+        if (id.count(u' ') > 1)
+            continue;
         const int piece =
             message.text.startsWith(u'续') ? message.text.mid(1).section(u'：', 0, 0).toInt() : 0;
         int &last = lastPiece[message.number + id];

@@ -188,7 +188,7 @@ private:
     void settle()
     {
         constexpr auto least = 3min;
-        const auto most = m_story.settings.isEmpty() ? 2h : 14h;
+        const auto most = m_story.settings.isEmpty() ? 6h : 14h; // a clock may have been set back by hours
         for (auto passed = least; passed < most; passed += 1min) {
             liveUntil(m_story.length + passed);
             if (isQuiet())

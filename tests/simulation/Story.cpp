@@ -97,7 +97,17 @@ private:
 
     void tellDisturbance()
     {
-        switch (below(4)) {
+        switch (below(5)) {
+        case 2: {
+            // A late answer where the network takes its time over a text.
+            const std::chrono::milliseconds when(below(m_story.length / 1ms));
+            const qint64 modem = server();
+            at(when, u"modem %1 edit 1 %2 late %3"_s.arg(modem)
+                         .arg(oneOf({u"AT+CMGF"_s, u"+CREG"_s}))
+                         .arg(between(15000, 40000)));
+            at(when, u"modem %1 slow 1 %2"_s.arg(modem).arg(between(30000, 100000)));
+            return;
+        }
         case 0:
             now(oneIn(3) ? u"crash %1 %2 %3"_s.arg(server()).arg(between(1, 6)).arg(between(1, 20))
                          : u"kill %1 %2 %3"_s.arg(server()).arg(below(150)).arg(between(1, 40)));
@@ -235,11 +245,11 @@ std::vector<Story> spoiledStories()
                                  {26s, u"sms 3 150 u4 3,1,2"_s},
                                  {27s, u"sms 4 20 u5"_s},
                                  {40s, u"code u1 QXNB"_s},
-                                 {62s, u"waiting 5 0 30 u5"_s},
-                                 {65s, u"modem 1 store-tpdu 0011223344"_s},
-                                 {70s, u"sms 6 20 u3"_s},
-                                 {72s, u"code u2 DYRC"_s},
-                                 {75s, u"mail 7 internal u5"_s},
+                                 {92s, u"waiting 5 0 30 u5"_s},
+                                 {95s, u"modem 1 store-tpdu 0011223344"_s},
+                                 {100s, u"sms 6 20 u3"_s},
+                                 {102s, u"code u2 DYRC"_s},
+                                 {105s, u"mail 7 internal u5"_s},
                                  {120s, u"sms 8 20 u4"_s},
                                  {130s, u"waiting 9 0 60 u6"_s}}};
     struct Moment {
@@ -247,7 +257,7 @@ std::vector<Story> spoiledStories()
         Story::Event around;
     };
     const std::initializer_list<Moment> moments{
-        {50s, {45s, u"stop 1 10"_s}}, {60s, {280s, u"stop 1 5"_s}}, {60s, {61s, u"kill 1 9 10"_s}}};
+        {90s, {85s, u"stop 1 10"_s}}, {90s, {250s, u"stop 1 5"_s}}, {90s, {91s, u"kill 1 9 10"_s}}};
     std::vector<Story> stories;
     const auto tell = [&](const QString &spoiled, const QString &mended = {}, bool isOnlyRunning = false) {
         for (const auto &[when, around] : moments) {

@@ -348,7 +348,10 @@ void World::commandModem(int modem, const QString &command)
     const QString name = command.section(u' ', 0, 0);
     if (name != u"deliver" && name != u"deliver-parts") {
         disturb(5min + std::chrono::milliseconds(command.section(u' ', -1).toInt()));
-        if (name == u"edit" || name == u"unplug" || name == u"late" || name == u"restart" || name == u"hang")
+        // Of the edits those of a text's own answer: "edit 1 > ..."
+        const bool isOfText =
+            name == u"edit" && QStringList{u">"_s, u"+CMGS"_s}.contains(command.section(u' ', 2, 2));
+        if (isOfText || name == u"unplug" || name == u"late" || name == u"restart" || name == u"hang")
             ++m_truth.lostAnswers;
     }
     const auto argument = [&command](int at) { return command.section(u' ', at, at).toInt(); };
