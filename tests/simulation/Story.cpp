@@ -257,7 +257,7 @@ std::vector<Story> spoiledStories()
         Story::Event around;
     };
     const std::initializer_list<Moment> moments{
-        {90s, {85s, u"stop 1 10"_s}}, {90s, {250s, u"stop 1 5"_s}}, {90s, {91s, u"kill 1 9 10"_s}}};
+        {90s, {85s, u"stop 1 10"_s}}, {130s, {180s, u"stop 1 5"_s}}, {90s, {91s, u"kill 1 9 10"_s}}};
     std::vector<Story> stories;
     const auto tell = [&](const QString &spoiled, const QString &mended = {}, bool isOnlyRunning = false) {
         for (const auto &[when, around] : moments) {
