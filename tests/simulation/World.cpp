@@ -259,6 +259,7 @@ void World::perform(const QString &words)
         disturb(grace + std::chrono::seconds(word.last().toInt()));
         if (what == u"kill" || what == u"cut")
             ++m_truth.kills;
+        m_truth.stops += what == u"stop" ? 1 : 0;
         onServers(word);
     }
 }

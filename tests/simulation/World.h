@@ -49,6 +49,7 @@ struct Truth {
     std::vector<Disturbance> disturbances;
     QStringList unseen;  ///< what was not so in time
     int kills = 0;       ///< each may repeat the one message in hand
+    int stops = 0;       ///< by the operator
     int lostAnswers = 0; ///< each may leave one message's fate unknown
     int refusals = 0;    ///< messages that the network was told to refuse for good, or three times
     bool isClockMoved = false;
