@@ -159,7 +159,10 @@ shot "$main" main-running
 click "$main" 541 54
 until_true 10 window 参数设置
 xdotool key Tab Tab Tab Tab Tab space # 测试
-answer_box dialog-test
+until_true 10 window 测试
+shot "$(window 测试)" dialog-test
+xdotool key Escape
+until_true 10 gone 测试
 dialog=$(window 参数设置)
 settle
 click "$dialog" 120 120 3
