@@ -95,7 +95,7 @@ QStringList nothingIsFalselyReported(const Aftermath &run)
         // What one server has in hand at its kill the other may send, and be refused.
         const bool isPriceOfKill = run.story.servers > 1 && run.truth.kills > 0;
         if (it->failed > 0 && !isPriceOfKill &&
-            it->accepted > 2 * run.story.servers * (it->sent + toldInDoubt(run, it.key().first)))
+            it->accepted > qsizetype(2) * run.story.servers * (it->sent + toldInDoubt(run, it.key().first)))
             broken += u"told as failed, and it was sent: "_s + words(it.key());
     }
     return broken;
