@@ -20,31 +20,37 @@ constexpr std::chrono::seconds longestSpoolWait{3600};
 constexpr std::chrono::minutes partsFollowWithin{5};
 constexpr std::chrono::minutes partsFollowAtMost{60};
 
-qint64 highestKey(Connection &connection, const QString &table)
+QStringList textsOf(Recordset &rows)
+{
+    QStringList texts;
+    for (; !rows.atEnd(); rows.moveNext())
+        texts += rows.text("MsgContent"_L1);
+    return texts;
+}
+
+/// Of the replies and alerts, none of which belongs to a scheduled message.
+QStringList queuedFor(Connection &connection, const QString &number)
 {
     Recordset rows(connection);
-    rows.open(u"select max(OAID) as Highest from "_s + table);
-    return rows.value("Highest"_L1).toLongLong();
+    rows.open(u"select MsgContent from SMS_Queues where SOAID=? and ToMB=?"_s, {-1, number});
+    return textsOf(rows);
 }
 
-ReceivedMessage::Before highestKeys(Connection &connection)
+ReceivedMessage::Before stateBefore(Connection &connection, const QString &number)
 {
-    return {highestKey(connection, u"SMS_Queues"_s), highestKey(connection, u"SMS_ResultDetail"_s)};
+    Recordset rows(connection);
+    rows.open(u"select max(OAID) as Highest from SMS_ResultDetail"_s);
+    return {queuedFor(connection, number), rows.value("Highest"_L1).toLongLong()};
 }
 
+/// There is one more of it than before, waiting or archived since.
 bool isQueuedSince(Connection &connection, const ReceivedMessage::Before &before, const QString &number,
                    const QString &text)
 {
-    for (const auto &[table, key] :
-         {std::pair(u"SMS_Queues"_s, before.queue), std::pair(u"SMS_ResultDetail"_s, before.results)}) {
-        Recordset rows(connection);
-        rows.open(u"select MsgContent from %1 where OAID>? and ToMB=?"_s.arg(table), {key, number});
-        for (; !rows.atEnd(); rows.moveNext()) {
-            if (rows.text("MsgContent"_L1) == text)
-                return true;
-        }
-    }
-    return false;
+    Recordset archived(connection);
+    archived.open(u"select MsgContent from SMS_ResultDetail where OAID>? and SOAID=? and ToMB=?"_s,
+                  {before.results, -1, number});
+    return (queuedFor(connection, number) + textsOf(archived)).count(text) > before.queued.count(text);
 }
 
 } // namespace
@@ -156,10 +162,10 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
         return;
     const bool mayBeObeyed = noted && noted->before;
     ReceivedMessage command = message;
-    command.before = mayBeObeyed ? noted->before : highestKeys(connection);
+    const QString number = replyAddress(message.sender);
+    command.before = mayBeObeyed ? noted->before : stateBefore(connection, number);
     if (!mayBeObeyed && !m_obeyed.put(command))
         tellFile(m_obeyed);
-    const QString number = replyAddress(message.sender);
     const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
     int replies = 0;
     handleOrderCommand(connection, orderName, message.sender, message.text, [&](const QString &reply) {

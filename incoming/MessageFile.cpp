@@ -2,6 +2,7 @@
 
 #include "platform/files/Files.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
@@ -16,7 +17,7 @@ QByteArray lineOf(const ReceivedMessage &message)
     QJsonObject object{
         {u"sender"_s, message.sender}, {u"text"_s, message.text}, {u"receiveTime"_s, message.receiveTime}};
     if (message.before) {
-        object.insert(u"queueBefore"_s, message.before->queue);
+        object.insert(u"queuedBefore"_s, QJsonArray::fromStringList(message.before->queued));
         object.insert(u"resultsBefore"_s, message.before->results);
     }
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
@@ -33,8 +34,8 @@ std::optional<ReceivedMessage> messageOf(const QByteArray &line)
                             object.value("receiveTime"_L1).toString()};
     // Stored, perhaps, before a kill kept it from being taken out.
     message.origin.isLeftOver = true;
-    if (object.contains("queueBefore"_L1))
-        message.before = {object.value("queueBefore"_L1).toInteger(),
+    if (object.contains("resultsBefore"_L1))
+        message.before = {object.value("queuedBefore"_L1).toVariant().toStringList(),
                           object.value("resultsBefore"_L1).toInteger()};
     return message;
 }

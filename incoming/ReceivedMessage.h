@@ -3,6 +3,7 @@
 #include "modem/MessageFate.h"
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 /// One message as the modem control delivers it.
@@ -11,10 +12,10 @@ struct ReceivedMessage {
     QString text;
     QString receiveTime; ///< as delivered: shown and stored, never parsed
     MessageOrigin origin = {};
-    /// Of a command that is being obeyed: the highest keys before. A confirmation beyond them proves that it was.
+    /// Of a command that is being obeyed: what was there before. One confirmation more proves that it was.
     struct Before {
-        qint64 queue = 0;   ///< OAID of SMS_Queues
-        qint64 results = 0; ///< OAID of SMS_ResultDetail
+        QStringList queued; ///< texts of the replies and alerts for its sender in SMS_Queues
+        qint64 results = 0; ///< highest OAID of SMS_ResultDetail
     };
     std::optional<Before> before = {};
 
