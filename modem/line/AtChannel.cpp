@@ -31,6 +31,12 @@ bool isOfNetwork(const FinalResult &result)
     return result.kind == FinalResult::Kind::CmsError && result.code < firstOfModem;
 }
 
+/// The store's codes (3GPP TS 27.005, 3.2.5: failure, invalid index, full) answer what reads or empties it.
+bool isOfStore(const FinalResult &result)
+{
+    return result.kind == FinalResult::Kind::CmsError && result.code >= 320 && result.code <= 322;
+}
+
 /// Unsolicited lines that a TPDU line follows in PDU mode (3GPP TS 27.005, 3.4.1).
 bool announcesPayload(const QByteArray &line)
 {
@@ -255,7 +261,8 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
 /// "+CMGS:" or "+CMS ERROR:" that it is its own.
 bool AtChannel::isLate(const FinalResult &result, Expect expect)
 {
-    const bool isOwn = !m_answer.lines.isEmpty() || result.kind == FinalResult::Kind::CmsError;
+    const bool isOwn =
+        !m_answer.lines.isEmpty() || (result.kind == FinalResult::Kind::CmsError && !isOfStore(result));
     const bool isLate = expect == Expect::MessageReference && !isOwn && m_owedResults > 0;
     m_owedResults -= isLate ? 1 : 0;
     return isLate;
