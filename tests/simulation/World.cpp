@@ -339,6 +339,11 @@ void World::receive(const QString &id, int length, const QString &user, const QS
 
 void World::sendCode(const QString &user, const QString &code)
 {
+    // Nobody writes it twice within a second, and what one network sends so is one message.
+    const auto second = std::chrono::floor<std::chrono::seconds>(now());
+    if (m_lastCodes.contains(user + code) && m_lastCodes[user + code] == second)
+        return;
+    m_lastCodes[user + code] = second;
     commandModem(1, u"deliver %1 %2"_s.arg(numberOf(user), code));
     wants(code, numberOf(user).mid(3), confirmationOf(code), now()); // without +86
 }
@@ -362,7 +367,10 @@ void World::commandModem(int modem, const QString &command)
         m_truth.refusals += isForGood ? argument(1) : argument(1) / tries;
     } else if (name == u"refuse-number") {
         m_truth.refusals += argument(2) == 0 ? 0 : 1;
+    } else if (name == u"answer") {
+        ++m_truth.refusedCommands;
     } else if (name == u"bare-ok") {
+        m_truth.bareOks += argument(1);
         m_truth.refusals += argument(1);
     }
     const QString answer = m_modems.at(size_t(modem) - 1).controls->run(command);

@@ -47,11 +47,13 @@ struct Truth {
     std::vector<HandedOver> handedOver;
     std::vector<Arrived> arrived;
     std::vector<Disturbance> disturbances;
-    QStringList unseen;  ///< what was not so in time
-    int kills = 0;       ///< each may repeat the one message in hand
-    int stops = 0;       ///< by the operator
-    int lostAnswers = 0; ///< each may leave one message's fate unknown
-    int refusals = 0;    ///< messages that the network was told to refuse for good, or three times
+    QStringList unseen;      ///< what was not so in time
+    int kills = 0;           ///< each may repeat the one message in hand
+    int stops = 0;           ///< by the operator
+    int lostAnswers = 0;     ///< each may leave one message's fate unknown
+    int refusals = 0;        ///< messages that the network was told to refuse for good, or three times
+    int refusedCommands = 0; ///< AT+CMGS that the modem did not take
+    int bareOks = 0;         ///< of the refusals those without a code
     bool isClockMoved = false;
 };
 
@@ -113,7 +115,8 @@ private:
     };
     QMap<int, Crashes> m_crashes; ///< by server
     QSqlDatabase m_office;
-    QSqlDatabase m_other;                    ///< another program of the office
-    QHash<QByteArray, QByteArray> m_spoiled; ///< what a file held before
+    QSqlDatabase m_other;                            ///< another program of the office
+    QHash<QByteArray, QByteArray> m_spoiled;         ///< what a file held before
+    QMap<QString, std::chrono::seconds> m_lastCodes; ///< when a user sent it
     Truth m_truth;
 };
