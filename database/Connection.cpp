@@ -65,6 +65,8 @@ void Connection::open(const QString &connectionString)
     m_driver = makeDriver(connectionString);
     try {
         m_driver->open();
+        if (!m_lostSession.isEmpty())
+            m_driver->endSession(std::exchange(m_lostSession, {}));
         if (m_lend && !m_driver->dialect().hasNamedLocks())
             m_lentLocks = m_lend();
     } catch (const DatabaseFault &) {
@@ -78,6 +80,8 @@ void Connection::close()
     Q_ASSERT(m_transactionDepth == 0);
     if (m_driver)
         m_driver->closing();
+    if (m_lost)
+        m_lostSession = m_driver->sessionMark();
     m_statements.clear();
     m_failedStatements.clear();
     m_lentLocks.reset();
@@ -87,6 +91,11 @@ void Connection::close()
     m_sinceAnswer.invalidate();
     m_isPatient = true;
     m_hasMetLock = false;
+}
+
+void Connection::ping()
+{
+    remembering([this] { m_driver->ping(); });
 }
 
 void Connection::renewPatience()

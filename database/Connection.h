@@ -35,6 +35,10 @@ public:
     /// As Driver::spareMemory(), for a connection that is open.
     void spareMemory() { m_driver->spareMemory(); }
 
+    /// Keeps the session alive, and its locks with it, while nothing else is asked of the database: one request. Throws
+    /// DatabaseFault (Lost) within seconds when the session has gone.
+    void ping();
+
     /// A pass begins: the first row or table that somebody holds is waited for as long as DatabaseLimits::lock, those
     /// after it hardly. Throws DatabaseFault.
     void renewPatience();
@@ -116,6 +120,7 @@ private:
     void rollbackToSavepoint(const QString &name, const std::optional<DatabaseFault> &earlierFault) noexcept;
 
     QString m_connectionString;
+    QString m_lostSession; // mark of one that the server may take for alive
     std::unique_ptr<Driver> m_driver;
     // Stands after the driver, so that statements go first.
     std::unordered_map<QString, std::unique_ptr<Statement>> m_statements;

@@ -60,6 +60,7 @@ std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const Loc
         throw DatabaseFault(DatabaseFault::Kind::Refused, reason);
     if (SessionLocks *lent = m_connection.m_lentLocks.get())
         return takeLent(*lent, name, reading);
+    m_connection.m_driver->limitSilence();
     const auto statement =
         m_connection.m_driver->dialect().takeNamedLock(digestOf(m_name), digestOf(name), reading);
     m_name = name;

@@ -43,6 +43,13 @@ public:
         return {u"start transaction read write"_s, u"rollback"_s};
     }
 
+    /// A session lock of the mark's name: connection numbers come again when the server is started anew. A session may
+    /// end others of its own account.
+    [[nodiscard]] QString sessionMarking() const override { return u"select get_lock(?, 0)"_s; }
+    [[nodiscard]] QString endOfMarkedSession() const override { return u"kill is_used_lock(?)"_s; }
+    /// The keepalives of its lines are the system's, as a rule of two hours.
+    [[nodiscard]] QString silenceLimit() const override { return u"set session wait_timeout=45"_s; }
+
     [[nodiscard]] TransactionVerbs verbs() const override { return {.begin = u"START TRANSACTION"_s}; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }

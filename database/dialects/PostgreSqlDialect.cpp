@@ -46,6 +46,16 @@ public:
 
     [[nodiscard]] QString sessionNumberQuery() const override { return u"select pg_backend_pid()"_s; }
 
+    [[nodiscard]] QString sessionMarking() const override
+    {
+        return u"select pg_catalog.set_config('application_name', ?, false)"_s;
+    }
+    [[nodiscard]] QString endOfMarkedSession() const override
+    {
+        return u"select pg_catalog.pg_terminate_backend(pid)::text from pg_catalog.pg_stat_activity"
+               " where application_name=? and usename=current_user"_s;
+    }
+
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
     {
         return returningInsert(insert, column);

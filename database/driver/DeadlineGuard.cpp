@@ -1,8 +1,27 @@
 #include "database/driver/DeadlineGuard.h"
 
 #include <algorithm>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+
+namespace
+{
+
+void keepAlive(int socket)
+{
+    struct Option {
+        int level;
+        int name;
+        int value; // seconds, but for the switch and the count
+    };
+    for (const Option &option : {Option{SOL_SOCKET, SO_KEEPALIVE, 1}, Option{IPPROTO_TCP, TCP_KEEPIDLE, 15},
+                                 Option{IPPROTO_TCP, TCP_KEEPINTVL, 5}, Option{IPPROTO_TCP, TCP_KEEPCNT, 3}})
+        ::setsockopt(socket, option.level, option.name, &option.value, sizeof option.value);
+}
+
+} // namespace
 
 DeadlineGuard::~DeadlineGuard()
 {
@@ -19,6 +38,7 @@ void DeadlineGuard::setSockets(std::vector<int> sockets)
 {
     const std::lock_guard lock(m_mutex);
     m_sockets = std::move(sockets);
+    std::ranges::for_each(m_sockets, keepAlive);
 }
 
 bool DeadlineGuard::hasFired() const

@@ -19,7 +19,8 @@ public:
     DeadlineGuard(const DeadlineGuard &) = delete;
     DeadlineGuard &operator=(const DeadlineGuard &) = delete;
 
-    /// The sockets to shut down. The owner keeps them open during a watch.
+    /// The sockets to shut down, on which the system is to notice by itself that the other end has gone while nothing
+    /// is asked. The owner keeps them open during a watch.
     void setSockets(std::vector<int> sockets);
     /// True once the sockets have been shut down.
     [[nodiscard]] bool hasFired() const;

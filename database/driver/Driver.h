@@ -46,6 +46,15 @@ public:
 
     /// True once a time limit has cut the connection.
     [[nodiscard]] virtual bool hasTimedOut() const { return false; }
+    /// Has the server see that its session is alive. Throws DatabaseFault (Lost) within seconds when it is not.
+    virtual void ping() {}
+    /// What the server knows this session by, as endSession() takes it; "" where it knows none.
+    [[nodiscard]] virtual QString sessionMark() const { return {}; }
+    /// Has the server end an earlier session of ours that it may take for alive, and with it its locks.
+    virtual void endSession(const QString & /*mark*/) noexcept {}
+    /// From now on the server ends this session, and its locks, when nothing has come from it for a minute, where it
+    /// would not notice by itself that the machine has gone. Throws DatabaseFault.
+    virtual void limitSilence() {}
 
     [[nodiscard]] virtual std::unique_ptr<Statement> prepare(const QString &sql) = 0;
     /// What the database system needs said its own way.

@@ -2,6 +2,9 @@
 
 #include "database/driver/BoundValue.h"
 
+#include <QUuid>
+#include <utility>
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
@@ -13,6 +16,9 @@ constexpr qint64 packetOverheadOctets = qint64(64) * 1024;
 
 /// For the goodbyes of a connection that is closed.
 constexpr auto closingLimit = 2s;
+
+/// A server that is merely busy answers by then, and nobody looks at a window that stands still for it.
+constexpr auto pingLimit = 3s;
 
 } // namespace
 
@@ -72,6 +78,49 @@ void ServerDriver::open()
     if (const QString query = m_dialect->encodingQuery(); !query.isEmpty())
         m_texts.setEncoding(plainValue(query).toString());
     m_lenient.recognise(*m_dialect);
+    markSession();
+}
+
+void ServerDriver::markSession()
+{
+    if (m_dialect->sessionMarking().isEmpty())
+        return;
+    const QString mark = "sms-server "_L1 + QUuid::createUuid().toString(QUuid::Id128);
+    try {
+        static_cast<void>(answer(m_dialect->sessionMarking(), {mark}));
+        m_mark = mark;
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost)
+            throw;
+    }
+}
+
+void ServerDriver::endSession(const QString &mark) noexcept
+{
+    if (m_dialect->endOfMarkedSession().isEmpty())
+        return;
+    try {
+        static_cast<void>(answer(m_dialect->endOfMarkedSession(), {mark}));
+    } catch (const DatabaseFault &) {
+        // It has gone by itself.
+    }
+}
+
+void ServerDriver::limitSilence()
+{
+    if (!m_dialect->silenceLimit().isEmpty() && !std::exchange(m_isSilenceLimited, true))
+        runPlain(m_dialect->silenceLimit());
+}
+
+void ServerDriver::ping()
+{
+    const DeadlineGuard::Watch limit(m_guard, pingLimit);
+    try {
+        static_cast<void>(plainRows(u"select 1"_s, 1));
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost) // a refusal is an answer, too
+            throw;
+    }
 }
 
 /// A pool between us and the server (pgbouncer's pool_mode=transaction) that gives another session to each transaction

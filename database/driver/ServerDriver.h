@@ -23,6 +23,10 @@ public:
     /// False when the other end has closed the line. What else becomes of it is noticed by the statement that fails.
     [[nodiscard]] bool isUsable() const final { return !m_guard.isClosed(); }
     [[nodiscard]] bool hasTimedOut() const final { return m_guard.hasFired(); }
+    void ping() final;
+    [[nodiscard]] QString sessionMark() const final { return m_mark; }
+    void endSession(const QString &mark) noexcept final;
+    void limitSilence() final;
     [[nodiscard]] std::unique_ptr<Statement> prepare(const QString &sql) final;
     void closing() noexcept override;
     [[nodiscard]] QStringList takeReplacedTables() final { return m_texts.takeReplacedTables(); }
@@ -71,6 +75,7 @@ private:
     class ServerStatement;
 
     void refusePoolOfTransactions();
+    void markSession();
     [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) const;
 
     [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
@@ -78,6 +83,8 @@ private:
 
     std::unique_ptr<SqlDialect> m_dialect;
     DatabaseLimits m_limits;
+    QString m_mark; // on the session
+    bool m_isSilenceLimited = false;
     DeadlineGuard m_guard;
     std::optional<DeadlineGuard::Watch> m_closing;
     NameResolver m_names;

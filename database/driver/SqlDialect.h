@@ -60,6 +60,14 @@ public:
     /// The query for the number of the server's own session; "" where nobody lends sessions by the transaction.
     [[nodiscard]] virtual QString sessionNumberQuery() const { return {}; }
 
+    /// The query that puts a mark, its parameter, on the session, and the statement that ends the session with that
+    /// mark; "" where a session cannot be told from others, or ended without further rights.
+    [[nodiscard]] virtual QString sessionMarking() const { return {}; }
+    [[nodiscard]] virtual QString endOfMarkedSession() const { return {}; }
+    /// The statement that has the server end the session after less than a minute of silence; "" where it notices
+    /// sooner, by the keepalives of the line, that its client has gone.
+    [[nodiscard]] virtual QString silenceLimit() const { return {}; }
+
     [[nodiscard]] virtual TransactionVerbs verbs() const { return {}; }
 
     /// The insert as a statement that answers with the new identity as its one row; the insert itself when

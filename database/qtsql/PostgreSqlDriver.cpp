@@ -4,7 +4,6 @@
 #include "database/qtsql/PostgreSqlInsert.h"
 
 #include <QSqlDriver>
-#include <chrono>
 #include <libpq-fe.h>
 
 using namespace Qt::StringLiterals;
@@ -35,12 +34,8 @@ PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
 void PostgreSqlDriver::configure(QSqlDatabase &database) const
 {
     database.setHostName(target().host);
-    // A cut line is noticed by the system below, also while the other end has merely nothing to say.
-    const auto lineLimit = std::chrono::milliseconds(target().limits.statement).count();
     QString options =
-        u"connect_timeout=%1;application_name=sms-server;tcp_user_timeout=%2;keepalives_idle=30;"
-        "keepalives_interval=5;keepalives_count=3"_s.arg(target().limits.connect.count())
-            .arg(lineLimit);
+        u"connect_timeout=%1;application_name=sms-server"_s.arg(target().limits.connect.count());
     if (m_asksForPlainBackslashes)
         options += ";options=-cstandard_conforming_strings=on"_L1;
     if (!target().sslMode.isEmpty())

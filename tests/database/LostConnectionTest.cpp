@@ -150,8 +150,9 @@ private slots:
         NamedLock lock(connection);
         if (how == u"holding a lock") {
             QVERIFY(lock.tryTake(u"x"_s));
-            QCOMPARE(cut([&] { static_cast<void>(connection.firstValue(u"select 1"_s, {})); }),
-                     DatabaseFault::Kind::Lost);
+            connection.ping();
+            QCOMPARE(cut([&] { connection.ping(); }), DatabaseFault::Kind::Lost);
+            QVERIFY(!connection.isOpen());
             return;
         }
         QCOMPARE(cut([&] { static_cast<void>(connection.firstValue(u"select N from T"_s, {})); }),
@@ -164,6 +165,34 @@ private slots:
                  std::nullopt);
         QCOMPARE(cut([&] { connection.execute(u"delete from T"_s); }), std::nullopt);
         QCOMPARE(office.rows(u"select N from T"_s), QStringList());
+    }
+
+    /// The line is gone for us alone: the server hears neither an end nor a goodbye.
+    void oldSessionGivesItsLocksBackWhenANewOneIsOpened_data() { addRoutes(serverRoutes); }
+    void oldSessionGivesItsLocksBackWhenANewOneIsOpened()
+    {
+        Office office(currentRoute(), SchemaKind::None);
+        Connection &ours = office.session.Conn();
+        ours.close();
+        const OpenSockets before = OpenSockets::now();
+        ours.open(office.connectString());
+        NamedLock lock(ours);
+        QVERIFY(lock.tryTake(u"x"_s));
+        const int line = OpenSockets::now().since(before).front();
+        const int heldOpen = ::dup(line);
+        const int nowhere = ::socket(AF_INET, SOCK_STREAM, 0);
+        const auto end = qScopeGuard([&] {
+            ::close(heldOpen);
+            ::close(nowhere);
+        });
+        QVERIFY(::dup2(nowhere, line) == line);
+        QCOMPARE(kindOf([&] { ours.ping(); }), DatabaseFault::Kind::Lost);
+        Connection others;
+        others.open(office.connectString());
+        NamedLock theirs(others);
+        QVERIFY(!theirs.tryTake(u"x"_s));
+        QVERIFY(office.session.OpenDB());
+        QTRY_VERIFY(theirs.tryTake(u"x"_s));
     }
 
     void closingDoesNotWaitForAStoppedServer_data() { addRoutes(serverRoutes); }
