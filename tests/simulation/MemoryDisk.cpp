@@ -202,7 +202,7 @@ void MemoryDisk::cutPower()
                 make(change, content);
         }
         file.content = file.synced = content;
-        file.sharedLocks = 0;
-        file.reserved = file.pending = file.exclusive = nullptr;
+        file.readers = 0;
+        file.writer = nullptr;
     }
 }

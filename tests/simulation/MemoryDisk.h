@@ -28,10 +28,9 @@ public:
         QList<Change> unsynced; ///< since then
         unsigned mode = 0600;
         /// Of SQLite: who holds what.
-        int sharedLocks = 0;
-        const void *reserved = nullptr;
-        const void *pending = nullptr;
-        const void *exclusive = nullptr;
+        int readers = 0;
+        const void *writer = nullptr;
+        bool isExclusive = false; ///< the writer
     };
     using FilePtr = std::shared_ptr<File>;
 

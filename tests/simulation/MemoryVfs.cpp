@@ -14,19 +14,13 @@ namespace
 
 struct Handle {
     sqlite3_file base{};
-    MemoryDisk::FilePtr *file = nullptr;
-    QByteArray *removedOnClose = nullptr;
+    MemoryDisk::FilePtr file;
     int lock = SQLITE_LOCK_NONE;
 };
 
-MemoryDisk::File &fileOf(sqlite3_file *handle)
+Handle &of(sqlite3_file *handle)
 {
-    return **reinterpret_cast<Handle *>(handle)->file;
-}
-
-const MemoryDisk::FilePtr &pointerOf(sqlite3_file *handle)
-{
-    return *reinterpret_cast<Handle *>(handle)->file;
+    return *reinterpret_cast<Handle *>(handle);
 }
 
 MemoryDisk &disk()
@@ -36,78 +30,56 @@ MemoryDisk &disk()
 
 int resultOf(int error, int otherwise)
 {
-    switch (error) {
-    case 0:
-        return SQLITE_OK;
-    case ENOSPC:
-        return SQLITE_FULL;
-    default:
-        return otherwise;
-    }
+    return error == 0 ? SQLITE_OK : error == ENOSPC ? SQLITE_FULL : otherwise;
 }
 
 /// A dead process holds no locks, so this one works for the dead.
 int unlock(sqlite3_file *handle, int level)
 {
-    auto *self = reinterpret_cast<Handle *>(handle);
-    MemoryDisk::File &file = fileOf(handle);
-    for (const void **holder : {&file.reserved, &file.pending, &file.exclusive}) {
-        if (*holder == self)
-            *holder = nullptr;
-    }
-    if (level == SQLITE_LOCK_NONE && self->lock >= SQLITE_LOCK_SHARED)
-        --file.sharedLocks;
-    self->lock = qMin(self->lock, level);
+    Handle &self = of(handle);
+    MemoryDisk::File &file = *self.file;
+    if (file.writer == &self)
+        file.writer = nullptr;
+    if (level == SQLITE_LOCK_NONE && self.lock != SQLITE_LOCK_NONE)
+        --file.readers;
+    self.lock = qMin(self.lock, level);
     return SQLITE_OK;
 }
 
 int lock(sqlite3_file *handle, int level)
 {
-    auto *self = reinterpret_cast<Handle *>(handle);
-    MemoryDisk::File &file = fileOf(handle);
-    if (self->lock >= level)
+    Handle &self = of(handle);
+    MemoryDisk::File &file = *self.file;
+    if (self.lock >= level)
         return SQLITE_OK;
     if (Kill::isDead())
         return SQLITE_IOERR_LOCK;
-    const auto isOthers = [self](const void *holder) { return holder != nullptr && holder != self; };
-    if (isOthers(file.exclusive) || (isOthers(file.pending) && self->lock == SQLITE_LOCK_NONE))
+    const bool isOthers = file.writer != nullptr && file.writer != &self;
+    if (isOthers && (file.isExclusive || level > SQLITE_LOCK_SHARED))
         return SQLITE_BUSY;
-    if (self->lock == SQLITE_LOCK_NONE) {
-        ++file.sharedLocks;
-        self->lock = SQLITE_LOCK_SHARED;
+    if (level == SQLITE_LOCK_EXCLUSIVE && file.readers > 1)
+        return SQLITE_BUSY;
+    if (self.lock == SQLITE_LOCK_NONE)
+        ++file.readers;
+    if (level > SQLITE_LOCK_SHARED) {
+        file.writer = &self;
+        file.isExclusive = level == SQLITE_LOCK_EXCLUSIVE;
     }
-    if (level >= SQLITE_LOCK_RESERVED) {
-        if (isOthers(file.reserved))
-            return SQLITE_BUSY;
-        file.reserved = self;
-        self->lock = qMax(self->lock, SQLITE_LOCK_RESERVED);
-    }
-    if (level == SQLITE_LOCK_EXCLUSIVE) {
-        file.pending = self;
-        self->lock = qMax(self->lock, SQLITE_LOCK_PENDING);
-        if (file.sharedLocks > 1)
-            return SQLITE_BUSY;
-        file.exclusive = self;
-        self->lock = SQLITE_LOCK_EXCLUSIVE;
-    }
+    self.lock = level;
     return SQLITE_OK;
 }
 
 int close(sqlite3_file *handle)
 {
-    auto *self = reinterpret_cast<Handle *>(handle);
     unlock(handle, SQLITE_LOCK_NONE);
-    if (self->removedOnClose != nullptr)
-        static_cast<void>(disk().remove(*self->removedOnClose));
-    delete self->removedOnClose;
-    delete self->file;
+    std::destroy_at(&of(handle));
     return SQLITE_OK;
 }
 
 int read(sqlite3_file *handle, void *to, int octets, sqlite3_int64 offset)
 {
     QByteArray read;
-    if (disk().read(pointerOf(handle), offset, octets, read) != 0)
+    if (disk().read(of(handle).file, offset, octets, read) != 0)
         return SQLITE_IOERR_READ;
     std::memcpy(to, read.constData(), static_cast<size_t>(read.size()));
     if (read.size() == octets)
@@ -119,31 +91,31 @@ int read(sqlite3_file *handle, void *to, int octets, sqlite3_int64 offset)
 int write(sqlite3_file *handle, const void *from, int octets, sqlite3_int64 offset)
 {
     const QByteArrayView view(static_cast<const char *>(from), octets);
-    return resultOf(disk().write(pointerOf(handle), offset, view), SQLITE_IOERR_WRITE);
+    return resultOf(disk().write(of(handle).file, offset, view), SQLITE_IOERR_WRITE);
 }
 
 int truncate(sqlite3_file *handle, sqlite3_int64 size)
 {
-    return resultOf(disk().truncate(pointerOf(handle), size), SQLITE_IOERR_TRUNCATE);
+    return resultOf(disk().truncate(of(handle).file, size), SQLITE_IOERR_TRUNCATE);
 }
 
 /// As SQLite's own for Unix, it syncs the folder of a new file too.
 int sync(sqlite3_file *handle, int)
 {
-    if (const int error = disk().sync(pointerOf(handle)); error != 0)
+    if (const int error = disk().sync(of(handle).file); error != 0)
         return resultOf(error, SQLITE_IOERR_FSYNC);
     return resultOf(disk().syncFolder(), SQLITE_IOERR_DIR_FSYNC);
 }
 
 int fileSize(sqlite3_file *handle, sqlite3_int64 *size)
 {
-    *size = fileOf(handle).content.size();
+    *size = of(handle).file->content.size();
     return Kill::isDead() ? SQLITE_IOERR_FSTAT : SQLITE_OK;
 }
 
 int checkReservedLock(sqlite3_file *handle, int *isReserved)
 {
-    *isReserved = fileOf(handle).reserved != nullptr;
+    *isReserved = of(handle).file->writer != nullptr;
     return SQLITE_OK;
 }
 
@@ -152,48 +124,36 @@ int fileControl(sqlite3_file *, int, void *)
     return SQLITE_NOTFOUND;
 }
 
-int sectorSize(sqlite3_file *)
-{
-    return MemoryDisk::pageSize;
-}
-
 int characteristics(sqlite3_file *)
 {
     return 0;
 }
 
-const sqlite3_io_methods methods{1,
-                                 close,
-                                 read,
-                                 write,
-                                 truncate,
-                                 sync,
-                                 fileSize,
-                                 lock,
-                                 unlock,
-                                 checkReservedLock,
-                                 fileControl,
-                                 sectorSize,
-                                 characteristics,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr};
+const sqlite3_io_methods methods = [] {
+    sqlite3_io_methods made{};
+    made.iVersion = 1;
+    made.xClose = close;
+    made.xRead = read;
+    made.xWrite = write;
+    made.xTruncate = truncate;
+    made.xSync = sync;
+    made.xFileSize = fileSize;
+    made.xLock = lock;
+    made.xUnlock = unlock;
+    made.xCheckReservedLock = checkReservedLock;
+    made.xFileControl = fileControl;
+    made.xDeviceCharacteristics = characteristics;
+    return made;
+}();
 
 int open(sqlite3_vfs *, sqlite3_filename name, sqlite3_file *handle, int flags, int *outFlags)
 {
-    auto *self = new (handle) Handle;
     MemoryDisk::FilePtr file;
     if (name == nullptr)
         file = std::make_shared<MemoryDisk::File>(); // a temporary one without a name
     else if (disk().open(name, (flags & SQLITE_OPEN_CREATE) != 0, file) != 0)
         return SQLITE_CANTOPEN;
-    self->file = new MemoryDisk::FilePtr(file);
-    if (name != nullptr && (flags & SQLITE_OPEN_DELETEONCLOSE) != 0)
-        self->removedOnClose = new QByteArray(name);
-    self->base.pMethods = &methods;
+    new (handle) Handle{{&methods}, file};
     if (outFlags != nullptr)
         *outFlags = flags;
     return SQLITE_OK;

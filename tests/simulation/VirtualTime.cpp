@@ -145,7 +145,7 @@ int VirtualTime::remainingTime(int id)
     return key == m_keys.cend() ? -1 : static_cast<int>(qMax(0ns, key->first - m_now) / 1ms);
 }
 
-// The process's clocks and waits: these stand before the C library's, for every library that it loads.
+// The process's clocks: these stand before the C library's, for every library that it loads.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): theirs are reserved
 extern "C" {
 
@@ -173,19 +173,6 @@ time_t time(time_t *result)
     if (result != nullptr)
         *result = now.tv_sec;
     return now.tv_sec;
-}
-
-int nanosleep(const timespec *length, timespec *)
-{
-    VirtualTime &now = VirtualTime::instance();
-    now.block(now.now() + std::chrono::seconds(length->tv_sec) + std::chrono::nanoseconds(length->tv_nsec),
-              [] { return false; });
-    return 0;
-}
-
-int clock_nanosleep(clockid_t, int flags, const timespec *length, timespec *)
-{
-    return flags == 0 ? nanosleep(length, nullptr) : EINVAL;
 }
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
