@@ -111,7 +111,7 @@ bool InboundMessageHandler::isRest(const QString &sender, const QString &receive
     return isRest;
 }
 
-void InboundMessageHandler::retrySpooled()
+bool InboundMessageHandler::retrySpooled()
 {
     if (m_spool.isRestored())
         m_console.addLogLine(u"文件 %1 被改动，已重新写入"_s.arg(m_spool.fileName()));
@@ -119,16 +119,20 @@ void InboundMessageHandler::retrySpooled()
     tellFile(m_spool);
     tellFile(m_obeyed);
     if (messages.isEmpty())
-        return;
+        return false;
     if (m_sinceSpoolRetry.isValid() &&
         m_sinceSpoolRetry.elapsed() < std::chrono::milliseconds(m_spoolWait).count())
-        return;
+        return false;
     m_spoolWait = std::clamp(m_spoolWait * 2, firstSpoolWait, longestSpoolWait);
     m_sinceSpoolRetry.start();
+    bool isEmptied = true;
     for (const ReceivedMessage &message : messages) {
         if (deliver(message) == MessageFate::Handled)
             m_spool.remove(message);
+        else
+            isEmptied = false;
     }
+    return isEmptied;
 }
 
 MessageFate InboundMessageHandler::deliver(const ReceivedMessage &message)

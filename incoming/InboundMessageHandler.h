@@ -36,8 +36,9 @@ public:
                               const QStringList &fragments);
 
     /// Tries the spooled messages again, at the first call and then after waits that double up to an hour. To
-    /// be called at each scan interval, inside the guard. Throws DatabaseFault when the database is gone.
-    void retrySpooled();
+    /// be called at each scan interval, inside the guard. True when it has stored the last of them. Throws
+    /// DatabaseFault when the database is gone.
+    bool retrySpooled();
 
     /// What is to become of a message that was read with this status. Throws nothing: a fault is told to the
     /// operator once; a message that the database refuses is Refused, or Handled once it is spooled where the

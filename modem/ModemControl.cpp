@@ -316,7 +316,11 @@ bool ModemControl::isPortOpen() const
 
 ModemStatus ModemControl::status() const
 {
-    return isPortOpen() ? d->link.watch.status() : ModemStatus{};
+    if (!isPortOpen())
+        return {};
+    ModemStatus status = d->link.watch.status();
+    status.memories = d->receiver.memories();
+    return status;
 }
 
 ModemStatus ModemControl::askStatus()

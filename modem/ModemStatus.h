@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <optional>
@@ -13,7 +14,15 @@ struct ModemStatus {
     QString network; ///< the operator's name
     std::optional<int> signalDbm;
     bool isRegistered = false;
-    QStringList troubles = {}; ///< what keeps it from sending or receiving, in Chinese
+    bool isSimReady = true; ///< the SIM card answers and asks for no PIN
+    /// A memory for messages, by its name in 3GPP TS 27.005, 3.2.2.
+    struct Memory {
+        QString name;
+        int used = 0; ///< places that hold anything, drafts included
+        int total = 0;
+    };
+    QList<Memory> memories = {}; ///< those that were read
+    QStringList troubles = {};   ///< what keeps it from sending or receiving, in Chinese
 
     /// 0 to 4, as telephones show it.
     [[nodiscard]] int signalBars() const

@@ -37,6 +37,7 @@ void ModemWatch::noteBroughtUp(const BringUpReport &report)
     if (report.result != ModemResult::Ok)
         return;
     m_status.isRegistered = report.isRegistered;
+    m_status.isSimReady = true;
     m_status.simEnd = QString::fromLatin1(report.iccid.right(shownDigits));
     if (!report.isRegistered) {
         m_trouble = unregistered();
@@ -57,21 +58,21 @@ QByteArray ModemWatch::ask(const QByteArray &name) const
 }
 
 /// What is wrong, the cause before its consequences.
-QString ModemWatch::askTrouble()
+QString ModemWatch::askTrouble(ModemStatus &status)
 {
     const SimState sim = simState(m_channel.exchange("AT+CPIN?", "+CPIN:", m_limits.command));
-    m_status.isRegistered = isRegistered(m_channel, m_limits);
-    m_status.signalDbm = signalStrength(m_channel, m_limits);
+    status.isSimReady = sim.result == ModemResult::Ok;
+    status.isRegistered = isRegistered(m_channel, m_limits);
+    status.signalDbm = signalStrength(m_channel, m_limits);
     const AtAnswer network = m_channel.exchange("AT+COPS?", "+COPS:", m_limits.command);
-    m_status.network =
-        network.lines.isEmpty()
-            ? QString()
-            : QString::fromUtf8(answerFields(network.lines.first().text).value(2).text).left(40);
-    if (sim.result != ModemResult::Ok)
+    status.network = network.lines.isEmpty()
+                         ? QString()
+                         : QString::fromUtf8(answerFields(network.lines.first().text).value(2).text).left(40);
+    if (!status.isSimReady)
         return sim.cause;
-    if (m_status.isRegistered)
+    if (status.isRegistered)
         return {};
-    return m_status.signalDbm ? unregistered() : u"短信猫没有信号，未注册到网络，暂时不能收发短信"_s;
+    return status.signalDbm ? unregistered() : u"短信猫没有信号，未注册到网络，暂时不能收发短信"_s;
 }
 
 QString ModemWatch::look()
@@ -82,9 +83,11 @@ QString ModemWatch::look()
         m_status.model = words.join(u' ').trimmed();
         m_status.imeiEnd = QString::fromLatin1(ask("+CGSN").right(shownDigits));
     }
-    const QString trouble = askTrouble();
+    ModemStatus status = m_status;
+    const QString trouble = askTrouble(status);
     if (!m_channel.isSynchronised()) // nothing was learnt but that it is slow
         return {};
+    m_status = status;
     const QString before = std::exchange(m_trouble, trouble);
     m_status.troubles = trouble.isEmpty() ? QStringList() : QStringList{trouble};
     if (trouble == before)

@@ -29,7 +29,7 @@ public:
 
 private:
     [[nodiscard]] QByteArray ask(const QByteArray &name) const;
-    [[nodiscard]] QString askTrouble();
+    [[nodiscard]] QString askTrouble(ModemStatus &status);
 
     AtChannel &m_channel;
     ModemLimits m_limits;

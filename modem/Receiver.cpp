@@ -427,6 +427,16 @@ void Receiver::finish(const InboxMessage &message)
         watchOccupancy(true);
 }
 
+QList<ModemStatus::Memory> Receiver::memories() const
+{
+    QList<ModemStatus::Memory> memories;
+    for (auto it = m_occupancy.cbegin(); it != m_occupancy.cend(); ++it) {
+        if (it->total > 0)
+            memories.append({QString::fromLatin1(it.key()), it->used, it->total});
+    }
+    return memories;
+}
+
 /// A full store receives nothing and says nothing.
 void Receiver::watchOccupancy(bool isWaiting)
 {

@@ -2,6 +2,7 @@
 
 #include "modem/Inbox.h"
 #include "modem/MessageFate.h"
+#include "modem/ModemStatus.h"
 #include "modem/line/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
@@ -45,6 +46,8 @@ public:
     void setRefusedFirst(std::chrono::seconds wait) { m_inbox.setRefusedFirst(wait); }
     /// Whether parts that lay in the store at the opening are left of a message that an earlier run dealt with.
     void setRestTest(std::function<bool(const InboxMessage &)> isRest) { m_isRest = std::move(isRest); }
+    /// What the modem's memories hold, as far as they were read.
+    [[nodiscard]] QList<ModemStatus::Memory> memories() const;
     void noteRead() { m_wasRead = true; }
     void settle(MessageFate fate) { m_fate = fate; }
 

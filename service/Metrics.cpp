@@ -29,10 +29,6 @@ public:
     {
         m_text += m_name + m_server + "\"," + label + "=\"" + escaped(of) + "\"} " + value + '\n';
     }
-    void samplePass(const char *pass, const QString &by)
-    {
-        m_text += m_name + m_server + "\",pass=\"" + pass + "\",by=\"" + escaped(by.toUtf8()) + "\"} 1\n";
-    }
     void counter(const char *name, const char *help, qint64 value)
     {
         begin(name, "counter", help);
@@ -81,11 +77,8 @@ void tellPasses(Page &page, const ServiceState &state)
             [](const Pass &pass) { return seconds(pass.lastSuccess); });
     perPass("sms_pass_faults_total", "counter", "Faults of the pass or of anything in it.",
             [](const Pass &pass) { return std::optional(pass.faults); });
-    page.begin("sms_pass_held", "gauge", "1 for a pass that is held, and by what.");
-    for (size_t pass = 0; pass < passNames.size(); ++pass) {
-        if (state.passes[pass].isHeld())
-            page.samplePass(passNames[pass], state.passes[pass].cause);
-    }
+    perPass("sms_pass_held", "gauge", "1 while nothing of the pass has succeeded since its last fault.",
+            [](const Pass &pass) { return std::optional(int(pass.isHeld())); });
     perPass("sms_pass_last_duration_seconds", "gauge", "How long the last pass took.", [](const Pass &pass) {
         return pass.lastEnd.isValid() ? std::optional(std::chrono::duration<double>(pass.length).count())
                                       : std::nullopt;
@@ -100,6 +93,17 @@ void tellModem(Page &page, const ServiceState &state)
     page.gauge("sms_modem_registered", "1 while the modem is registered with a network.",
                state.modem->isRegistered);
     page.gauge("sms_modem_signal_dbm", "Strength of the modem's reception.", state.modem->signalDbm);
+    page.gauge("sms_modem_sim_ready", "1 while the SIM card answers and asks for no PIN.",
+               state.modem->isSimReady);
+    using Memory = ModemStatus::Memory;
+    for (const auto &[name, help, value] :
+         {std::tuple("sms_modem_store_messages", "Places of the modem's memory that hold a message.",
+                     &Memory::used),
+          std::tuple("sms_modem_store_places", "Places of the modem's memory.", &Memory::total)}) {
+        page.begin(name, "gauge", help);
+        for (const Memory &memory : state.modem->memories)
+            page.sample("store", memory.name.toUtf8(), QByteArray::number(memory.*value));
+    }
 }
 
 void tellQueue(Page &page, const ServiceState &state, const QDateTime &now)

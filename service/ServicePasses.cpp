@@ -92,7 +92,8 @@ void ServicePasses::noteEnd(ServiceState::Pass pass, const QElapsedTimer &length
 
 void ServicePasses::noteTask(const QString &task, const std::optional<QString> &cause)
 {
-    auto pass = m_pass;
+    // A row that is set aside outside the five passes is a received message.
+    auto pass = task.isEmpty() && !m_pass ? ServiceState::Pass::Receive : m_pass;
     for (int each = 0; each < ServiceState::passCount; ++each) {
         if (task.startsWith(passName(ServiceState::Pass(each))))
             pass = ServiceState::Pass(each);
@@ -125,8 +126,12 @@ ServiceState ServicePasses::state()
         state.isDatabaseUp = connection.isOpen();
     state.queue = askQueue();
     state.rest = m_limits.resting();
+    if (!m_parts.modem.isPortOpen())
+        m_isModemAsked = false;
+    else if (!std::exchange(m_isModemAsked, true))
+        static_cast<void>(m_parts.modem.askStatus()); // from then on it asks itself
     if (m_parts.modem.isPortOpen())
-        state.modem = modemStatus();
+        state.modem = m_parts.modem.status();
     if (!m_parts.folders.isEmpty())
         state.diskFree = leastRoom(m_parts.folders);
     return state;
@@ -154,19 +159,6 @@ std::optional<ServiceState::Queue> ServicePasses::askQueue()
     return queue;
 }
 
-const ModemStatus &ServicePasses::modemStatus()
-{
-    constexpr std::chrono::milliseconds pause = std::chrono::minutes(1);
-    if (!m_parts.modem.isPortOpen()) {
-        m_modemStatus = {};
-        m_sinceStatus.invalidate(); // asked as soon as it is back
-    } else if (!m_sinceStatus.isValid() || m_sinceStatus.elapsed() >= pause.count()) {
-        m_sinceStatus.start();
-        m_modemStatus = m_parts.modem.askStatus();
-    }
-    return m_modemStatus;
-}
-
 void ServicePasses::setSettings(const ServiceSettings &settings)
 {
     m_settings = settings;
@@ -183,7 +175,10 @@ void ServicePasses::begin()
 
 void ServicePasses::send()
 {
-    m_guard.runPass(u"暂存短信处理"_s, [this] { m_inbound.retrySpooled(); });
+    bool isEmptied = false;
+    m_guard.runPass(u"暂存短信处理"_s, [&] { isEmptied = m_inbound.retrySpooled(); });
+    if (isEmptied)
+        noteTask(passName(ServiceState::Pass::Receive), std::nullopt);
     if (!m_sender.isPassing())
         sendOn();
 }

@@ -69,8 +69,6 @@ private:
     /// A task of a pass, or something in it, has ended.
     void noteTask(const QString &task, const std::optional<QString> &cause);
     [[nodiscard]] std::optional<ServiceState::Queue> askQueue();
-    /// Asked of the modem once a minute.
-    [[nodiscard]] const ModemStatus &modemStatus();
 
     const ServerParts m_parts;
     ServiceSettings m_settings;
@@ -90,8 +88,7 @@ private:
     ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
     QMetaObject::Connection m_receiving;
-    ModemStatus m_modemStatus;
-    QElapsedTimer m_sinceStatus;
+    bool m_isModemAsked = false;   // since its port was opened
     QElapsedTimer m_sinceSendPass; // began
     QTimer m_nextTurn;             // of the send pass: at once, or when SendGap is over
 };

@@ -33,8 +33,25 @@ QString modemText(const ServiceState &state)
 {
     if (!state.modem)
         return u"端口没有打开，或没有应答"_s;
-    return (state.modem->isRegistered ? u"已注册到网络"_s : u"未注册到网络"_s) +
-           (state.modem->signalDbm ? u"，信号 %1 dBm"_s.arg(*state.modem->signalDbm) : u"，信号未知"_s);
+    const ModemStatus &modem = *state.modem;
+    QStringList facts{modem.isRegistered ? (u"已注册到网络 "_s + modem.network).trimmed() : u"未注册到网络"_s,
+                      modem.signalDbm
+                          ? u"信号 %1 dBm（%2 格）"_s.arg(*modem.signalDbm).arg(modem.signalBars())
+                          : u"信号未知"_s,
+                      (modem.isSimReady ? u"SIM 卡正常"_s : u"SIM 卡不可用"_s) +
+                          (modem.simEnd.isEmpty() ? QString() : u"，尾号 "_s + modem.simEnd)};
+    for (const ModemStatus::Memory &memory : modem.memories)
+        facts += u"存储器 %1 已用 %2，共 %3"_s.arg(memory.name).arg(memory.used).arg(memory.total);
+    return (facts + modem.troubles).join(u"，"_s);
+}
+
+QString mailboxText(const ServiceState &state)
+{
+    if (state.oldestMailbox.count() > 0)
+        return u"最久的一个已有 %1 没有收取干净"_s.arg(
+            lengthText(std::chrono::duration_cast<std::chrono::seconds>(state.oldestMailbox).count()));
+    const bool isKnown = state.passes[size_t(ServiceState::Pass::Collect)].lastSuccess.isValid();
+    return isKnown ? u"没有未收取干净的"_s : u"不详"_s;
 }
 
 QString queueText(const ServiceState &state, const QDateTime &now)
@@ -88,6 +105,7 @@ QString stateText(const ServiceState &state, const QDateTime &now)
     if (state.rest)
         lines += u"暂停发送：到 %1 为止，达到发送上限（自 %2 起）"_s.arg(timeText(state.rest->until),
                                                                          timeText(state.rest->since));
+    lines += u"外部邮箱："_s + mailboxText(state);
     for (int pass = 0; pass < ServiceState::passCount; ++pass)
         lines += passName(ServiceState::Pass(pass)) + u"："_s + passText(state.passes[size_t(pass)]);
     if (state.diskFree)

@@ -92,7 +92,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(server.logFile()), patience);
         for (const auto &line :
              {u"\nsms_sent_total# 1\n"_s, u"\nsms_failed_total#,cause=\""_s, u"\nsms_queue_waiting# 0\n"_s,
-              u"\nsms_modem_up# 1\n"_s, u"\nsms_modem_signal_dbm# -73\n"_s, u"\nsms_running# 1\n"_s,
+              u"\nsms_modem_up# 1\n"_s, u"\nsms_modem_signal_dbm# -73\n"_s, u"\nsms_modem_sim_ready# 1\n"_s,
+              u"\nsms_modem_store_messages#,store=\"SM\"# 0\n"_s, u"\nsms_running# 1\n"_s,
               u"\nsms_pass_faults_total#,pass=\"send\"# 0\n"_s,
               u"\nsms_pass_last_success_timestamp_seconds#,pass=\"collect\"# "_s})
             QTRY_VERIFY2_WITH_TIMEOUT(read(figures)
