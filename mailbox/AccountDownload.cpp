@@ -218,6 +218,7 @@ AccountDownload::End AccountDownload::download()
     MailboxListing listing(*m_client, m_pass.connection, *m_account.OAID);
     m_sinceProgress.start();
     noteListing(listing);
+    m_pass.wholeMails[*m_account.OAID].intersect(listing.storedIds());
     // A mailbox that is emptied shows unknown ids all the time.
     const bool isUnknown =
         m_account.keepsCopies && listing.stored().isEmpty() && !listing.unstored().isEmpty();
@@ -272,12 +273,14 @@ AccountDownload::Plan AccountDownload::planned(const MailboxListing &listing)
 {
     const CollectorState &known = m_pass.watch.known();
     const milliseconds now = SystemClock().steady();
-    const QList<int> unstored = listing.unstored();
-    const QList<qint64> sizes = unstored.isEmpty() ? QList<qint64>() : m_client->sizes();
+    QList<int> inDoubt = deletable(listing);
+    inDoubt.removeIf([this](int number) { return !isInDoubt(number); });
+    const QList<int> wanted = listing.unstored() + inDoubt;
+    const QList<qint64> sizes = wanted.isEmpty() ? QList<qint64>() : m_client->sizes();
     QList<int> usual;
     QList<int> largeOnes;
     QList<int> broken;
-    for (const int number : unstored) {
+    for (const int number : wanted) {
         const MailKey key = keyOf(number);
         const auto before = known.brokenMails.constFind(key);
         if (known.passedOverMails.contains(key))
@@ -345,46 +348,73 @@ void AccountDownload::takeMessage(MailboxListing &listing, int number, Pop3Clien
     }
     const MailKey key = keyOf(number);
     m_pass.watch.told(CollectorProtocol::MailBegins{key, shownName()});
-    if (store(key, std::get<QByteArray>(std::move(message)))) {
+    const bool isStored = listing.isStored(number);
+    CollectorProtocol::MailEnds end;
+    if (store(key, isStored, std::get<QByteArray>(std::move(message)))) {
         listing.noteStored(number);
+        end.isCollected = !isStored;
         if (m_pass.watch.known().brokenMails.contains(key))
             m_pass.watch.learn(key, BrokenMail());
     }
-    m_pass.watch.told(CollectorProtocol::MailEnds());
+    m_pass.watch.told(end);
 }
 
-/// False, with a note, when this mail cannot be stored but others may be.
-bool AccountDownload::store(const MailKey &key, QByteArray octets)
+/// False, with a note, when this mail cannot be stored, or is and cannot be compared, but others may be.
+bool AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets)
 {
     const bool isLarge = octets.size() >= large;
+    const QString failure = isStored ? u"未能核对"_s : u"未能保存"_s;
     try {
         const bool isPlain = m_pass.watch.known().plainMails.contains(key);
-        storeMail(m_pass.connection,
-                  {m_userName, key.accountKey, key.uid,
-                   isPlain ? MimeMessage::readPlainly(std::move(octets)) : MimeMessage(std::move(octets)),
-                   m_pass.attachHiddenText},
-                  m_pass.kept, m_pass.trace);
+        CollectedMail mail{m_userName, key.accountKey, key.uid,
+                           isPlain ? MimeMessage::readPlainly(std::move(octets))
+                                   : MimeMessage(std::move(octets)),
+                           m_pass.attachHiddenText};
+        if (!isStored)
+            storeMail(m_pass.connection, std::move(mail), m_pass.kept, m_pass.trace);
+        else if (!isStoredWhole(m_pass.connection, std::move(mail), m_pass.trace)) {
+            m_pass.kept.add(key);
+            note(u"邮件 %1 与数据库中保存的不一致，留在服务器上"_s.arg(key.uid));
+        }
+        if (!m_account.keepsCopies && m_pass.watch.known().areServersSeveral)
+            m_pass.wholeMails[key.accountKey].insert(key.uid); // or kept
         return true;
     } catch (const DatabaseFault &fault) {
         // A disk that is too full for this one may have room for others.
-        if (isLarge && fault.kind() == DatabaseFault::Kind::Unavailable && m_pass.connection.isOpen())
-            noteBreak(key);
-        else if (!fault.concernsOneRow())
+        const bool isTooLarge =
+            isLarge && fault.kind() == DatabaseFault::Kind::Unavailable && m_pass.connection.isOpen();
+        if (!isTooLarge && !fault.concernsOneRow())
             throw;
-        note(u"邮件 %1 未能保存：%2"_s.arg(key.uid, fault.message()));
+        if (isTooLarge || isStored)
+            noteBreak(key);
+        note(u"邮件 %1 %2：%3"_s.arg(key.uid, failure, fault.message()));
     } catch (const std::bad_alloc &) {
-        note(u"邮件 %1 未能保存：内存不足"_s.arg(key.uid));
+        note(u"邮件 %1 %2：内存不足"_s.arg(key.uid, failure));
     }
     return false;
 }
 
-void AccountDownload::deleteStored(const MailboxListing &listing)
+/// What is stored, as far as this server knows, and need not stay.
+QList<int> AccountDownload::deletable(const MailboxListing &listing)
 {
     if (m_account.keepsCopies || listing.hasReusedIds() || listing.hasNumbersForIds())
-        return;
-    QList<int> deletable = listing.stored();
-    deletable.removeIf([&](int number) { return m_pass.kept.contains(keyOf(number)); });
-    const QList<int> refused = m_client->DeleteMessages(deletable);
-    for (const int number : refused)
+        return {};
+    QList<int> numbers = listing.stored();
+    numbers.removeIf([&](int number) { return m_pass.kept.contains(keyOf(number)); });
+    return numbers;
+}
+
+/// Another server, which remembers for itself what it could not store, may have stored it.
+bool AccountDownload::isInDoubt(int number)
+{
+    const MailKey key = keyOf(number);
+    return m_pass.watch.known().areServersSeveral && !m_pass.wholeMails[key.accountKey].contains(key.uid);
+}
+
+void AccountDownload::deleteStored(const MailboxListing &listing)
+{
+    QList<int> numbers = deletable(listing);
+    numbers.removeIf([this](int number) { return isInDoubt(number); });
+    for (const int number : m_client->DeleteMessages(numbers))
         note(u"服务器没有删除第%1封邮件"_s.arg(number));
 }

@@ -64,8 +64,10 @@ private:
     void storeNewMessages(MailboxListing &listing, const QList<int> &numbers);
     void retrieve(MailboxListing &listing, const QList<int> &numbers);
     void takeMessage(MailboxListing &listing, int number, Pop3Client::Retrieved message);
-    [[nodiscard]] bool store(const MailKey &key, QByteArray octets);
+    [[nodiscard]] bool store(const MailKey &key, bool isStored, QByteArray octets);
     void noteBreak(const MailKey &key);
+    [[nodiscard]] QList<int> deletable(const MailboxListing &listing);
+    [[nodiscard]] bool isInDoubt(int number);
     void deleteStored(const MailboxListing &listing);
 
     [[nodiscard]] AccountHistory history() const;

@@ -24,6 +24,8 @@ struct CollectionPass {
     QSet<QString> answeringServers = {};
     /// Servers that greeted nobody: not tried again in the same pass.
     QSet<QString> silentServers = {};
+    /// Unique ids of mails that lie on their servers still and are known to be stored whole, by account.
+    QHash<qint64, QSet<QString>> wholeMails = {};
     QHash<QString, int> sessions = {}; ///< under way, by server
     qint64 largeOctets = 0;            ///< of large mails that are being read
     /// Why the database serves nobody any more: all downloads end.

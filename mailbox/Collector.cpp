@@ -137,9 +137,10 @@ void Collector::noteReport(const CollectorProtocol::Report &report)
             m_state.brokenMails.remove(broken->mail);
     } else if (const auto *ended = std::get_if<AccountEnds>(&report))
         noteEnd(*ended);
-    else if (std::holds_alternative<MailEnds>(report)) {
+    else if (const auto *read = std::get_if<MailEnds>(&report)) {
         m_mail.reset();
-        m_console.count(OperatorConsole::Event::Collected);
+        if (read->isCollected)
+            m_console.count(OperatorConsole::Event::Collected);
     } else if (const auto *replaced = std::get_if<CharactersReplaced>(&report))
         m_guard.tellReplacedCharacters(replaced->table);
     else if (const auto *failure = std::get_if<PassFailed>(&report))

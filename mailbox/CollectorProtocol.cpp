@@ -71,7 +71,7 @@ struct Fields {
     static auto of(AccountEnds &report) { return std::tie(report.accountKey, report.mailbox, report.cause); }
     static auto of(MailLearnt &report) { return std::tie(report.mail, report.broken); }
     static auto of(MailBegins &report) { return std::tie(report.mail, report.mailbox); }
-    static auto of(MailEnds &) { return std::tie(); }
+    static auto of(MailEnds &report) { return std::tie(report.isCollected); }
     static auto of(CharactersReplaced &report) { return std::tie(report.table); }
     static auto of(PassEnds &) { return std::tie(); }
     static auto of(PassFailed &report) { return std::tie(report.databaseGone, report.cause); }

@@ -42,6 +42,7 @@ struct MailBegins {
     QString mailbox; ///< for people
 };
 struct MailEnds {
+    bool isCollected = false; ///< stored just now
 };
 /// Characters that this table cannot hold were replaced.
 struct CharactersReplaced {

@@ -5,8 +5,8 @@
 
 #include <QSet>
 
-/// The mails that were stored without a column or an attachment, for the database refused it: the copy on the
-/// server is the only whole one and is never deleted. Kept in a file of the server's own, a line a mail.
+/// The mails that were stored without a column or an attachment, by us, for the database refused it, or by another server:
+/// the copy on the mail server is the only whole one and is never deleted. Kept in a file of the server's own, a line a mail.
 class KeptMails
 {
 public:

@@ -19,6 +19,8 @@ public:
     [[nodiscard]] QList<int> unstored() const;
     /// The numbers of the messages that are stored, ascending.
     [[nodiscard]] QList<int> stored() const;
+    [[nodiscard]] bool isStored(int number) const { return m_stored.contains(m_ids[number - 1]); }
+    [[nodiscard]] const QSet<QString> &storedIds() const { return m_stored; }
     void noteStored(int number) { m_stored.insert(m_ids[number - 1]); }
     /// Several messages carry one id.
     [[nodiscard]] bool hasReusedIds() const { return m_hasReusedIds; }

@@ -1,6 +1,8 @@
 #include "mailbox/StoreMail.h"
 
+#include "database/Recordset.h"
 #include "database/Transaction.h"
+#include "database/driver/BoundValue.h"
 #include "mailbox/RowInsert.h"
 
 using namespace Qt::StringLiterals;
@@ -92,36 +94,96 @@ QList<MimeAttachment> takeAttachments(CollectedMail &mail)
     return list;
 }
 
-} // namespace
+struct Written {
+    QVariant mailNumber;
+    bool isWhole = true; // no column and no attachment was refused
+};
 
-void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace)
+/// Inside a transaction.
+Written write(Connection &connection, CollectedMail mail, const MailTrace &trace)
 {
-    bool isWhole = true;
+    Written written;
     const auto insert = [&](const QString &table, const QString &identityColumn,
                             const QList<ColumnValue> &columns) {
         const InsertedRow row = insertRow(connection, table, identityColumn, columns);
-        isWhole = isWhole && row.leftOut.isEmpty();
+        written.isWhole = written.isWhole && row.leftOut.isEmpty();
         for (const QLatin1String column : row.leftOut)
             trace.note(u"邮件 %1：数据库不接受 %2.%3 的值"_s.arg(mail.uid, table, column));
         return row.identity;
     };
-    Transaction transaction(connection);
-    const QVariant mailNumber = insert(u"VO_Email"_s, u"VOID"_s, mailColumns(mail));
+    written.mailNumber = insert(u"VO_Email"_s, u"VOID"_s, mailColumns(mail));
     QList<MimeAttachment> attachments = takeAttachments(mail);
     while (!attachments.isEmpty()) {
         const QString name = attachments.first().Name();
         // Not kept: when the last one is decoded, nothing holds the message's octets any more.
-        const QList<ColumnValue> columns = attachmentColumns(mailNumber, attachments.takeFirst());
+        const QList<ColumnValue> columns = attachmentColumns(written.mailNumber, attachments.takeFirst());
         try {
             static_cast<void>(insert(u"VO_EmailAttachments"_s, {}, columns));
         } catch (const DatabaseFault &fault) {
             if (!fault.concernsOneRow())
                 throw;
-            isWhole = false;
+            written.isWhole = false;
             trace.note(u"邮件 %1 的附件 %2 未能保存：%3"_s.arg(mail.uid, name, fault.message()));
         }
     }
-    if (!isWhole)
-        kept.add({mail.accountKey, mail.uid});
+    return written;
+}
+
+/// Of what readers change nothing is compared.
+QString comparedColumns(const CollectedMail &mail)
+{
+    QStringList names;
+    for (const ColumnValue &column : mailColumns(mail)) {
+        if (!column.isRequired && column.name != "EmailStatus"_L1 && column.name != "EmailTo"_L1)
+            names += column.name;
+    }
+    return names.join(u", "_s);
+}
+
+bool areAttachmentsEqual(Connection &connection, const QVariant &mailNumber, const QVariant &otherMailNumber)
+{
+    const QString list = u"select OAID from VO_EmailAttachments where EmailID=? order by OAID"_s;
+    const QString one = u"select FileName, FileTitle, FileType, FileContent from VO_EmailAttachments"
+                        " where OAID=?"_s;
+    const std::vector<QVariant> keys = connection.query(list, {mailNumber}).values;
+    const std::vector<QVariant> others = connection.query(list, {otherMailNumber}).values;
+    return std::ranges::equal(keys, others, [&](const QVariant &key, const QVariant &other) {
+        return connection.query(one, {key}).values == connection.query(one, {other}).values;
+    });
+}
+
+} // namespace
+
+void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace)
+{
+    const MailKey key{mail.accountKey, mail.uid};
+    Transaction transaction(connection);
+    if (!write(connection, std::move(mail), trace).isWhole)
+        kept.add(key);
     transaction.commit();
+}
+
+bool isStoredWhole(Connection &connection, CollectedMail mail, const MailTrace &trace)
+{
+    const QStringList tables = connection.tablesWithoutTransactions();
+    if (tables.contains("vo_email"_L1) || tables.contains("vo_emailattachments"_L1))
+        return false;
+    const QString columns = u"select %1 from VO_Email where VOID=?"_s.arg(comparedColumns(mail));
+    const QString uid = std::exchange(mail.uid, u""_s);
+    const QVariant account = mail.accountKey;
+    const Transaction toBeRolledBack(connection);
+    const Written written = write(connection, std::move(mail), trace);
+    if (!written.isWhole)
+        return false;
+    const std::vector<QVariant> row = connection.query(columns, {written.mailNumber}).values;
+    Recordset stored(connection);
+    for (stored.open(u"select VOID, MSGID from VO_Email where EOAID=? and MSGID=?"_s, {account, uid});
+         !stored.atEnd(); stored.moveNext()) {
+        const QVariant number = stored.value("VOID"_L1);
+        if (withoutPadding(stored.text("MSGID"_L1)) == uid &&
+            connection.query(columns, {number}).values == row &&
+            areAttachmentsEqual(connection, number, written.mailNumber))
+            return true;
+    }
+    return false;
 }

@@ -20,3 +20,8 @@ struct CollectedMail {
 /// missing, with a note each; the mail is stored all the same, and kept learns of it before it is committed. Throws
 /// Fault, nothing then stored, when the mail's row is refused, the database is gone or kept cannot be told.
 void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace);
+
+/// Is the mail, which another server may have stored, stored as storeMail() would store it whole? Writes it once more, so
+/// that the database's own changes to values are in both, compares, and takes that back; where it could not, the answer
+/// is no. Throws DatabaseFault.
+[[nodiscard]] bool isStoredWhole(Connection &connection, CollectedMail mail, const MailTrace &trace);

@@ -211,6 +211,40 @@ private slots:
         QVERIFY(KeptMails(m_office->path(u"kept"_s)).contains({7, u"uid-1"_s}));
     }
 
+    void mailThatAnotherServerStored_data()
+    {
+        const Rows<QString, QList<int>, bool> row("change", "deleted", "several");
+        const QList<int> whole{1, 2, 3};
+        const QList<int> others{1, 3};
+        row("is whole", {}, whole, true);
+        row("was read by its user", u"update VO_Email set EmailTo='*user12-1-1-0*', EmailStatus='0'"_s, whole,
+            true);
+        row("lacks a column", u"update VO_Email set EmailSubject=null where MSGID='uid-2'"_s, others, true);
+        row("lacks an attachment", u"delete from VO_EmailAttachments where EmailID=2"_s, others, true);
+        row("has another content", u"update VO_EmailAttachments set FileContent=x'00' where EmailID=2"_s,
+            others, true);
+        row("nobody else stores", u"update VO_Email set EmailSubject=null"_s, whole, false);
+    }
+    void mailThatAnotherServerStored()
+    {
+        QFETCH(QString, change);
+        const ScriptedPop3Server &server = m_office->mailbox({.messages = numberedMails(3)}, 1);
+        m_office->collect(); // the other server's pass
+        m_office->oa(u"update SA_email set IsBaoLiu=0"_s);
+        if (!change.isEmpty())
+            m_office->oa(change);
+        QFETCH(bool, several);
+        m_office->watch.know({.areServersSeveral = several});
+        const QStringList rows = m_office->mails(u"*"_s) + m_office->attachments();
+        m_office->collect();
+        QTEST(server.deleted(), "deleted");
+        QCOMPARE(m_office->mails(u"*"_s) + m_office->attachments(), rows);
+        if (!server.deleted().contains(2)) { // it is known, and not read again
+            m_office->collect();
+            QCOMPARE(server.received().count("RETR 2"), 2);
+        }
+    }
+
     void lockedDatabaseEndsThePass()
     {
         const ScriptedPop3Server &server = m_office->mailbox({.messages = numberedMails(2)});
