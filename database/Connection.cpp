@@ -78,10 +78,11 @@ void Connection::open(const QString &connectionString)
 void Connection::close()
 {
     Q_ASSERT(m_transactionDepth == 0);
-    if (m_driver)
+    if (m_driver) {
         m_driver->closing();
-    if (m_lost)
-        m_lostSession = m_driver->sessionMark();
+        if (m_lost)
+            m_lostSession = m_driver->sessionMark();
+    }
     m_statements.clear();
     m_failedStatements.clear();
     m_lentLocks.reset();
