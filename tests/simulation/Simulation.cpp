@@ -3,7 +3,6 @@
 #include "tests/simulation/Digest.h"
 #include "tests/simulation/Kill.h"
 #include "tests/simulation/MemoryDisk.h"
-#include "tests/simulation/Promises.h"
 #include "tests/simulation/Server.h"
 #include "tests/simulation/VirtualTime.h"
 #include "tests/simulation/World.h"
@@ -27,7 +26,7 @@ VirtualTime &time()
 class Run
 {
 public:
-    Run(const Story &story, std::optional<ExtraKill> extraKill)
+    explicit Run(const Story &story)
         : m_story(begun(story)), m_world(story.servers), m_desks(size_t(story.servers))
     {
         m_world.onServers = [this](const QStringList &words) { command(words); };
@@ -36,46 +35,33 @@ public:
                                [this, words = event.words] { m_world.perform(words); });
         for (int number = 1; number <= story.servers; ++number)
             start(number);
-        if (extraKill) {
-            m_desks.front().isPowerCut = extraKill->isPowerCut;
-            m_extraKills = 1;
-            Kill::after(1, extraKill->crossing);
-        }
+        if (story.endsAt > 0)
+            command({story.isPowerCut ? u"cut"_s : u"kill"_s, u"1"_s, QString::number(story.endsAt), u"5"_s});
     }
 
-    Outcome live()
+    Aftermath live()
     {
         liveUntil(m_story.length);
         settle();
-        Outcome outcome;
-        outcome.crossings = Kill::crossings(1);
-        Aftermath aftermath{.story = m_story,
-                            .truth = truth(),
-                            .results = {},
-                            .queued = {},
-                            .received = {},
-                            .log = {},
-                            .refused = MemoryDisk::instance().refused(),
-                            .isQuiet = isQuiet()};
+        Aftermath run{.story = m_story,
+                      .truth = m_world.truth(),
+                      .refused = MemoryDisk::instance().refused(),
+                      .isQuiet = isQuiet(),
+                      .crossings = Kill::crossings(1)};
+        run.truth.kills += m_story.endsAt > 0 ? 1 : 0;
         for (Desk &desk : m_desks) {
             if (desk.server)
                 stop(desk);
         }
-        aftermath.results =
+        run.results =
             m_world.rows(u"select ToMB, MsgContent, IsSuccess from SMS_ResultDetail order by OAID"_s);
-        aftermath.queued = m_world.rows(u"select ToMB, MsgContent from SMS_Queues order by OAID"_s);
-        aftermath.received = m_world.rows(u"select FromMB, MsgContent from SMS_SIMReceive order by OAID"_s);
-        aftermath.log = m_log;
-        outcome.broken = brokenPromises(aftermath);
-        for (const QStringList *rows : {&aftermath.results, &aftermath.queued, &aftermath.received})
+        run.queued = m_world.rows(u"select ToMB, MsgContent from SMS_Queues order by OAID"_s);
+        run.received = m_world.rows(u"select FromMB, MsgContent from SMS_SIMReceive order by OAID"_s);
+        run.log = m_log;
+        for (const QStringList *rows : {&run.results, &run.queued, &run.received})
             Digest::add("rows", rows->join(u'\n').toUtf8());
-        outcome.digest = Digest::result();
-        outcome.log = m_log;
-        outcome.kills = aftermath.truth.kills;
-        outcome.sent = int(std::ranges::count_if(aftermath.truth.handedOver, &Truth::HandedOver::isAccepted));
-        outcome.refused = int(aftermath.truth.handedOver.size()) - outcome.sent;
-        outcome.doubled = doubled(aftermath);
-        return outcome;
+        run.digest = Digest::result();
+        return run;
     }
 
 private:
@@ -97,15 +83,7 @@ private:
         return story;
     }
 
-    [[nodiscard]] Truth truth() const
-    {
-        Truth truth = m_world.truth();
-        truth.kills += m_extraKills;
-        return truth;
-    }
-
     [[nodiscard]] int numberOf(const Desk &desk) const { return int(&desk - m_desks.data()) + 1; }
-    [[nodiscard]] Desk &deskOf(const QString &number) { return m_desks.at(size_t(number.toInt()) - 1); }
 
     void start(int number)
     {
@@ -122,7 +100,7 @@ private:
     /// kill N CROSSINGS PAUSE, cut N CROSSINGS PAUSE, stop N PAUSE
     void command(const QStringList &words)
     {
-        Desk &desk = deskOf(words.value(1));
+        Desk &desk = m_desks.at(size_t(words[1].toInt()) - 1);
         desk.pause = std::chrono::seconds(words.last().toInt());
         if (!desk.server)
             return;
@@ -201,14 +179,13 @@ private:
     LockTable m_locks;
     std::vector<Desk> m_desks;
     QStringList m_log;
-    int m_extraKills = 0;
 };
 
 } // namespace
 
-Outcome simulate(const Story &story, std::optional<ExtraKill> extraKill)
+Aftermath simulate(const Story &story)
 {
-    return Run(story, extraKill).live();
+    return Run(story).live();
 }
 
 Story shortest(Story story)
@@ -219,7 +196,7 @@ Story shortest(Story story)
             Story without = story;
             const auto first = without.events.begin() + std::ptrdiff_t(end - qMin(end, part));
             without.events.erase(first, without.events.begin() + std::ptrdiff_t(end));
-            if (!simulate(without).broken.isEmpty())
+            if (!brokenPromises(simulate(without)).isEmpty())
                 story = std::move(without);
         }
     }

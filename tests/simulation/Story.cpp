@@ -7,16 +7,20 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+const QStringList &ownFiles()
+{
+    static const QStringList names{u"settings1.ini"_s,
+                                   u"settings1.ini.sends"_s,
+                                   u"settings1.ini.received-spool"_s,
+                                   u"settings1.ini.obeyed-codes"_s,
+                                   u"settings1.ini.in-hand"_s,
+                                   u"settings1.ini.metrics"_s,
+                                   u"settings1.ini.unreadable"_s};
+    return names;
+}
+
 namespace
 {
-
-const QStringList ownFiles{u"settings1.ini"_s,
-                           u"settings1.ini.sends"_s,
-                           u"settings1.ini.received-spool"_s,
-                           u"settings1.ini.obeyed-codes"_s,
-                           u"settings1.ini.in-hand"_s,
-                           u"settings1.ini.metrics"_s,
-                           u"settings1.ini.unreadable"_s};
 
 /// Draws one story. The engine's own numbers only: distributions differ from library to library.
 class Teller
@@ -122,7 +126,7 @@ private:
                              u"broken %1 %2 oa.db"_s.arg(oneOf({5, 13, 30})).arg(between(5, 60)),
                              u"broken %1 %2 %3"_s.arg(oneOf({5, 13, 30}))
                                  .arg(between(5, 60))
-                                 .arg(ownFiles.at(below(ownFiles.size()))),
+                                 .arg(ownFiles().at(below(ownFiles().size()))),
                              u"refusing %1"_s.arg(between(5, 200)),
                              u"clock %1"_s.arg(oneOf<qint64>({-3600, -40, 90, 3700}))}));
             return;
@@ -154,137 +158,9 @@ private:
 
 Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval)
 {
-    Story story{.seed = seed, .interval = interval, .settings = {}, .length = length, .events = {}};
+    Story story{.seed = seed, .interval = interval, .length = length};
     Teller(story).tell();
     return story;
-}
-
-Story quietStory()
-{
-    return {.interval = 10s,
-            .settings = {},
-            .length = 200s,
-            .events = {{5s, u"waiting 1 0 150 u3,u4"_s},
-                       {20s, u"code u1 QXNB"_s},
-                       {40s, u"mail 2 internal u5"_s},
-                       {41s, u"mail 3 external u6"_s},
-                       {50s, u"sms 4 20 u3"_s},
-                       {60s, u"sms 5 150 u4 3,1,2"_s},
-                       {70s, u"waiting 6 30 60 u5"_s},
-                       {71s, u"waiting 7 60 60 u6"_s},
-                       {90s, u"withdraw 7"_s},
-                       {110s, u"modem 1 refuse 1 21"_s},
-                       {111s, u"waiting 8 0 10 u4"_s}}};
-}
-
-Story crashStory(int messages, int kills, std::chrono::seconds pause)
-{
-    Story story{.interval = 10s, .settings = {}, .length = 10min, .events = {}};
-    story.events.push_back({1s, u"modem 1 latency 4000"_s});
-    story.events.push_back({1s, u"crash 1 %1 %2"_s.arg(kills).arg(pause.count())});
-    for (int id = 1; id <= messages; ++id)
-        story.events.push_back({2s, u"waiting %1 0 20 u%2"_s.arg(id).arg(id % 6 + 1)});
-    return story;
-}
-
-std::vector<NamedStory> fairnessStories()
-{
-    const QString sent =
-        u"sees select count(*)=%1 from (select ToMB, MsgContent from SMS_ResultDetail where "
-        "IsSuccess='1' union all select ToMB, MsgContent from SMS_Queues where MsgStatus=8) "_s;
-    const Story::Event slow{1s, u"modem 1 latency 3000"_s};
-    std::vector<NamedStory> stories{
-        {u"a broadcast of 1,000"_s,
-         {.interval = 10s,
-          .settings = {},
-          .length = 10min,
-          .events = {slow,
-                     {1s, u"queue 1 0 1000"_s},
-                     {100s, u"sms 2 20 u3"_s},
-                     {104s, u"sees select count(*)=1 from SMS_SIMReceive"_s},
-                     {150s, u"code u1 QXNB"_s},
-                     {219s, sent.arg(1) + u"where MsgContent like '%取消了内部邮件%'"_s},
-                     {250s, u"mail 3 internal u5"_s},
-                     {329s, sent.arg(1) + u"where MsgContent like '%#3'"_s},
-                     {400s, u"waiting 4 0 20 u4"_s},
-                     {414s, u"sees select count(*)=0 from SMS_WaitToSend"_s}}}}};
-    for (const int refused : {1, 5, 50}) {
-        Story story{.interval = 10s, .settings = {}, .length = 20min, .events = {slow}};
-        for (int number = 0; number < refused; ++number) {
-            story.events.push_back({1s, u"modem 1 refuse-number 1390000%1 500"_s.arg(1000 + number)});
-            story.events.push_back({10min, u"modem 1 refuse-number 1390000%1 0"_s.arg(1000 + number)});
-        }
-        story.events.push_back({2s, u"queue 1 0 %1"_s.arg(refused)});
-        story.events.push_back({3s, u"queue 2 500 10"_s});
-        // A tick, each of them at 3.5 s, and ten seconds.
-        story.events.push_back(
-            {13s + (refused + 10) * 3500ms + 10s, sent.arg(10) + u"where MsgContent like '#2%'"_s});
-        if (refused > 1) // one is the number's own fault
-            story.events.push_back({19min, sent.arg(refused + 10)});
-        stories.push_back({u"%1 refused numbers"_s.arg(refused), story});
-    }
-    Story outage{.interval = 10s, .settings = {}, .length = 10min, .events = {}};
-    for (int number = 0; number < 30; ++number) {
-        outage.events.push_back({1s, u"modem 1 refuse-number 1390000%1 500"_s.arg(1000 + number)});
-        outage.events.push_back({2min, u"modem 1 refuse-number 1390000%1 0"_s.arg(1000 + number)});
-    }
-    outage.events.push_back({2s, u"queue 1 0 30"_s});
-    outage.events.push_back({9min, sent.arg(30)});
-    stories.push_back({u"an outage of two minutes"_s, outage});
-    return stories;
-}
-
-std::vector<Story> spoiledStories()
-{
-    const Story whole{.settings = {u"SendPerHour=6"_s},
-                      .length = 300s,
-                      .events = {{1s, u"modem 1 storage-size 6"_s},
-                                 {5s, u"waiting 1 0 30 u3,u4"_s},
-                                 {20s, u"refusing 200"_s},
-                                 {25s, u"sms 2 20 u3"_s},
-                                 {26s, u"sms 3 150 u4 3,1,2"_s},
-                                 {27s, u"sms 4 20 u5"_s},
-                                 {40s, u"code u1 QXNB"_s},
-                                 {92s, u"waiting 5 0 30 u5"_s},
-                                 {95s, u"modem 1 store-tpdu 0011223344"_s},
-                                 {100s, u"sms 6 20 u3"_s},
-                                 {102s, u"code u2 DYRC"_s},
-                                 {105s, u"mail 7 internal u5"_s},
-                                 {120s, u"sms 8 20 u4"_s},
-                                 {130s, u"waiting 9 0 60 u6"_s}}};
-    struct Moment {
-        std::chrono::milliseconds spoiled;
-        Story::Event around;
-    };
-    const std::initializer_list<Moment> moments{
-        {90s, {85s, u"stop 1 10"_s}}, {130s, {180s, u"stop 1 5"_s}}, {90s, {91s, u"kill 1 9 10"_s}}};
-    std::vector<Story> stories;
-    const auto tell = [&](const QString &spoiled, const QString &mended = {}, bool isOnlyRunning = false) {
-        for (const auto &[when, around] : moments) {
-            if (isOnlyRunning && !around.words.endsWith(u"stop 1 5"))
-                continue;
-            Story story = whole;
-            story.events.insert(story.events.end(), {{when, spoiled}, around});
-            if (!mended.isEmpty())
-                story.events.insert(story.events.end(), {{when + 60s, mended}, {when + 61s, u"stop 1 5"_s}});
-            std::ranges::stable_sort(story.events, {}, &Story::Event::at);
-            stories.push_back(std::move(story));
-        }
-    };
-    for (int pages = 0; pages < 4; ++pages)
-        tell(u"full %1 60"_s.arg(pages));
-    for (const auto &file : ownFiles) {
-        for (const int error : {EIO, EROFS, EACCES})
-            tell(u"broken %1 60 %2"_s.arg(error).arg(file));
-        // A start cannot know of what a hand took out of these before, but for the ledger's last line.
-        const bool isSettings = file == ownFiles.first();
-        const bool isOnlyCopy = file.endsWith(u"spool"_s);
-        tell(u"emptied "_s + file, isSettings ? u"mended "_s + file : QString(), isOnlyCopy);
-        const int most = isSettings ? 0 : file.endsWith(u"sends"_s) ? 18 : 100;
-        for (int octets = 7; octets < most; octets += 7)
-            tell(u"torn %1 %2"_s.arg(file).arg(octets), {}, isOnlyCopy);
-    }
-    return stories;
 }
 
 QString Story::text() const
@@ -292,6 +168,8 @@ QString Story::text() const
     QString text = u"%1 servers, every %2 s"_s.arg(servers).arg(interval.count());
     for (const QString &setting : settings)
         text += u", "_s + setting;
+    if (endsAt > 0)
+        text += u", %1 at crossing %2"_s.arg(isPowerCut ? u"power cut"_s : u"killed"_s).arg(endsAt);
     for (const Event &event : events) {
         const auto seconds = event.at / 1s;
         text += u"\n  %1 %2:%3:%4.%5  %6"_s.arg(seconds / 86400)

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 #include <chrono>
+#include <limits>
 #include <vector>
 
 /// Days of an office, as one seed tells them: what its people do, and all that goes wrong in life. In words, so that a
@@ -37,25 +38,21 @@ struct Story {
     quint64 seed = 0;
     int servers = 1;
     std::chrono::seconds interval{10};
-    QStringList settings; ///< NAME=VALUE
+    QStringList settings{}; ///< NAME=VALUE
     std::chrono::seconds length{0};
-    std::vector<Event> events;
+    std::vector<Event> events{};
+
+    /// Of the first server, so many crossings of a seam after its start; 0 for none.
+    quint64 endsAt = 0;
+    bool isPowerCut = false; ///< which ends it
+    // What may come of the story at most.
+    int mostRefused = std::numeric_limits<int>::max(); ///< tries
+    int mostDoubled = std::numeric_limits<int>::max(); ///< messages
 
     /// One line an event, with its time.
     [[nodiscard]] QString text() const;
 };
 
 [[nodiscard]] Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval);
-/// The story that is killed at every crossing: some minutes in which everything happens once.
-[[nodiscard]] Story quietStory();
-/// So many messages and so many kills in the middle of a hand-over, with as long a pause after each.
-[[nodiscard]] Story crashStory(int messages, int kills, std::chrono::seconds pause);
-/// Somebody else's fault or work, and who must not wait for it longer than the lines with "sees" say.
-struct NamedStory {
-    QString name;
-    Story story;
-};
-[[nodiscard]] std::vector<NamedStory> fairnessStories();
-/// Each file of the server's own and each way in which a disk or a hand spoils it, at the start, while the server
-/// runs and around a kill.
-[[nodiscard]] std::vector<Story> spoiledStories();
+/// What the first server keeps beside the database.
+[[nodiscard]] const QStringList &ownFiles();

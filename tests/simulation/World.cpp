@@ -142,33 +142,32 @@ void World::addModem(int server)
     simulator::addControls(*desk.controls, modem);
     modem.submits().setListener([this, server](const simulator::SubmitRecord &record) {
         m_truth.handedOver.push_back({server, now(), record.tpdu.number, record.tpdu.text, !record.refused});
-        if (Crashes &crashes = m_crashes[server]; crashes.left > 0) {
+        const QString name = QString::number(server);
+        if (Crashes &crashes = m_crashes[name]; crashes.left > 0) {
             --crashes.left;
-            perform(u"kill %1 0 %2"_s.arg(server).arg(crashes.pause));
+            endServer({u"kill"_s, name, u"0"_s, crashes.pause});
         }
     });
     m_modems.push_back(std::move(desk));
-    for (const QString &command : {u"storage-size 20"_s, u"latency 1500"_s, u"baud 115200"_s})
-        static_cast<void>(m_modems.back().controls->run(command));
+    for (const QString &control : {u"storage-size 20"_s, u"latency 1500"_s, u"baud 115200"_s})
+        run(server, control);
     modem.line().plug();
 }
 
-Truth::Time World::now() const
+void World::run(int modem, const QString &control) const
 {
-    return std::chrono::duration_cast<Truth::Time>(VirtualTime::instance().now());
+    const QString answer = m_modems.at(size_t(modem) - 1).controls->run(control);
+    if (!answer.startsWith(u"ok"))
+        qFatal("modem: %s: %s", qUtf8Printable(control), qUtf8Printable(answer));
 }
 
-bool World::oa(const QString &sql, const QVariantList &values, int *changed) const
+bool World::oa(const QString &sql, const QVariantList &values) const
 {
     QSqlQuery query(m_office);
     query.prepare(sql);
     for (const QVariant &value : values)
         query.addBindValue(value);
-    if (!query.exec())
-        return false;
-    if (changed != nullptr)
-        *changed = query.numRowsAffected();
-    return true;
+    return query.exec() && query.numRowsAffected() != 0;
 }
 
 QStringList World::rows(const QString &query) const
@@ -194,74 +193,9 @@ bool World::isQuiet() const
     });
 }
 
-void World::disturb(std::chrono::milliseconds length)
+Truth::Time World::now() const
 {
-    m_truth.disturbances.push_back({now(), now() + length});
-}
-
-void World::perform(const QString &words)
-{
-    const QStringList word = words.split(u' ');
-    const QString &what = word.first();
-    const auto text = [&](int at) { return word.value(at); };
-    const auto number = [&](int at) { return word.value(at).toInt(); };
-    if (what == u"waiting")
-        schedule(text(1), number(2), number(3), text(4).split(u','));
-    else if (what == u"queue")
-        queue(text(1), number(2), number(3));
-    else if (what == u"sees") {
-        if (rows(words.section(u' ', 1)) != QStringList(u"1"_s))
-            m_truth.unseen += words;
-    } else if (what == u"withdraw")
-        withdraw(text(1));
-    else if (what == u"postpone")
-        postpone(text(1), number(2));
-    else if (what == u"mail")
-        mail(text(1), text(2) == u"external", text(3));
-    else if (what == u"sms")
-        receive(text(1), number(2), text(3), text(4));
-    else if (what == u"code")
-        sendCode(text(1), text(2));
-    else if (what == u"modem")
-        commandModem(number(1), words.section(u' ', 2));
-    else if (what == u"held")
-        holdDatabase(number(1));
-    else if (what == u"full" || what == u"broken") {
-        disturb(std::chrono::seconds(number(2)));
-        if (what == u"full")
-            MemoryDisk::instance().setFreePages(number(1));
-        else
-            MemoryDisk::instance().fail(number(1), text(3).toUtf8());
-        QTimer::singleShot(std::chrono::seconds(number(2)), Qt::PreciseTimer, this, [what] {
-            if (what == u"full")
-                MemoryDisk::instance().setFreePages({});
-            else
-                MemoryDisk::instance().fail(0);
-        });
-    } else if (what == u"emptied" || what == u"torn" || what == u"mended") {
-        spoil(what, text(1).toUtf8(), number(2));
-    } else if (what == u"refusing") {
-        refuseReceived(number(1));
-    } else if (what == u"away") {
-        ++m_truth.kills; // its session, with a message in hand
-        disturb(std::chrono::seconds(number(2)) + 60s);
-        MemoryDisk::instance().cutOff(number(1), databaseFile().toUtf8());
-        QTimer::singleShot(std::chrono::seconds(number(2)), Qt::PreciseTimer, this,
-                           [] { MemoryDisk::instance().cutOff(0); });
-    } else if (what == u"clock") {
-        m_truth.isClockMoved = true;
-        disturb(24h);
-        VirtualTime::instance().moveWallClock(std::chrono::seconds(number(1)));
-    } else if (what == u"crash") {
-        m_crashes[number(1)] = {number(2), number(3)};
-    } else {
-        constexpr auto grace = 60s;
-        disturb(grace + std::chrono::seconds(word.last().toInt()));
-        if (what == u"kill" || what == u"cut")
-            ++m_truth.kills;
-        m_truth.stops += what == u"stop" ? 1 : 0;
-        onServers(word);
-    }
+    return std::chrono::duration_cast<Truth::Time>(VirtualTime::instance().now());
 }
 
 void World::wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
@@ -270,149 +204,245 @@ void World::wants(const QString &id, const QString &number, const QString &text,
     m_truth.wanted.push_back({id, number, text, since, isSure});
 }
 
-void World::schedule(const QString &id, int delay, int length, const QStringList &users)
+void World::disturb(std::chrono::milliseconds length)
 {
-    const QString content = textOf(id, length);
+    m_truth.disturbances.push_back({now(), now() + length});
+}
+
+/// Something is out of order until it is mended.
+void World::disturb(const QString &seconds, std::function<void()> mend, std::chrono::seconds grace)
+{
+    const std::chrono::seconds length(seconds.toInt());
+    disturb(length + grace);
+    QTimer::singleShot(length, Qt::PreciseTimer, this, std::move(mend));
+}
+
+void World::perform(const QString &line)
+{
+    using Deed = void (World::*)(const QStringList &words);
+    static const QHash<QString, Deed> deeds{
+        {u"waiting"_s, &World::schedule},  {u"queue"_s, &World::queue},
+        {u"withdraw"_s, &World::withdraw}, {u"postpone"_s, &World::postpone},
+        {u"mail"_s, &World::mail},         {u"sms"_s, &World::receive},
+        {u"code"_s, &World::sendCode},     {u"modem"_s, &World::commandModem},
+        {u"held"_s, &World::holdDatabase}, {u"refusing"_s, &World::refuseReceived},
+        {u"full"_s, &World::fill},         {u"broken"_s, &World::breakDisk},
+        {u"emptied"_s, &World::spoil},     {u"torn"_s, &World::spoil},
+        {u"mended"_s, &World::spoil},      {u"away"_s, &World::sendAway},
+        {u"clock"_s, &World::moveClock},   {u"crash"_s, &World::crash},
+        {u"kill"_s, &World::endServer},    {u"cut"_s, &World::endServer},
+        {u"stop"_s, &World::endServer},    {u"sees"_s, &World::see}};
+    const QStringList words = line.split(u' ');
+    const Deed deed = deeds.value(words.first());
+    if (deed == nullptr)
+        qFatal("nobody knows how to %s", qUtf8Printable(line));
+    (this->*deed)(words);
+}
+
+/// waiting ID DELAY LENGTH USERS
+void World::schedule(const QStringList &words)
+{
+    const QString &id = words[1];
+    const std::chrono::seconds delay(words[2].toInt());
+    const QString content = textOf(id, words[3].toInt());
+    const QStringList users = words[4].split(u',');
     if (!oa(u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, MsgType, "
             "MsgContent) values (?, 'u1', ?, '', ?, '0', ?)"_s,
-            {localText(std::chrono::seconds(delay)), users.join(u';'), localText(0s), content}))
+            {localText(delay), users.join(u';'), localText(0s), content}))
         return;
     for (const QString &user : users) {
-        const QStringList pieces = piecesOf(content);
-        for (const QString &piece : pieces)
-            wants(id, numberOf(user), piece, now() + std::chrono::seconds(qMax(0, delay)));
+        for (const QString &piece : piecesOf(content))
+            wants(id, numberOf(user), piece, now() + qMax(0s, delay));
     }
 }
 
-void World::queue(const QString &id, int first, int count)
+/// queue ID FIRST COUNT
+void World::queue(const QStringList &words)
 {
-    for (int number = first; number < first + count; ++number) {
+    const int first = words[2].toInt();
+    const QString content = u"#%1 broadcast"_s.arg(words[1]);
+    for (int number = first; number < first + words[3].toInt(); ++number) {
         const QString to = u"1390000%1"_s.arg(1000 + number);
-        const QString content = u"#%1 broadcast"_s.arg(id);
         if (oa(u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (7, ?, ?, '0')"_s,
                {to, content}))
-            wants(id, to, content, now());
+            wants(words[1], to, content, now());
     }
 }
 
-void World::withdraw(const QString &id)
+void World::withdraw(const QStringList &words)
 {
-    int changed = 0;
-    if (oa(u"delete from SMS_WaitToSend where MsgContent like ?"_s, {u"#%1 %"_s.arg(id)}, &changed) &&
-        changed > 0)
-        std::erase_if(m_truth.wanted, [&](const Truth::Wanted &wanted) { return wanted.id == id; });
+    if (oa(u"delete from SMS_WaitToSend where MsgContent like ?"_s, {u"#%1 %"_s.arg(words[1])}))
+        std::erase_if(m_truth.wanted, [&](const Truth::Wanted &wanted) { return wanted.id == words[1]; });
 }
 
-void World::postpone(const QString &id, int delay)
+/// postpone ID DELAY
+void World::postpone(const QStringList &words)
 {
-    int changed = 0;
+    const std::chrono::seconds delay(words[2].toInt());
     if (!oa(u"update SMS_WaitToSend set ToSendDT=? where MsgContent like ?"_s,
-            {localText(std::chrono::seconds(delay)), u"#%1 %"_s.arg(id)}, &changed) ||
-        changed == 0)
+            {localText(delay), u"#%1 %"_s.arg(words[1])}))
         return;
     for (Truth::Wanted &wanted : m_truth.wanted) {
-        if (wanted.id == id)
-            wanted.since = now() + std::chrono::seconds(delay);
+        if (wanted.id == words[1])
+            wanted.since = now() + delay;
     }
 }
 
-void World::mail(const QString &id, bool isExternal, const QString &user)
+/// mail ID internal|external USER
+void World::mail(const QStringList &words)
 {
+    const bool isExternal = words[2] == u"external";
+    const QString &user = words[3];
+    const QString subject = u"#"_s + words[1];
     if (!oa(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject) "
             "values (?, '1', ?, ?, ?)"_s,
             {isExternal ? u"2"_s : u"1"_s, u"*%1-0-0-0*"_s.arg(user), isExternal ? u"a@b.example"_s : u"u4"_s,
-             u"#"_s + id}))
+             subject}))
         return;
-    const QString alert = isExternal
-                              ? u"【办公信息】您收到一封外部新邮件，发件人：a@b.example 邮件标题：#%1"_s
-                              : u"【办公信息】您收到一封内部新邮件，发件人：同事4 邮件标题：#%1"_s;
-    wants(id, numberOf(user), alert.arg(id), now(), isExternal || !isFickle(user));
+    const QString alert = isExternal ? u"【办公信息】您收到一封外部新邮件，发件人：a@b.example 邮件标题："_s
+                                     : u"【办公信息】您收到一封内部新邮件，发件人：同事4 邮件标题："_s;
+    wants(words[1], numberOf(user), alert + subject, now(), isExternal || !isFickle(user));
 }
 
-void World::receive(const QString &id, int length, const QString &user, const QString &order)
+/// sms ID LENGTH USER [ORDER]
+void World::receive(const QStringList &words)
 {
-    const QString text = textOf(id, length);
-    commandModem(1, order.isEmpty() ? u"deliver %1 %2"_s.arg(numberOf(user), text)
-                                    : u"deliver-parts %1 %2 %3"_s.arg(numberOf(user), order, text));
-    m_truth.arrived.push_back({numberOf(user), text, now()});
+    const QString number = numberOf(words[3]);
+    const QString text = textOf(words[1], words[2].toInt());
+    run(1, words.size() > 4 ? u"deliver-parts %1 %2 %3"_s.arg(number, words[4], text)
+                            : u"deliver %1 %2"_s.arg(number, text));
+    m_truth.arrived.push_back({number, text});
 }
 
-void World::sendCode(const QString &user, const QString &code)
+/// code USER CODE
+void World::sendCode(const QStringList &words)
 {
     // Nobody writes it twice within a second, and what one network sends so is one message.
     const auto second = std::chrono::floor<std::chrono::seconds>(now());
-    if (m_lastCodes.contains(user + code) && m_lastCodes[user + code] == second)
+    const auto last = m_lastCodes.constFind(words.join(u' '));
+    if (last != m_lastCodes.cend() && *last == second)
         return;
-    m_lastCodes[user + code] = second;
-    commandModem(1, u"deliver %1 %2"_s.arg(numberOf(user), code));
-    wants(code, numberOf(user).mid(3), confirmationOf(code), now()); // without +86
+    m_lastCodes.insert(words.join(u' '), second);
+    const QString number = numberOf(words[1]);
+    run(1, u"deliver %1 %2"_s.arg(number, words[2]));
+    wants(words[2], number.mid(3), confirmationOf(words[2]), now()); // without +86
 }
 
-/// A command of the modem's control channel. Those that disturb say for how long at their end, in milliseconds.
-void World::commandModem(int modem, const QString &command)
+/// modem N COMMAND: a command of the modem's control channel, which says for how long it disturbs at its end, in
+/// milliseconds.
+void World::commandModem(const QStringList &words)
 {
-    const QString name = command.section(u' ', 0, 0);
-    if (name != u"deliver" && name != u"deliver-parts") {
-        disturb(5min + std::chrono::milliseconds(command.section(u' ', -1).toInt()));
-        // Of the edits those of a text's own answer: "edit 1 > ..."
-        const bool isOfText =
-            name == u"edit" && QStringList{u">"_s, u"+CMGS"_s}.contains(command.section(u' ', 2, 2));
-        if (isOfText || name == u"unplug" || name == u"late" || name == u"restart" || name == u"hang")
-            ++m_truth.lostAnswers;
-    }
-    const auto argument = [&command](int at) { return command.section(u' ', at, at).toInt(); };
+    const QStringList command = words.sliced(2);
+    const QString &name = command.first();
+    const int count = command.value(1).toInt();
+    disturb(5min + std::chrono::milliseconds(command.last().toInt()));
+    // Of the edits those of a text's own answer: "edit 1 > ..."
+    const bool isOfText = name == u"edit" && QStringList{u">"_s, u"+CMGS"_s}.contains(command.value(2));
+    if (isOfText || QStringList{u"unplug"_s, u"late"_s, u"restart"_s, u"hang"_s}.contains(name))
+        ++m_truth.lostAnswers;
     if (name == u"refuse") {
         constexpr int tries = 3;
-        const bool isForGood = argument(2) == 1 || argument(2) == 21;
-        m_truth.refusals += isForGood ? argument(1) : argument(1) / tries;
+        const bool isForGood = QStringList{u"1"_s, u"21"_s}.contains(command.value(2));
+        m_truth.refusals += isForGood ? count : count / tries;
     } else if (name == u"refuse-number") {
-        m_truth.refusals += argument(2) == 0 ? 0 : 1;
+        m_truth.refusals += command.value(2) == u"0" ? 0 : 1;
     } else if (name == u"answer") {
         ++m_truth.refusedCommands;
     } else if (name == u"bare-ok") {
-        m_truth.bareOks += argument(1);
-        m_truth.refusals += argument(1);
+        m_truth.bareOks += count;
+        m_truth.refusals += count;
     }
-    const QString answer = m_modems.at(size_t(modem) - 1).controls->run(command);
-    if (!answer.startsWith(u"ok"))
-        qFatal("modem: %s: %s", qUtf8Printable(command), qUtf8Printable(answer));
+    run(words[1].toInt(), command.join(u' '));
 }
 
-/// A hand at a file of the server's, when it is there.
-void World::spoil(const QString &how, const QByteArray &name, int octets)
+/// held SECONDS: another program of the office writes.
+void World::holdDatabase(const QStringList &words)
 {
+    if (QSqlQuery(u"begin immediate"_s, m_other).isActive())
+        disturb(words[1], [this] { QSqlQuery(u"rollback"_s, m_other); });
+}
+
+/// refusing SECONDS: the office's database refuses every row of a received message.
+void World::refuseReceived(const QStringList &words)
+{
+    oa(u"create trigger refusing before insert on SMS_SIMReceive begin select raise(abort, 'refused'); end"_s);
+    disturb(
+        words[1], [this] { allowReceived(); }, 1h);
+}
+
+void World::allowReceived()
+{
+    // Somebody may hold the database.
+    if (!QSqlQuery(u"drop trigger if exists refusing"_s, m_office).isActive())
+        QTimer::singleShot(1s, Qt::PreciseTimer, this, &World::allowReceived);
+}
+
+/// full PAGES SECONDS
+void World::fill(const QStringList &words)
+{
+    MemoryDisk::instance().setFreePages(words[1].toInt());
+    disturb(words[2], [] { MemoryDisk::instance().setFreePages({}); });
+}
+
+/// broken ERRNO SECONDS [FILE]
+void World::breakDisk(const QStringList &words)
+{
+    MemoryDisk::instance().fail(words[1].toInt(), words.value(3).toUtf8());
+    disturb(words[2], [] { MemoryDisk::instance().fail(0); });
+}
+
+/// A hand at a file of the server's, when it is there: emptied FILE, torn FILE OCTETS, mended FILE
+void World::spoil(const QStringList &words)
+{
+    const QByteArray name = words[1].toUtf8();
     const MemoryDisk::FilePtr file = MemoryDisk::instance().find(name);
     if (!file)
         return;
-    if (how == u"mended") {
+    if (words[0] == u"mended") {
         file->content = m_spoiled.value(name);
     } else {
         m_spoiled.insert(name, file->content);
-        file->content.chop(how == u"torn" ? octets : file->content.size());
+        file->content.chop(words[0] == u"torn" ? words[2].toInt() : file->content.size());
     }
     file->synced = file->content;
     file->unsynced.clear();
 }
 
-/// The office's database refuses every row of a received message.
-void World::refuseReceived(int seconds)
+/// away N SECONDS
+void World::sendAway(const QStringList &words)
 {
-    disturb(std::chrono::seconds(seconds) + 1h);
-    oa(u"create trigger refusing before insert on SMS_SIMReceive begin select raise(abort, 'refused'); end"_s);
-    auto *end = new QTimer(this);
-    end->callOnTimeout([this, end] {
-        end->setInterval(1s); // somebody may hold the database
-        if (oa(u"drop trigger if exists refusing"_s))
-            end->deleteLater();
-    });
-    end->start(std::chrono::seconds(seconds));
+    ++m_truth.kills; // its session, with a message in hand
+    MemoryDisk::instance().cutOff(words[1].toInt(), databaseFile().toUtf8());
+    disturb(
+        words[2], [] { MemoryDisk::instance().cutOff(0); }, 60s);
 }
 
-/// Another program of the office writes for so long.
-void World::holdDatabase(int seconds)
+/// clock SECONDS
+void World::moveClock(const QStringList &words)
 {
-    disturb(std::chrono::seconds(seconds));
-    if (QSqlQuery(u"begin immediate"_s, m_other).isActive())
-        QTimer::singleShot(std::chrono::seconds(seconds), Qt::PreciseTimer, this,
-                           [this] { QSqlQuery(u"rollback"_s, m_other); });
+    m_truth.isClockMoved = true;
+    disturb(24h);
+    VirtualTime::instance().moveWallClock(std::chrono::seconds(words[1].toInt()));
+}
+
+/// crash N TIMES PAUSE
+void World::crash(const QStringList &words)
+{
+    m_crashes[words[1]] = {words[2].toInt(), words[3]};
+}
+
+/// sees QUERY
+void World::see(const QStringList &words)
+{
+    const QString query = words.sliced(1).join(u' ');
+    if (rows(query) != QStringList(u"1"_s))
+        m_truth.unseen += query;
+}
+
+/// kill|cut N CROSSINGS PAUSE, stop N PAUSE
+void World::endServer(const QStringList &words)
+{
+    disturb(60s + std::chrono::seconds(words.last().toInt()));
+    (words.first() == u"stop" ? m_truth.stops : m_truth.kills) += 1;
+    onServers(words);
 }

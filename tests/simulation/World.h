@@ -35,7 +35,6 @@ struct Truth {
     struct Arrived {
         QString sender;
         QString text;
-        Time at{0};
     };
     /// Somebody or something was out of order.
     struct Disturbance {
@@ -77,7 +76,6 @@ public:
     [[nodiscard]] const Truth &truth() const { return m_truth; }
     /// Rows as the office sees them, columns joined by "|".
     [[nodiscard]] QStringList rows(const QString &query) const;
-    [[nodiscard]] simulator::Modem &modem(int server) { return *m_modems.at(size_t(server) - 1).modem; }
     /// True when nothing lies with the modems or the network any more.
     [[nodiscard]] bool isQuiet() const;
 
@@ -89,31 +87,44 @@ private:
         std::unique_ptr<simulator::Modem> modem;
         std::unique_ptr<simulator::ControlTable> controls;
     };
-    void addModem(int server);
-    bool oa(const QString &sql, const QVariantList &values = {}, int *changed = nullptr) const;
-    void disturb(std::chrono::milliseconds length);
-    [[nodiscard]] Truth::Time now() const;
-
-    void schedule(const QString &id, int delay, int length, const QStringList &users);
-    void queue(const QString &id, int first, int count);
-    void withdraw(const QString &id);
-    void postpone(const QString &id, int delay);
-    void mail(const QString &id, bool isExternal, const QString &user);
-    void receive(const QString &id, int length, const QString &user, const QString &order);
-    void sendCode(const QString &user, const QString &code);
-    void commandModem(int modem, const QString &command);
-    void holdDatabase(int seconds);
-    void spoil(const QString &how, const QByteArray &name, int octets);
-    void refuseReceived(int seconds);
-    void wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
-               bool isSure = true);
-
-    std::vector<ModemOnDesk> m_modems;
     struct Crashes {
         int left = 0;
-        int pause = 0; ///< seconds
+        QString pause;
     };
-    QMap<int, Crashes> m_crashes; ///< by server
+
+    void addModem(int server);
+    void run(int modem, const QString &control) const;
+    /// Whether it was done, and to any row.
+    bool oa(const QString &sql, const QVariantList &values = {}) const;
+    [[nodiscard]] Truth::Time now() const;
+    void wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
+               bool isSure = true);
+    void disturb(std::chrono::milliseconds length);
+    void disturb(const QString &seconds, std::function<void()> mend, std::chrono::seconds grace = {});
+
+    // What each line of a story does.
+    void schedule(const QStringList &words);
+    void queue(const QStringList &words);
+    void withdraw(const QStringList &words);
+    void postpone(const QStringList &words);
+    void mail(const QStringList &words);
+    void receive(const QStringList &words);
+    void sendCode(const QStringList &words);
+    void commandModem(const QStringList &words);
+    void holdDatabase(const QStringList &words);
+    void refuseReceived(const QStringList &words);
+    void allowReceived();
+    void fill(const QStringList &words);
+    void breakDisk(const QStringList &words);
+    void spoil(const QStringList &words);
+    void sendAway(const QStringList &words);
+    void moveClock(const QStringList &words);
+    void crash(const QStringList &words);
+    void see(const QStringList &words);
+    void endServer(const QStringList &words);
+
+    std::vector<ModemOnDesk> m_modems;
+    QMap<QString, Crashes> m_crashes; ///< by server
     QSqlDatabase m_office;
     QSqlDatabase m_other;                            ///< another program of the office
     QHash<QByteArray, QByteArray> m_spoiled;         ///< what a file held before
