@@ -1,49 +1,107 @@
 #include "mime/CharsetDecoder.h"
 
-#include "mime/CharsetNames.h"
-#include "mime/IconvDecoder.h"
-#include "mime/Utf8Check.h"
+#include <QByteArrayList>
+#include <QStringDecoder>
 
-#include <QByteArray>
 #include <algorithm>
 #include <array>
-
-using namespace CharsetNames;
+#include <optional>
 
 namespace
 {
+
+constexpr auto gb18030 = "gb18030";
+constexpr auto windows1252 = "windows-1252";
+constexpr auto utf8 = "utf-8";
+constexpr auto big5 = "big5";
 
 bool isHigh(char c)
 {
     return static_cast<signed char>(c) < 0;
 }
 
-/// HZ (RFC 1843): GB2312 in seven bits between "~{" and "~}".
-DecodedText decodeHz(QByteArrayView octets)
+/// The charset that is meant by a label of whatever spelling; code pages stand for the pure standards, since mail
+/// programs use the characters that they add. Empty for one that is not known.
+QByteArray charsetOf(QByteArrayView label)
 {
-    QByteArray plain;
-    plain.reserve(octets.size());
-    bool chinese = false;
-    for (qsizetype i = 0; i < octets.size(); ++i) {
-        const char c = octets[i];
-        const char next = i + 1 < octets.size() ? octets[i + 1] : '\0';
-        if (c == '~' && (next == '{' || next == '}')) {
-            chinese = next == '{';
-            ++i;
-        } else if (c == '~' && next == '~') {
-            plain.append('~');
-            ++i;
-        } else if (c == '~' && next == '\n') {
-            ++i; // a line that goes on
-        } else if (chinese && c >= 0x21 && next >= 0x21) {
-            plain.append(static_cast<char>(c | 0x80)).append(static_cast<char>(next | 0x80));
-            ++i;
-        } else {
-            chinese = chinese && c != '\n'; // a line end ends the mode (RFC 1843, 3)
-            plain.append(c);
+    constexpr qsizetype longestLabel = 64;
+    struct Family {
+        const char *charset;
+        const char *parts; // of its labels
+    };
+    static constexpr auto families = std::to_array<Family>({
+        {"hz", "hz"},
+        {"iso-2022-jp-2", "2022-jp cp5022"},
+        {gb18030, "gb 936 euc-cn euccn chinese zh-cn zh_cn"},
+        {big5, "big 950 hkscs zh-tw zh_tw"},
+        {utf8, "utf-8 utf8"},
+        {"windows-949", "ks_c ksc 949 euc-kr euckr korean uhc"},
+    });
+    QByteArray name = label.first(qMin(label.size(), longestLabel)).toByteArray().toLower();
+    name.removeIf([](char c) { return c <= ' ' || QByteArrayView("\"',;").contains(c); });
+    for (const Family &family : families) {
+        for (const QByteArray &part : QByteArray(family.parts).split(' ')) {
+            if (name.contains(part))
+                return family.charset;
         }
     }
-    return decodeIconv(plain, gb18030);
+    const QStringDecoder decoder(name.constData());
+    const QByteArray known(decoder.isValid() ? decoder.name() : nullptr);
+    if (known == "ISO-8859-1" || known == "US-ASCII")
+        return windows1252;
+    return decoder.isValid() ? name : QByteArray();
+}
+
+struct Decoded {
+    QString text;
+    qsizetype errors = 0; // characters that are no text
+};
+
+/// Nothing for a charset that Qt does not know.
+std::optional<Decoded> decodeAs(QByteArrayView octets, const QByteArray &charset)
+{
+    QStringDecoder decoder(charset.constData());
+    if (!decoder.isValid())
+        return std::nullopt;
+    Decoded result{decoder.decode(octets)};
+    const QString rest = decoder.decode("\n"); // and a character before it that was cut off
+    result.text += QStringView(rest).chopped(rest.endsWith(u'\n') ? 1 : 0);
+    for (QChar &c : result.text) {
+        if (c == QChar(0x1A) || c == QChar(0xF8F8)) // which some converters give for octets without a meaning
+            c = QChar::ReplacementCharacter;
+        const bool isControl = c.unicode() >= 0x7F && c.unicode() < 0xA0;
+        result.errors +=
+            isControl || c == QChar::ReplacementCharacter || c.category() == QChar::Other_PrivateUse;
+    }
+    return result;
+}
+
+/// How much of some octets is well-formed UTF-8 (RFC 3629, 4).
+struct Utf8Look {
+    qsizetype shortSequences = 0; // characters of two octets
+    qsizetype longSequences = 0;  // characters of three or four octets
+    qsizetype strayOctets = 0;    // high octets that belong to no character
+
+    [[nodiscard]] bool isValid() const { return strayOctets == 0; }
+    /// Valid, or so much of it is that it must be UTF-8 with some octets lost: text in GBK or Big5 shows ten
+    /// stray octets for every sequence.
+    [[nodiscard]] bool isUtf8OrDamagedUtf8() const
+    {
+        return isValid() || shortSequences + 2 * longSequences > strayOctets;
+    }
+};
+
+Utf8Look lookForUtf8(QByteArrayView octets)
+{
+    const qsizetype marks = octets.count("\xEF\xBF\xBD"); // U+FFFD that the text itself holds
+    Utf8Look look{0, marks + (octets.startsWith("\xEF\xBB\xBF") ? 1 : 0), -marks};
+    for (const QChar c : QString::fromUtf8(octets)) {
+        const bool isStray = c == QChar::ReplacementCharacter;
+        look.strayOctets += isStray;
+        look.shortSequences += c.unicode() >= 0x80 && c.unicode() < 0x800;
+        look.longSequences += c.unicode() >= 0x800 && !isStray && !c.isLowSurrogate();
+    }
+    return look;
 }
 
 /// How much octets under another label look like Chinese from the mainland.
@@ -78,139 +136,75 @@ Gb2312Look lookAt(QByteArrayView octets)
     return look;
 }
 
-/// ISO-2022-JP as programs write it, with rows 13 and 89 to 92 of their code pages: turned into EUC, of which
-/// there is a converter that knows them.
-DecodedText decodeIso2022Jp(QByteArrayView octets)
+QString decodeUnlabelled(QByteArrayView octets, const Utf8Look &look)
 {
-    enum class Set { Ascii, Kana, Jis0208, Jis0212 };
-    struct Escape {
-        QByteArrayView octets;
-        Set set;
-    };
-    static constexpr auto escapes = std::to_array<Escape>({{"\x1b(B", Set::Ascii},
-                                                           {"\x1b(J", Set::Ascii},
-                                                           {"\x1b(I", Set::Kana},
-                                                           {"\x1b$@", Set::Jis0208},
-                                                           {"\x1b$B", Set::Jis0208},
-                                                           {"\x1b$(B", Set::Jis0208},
-                                                           {"\x1b$(D", Set::Jis0212}});
-    QByteArray euc;
-    euc.reserve(octets.size());
-    Set set = Set::Ascii;
-    for (qsizetype i = 0; i < octets.size(); ++i) {
-        const QByteArrayView rest = octets.sliced(i, qMin<qsizetype>(4, octets.size() - i));
-        const auto *const escape =
-            std::find_if(std::begin(escapes), std::end(escapes),
-                         [&](const Escape &known) { return rest.startsWith(known.octets); });
-        if (escape != std::end(escapes)) {
-            set = escape->set;
-            i += escape->octets.size() - 1;
-            continue;
-        }
-        const char c = octets[i];
-        if (c == '\n')
-            set = Set::Ascii;
-        const bool inSet = c > 0x20 && c < 0x7F;
-        if (!inSet || set == Set::Ascii) {
-            euc += c;
-        } else if (set == Set::Kana) {
-            euc.append('\x8E').append(static_cast<char>(c | 0x80));
-        } else if (rest.size() > 1 && rest[1] > 0x20) {
-            if (set == Set::Jis0212)
-                euc += '\x8F';
-            euc.append(static_cast<char>(c | 0x80)).append(static_cast<char>(rest[1] | 0x80));
-            ++i;
-        } else {
-            euc += '\xFF';
-        }
-    }
-    return decodeIconv(euc, "eucjp-ms");
-}
-
-DecodedText better(DecodedText first, DecodedText second)
-{
-    return second.errors < first.errors ? std::move(second) : std::move(first);
-}
-
-/// As the label says, or by a larger charset of the same kind where that one fails.
-DecodedText decodeAsLabelled(QByteArrayView octets, const QByteArray &charset)
-{
-    if (charset == hz)
-        return decodeHz(octets);
-    const bool isBig5 = charset == big5;
-    const bool isIso2022Jp = charset == iso2022Jp;
-    DecodedText decoded = decodeIconv(octets, isBig5 ? "cp950" : isIso2022Jp ? "iso-2022-jp-2" : charset);
-    if (decoded.errors == 0 || decoded.errors == DecodedText::undecodable)
-        return decoded;
-    if (isBig5)
-        return better(std::move(decoded), decodeIconv(octets, "big5-hkscs"));
-    if (charset == eucJp)
-        return better(std::move(decoded), decodeIconv(octets, "eucjp-ms"));
-    if (isIso2022Jp)
-        return better(std::move(decoded), decodeIso2022Jp(octets));
-    return decoded;
-}
-
-QString decodeUnlabelled(QByteArrayView octets, const Utf8Check &check)
-{
-    return check.isUtf8OrDamagedUtf8() ? QString::fromUtf8(octets) : decodeIconv(octets, gb18030).text;
+    return look.isUtf8OrDamagedUtf8() ? QString::fromUtf8(octets) : decodeGbk(octets);
 }
 
 /// Whether valid UTF-8 is believed against a label. Two octets alone may be one character of GBK as well; in
 /// Western text such pairs are marks of UTF-8 ("Â°").
-bool isBeyondDoubt(QByteArrayView octets, const Utf8Check &check, const QByteArray &charset)
+bool isBeyondDoubt(QByteArrayView octets, const Utf8Look &look, const QByteArray &charset)
 {
-    if (!check.valid())
+    if (!look.isValid())
         return false;
     const auto isWesternLead = [](char c) {
         const auto octet = static_cast<unsigned char>(c);
         return octet < 0xC0 || octet == 0xC2 || octet == 0xC3;
     };
-    return check.longSequences > 0 || (charset == windows1252 && check.shortSequences > 0 &&
-                                       std::all_of(octets.begin(), octets.end(), isWesternLead));
+    return look.longSequences > 0 || (charset == windows1252 && look.shortSequences > 0 &&
+                                      std::all_of(octets.begin(), octets.end(), isWesternLead));
 }
 
 QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 {
-    const Utf8Check check = checkUtf8(octets);
-    if (isBeyondDoubt(octets, check, charset))
+    const Utf8Look look = lookForUtf8(octets);
+    if (isBeyondDoubt(octets, look, charset))
         return QString::fromUtf8(octets);
     if (charset.isEmpty() && isUnlabelledGbk(octets))
-        return decodeIconv(octets, gb18030).text;
+        return decodeGbk(octets);
     if (charset.isEmpty() || charset == utf8)
-        return decodeUnlabelled(octets, check);
+        return decodeUnlabelled(octets, look);
     if ((charset == windows1252 && lookAt(octets).isLabelledWestern()) ||
         (charset == big5 && lookAt(octets).isLabelledBig5()))
-        return decodeIconv(octets, gb18030).text;
+        return decodeGbk(octets);
 
-    const DecodedText decoded = decodeAsLabelled(octets, charset);
-    if (decoded.errors == DecodedText::undecodable)
-        return decodeUnlabelled(octets, check);
+    std::optional<Decoded> decoded = decodeAs(octets, charset);
+    if (!decoded)
+        return decodeUnlabelled(octets, look);
+    if (charset == big5 && decoded->errors > 0) {
+        if (auto hongKong = decodeAs(octets, "big5-hkscs"); hongKong && hongKong->errors < decoded->errors)
+            decoded = std::move(hongKong);
+    }
     // A few octets without meaning are damage, not a wrong label.
     const qsizetype high = std::count_if(octets.begin(), octets.end(), isHigh);
-    if (decoded.errors * 20 <= high || charset == windows1252 || high == 0)
-        return decoded.text;
-    if (check.isUtf8OrDamagedUtf8())
+    if (decoded->errors * 20 <= high || charset == windows1252 || high == 0)
+        return decoded->text;
+    if (look.isUtf8OrDamagedUtf8())
         return QString::fromUtf8(octets);
-    const DecodedText chinese = decodeIconv(octets, gb18030);
-    return chinese.errors < decoded.errors ? chinese.text : decoded.text;
+    const auto chinese = decodeAs(octets, gb18030);
+    return chinese && chinese->errors < decoded->errors ? chinese->text : decoded->text;
 }
 
 } // namespace
 
+QString decodeGbk(QByteArrayView octets)
+{
+    return decodeAs(octets, gb18030).value_or(Decoded()).text;
+}
+
 bool isUnlabelledGbk(QByteArrayView octets)
 {
-    const Gb2312Look look = lookAt(octets);
-    if (look.pairs == 0 || look.strange > 0)
+    const Gb2312Look chinese = lookAt(octets);
+    if (chinese.pairs == 0 || chinese.strange > 0)
         return false;
-    const Utf8Check check = checkUtf8(octets);
-    if (!check.valid())
+    const Utf8Look look = lookForUtf8(octets);
+    if (!look.isValid())
         return true;
     const auto isOfAlphabets = [](char c) {
         return !isHigh(c) || QByteArrayView("\xC2\xC3\xCE\xCF\xD0\xD1").contains(c) ||
                static_cast<unsigned char>(c) < 0xC0;
     };
-    return check.longSequences == 0 && look.pairs > 1 &&
+    return look.longSequences == 0 && chinese.pairs > 1 &&
            !std::all_of(octets.begin(), octets.end(), isOfAlphabets);
 }
 
@@ -219,12 +213,14 @@ QString decodeText(QByteArrayView octets, QByteArrayView label)
     if (octets.isEmpty())
         return {};
     QString text;
-    const QByteArray charset = canonicalCharset(label);
+    const QByteArray charset = charsetOf(label);
     const bool plain = charset.isEmpty() || charset == utf8 || charset == windows1252 || charset == gb18030;
     if (plain && std::none_of(octets.begin(), octets.end(), isHigh))
         text = QString::fromLatin1(octets);
     else
         text = decodeLabelled(octets, charset);
+    if (!text.isValidUtf16())
+        text = QString::fromUtf8(text.toUtf8());
     text.replace(QChar(u'\0'), QChar::ReplacementCharacter);
     return text;
 }

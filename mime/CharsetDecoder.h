@@ -20,6 +20,9 @@
 /// An octet that cannot be decoded becomes U+FFFD, and so does NUL, which databases do not take in text.
 [[nodiscard]] QString decodeText(QByteArrayView octets, QByteArrayView label);
 
+/// Octets that are known to be GB2312 or an extension of it.
+[[nodiscard]] QString decodeGbk(QByteArrayView octets);
+
 /// Octets without a label, best all of a mail's, that are strictly GB2312 and no UTF-8 beyond doubt. A few characters
 /// can be valid in both: then what Western, Greek and Russian letters are in UTF-8 is those.
 [[nodiscard]] bool isUnlabelledGbk(QByteArrayView octets);

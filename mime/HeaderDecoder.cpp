@@ -1,8 +1,6 @@
 #include "mime/HeaderDecoder.h"
 
 #include "mime/CharsetDecoder.h"
-#include "mime/CharsetNames.h"
-#include "mime/IconvDecoder.h"
 
 #include <QList>
 #include <charconv>
@@ -90,7 +88,7 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
 
 QString rawText(QByteArrayView octets, bool isGbk)
 {
-    return isGbk ? decodeIconv(octets, CharsetNames::gb18030).text : decodeText(octets, {});
+    return isGbk ? decodeGbk(octets) : decodeText(octets, {});
 }
 
 QList<Segment> segmentsOf(const QByteArray &line, bool isGbk)
