@@ -1,12 +1,12 @@
 #include "mime/MessageParts.h"
 
 #include "mime/CharsetDecoder.h"
-#include "mime/EncodedFiles.h"
 #include "mime/FileNames.h"
 #include "mime/HeaderDecoder.h"
 #include "mime/HtmlText.h"
 #include "mime/MessageLimits.h"
 #include "mime/MimePart.h"
+#include "mime/UuencodedFile.h"
 
 #include <QRegularExpression>
 #include <utility>
@@ -107,9 +107,7 @@ private:
             m_hasHtml = true;
         } else {
             m_hasText = true;
-            for (const EncodedFileKind kind : {EncodedFileKind::Uuencode, EncodedFileKind::Yenc})
-                octets = takeEncodedFiles(octets, kind);
-            m_parts.text = decodeText(octets, charset);
+            m_parts.text = decodeText(takeEncodedFiles(octets), charset);
         }
     }
 
@@ -121,12 +119,12 @@ private:
     }
 
     /// Attaches the files that a text carries; gives the text without them.
-    QByteArray takeEncodedFiles(const QByteArray &text, EncodedFileKind kind)
+    QByteArray takeEncodedFiles(const QByteArray &text)
     {
         QByteArray rest;
         qsizetype at = 0;
         while (m_seen < MessageLimits::parts) {
-            const auto file = findEncodedFile(text, at, kind);
+            const auto file = findUuencodedFile(text, at);
             if (!file)
                 break;
             ++m_seen;

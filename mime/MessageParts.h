@@ -11,7 +11,7 @@ using MessageOctets = std::shared_ptr<const QByteArray>;
 
 /// One attachment of a message: any part with disposition attachment or a file name, any part that is not
 /// text (pictures inside HTML too), enclosed messages, text parts that do not fit into the two bodies, and
-/// files that the text itself carries in uuencode or yEnc.
+/// files that the text itself carries in uuencode.
 class MimeAttachment
 {
 public:

@@ -1,7 +1,7 @@
 #include "mime/TransferEncoding.h"
 
-#include "mime/EncodedFiles.h"
 #include "mime/HeaderFields.h"
+#include "mime/UuencodedFile.h"
 
 #include <algorithm>
 #include <gmime/gmime.h>
@@ -96,12 +96,6 @@ QByteArray decodeQuotedPrintable(QByteArrayView octets)
     return decoded;
 }
 
-QByteArray decodeFile(QByteArrayView octets, EncodedFileKind kind)
-{
-    const auto file = findEncodedFile(octets, 0, kind);
-    return file ? file->octets : octets.toByteArray();
-}
-
 } // namespace
 
 TransferEncoding transferEncodingOf(QByteArrayView field)
@@ -122,8 +116,6 @@ TransferEncoding transferEncodingOf(QByteArrayView field)
         return TransferEncoding::QuotedPrintable;
     if (isOneOf(" uuencode x-uuencode x-uue uue "))
         return TransferEncoding::Uuencode;
-    if (isOneOf(" yenc x-yenc "))
-        return TransferEncoding::Yenc;
     return TransferEncoding::None;
 }
 
@@ -135,9 +127,9 @@ QByteArray decodeTransfer(QByteArrayView octets, TransferEncoding encoding, bool
     case TransferEncoding::QuotedPrintable:
         return decodeQuotedPrintable(octets);
     case TransferEncoding::Uuencode:
-        return decodeFile(octets, EncodedFileKind::Uuencode);
-    case TransferEncoding::Yenc:
-        return decodeFile(octets, EncodedFileKind::Yenc);
+        if (auto file = findUuencodedFile(octets, 0))
+            return file->octets;
+        break;
     case TransferEncoding::None:
         break;
     }

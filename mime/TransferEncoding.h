@@ -3,7 +3,7 @@
 #include <QByteArray>
 
 /// How the octets of a part were made fit for transport (RFC 2045, 6).
-enum class TransferEncoding { None, Base64, QuotedPrintable, Uuencode, Yenc };
+enum class TransferEncoding { None, Base64, QuotedPrintable, Uuencode };
 
 /// field: the value of Content-Transfer-Encoding. An unknown one is None: the octets stay as they are.
 [[nodiscard]] TransferEncoding transferEncodingOf(QByteArrayView field);
