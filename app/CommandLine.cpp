@@ -44,8 +44,9 @@ void describe(QCommandLineParser &parser)
          u"试数据库、短信猫和邮箱，指出问题和处理办法，不改动任何数据，然后结束：0 全部正常，1 有问题。"_s},
         {u"status"_s, u"询问用这份参数文件运行的服务现在怎样，然后结束：0，没有在运行时 1。"_s},
         {u"explain"_s,
-         u"说明一条短信走到了哪里、为什么在等、结果怎样，然后结束：waiting OAID、queue OAID 或 "
-         "sent SOAID [号码]（SOAID 为 -1 的单条短信按号码查）。"_s,
+         u"说明一条短信走到了哪里、为什么在等、结果怎样、为什么失败，然后结束：waiting OAID、queue OAID 或 "
+         "sent SOAID [号码]（SOAID 为 -1 的单条短信按号码查）。失败的原因取自日志：运行中的服务的，或 "
+         "--log-file 指出的。"_s,
          u"种类 编号"_s},
         {u"demo"_s, u"用示例办公室和模拟的短信猫演示，然后结束。"_s},
         {u"find-modem"_s,

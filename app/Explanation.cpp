@@ -6,6 +6,9 @@
 #include "outgoing/MessageStatus.h"
 #include "outgoing/ScheduledMessageExpander.h"
 
+#include <QFile>
+#include <QHash>
+#include <QRegularExpression>
 #include <QSet>
 
 using namespace Qt::StringLiterals;
@@ -25,15 +28,55 @@ void addSome(QStringList &lines, int number, const QString &line)
         lines += u"  ……"_s;
 }
 
-qint64 count(Connection &connection, const QString &sql, const QVariantList &values)
+/// Why messages failed, as a log tells it.
+class FailureCauses
 {
-    const auto found = connection.firstValue(sql, values);
-    return found ? found->toLongLong() : 0;
+public:
+    explicit FailureCauses(const QString &logFile)
+    {
+        static const QRegularExpression line(u"^(.{19}) 手机号码：(.*)，失败原因：(.*)$"_s);
+        for (const QString &name : {logFile + u".1"_s, logFile}) {
+            QFile file(name);
+            if (logFile.isEmpty() || !file.open(QIODevice::ReadOnly))
+                continue;
+            while (!file.atEnd()) {
+                if (const auto match = line.match(QString::fromUtf8(file.readLine()).trimmed());
+                    match.hasMatch())
+                    m_causes[match.captured(2)].append({match.captured(1), match.captured(3)});
+            }
+        }
+    }
+
+    /// Of the last message to that number that had failed by then.
+    [[nodiscard]] QString text(const QString &number, const QString &until) const
+    {
+        QString text = u"发送失败，日志中没有找到原因"_s;
+        for (const auto &[time, cause] : m_causes.value(number)) {
+            if (time <= until)
+                text = u"发送失败（%1），原因：%2"_s.arg(time, cause);
+        }
+        return text;
+    }
+
+private:
+    QHash<QString, QList<std::pair<QString, QString>>> m_causes; // by number: time and cause, oldest first
+};
+
+/// What there is to ask.
+struct Sources {
+    Connection &connection;
+    const QDateTime now;
+    const FailureCauses causes;
+};
+
+QString timeText(const QDateTime &time)
+{
+    return time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
 }
 
-QStringList explainWaiting(Connection &connection, qint64 id, const QDateTime &now)
+QStringList explainWaiting(const Sources &sources, qint64 id)
 {
-    Recordset row(connection);
+    Recordset row(sources.connection);
     row.open(u"select ToSendDT, ToUserList from SMS_WaitToSend where OAID=?"_s, {id});
     if (row.atEnd())
         return {
@@ -42,10 +85,10 @@ QStringList explainWaiting(Connection &connection, qint64 id, const QDateTime &n
     const auto due = dateTimeValue(row.value("ToSendDT"_L1));
     if (!due)
         return {u"发送时间为空或不是有效的日期时间，不会发送，要由办公系统改正"_s};
-    const QString time = due->toString(u"yyyy-MM-dd HH:mm:ss"_s);
-    QStringList lines{*due > now ? u"定于 %1 发送，时间还没有到（现在是 %2）"_s.arg(
-                                       time, now.toString(u"yyyy-MM-dd HH:mm:ss"_s))
-                                 : u"应于 %1 发送，时间已到，等待下一次扫描放入队列"_s.arg(time)};
+    const QString time = timeText(*due);
+    QStringList lines{*due > sources.now
+                          ? u"定于 %1 发送，时间还没有到（现在是 %2）"_s.arg(time, timeText(sources.now))
+                          : u"应于 %1 发送，时间已到，等待下一次扫描放入队列"_s.arg(time)};
     if (row.value("ToUserList"_L1).isNull())
         return lines << u"收件人列表为空值，不会发送，要由办公系统改正"_s;
     lines += u"收件人："_s;
@@ -54,7 +97,7 @@ QStringList explainWaiting(Connection &connection, qint64 id, const QDateTime &n
     for (const QString &recipient : recipients) {
         if (recipient.isEmpty() || number > mostLines)
             continue;
-        const QString mobile = getUserMB(connection, recipient);
+        const QString mobile = getUserMB(sources.connection, recipient);
         addSome(lines, number++,
                 recipient + (mobile.isEmpty() ? u"：查不到手机号码，将跳过"_s : u"："_s + mobile));
     }
@@ -67,29 +110,41 @@ bool hasStatus(const Recordset &row, MessageStatus status)
     return row.text("MsgStatus"_L1).trimmed() == QString::number(int(status));
 }
 
-QString statusText(const Recordset &row)
+QString statusText(const Sources &sources, const Recordset &row)
 {
     if (hasStatus(row, MessageStatus::Waiting))
         return u"等待发送"_s;
-    return hasStatus(row, MessageStatus::Failed) ? u"发送失败，等待归档"_s : u"已经发送，等待归档"_s;
+    return (hasStatus(row, MessageStatus::Failed)
+                ? sources.causes.text(row.text("ToMB"_L1), timeText(sources.now))
+                : u"已经发送"_s) +
+           u"，等待归档"_s;
 }
 
-QStringList explainQueue(Connection &connection, qint64 id)
+QString resultText(const Sources &sources, const Recordset &row)
 {
-    Recordset row(connection);
+    if (row.text("IsSuccess"_L1).trimmed() == u"1")
+        return u"发送成功"_s;
+    return sources.causes.text(row.text("ToMB"_L1),
+                               timeText(dateTimeValue(row.value("SendOutDT"_L1)).value_or(sources.now)));
+}
+
+QStringList explainQueue(const Sources &sources, qint64 id)
+{
+    Recordset row(sources.connection);
     row.open(u"select SOAID, ToUser, ToMB, MsgContent, MsgStatus from SMS_Queues where OAID=?"_s, {id});
     if (row.atEnd())
         return {u"SMS_Queues 中没有 OAID 为 %1 的短信：已归档到 SMS_ResultDetail（用 --explain sent SOAID "
                 u"号码 查询），"
                 "或没有写入过"_s.arg(id)};
     QStringList lines{u"发给 %1（%2），SMS_SendList 编号 %3：%4"_s.arg(
-        row.text("ToMB"_L1), row.text("ToUser"_L1), row.text("SOAID"_L1), statusText(row))};
+        row.text("ToMB"_L1), row.text("ToUser"_L1), row.text("SOAID"_L1), statusText(sources, row))};
     if (!hasStatus(row, MessageStatus::Waiting))
         return lines;
     if (row.value("ToMB"_L1).isNull() || row.value("MsgContent"_L1).isNull())
         lines += u"号码或内容为空值，下一次发送时记为失败"_s;
-    lines += u"排在它前面的有 %1 条"_s.arg(
-        count(connection, u"select count(*) from SMS_Queues where MsgStatus='0' and OAID<?"_s, {id}));
+    const auto before = sources.connection.firstValue(
+        u"select count(*) from SMS_Queues where MsgStatus='0' and OAID<?"_s, {id});
+    lines += u"排在它前面的有 %1 条"_s.arg(before.value_or(QVariant()).toLongLong());
     return lines;
 }
 
@@ -109,8 +164,9 @@ void tellSkipped(Connection &connection, const Recordset &message, const QSet<QS
     }
 }
 
-QStringList explainSent(Connection &connection, const Question &question)
+QStringList explainSent(const Sources &sources, const Question &question)
 {
+    Connection &connection = sources.connection;
     Recordset message(connection);
     message.open(u"select ToUserList, CreateDT from SMS_SendList where OAID=?"_s, {question.id});
     const bool isSingle = question.id == -1;
@@ -133,7 +189,7 @@ QStringList explainSent(Connection &connection, const Question &question)
         known += rows.text("ToUser"_L1);
         addSome(lines, number++,
                 u"队列 OAID %1，%2（%3）：%4"_s.arg(rows.text("OAID"_L1), rows.text("ToMB"_L1),
-                                                    rows.text("ToUser"_L1), statusText(rows)));
+                                                    rows.text("ToUser"_L1), statusText(sources, rows)));
     }
     number = 0;
     rows.open(u"select ToUser, ToMB, SendOutDT, IsSuccess from SMS_ResultDetail"_s + condition +
@@ -141,11 +197,9 @@ QStringList explainSent(Connection &connection, const Question &question)
               values);
     for (; !rows.atEnd(); rows.moveNext()) {
         known += rows.text("ToUser"_L1);
-        addSome(
-            lines, number++,
-            u"已归档，%1（%2），%3：%4"_s.arg(
-                rows.text("ToMB"_L1), rows.text("ToUser"_L1), rows.text("SendOutDT"_L1),
-                rows.text("IsSuccess"_L1).trimmed() == u"1" ? u"发送成功"_s : u"发送失败，原因在日志中"_s));
+        addSome(lines, number++,
+                u"已归档，%1（%2），%3：%4"_s.arg(rows.text("ToMB"_L1), rows.text("ToUser"_L1),
+                                                  rows.text("SendOutDT"_L1), resultText(sources, rows)));
     }
     if (known.isEmpty())
         lines += u"队列和归档中都没有它的记录"_s;
@@ -156,15 +210,17 @@ QStringList explainSent(Connection &connection, const Question &question)
 
 } // namespace
 
-QStringList explain(Connection &connection, const Question &question, const QDateTime &now)
+QStringList explain(Connection &connection, const Question &question, const QDateTime &now,
+                    const QString &logFile)
 {
+    const Sources sources{connection, now, FailureCauses(logFile)};
     switch (question.about) {
     case Question::About::Waiting:
-        return explainWaiting(connection, question.id, now);
+        return explainWaiting(sources, question.id);
     case Question::About::Queue:
-        return explainQueue(connection, question.id);
+        return explainQueue(sources, question.id);
     case Question::About::Sent:
-        return explainSent(connection, question);
+        return explainSent(sources, question);
     }
     return {};
 }

@@ -16,6 +16,8 @@ struct Question {
     QString number; ///< of what was sent: to this number alone
 };
 
-/// In words, a fact a line: where the message is on its way, why it waits, or what became of it. Reads only. Throws
-/// DatabaseFault.
-[[nodiscard]] QStringList explain(Connection &connection, const Question &question, const QDateTime &now);
+/// In words, a fact a line: where the message is on its way, why it waits, or what became of it. Reads only. Why a
+/// message failed no table tells: it is looked up in the server's log, the file before its last rotation included.
+/// logFile: "" for none. Throws DatabaseFault.
+[[nodiscard]] QStringList explain(Connection &connection, const Question &question, const QDateTime &now,
+                                  const QString &logFile);

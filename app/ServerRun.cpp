@@ -7,10 +7,17 @@
 
 using namespace Qt::StringLiterals;
 
-ServerRun::ServerRun(const CommandLine &line, const ServerParts &parts, ConsoleSignals &console,
-                     MessageBoxes &boxes)
-    : m_line(line), m_modem(parts.modem), m_console(console), m_service(parts, console, boxes)
+ServerRun::ServerRun(const CommandLine &line, SingleInstance &instance, const ServerParts &parts,
+                     ConsoleSignals &console, MessageBoxes &boxes)
+    : m_line(line),
+      m_instance(instance),
+      m_clock(parts.clock),
+      m_modem(parts.modem),
+      m_console(console),
+      m_service(parts, console, boxes)
 {
+    instance.setAnswers(
+        [this](QByteArrayView question) { return question == "log" ? m_line.logFile + u'\n' : status(); });
     if (!line.logFile.isEmpty())
         m_logFile.emplace(line.logFile);
     writeLines();
@@ -22,6 +29,7 @@ ServerRun::ServerRun(const CommandLine &line, const ServerParts &parts, ConsoleS
 
 ServerRun::~ServerRun()
 {
+    m_instance.setAnswers({});
     m_console.setStopRequested({});
     m_modem.setWhileWaiting({});
 }
@@ -76,6 +84,12 @@ void ServerRun::tellManager()
                     m_supervisor.status(text);
             });
     connect(&m_service, &Service::ended, this, [this] { m_supervisor.stopping(); });
+}
+
+QString ServerRun::status()
+{
+    const QString log = m_line.logFile.isEmpty() ? QString() : u"日志："_s + m_line.logFile + u'\n';
+    return stateText(m_service.fullState(), m_clock.now()) + log;
 }
 
 int ServerRun::exec()

@@ -2,6 +2,7 @@
 
 #include "app/CommandLine.h"
 #include "app/LogFile.h"
+#include "app/SingleInstance.h"
 #include "platform/signals/HangupSignal.h"
 #include "platform/signals/StopSignal.h"
 #include "platform/supervision/Supervisor.h"
@@ -16,9 +17,9 @@ class ServerRun final : public QObject
 {
     Q_OBJECT
 public:
-    /// All of these outlive it. Throws Fault when the log file or a signal cannot be had.
-    ServerRun(const CommandLine &line, const ServerParts &parts, ConsoleSignals &console,
-              MessageBoxes &boxes);
+    /// All of these outlive it. instance: it is asked there. Throws Fault when the log file or a signal cannot be had.
+    ServerRun(const CommandLine &line, SingleInstance &instance, const ServerParts &parts,
+              ConsoleSignals &console, MessageBoxes &boxes);
     ~ServerRun() override;
 
     [[nodiscard]] Service &service() { return m_service; }
@@ -26,6 +27,9 @@ public:
     /// From the event loop's start, with the service started if the command line says so, to its end: the exit
     /// status.
     [[nodiscard]] int exec();
+
+    /// How the service is, in words, a fact a line.
+    [[nodiscard]] QString status();
 
 signals:
     /// Again and again while something keeps the event loop waiting.
@@ -38,6 +42,8 @@ private:
     void showSignOfLife();
 
     const CommandLine &m_line;
+    SingleInstance &m_instance;
+    const Clock &m_clock;
     ModemControl &m_modem;
     ConsoleSignals &m_console;
     StopSignal m_stopSignal;

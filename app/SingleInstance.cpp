@@ -3,7 +3,7 @@
 #include "platform/fault/Fault.h"
 
 #include <QCryptographicHash>
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QLocalSocket>
@@ -48,6 +48,19 @@ QString socketOf(const QString &settingsFile)
         return QFile::decodeName(octets);
     const QByteArray hash = QCryptographicHash::hash(name.toUtf8(), QCryptographicHash::Sha256);
     return u"sms-server-"_s + QString::fromLatin1(hash.toHex().left(32));
+}
+
+/// What comes until the other end closes. False when that end was not reached.
+bool call(QLocalSocket &socket, const QString &server, const QByteArray &question, int milliseconds)
+{
+    socket.connectToServer(server);
+    if (!socket.waitForConnected(connectMilliseconds))
+        return false;
+    socket.write(question + '\n');
+    const QDeadlineTimer end(milliseconds);
+    while (socket.state() != QLocalSocket::UnconnectedState && !end.hasExpired())
+        socket.waitForReadyRead(int(end.remainingTime()));
+    return true;
 }
 
 /// isRunning() holds the lock no longer.
@@ -96,33 +109,25 @@ void SingleInstance::receive(QLocalSocket &caller)
     const auto answer = [this, &caller] {
         if (!caller.canReadLine() && caller.bytesAvailable() < longestQuestion)
             return;
-        const QByteArray question = caller.readLine(longestQuestion);
+        const QByteArray question = caller.readLine(longestQuestion).trimmed();
         disconnect(&caller, &QLocalSocket::readyRead, this, nullptr); // one question a call
-        if (question == "show\n")
+        if (question == "show")
             emit startedAgain();
-        else if (question == "status\n" && m_status)
-            caller.write(m_status().toUtf8());
+        else if (m_answers)
+            caller.write(m_answers(question).toUtf8());
         caller.disconnectFromServer(); // once all is written
     };
     connect(&caller, &QLocalSocket::readyRead, this, answer);
     answer();
 }
 
-std::optional<QString> SingleInstance::askStatus(const QString &settingsFile)
+std::optional<QString> SingleInstance::ask(const QString &settingsFile, const QByteArray &question)
 {
     if (!isRunning(settingsFile))
         return std::nullopt;
     QLocalSocket socket;
-    socket.connectToServer(socketOf(settingsFile));
-    QByteArray answer;
-    if (socket.waitForConnected(connectMilliseconds)) {
-        socket.write("status\n");
-        QElapsedTimer waited;
-        waited.start();
-        while (socket.state() != QLocalSocket::UnconnectedState && waited.elapsed() < answerMilliseconds)
-            socket.waitForReadyRead(int(answerMilliseconds - waited.elapsed()));
-        answer = socket.readAll();
-    }
+    static_cast<void>(call(socket, socketOf(settingsFile), question, answerMilliseconds));
+    const QByteArray answer = socket.readAll();
     if (answer.isEmpty())
         throw Fault(u"短信服务器正在运行，但没有应答：%1"_s.arg(socket.errorString()));
     return QString::fromUtf8(answer);
@@ -131,10 +136,7 @@ std::optional<QString> SingleInstance::askStatus(const QString &settingsFile)
 QString SingleInstance::callFirst() const
 {
     QLocalSocket socket;
-    socket.connectToServer(m_serverName);
-    if (!socket.waitForConnected(connectMilliseconds))
-        return u"短信服务器已在运行。\n"_s;
-    socket.write("show\n");
-    socket.waitForBytesWritten(connectMilliseconds);
-    return u"短信服务器已在运行，已请它显示窗口。\n"_s;
+    return call(socket, m_serverName, "show", connectMilliseconds)
+               ? u"短信服务器已在运行，已请它显示窗口。\n"_s
+               : u"短信服务器已在运行。\n"_s;
 }

@@ -7,7 +7,7 @@
 
 /// One running server for each settings file: two would send the same messages twice. The lock lies beside
 /// the settings file and ends with its process; beside it lies a socket, its owner's alone, on which the running one
-/// is asked: "show" or "status", with LF.
+/// is asked: "show", "status" or "log", with LF.
 class SingleInstance final : public QObject
 {
     Q_OBJECT
@@ -23,10 +23,11 @@ public:
     /// Asks the first one to show its window: what the operator is to be told of it.
     [[nodiscard]] QString callFirst() const;
 
-    /// What the running one answers to "status".
-    void setStatus(std::function<QString()> status) { m_status = std::move(status); }
+    /// What the running one answers to any other question.
+    using Answers = std::function<QString(QByteArrayView question)>;
+    void setAnswers(Answers answers) { m_answers = std::move(answers); }
     /// The answer of the one that runs; nothing when none does. Throws Fault when it does not answer.
-    [[nodiscard]] static std::optional<QString> askStatus(const QString &settingsFile);
+    [[nodiscard]] static std::optional<QString> ask(const QString &settingsFile, const QByteArray &question);
 
 signals:
     /// Another start found this one running.
@@ -38,6 +39,6 @@ private:
     QString m_serverName;
     FileLock m_lock;
     int m_callers = 0;
-    std::function<QString()> m_status;
+    Answers m_answers;
     QLocalServer m_server;
 };

@@ -41,15 +41,10 @@ int check(const CommandLine &line)
                : 1;
 }
 
-QString nothingRuns()
-{
-    return u"没有短信服务器在用这份参数文件运行。\n"_s;
-}
-
 int status(const CommandLine &line)
 {
-    const auto answer = SingleInstance::askStatus(line.settingsFile);
-    print(stdout, answer.value_or(nothingRuns()));
+    const auto answer = SingleInstance::ask(line.settingsFile, "status");
+    print(stdout, answer.value_or(u"没有短信服务器在用这份参数文件运行。\n"_s));
     return answer ? 0 : 1;
 }
 
@@ -58,12 +53,15 @@ int explainMessage(const CommandLine &line, const Registry &registry)
     DatabaseSession session(registry);
     if (!session.OpenDB())
         throw Fault(session.openFailure());
-    const QStringList lines = explain(session.Conn(), *line.explain, SystemClock().now());
-    for (const QString &each : lines)
+    QString log = line.logFile;
+    if (log.isEmpty())
+        log = SingleInstance::ask(line.settingsFile, "log").value_or(QString()).trimmed();
+    for (const QString &each : explain(session.Conn(), *line.explain, SystemClock().now(), log))
         print(stdout, harmlessText(each) + u'\n');
-    if (line.explain->about != Question::About::Sent)
-        print(stdout,
-              u"短信服务器现在：\n"_s + SingleInstance::askStatus(line.settingsFile).value_or(nothingRuns()));
+    if (line.explain->about == Question::About::Sent)
+        return 0;
+    print(stdout, u"短信服务器现在：\n"_s);
+    static_cast<void>(status(line));
     return 0;
 }
 
@@ -89,9 +87,7 @@ int runHeadless(const CommandLine &line)
     World world(line, QCoreApplication::applicationFilePath());
     ConsoleSignals console(world.clock);
     LoggedMessageBoxes boxes(console);
-    ServerRun run(line, world.parts, console, boxes);
-    instance.setStatus([&] { return stateText(run.service().fullState(), world.clock.now()); });
-    return run.exec();
+    return ServerRun(line, instance, world.parts, console, boxes).exec();
 }
 
 /// This process becomes the server with a window, whose libraries no other use of this program has to load.

@@ -53,11 +53,9 @@ int runWindow(const CommandLine &line)
     World world(line, program);
     ConsoleSignals console(world.clock);
     const std::unique_ptr<MessageBoxes> boxes = messageBoxes(line, console);
-    ServerRun run(line, world.parts, console, *boxes);
+    ServerRun run(line, instance, world.parts, console, *boxes);
     frmMain window(world.parts, run.service(), console, *boxes);
-    const auto state = [&] { return stateText(run.service().fullState(), world.clock.now()); };
-    instance.setStatus(state);
-    window.setStatus(state);
+    window.setStatus([&] { return run.status(); });
     window.setSelfCheck([&] {
         QStringList command{program, u"--check"_s, u"--settings"_s, line.settingsFile};
         if (!run.service().isRunning()) // else it has the modem

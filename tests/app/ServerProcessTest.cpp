@@ -79,6 +79,7 @@ private slots:
         modem.command(u"signal 20"_s);
         m_office->configureModem(modem.devicePath(), 1);
         m_office->add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1|x|0"_s, u"2|x|0"_s});
+        m_office->oa(u"update SMS_Queues set SOAID=-1"_s);
         const QString figures = m_office->path(u"figures"_s);
         const mode_t usual = ::umask(077); // as under the service manager
         ServerProcess server(settings(), ServerProcess::service() + QStringList{u"--metrics"_s, figures});
@@ -106,8 +107,12 @@ private slots:
             stranger.connectToServer(settings() + u".socket"_s);
         strangers[0].write(QByteArray(100'000, 'x'));
         strangers[0].flush();
-        const QString status = SingleInstance::askStatus(settings()).value_or(QString());
+        const QString status = SingleInstance::ask(settings(), "status").value_or(QString());
         QVERIFY2(status.contains(u"服务已启动\n数据库：已连接\n"_s), qPrintable(status));
+        ServerProcess asked(settings(), u"--explain sent -1 1"_s.split(u' '));
+        QVERIFY(asked.waitForFinished(patience));
+        const QString explained = QString::fromUtf8(asked.readAllStandardOutput());
+        QVERIFY2(explained.contains(u"原因：短信猫或网络拒绝"_s), qPrintable(explained));
         QVERIFY(server.end(SIGINT));
         QCOMPARE(server.exitCode(), 0);
         QVERIFY2(server.log().endsWith(u"释放 COM3端口成功！\n"_s), qPrintable(server.log()));
