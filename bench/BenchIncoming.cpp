@@ -42,7 +42,7 @@ SimulatorProcess &fill(SimulatorProcess &simulator, int messages)
 /// A modem that takes so long for each answer.
 QStringList optionsOf(int messages, int latency)
 {
-    return {u"--storage"_s, QString::number(messages), u"--do"_s, u"command-latency %1"_s.arg(latency)};
+    return {u"--do"_s, u"storage-size %1"_s.arg(messages), u"--do"_s, u"command-latency %1"_s.arg(latency)};
 }
 
 /// comesSingly: each message comes when the one before is done with.

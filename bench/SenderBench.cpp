@@ -39,7 +39,7 @@ SenderRun senderRun(int latency)
 {
     Office office;
     fill(office);
-    const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
+    const SimulatorProcess simulator({u"--do"_s, u"latency %1"_s.arg(latency)});
     SenderRun run;
     ModemControl modem(office.clock, [&](int) { return simulator.devicePath(); });
     modem.setPortNumber(1);
@@ -65,7 +65,7 @@ double bareSeconds(int latency, bool isNoted)
 {
     Office office;
     fill(office);
-    const SimulatorProcess simulator({u"--latency"_s, QString::number(latency)});
+    const SimulatorProcess simulator({u"--do"_s, u"latency %1"_s.arg(latency)});
     BareLine line(simulator.devicePath());
     // 70 characters in UCS-2 to 13800000000: what the driver sends as well
     const QByteArray tpdu = "0001000B813108000000F000088C" + QByteArray("957F").repeated(70) + '\x1a';

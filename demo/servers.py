@@ -30,7 +30,7 @@ class OneOfSeveral(Server):
     def __init__(self, number, folder, programs, connect_string, latency, settings=()):
         self.name = f"server{number}"
         (folder / self.name).mkdir()
-        super().__init__(folder / self.name, programs, connect_string, ["--latency", str(latency)], settings)
+        super().__init__(folder / self.name, programs, connect_string, ["--do", f"latency {latency}"], settings)
 
     def sent(self):
         """(time, number, text) of each accepted message."""

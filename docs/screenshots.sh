@@ -101,7 +101,7 @@ xsetroot -solid '#3a6ea5'
 [ "$dpi" = 96 ] || echo "Xft.dpi: $dpi" | xrdb -merge
 
 sqlite3 "$work/oa.db" <"$root/demo/schema/sqlite.sql"
-"$bin/modem-simulator" --link "$work/modem" --control "$work/control" --latency 300 >/dev/null 2>&1 &
+"$bin/modem-simulator" --link "$work/modem" --control "$work/control" --do 'latency 300' >/dev/null 2>&1 &
 processes+=($!)
 until_true 10 test -e "$work/modem"
 set_option() { "$bin/sms-server" --settings "$work/settings.ini" --set "$1"; }

@@ -8,9 +8,8 @@ using namespace Qt::StringLiterals;
 
 namespace simulator
 {
-Modem::Modem(std::unique_ptr<LineEnd> end, const QString &logFile)
-    : m_log(logFile),
-      m_submits(m_state, m_log),
+Modem::Modem(std::unique_ptr<LineEnd> end)
+    : m_submits(m_state),
       m_deliveries(m_state),
       m_session(m_state.settings.format, [this](const AtCommand &command) { return run(command); }),
       m_line(std::move(end))

@@ -13,8 +13,7 @@ class Modem : public QObject
     Q_OBJECT
 
 public:
-    /// logFile: see SentLog; empty for none. Throws std::runtime_error when it cannot be written.
-    Modem(std::unique_ptr<LineEnd> end, const QString &logFile);
+    explicit Modem(std::unique_ptr<LineEnd> end);
 
     ModemState &state() { return m_state; }
     SerialLine &line() { return m_line; }
@@ -41,7 +40,6 @@ private:
     void restartIfWanted(const Reply &reply);
 
     ModemState m_state;
-    SentLog m_log;
     int m_outages = 0;   ///< that have not ended
     int m_usualCode = 0; ///< when there is none
     int m_usualRegistration = 0;

@@ -79,8 +79,6 @@ void addAnswerControls(ControlTable &controls, Modem &modem)
             const QByteArray pattern = words.word(u"command"_s).toUtf8();
             answers.add(times, pattern, readChange(words));
         });
-    controls.add(u"no-answers"_s, {}, u"forget every answer and edit, a profile's too"_s,
-                 [&answers](ControlWords &) { answers.clear(); });
 }
 
 void addUnaskedControls(ControlTable &controls, Modem &modem)

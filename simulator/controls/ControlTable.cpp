@@ -21,8 +21,7 @@ QString ControlTable::run(const QString &line) const
             return u"error no command \"%1\"; help lists them"_s.arg(name);
         const QString answer = control->run(words);
         words.end();
-        // A listing brings its own last line.
-        return answer.isEmpty() ? u"ok"_s : answer.startsWith(u"  ") ? answer : u"ok "_s + answer;
+        return answer.isEmpty() ? u"ok"_s : u"ok "_s + answer;
     } catch (const std::runtime_error &error) {
         return u"error "_s + QString::fromUtf8(error.what()).simplified();
     }
@@ -30,9 +29,9 @@ QString ControlTable::run(const QString &line) const
 
 QString ControlTable::help() const
 {
-    QString text;
+    QString text = u"%1 commands"_s.arg(m_controls.size());
     for (const Control &control : m_controls)
-        text += u"  %1\n        %2\n"_s.arg((control.name + u' ' + control.usage).trimmed(), control.help);
-    return text + u"ok %1 commands"_s.arg(m_controls.size());
+        text += u"\n  %1\n        %2"_s.arg((control.name + u' ' + control.usage).trimmed(), control.help);
+    return text;
 }
 } // namespace simulator

@@ -29,8 +29,8 @@ public:
                               }};
     }
 
-    /// The answer to one line: "ok", perhaps with a text, or "error" with the reason. Listings come as lines
-    /// that start with two blanks, before the line that starts with "ok".
+    /// The answer to one line: "ok", perhaps with a text, or "error" with the reason. Listings follow as lines
+    /// that start with two blanks.
     [[nodiscard]] QString run(const QString &line) const;
 
 private:

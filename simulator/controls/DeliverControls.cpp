@@ -102,9 +102,6 @@ void addDeliverControls(ControlTable &controls, Modem &modem)
                  [&modem, reference](ControlWords &words) {
                      return deliver(modem, *reference, words, Parts::All, true);
                  });
-    controls.add(
-        u"deliver-tpdu"_s, u"HEX"_s, u"these octets arrive, service-centre address first, however wrong"_s,
-        [&modem](ControlWords &words) { return modem.deliveries().deliver({words.octets(u"TPDU"_s)}); });
     controls.add(u"notify"_s, u"on|off"_s, u"off: received messages are stored without +CMTI"_s,
                  [&modem](ControlWords &words) { modem.state().notifies = words.onOff(); });
 }

@@ -28,10 +28,8 @@ void addLineControls(ControlTable &controls, Modem &modem)
     controls.add(u"speed"_s, u"N"_s,
                  u"a program that opens the port at another speed than N is heard as noise; 0: any speed"_s,
                  [&line](ControlWords &words) { line.setOnlySpeed(words.number(u"speed"_s, 0, 921'600)); });
-    controls.add(u"hang"_s, {}, u"answer nothing at all until resume"_s,
-                 [&modem](ControlWords &) { modem.session().setHung(true); });
-    controls.add(u"resume"_s, {}, u"answer again; what came meanwhile is lost"_s,
-                 [&modem](ControlWords &) { modem.session().setHung(false); });
+    controls.add(u"hang"_s, {}, u"answer nothing at all from now on"_s,
+                 [&modem](ControlWords &) { modem.session().hang(); });
     controls.add(u"command-latency"_s, u"MS"_s, u"time before each answer"_s, [&modem](ControlWords &words) {
         modem.state().commandLatency = words.milliseconds(u"milliseconds"_s);
     });

@@ -20,8 +20,6 @@ void addSendControls(ControlTable &controls, Modem &modem)
             state.sendScript.add(count, fate);
         };
     };
-    controls.add(u"sent"_s, {}, u"how many TPDUs were accepted so far"_s,
-                 [&modem](ControlWords &) { return QString::number(modem.submits().accepted()); });
     controls.add(
         u"latency"_s, u"MS"_s, u"network time from a TPDU to its result"_s,
         [&state](ControlWords &words) { state.networkLatency = words.milliseconds(u"milliseconds"_s); });
@@ -50,7 +48,5 @@ void addSendControls(ControlTable &controls, Modem &modem)
                  [&state](ControlWords &words) {
                      state.sendScript.mutePrompts(words.number(u"count"_s, 0, ControlWords::maxCount));
                  });
-    controls.add(u"no-plan"_s, {}, u"forget every plan for coming sends"_s,
-                 [&state](ControlWords &) { state.sendScript.clear(); });
 }
 } // namespace simulator

@@ -28,13 +28,13 @@ QString listStorage(ModemState &state)
     int count = 0;
     for (const Memory memory : {Memory::Sim, Memory::Equipment}) {
         for (const auto &[index, message] : state.store(memory).messages()) {
-            text += u"  %1,%2 %3 %4\n"_s.arg(QString::fromLatin1(memoryName(memory)))
+            text += u"\n  %1,%2 %3 %4"_s.arg(QString::fromLatin1(memoryName(memory)))
                         .arg(index)
                         .arg(QString::fromLatin1(statusWord(message.status)), contentOf(message));
             ++count;
         }
     }
-    return count == 0 ? u"0 messages"_s : text + u"ok %1 messages"_s.arg(count);
+    return u"%1 messages"_s.arg(count) + text;
 }
 
 QString store(ModemState &state, MessageStatus status, const QByteArray &pdu)

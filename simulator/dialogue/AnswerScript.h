@@ -38,7 +38,6 @@ public:
     /// The next count answers (or always) to commands that begin with pattern: "+CMGL", "+CPMS=", "" for
     /// a bare AT, "*" for any. A leading "AT" is left out. A change of a line waits for an answer with it.
     void add(int count, const QByteArray &pattern, const AnswerChange &change);
-    void clear() { m_rules.clear(); }
 
     /// The answer to that command as the rules want it; usual carries the command out.
     Reply run(const QByteArray &command, const std::function<Reply()> &usual);

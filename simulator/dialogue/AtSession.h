@@ -40,8 +40,8 @@ public:
     /// An unsolicited line that comes between the next command line and its answer.
     void sendUnsolicitedInNextCommand(const QByteArray &line) { m_forNextCommand += line; }
 
-    /// While hung nothing is read or written; results that fall due are lost.
-    void setHung(bool hung) { m_hung = hung; }
+    /// From now on nothing is read or written.
+    void hang() { m_hung = true; }
     /// Forgets the line in hand and every answer that is due.
     void restart();
     void setPromptStyle(PromptStyle style) { m_promptStyle = style; }

@@ -30,7 +30,6 @@ public:
     /// Every send to that number is refused until code 0 takes it back.
     void refuseNumber(const QString &number, int code) { m_refusedNumbers[number] = code; }
     void mutePrompts(int count) { m_mutedPrompts = count; }
-    void clear() { *this = {}; }
 
     /// Takes the fate of a send to that number.
     [[nodiscard]] SendFate take(const QString &number)

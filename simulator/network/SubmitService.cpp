@@ -21,8 +21,7 @@ QString title(const Tpdu &tpdu)
 
 Reply SubmitService::submit(const QByteArray &pdu)
 {
-    SubmitRecord record{
-        .pdu = pdu, .tpdu = {}, .messageReference = 0, .textMode = m_state.isTextMode(), .refused = {}};
+    SubmitRecord record{.pdu = pdu, .tpdu = {}, .refused = {}};
     const std::variant<Tpdu, TpduError> decoded = decodeTpdu(pdu, Direction::FromModem);
     if (const auto *error = std::get_if<TpduError>(&decoded))
         return refuse(record, cms::invalidPduParameter, error->reason);
@@ -38,11 +37,11 @@ Reply SubmitService::submit(const QByteArray &pdu)
         reply = refuse(record, 0, u"a bare OK"_s);
         reply.final = Reply::Final::Ok;
     } else {
-        record.messageReference = m_lastReference = (m_lastReference + 1) % 256;
+        m_lastReference = (m_lastReference + 1) % 256;
         ++m_accepted;
-        note(record);
-        m_state.say((record.textMode ? u"sent in text mode "_s : u"sent "_s) + title(record.tpdu));
-        reply = Reply::ok({"+CMGS: " + QByteArray::number(record.messageReference)});
+        m_listener(record);
+        m_state.say((m_state.isTextMode() ? u"sent in text mode "_s : u"sent "_s) + title(record.tpdu));
+        reply = Reply::ok({"+CMGS: " + QByteArray::number(m_lastReference)});
     }
     reply.delay = m_state.networkLatency;
     reply.unsolicitedBefore = std::exchange(m_state.unsolicitedInNextSend, {});
@@ -60,17 +59,11 @@ Reply SubmitService::submit(const QByteArray &pdu)
     return reply;
 }
 
-void SubmitService::note(const SubmitRecord &record)
-{
-    m_log.write(record);
-    m_listener(record);
-}
-
 Reply SubmitService::refuse(SubmitRecord record, int code, const QString &reason)
 {
     ++m_refused;
     record.refused = code;
-    note(record);
+    m_listener(record);
     m_state.say(u"refused with %1 (%2) %3"_s.arg(code).arg(reason, title(record.tpdu)));
     return Reply::cmsError(code);
 }

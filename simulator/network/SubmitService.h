@@ -1,15 +1,22 @@
 #pragma once
 
 #include "simulator/network/ModemState.h"
-#include "simulator/network/SentLog.h"
+#include "simulator/tpdu/TpduDecoder.h"
 
 namespace simulator
 {
+/// What became of a TPDU.
+struct SubmitRecord {
+    QByteArray pdu;
+    Tpdu tpdu;                  ///< empty when the TPDU could not be decoded
+    std::optional<int> refused; ///< the +CMS ERROR code; 0 when the refusal was a bare OK
+};
+
 /// The network's side of sending: accepts or refuses what the modem submits, as the script says.
 class SubmitService
 {
 public:
-    SubmitService(ModemState &state, SentLog &log) : m_state(state), m_log(log) {}
+    explicit SubmitService(ModemState &state) : m_state(state) {}
 
     /// Answers a submit with the service-centre address and the TPDU.
     Reply submit(const QByteArray &pdu);
@@ -20,11 +27,9 @@ public:
     void setListener(std::function<void(const SubmitRecord &)> listener) { m_listener = std::move(listener); }
 
 private:
-    void note(const SubmitRecord &record);
     Reply refuse(SubmitRecord record, int code, const QString &reason);
 
     ModemState &m_state;
-    SentLog &m_log;
     std::function<void(const SubmitRecord &)> m_listener = [](const SubmitRecord &) {};
     int m_lastReference = 0;
     int m_accepted = 0;

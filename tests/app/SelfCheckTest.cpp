@@ -54,8 +54,8 @@ private slots:
             port in words        | ServerPort=x 不起作用     | ServerPort=x
             file for two servers | 没有会话锁                | Servers=several
             no device            | 代码 1                    | COM3=/dev/no-modem
-            PIN                  | PIN                       |         | --pin
-            not registered       | 未注册                    |         | --no-registration
+            PIN                  | PIN                       |         | pin required
+            not registered       | 未注册                    |         | registered 0
             login refused        | 邮箱登录被拒绝            |         |       | refused
             no mail server       | 无法连接邮件服务器        |         |       | no server
             no table             | SMS_IsOrder               |         |       | | drop table SMS_IsOrder
@@ -70,7 +70,9 @@ private slots:
         const QSet<QByteArray> refusedWays =
             mail == u"refused" ? QSet<QByteArray>{"USER", "PLAIN"} : QSet<QByteArray>();
         const ScriptedPop3Server mailServer({.refusedWays = refusedWays, .messages = {"Subject: s\r\n\r\n"}});
-        SimulatorProcess simulator(cell("modem").split(u' ', Qt::SkipEmptyParts));
+        SimulatorProcess simulator;
+        if (const QString command = cell("modem"); !command.isEmpty())
+            simulator.command(command);
         simulator.deliver(u"+8613800138000"_s, u"Hello"_s);
         set(u"COM3"_s, simulator.devicePath());
         if (const QString setting = cell("setting"); !setting.isEmpty())

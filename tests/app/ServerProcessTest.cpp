@@ -56,7 +56,7 @@ private slots:
         };
         qputenv("NOTIFY_SOCKET", address.sun_path);
         qputenv("WATCHDOG_USEC", "400000"); // a sign every 100 ms
-        const SimulatorProcess modem({u"--latency"_s, u"1500"_s});
+        const SimulatorProcess modem({u"--do"_s, u"latency 1500"_s});
         m_office->configureModem(modem.devicePath(), 1);
         m_office->add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1|x|0"_s});
         ServerProcess server(settings());

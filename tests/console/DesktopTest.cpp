@@ -297,7 +297,7 @@ private slots:
     void theScreenFollowsALongPassAndTheStopSignalFinishesTheMessageInHand()
     {
         constexpr int messages = 12;
-        SimulatorProcess modem({u"--latency"_s, u"400"_s});
+        SimulatorProcess modem({u"--do"_s, u"latency 400"_s});
         m_office->configureModem(modem.devicePath(), 1);
         for (int i = 0; i < messages; ++i)
             queueMessage(QString::number(13800000000 + i));

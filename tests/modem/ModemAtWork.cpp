@@ -69,7 +69,7 @@ bool matches(const QString &text, const QString &wanted)
 } // namespace
 
 ModemAtWork::ModemAtWork(const QStringList &options)
-    : m_simulator(QStringList{u"--echo"_s, u"off"_s} + options), m_limits(shortLimits())
+    : m_simulator(QStringList{u"--do"_s, u"echo off"_s} + options), m_limits(shortLimits())
 {
 }
 

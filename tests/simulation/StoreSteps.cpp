@@ -160,7 +160,7 @@ private:
 
     std::mt19937_64 m_chance;
     int m_stepsLeft;
-    simulator::Modem m_modem{makeModemEnd(u"modem1"_s), QString()};
+    simulator::Modem m_modem{makeModemEnd(u"modem1"_s)};
     simulator::ControlTable m_controls;
     SystemClock m_clock;
     ModemControl m_control{m_clock, [](int) { return u"modem1"_s; }};

@@ -136,7 +136,7 @@ void World::reopen()
 
 void World::addModem(int server)
 {
-    ModemOnDesk desk{std::make_unique<simulator::Modem>(makeModemEnd(u"modem%1"_s.arg(server)), QString()),
+    ModemOnDesk desk{std::make_unique<simulator::Modem>(makeModemEnd(u"modem%1"_s.arg(server))),
                      std::make_unique<simulator::ControlTable>()};
     simulator::Modem &modem = *desk.modem;
     simulator::addControls(*desk.controls, modem);

@@ -28,7 +28,7 @@ Ended runProgram(const QStringList &arguments)
     return {process.exitCode(), QString::fromUtf8(process.readAll())};
 }
 
-const QStringList withoutEcho{u"--echo"_s, u"off"_s};
+const QStringList withoutEcho{u"--do"_s, u"echo off"_s};
 } // namespace
 
 class SimulatorProgramTest : public QObject
@@ -46,7 +46,7 @@ private slots:
         QCOMPARE(delivered.status, 0);
         QCOMPARE(delivered.output, u"ok 1 delivered\n"_s);
         const Ended listed = control(u"storage list"_s);
-        QCOMPARE(listed.output, u"  SM,1 REC UNREAD +8613800138000: 你好\nok 1 messages\n"_s);
+        QCOMPARE(listed.output, u"ok 1 messages\n  SM,1 REC UNREAD +8613800138000: 你好\n"_s);
         QVERIFY(control(u"help"_s).output.contains(u"  deliver-parts [OPTIONS] NUMBER ORDER TEXT\n"));
         const Ended refused = control(u"deliver"_s);
         QCOMPARE(refused.status, 1);

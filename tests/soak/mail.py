@@ -149,7 +149,7 @@ class Office:
                          else ServerDatabase(folder, options.database))
         self.sql("insert into SMS_Order (OrderName, IsOrder, isPulic) values ('WBYJ', '1', '1');")
         (folder / "server").mkdir()
-        self.server = Server(folder / "server", options.bin, self.database.connect_string, ["--latency", "50"],
+        self.server = Server(folder / "server", options.bin, self.database.connect_string, ["--do", "latency 50"],
                              [f"TimeDelay={INTERVAL}"])
         self.texts = 0
         self.children = []  # that were started

@@ -23,11 +23,6 @@ constexpr int limitMs = 30'000;
     throw std::runtime_error(text.toStdString());
 }
 
-/// Whether the lines so far end with the answer: listings, which start with blanks, come before it.
-bool isComplete(const QByteArray &answer)
-{
-    return answer.endsWith('\n') && !answer.mid(answer.lastIndexOf('\n', -2) + 1).startsWith("  ");
-}
 } // namespace
 
 SimulatorProcess::SimulatorProcess(const QStringList &options)
@@ -65,18 +60,12 @@ QString SimulatorProcess::command(const QString &line)
     if (!socket.waitForConnected(limitMs))
         fail(u"modem-simulator takes no commands: "_s + socket.errorString());
     socket.write(line.toUtf8() + '\n');
-    QByteArray answer;
-    const QDeadlineTimer deadline(limitMs);
-    while (!isComplete(answer)) {
-        if (socket.bytesAvailable() == 0 &&
-            !socket.waitForReadyRead(static_cast<int>(deadline.remainingTime())))
-            fail(u"modem-simulator does not answer \"%1\""_s.arg(line));
-        answer += socket.readAll();
-    }
-    const QString text = QString::fromUtf8(answer).chopped(1);
-    if (text.startsWith(u"error"))
-        fail(u"modem-simulator refuses \"%1\": %2"_s.arg(line, text));
-    return text.startsWith(u"ok") ? text.mid(3) : text;
+    if (socket.state() == QLocalSocket::ConnectedState && !socket.waitForDisconnected(limitMs))
+        fail(u"modem-simulator does not answer \"%1\""_s.arg(line));
+    const QString answer = QString::fromUtf8(socket.readAll()).chopped(1);
+    if (!answer.startsWith(u"ok"))
+        fail(u"modem-simulator refuses \"%1\": %2"_s.arg(line, answer));
+    return answer.mid(3);
 }
 
 bool SimulatorProcess::isEmpty()
