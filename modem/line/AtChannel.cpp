@@ -13,6 +13,9 @@ namespace
 constexpr char escape = '\x1b';
 constexpr char controlZ = '\x1a';
 
+/// Nothing that was given up is answered later.
+constexpr std::chrono::minutes lateAtMost{5};
+
 bool isHexDigits(const QByteArray &line)
 {
     return std::all_of(line.begin(), line.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
@@ -98,7 +101,8 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
     switch (m_line.write(m_echo + '\r', deadline)) {
     case SerialLine::Wait::Ready:
         answer = collect(expect, deadline);
-        m_owedResults += answer.end == AtAnswer::End::TimedOut ? 1 : 0;
+        if (answer.end == AtAnswer::End::TimedOut)
+            m_owedResults.append(QDeadlineTimer(lateAtMost));
         break;
     case SerialLine::Wait::TimedOut:
         m_step = Step::OutOfStep;
@@ -263,9 +267,11 @@ bool AtChannel::isLate(const FinalResult &result, Expect expect)
 {
     const bool isOwn =
         !m_answer.lines.isEmpty() || (result.kind == FinalResult::Kind::CmsError && !isOfStore(result));
-    const bool isLate = expect == Expect::MessageReference && !isOwn && m_owedResults > 0;
-    m_owedResults -= isLate ? 1 : 0;
-    return isLate;
+    m_owedResults.removeIf([](const QDeadlineTimer &owed) { return owed.hasExpired(); });
+    if (expect != Expect::MessageReference || isOwn || m_owedResults.isEmpty())
+        return false;
+    m_owedResults.removeFirst();
+    return true;
 }
 
 /// What the modem was asked before it started anew is hardly answered any more.
@@ -366,7 +372,6 @@ void AtChannel::reset()
     m_unsolicited.clear();
     m_unsolicitedWantsPayload = false;
     m_step = Step::Fresh;
-    m_owedResults = 0;
     m_lowerCase = false;
     m_sayResultFirst = false;
     forgetEcho();

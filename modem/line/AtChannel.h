@@ -140,8 +140,10 @@ private:
     std::optional<bool> m_lateResult;
     bool m_isSearching = false;    ///< for the modem, by commands that know no +CMS ERROR
     bool m_sayResultFirst = false; ///< the modem says OK in front of the line that was asked for
-    int m_owedResults = 0;         ///< of commands that were given up, and may still come
-    bool m_lowerCase = false;      ///< the modem understands commands in lower case only
+    /// Of commands that were given up: what may still come, and until when. A line that is opened anew may be the
+    /// same modem's.
+    QList<QDeadlineTimer> m_owedResults;
+    bool m_lowerCase = false; ///< the modem understands commands in lower case only
 
     // The exchange under way.
     QByteArray m_echo;
