@@ -5,8 +5,10 @@
 QString DatabaseSession::GetConnectString()
 {
     try {
+        m_readFailure.clear();
         m_lastRead = ReadRegValue(m_registry, Settings::connectStringPath());
-    } catch (const Fault &) {
+    } catch (const Fault &fault) {
+        m_readFailure = fault.message();
         if (m_lastRead.isEmpty())
             throw;
     }

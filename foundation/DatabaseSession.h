@@ -18,6 +18,9 @@ public:
     /// Why the last OpenDB failed, in words; never a password.
     [[nodiscard]] const QString &openFailure() const { return m_openFailure; }
 
+    /// Why the connection string that was read before is in use, "" when that of the registry is.
+    [[nodiscard]] const QString &readFailure() const { return m_readFailure; }
+
     /// The shared connection. Not open until the first OpenDB.
     [[nodiscard]] Connection &Conn() { return m_connection; }
 
@@ -30,4 +33,5 @@ private:
     QString m_lastRead; // connection string
     Connection m_connection;
     QString m_openFailure;
+    QString m_readFailure;
 };

@@ -16,6 +16,11 @@ QString databaseTask()
     return u"数据库连接"_s;
 }
 
+QString settingsTask()
+{
+    return u"读取参数"_s;
+}
+
 } // namespace
 
 void TaskGuard::run(const QString &task, const std::function<void()> &work)
@@ -100,14 +105,25 @@ bool TaskGuard::databaseReady()
 {
     if (m_sinceUnavailable.isValid() && m_sinceUnavailable.elapsed() < sameTickMilliseconds)
         return false;
-    if (!m_session.Conn().isOpen() && !m_session.OpenDB()) {
-        databaseStruck(m_session.openFailure());
-        m_sinceUnavailable.start();
+    if (!m_session.Conn().isOpen() && !reopen())
         return false;
-    }
     m_sinceUnavailable.invalidate();
     m_faults.over(databaseTask());
     return true;
+}
+
+bool TaskGuard::reopen()
+{
+    const bool isOpen = m_session.OpenDB();
+    if (m_session.readFailure().isEmpty())
+        m_faults.over(settingsTask());
+    else
+        m_faults.failed(settingsTask(), m_session.readFailure());
+    if (!isOpen) {
+        databaseStruck(m_session.openFailure());
+        m_sinceUnavailable.start();
+    }
+    return isOpen;
 }
 
 void TaskGuard::databaseStruck(const QString &cause)

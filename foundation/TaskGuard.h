@@ -40,6 +40,7 @@ private:
 
     bool attempt(const QString &task, const std::function<bool()> &turn);
     [[nodiscard]] bool databaseReady();
+    [[nodiscard]] bool reopen();
     [[nodiscard]] bool isHeld(const QString &task) const;
     void hold(const QString &task);
     void databaseStruck(const QString &cause);

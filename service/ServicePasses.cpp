@@ -171,14 +171,20 @@ void ServicePasses::setSettings(const ServiceSettings &settings)
 void ServicePasses::begin()
 {
     m_guard.runPass(u"短信发送"_s, [this] { m_sender.settle(); });
+    storeSpooled();
 }
 
-void ServicePasses::send()
+void ServicePasses::storeSpooled()
 {
     bool isEmptied = false;
     m_guard.runPass(u"暂存短信处理"_s, [&] { isEmptied = m_inbound.retrySpooled(); });
     if (isEmptied)
         noteTask(passName(ServiceState::Pass::Receive), std::nullopt);
+}
+
+void ServicePasses::send()
+{
+    storeSpooled();
     if (!m_sender.isPassing())
         sendOn();
 }

@@ -33,7 +33,7 @@ public:
 
     /// A Start succeeded, and nothing has come from it yet.
     void begin();
-    /// TSend: the queue to the modem, row by row from the event loop; a tick meanwhile begins no other pass. Before it,
+    /// TSend: the queue to the modem, row by row from the event loop; a tick meanwhile begins no other pass. Before it, as at the begin,
     /// received messages that the database had refused.
     void send();
     /// The send pass of a tick is still at it, or waits for the end of a SendGap.
@@ -61,6 +61,7 @@ public:
 private:
     void run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work);
     void noteEnd(ServiceState::Pass pass, const QElapsedTimer &length);
+    void storeSpooled();
     void sendOn();
     /// A pass that one server of several does at a time.
     void runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
