@@ -87,8 +87,8 @@ QStringList nothingIsFalselyReported(const Aftermath &run)
 {
     QStringList broken;
     for (const auto &[message, count] : countsOf(run)) {
-        // The late result of a text of an earlier session cannot be told from that of the next.
-        const int most = run.truth.kills > 0 ? std::min(run.truth.bareOks, run.truth.lostAnswers) : 0;
+        // The late result of a text that was in hand at a kill cannot be told from that of the next.
+        const int most = std::min(run.truth.kills, run.truth.lostAnswers);
         if (count.sent > count.accepted + most)
             broken += u"told as sent, and it was not: "_s + words(message);
         // What one server has in hand at its kill the other may send, and be refused.

@@ -52,7 +52,6 @@ struct Truth {
     int lostAnswers = 0;     ///< each may leave one message's fate unknown
     int refusals = 0;        ///< messages that the network was told to refuse for good, or three times
     int refusedCommands = 0; ///< AT+CMGS that the modem did not take
-    int bareOks = 0;         ///< of the refusals those without a code
     bool isClockMoved = false;
 };
 
