@@ -189,15 +189,6 @@ ServerTarget server(const ConnectionString &settings, ServerTarget::Kind kind)
     return target;
 }
 
-/// Qt's driver for MariaDB can neither insist on an encrypted line nor verify the server: ODBC's can.
-ConnectionTarget mariaDb(const ConnectionString &settings, const OdbcInstallation &installation)
-{
-    const ServerTarget target = server(settings, ServerTarget::Kind::MariaDb);
-    if (isOneOf(target.sslMode, {"require"_L1, "verify-ca"_L1, "verify-full"_L1}))
-        return encryptedMariaDbTarget(target, installation);
-    return target;
-}
-
 OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &installation)
 {
     static constexpr Keys ownKeys = {"port"_L1};
@@ -260,7 +251,7 @@ ConnectionTarget connectionTarget(const QString &connectionString, const OdbcIns
     if (isOneOf(provider, {"PostgreSQL"_L1, "Postgres"_L1}))
         return server(settings, ServerTarget::Kind::PostgreSql);
     if (isOneOf(provider, {"MariaDB"_L1, "MySQL"_L1}))
-        return mariaDb(settings, installation);
+        return server(settings, ServerTarget::Kind::MariaDb);
     if (isOneOf(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
                            "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
                            "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))

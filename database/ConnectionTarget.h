@@ -1,7 +1,7 @@
 #pragma once
 
+#include "database/native/ServerTarget.h"
 #include "database/odbc/OdbcTarget.h"
-#include "database/qtsql/ServerTarget.h"
 
 #include <variant>
 

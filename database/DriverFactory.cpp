@@ -1,11 +1,11 @@
 #include "database/DriverFactory.h"
 
 #include "database/ConnectionTarget.h"
+#include "database/native/ClearPasswords.h"
+#include "database/native/MariaDbDriver.h"
+#include "database/native/PostgreSqlDriver.h"
+#include "database/native/SqliteDriver.h"
 #include "database/odbc/OdbcDriver.h"
-#include "database/qtsql/ClearPasswords.h"
-#include "database/qtsql/MariaDbDriver.h"
-#include "database/qtsql/PostgreSqlDriver.h"
-#include "database/qtsql/SqliteDriver.h"
 
 namespace
 {
@@ -19,7 +19,6 @@ struct DriverMaker {
     {
         if (target.kind == ServerTarget::Kind::PostgreSql)
             return std::make_unique<PostgreSqlDriver>(target);
-        refuseClearPasswords();
         return std::make_unique<MariaDbDriver>(target);
     }
     std::unique_ptr<Driver> operator()(const OdbcTarget &target) const

@@ -252,29 +252,6 @@ OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLi
     return target;
 }
 
-OdbcTarget encryptedMariaDbTarget(const ServerTarget &target, const OdbcInstallation &installation)
-{
-    const QString driver = installedDriver(OdbcFamily::MariaDb, installation.drivers);
-    if (driver.isEmpty())
-        throw refusedString(u"加密的 MariaDB 或 MySQL 连接需要 ODBC 驱动程序，请安装 odbc-mariadb"_s);
-    QList<ConnectionString::Entry> entries{{u"DRIVER"_s, driver}};
-    const auto add = [&entries](const QString &key, const QString &value) {
-        if (!value.isEmpty())
-            entries += {key, value};
-    };
-    add(target.host.startsWith(u'/') ? u"SOCKET"_s : u"SERVER"_s, target.host);
-    add(u"PORT"_s, target.port > 0 ? QString::number(target.port) : QString());
-    add(u"DATABASE"_s, target.database);
-    add(u"UID"_s, target.user);
-    add(u"PWD"_s, target.password);
-    add(u"FORCETLS"_s, u"1"_s);
-    add(u"SSLVERIFY"_s, target.sslMode == "require"_L1 ? QString() : u"1"_s);
-    add(u"SSLCA"_s, target.certificateAuthority);
-    OdbcTarget encrypted = odbcTarget(entries, target.limits, installation);
-    encrypted.dialect = OdbcFamily::MariaDb;
-    return encrypted;
-}
-
 OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const DatabaseLimits &limits,
                       const OdbcInstallation &installation)
 {

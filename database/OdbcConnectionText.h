@@ -2,7 +2,6 @@
 
 #include "database/ConnectionString.h"
 #include "database/odbc/OdbcTarget.h"
-#include "database/qtsql/ServerTarget.h"
 
 /// How the line to a SQL Server is guarded.
 struct SqlServerEncryption {
@@ -27,11 +26,6 @@ struct SqlServerAddress {
 /// DatabaseFault (Refused) when there is none.
 [[nodiscard]] OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLimits &limits,
                                              const OdbcInstallation &installation);
-
-/// The connection to a MariaDB or MySQL with an encrypted line. Throws DatabaseFault (Refused) when MariaDB's ODBC
-/// driver is not installed.
-[[nodiscard]] OdbcTarget encryptedMariaDbTarget(const ServerTarget &target,
-                                                const OdbcInstallation &installation);
 
 /// The connection that ODBC keys ask for. The keys go to the driver as they are; a driver that is not
 /// installed is replaced by one of the same family ("SQL Server" by FreeTDS, "MySQL ODBC 5.1 Driver" by

@@ -2,11 +2,10 @@
 # Sourced by ./run, ./test and .ci/run: installs Debian packages that are missing, and says so.
 
 build_packages="g++ ccache cmake ninja-build pkg-config qt6-base-dev qt6-serialport-dev libcurl4-openssl-dev
-    libgmime-3.0-dev qt6-translations-l10n libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-mysql libpq-dev libmariadb-dev
-    libsqlite3-dev unixodbc-dev odbcinst"
+    libgmime-3.0-dev qt6-translations-l10n libpq-dev libmariadb-dev libsqlite3-dev unixodbc-dev odbcinst"
 demo_packages="sqlite3 fonts-wqy-microhei dovecot-pop3d openssl python3"
 test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-utils
-    postgresql mariadb-server odbc-postgresql odbc-mariadb tdsodbc libsqliteodbc pgbouncer"
+    postgresql mariadb-server libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-mysql odbc-postgresql odbc-mariadb tdsodbc libsqliteodbc pgbouncer"
 picture_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-xserver-utils"
 check_packages="clang-format clang-tidy"
 packaging_packages="debhelper lintian dpkg-dev systemd"

@@ -16,8 +16,6 @@ public:
     {
         const auto milliseconds = std::chrono::milliseconds(session.limits.statement).count();
         return {
-            // A backslash in a text is a backslash: with this off it would end the literals of Qt's driver.
-            u"set standard_conforming_strings=on"_s,
             u"set statement_timeout=%1"_s.arg(milliseconds),
             u"set datestyle=ISO"_s,
             // A machine of ours that died lets its locks go within the minute.
@@ -25,7 +23,7 @@ public:
             u"set tcp_keepalives_interval=5"_s,
             u"set tcp_keepalives_count=3"_s,
             u"set tcp_user_timeout=30000"_s,
-            u"set client_min_messages=warning"_s,
+            u"set client_min_messages=error"_s, // the rest goes to the program's own output
             // Times without a zone are ours, whatever the server's zone is. The offset is where the name
             // is unknown to the server.
             u"set time zone interval '%1' hour to minute"_s.arg(session.offset),

@@ -47,6 +47,20 @@ void Driver::rollbackToSavepoint(const QString &name)
     runPlain(dialect().verbs().rollbackTo.arg(name));
 }
 
+DatabaseFault Driver::faultOf(const QString &what, const SqlErrorCode &code, const QString &words) const
+{
+    // What is in the lines below can be the values of the statement.
+    QString text = what.left(shownSqlLength) + u"："_s + words.section(u'\n', 0, 0).trimmed();
+    QStringList codes;
+    if (!code.state.isEmpty())
+        codes += code.state;
+    if (code.number != 0)
+        codes += QString::number(code.number);
+    if (!codes.isEmpty())
+        text += " ["_L1 + codes.join(u' ') + u']';
+    return {dialect().kindOf(code), text, dialect().causeOf(code)};
+}
+
 qint64 Driver::lastRowCount()
 {
     throw DatabaseFault(DatabaseFault::Kind::Refused, u"数据库没有告知改动了多少条记录"_s);

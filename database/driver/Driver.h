@@ -106,6 +106,9 @@ public:
 protected:
     /// Runs a statement of ours without values. Throws DatabaseFault.
     virtual void runPlain(const QString &sql) = 0;
+    /// What an error means, told by its code. what: the statement. words: the database's own.
+    [[nodiscard]] DatabaseFault faultOf(const QString &what, const SqlErrorCode &code,
+                                        const QString &words) const;
     [[nodiscard]] bool isInTransaction() const { return m_isInTransaction; }
 
 private:

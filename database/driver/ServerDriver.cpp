@@ -116,7 +116,7 @@ void ServerDriver::ping()
 {
     const DeadlineGuard::Watch limit(m_guard, pingLimit);
     try {
-        static_cast<void>(plainRows(u"select 1"_s, 1));
+        plainRows(u"select 1"_s);
     } catch (const DatabaseFault &fault) {
         if (fault.kind() == DatabaseFault::Kind::Lost) // a refusal is an answer, too
             throw;
@@ -205,6 +205,18 @@ DeadlineGuard::Watch ServerDriver::watch(qint64 payloadOctets)
     return {m_guard, m_limits.statement + serverAdvance + line};
 }
 
+DatabaseFault ServerDriver::fault(const QString &what, const SqlErrorCode &code, const QString &words) const
+{
+    return hasTimedOut() ? DatabaseFault(DatabaseFault::Kind::Lost, u"数据库服务器在规定时间内没有应答"_s)
+                         : faultOf(what, code, words);
+}
+
+DatabaseFault ServerDriver::unreachable(const QString &server, const QString &words)
+{
+    return {DatabaseFault::Kind::Lost,
+            u"无法连接数据库服务器 %1：%2"_s.arg(server, words.section(u'\n', 0, 0).trimmed())};
+}
+
 QVariant ServerDriver::answer(const QString &question, const QVariantList &values)
 {
     auto &statement = m_questions[question];
@@ -219,13 +231,13 @@ QVariant ServerDriver::answer(const QString &question, const QVariantList &value
 void ServerDriver::runPlain(const QString &sql)
 {
     const auto limit = watch(0);
-    execPlain(sql);
+    plainRows(sql);
 }
 
 QVariant ServerDriver::plainValue(const QString &sql)
 {
     const auto limit = watch(0);
-    const auto rows = plainRows(sql, 1);
+    const auto rows = plainRows(sql);
     return rows.isEmpty() ? QVariant() : rows[0][0];
 }
 
@@ -233,7 +245,7 @@ QList<LenientSession::Warning> ServerDriver::warnings(const QString &query)
 {
     const auto limit = watch(0);
     QList<LenientSession::Warning> warnings;
-    const auto rows = plainRows(query, 3);
+    const auto rows = plainRows(query);
     for (const QVariantList &row : rows)
         warnings += {row[0].toString(), row[1].toInt(), row[2].toString()};
     return warnings;

@@ -35,6 +35,12 @@ public:
     [[nodiscard]] int clusterSize() final;
     [[nodiscard]] const SqlDialect &dialect() const final { return *m_dialect; }
 
+    /// What an error means, for the statements of this driver. what: the statement. words: the server's, or the
+    /// client library's.
+    [[nodiscard]] DatabaseFault fault(const QString &what, const SqlErrorCode &code,
+                                      const QString &words) const;
+    [[nodiscard]] bool isClosing() const { return m_closing.has_value(); }
+
 protected:
     void setDialect(std::unique_ptr<SqlDialect> dialect) { m_dialect = std::move(dialect); }
     [[nodiscard]] const DatabaseLimits &limits() const { return m_limits; }
@@ -45,22 +51,25 @@ protected:
     /// Reaches the server and hands its sockets to the guard. Throws DatabaseFault (Lost).
     virtual void connect() = 0;
     /// The server's system and version, in its own words.
-    [[nodiscard]] virtual QString serverVersion() = 0;
+    [[nodiscard]] virtual QString serverVersion()
+    {
+        return plainValue(QStringLiteral("select version()")).toString();
+    }
     /// Throws DatabaseFault when the session, set up as far as the server let us, is not fit for use.
     virtual void checkSession() {}
     /// The same target once more, not yet connected; none where nobody lends sessions.
     [[nodiscard]] virtual std::unique_ptr<ServerDriver> another() const { return nullptr; }
     /// False when the session of this number is certainly not lent by a pool.
     [[nodiscard]] virtual bool mayBePooled(int /*sessionNumber*/) const { return true; }
-    /// Runs a statement of ours without values, as runPlain() does, but with no time limit.
-    virtual void execPlain(const QString &sql) = 0;
     /// A statement in the server's spelling that takes values as boundValue() makes them. sql: as the program
     /// wrote it, for a fault's text.
     [[nodiscard]] virtual std::unique_ptr<Statement> prepareLine(const QString &sql,
                                                                  const QString &spelled) = 0;
-    /// The rows of a query of ours, in a way that leaves the warnings of the statement before, and with no time
-    /// limit.
-    [[nodiscard]] virtual QList<QVariantList> plainRows(const QString &sql, int columns) = 0;
+    /// The rows of a statement of ours without values, none for one that is no query, in a way that leaves the warnings
+    /// of the statement before, and with no time limit.
+    virtual QList<QVariantList> plainRows(const QString &sql) = 0;
+    /// What a connection that cannot be made ends in. words: the client library's.
+    [[nodiscard]] static DatabaseFault unreachable(const QString &server, const QString &words);
     /// What a text's NUL becomes; a null QChar where NUL can be stored.
     [[nodiscard]] virtual QChar replacementForNul() const { return m_dialect->replacementForNul(); }
     void runPlain(const QString &sql) final;

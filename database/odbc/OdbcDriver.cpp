@@ -98,8 +98,7 @@ void OdbcDriver::connect()
                                                static_cast<SQLSMALLINT>(m_target.text.size()), nullptr, 0,
                                                nullptr, SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result))
-        throw DatabaseFault(DatabaseFault::Kind::Lost,
-                            u"无法连接 ODBC 数据库："_s + m_connection.diagnosis().text);
+        throw unreachable(u"（ODBC）"_s, m_connection.diagnosis().text);
     m_isConnected = true;
     guard().setSockets(OpenSockets::now().since(before));
     if (!m_target.dialect)
@@ -115,7 +114,7 @@ void OdbcDriver::checkSession()
 {
     if (m_target.mustBeEncrypted && !dialect().encryptionQuery().isEmpty()) {
         const auto limit = watch(0);
-        const auto rows = plainRows(dialect().encryptionQuery(), 2);
+        const auto rows = plainRows(dialect().encryptionQuery());
         if (rows.isEmpty() || rows[0][1].toString().isEmpty())
             throw DatabaseFault(DatabaseFault::Kind::Lost,
                                 u"数据库服务器没有加密连接，而连接字符串要求加密"_s);
@@ -131,7 +130,7 @@ std::unique_ptr<ServerDriver> OdbcDriver::another() const
 
 std::unique_ptr<Statement> OdbcDriver::prepareLine(const QString &sql, const QString &spelled)
 {
-    return std::make_unique<OdbcStatement>(line(), dialect(), sql, spelled);
+    return std::make_unique<OdbcStatement>(*this, sql, spelled);
 }
 
 QString OdbcDriver::identityInsert(const QString &insert, const QString &identityColumn) const
@@ -163,26 +162,11 @@ QVariant OdbcDriver::lastIdentity(const Statement &, const QString &table, const
     return rows == 1 ? answer(u"select max(%1)"_s.arg(identityColumn) + later, {earlier}) : QVariant();
 }
 
-DatabaseFault OdbcDriver::fault(const QString &what, const OdbcHandle &handle) const
+DatabaseFault OdbcDriver::faultOf(const QString &what, const OdbcHandle &handle) const
 {
     const auto diagnosis = handle.diagnosis();
-    if (hasTimedOut())
-        return {DatabaseFault::Kind::Lost, u"ODBC 数据库在规定时间内没有应答"_s};
-    const auto kind = isDead() ? DatabaseFault::Kind::Lost : dialect().kindOf(diagnosis.code);
-    QString text = what.left(shownSqlLength) + u"："_s +
-                   (diagnosis.text.isEmpty() ? u"ODBC 驱动程序没有说明原因"_s : diagnosis.text);
-    if (!diagnosis.code.state.isEmpty())
-        text += u" [%1 %2]"_s.arg(diagnosis.code.state).arg(diagnosis.code.number);
-    return {kind, text, dialect().causeOf(diagnosis.code)};
-}
-
-void OdbcDriver::execPlain(const QString &sql)
-{
-    const OdbcHandle statement = newStatementHandle();
-    const SQLRETURN result =
-        SQLExecDirectW(statement.get(), odbcText(sql), static_cast<SQLINTEGER>(sql.size()));
-    if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA)
-        throw fault(sql, statement);
+    return fault(what, isDead() ? SqlErrorCode() : diagnosis.code,
+                 diagnosis.text.isEmpty() ? u"ODBC 驱动程序没有说明原因"_s : diagnosis.text);
 }
 
 OdbcHandle OdbcDriver::newStatementHandle() const
@@ -210,16 +194,15 @@ bool OdbcDriver::isDead() const
            dead == SQL_CD_TRUE;
 }
 
-QList<QVariantList> OdbcDriver::plainRows(const QString &sql, int columns)
+QList<QVariantList> OdbcDriver::plainRows(const QString &sql)
 {
-    OdbcStatement statement(line(), dialect(), sql, sql);
-    statement.execute({});
+    OdbcStatement statement(*this, sql);
+    statement.executeDirectly();
     QList<QVariantList> rows;
     while (statement.next()) {
-        QVariantList row;
-        for (int column = 0; column < columns; ++column)
+        QVariantList &row = rows.emplaceBack();
+        for (int column = 0; column < statement.columnNames().size(); ++column)
             row += statement.value(column);
-        rows += row;
     }
     return rows;
 }

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "database/driver/ServerDriver.h"
-#include "database/odbc/OdbcLine.h"
+#include "database/odbc/OdbcHandle.h"
 #include "database/odbc/OdbcTarget.h"
 
 /// Any database behind an ODBC driver, through the ODBC C API. SQL Server, PostgreSQL and MariaDB or MySQL
 /// are known by what the driver says it is connected to, unless the connection string names the dialect; another
 /// system gets plain SQL.
-class OdbcDriver final : public ServerDriver, private OdbcLine
+class OdbcDriver final : public ServerDriver
 {
 public:
     explicit OdbcDriver(OdbcTarget target);
@@ -18,21 +18,24 @@ public:
     [[nodiscard]] QVariant lastIdentity(const Statement &insert, const QString &table,
                                         const QString &identityColumn) override;
 
+    /// Throws DatabaseFault (Lost) when the connection has none to give.
+    [[nodiscard]] OdbcHandle newStatementHandle() const;
+    /// What a failed call on a statement means. what: the statement's text.
+    [[nodiscard]] DatabaseFault faultOf(const QString &what, const OdbcHandle &handle) const;
+    /// MariaDB's driver would wait for a result that never comes; PostgreSQL's keeps what it has until then.
+    [[nodiscard]] bool closesAfterRefusal() const { return m_target.family != OdbcFamily::MariaDb; }
+
 protected:
     void connect() override;
     [[nodiscard]] QString serverVersion() override;
     void checkSession() override;
     [[nodiscard]] std::unique_ptr<ServerDriver> another() const override;
-    void execPlain(const QString &sql) override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
-    [[nodiscard]] QList<QVariantList> plainRows(const QString &sql, int columns) override;
+    [[nodiscard]] QList<QVariantList> plainRows(const QString &sql) override;
     /// ODBC drivers end a text at its NUL.
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
 private:
-    [[nodiscard]] OdbcHandle newStatementHandle() const override;
-    [[nodiscard]] DatabaseFault fault(const QString &what, const OdbcHandle &handle) const override;
-    [[nodiscard]] bool closesAfterRefusal() const override { return m_target.family != OdbcFamily::MariaDb; }
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
     [[nodiscard]] bool isDead() const;
 

@@ -1,6 +1,7 @@
 #include "database/odbc/OdbcStatement.h"
 
 #include "database/driver/BoundValue.h"
+#include "database/odbc/OdbcDriver.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -29,9 +30,16 @@ QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
 
 } // namespace
 
-OdbcStatement::OdbcStatement(const OdbcLine &line, const SqlDialect &dialect, QString sql,
-                             const QString &spelled)
-    : m_line(line), m_dialect(dialect), m_sql(std::move(sql)), m_handle(line.newStatementHandle())
+OdbcStatement::OdbcStatement(const OdbcDriver &driver, QString sql)
+    : m_driver(driver),
+      m_dialect(driver.dialect()),
+      m_sql(std::move(sql)),
+      m_handle(driver.newStatementHandle())
+{
+}
+
+OdbcStatement::OdbcStatement(const OdbcDriver &driver, const QString &sql, const QString &spelled)
+    : OdbcStatement(driver, sql)
 {
     check(SQLPrepareW(m_handle.get(), odbcText(spelled), static_cast<SQLINTEGER>(spelled.size())));
 }
@@ -44,7 +52,16 @@ void OdbcStatement::execute(const QVariantList &values)
     for (qsizetype i = 0; i < values.size(); ++i)
         set(static_cast<SQLUSMALLINT>(i + 1), values[i], m_parameters[static_cast<size_t>(i)]);
     m_isOpen = false;
-    const SQLRETURN result = SQLExecute(m_handle.get());
+    finishExecution(SQLExecute(m_handle.get()));
+}
+
+void OdbcStatement::executeDirectly()
+{
+    finishExecution(SQLExecDirectW(m_handle.get(), odbcText(m_sql), static_cast<SQLINTEGER>(m_sql.size())));
+}
+
+void OdbcStatement::finishExecution(SQLRETURN result)
+{
     // An UPDATE or DELETE that found no row says so here.
     if (result != SQL_NO_DATA)
         check(result);
@@ -302,7 +319,7 @@ std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLS
 
 void OdbcStatement::finish() noexcept
 {
-    if (m_isOpen || m_line.closesAfterRefusal())
+    if (m_isOpen || m_driver.closesAfterRefusal())
         SQLFreeStmt(m_handle.get(), SQL_CLOSE);
     m_isOpen = false;
     m_hasResult = false;
@@ -311,5 +328,5 @@ void OdbcStatement::finish() noexcept
 void OdbcStatement::check(SQLRETURN result)
 {
     if (!SQL_SUCCEEDED(result))
-        throw m_line.fault(m_sql, m_handle);
+        throw m_driver.faultOf(m_sql, m_handle);
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "database/driver/Driver.h"
-#include "database/odbc/OdbcLine.h"
+#include "database/odbc/OdbcHandle.h"
 
 #include <optional>
 #include <vector>
+
+class OdbcDriver;
 
 /// A statement on the ODBC C API, prepared once. It takes values as boundValue() makes them. Texts go out as UTF-16
 /// or UTF-8 with lengths of our own and come back whole, whatever their length.
@@ -12,10 +14,13 @@ class OdbcStatement final : public Statement
 {
 public:
     /// spelled: the statement in the server's own spelling. Throws DatabaseFault when the driver refuses it.
-    OdbcStatement(const OdbcLine &line, const SqlDialect &dialect, QString sql, const QString &spelled);
+    OdbcStatement(const OdbcDriver &driver, const QString &sql, const QString &spelled);
+    /// One that is executed once, without values, and not prepared.
+    OdbcStatement(const OdbcDriver &driver, QString sql);
     ~OdbcStatement() override;
 
     void execute(const QVariantList &values) override;
+    void executeDirectly();
     [[nodiscard]] bool next() override;
     [[nodiscard]] QVariant value(int column) const override { return m_row[static_cast<size_t>(column)]; }
     [[nodiscard]] QStringList columnNames() const override { return m_columnNames; }
@@ -54,9 +59,10 @@ private:
     /// endOctets of no value; nothing for a null.
     [[nodiscard]] std::optional<QByteArray> fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
                                                           size_t endOctets);
+    void finishExecution(SQLRETURN result);
     void check(SQLRETURN result);
 
-    const OdbcLine &m_line;
+    const OdbcDriver &m_driver;
     const SqlDialect &m_dialect;
     QString m_sql; // as the program wrote it
     OdbcHandle m_handle;

@@ -1,4 +1,4 @@
-#include "database/qtsql/ClearPasswords.h"
+#include "database/native/ClearPasswords.h"
 
 #include <cstdarg>
 #include <mysql.h>

@@ -1,19 +1,17 @@
 #pragma once
 
-#include "database/driver/Driver.h"
-#include "database/qtsql/QtSqlLine.h"
+#include "database/driver/ServerDriver.h"
 
 #include <memory>
 #include <mysql.h>
 
 /// A statement on MariaDB's own client library, prepared once; it takes values as boundValue() makes them. One request
-/// an execution: Qt's driver resets the statement before each, which is a second one, and reads a result by the columns
-/// as they were when it was prepared.
+/// an execution.
 class MariaDbStatement final : public Statement
 {
 public:
     /// sql: as the program wrote it, for a fault's text. Throws DatabaseFault when the database refuses the statement.
-    MariaDbStatement(QtSqlLine &line, MYSQL *connection, QString sql, const QString &spelled);
+    MariaDbStatement(const ServerDriver &driver, MYSQL *connection, QString sql, const QString &spelled);
 
     void execute(const QVariantList &values) override;
     [[nodiscard]] bool next() override;
@@ -33,7 +31,7 @@ private:
     void bindResult();
     [[nodiscard]] QVariant fetched(unsigned int column);
 
-    QtSqlLine &m_line;
+    const ServerDriver &m_driver;
     QString m_sql;
     std::unique_ptr<MYSQL_STMT, Close> m_statement;
     std::unique_ptr<MYSQL_RES, Close> m_columns; // of the result; none where there is none

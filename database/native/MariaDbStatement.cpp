@@ -1,4 +1,4 @@
-#include "database/qtsql/MariaDbStatement.h"
+#include "database/native/MariaDbStatement.h"
 
 #include <QDateTime>
 
@@ -89,8 +89,9 @@ QVariant valueOf(const MYSQL_FIELD &column, const QByteArray &octets)
 
 } // namespace
 
-MariaDbStatement::MariaDbStatement(QtSqlLine &line, MYSQL *connection, QString sql, const QString &spelled)
-    : m_line(line), m_sql(std::move(sql)), m_statement(mysql_stmt_init(connection))
+MariaDbStatement::MariaDbStatement(const ServerDriver &driver, MYSQL *connection, QString sql,
+                                   const QString &spelled)
+    : m_driver(driver), m_sql(std::move(sql)), m_statement(mysql_stmt_init(connection))
 {
     const QByteArray text = spelled.toUtf8();
     require(mysql_stmt_prepare(m_statement.get(), text.constData(),
@@ -185,7 +186,6 @@ void MariaDbStatement::require(bool isDone)
 {
     if (isDone)
         return;
-    const QSqlError error({}, QString::fromUtf8(mysql_stmt_error(m_statement.get())),
-                          QSqlError::StatementError, QString::number(mysql_stmt_errno(m_statement.get())));
-    throw m_line.fault(m_sql, error);
+    throw m_driver.fault(m_sql, {{}, static_cast<int>(mysql_stmt_errno(m_statement.get()))},
+                         QString::fromUtf8(mysql_stmt_error(m_statement.get())));
 }
