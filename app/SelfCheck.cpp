@@ -1,5 +1,6 @@
 #include "app/SelfCheck.h"
 
+#include "alerts/NewMail.h"
 #include "database/NamedLock.h"
 #include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
@@ -8,8 +9,9 @@
 #include "foundation/ServiceSettings.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
-#include "service/ServiceStart.h"
+#include "service/ConsoleSignals.h"
 
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QStorageInfo>
@@ -123,11 +125,17 @@ QString modemRemedy(ModemResult result)
 
 } // namespace
 
-void checkFolders(const ServerParts &parts, CheckReport &report)
+void checkFiles(const ServerParts &parts, CheckReport &report)
 {
+    if (const QString damage = parts.registry.damage(); !damage.isEmpty())
+        report.wrong(damage + u"，可能已损坏"_s, u"用备份恢复参数文件，或删除它以后用 --set 重新写入"_s);
     for (const QString &folder : parts.folders) {
         const QStorageInfo disk(folder);
-        if (disk.isValid() && disk.bytesAvailable() < enoughRoom)
+        if (!QFileInfo(folder).isWritable())
+            report.wrong(
+                u"文件夹 %1 不能写入"_s.arg(folder),
+                u"请检查文件夹和它的权限；服务的参数以用户 sms-server 检查（runuser -u sms-server -- …）"_s);
+        else if (disk.isValid() && disk.bytesAvailable() < enoughRoom)
             report.wrong(u"磁盘将满：%1 只剩 %2 MB"_s.arg(folder).arg(disk.bytesAvailable() / (1 << 20)),
                          u"删除不用的文件；程序的记录写不进去时会停止发送"_s);
     }
@@ -176,18 +184,23 @@ void checkNumberForm(const ServerParts &parts, CheckReport &report)
             u"用 --set SenderCountryCode=86 写入国家代码"_s);
 }
 
-/// Without a single watermark every old mail is a new one.
-void checkOldMail(Connection &connection, CheckReport &report)
+/// Mails of before the first start: whoever has no watermark gets an alert of each.
+void checkOldMail(const ServerParts &parts, CheckReport &report)
 {
-    const auto count = [&connection](const QString &from) {
-        return connection.firstValue(u"select count(*) from "_s + from, {}).value_or(0).toLongLong();
-    };
-    if (count(u"SMS_Alert_MaxOAID"_s) > 0 ||
-        count(u"VO_UserInfor where AccountState='1' and Mobile<>''"_s) == 0)
-        return;
-    if (const qint64 mails = count(u"VO_Email"_s); mails > 0)
-        report.wrong(u"还没有任何提醒记录，数据库中已有的 %1 封邮件都会当作新邮件提醒"_s.arg(mails),
-                     u"第一次启动之前运行 sms-server --skip-old-mail"_s);
+    ConsoleSignals nobody(parts.clock);
+    FaultLog faults(nobody);
+    AlertRecipients all(parts.session.Conn(), faults);
+    MailHistory history({});
+    history.beginPass();
+    const NewMail mails(parts.session.Conn(), all, history, [] { return false; });
+    size_t due = 0;
+    for (const AlertRecipients::Recipient &recipient : all.recipients) {
+        for (const AlertRecipients::Service &service : recipient.services)
+            due += service.storedWatermark ? 0 : service.newMails.size();
+    }
+    if (due > 0)
+        report.wrong(u"收件人还没有提醒记录，数据库中已有的邮件会当作新邮件提醒，共 %1 条"_s.arg(due),
+                     u"不要提醒时，在启动之前运行 sms-server --skip-old-mail"_s);
 }
 
 void tryDatabase(Connection &connection, CheckReport &report)
@@ -235,7 +248,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     report.well(u"数据表和列齐全"_s);
     tryDatabase(parts.session.Conn(), report);
     checkNumberForm(parts, report);
-    checkOldMail(parts.session.Conn(), report);
+    checkOldMail(parts, report);
 }
 
 void checkModem(const ServerParts &parts, CheckReport &report)
@@ -287,7 +300,7 @@ void checkBusyModem(const ServerParts &parts, CheckReport &report)
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)
 {
     CheckReport report(show);
-    for (const auto check : {checkFolders, checkDatabase, checkSettings,
+    for (const auto check : {checkFiles, checkDatabase, checkSettings,
                              isServing ? checkBusyModem : checkModem, checkMailAccounts})
         check(parts, report);
     show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);

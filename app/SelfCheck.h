@@ -29,9 +29,9 @@ private:
 
 /// Each tries one thing the service needs and changes nothing. They throw Fault only when the registry cannot
 /// be read.
+/// The server's own files: whether the settings are whole, and whether the others can be written.
+void checkFiles(const ServerParts &parts, CheckReport &report);
 void checkSettings(const ServerParts &parts, CheckReport &report);
-/// Room for the server's own files.
-void checkFolders(const ServerParts &parts, CheckReport &report);
 void checkDatabase(const ServerParts &parts, CheckReport &report);
 void checkModem(const ServerParts &parts, CheckReport &report);
 /// The same while the service holds the modem, which is then left alone.

@@ -10,5 +10,5 @@ void print(FILE *stream, const QString &text);
 /// The exit status of work, or 1 when a fault ended it, which is said on standard error.
 [[nodiscard]] int statusOf(const std::function<int()> &work);
 
-/// Without a desktop the libraries remark on its absence; from now on only what is critical is said.
+/// The libraries remark on what is missing, a desktop for instance; from now on only what is critical is said.
 void dropRemarks();

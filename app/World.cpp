@@ -21,11 +21,14 @@ World::World(const CommandLine &line, const QString &collector)
           .sendLedgerFile = line.settingsFile + u".sends"_s,
           .inHandFile = line.settingsFile + u".in-hand"_s,
           .messageFiles = {line.settingsFile + u".received-spool"_s, line.settingsFile + u".obeyed-codes"_s},
-          .metricsFile = line.metricsFile,
-          .folders = {QFileInfo(line.settingsFile).absolutePath()}}
+          .metricsFile = line.metricsFile}
 {
+    for (const QString &file : {line.settingsFile, line.logFile, line.metricsFile}) {
+        if (!file.isEmpty())
+            parts.folders += QFileInfo(file).absolutePath();
+    }
+    parts.folders.removeDuplicates();
     const QFileInfo beside(line.logFile.isEmpty() ? line.settingsFile : line.logFile);
-    parts.folders += beside.absolutePath();
     modem.setUnreadableFile(beside.absoluteDir().filePath(u"unreadable-sms.log"_s));
     modem.setReference(static_cast<quint8>(QRandomGenerator::global()->generate()));
     if (line.trace) {

@@ -82,8 +82,6 @@ int runHeadless(const CommandLine &line)
         print(stderr, instance.callFirst());
         return 0;
     }
-    if (!line.trace)
-        dropRemarks();
     World world(line, QCoreApplication::applicationFilePath());
     ConsoleSignals console(world.clock);
     LoggedMessageBoxes boxes(console);
@@ -103,6 +101,8 @@ int becomeWindow(const CommandLine &line, char **argv)
 
 int run(const CommandLine &line, char **argv)
 {
+    if (!line.trace)
+        dropRemarks();
     FileRegistry registry(line.settingsFile);
     if (!line.assignments.isEmpty()) {
         writeSettings(registry, line.assignments);

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
 
 using namespace Qt::StringLiterals;
 
@@ -104,6 +105,22 @@ QString FileRegistry::read(const QString &path) const
             found = decode(value);
     });
     return found;
+}
+
+QString FileRegistry::damage() const
+{
+    const QList<QByteArray> all = lines();
+    if (all == QByteArrayList{{}})
+        return QFileInfo::exists(m_fileName) ? u"参数文件是空的"_s : QString();
+    QSet<qsizetype> understood;
+    forEachValue(all, [&](const auto &, const auto &, const auto &, qsizetype line) { understood += line; });
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        const QByteArray line = all[i].trimmed();
+        const bool isComment = line.isEmpty() || line.startsWith(';') || line.startsWith('#');
+        if (!line.isValidUtf8() || (!isComment && !understood.contains(i)))
+            return u"参数文件第 %1 行无法识别"_s.arg(i + 1);
+    }
+    return {};
 }
 
 void FileRegistry::write(const QString &path, const QString &value)

@@ -18,6 +18,7 @@ public:
     explicit FileRegistry(QString fileName);
 
     [[nodiscard]] QString read(const QString &path) const override;
+    [[nodiscard]] QString damage() const override;
     void write(const QString &path, const QString &value) override;
 
     [[nodiscard]] const QString &fileName() const { return m_fileName; }

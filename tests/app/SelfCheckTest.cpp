@@ -60,7 +60,7 @@ private slots:
             no mail server       | 无法连接邮件服务器        |         |       | no server
             no table             | SMS_IsOrder               |         |       | | drop table SMS_IsOrder
             no column            | SMS_Order 缺少列：isPulic |         |       | | alter table SMS_Order rename column isPulic to isPublic
-            old mail unmarked    | --skip-old-mail           |         |       | | insert into VO_Email (EmailTo) values ('a'); insert into VO_UserInfor (Mobile, AccountState) values ('+86', '1')
+            old mail unmarked    | --skip-old-mail           |         |       | | insert into VO_Email (EmailTo, EmailSource, EmailStatus) values ('*a-0-0-0*', '1', '1'); insert into VO_UserInfor (UserName, Mobile, AccountState) values ('a', '+86', '1')
             no sender's number   | --set SenderCountryCode=86 |        |       | | insert into VO_UserInfor (UserName, Mobile, AccountState) values ('a', '138', '1')
             )"_s);
     }
