@@ -18,15 +18,16 @@ public:
     {
     }
 
-    /// Appends the content of octets to content; returns how many octets belonged to this answer.
+    /// Appends the content of octets to content; returns how many octets belonged to this answer. A dot at the end
+    /// is left until it is known what follows.
     qsizetype consume(QByteArrayView octets, QByteArray &content);
     /// True once the final "." line was consumed.
-    [[nodiscard]] bool finished() const { return m_state == State::Finished; }
+    [[nodiscard]] bool finished() const { return m_isFinished; }
 
     /// The octets so far end with a doubtful dot line: if nothing follows, that was the end.
-    [[nodiscard]] bool endsInDoubt() const { return m_state == State::DoubtfulEnd; }
+    [[nodiscard]] bool endsInDoubt() const { return m_endsInDoubt && !m_isFinished; }
     /// Nothing follows.
-    void finishInDoubt() { m_state = State::Finished; }
+    void finishInDoubt() { m_isFinished = true; }
     /// A doubtful dot line was taken for content, and the size of the whole does not prove that right.
     [[nodiscard]] bool isInDoubt() const
     {
@@ -34,29 +35,17 @@ public:
     }
 
 private:
-    enum class State {
-        LineStart,
-        InLine,
-        AfterDot,
-        AfterDotCr,
-        AfterBareLf,
-        DoubtfulDot,
-        DoubtfulDotCr,
-        DoubtfulEnd,
-        Finished
-    };
-
     static constexpr qint64 sizeTolerance = 2; // some count the closing line end, some do not
 
-    void keep(QByteArray &content, QByteArrayView octets);
-    void takeLine(QByteArrayView octets, qsizetype &at, QByteArray &content);
-    /// Of the states after a bare LF, which hold their octets back; they are content unless the end is reached.
-    void takeDoubtful(char c, qsizetype &at, QByteArray &content);
+    void keep(QByteArrayView octets, QByteArray &content);
 
-    State m_state = State::LineStart;
-    bool m_bareLineFeeds;
-    bool m_afterCr = false; // the last octet of the line so far was CR
-    bool m_passedDoubt = false;
-    qint64 m_toldOctets;
+    const bool m_bareLineFeeds;
+    const qint64 m_toldOctets;
     qint64 m_contentOctets = 0;
+    bool m_isAtLine = true;       // a line begins
+    bool m_isAfterBareLf = false; // or what may be one
+    bool m_isAfterCr = false;
+    bool m_endsInDoubt = false;
+    bool m_passedDoubt = false;
+    bool m_isFinished = false;
 };

@@ -188,15 +188,16 @@ std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most, Expectation exp
             discarded += content.size();
             content.clear();
         }
-        if (unstuffer.endsInDoubt() && !expected.othersFollow &&
-            !somethingFollows(m_options.limits.doubtfulEnd))
+        if (unstuffer.endsInDoubt() && !expected.othersFollow) {
+            if (somethingFollows(m_options.limits.doubtfulEnd))
+                continue;
             unstuffer.finishInDoubt();
+        }
         if (unstuffer.finished())
             break;
         if (discarded > 2 * most)
             fail(Pop3Fault::Kind::LineLost, u"邮件太大"_s);
-        if (m_inputAt == m_input.size())
-            receiveMore();
+        receiveMore();
     }
     if (unstuffer.isInDoubt() && expected.othersFollow)
         fail(Pop3Fault::Kind::OutOfStep, u"邮件的结尾不明确"_s);
