@@ -3,7 +3,6 @@
 #include "pop3/Pop3Connector.h"
 #include "pop3/Pop3Listing.h"
 
-#include <numeric>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -194,16 +193,6 @@ void Pop3Client::retrieve(const QList<int> &numbers, const MessageHandler &handl
     }
 }
 
-std::variant<MimeMessage, Pop3Refusal> Pop3Client::Item(int number)
-{
-    skipUnread();
-    request("RETR " + QByteArray::number(number), 0, true);
-    Retrieved retrieved = readMessage(number);
-    if (auto *refusal = std::get_if<Pop3Refusal>(&retrieved))
-        return std::move(*refusal);
-    return MimeMessage(std::get<QByteArray>(std::move(retrieved)));
-}
-
 QList<int> Pop3Client::DeleteMessages(const QList<int> &numbers)
 {
     skipUnread();
@@ -216,13 +205,6 @@ QList<int> Pop3Client::DeleteMessages(const QList<int> &numbers)
             refused << number;
     }
     return refused;
-}
-
-QList<int> Pop3Client::DeleteMessages()
-{
-    QList<int> all(Count());
-    std::iota(all.begin(), all.end(), 1);
-    return DeleteMessages(all);
 }
 
 bool Pop3Client::Disconnect() noexcept

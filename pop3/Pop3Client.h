@@ -1,6 +1,5 @@
 #pragma once
 
-#include "mime/MimeMessage.h"
 #include "pop3/Pop3ConnectResult.h"
 #include "pop3/Pop3Fault.h"
 #include "pop3/Pop3LoginWays.h"
@@ -68,13 +67,8 @@ public:
     /// messages. When handler throws, the session stays usable.
     void retrieve(const QList<int> &numbers, const MessageHandler &handler);
 
-    /// The message object of one message (Messages.Item of the mailbox download); one round trip.
-    [[nodiscard]] std::variant<MimeMessage, Pop3Refusal> Item(int number);
-
     /// Marks messages for deletion. Result: the numbers that the server refused to mark.
     QList<int> DeleteMessages(const QList<int> &numbers);
-    /// Marks every message of the mailbox.
-    QList<int> DeleteMessages();
 
     /// Ends the session with QUIT; deletions take effect now. False when the server did not confirm, or there
     /// was no session. Never throws.

@@ -66,7 +66,7 @@ private slots:
         }
     }
 
-    void itemAndDeleteMessages()
+    void retrieveAndDelete()
     {
         const QString user = u"会话"_s;
         Pop3Client client;
@@ -75,11 +75,15 @@ private slots:
         };
         m_server->deliver(user, "Subject: mail\n\n.\n..\n.text\n\n...\nend.\n");
         QCOMPARE(connect(), Connected);
-        const auto message = client.Item(1);
-        QCOMPARE(std::get<MimeMessage>(message).Body(), u".\r\n..\r\n.text\r\n\r\n...\r\nend."_s);
-        QVERIFY(std::holds_alternative<Pop3Refusal>(client.Item(2)));
+        QByteArrayList messages;
+        client.retrieve({1, 2}, [&](int, const Pop3Client::Retrieved &message) {
+            const auto *octets = std::get_if<QByteArray>(&message);
+            messages += octets ? *octets : "refused"_ba;
+        });
+        QVERIFY(messages[0].endsWith("\r\n\r\n.\r\n..\r\n.text\r\n\r\n...\r\nend.\r\n"));
+        QCOMPARE(messages[1], "refused"_ba);
         QCOMPARE(client.GetMessageUID(0), std::nullopt);
-        QCOMPARE(client.DeleteMessages(), QList<int>());
+        QCOMPARE(client.DeleteMessages({1}), QList<int>());
         QCOMPARE(connect(), Connected); // a line that is dropped deletes nothing
         QCOMPARE(client.DeleteMessages({1, 9}), QList<int>({9}));
         QVERIFY(client.Disconnect());
