@@ -10,31 +10,19 @@ bool isBlank(char c)
     return c == ' ' || c == '\t';
 }
 
-QByteArrayView withoutBlanks(QByteArrayView text)
-{
-    while (!text.isEmpty() && isBlank(text.front()))
-        text = text.sliced(1);
-    while (!text.isEmpty() && isBlank(text.back()))
-        text.chop(1);
-    return text;
-}
-
 /// Calls use(message number, rest of the line) for every line that starts with a number from 1 to most.
 template <typename Use>
 void forEachLine(QByteArrayView content, int most, Use use)
 {
     while (!content.isEmpty()) {
         const qsizetype end = content.indexOf('\n');
-        QByteArrayView line = end < 0 ? content : content.first(end);
+        const QByteArrayView line = content.first(end < 0 ? content.size() : end).trimmed();
         content = content.sliced(end < 0 ? content.size() : end + 1);
-        if (line.endsWith('\r'))
-            line.chop(1);
-        line = withoutBlanks(line);
         const qsizetype blank = std::find_if(line.begin(), line.end(), isBlank) - line.begin();
         bool isNumber = false;
         const int number = line.first(blank).toInt(&isNumber);
         if (isNumber && number >= 1 && number <= most)
-            use(number, withoutBlanks(line.sliced(blank)));
+            use(number, line.sliced(blank).trimmed());
     }
 }
 
