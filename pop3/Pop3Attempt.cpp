@@ -71,13 +71,8 @@ void Pop3Attempt::opened(CURLcode outcome)
 void Pop3Attempt::prepareLine()
 {
     CURL *curl = m_handle.get();
-    QByteArray url = m_account.url;
-    if (m_way.isBare) { // of these protocols nothing is spoken but TLS
-        url.replace(0, url.indexOf(':'), m_account.tlsFromTheFirstByte ? "https" : "telnet");
-        curl_easy_setopt(curl, CURLOPT_SSL_ENABLE_ALPN, 0L);
-    }
-    curl_easy_setopt(curl, CURLOPT_URL, url.constData());
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, m_way.isBare ? "telnet,https" : "pop3,pop3s");
+    curl_easy_setopt(curl, CURLOPT_URL, m_account.url.constData());
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "pop3,pop3s");
     curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 1L);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_PROXY, ""); // no proxy from the environment: they know no POP3

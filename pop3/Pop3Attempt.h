@@ -16,7 +16,6 @@ public:
     struct Way {
         QByteArray loginOptions; ///< curl's, or empty for its own choice
         bool withLogin = true;   ///< false leaves the line before the login
-        bool isBare = false;     ///< curl connects only, for it does not know this server's POP3
     };
     using Ended = std::function<void(const Pop3ConnectResult &result)>;
 

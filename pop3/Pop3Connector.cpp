@@ -90,18 +90,8 @@ void Pop3Connector::ended(const Pop3ConnectResult &result)
         m_next = wayAfter(m_attempt->way());
 }
 
-/// Curl waits for "+OK" in capital letters for ever.
-bool Pop3Connector::isInLowerCase() const
-{
-    const QByteArray &greeting = m_observer.lastReply();
-    return !m_observer.looksLikePop3() && greeting.toUpper().startsWith("+OK") &&
-           (m_account.tlsFromTheFirstByte || m_options.tls != Pop3Tls::Verify);
-}
-
 std::optional<Pop3Attempt::Way> Pop3Connector::wayAfter(const Pop3Attempt::Way &way)
 {
-    if (!way.isBare && isInLowerCase())
-        return Pop3Attempt::Way{{}, false, true};
     const bool lostDuringLogin = m_result.outcome == Pop3ConnectOutcome::LineLost && !m_result.way.isEmpty();
     if (!way.withLogin || (!isRefusal(m_result.outcome) && !lostDuringLogin))
         return std::nullopt;
@@ -140,8 +130,6 @@ void Pop3Connector::logInByUserPass()
     auto line = std::make_unique<Pop3Dialogue>(m_attempt->takeLine(), m_waiter, m_options, m_observer);
     line->limitSilence(m_options.limits.login);
     try {
-        if (m_attempt->way().isBare)
-            static_cast<void>(line->readReply()); // the greeting
         line->send("USER " + m_account.login);
         Pop3Reply reply = line->readReply();
         if (reply.ok) {

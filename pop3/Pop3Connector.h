@@ -27,7 +27,6 @@ private:
     void ended(const Pop3ConnectResult &result);
     [[nodiscard]] std::optional<Pop3Attempt::Way> wayAfter(const Pop3Attempt::Way &way);
     [[nodiscard]] QByteArrayList waysLeft() const;
-    [[nodiscard]] bool isInLowerCase() const;
     void logInByUserPass();
 
     const Pop3Account m_account;
