@@ -3,90 +3,46 @@
 #include "database/Recordset.h"
 #include "database/Savepoint.h"
 
-namespace
+InsertedRow insertRow(Connection &connection, const QString &table, const QString &identityColumn,
+                      const QList<ColumnValue> &columns)
 {
-
-class RowInsert
-{
-public:
-    RowInsert(Connection &connection, QString table, QString identityColumn)
-        : m_connection(connection), m_table(std::move(table)), m_identityColumn(std::move(identityColumn))
-    {
-    }
-
-    /// The identity of the row; nothing when the database refuses it.
-    std::optional<QVariant> write(const QList<ColumnValue> &columns)
-    {
-        return attempt(columns, [](Savepoint &step) { step.release(); });
-    }
-    /// Would the database take this row?
-    bool isAccepted(const QList<ColumnValue> &columns)
-    {
-        return attempt(columns, [](Savepoint &) {}).has_value();
-    }
-    [[nodiscard]] const DatabaseFault &refusal() const { return *m_refusal; }
-
-private:
-    template <typename Finish>
-    std::optional<QVariant> attempt(const QList<ColumnValue> &columns, Finish finish)
-    {
-        Savepoint step(m_connection);
+    enum class Try { ToKeep, ToSee };
+    std::optional<DatabaseFault> refusal; // the first, of the whole row
+    const auto write = [&](const QList<ColumnValue> &values, Try purpose) -> std::optional<QVariant> {
+        Savepoint step(connection);
         try {
-            Recordset row(m_connection);
-            row.openForAppend(m_table, m_identityColumn);
+            Recordset row(connection);
+            row.openForAppend(table, identityColumn);
             row.addNew();
-            for (const ColumnValue &column : columns)
+            for (const ColumnValue &column : values)
                 row.set(column.name, column.value);
             row.update();
-            finish(step);
+            if (purpose == Try::ToKeep)
+                step.release();
             return row.identity();
         } catch (const DatabaseFault &fault) {
             if (!fault.concernsOneRow())
                 throw;
-            if (!m_refusal)
-                m_refusal = fault;
+            if (!refusal)
+                refusal = fault;
             return std::nullopt;
         }
-    }
-
-    Connection &m_connection;
-    QString m_table;
-    QString m_identityColumn;
-    std::optional<DatabaseFault> m_refusal; // the first, of the whole row
-};
-
-} // namespace
-
-InsertedRow insertRow(Connection &connection, const QString &table, const QString &identityColumn,
-                      const QList<ColumnValue> &columns)
-{
-    RowInsert insert(connection, table, identityColumn);
-    if (auto identity = insert.write(columns))
+    };
+    if (auto identity = write(columns, Try::ToKeep))
         return {*identity, {}};
-    for (qsizetype i = 0; i < columns.size(); ++i) {
-        if (columns[i].isRequired)
-            continue;
-        QList<ColumnValue> others = columns;
-        others.removeAt(i);
-        if (auto identity = insert.write(others))
-            return {*identity, {columns[i].name}};
-    }
     QList<ColumnValue> accepted;
-    for (const ColumnValue &column : columns) {
-        if (column.isRequired)
-            accepted += column;
-    }
+    std::ranges::copy_if(columns, std::back_inserter(accepted), &ColumnValue::isRequired);
     QList<QLatin1String> leftOut;
     for (const ColumnValue &column : columns) {
         if (column.isRequired)
             continue;
         accepted += column;
-        if (!insert.isAccepted(accepted)) {
+        if (!write(accepted, Try::ToSee)) {
             accepted.removeLast();
             leftOut += column.name;
         }
     }
-    if (auto identity = insert.write(accepted))
+    if (auto identity = write(accepted, Try::ToKeep))
         return {*identity, leftOut};
-    throw DatabaseFault(insert.refusal());
+    throw DatabaseFault(*refusal);
 }

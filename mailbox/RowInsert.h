@@ -19,8 +19,7 @@ struct InsertedRow {
 };
 
 /// Inserts a row inside a transaction. When the database refuses it, columns that are not required are left
-/// out, as few as it takes: one, or else all those that it refuses beside the required ones. Throws
-/// DatabaseFault, nothing then written, when the row is refused even so, or for any fault that concerns more
+/// out, each that it refuses beside those it accepted before. Throws DatabaseFault, nothing then written, when the row is refused even so, or for any fault that concerns more
 /// than this row.
 [[nodiscard]] InsertedRow insertRow(Connection &connection, const QString &table,
                                     const QString &identityColumn, const QList<ColumnValue> &columns);
