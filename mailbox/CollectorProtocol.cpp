@@ -6,63 +6,24 @@
 #include <array>
 #include <tuple>
 
-// Beside the types, where the operators for sets and hashes look for them.
+using namespace CollectorProtocol;
 
-static QDataStream &operator<<(QDataStream &out, const MailKey &key)
-{
-    return out << key.accountKey << key.uid;
-}
-
-static QDataStream &operator>>(QDataStream &in, MailKey &key)
-{
-    return in >> key.accountKey >> key.uid;
-}
-
-static QDataStream &operator<<(QDataStream &out, const BrokenMail &mail)
-{
-    return out << mail.breaks << static_cast<qint64>(mail.restsUntil.count());
-}
-
-static QDataStream &operator>>(QDataStream &in, BrokenMail &mail)
-{
-    qint64 restsUntil = 0;
-    in >> mail.breaks >> restsUntil;
-    mail.restsUntil = std::chrono::milliseconds(restsUntil);
-    return in;
-}
-
-static QDataStream &operator<<(QDataStream &out, const AccountHistory &history)
-{
-    return out << history.account << history.ways.proven << history.ways.refused.join(' ') << history.refusals
-               << history.hangs << static_cast<qint64>(history.last.count())
-               << static_cast<qint32>(history.distance.count()) << history.isOneByOne << history.unknownIds
-               << history.unknownSizes << history.areIdsChanging << history.areIdsNumbers;
-}
-
-static QDataStream &operator>>(QDataStream &in, AccountHistory &history)
-{
-    QByteArray refused; // for a list, Qt makes room as large as its sender says
-    qint64 last = 0;
-    qint32 seconds = 0;
-    in >> history.account >> history.ways.proven >> refused >> history.refusals >> history.hangs >> last >>
-        seconds >> history.isOneByOne >> history.unknownIds >> history.unknownSizes >>
-        history.areIdsChanging >> history.areIdsNumbers;
-    history.ways.refused = refused.isEmpty() ? QByteArrayList() : refused.split(' ');
-    history.last = std::chrono::milliseconds(last);
-    history.distance = std::chrono::seconds(seconds);
-    return in;
-}
-
-namespace CollectorProtocol
-{
-
-namespace
-{
-
-constexpr auto version = QDataStream::Qt_6_0;
-
-/// The fields of a message, to be written and read in this order.
+/// The fields of what goes over, to be written and read in this order.
 struct Fields {
+    static auto of(MailKey &key) { return std::tie(key.accountKey, key.uid); }
+    static auto of(BrokenMail &mail) { return std::tie(mail.breaks, mail.restsUntil); }
+    static auto of(AccountHistory &history)
+    {
+        return std::tie(history.account, history.ways, history.refusals, history.hangs, history.last,
+                        history.distance, history.isOneByOne, history.unknownIds, history.unknownSizes,
+                        history.areIdsChanging, history.areIdsNumbers);
+    }
+    static auto of(CollectorState &state)
+    {
+        return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.brokenMails,
+                        state.plainMails, state.isOneAtATime, state.connectString, state.areServersSeveral,
+                        state.verifiesMailServers, state.attachesHiddenText);
+    }
     static auto of(AccountBegins &report) { return std::tie(report.accountKey, report.mailbox); }
     static auto of(AccountLearnt &report)
     {
@@ -75,24 +36,75 @@ struct Fields {
     static auto of(CharactersReplaced &report) { return std::tie(report.table); }
     static auto of(PassEnds &) { return std::tie(); }
     static auto of(PassFailed &report) { return std::tie(report.databaseGone, report.cause); }
-    static auto of(CollectorState &state)
-    {
-        return std::tie(state.passedOverMails, state.passedOverAccounts, state.histories, state.brokenMails,
-                        state.plainMails, state.isOneAtATime, state.connectString, state.areServersSeveral,
-                        state.verifiesMailServers, state.attachesHiddenText);
-    }
 };
+
+template <typename T>
+concept HasFields = requires(T &value)
+{
+    Fields::of(value);
+};
+
+// In the namespace of the types, where the operators for sets and hashes look for them.
+
+template <typename Rep, typename Period>
+static QDataStream &operator<<(QDataStream &out, const std::chrono::duration<Rep, Period> &time)
+{
+    return out << static_cast<qint64>(time.count());
+}
+
+template <typename Rep, typename Period>
+static QDataStream &operator>>(QDataStream &in, std::chrono::duration<Rep, Period> &time)
+{
+    qint64 count = 0;
+    in >> count;
+    time = std::chrono::duration<Rep, Period>(count);
+    return in;
+}
+
+// For a list, Qt makes room as large as its sender says.
+
+static QDataStream &operator<<(QDataStream &out, const Pop3LoginWays &ways)
+{
+    return out << ways.proven << ways.refused.join(' ');
+}
+
+static QDataStream &operator>>(QDataStream &in, Pop3LoginWays &ways)
+{
+    QByteArray refused;
+    in >> ways.proven >> refused;
+    ways.refused = refused.isEmpty() ? QByteArrayList() : refused.split(' ');
+    return in;
+}
+
+static QDataStream &operator<<(QDataStream &out, const HasFields auto &value)
+{
+    auto copy = value;
+    std::apply([&](const auto &...fields) { static_cast<void>((out << ... << fields)); }, Fields::of(copy));
+    return out;
+}
+
+static QDataStream &operator>>(QDataStream &in, HasFields auto &value)
+{
+    std::apply([&](auto &...fields) { static_cast<void>((in >> ... >> fields)); }, Fields::of(value));
+    return in;
+}
+
+namespace CollectorProtocol
+{
+
+namespace
+{
+
+constexpr auto version = QDataStream::Qt_6_0;
 
 /// message: in front of it, what kind it is.
 template <typename Message>
-QByteArray lineOf(quint8 kind, Message message)
+QByteArray lineOf(quint8 kind, const Message &message)
 {
     QByteArray octets;
     QDataStream out(&octets, QIODevice::WriteOnly);
     out.setVersion(version);
-    out << kind;
-    std::apply([&](const auto &...fields) { static_cast<void>((out << ... << fields)); },
-               Fields::of(message));
+    out << kind << message;
     return octets.toBase64() + '\n';
 }
 
@@ -100,7 +112,7 @@ template <typename Message, typename Result = Message>
 std::optional<Result> read(QDataStream &in)
 {
     Message message;
-    std::apply([&](auto &...fields) { static_cast<void>((in >> ... >> fields)); }, Fields::of(message));
+    in >> message;
     const bool isWhole = in.status() == QDataStream::Ok && in.atEnd();
     return isWhole ? std::optional<Result>(std::move(message)) : std::nullopt;
 }
