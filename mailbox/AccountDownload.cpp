@@ -224,7 +224,7 @@ AccountDownload::End AccountDownload::download()
         m_account.keepsCopies && listing.stored().isEmpty() && !listing.unstored().isEmpty();
     const QByteArray sizes = isUnknown ? digest(m_client->sizes()) : QByteArray();
     const Plan plan = planned(listing);
-    storeNewMessages(listing, plan.numbers);
+    storeNewMessages(listing, plan);
     noteIds(listing, sizes);
     // After a stop the line is dropped: a server may take long over a farewell.
     if (m_pass.isEnding())
@@ -277,8 +277,7 @@ AccountDownload::Plan AccountDownload::planned(const MailboxListing &listing)
     inDoubt.removeIf([this](int number) { return !isInDoubt(number); });
     const QList<int> wanted = listing.unstored() + inDoubt;
     const QList<qint64> sizes = wanted.isEmpty() ? QList<qint64>() : m_client->sizes();
-    QList<int> usual;
-    QList<int> largeOnes;
+    Plan plan;
     QList<int> broken;
     for (const int number : wanted) {
         const MailKey key = keyOf(number);
@@ -288,33 +287,28 @@ AccountDownload::Plan AccountDownload::planned(const MailboxListing &listing)
         else if (sizes.value(number - 1) > m_pass.pop3.limits.messageOctets)
             note(u"邮件 %1 太大（%2 字节），不收取"_s.arg(key.uid).arg(sizes[number - 1]));
         else if (before == known.brokenMails.cend())
-            (sizes.value(number - 1) >= large ? largeOnes : usual) += number;
+            (sizes.value(number - 1) >= large ? plan.oneByOne : plan.together) += number;
         else if (before->restsUntil <= now)
             broken += number;
         else
             note(u"邮件 %1 两次使收取中断，一小时后再试"_s.arg(key.uid));
     }
-    usual += largeOnes;
-    const bool isAtEnd =
-        m_isAtEnd || (usual.isEmpty() && (m_account.keepsCopies || listing.stored().isEmpty()));
-    if (isAtEnd || broken.isEmpty())
-        return {usual + broken, false};
-    return {usual, true};
+    const bool isNothingElse = plan.together.isEmpty() && plan.oneByOne.isEmpty() &&
+                               (m_account.keepsCopies || listing.stored().isEmpty());
+    plan.hasMore = !broken.isEmpty() && !m_isAtEnd && !isNothingElse;
+    if (!plan.hasMore)
+        plan.oneByOne += broken;
+    return plan;
 }
 
-void AccountDownload::storeNewMessages(MailboxListing &listing, const QList<int> &numbers)
+void AccountDownload::storeNewMessages(MailboxListing &listing, const Plan &plan)
 {
-    QList<int> usual;
-    for (const int number : numbers) {
-        if (m_client->sizes().value(number - 1) < large)
-            usual += number;
-    }
-    retrieve(listing, usual);
-    for (const int number : numbers) {
+    retrieve(listing, plan.together);
+    for (const int number : plan.oneByOne) {
+        const bool isFirst = plan.together.isEmpty() && number == plan.oneByOne.first();
+        if (!isFirst && sinceBegin() >= m_pass.accountBudget)
+            return;
         const qint64 octets = m_client->sizes().value(number - 1);
-        const bool isEnough = number != numbers.first() && sinceBegin() >= m_pass.accountBudget;
-        if (octets < large || isEnough)
-            continue;
         while (m_pass.largeOctets > 0 && m_pass.largeOctets + octets > largeTogether && !m_pass.isEnding())
             m_pass.pop3.waiter->wait(nullptr, untilRoom);
         m_pass.largeOctets += octets;

@@ -57,11 +57,12 @@ private:
     void noteIds(const MailboxListing &listing, const QByteArray &sizes);
 
     struct Plan {
-        QList<int> numbers;   // to be retrieved, in this order
+        QList<int> together;  // to be retrieved first
+        QList<int> oneByOne;  // after those
         bool hasMore = false; // behind a QUIT
     };
     [[nodiscard]] Plan planned(const MailboxListing &listing);
-    void storeNewMessages(MailboxListing &listing, const QList<int> &numbers);
+    void storeNewMessages(MailboxListing &listing, const Plan &plan);
     void retrieve(MailboxListing &listing, const QList<int> &numbers);
     void takeMessage(MailboxListing &listing, int number, Pop3Client::Retrieved message);
     [[nodiscard]] bool store(const MailKey &key, bool isStored, QByteArray octets);
