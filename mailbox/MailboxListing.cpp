@@ -58,26 +58,16 @@ QByteArray MailboxListing::digest() const
     return hash.result().toHex();
 }
 
-QList<int> MailboxListing::unstored() const
+QList<int> MailboxListing::numbers(bool areStored) const
 {
     QList<int> numbers;
-    QSet<QString> seen = m_stored;
-    seen.insert(QString());
+    QSet<QString> seen;
     for (int number = 1; number <= m_ids.size(); ++number) {
-        if (const QString &id = m_ids[number - 1]; !seen.contains(id)) {
-            seen.insert(id);
-            numbers += number;
-        }
-    }
-    return numbers;
-}
-
-QList<int> MailboxListing::stored() const
-{
-    QList<int> numbers;
-    for (int number = 1; number <= m_ids.size(); ++number) {
-        if (const QString &id = m_ids[number - 1]; !id.isEmpty() && m_stored.contains(id))
-            numbers += number;
+        const QString &id = m_ids[number - 1];
+        if (id.isEmpty() || m_stored.contains(id) != areStored || (!areStored && seen.contains(id)))
+            continue;
+        seen.insert(id);
+        numbers += number;
     }
     return numbers;
 }

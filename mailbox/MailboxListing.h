@@ -16,9 +16,9 @@ public:
 
     /// The numbers of the messages that are not stored, ascending; of several with one id only the first.
     /// Messages without a readable id are in neither list.
-    [[nodiscard]] QList<int> unstored() const;
+    [[nodiscard]] QList<int> unstored() const { return numbers(false); }
     /// The numbers of the messages that are stored, ascending.
-    [[nodiscard]] QList<int> stored() const;
+    [[nodiscard]] QList<int> stored() const { return numbers(true); }
     [[nodiscard]] bool isStored(int number) const { return m_stored.contains(m_ids[number - 1]); }
     [[nodiscard]] const QSet<QString> &storedIds() const { return m_stored; }
     void noteStored(int number) { m_stored.insert(m_ids[number - 1]); }
@@ -30,6 +30,8 @@ public:
     [[nodiscard]] QByteArray digest() const;
 
 private:
+    [[nodiscard]] QList<int> numbers(bool areStored) const;
+
     QStringList m_ids; // by number - 1; empty where the server gave none
     QSet<QString> m_stored;
     bool m_hasReusedIds = false;
