@@ -100,21 +100,12 @@ QByteArray decodeQuotedPrintable(QByteArrayView octets)
 
 TransferEncoding transferEncodingOf(QByteArrayView field)
 {
-    QByteArray name;
-    for (const char c : field) {
-        if (isBase64Digit(c) || c == '-')
-            name += c;
-        else if (!name.isEmpty())
-            break; // a comment or a second word
-    }
-    const auto isOneOf = [word = ' ' + name.toLower() + ' '](QByteArrayView words) {
-        return words.contains(word);
-    };
-    if (isOneOf(" base64 x-base64 "))
+    const QByteArray name = field.toByteArray().toLower();
+    if (name.contains("base64"))
         return TransferEncoding::Base64;
-    if (isOneOf(" quoted-printable "))
+    if (name.contains("quoted-printable"))
         return TransferEncoding::QuotedPrintable;
-    if (isOneOf(" uuencode x-uuencode x-uue uue "))
+    if (name.contains("uue"))
         return TransferEncoding::Uuencode;
     return TransferEncoding::None;
 }

@@ -1,6 +1,7 @@
 #include "pop3/Pop3Observer.h"
 
 #include "mime/CharsetDecoder.h"
+#include "mime/HeaderFields.h"
 #include "platform/text/HarmlessText.h"
 
 #include <algorithm>
@@ -13,21 +14,6 @@ constexpr int longestShownLine = 500; // octets; more is no help to a reader
 /// No server means more; one that says more is not to keep its mails for ever.
 constexpr std::chrono::seconds longestLoginDelay = std::chrono::hours(24);
 
-QByteArrayView withoutLineEnd(QByteArrayView line)
-{
-    while (!line.isEmpty() && (line.back() == '\n' || line.back() == '\r'))
-        line.chop(1);
-    return line;
-}
-
-QByteArrayView firstWord(QByteArrayView line)
-{
-    qsizetype length = 0;
-    while (length < line.size() && line[length] != ' ')
-        ++length;
-    return line.first(length);
-}
-
 } // namespace
 
 Pop3Observer::Pop3Observer(Pop3Trace trace, QByteArray password)
@@ -37,17 +23,17 @@ Pop3Observer::Pop3Observer(Pop3Trace trace, QByteArray password)
 
 void Pop3Observer::sent(QByteArrayView line)
 {
-    line = withoutLineEnd(line);
-    QByteArray shown = line.toByteArray();
-    const QByteArray verb = firstWord(line).toByteArray().toUpper();
+    QByteArray shown = withoutLineEnd(line).toByteArray();
+    const QByteArrayList words = shown.toUpper().split(' ');
+    const QByteArray &verb = words.first();
     if (m_line.authenticating) {
         shown = "****";
     } else if (verb == "PASS" || verb == "APOP") {
         shown = verb + " ****";
     } else if (verb == "AUTH") {
         // An initial response may follow the mechanism (RFC 5034, 4).
-        m_line.loginWay = firstWord(line.sliced(qMin(line.size(), verb.size() + 1))).toByteArray().toUpper();
-        shown = "AUTH " + m_line.loginWay + (shown.count(' ') > 1 ? " ****" : "");
+        m_line.loginWay = words.value(1);
+        shown = "AUTH " + m_line.loginWay + (words.size() > 2 ? " ****" : "");
         m_line.authenticating = true;
     }
     if (verb == "APOP" || verb == "USER")
