@@ -219,6 +219,22 @@ void tryDatabase(Connection &connection, CheckReport &report)
     }
 }
 
+/// Not while the service of these settings is there, which has the place itself.
+void checkPlace(const ServerParts &parts, CheckReport &report)
+{
+    Connection &connection = parts.session.Conn();
+    const bool isShared = readServiceSettings(parts.registry).areServersSeveral;
+    try {
+        if (!connection.isOpen() || connection.takePlace(isShared))
+            return;
+        report.wrong(isShared ? u"该数据库由一个没有设置 Servers=several 的短信服务器使用"_s
+                              : u"该数据库由其他短信服务器使用，本服务器没有设置 Servers=several"_s,
+                     u"让它们都设置 Servers=several，或只运行一个短信服务器"_s);
+    } catch (const DatabaseFault &) {
+        // Told before.
+    }
+}
+
 } // namespace
 
 void checkDatabase(const ServerParts &parts, CheckReport &report)
@@ -303,6 +319,8 @@ bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bo
     for (const auto check : {checkFiles, checkDatabase, checkSettings,
                              isServing ? checkBusyModem : checkModem, checkMailAccounts})
         check(parts, report);
+    if (!isServing)
+        checkPlace(parts, report);
     show(report.isWell() ? u"一切正常"_s : u"有问题需要处理"_s);
     return report.isWell();
 }

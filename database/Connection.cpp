@@ -3,9 +3,18 @@
 #include "database/DriverFactory.h"
 
 #include <QScopeGuard>
+#include <QThread>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+
+namespace
+{
+
+/// The lock that all servers on a database share, or that the only one has. As long as the digests of NamedLock.
+constexpr auto serversLock = "9d1c7be05f324a8896e3c0a4517fd26b";
+
+} // namespace
 
 template <typename Work>
 decltype(auto) Connection::resuming(bool isRepeatable, Work work)
@@ -65,7 +74,8 @@ void Connection::open(const QString &connectionString)
     m_driver = makeDriver(connectionString);
     try {
         m_driver->open();
-        if (!m_lostSession.isEmpty())
+        m_hasEndedSession = !m_lostSession.isEmpty();
+        if (m_hasEndedSession)
             m_driver->endSession(std::exchange(m_lostSession, {}));
         if (m_lend && !m_driver->dialect().hasNamedLocks())
             m_lentLocks = m_lend();
@@ -78,18 +88,21 @@ void Connection::open(const QString &connectionString)
 void Connection::close()
 {
     Q_ASSERT(m_transactionDepth == 0);
+    m_sinceAnswer.invalidate();
     if (m_driver) {
         m_driver->closing();
-        if (m_lost)
+        if (!isOpen() && !m_driver->sessionMark().isEmpty())
             m_lostSession = m_driver->sessionMark();
+        leavePlace();
     }
     m_statements.clear();
     m_failedStatements.clear();
     m_lentLocks.reset();
     m_driver.reset();
     m_lost = false;
-    m_hasNamedLock = false;
-    m_sinceAnswer.invalidate();
+    ++m_session;
+    m_namedLocks = 0;
+    m_place.reset();
     m_isPatient = true;
     m_hasMetLock = false;
 }
@@ -238,6 +251,48 @@ QStringList Connection::tablesWithoutTransactions()
     return names;
 }
 
+bool Connection::takePlace(bool isShared)
+{
+    requireUsable();
+    if (m_place == isShared)
+        return true;
+    // A session of ours that was told to end does so in a moment.
+    constexpr int mostTries = 20;
+    bool isHeld = tryPlace(isShared);
+    for (int tries = std::exchange(m_hasEndedSession, false) ? mostTries : 0; !isHeld && tries > 0; --tries) {
+        QThread::msleep(25);
+        isHeld = tryPlace(isShared);
+    }
+    if (isHeld)
+        m_place = isShared;
+    return isHeld;
+}
+
+bool Connection::tryPlace(bool isShared)
+try {
+    if (m_lentLocks)
+        return m_lentLocks->tryTake({}, isShared);
+    if (!m_driver->dialect().hasNamedLocks())
+        return true;
+    m_driver->limitSilence();
+    const auto take = m_driver->dialect().sharedLock(serversLock, isShared).take;
+    return query(take.sql, take.values).values.back().toInt() == 1;
+} catch (const DatabaseFault &fault) {
+    if (fault.kind() != DatabaseFault::Kind::Refused)
+        throw;
+    return true;
+}
+
+/// A server notices the end of a session a moment later, and the next one wants the place at once.
+void Connection::leavePlace() noexcept
+try {
+    if (!m_place || !isOpen() || !m_driver->dialect().hasNamedLocks())
+        return;
+    const auto release = m_driver->dialect().sharedLock(serversLock, *m_place).release;
+    static_cast<void>(query(release.sql, release.values));
+} catch (const DatabaseFault &) {
+}
+
 QStringList Connection::takeReplacedTables()
 {
     return m_driver ? m_driver->takeReplacedTables() : QStringList();
@@ -257,11 +312,12 @@ bool Connection::resume()
     // Less is no idleness: whoever cuts it means it.
     constexpr qint64 idleMilliseconds = 1000;
     const bool wasIdle = m_sinceAnswer.isValid() && m_sinceAnswer.elapsed() >= idleMilliseconds;
-    if (!wasIdle || m_transactionDepth > 0 || m_hasNamedLock || m_driver->hasTimedOut())
+    if (!wasIdle || m_transactionDepth > 0 || m_namedLocks > 0 || m_driver->hasTimedOut())
         return false;
     try {
+        const auto place = m_place;
         open(QString(m_connectionString));
-        return true;
+        return !place || takePlace(*place);
     } catch (const DatabaseFault &) {
         return false;
     }

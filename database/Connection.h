@@ -84,6 +84,11 @@ public:
     /// Has each session of a database without locks of its own, from the next open() on, bring those that lend makes.
     void setLentLocks(std::function<std::unique_ptr<SessionLocks>()> lend) { m_lend = std::move(lend); }
 
+    /// Takes this session's place among the servers that work on the database, for as long as the session lasts: beside
+    /// others that share, or alone. False while one of the other kind is there, or another one alone. True where the
+    /// database has no session locks, or refuses them. Throws DatabaseFault.
+    [[nodiscard]] bool takePlace(bool isShared);
+
     /// The tables in which characters that the database cannot hold have been replaced by "?" since this was last
     /// asked.
     [[nodiscard]] QStringList takeReplacedTables();
@@ -104,6 +109,8 @@ private:
     /// Runs a piece of work that may run twice: once more after a connection that was cut while it was idle.
     template <typename Work>
     decltype(auto) resuming(bool isRepeatable, Work work);
+    [[nodiscard]] bool tryPlace(bool isShared);
+    void leavePlace() noexcept;
     void setPatience(bool isPatient);
     [[nodiscard]] DatabaseFault remembered(const DatabaseFault &fault);
     template <typename Work>
@@ -128,9 +135,12 @@ private:
     std::function<std::unique_ptr<SessionLocks>()> m_lend;
     std::unique_ptr<SessionLocks> m_lentLocks;
     bool m_lost = false;
-    bool m_hasNamedLock = false;
-    QElapsedTimer m_sinceAnswer; // invalid before the first
-    bool m_isPatient = true;     // waits for locks
+    qint64 m_session = 0;           // number of this one
+    int m_namedLocks = 0;           // held by it
+    std::optional<bool> m_place;    // that it has; shared?
+    bool m_hasEndedSession = false; // that was lost before this one
+    QElapsedTimer m_sinceAnswer;    // invalid before the first
+    bool m_isPatient = true;        // waits for locks
     bool m_hasMetLock = false;
     qint64 m_statementsRun = 0;
     int m_transactionDepth = 0;

@@ -55,51 +55,66 @@ std::optional<NamedLock::Reading> NamedLock::tryTakeReading(const QString &name,
 
 std::optional<NamedLock::Reading> NamedLock::take(const QString &name, const LockedReading *reading)
 {
+    release();
     m_connection.requireUsable();
     if (const QString reason = whyUnsupported(m_connection); !reason.isEmpty())
         throw DatabaseFault(DatabaseFault::Kind::Refused, reason);
-    if (SessionLocks *lent = m_connection.m_lentLocks.get())
-        return takeLent(*lent, name, reading);
+    try {
+        auto taken = m_connection.m_lentLocks ? takeLent(*m_connection.m_lentLocks, name, reading)
+                                              : takeOfServer(name, reading);
+        if (taken && taken->isHeld)
+            noteHeld(name);
+        return taken;
+    } catch (const DatabaseFault &) {
+        noteHeld(name); // as it may be
+        release();
+        throw;
+    }
+}
+
+std::optional<NamedLock::Reading> NamedLock::takeOfServer(const QString &name, const LockedReading *reading)
+{
     m_connection.m_driver->limitSilence();
-    const auto statement =
-        m_connection.m_driver->dialect().takeNamedLock(digestOf(m_name), digestOf(name), reading);
-    m_name = name;
+    const auto statement = m_connection.m_driver->dialect().takeNamedLock(digestOf(name), reading);
     const auto rows = m_connection.query(statement.sql, statement.values);
-    m_connection.m_hasNamedLock = true;
-    if (rows.values.size() < 2)
-        return std::nullopt;
-    return Reading{rows.values[1].toInt() == 1, rows.values[0]};
+    return rows.values.size() < 2 ? std::nullopt
+                                  : std::optional(Reading{rows.values[1].toInt() == 1, rows.values[0]});
 }
 
 std::optional<NamedLock::Reading> NamedLock::takeLent(SessionLocks &lent, const QString &name,
                                                       const LockedReading *reading)
 {
-    if (m_name != name)
-        release();
-    const bool isHeld = lent.tryTake(name);
-    m_name = name;
+    const bool isHeld = lent.tryTake(name, false);
     if (reading == nullptr)
         return Reading{isHeld, {}};
     const auto value = m_connection.firstValue(
         u"select %1 from %2 where %3"_s.arg(reading->expression, reading->table, reading->condition),
         reading->values);
-    return value ? std::optional(Reading{isHeld, *value}) : std::nullopt;
+    return Reading{isHeld, value.value_or(QVariant())};
+}
+
+void NamedLock::noteHeld(const QString &name)
+{
+    m_name = name;
+    m_session = m_connection.m_session;
+    ++m_connection.m_namedLocks;
 }
 
 void NamedLock::release() noexcept
 {
-    if (m_name.isEmpty() || !m_connection.isOpen())
+    const QString name = std::exchange(m_name, {});
+    // A session that is no more has let go.
+    if (name.isEmpty() || m_session != m_connection.m_session || !m_connection.isOpen())
         return;
+    --m_connection.m_namedLocks;
     if (SessionLocks *lent = m_connection.m_lentLocks.get()) {
-        lent->release(std::exchange(m_name, {}));
+        lent->release(name);
         return;
     }
     try {
-        const auto statement = m_connection.m_driver->dialect().releaseNamedLock(digestOf(m_name));
+        const auto statement = m_connection.m_driver->dialect().releaseNamedLock(digestOf(name));
         static_cast<void>(m_connection.query(statement.sql, statement.values));
     } catch (const DatabaseFault &) {
         // A session that cannot let go is lost, and the lock with it; one that was refused holds no lock.
     }
-    m_name.clear();
-    m_connection.m_hasNamedLock = false;
 }

@@ -5,7 +5,7 @@
 /// A lock that sessions of one database give each other by name: a session lock of the database server, which ends
 /// with the session. No table, row or transaction is locked by it, and nobody else sees it.
 ///
-/// A session holds one at a time: taking another lets the first go. When the session is lost, so is the lock, as
+/// Each object holds one at a time: taking another lets the first go. When the session is lost, so is the lock, as
 /// soon as the server notices the loss; whoever holds it then learns of it by the Lost fault of its next statement,
 /// and another session may by then have taken it.
 class NamedLock
@@ -23,8 +23,7 @@ public:
     NamedLock(const NamedLock &) = delete;
     NamedLock &operator=(const NamedLock &) = delete;
 
-    /// Takes the lock of that name, any text, without waiting; false when another session holds it. A name already
-    /// held counts as free. Throws DatabaseFault, Refused where the database has no such locks.
+    /// Takes the lock of that name, any text, without waiting; false when another session holds it. Throws DatabaseFault, Refused where the database has no such locks.
     [[nodiscard]] bool tryTake(const QString &name);
 
     struct Reading {
@@ -32,7 +31,7 @@ public:
         QVariant value;
     };
     /// The same in one statement with the reading, which sees everything that was committed before the lock was
-    /// taken. Nothing when there is no such row; whether the lock was taken is then open.
+    /// taken. Without such a row the value is null or there is no answer.
     [[nodiscard]] std::optional<Reading> tryTakeReading(const QString &name, const LockedReading &reading);
 
     /// Lets go what is held. On a lost session it does nothing.
@@ -40,9 +39,12 @@ public:
 
 private:
     [[nodiscard]] std::optional<Reading> take(const QString &name, const LockedReading *reading);
+    [[nodiscard]] std::optional<Reading> takeOfServer(const QString &name, const LockedReading *reading);
     [[nodiscard]] std::optional<Reading> takeLent(SessionLocks &lent, const QString &name,
                                                   const LockedReading *reading);
+    void noteHeld(const QString &name);
 
     Connection &m_connection;
-    QString m_name; // that is held or may be held; "" for none
+    QString m_name;       // that is held; "" for none
+    qint64 m_session = 0; // that holds it
 };

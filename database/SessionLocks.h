@@ -12,7 +12,8 @@ public:
     SessionLocks(const SessionLocks &) = delete;
     SessionLocks &operator=(const SessionLocks &) = delete;
 
-    /// Without waiting; false when another session holds the lock. One that this session holds already counts as free.
-    [[nodiscard]] virtual bool tryTake(const QString &name) = 0;
+    /// Without waiting; false when another session holds the lock, unless both share it. One that this session holds
+    /// already counts as free.
+    [[nodiscard]] virtual bool tryTake(const QString &name, bool isShared) = 0;
     virtual void release(const QString &name) noexcept = 0;
 };

@@ -79,7 +79,10 @@ void ServicePasses::run(ServiceState::Pass pass, const QString &task, const std:
     length.start();
     m_isStruck[size_t(pass)] = false;
     m_pass = pass;
-    m_guard.runPass(task, work);
+    m_guard.runPass(task, [&] {
+        if (hasPlace())
+            work();
+    });
     m_pass.reset();
     noteEnd(pass, length);
 }
@@ -170,7 +173,10 @@ void ServicePasses::setSettings(const ServiceSettings &settings)
 
 void ServicePasses::begin()
 {
-    m_guard.runPass(u"短信发送"_s, [this] { m_sender.settle(); });
+    m_guard.runPass(u"短信发送"_s, [this] {
+        if (hasPlace())
+            m_sender.settle();
+    });
     storeSpooled();
 }
 
@@ -199,8 +205,8 @@ void ServicePasses::sendOn()
     m_pass = pass;
     bool hasNext = false; // of this pass or of the one to be begun at once
     const bool goesOn = m_guard.runTurn(u"短信发送"_s, [&] {
-        hasNext = m_sender.sendNext();
-        return m_sender.isPassing();
+        hasNext = hasPlace() && m_sender.sendNext();
+        return hasNext && m_sender.isPassing();
     });
     m_pass.reset();
     if (!goesOn) {
@@ -213,13 +219,25 @@ void ServicePasses::sendOn()
         m_nextTurn.start(*left);
 }
 
+bool ServicePasses::hasPlace()
+{
+    const QString task = u"短信服务器共用数据库"_s;
+    if (m_parts.session.Conn().takePlace(m_settings.areServersSeveral)) {
+        m_faults.over(task);
+        return true;
+    }
+    m_faults.failed(task,
+                    m_settings.areServersSeveral
+                        ? u"该数据库由一个没有设置 Servers=several 的短信服务器使用，本服务器暂不工作"_s
+                        : u"该数据库由其他短信服务器使用，本服务器没有设置 Servers=several，暂不工作"_s);
+    m_collector.stop();
+    return false;
+}
+
 void ServicePasses::runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
                               const std::function<void()> &work)
 {
     run(pass, task, [&] {
-        // A session holds one lock at a time, and the sender's may be needed until a status is written.
-        if (m_sender.holdsLock())
-            return;
         const PassLock lock(m_parts.session.Conn(), m_settings.areServersSeveral, name);
         if (lock.isOurs())
             work();

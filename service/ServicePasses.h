@@ -66,6 +66,8 @@ private:
     /// A pass that one server of several does at a time.
     void runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
                    const std::function<void()> &work);
+    /// Whether this server may work beside those that are there, or alone; told when it may not.
+    [[nodiscard]] bool hasPlace();
     void openInHand();
     /// A task of a pass, or something in it, has ended.
     void noteTask(const QString &task, const std::optional<QString> &cause);

@@ -97,20 +97,38 @@ public:
 
     /// The names are the whole server's, so that the database's own is in them. "for update" reads what is
     /// committed now; its row stays locked until the end of the statement alone.
-    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &name,
                                                const LockedReading *reading) const override
     {
-        const QString lock = u"get_lock(%1, 0 * coalesce(release_lock(%1), 0))"_s.arg(lockName());
-        const QVariantList keys{QString::fromLatin1(taken), QString::fromLatin1(old)};
+        const QString lock = u"get_lock(%1, 0)"_s.arg(lockName());
         if (reading == nullptr)
-            return {"select null, "_L1 + lock, keys};
+            return {"select null, "_L1 + lock, {QString::fromLatin1(name)}};
         return {u"select %1, %2 from %3 where %4 for update"_s.arg(reading->expression, lock, reading->table,
                                                                    reading->condition),
-                keys + reading->values};
+                QVariantList{QString::fromLatin1(name)} + reading->values};
     }
-    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &held) const override
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &name) const override
     {
-        return {u"select release_lock(%1)"_s.arg(lockName()), {QString::fromLatin1(held)}};
+        return {u"select release_lock(%1)"_s.arg(lockName()), {QString::fromLatin1(name)}};
+    }
+    /// The server's locks are never shared. So each is a row of them: who shares it takes the first that is free, who is
+    /// alone takes them all.
+    [[nodiscard]] SharedLock sharedLock(const QByteArray &name, bool isShared) const override
+    {
+        constexpr int mostSharing = 32;
+        QStringList takes;
+        QStringList releases;
+        for (int place = 1; place <= mostSharing; ++place) {
+            takes += u"get_lock(concat(n, ' %1'), 0)"_s.arg(place);
+            releases += u"coalesce(release_lock(concat(n, ' %1')), 0)"_s.arg(place);
+        }
+        const QString release = releases.join(u'+');
+        const QString take =
+            isShared ? takes.join(" or "_L1)
+                     : u"case when %1 then 1 else 0*(%2) end"_s.arg(takes.join(" and "_L1), release);
+        const QString query = u"select %1 from (select %2 as n) as lock_name"_s;
+        const QVariantList values{QString::fromLatin1(name)};
+        return {{query.arg(take, lockName()), values}, {query.arg(release, lockName()), values}};
     }
 
     [[nodiscard]] QString clusterSizeQuery(const QString &version) const override

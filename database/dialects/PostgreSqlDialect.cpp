@@ -80,23 +80,30 @@ public:
 
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
-    /// Locks of a session stack, so all are let go: a row that changed while it was waited for is looked at twice.
-    /// "for update" reads the row as it is now, not as it was when the statement began, before the lock.
-    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &, const QByteArray &taken,
+    /// "for update" reads the row as it is now, not as it was when the statement began. The lock stands outside of the
+    /// reading, which looks at a row twice that changed meanwhile: locks of a session stack.
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &name,
                                                const LockedReading *reading) const override
     {
-        static const QString lock =
-            u"case when pg_catalog.pg_advisory_unlock_all()::text is null then 0"
-            " when pg_catalog.pg_try_advisory_lock(cast(? as bigint)) then 1 else 0 end"_s;
+        const QString query = u"select %1, case when pg_catalog.pg_try_advisory_lock(cast(? as bigint))"
+                              " then 1 else 0 end%2"_s;
         if (reading == nullptr)
-            return {"select null, "_L1 + lock, {lockNumber(taken)}};
-        return {u"select %1, %2 from %3 where %4 for update skip locked"_s.arg(
-                    reading->expression, lock, reading->table, reading->condition),
-                QVariantList{lockNumber(taken)} + reading->values};
+            return {query.arg(u"null"_s, QString()), {lockNumber(name)}};
+        return {
+            query.arg(u"reading"_s,
+                      u" from (select %1 as reading from %2 where %3 for update skip locked) as found"_s.arg(
+                          reading->expression, reading->table, reading->condition)),
+            QVariantList{lockNumber(name)} + reading->values};
     }
-    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &) const override
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &name) const override
     {
-        return {u"select pg_catalog.pg_advisory_unlock_all()::text"_s, {}};
+        return lockCall(u"pg_advisory_unlock"_s, name);
+    }
+    [[nodiscard]] SharedLock sharedLock(const QByteArray &name, bool isShared) const override
+    {
+        const QString kind = isShared ? u"_shared"_s : QString();
+        return {lockCall(u"pg_try_advisory_lock"_s + kind, name),
+                lockCall(u"pg_advisory_unlock"_s + kind, name)};
     }
 
     /// One that speaks PostgreSQL's language knows the names of its locks, and takes none.
@@ -139,9 +146,14 @@ private:
         return std::any_of(states.begin(), states.end(),
                            [&](const char *one) { return state == QLatin1String(one); });
     }
+    static BoundStatement lockCall(const QString &function, const QByteArray &name)
+    {
+        return {u"select case when pg_catalog.%1(cast(? as bigint)) then 1 else 0 end"_s.arg(function),
+                {lockNumber(name)}};
+    }
     static qint64 lockNumber(const QByteArray &digest)
     {
-        return static_cast<qint64>(digest.first(16).toULongLong(nullptr, 16));
+        return static_cast<qint64>(digest.left(16).toULongLong(nullptr, 16));
     }
 };
 

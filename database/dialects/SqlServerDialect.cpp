@@ -62,30 +62,21 @@ public:
     [[nodiscard]] QString openTransactionsQuery() const override { return u"select @@trancount"_s; }
     [[nodiscard]] QString rowCountQuery() const override { return u"select @@rowcount"_s; }
 
-    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &old, const QByteArray &taken,
+    [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &name,
                                                const LockedReading *reading) const override
     {
-        const QString batch =
-            u"set nocount on; declare @old nvarchar(32), @taken nvarchar(32), @held int;"
-            " select @old=?, @taken=?;"
-            " if applock_mode('public', @old, 'Session')<>'NoLock'"
-            " exec sp_releaseapplock @Resource=@old, @LockOwner='Session';"
-            " exec @held=sp_getapplock @Resource=@taken, @LockMode='Exclusive', @LockOwner='Session',"
-            " @LockTimeout=0; set nocount off;"
-            " select %1, case when @held>=0 then 1 else 0 end%2"_s;
-        const QVariantList keys{QString::fromLatin1(old), QString::fromLatin1(taken)};
-        if (reading == nullptr)
-            return {batch.arg(u"null"_s, QString()), keys};
-        return {
-            batch.arg(reading->expression, u" from %1 where %2"_s.arg(reading->table, reading->condition)),
-            keys + reading->values};
+        return takeLock(name, u"Exclusive"_s, reading);
     }
-    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &held) const override
+    [[nodiscard]] BoundStatement releaseNamedLock(const QByteArray &name) const override
     {
         return {u"set nocount on; declare @held nvarchar(32); select @held=?;"
                 " if applock_mode('public', @held, 'Session')<>'NoLock'"
                 " exec sp_releaseapplock @Resource=@held, @LockOwner='Session'; set nocount off; select 1"_s,
-                {QString::fromLatin1(held)}};
+                {QString::fromLatin1(name)}};
+    }
+    [[nodiscard]] SharedLock sharedLock(const QByteArray &name, bool isShared) const override
+    {
+        return {takeLock(name, isShared ? u"Shared"_s : u"Exclusive"_s, nullptr), releaseNamedLock(name)};
     }
 
     [[nodiscard]] QString pastHeldRows(const QString &table) const override
@@ -113,6 +104,21 @@ public:
     {
         // No right to the table, or to a column of it.
         return isOneOf(code.number, {229, 230}) ? DatabaseFault::Cause::Table : DatabaseFault::Cause::Other;
+    }
+
+private:
+    static BoundStatement takeLock(const QByteArray &name, const QString &mode, const LockedReading *reading)
+    {
+        const QString reads = reading == nullptr
+                                  ? u"null"_s
+                                  : u"(select %1 from %2 where %3)"_s.arg(reading->expression, reading->table,
+                                                                          reading->condition);
+        return {u"set nocount on; declare @name nvarchar(32), @held int; select @name=?;"
+                " exec @held=sp_getapplock @Resource=@name, @LockMode='%1', @LockOwner='Session',"
+                " @LockTimeout=0; set nocount off; select %2, case when @held>=0 then 1 else 0 end"_s.arg(
+                    mode, reads),
+                QVariantList{QString::fromLatin1(name)} +
+                    (reading == nullptr ? QVariantList() : reading->values)};
     }
 };
 

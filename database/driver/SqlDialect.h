@@ -120,16 +120,25 @@ public:
         QVariantList values;
     };
     [[nodiscard]] bool hasNamedLocks() const { return !releaseNamedLock({}).sql.isEmpty(); }
-    /// The query that lets one lock go, takes another without waiting, and answers with a row of two columns: the
-    /// value read (null without a reading) and 1 when the lock is held. The reading sees what was committed before
-    /// the lock was taken.
-    [[nodiscard]] virtual BoundStatement takeNamedLock(const QByteArray & /*old*/,
-                                                       const QByteArray & /*taken*/,
+    /// The query that takes a lock, which the session does not hold yet, without waiting, and answers with a row of two
+    /// columns: the value read (null without a reading) and 1 when the lock is held. The reading sees what was committed
+    /// before the lock was taken; without a row of it the lock may not be held.
+    [[nodiscard]] virtual BoundStatement takeNamedLock(const QByteArray & /*name*/,
                                                        const LockedReading * /*reading*/) const
     {
         return {};
     }
-    [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*held*/) const { return {}; }
+    [[nodiscard]] virtual BoundStatement releaseNamedLock(const QByteArray & /*name*/) const { return {}; }
+    /// A lock that several sessions share or one has alone: the query that takes it without waiting and answers 1 when
+    /// it is held, and the one that lets it go.
+    struct SharedLock {
+        BoundStatement take;
+        BoundStatement release;
+    };
+    [[nodiscard]] virtual SharedLock sharedLock(const QByteArray & /*name*/, bool /*isShared*/) const
+    {
+        return {};
+    }
 
     /// The query for the number of servers that take this database's writes, each with locks of its own; "" where it is
     /// one. version: what the server calls itself.

@@ -21,12 +21,12 @@ private:
         Connection connection;
         NamedLock lock{connection};
     };
-    /// Whether the row's status is 0, read while the lock is taken. -1: the lock is another's; -2: no such row.
+    /// Whether the row's status is 0, read while the lock is taken. -1: the lock is another's, or no such row.
     static int takeReading(NamedLock &lock, const QString &name, int row)
     {
         const auto reading = lock.tryTakeReading(
             name, {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {row}});
-        return !reading ? -2 : reading->isHeld ? reading->value.toInt() : -1;
+        return reading && reading->isHeld && !reading->value.isNull() ? reading->value.toInt() : -1;
     }
 
 private slots:
@@ -59,6 +59,26 @@ private slots:
         QVERIFY(Session(elsewhere, other).lock.tryTake(longName));
     }
 
+    void servesAloneOrBesideOthers_data() { addRoutes(); }
+    void servesAloneOrBesideOthers()
+    {
+        LockTable table;
+        const Office office(currentRoute(), SchemaKind::None);
+        for (const bool isFirstShared : {false, true}) {
+            for (const bool isShared : {false, true}) {
+                Session first(office, table);
+                Session second(office, table);
+                QVERIFY(first.connection.takePlace(isFirstShared));
+                QVERIFY(first.lock.tryTake(u"13800000001"_s));
+                first.lock.release(); // and nothing else
+                QCOMPARE(second.connection.takePlace(isShared), isFirstShared && isShared);
+                QVERIFY(first.connection.takePlace(isFirstShared));
+                first.connection.close(); // leaves it at once
+                QVERIFY(second.connection.takePlace(isShared));
+            }
+        }
+    }
+
     void readsWhatTheHolderWrote_data() { addRoutes(); }
     void readsWhatTheHolderWrote()
     {
@@ -72,12 +92,15 @@ private slots:
         // The row itself is nobody's.
         office.oa(u"update SMS_Queues set RetryCount=1 where OAID=1"_s);
         first.connection.execute(u"update SMS_Queues set MsgStatus=8 where OAID=?"_s, {1});
+        first.lock.release();
         const qint64 before = first.connection.statementsRun();
         QCOMPARE(takeReading(first.lock, u"2"_s, 2), 1);
         QCOMPARE(first.connection.statementsRun() - before, 1);
         QCOMPARE(NamedLock::whyUnsupported(office.connectString()).isEmpty(), !office.isSqlite());
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), 0);
-        QCOMPARE(takeReading(second.lock, u"3"_s, 3), -2);
+        QCOMPARE(takeReading(second.lock, u"3"_s, 3), -1);
+        second.lock.release();
+        QVERIFY(first.lock.tryTake(u"3"_s));
     }
 };
 

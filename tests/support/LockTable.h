@@ -3,6 +3,7 @@
 #include "database/Connection.h"
 
 #include <QHash>
+#include <QSet>
 
 /// The session locks of an embedded database that several servers in one process share. It outlives their
 /// connections.
@@ -12,39 +13,42 @@ public:
     /// From its next open() on.
     void lendTo(Connection &connection)
     {
-        connection.setLentLocks([this] { return std::make_unique<Session>(m_holders); });
+        connection.setLentLocks([this] { return std::make_unique<Session>(m_locks); });
     }
 
 private:
-    using Holders = QHash<QString, const SessionLocks *>; // by the lock's name
+    struct Lock {
+        QSet<const SessionLocks *> holders;
+        bool isShared = false;
+    };
+    using Locks = QHash<QString, Lock>; // by name
 
     class Session final : public SessionLocks
     {
     public:
-        explicit Session(Holders &holders) : m_holders(holders) {}
+        explicit Session(Locks &locks) : m_locks(locks) {}
         ~Session() override
         {
-            m_holders.removeIf([this](const auto &lock) { return lock.value() == this; });
+            for (Lock &lock : m_locks)
+                lock.holders.remove(this);
         }
         Session(const Session &) = delete;
         Session &operator=(const Session &) = delete;
 
-        [[nodiscard]] bool tryTake(const QString &name) override
+        [[nodiscard]] bool tryTake(const QString &name, bool isShared) override
         {
-            const SessionLocks *&holder = m_holders[name];
-            if (holder == nullptr)
-                holder = this;
-            return holder == this;
+            Lock &lock = m_locks[name];
+            if (lock.holders.isEmpty() || (isShared && lock.isShared)) {
+                lock.holders.insert(this);
+                lock.isShared = isShared;
+            }
+            return lock.holders.contains(this);
         }
-        void release(const QString &name) noexcept override
-        {
-            if (m_holders.value(name) == this)
-                m_holders.remove(name);
-        }
+        void release(const QString &name) noexcept override { m_locks[name].holders.remove(this); }
 
     private:
-        Holders &m_holders;
+        Locks &m_locks;
     };
 
-    Holders m_holders;
+    Locks m_locks;
 };
