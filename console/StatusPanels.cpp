@@ -73,10 +73,10 @@ bool StatusPanels::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip || !m_status)
         return QStatusBar::event(event);
-    // A rich text otherwise, when a fault's words look like one.
+    constexpr int width = 560; // of a screen that is small; a fault's words are wrapped
     const QString text = m_status().trimmed().toHtmlEscaped().replace(u'\n', u"<br>"_s);
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), u"<p style='white-space:pre'>"_s + text,
-                       this);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       u"<table width=%1><tr><td>%2</td></tr></table>"_s.arg(width).arg(text), this);
     return true;
 }
 

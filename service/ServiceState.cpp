@@ -34,15 +34,23 @@ QString modemText(const ServiceState &state)
     if (!state.modem)
         return u"端口没有打开，或没有应答"_s;
     const ModemStatus &modem = *state.modem;
-    QStringList facts{modem.isRegistered ? (u"已注册到网络 "_s + modem.network).trimmed() : u"未注册到网络"_s,
-                      modem.signalDbm
-                          ? u"信号 %1 dBm（%2 格）"_s.arg(*modem.signalDbm).arg(modem.signalBars())
-                          : u"信号未知"_s,
-                      (modem.isSimReady ? u"SIM 卡正常"_s : u"SIM 卡不可用"_s) +
-                          (modem.simEnd.isEmpty() ? QString() : u"，尾号 "_s + modem.simEnd)};
-    for (const ModemStatus::Memory &memory : modem.memories)
-        facts += u"存储器 %1 已用 %2，共 %3"_s.arg(memory.name).arg(memory.used).arg(memory.total);
+    const QStringList facts{
+        modem.isRegistered ? (u"已注册到网络 "_s + modem.network).trimmed() : u"未注册到网络"_s,
+        modem.signalDbm ? u"信号 %1 dBm（%2 格）"_s.arg(*modem.signalDbm).arg(modem.signalBars())
+                        : u"信号未知"_s};
     return (facts + modem.troubles).join(u"，"_s);
+}
+
+QString simText(const ServiceState &state)
+{
+    if (!state.modem)
+        return u"不详"_s;
+    QStringList facts{state.modem->isSimReady ? u"正常"_s : u"不可用"_s};
+    if (!state.modem->simEnd.isEmpty())
+        facts += u"尾号 "_s + state.modem->simEnd;
+    for (const ModemStatus::Memory &memory : state.modem->memories)
+        facts += u"存储器 %1 已用 %2，共 %3"_s.arg(memory.name).arg(memory.used).arg(memory.total);
+    return facts.join(u"，"_s);
 }
 
 QString mailboxText(const ServiceState &state)
@@ -101,6 +109,7 @@ QString stateText(const ServiceState &state, const QDateTime &now)
              (state.isRunning ? u"服务已启动"_s : u"服务没有启动"_s);
     lines += u"数据库："_s + databaseText(state);
     lines += u"短信猫："_s + modemText(state);
+    lines += u"SIM 卡："_s + simText(state);
     lines += u"发送队列："_s + queueText(state, now);
     if (state.rest)
         lines += u"暂停发送：到 %1 为止，达到发送上限（自 %2 起）"_s.arg(timeText(state.rest->until),
