@@ -148,6 +148,15 @@ std::vector<Story> spoiledStories()
     return stories;
 }
 
+/// The control takes messages out of a store in which everything happens between its commands.
+std::vector<Story> storeStories()
+{
+    std::vector<Story> stories;
+    for (quint64 seed = 0; seed < 10; ++seed)
+        stories.push_back(storeStory(seed));
+    return stories;
+}
+
 } // namespace
 
 const std::vector<Kind> &kinds()
@@ -156,6 +165,7 @@ const std::vector<Kind> &kinds()
         {u"exhaustive"_s, u"One story, ended at every crossing of a seam."_s, endedStories},
         {u"crashes"_s, u"Killed in the middle of hand-overs."_s, crashStories},
         {u"disk"_s, u"Each file of the server's own, spoiled in every way."_s, spoiledStories},
-        {u"fairness"_s, u"Somebody else's faults, for which nobody waits."_s, fairnessStories}};
+        {u"fairness"_s, u"Somebody else's faults, for which nobody waits."_s, fairnessStories},
+        {u"store"_s, u"A modem's store that others change while it is emptied."_s, storeStories}};
     return all;
 }

@@ -125,15 +125,21 @@ QStringList littleIsTriedInVain(const Aftermath &run)
 /// A received message is stored once, as it was sent.
 QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
 {
+    QStringList broken;
+    if (run.truth.removedUnread > 0)
+        broken += u"%1 places not read before their removal"_s.arg(run.truth.removedUnread);
     std::map<Message, int> stored;
     for (const QString &row : run.received)
         ++stored[{row.section(u'|', 0, 0), row.section(u'|', 1)}];
-    for (const Truth::Arrived &message : run.truth.arrived)
-        --stored[{message.sender, message.text}];
-    QStringList broken;
+    for (const Truth::Arrived &arrived : run.truth.arrived) {
+        const Message message{arrived.sender, arrived.text};
+        const int times = std::exchange(stored[message], 0);
+        if (times < arrived.least || times > arrived.most)
+            broken += u"stored %1 times: "_s.arg(times) + words(message);
+    }
     for (const auto &[message, times] : stored) {
-        if (times != 0)
-            broken += (times > 0 ? u"stored once more than sent: "_s : u"not stored: "_s) + words(message);
+        if (times > 0)
+            broken += u"stored, and nobody sent it: "_s + words(message);
     }
     return broken;
 }

@@ -171,6 +171,7 @@ private:
             liveUntil(m_story.length + passed);
             if (isQuiet())
                 return;
+            m_world.settle();
         }
     }
 

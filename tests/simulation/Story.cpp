@@ -1,7 +1,8 @@
 #include "tests/simulation/Story.h"
 
+#include <QRegularExpression>
 #include <algorithm>
-#include <cerrno>
+#include <numeric>
 #include <random>
 
 using namespace Qt::StringLiterals;
@@ -22,131 +23,112 @@ const QStringList &ownFiles()
 namespace
 {
 
+/// What may happen, as often as its weight says, in the words of Story: {5..40} is a number, {a|b} one of these; {id}
+/// is new and {server} one throughout. Behind ";" stands what happens with it, behind "; in SECONDS" what comes later.
+struct Happening {
+    int weight;
+    QString words;
+};
+using Happenings = std::vector<Happening>;
+
+const QString waiting = u"waiting {id} {-60|0|{1..120}|{60..300}} {5..200} "
+                        "{u{1..6}|u{1..3},u{4..6}|u{1..2},u{3..4},u{5..6}}"_s;
+
+const Happenings work{{8, waiting},
+                      {2, waiting + u"; in {0..299} withdraw {id}"_s},
+                      {2, waiting + u"; in {0..299} postpone {id} {0..199}"_s},
+                      {12, u"mail {id} {internal|external} u{1..6}"_s},
+                      {6, u"code {u1|u2} {DYNB|QXNB|DYRC|QXRC}"_s},
+                      {6, u"sms {id} 150 u{1..6} {1,2,3|3,1,2|2,2,1,3}"_s},
+                      {6, u"sms {id} {5..60} u{1..6}"_s}};
+
+/// What goes wrong with a server or its modem.
+const Happenings disturbances{
+    {3, u"crash {server} {1..6} {1..20}"_s},
+    {5, u"kill {server} {0..149} {1..40}"_s},
+    // A late answer where the network takes its time over a text.
+    {8, u"modem {server} edit 1 {AT+CMGF|+CREG} late {15000..40000}; "
+        "modem {server} slow 1 {30000..100000}"_s},
+    {17, u"modem {server} {refuse {1..5} {1|21|27|38|41|42|47|69|331|500|512}|outage {5000..150000}|"
+         "outage {5000..150000}|unplug {100..60000}|restart|restart silent|late 1 {1000..200000}|"
+         "slow 1 {1000..100000}|edit 1 > {no-final|restart|late {1000..250000}}|edit 1 > {no-final|restart}|"
+         "edit 1 +CMGL garble {1..4}|edit 1 +CMGR garble 2|"
+         "edit 1 {+CMGL|+CMGR|+CMGD|+CREG|AT+CMGF|+CMGS} late {3000..40000}|"
+         "answer 1 AT+CMGS ERROR|bare-ok 1|urc-mid-send ^BOOT: 1|urc-mid +CMTI: \"SM\",3}"_s}};
+/// ... with the machine or the database of an office with one server. The power of an office with two goes where
+/// neither of them nor the database stands.
+const Happening alone{8, u"{cut 1 {0..149} {5..90}|stop 1 {1..30}|held {1..40}|full {0..3} {10..120}|"
+                         "broken {5|13|30} {5..60} {oa.db|{file}}|broken {5|13|30} {5..60} {file}|"
+                         "refusing {5..200}|clock {-3600|-40|90|3700}}"_s};
+const Happening apart{8, u"away {server} {5..100}"_s};
+
+/// A modem's store that the server empties while it moves, others take from it and readings are damaged.
+const Happenings storeSteps{{12, u"sms {id} 20 u{1..6}"_s},
+                            {2, u"modem 1 others remove {1..20}"_s},
+                            {1, u"modem 1 sim exchanged{| silent}"_s},
+                            {2, u"modem 1 edit 1 {+CMGL|+CMGR} garble {1..4}"_s},
+                            {2, u"modem 1 urc +CMTI: \"SM\",{1..20}"_s},
+                            {1, u"held {1..10}"_s}};
+
 /// Draws one story. The engine's own numbers only: distributions differ from library to library.
 class Teller
 {
 public:
     explicit Teller(Story &story) : m_story(story), m_chance(story.seed * 2 + 1) {}
 
-    void tell()
+    void tellDays()
     {
         if (oneIn(8))
             m_story.servers = 2;
-        tellSettings();
+        if (oneIn(5)) // so that all of a day has its room
+            m_story.settings +=
+                drawn(m_story.length > 1h ? u"SendPerHour={155..190}"_s : u"SendPerHour={5..40}"_s);
+        if (oneIn(8))
+            m_story.settings += drawn(u"SendGap={1..8}"_s);
+        Happenings wrong = disturbances;
+        wrong.push_back(m_story.servers > 1 ? apart : alone);
         // A day has fewer events an hour than ten minutes have.
-        const auto minutes = m_story.length / 1min;
-        const qint64 events = 10 + minutes / 2 + below(8);
-        for (qint64 i = 0; i < events; ++i)
-            oneIn(4) ? tellDisturbance() : tellWork();
-        std::ranges::stable_sort(m_story.events, {}, &Story::Event::at);
+        for (qint64 left = 10 + m_story.length / 1min / 2 + below(8); left > 0; --left)
+            tell(oneIn(4) ? wrong : work);
+    }
+
+    void tell(const Happenings &happenings)
+    {
+        const auto weight = [](int sum, const Happening &happening) { return sum + happening.weight; };
+        qint64 place = below(std::accumulate(happenings.begin(), happenings.end(), 0, weight));
+        auto chosen = happenings.begin();
+        while (place >= chosen->weight)
+            place -= (chosen++)->weight;
+        QString words = chosen->words;
+        words.replace(u"{id}"_s, QString::number(++m_lastId))
+            .replace(u"{server}"_s, QString::number(1 + below(m_story.servers)))
+            .replace(u"{file}"_s, u'{' + ownFiles().join(u'|') + u'}');
+        const std::chrono::milliseconds when(below(m_story.length / 1ms));
+        for (const QString &part : drawn(words).split(u"; "_s)) {
+            const std::chrono::seconds later(part.startsWith(u"in ") ? part.section(u' ', 1, 1).toInt() : 0);
+            m_story.events.push_back({when + later, part.startsWith(u"in ") ? part.section(u' ', 2) : part});
+        }
     }
 
 private:
     qint64 below(qint64 limit) { return static_cast<qint64>(m_chance() % quint64(limit)); }
-    qint64 between(qint64 first, qint64 last) { return first + below(last - first + 1); }
     bool oneIn(int times) { return below(times) == 0; }
-    template <typename T>
-    T oneOf(std::initializer_list<T> choices)
-    {
-        return *(choices.begin() + below(qint64(choices.size())));
-    }
-    qint64 server() { return between(1, m_story.servers); }
-    QString user() { return u"u%1"_s.arg(between(1, 6)); }
 
-    void at(std::chrono::milliseconds time, const QString &words) { m_story.events.push_back({time, words}); }
-    void now(const QString &words) { at(std::chrono::milliseconds(below(m_story.length / 1ms)), words); }
-
-    void tellSettings()
+    QString drawn(QString words)
     {
-        if (oneIn(5)) // so that all of a day has its room
-            m_story.settings += u"SendPerHour=%1"_s.arg(between(5, 40) + (m_story.length > 1h ? 150 : 0));
-        if (oneIn(8))
-            m_story.settings += u"SendGap=%1"_s.arg(between(1, 8));
+        static const QRegularExpression innermost(u"\\{([^{}]+)\\}"_s);
+        for (auto found = innermost.match(words); found.hasMatch(); found = innermost.match(words))
+            words.replace(found.capturedStart(), found.capturedLength(), oneOf(found.captured(1)));
+        return words;
     }
 
-    void tellWork()
+    QString oneOf(const QString &choices)
     {
-        const int id = ++m_lastId;
-        switch (below(7)) {
-        case 0:
-        case 1: {
-            QStringList users;
-            for (qint64 i = between(1, 3); i > 0; --i)
-                users += user();
-            users.removeDuplicates();
-            const auto delay = oneOf<qint64>({-60, 0, between(1, 120), between(60, 300)});
-            const std::chrono::milliseconds when(below(m_story.length / 1ms));
-            at(when, u"waiting %1 %2 %3 %4"_s.arg(id).arg(delay).arg(between(5, 200)).arg(users.join(u',')));
-            if (oneIn(6))
-                at(when + std::chrono::seconds(below(300)), u"withdraw %1"_s.arg(id));
-            if (oneIn(6))
-                at(when + std::chrono::seconds(below(300)), u"postpone %1 %2"_s.arg(id).arg(below(200)));
-            return;
-        }
-        case 2:
-        case 3:
-            now(u"mail %1 %2 %3"_s.arg(id).arg(oneOf({u"internal"_s, u"external"_s}), user()));
-            return;
-        case 4:
-            now(u"code %1 %2"_s.arg(oneOf({u"u1"_s, u"u2"_s}),
-                                    oneOf({u"DYNB"_s, u"QXNB"_s, u"DYRC"_s, u"QXRC"_s})));
-            return;
-        case 5:
-            now(u"sms %1 150 %2 %3"_s.arg(id).arg(user(), oneOf({u"1,2,3"_s, u"3,1,2"_s, u"2,2,1,3"_s})));
-            return;
-        default:
-            now(u"sms %1 %2 %3"_s.arg(id).arg(between(5, 60)).arg(user()));
-        }
-    }
-
-    void tellDisturbance()
-    {
-        switch (below(5)) {
-        case 2: {
-            // A late answer where the network takes its time over a text.
-            const std::chrono::milliseconds when(below(m_story.length / 1ms));
-            const qint64 modem = server();
-            at(when, u"modem %1 edit 1 %2 late %3"_s.arg(modem)
-                         .arg(oneOf({u"AT+CMGF"_s, u"+CREG"_s}))
-                         .arg(between(15000, 40000)));
-            at(when, u"modem %1 slow 1 %2"_s.arg(modem).arg(between(30000, 100000)));
-            return;
-        }
-        case 0:
-            now(oneIn(3) ? u"crash %1 %2 %3"_s.arg(server()).arg(between(1, 6)).arg(between(1, 20))
-                         : u"kill %1 %2 %3"_s.arg(server()).arg(below(150)).arg(between(1, 40)));
-            return;
-        case 1:
-            // The power of an office with two servers goes where neither of them nor the database stands.
-            now(m_story.servers > 1
-                    ? u"away %1 %2"_s.arg(server()).arg(between(5, 100))
-                    : oneOf({u"cut 1 %1 %2"_s.arg(below(150)).arg(between(5, 90)),
-                             u"stop 1 %1"_s.arg(between(1, 30)), u"held %1"_s.arg(between(1, 40)),
-                             u"full %1 %2"_s.arg(below(4)).arg(between(10, 120)),
-                             u"broken %1 %2 oa.db"_s.arg(oneOf({5, 13, 30})).arg(between(5, 60)),
-                             u"broken %1 %2 %3"_s.arg(oneOf({5, 13, 30}))
-                                 .arg(between(5, 60))
-                                 .arg(ownFiles().at(below(ownFiles().size()))),
-                             u"refusing %1"_s.arg(between(5, 200)),
-                             u"clock %1"_s.arg(oneOf<qint64>({-3600, -40, 90, 3700}))}));
-            return;
-        default:
-            now(u"modem %1 "_s.arg(server()) +
-                oneOf({u"refuse %1 %2"_s.arg(between(1, 5))
-                           .arg(oneOf({1, 21, 27, 38, 41, 42, 47, 69, 331, 500, 512})),
-                       u"outage %1"_s.arg(between(5000, 150000)), u"outage %1"_s.arg(between(5000, 150000)),
-                       u"unplug %1"_s.arg(between(100, 60000)), u"restart"_s, u"restart silent"_s,
-                       u"late 1 %1"_s.arg(between(1000, 200000)), u"slow 1 %1"_s.arg(between(1000, 100000)),
-                       u"edit 1 > no-final"_s, u"edit 1 > restart"_s,
-                       u"edit 1 > late %1"_s.arg(between(1000, 250000)),
-                       u"edit 1 +CMGL garble %1"_s.arg(between(1, 4)), u"edit 1 +CMGR garble 2"_s,
-                       u"edit 1 %1 late %2"_s
-                           .arg(oneOf(
-                               {u"+CMGL"_s, u"+CMGR"_s, u"+CMGD"_s, u"+CREG"_s, u"AT+CMGF"_s, u"+CMGS"_s}))
-                           .arg(between(3000, 40000)),
-                       u"answer 1 AT+CMGS ERROR"_s, u"bare-ok 1"_s, u"urc-mid-send ^BOOT: 1"_s,
-                       u"urc-mid +CMTI: \"SM\",3"_s}));
-        }
+        const QStringList ends = choices.split(u".."_s);
+        if (ends.size() > 1)
+            return QString::number(ends[0].toInt() + below(ends[1].toInt() - ends[0].toInt() + 1));
+        const QStringList all = choices.split(u'|');
+        return all[below(all.size())];
     }
 
     Story &m_story;
@@ -154,13 +136,30 @@ private:
     int m_lastId = 0;
 };
 
+Story sorted(Story story)
+{
+    std::ranges::stable_sort(story.events, {}, &Story::Event::at);
+    return story;
+}
+
 } // namespace
 
 Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval)
 {
     Story story{.seed = seed, .interval = interval, .length = length};
-    Teller(story).tell();
-    return story;
+    Teller(story).tellDays();
+    return sorted(story);
+}
+
+Story storeStory(quint64 seed)
+{
+    Story story{.seed = seed, .length = 10min};
+    story.events = {{1ms, u"modem 1 moves-up "_s + (seed % 2 == 0 ? u"on"_s : u"off"_s)},
+                    {1ms, u"modem 1 latency 100"_s}};
+    Teller teller(story);
+    for (int steps = 0; steps < 1000; ++steps)
+        teller.tell(storeSteps);
+    return sorted(story);
 }
 
 QString Story::text() const

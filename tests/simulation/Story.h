@@ -54,5 +54,7 @@ struct Story {
 };
 
 [[nodiscard]] Story storyOf(quint64 seed, std::chrono::seconds length, std::chrono::seconds interval);
+/// Minutes at a modem's store.
+[[nodiscard]] Story storeStory(quint64 seed);
 /// What the first server keeps beside the database.
 [[nodiscard]] const QStringList &ownFiles();

@@ -136,7 +136,10 @@ void World::reopen()
 
 void World::addModem(int server)
 {
-    ModemOnDesk desk{std::make_unique<simulator::Modem>(makeModemEnd(u"modem%1"_s.arg(server))),
+    auto end = makeModemEnd(u"modem%1"_s.arg(server));
+    connect(end.get(), &simulator::LineEnd::received, this,
+            [this, server](const QByteArray &command) { hear(server, command); });
+    ModemOnDesk desk{std::make_unique<simulator::Modem>(std::move(end)),
                      std::make_unique<simulator::ControlTable>()};
     simulator::Modem &modem = *desk.modem;
     simulator::addControls(*desk.controls, modem);
@@ -185,10 +188,20 @@ QStringList World::rows(const QString &query) const
     return rows;
 }
 
+void World::settle()
+{
+    for (int modem = 1; const ModemOnDesk &desk : m_modems) {
+        if (desk.onOtherSim > 0 && desk.meddling.isEmpty() &&
+            desk.modem->state().used(simulator::Memory::Sim) == 0)
+            perform(u"modem %1 sim exchanged"_s.arg(modem));
+        ++modem;
+    }
+}
+
 bool World::isQuiet() const
 {
     return std::ranges::all_of(m_modems, [](const ModemOnDesk &desk) {
-        return desk.modem->deliveries().waiting() == 0 &&
+        return desk.modem->deliveries().waiting() == 0 && desk.onOtherSim == 0 &&
                desk.modem->state().used(simulator::Memory::Both) == 0;
     });
 }
@@ -349,10 +362,42 @@ void World::commandModem(const QStringList &words)
     } else if (name == u"answer") {
         ++m_truth.refusedCommands;
     } else if (name == u"bare-ok") {
-        m_truth.bareOks += count;
         m_truth.refusals += count;
+    } else if (name == u"others" || (name == u"sim" && command[1] == u"exchanged")) {
+        m_modems.at(size_t(words[1].toInt()) - 1).meddling += command;
+        return;
     }
     run(words[1].toInt(), command.join(u' '));
+}
+
+/// Before a command of the server's runs, somebody else takes what stands in a place of the SIM, or the SIM. Nobody could
+/// help it between the reading of a place and its removal, which is why no other command comes between these two.
+void World::hear(int modem, const QByteArray &line)
+{
+    using namespace simulator;
+    ModemOnDesk &desk = m_modems.at(size_t(modem) - 1);
+    const QByteArray before = std::exchange(desk.heard, line);
+    if (line.startsWith("AT+CMGD=")) {
+        m_truth.removedUnread += before == "AT+CMGR=" + line.sliced(8) ? 0 : 1;
+        return;
+    }
+    for (const QStringList &command : std::exchange(desk.meddling, {})) {
+        const bool isExchange = command.first() == u"sim";
+        ModemState &state = desk.modem->state();
+        if (isExchange)
+            desk.onOtherSim = state.used(Memory::Sim);
+        for (const auto &[place, message] : state.store(Memory::Sim).messages()) {
+            const auto tpdu = decodeTpdu(message.pdu, Direction::ToModem);
+            for (Truth::Arrived &arrived : m_truth.arrived) {
+                if (arrived.text != std::get<Tpdu>(tpdu).text)
+                    continue;
+                arrived.most += isExchange ? 1 : 0;
+                if (!isExchange && place == command[2].toInt())
+                    arrived.least = 0;
+            }
+        }
+        run(modem, command.join(u' '));
+    }
 }
 
 /// held SECONDS: another program of the office writes.

@@ -35,6 +35,8 @@ struct Truth {
     struct Arrived {
         QString sender;
         QString text;
+        int least = 1; ///< times: 0 when somebody else took it out of the modem
+        int most = 1;  ///< more when it was away with its SIM
     };
     /// Somebody or something was out of order.
     struct Disturbance {
@@ -52,6 +54,7 @@ struct Truth {
     int lostAnswers = 0;     ///< each may leave one message's fate unknown
     int refusals = 0;        ///< messages that the network was told to refuse for good, or three times
     int refusedCommands = 0; ///< AT+CMGS that the modem did not take
+    int removedUnread = 0;   ///< from a modem's store
     bool isClockMoved = false;
 };
 
@@ -75,6 +78,8 @@ public:
     [[nodiscard]] const Truth &truth() const { return m_truth; }
     /// Rows as the office sees them, columns joined by "|".
     [[nodiscard]] QStringList rows(const QString &query) const;
+    /// A SIM that is away with messages comes back when the other one is empty.
+    void settle();
     /// True when nothing lies with the modems or the network any more.
     [[nodiscard]] bool isQuiet() const;
 
@@ -85,6 +90,9 @@ private:
     struct ModemOnDesk {
         std::unique_ptr<simulator::Modem> modem;
         std::unique_ptr<simulator::ControlTable> controls;
+        int onOtherSim = 0;            ///< messages
+        QByteArray heard{};            ///< last
+        QList<QStringList> meddling{}; ///< commands, before the server's next one
     };
     struct Crashes {
         int left = 0;
@@ -93,6 +101,7 @@ private:
 
     void addModem(int server);
     void run(int modem, const QString &control) const;
+    void hear(int modem, const QByteArray &line);
     /// Whether it was done, and to any row.
     bool oa(const QString &sql, const QVariantList &values = {}) const;
     [[nodiscard]] Truth::Time now() const;

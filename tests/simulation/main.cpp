@@ -1,7 +1,6 @@
 #include "tests/simulation/Kinds.h"
 #include "tests/simulation/MemoryDisk.h"
 #include "tests/simulation/Simulation.h"
-#include "tests/simulation/StoreSteps.h"
 #include "tests/simulation/VirtualTime.h"
 
 #include <QCommandLineParser>
@@ -97,7 +96,6 @@ public:
              {u"century"_s, u"Judge the days of a hundred years, at an interval of 60 s."_s},
              {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s, u"0/1"_s},
              {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
-             {u"store-steps"_s, u"So much happens to a modem's store that is being emptied."_s, u"N"_s},
              {u"every"_s, u"Only every Nth of a kind's stories:"_s, u"N"_s, u"1"_s}});
         for (const Kind &kind : kinds())
             m_parser.addOption({kind.name, kind.purpose});
@@ -110,8 +108,6 @@ public:
         const auto days = isCentury ? 1 : number(u"days"_s);
         m_length = days > 0 ? 24h * days : std::chrono::seconds(10min);
         m_interval = isCentury ? 60s : std::chrono::seconds(number(u"interval"_s));
-        if (m_parser.isSet(u"store-steps"_s))
-            return store();
         if (m_parser.isSet(u"seed"_s))
             return one(storyOf(number(u"seed"_s), m_length, m_interval));
         Judge judge;
@@ -132,16 +128,6 @@ public:
 
 private:
     [[nodiscard]] quint64 number(const QString &option) const { return m_parser.value(option).toULongLong(); }
-
-    int store()
-    {
-        QStringList lost;
-        for (quint64 seed = 0; seed < 4; ++seed)
-            lost += storeSteps(int(number(u"store-steps"_s)) / 4, seed);
-        lost.removeAll(QString());
-        print(lost.join(u'\n'));
-        return lost.isEmpty() ? 0 : 1;
-    }
 
     void judgeSeeds(Judge &judge, quint64 first, quint64 last)
     {
