@@ -96,22 +96,18 @@ void Pop3Client::loadListing()
         return;
     skipUnread();
     const Pop3Limits &limits = m_options.limits;
-    request("STAT"_ba, 0, false);
-    if (windowAdmits(0))
-        request("UIDL"_ba, 0, true);
-    const Pop3Reply stat = nextReply();
-    if (m_unread.isEmpty())
-        request("UIDL"_ba, 0, true);
+    request("UIDL"_ba, 0, true);
     m_tellsUniqueIds = nextReply().ok;
     if (m_tellsUniqueIds) {
         if (const std::optional<QByteArray> content = dialogue().readContent(limits.listingOctets))
             m_uids = parseUidl(*content, limits.messages);
         m_observer->summarise(u"（%1个邮件标识）"_s.arg(m_uids.size()));
+        m_count = static_cast<int>(m_uids.size());
+        return;
     }
-    bool isNumber = false;
-    const qint64 count = stat.text.split(' ').first().toLongLong(&isNumber);
-    m_count = stat.ok && isNumber && count >= 0 ? static_cast<int>(qMin<qint64>(count, limits.messages))
-                                                : static_cast<int>(m_uids.size());
+    request("STAT"_ba, 0, false);
+    const int count = nextReply().text.split(' ').first().toInt(); // 0 for what is no number
+    m_count = qBound(0, count, limits.messages);
 }
 
 const QList<qint64> &Pop3Client::sizes()

@@ -45,8 +45,8 @@ public:
     /// In this session a command was sent before the answer to another was read.
     [[nodiscard]] bool hasAskedAhead() const { return m_hasAskedAhead; }
 
-    /// Number of messages, numbered from 1: what STAT says, else the highest number that UIDL lists; at most
-    /// Pop3Limits::messages. The first call asks the server.
+    /// Number of messages, numbered from 1: the highest number that UIDL lists, or what STAT says where a server does not
+    /// know UIDL; at most Pop3Limits::messages. The first call asks the server.
     [[nodiscard]] int Count();
 
     /// Unique id of message number, from one UIDL for the whole mailbox, in the form that parseUidl gives it;

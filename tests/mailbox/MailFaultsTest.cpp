@@ -53,7 +53,7 @@ private slots:
         const Rows<QString, int> row("collected", "connections");
         row("GREETING", u"3"_s, 1); // which is the host's fault, the rest is the account's
         row("PASS", u"3"_s, 2);
-        row("STAT", u"3"_s, 2);
+        row("UIDL", u"3"_s, 2);
         row("RETR", u"3"_s, 6); // the mail is tried again at the end, then the mailbox without it
         row("DELE", u"1 2 3"_s, 2);
         row("QUIT", u"1 2 3"_s, 2);

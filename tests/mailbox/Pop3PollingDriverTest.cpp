@@ -55,7 +55,7 @@ private slots:
     {
         std::vector<std::unique_ptr<ScriptedPop3Server>> servers;
         QStringList well;
-        for (const char *verb : {"GREETING", "", "PASS", "STAT", "", "RETR", ""}) {
+        for (const char *verb : {"GREETING", "", "PASS", "UIDL", "", "RETR", ""}) {
             const QString name = u"user%1"_s.arg(servers.size());
             const ScriptedPop3Server::Script script{.messages = {"Subject: s\r\n\r\n"}, .hangsAt = verb};
             servers.push_back(std::make_unique<ScriptedPop3Server>(script));
