@@ -46,26 +46,31 @@ public:
     }
 
 private:
+    /// Without a closing bracket an address ends with its member.
     Member read()
     {
         Member member;
+        QByteArray *part = &member.text;
         while (m_at < m_list.size()) {
             const char c = m_list[m_at++];
             if (c == ',' || c == ';') {
                 member.atComma = c == ',';
                 return member;
             }
-            if (c == ':')
+            if (c == ':' && part == &member.text)
                 member = {}; // what came before was the name of a group
             else if (c == '"')
-                member.text += '"' + takeQuoted() + '"';
+                *part += '"' + takeQuoted() + '"';
             else if (c == '(')
                 member.comment = takeComment();
             else if (c == '<') {
-                member.angle = takeAngle();
+                part = &member.angle;
+                part->clear();
                 member.hasAngle = true;
-            } else if (c != '>')
-                member.text += c;
+            } else if (c == '>')
+                part = &member.text;
+            else
+                *part += c;
         }
         return member;
     }
@@ -97,15 +102,6 @@ private:
         return take(m_list.size(), 0);
     }
 
-    /// Without a closing bracket an address ends with its member.
-    QByteArray takeAngle()
-    {
-        const auto *const from = m_list.cbegin() + m_at;
-        const auto *const end = std::find_if(
-            from, m_list.cend(), [](char c) { return c == '>' || c == ',' || c == ';' || c == '<'; });
-        return take(end - m_list.cbegin(), end != m_list.cend() && *end == '>' ? 1 : 0);
-    }
-
     QByteArray take(qsizetype end, qsizetype closing)
     {
         const qsizetype start = m_at;
@@ -134,21 +130,8 @@ QString nameText(const QByteArray &encoded)
     return decodeHeaderText(name).trimmed();
 }
 
-/// What is between angle brackets, without the comments that should not be there.
-QByteArray withoutComments(QByteArray angle)
-{
-    for (qsizetype open = angle.indexOf('('); open >= 0; open = angle.indexOf('(', open)) {
-        const qsizetype close = angle.indexOf(')', open);
-        angle.remove(open, close < 0 ? angle.size() - open : close + 1 - open);
-    }
-    return angle;
-}
-
 QString addressText(QByteArrayView encoded)
 {
-    // A route (RFC 5322, 4.4) comes before the address.
-    if (encoded.startsWith('@') && encoded.contains(':'))
-        encoded = encoded.sliced(encoded.lastIndexOf(':') + 1);
     return decodeHeaderText(encoded.trimmed()).trimmed();
 }
 
@@ -171,7 +154,7 @@ Mailbox mailboxOf(const Member &member)
     const QByteArray text = member.text.trimmed();
     Mailbox mailbox;
     if (member.hasAngle)
-        mailbox = {nameText(text), addressText(withoutComments(member.angle))};
+        mailbox = {nameText(text), addressText(member.angle)};
     if (mailbox.address.isEmpty())
         mailbox = bareMailbox(text);
     if (mailbox.name.isEmpty())

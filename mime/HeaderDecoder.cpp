@@ -3,7 +3,6 @@
 #include "mime/CharsetDecoder.h"
 
 #include <QList>
-#include <charconv>
 #include <optional>
 
 namespace
@@ -23,40 +22,12 @@ struct EncodedWord {
 
 QByteArray unfold(QByteArrayView raw)
 {
-    QByteArray line;
-    line.reserve(raw.size());
-    for (qsizetype i = 0; i < raw.size(); ++i) {
-        const char c = raw[i];
-        if (c == '\n' || c == '\r')
-            continue;
-        if (c == '\0') {
-            line.append(' ');
-            continue;
-        }
-        const bool folded = i > 0 && raw[i - 1] == '\n' && c == '\t';
-        line.append(folded ? ' ' : c);
-    }
+    QByteArray line = raw.toByteArray();
+    line.replace("\n\t", "\n ").replace('\0', ' ');
+    line.removeIf([](char c) { return c == '\r' || c == '\n'; });
     if (line.startsWith(' ') || line.startsWith('\t'))
         line.remove(0, 1);
     return line;
-}
-
-QByteArray decodeQ(QByteArrayView text)
-{
-    QByteArray octets;
-    octets.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char *const digits = text.data() + i + 1;
-        unsigned octet = 0;
-        if (text[i] == '=' && i + 2 < text.size() &&
-            std::from_chars(digits, digits + 2, octet, 16).ptr == digits + 2) {
-            octets.append(static_cast<char>(octet));
-            i += 2;
-        } else {
-            octets.append(text[i] == '_' ? ' ' : text[i]);
-        }
-    }
-    return octets;
 }
 
 /// The encoded word at the front of line (RFC 2047, 2), more forgiving than that: blanks inside are allowed.
@@ -80,9 +51,11 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     word.charset.truncate(word.charset.contains('*') ? word.charset.indexOf('*')
                                                      : word.charset.size()); // RFC 2231, 5
     word.length = end + 2;
-    const QByteArrayView text = line.sliced(start, end - start);
-    word.octets =
-        encoding == 'B' || encoding == 'b' ? QByteArray::fromBase64(text.toByteArray()) : decodeQ(text);
+    QByteArray text = line.sliced(start, end - start).toByteArray();
+    if (encoding == 'B' || encoding == 'b')
+        word.octets = QByteArray::fromBase64(text);
+    else // of percent encoding with another sign
+        word.octets = QByteArray::fromPercentEncoding(text.replace('_', ' '), '=');
     return word;
 }
 

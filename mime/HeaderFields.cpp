@@ -3,15 +3,9 @@
 #include "mime/MessageLimits.h"
 
 #include <algorithm>
-#include <array>
 
 namespace
 {
-
-bool equalsIgnoringCase(QByteArrayView left, QByteArrayView right)
-{
-    return left.compare(right, Qt::CaseInsensitive) == 0;
-}
 
 bool isContinuation(QByteArrayView line)
 {
@@ -37,25 +31,20 @@ QByteArrayView fieldName(QByteArrayView line)
 
 bool isKnownField(QByteArrayView name)
 {
-    static constexpr auto known = std::to_array<const char *>(
-        {"from", "to", "cc", "bcc", "subject", "date", "sender", "message-id", "mime-version", "received",
-         "reply-to", "return-path", "in-reply-to", "references", "priority", "importance"});
-    if (name.size() > 2 && equalsIgnoringCase(name.first(2), "x-"))
-        return true;
-    if (name.size() > 8 && equalsIgnoringCase(name.first(8), "content-"))
-        return true;
-    return std::any_of(std::begin(known), std::end(known),
-                       [&](const char *field) { return equalsIgnoringCase(name, field); });
+    constexpr QByteArrayView known = " from to cc bcc subject date sender message-id mime-version received "
+                                     "reply-to return-path in-reply-to "
+                                     "references priority importance ";
+    const QByteArray word = ' ' + name.toByteArray().toLower() + ' ';
+    return word.startsWith(" x-") || word.startsWith(" content-") || known.contains(word);
 }
 
 /// Octets up to the next known field, which must come soon and before any blank line; 0 when none does.
 qsizetype octetsToKnownField(QByteArrayView octets)
 {
-    constexpr int lines = 20;
     constexpr qsizetype looked = 4096;
     const QByteArrayView near = octets.first(qMin(octets.size(), looked));
     qsizetype at = 0;
-    for (int i = 0; i < lines && at < near.size(); ++i) {
+    while (at < near.size()) {
         const QByteArrayView line = firstLine(near.sliced(at));
         if (isBlankLine(line))
             return 0;
@@ -101,7 +90,7 @@ QList<QByteArrayView> HeaderFields::values(QByteArrayView name) const
 {
     QList<QByteArrayView> values;
     for (const HeaderField &field : m_fields) {
-        if (equalsIgnoringCase(field.name, name))
+        if (field.name.compare(name, Qt::CaseInsensitive) == 0)
             values += field.value;
     }
     return values;
@@ -109,11 +98,7 @@ QList<QByteArrayView> HeaderFields::values(QByteArrayView name) const
 
 QByteArrayView HeaderFields::value(QByteArrayView name) const
 {
-    for (const HeaderField &field : m_fields) {
-        if (equalsIgnoringCase(field.name, name))
-            return field.value;
-    }
-    return {};
+    return values(name).value(0);
 }
 
 QByteArrayView firstLine(QByteArrayView octets)
