@@ -229,7 +229,7 @@ bool Receiver::readStore()
             return false;
     }
     m_link.store.selectFirst();
-    if (m_isOpening && m_isRest) {
+    if (m_isRest) {
         for (const InboxMessage &parts : m_inbox.leftOverParts(time())) {
             if (m_isRest(parts))
                 m_inbox.setHandled(parts, time());
