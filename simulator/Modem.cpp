@@ -1,26 +1,20 @@
 #include "simulator/Modem.h"
 
-#include "simulator/commands/GeneralCommands.h"
-#include "simulator/commands/MessageCommands.h"
-#include "simulator/commands/StorageCommands.h"
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
 namespace simulator
 {
 Modem::Modem(std::unique_ptr<LineEnd> end)
-    : m_submits(m_state),
-      m_deliveries(m_state),
+    : m_network(m_state),
+      m_commands(m_network),
       m_session(m_state.settings.format, [this](const AtCommand &command) { return run(command); }),
       m_line(std::move(end))
 {
-    addGeneralCommands(m_commands, m_state);
-    addMessageCommands(m_commands, m_state, m_submits);
-    addStorageCommands(m_commands, m_state, m_deliveries);
-
     connect(&m_line, &SerialLine::received, &m_session, &AtSession::feed);
     connect(&m_session, &AtSession::send, &m_line, &SerialLine::write);
-    connect(&m_deliveries, &DeliverService::unsolicited, &m_session, &AtSession::sendUnsolicited);
+    connect(&m_network, &Network::unsolicited, &m_session, &AtSession::sendUnsolicited);
     connect(&m_line, &SerialLine::plugged, this, [this] {
         m_state.say(u"plugged in: %1"_s.arg(m_line.name()));
         reset();
@@ -29,12 +23,12 @@ Modem::Modem(std::unique_ptr<LineEnd> end)
     connect(&m_line, &SerialLine::unplugged, this, [this] {
         m_state.say(u"unplugged"_s);
         m_session.restart();
-        m_deliveries.setPlugged(false);
+        m_network.setPlugged(false);
     });
     connect(&m_line, &SerialLine::peerChanged, this, [this](bool open) {
         m_state.say(open ? u"a program opened the port"_s : u"the port was closed"_s);
         if (open)
-            greet();
+            say(m_state.openTexts, this);
     });
 }
 
@@ -49,21 +43,16 @@ void Modem::restart(bool announced)
 void Modem::announce()
 {
     m_announcements = std::make_unique<QObject>();
-    for (const StartLines &start : m_state.startLines) {
-        QTimer::singleShot(start.delay, m_announcements.get(),
-                           [this, lines = start.lines] { m_session.sendUnsolicited(lines); });
-    }
+    say(m_state.startTexts, m_announcements.get());
 }
 
-/// What an earlier session left arrives at the program that has just opened the port.
-void Modem::greet()
+void Modem::say(QList<UnaskedText> &texts, QObject *context)
 {
-    for (OpenText &text : m_state.openTexts) {
+    for (UnaskedText &text : texts) {
         if (text.count == 0)
             continue;
-        if (text.count != AnswerScript::always)
-            --text.count;
-        QTimer::singleShot(text.delay, this, [this, octets = text.text] { m_session.sendOctets(octets); });
+        text.count -= text.count == AnswerScript::always ? 0 : 1;
+        QTimer::singleShot(text.delay, context, [this, octets = text.octets] { m_session.write(octets); });
     }
 }
 
@@ -73,63 +62,43 @@ void Modem::reset()
     m_state.settings = m_state.settingsAtStart;
     m_state.selected = {Memory::Sim, Memory::Sim, Memory::Sim};
     m_state.sim.starting.setRemainingTime(m_state.sim.startsFor);
+    m_state.unsolicitedInNextCommand.clear();
     m_session.restart();
-    m_deliveries.setPlugged(true);
+    m_network.setPlugged(true);
 }
 
 Reply Modem::run(const AtCommand &command)
 {
-    Reply reply = m_state.answers.run(spelled(command), [&] { return m_commands.run(command); });
+    for (const QByteArray &line : std::exchange(m_state.unsolicitedInNextCommand, {}))
+        m_session.sendUnsolicited({line});
+    Reply reply = m_state.answers.run(command.name + command.tail, [&] { return m_commands.run(command); });
     reply.delay += m_state.commandLatency;
     if (reply.takeBody) {
         reply.takeBody = [this, usual = reply.takeBody](const QByteArray &body) {
             Reply result = m_state.answers.run(AnswerScript::body, [&] { return usual(body); });
-            restartIfWanted(result);
+            endIn(result);
             return result;
         };
     }
-    restartIfWanted(reply);
+    endIn(reply);
     return reply;
 }
 
-void Modem::restartIfWanted(const Reply &reply)
+/// Does what comes instead of an answer.
+void Modem::endIn(const Reply &reply)
 {
-    if (reply.restarts)
+    if (reply.final == Reply::Final::Restart)
         QTimer::singleShot(0, this, [this] { restart(true); });
+    else if (reply.final == Reply::Final::Unplug)
+        QTimer::singleShot(0, &m_line, &SerialLine::unplug);
 }
 
-void Modem::beginOutage(std::chrono::milliseconds duration, int code)
+void Modem::beginOutage(std::chrono::milliseconds duration)
 {
-    if (m_outages++ == 0) {
-        m_usualCode = m_state.noNetworkCode;
-        m_usualRegistration = m_state.registration;
-    }
-    m_state.noNetworkCode = code;
-    setRegistration(2);
+    ++m_state.outages;
     QTimer::singleShot(duration, this, [this] {
-        if (--m_outages > 0)
-            return;
-        m_state.noNetworkCode = m_usualCode;
-        setRegistration(m_usualRegistration);
+        --m_state.outages;
+        m_network.retrySoon();
     });
-}
-
-void Modem::setRegistration(int status)
-{
-    m_state.registration = status;
-    m_deliveries.retrySoon();
-}
-
-void Modem::setLocked(bool locked)
-{
-    m_state.sim.pinRequired = locked;
-    m_deliveries.retrySoon();
-}
-
-void Modem::setSimMissing(bool isMissing)
-{
-    m_state.sim.isMissing = isMissing;
-    m_session.sendUnsolicited({isMissing ? "+CPIN: NOT INSERTED" : "+CPIN: READY"});
-    m_deliveries.retrySoon();
 }
 } // namespace simulator

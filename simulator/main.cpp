@@ -1,6 +1,6 @@
 #include "platform/signals/StopSignal.h"
 #include "simulator/ControlServer.h"
-#include "simulator/controls/ControlCommands.h"
+#include "simulator/controls/Controls.h"
 #include "simulator/line/pty/PseudoTerminal.h"
 #include "simulator/line/tcp/NetworkEnd.h"
 
@@ -111,27 +111,24 @@ int runSimulator(const QCommandLineParser &options)
     QFile log(options.value(u"log"_s));
     if (options.isSet(u"log"_s)) {
         open(log, QIODevice::Append);
-        modem.submits().setListener([&log](const SubmitRecord &record) {
+        modem.network().setListener([&log](const SubmitRecord &record) {
             log.write(logLine(record));
             log.flush();
         });
     }
-    ControlTable commands;
-    addControls(commands, modem);
-    commands.add(u"quit"_s, {}, u"end the simulator"_s, [](ControlWords &) { QCoreApplication::quit(); });
     const StopSignal stop;
     QObject::connect(&stop, &StopSignal::received, &QCoreApplication::quit);
     QStringList setUp =
         options.isSet(u"profile"_s) ? readProfile(options.value(u"profile"_s)) : QStringList();
     setUp += options.values(u"do"_s);
     for (const QString &line : std::as_const(setUp)) {
-        if (const QString answer = commands.run(line); answer.startsWith(u"error"))
+        if (const QString answer = runControl(modem, line); answer.startsWith(u"error"))
             fail(line + u": "_s + answer);
     }
     std::unique_ptr<ControlServer> control;
     if (options.isSet(u"control"_s)) {
         control = std::make_unique<ControlServer>(options.value(u"control"_s), [&](const QString &line) {
-            const QString answer = commands.run(line);
+            const QString answer = runControl(modem, line);
             say(u"> %1 -> %2"_s.arg(line.trimmed(), answer.section(u'\n', 0, 0)));
             return answer;
         });

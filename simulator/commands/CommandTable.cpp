@@ -1,22 +1,39 @@
 #include "simulator/commands/CommandTable.h"
 
+#include "simulator/dialogue/ResultCodes.h"
+
 namespace simulator
 {
-void CommandTable::addWithSim(const QByteArray &name, ModemState &state, const Handler &handler)
+CommandTable::CommandTable(Network &network) : m_network(network)
 {
-    add(name, [&state, handler](const AtCommand &command) {
-        const std::optional<int> refusal = state.takeSimRefusal();
-        return refusal ? Reply::cmsError(*refusal) : handler(command);
+    addGeneral();
+    addMessage();
+    addStorage();
+}
+
+void CommandTable::add(const QByteArray &name, Handler handler)
+{
+    m_handlers.insert(name,
+                      [this, handler](const AtCommand &command) { return handler(m_network, command); });
+}
+
+void CommandTable::addWithSim(const QByteArray &name, Handler handler)
+{
+    m_handlers.insert(name, [this, handler](const AtCommand &command) {
+        const std::optional<int> refusal = m_network.state().simRefusal();
+        if (!refusal)
+            return handler(m_network, command);
+        return Reply::cmsError(*refusal < cms::ofSim ? *refusal + cms::ofSim : *refusal);
     });
 }
 
-void CommandTable::addNumber(const QByteArray &name, int &value, int max)
+void CommandTable::addSwitch(const QByteArray &name, int &value)
 {
-    add(name, [&value, max](const AtCommand &command) {
-        if (command.form == AtCommand::Form::Read)
+    m_handlers.insert(name, [&value](const AtCommand &command) {
+        if (command.isRead())
             return Reply::ok({command.name + ": " + QByteArray::number(value)});
-        const int wanted = command.argument.isEmpty() ? 0 : command.number().value_or(-1);
-        if (wanted < 0 || wanted > max)
+        const int wanted = command.tail.isEmpty() ? 0 : command.number().value_or(-1);
+        if (wanted < 0 || wanted > 1)
             return Reply::error();
         value = wanted;
         return Reply::ok();

@@ -1,55 +1,70 @@
-#include "simulator/commands/GeneralCommands.h"
-
+#include "simulator/commands/CommandTable.h"
 #include "simulator/dialogue/ResultCodes.h"
 
 namespace simulator
 {
 namespace
 {
-/// A PIN is taken by nothing here: programs must not guess one.
-Reply pinState(ModemState &state, const AtCommand &command)
+Reply nothing(Network &, const AtCommand &)
 {
-    if (state.sim.isMissing)
-        return Reply::cmeError(cme::simNotInserted);
-    if (!state.sim.starting.hasExpired())
-        return Reply::cmeError(state.sim.startingCode);
-    if (state.sim.busyCommands > 0) {
-        --state.sim.busyCommands;
-        return Reply::cmeError(cme::simBusy);
-    }
-    if (command.form != AtCommand::Form::Read)
+    return Reply::ok();
+}
+
+/// A PIN is taken by nothing here: programs must not guess one.
+Reply pinState(Network &network, const AtCommand &command)
+{
+    const std::optional<int> refusal = network.state().simRefusal();
+    if (refusal && refusal != cme::simPinRequired)
+        return Reply::cmeError(*refusal);
+    if (!command.isRead())
         return Reply::cmeError(cme::notAllowed);
-    return Reply::ok({state.sim.pinRequired ? "+CPIN: SIM PIN" : "+CPIN: READY"});
+    return Reply::ok({refusal ? "+CPIN: SIM PIN" : "+CPIN: READY"});
+}
+
+Reply cardNumber(Network &network, const AtCommand &command)
+{
+    const Sim &sim = network.state().sim;
+    return sim.isMissing ? Reply::cmeError(cme::simNotInserted)
+                         : Reply::ok({command.name + ": " + sim.iccid});
+}
+
+Reply operatorName(Network &network, const AtCommand &command)
+{
+    const QByteArray name = network.state().isRegistered() ? ",0,\"Simulated network\"" : "";
+    return Reply::ok({command.name + ": 0" + name});
+}
+
+Reply registration(Network &network, const AtCommand &command)
+{
+    const ModemState &state = network.state();
+    constexpr int searching = 2;
+    const int status = state.sim.pinRequired || state.sim.isMissing ? 0
+                       : state.outages > 0                          ? searching
+                                                                    : state.registration;
+    return Reply::ok({command.name + ": 0," + QByteArray::number(status)});
+}
+
+Reply signalQuality(Network &network, const AtCommand &command)
+{
+    const int quality = network.state().isRegistered() ? network.state().signalQuality : 99;
+    return Reply::ok({command.name + ": " + QByteArray::number(quality) + ",99"});
 }
 } // namespace
 
-void addGeneralCommands(CommandTable &table, ModemState &state)
+void CommandTable::addGeneral()
 {
-    table.addNumber("E", state.settings.format.echo, 1);
-    table.addNumber("+CMEE", state.settings.format.errorNumbers, 1);
+    addSwitch("E", m_network.state().settings.format.echo);
+    addSwitch("+CMEE", m_network.state().settings.format.errorNumbers);
     for (const char *name : {"", "Q", "V", "+CSCS", "+CMMS"})
-        table.add(name, [](const AtCommand &) { return Reply::ok(); });
-    table.add("+CGMI", [&state](const AtCommand &) { return Reply::ok({state.identity.maker}); });
-    table.add("+CGMM", [&state](const AtCommand &) { return Reply::ok({state.identity.model}); });
-    table.add("+CGSN", [&state](const AtCommand &) { return Reply::ok({state.identity.imei}); });
-    table.add("+CCID", [&state](const AtCommand &command) {
-        return state.sim.isMissing ? Reply::cmeError(cme::simNotInserted)
-                                   : Reply::ok({command.name + ": " + state.sim.iccid});
-    });
-    table.add("+COPS", [&state](const AtCommand &command) {
-        return Reply::ok({command.name + ": 0" +
-                          (state.isRegistered() ? ",0,\"" + state.identity.network + '"' : QByteArray())});
-    });
-    table.add("+CPIN", [&state](const AtCommand &command) { return pinState(state, command); });
-    for (const char *name : {"+CREG", "+CGREG", "+CEREG"}) {
-        table.add(name, [&state](const AtCommand &command) {
-            const int status = state.sim.pinRequired || state.sim.isMissing ? 0 : state.registration;
-            return Reply::ok({command.name + ": 0," + QByteArray::number(status)});
-        });
-    }
-    table.add("+CSQ", [&state](const AtCommand &) {
-        const int quality = state.isRegistered() ? state.signalQuality : 99;
-        return Reply::ok({"+CSQ: " + QByteArray::number(quality) + ",99"});
-    });
+        add(name, nothing);
+    add("+CGMI", [](Network &network, const AtCommand &) { return Reply::ok({network.state().maker}); });
+    add("+CGMM", [](Network &network, const AtCommand &) { return Reply::ok({network.state().model}); });
+    add("+CGSN", [](Network &, const AtCommand &) { return Reply::ok({"350000000000006"}); });
+    add("+CCID", cardNumber);
+    add("+COPS", operatorName);
+    add("+CPIN", pinState);
+    for (const char *name : {"+CREG", "+CGREG", "+CEREG"})
+        add(name, registration);
+    add("+CSQ", signalQuality);
 }
 } // namespace simulator

@@ -1,8 +1,9 @@
-#include "simulator/commands/MessageCommands.h"
-
+#include "simulator/commands/CommandTable.h"
 #include "simulator/dialogue/ResultCodes.h"
 #include "simulator/tpdu/GsmAlphabet.h"
 #include "simulator/tpdu/TpduEncoder.h"
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -27,83 +28,94 @@ std::optional<QByteArray> pduFromBody(const QByteArray &body, int length)
     return octets;
 }
 
-Reply sendInPduMode(ModemState &state, SubmitService &submits, int length)
+Reply sendPdu(Network &network, int length, const QByteArray &body)
 {
-    return {.takeBody = [&state, &submits, length](const QByteArray &body) {
-        if (const std::optional<QByteArray> pdu = pduFromBody(body, length))
-            return submits.submit(*pdu);
-        state.say(
-            u"refused a body that is no TPDU of %1 octets: %2"_s.arg(length).arg(QString::fromLatin1(body)));
-        return Reply::cmsError(cms::invalidPduParameter);
-    }};
+    if (const std::optional<QByteArray> pdu = pduFromBody(body, length))
+        return network.submit(*pdu);
+    network.state().say(
+        u"refused a body that is no TPDU of %1 octets: %2"_s.arg(length).arg(QString::fromLatin1(body)));
+    return Reply::cmsError(cms::invalidPduParameter);
 }
 
-Reply sendInTextMode(SubmitService &submits, const QString &number)
+Reply sendText(Network &network, const QString &number, const QByteArray &body)
 {
-    return {.takeBody = [&submits, number](const QByteArray &body) {
-        const std::optional<QByteArray> pdu = encodeSubmit(number, textFromSeptets(body.left(longestText)));
-        return pdu ? submits.submit(*pdu) : Reply::cmsError(cms::invalidTextParameter);
-    }};
+    SubmitRecord record;
+    record.tpdu.number = number;
+    record.tpdu.text = textFromSeptets(body.left(longestText));
+    return network.submit(record);
 }
 
-Reply send(ModemState &state, SubmitService &submits, const AtCommand &command)
+Reply send(Network &network, const AtCommand &command)
 {
-    const QList<AtParameter> parameters = command.parameters();
+    if (network.state().isTextMode())
+        return {.takeBody = [&network, number = command.parameters().value(0)](const QByteArray &body) {
+            return sendText(network, QString::fromLatin1(number), body);
+        }};
     const int length = command.number().value_or(0);
-    Reply reply;
-    if (state.isTextMode())
-        reply = sendInTextMode(submits,
-                               parameters.isEmpty() ? QString() : QString::fromLatin1(parameters[0].text));
-    else if (length < 1 || length > maxTpduOctets)
+    if (length < 1 || length > maxTpduOctets)
         return Reply::cmsError(cms::invalidPduParameter);
-    else
-        reply = sendInPduMode(state, submits, length);
-    reply.withoutPrompt = state.sendScript.takeMutedPrompt();
-    return reply;
+    return {
+        .takeBody = [&network, length](const QByteArray &body) { return sendPdu(network, length, body); }};
 }
 
-Reply setNotification(ModemState &state, const AtCommand &command)
+/// Whether values lie in the lists of such ranges: "(0-3),(0,1),(0,2),(0-2),(0,1)".
+bool allows(QByteArray ranges, const QList<int> &values)
 {
-    if (command.form == AtCommand::Form::Test)
-        return Reply::ok({"+CNMI: " + state.notificationRanges.text()});
-    const QList<AtParameter> parameters = command.parameters();
-    std::array<int, 5> wanted{0, 0, 0, 0, 0};
-    if (parameters.size() > static_cast<qsizetype>(wanted.size()))
+    const QByteArrayList lists = ranges.replace("),(", "|").replace('(', "").replace(')', "").split('|');
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        const QByteArrayList items = lists.value(i).split(',');
+        const auto isWithin = [value = values[i]](const QByteArray &item) {
+            const QByteArrayList ends = item.split('-');
+            return value >= ends.first().toInt() && value <= ends.last().toInt();
+        };
+        if (!std::ranges::any_of(items, isWithin))
+            return false;
+    }
+    return true;
+}
+
+Reply setNotification(Network &network, const AtCommand &command)
+{
+    ModemState &state = network.state();
+    if (command.isTest())
+        return Reply::ok({command.name + ": " + state.notificationRanges});
+    QList<int> wanted;
+    for (qsizetype i = 0; i < command.parameters().size(); ++i)
+        wanted += command.number(i).value_or(-1);
+    constexpr qsizetype count = 5;
+    if (wanted.size() > count)
         return Reply::cmsError(cms::notAllowed);
-    for (qsizetype i = 0; i < parameters.size(); ++i)
-        wanted.at(static_cast<size_t>(i)) = parameters[i].number().value_or(-1);
-    if (!state.notificationRanges.allows(wanted))
+    wanted.resize(count);
+    if (!allows(state.notificationRanges, wanted))
         return Reply::cmsError(cms::notSupported);
     state.settings.notification = wanted;
     return Reply::ok();
 }
 
-Reply serviceCentre(ModemState &state, const AtCommand &command)
+Reply serviceCentre(Network &network, const AtCommand &command)
 {
-    if (command.form == AtCommand::Form::Read)
-        return Reply::ok({"+CSCA: \"" + state.serviceCentre.toLatin1() + "\"," +
-                          (state.serviceCentre.startsWith(u'+') ? "145" : "129")});
-    const QList<AtParameter> parameters = command.parameters();
-    QString number = parameters.isEmpty() ? QString() : QString::fromLatin1(parameters[0].text);
-    if (command.number(1) == 145 && !number.startsWith(u'+'))
+    constexpr int international = 145;
+    QString &centre = network.state().serviceCentre;
+    if (command.isRead())
+        return Reply::ok(
+            {command.name + ": \"" + centre.toLatin1() + "\"," + (centre.startsWith(u'+') ? "145" : "129")});
+    QString number = QString::fromLatin1(command.parameters().value(0));
+    if (command.number(1) == international && !number.startsWith(u'+'))
         number.prepend(u'+');
     if (!isEncodableNumber(number))
         return Reply::cmsError(cms::invalidTextParameter);
-    state.serviceCentre = number;
+    centre = number;
     return Reply::ok();
 }
 } // namespace
 
-void addMessageCommands(CommandTable &table, ModemState &state, SubmitService &submits)
+void CommandTable::addMessage()
 {
-    table.addNumber("+CMGF", state.settings.messageFormat, 1);
-    table.addWithSim("+CSCA", state,
-                     [&state](const AtCommand &command) { return serviceCentre(state, command); });
-    table.addWithSim("+CMGS", state,
-                     [&state, &submits](const AtCommand &command) { return send(state, submits, command); });
-    table.addWithSim("+CNMI", state,
-                     [&state](const AtCommand &command) { return setNotification(state, command); });
-    table.add("+CSMS", [](const AtCommand &) { return Reply::ok({"+CSMS: 0,1,1,1"}); });
-    table.add("+CNMA", [](const AtCommand &) { return Reply::ok(); });
+    addSwitch("+CMGF", m_network.state().settings.messageFormat);
+    addWithSim("+CSCA", serviceCentre);
+    addWithSim("+CMGS", send);
+    addWithSim("+CNMI", setNotification);
+    add("+CSMS", [](Network &, const AtCommand &) { return Reply::ok({"+CSMS: 0,1,1,1"}); });
+    add("+CNMA", [](Network &, const AtCommand &) { return Reply::ok(); });
 }
 } // namespace simulator

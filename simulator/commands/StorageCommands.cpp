@@ -1,7 +1,5 @@
-#include "simulator/commands/StorageCommands.h"
-
+#include "simulator/commands/CommandTable.h"
 #include "simulator/dialogue/ResultCodes.h"
-#include "simulator/network/MessageText.h"
 
 namespace simulator
 {
@@ -13,28 +11,26 @@ Reply storageUse(ModemState &state, const QByteArray &name, bool withNames)
     for (const Memory memory : state.selected) {
         fields += (withNames ? '"' + memoryName(memory) + "\"," : QByteArray()) +
                   QByteArray::number(state.used(memory)) + ',' + QByteArray::number(state.capacity(memory));
-        if (fields.size() == state.maxMemories)
-            break;
     }
-    return Reply::ok({name + ": " + fields.join(',')});
+    return Reply::ok({name + ": " + fields.first(state.maxMemories).join(',')});
 }
 
-Reply selectStorage(ModemState &state, const AtCommand &command)
+Reply selectStorage(Network &network, const AtCommand &command)
 {
-    if (command.form == AtCommand::Form::Test) {
+    ModemState &state = network.state();
+    if (command.isTest()) {
         const QByteArrayList lists(state.maxMemories,
                                    state.offersBoth ? R"(("SM","ME","MT"))" : R"(("SM","ME"))");
         return Reply::ok({command.name + ": " + lists.join(',')});
     }
-    if (command.form == AtCommand::Form::Read)
+    if (command.isRead())
         return storageUse(state, command.name, true);
-    const QList<AtParameter> parameters = command.parameters();
-    if (parameters.isEmpty() || parameters.size() > state.maxMemories ||
-        parameters.size() < state.minMemories)
+    const QByteArrayList parameters = command.parameters();
+    if (parameters.size() > state.maxMemories || parameters.size() < state.minMemories)
         return Reply::cmsError(cms::notAllowed);
     std::array<Memory, 3> selected = state.selected;
     for (qsizetype i = 0; i < parameters.size(); ++i) {
-        const std::optional<Memory> memory = memoryFromName(parameters[i].text);
+        const std::optional<Memory> memory = memoryFromName(parameters[i]);
         if (!memory || (*memory == Memory::Both && !state.offersBoth))
             return Reply::cmsError(cms::notAllowed);
         selected.at(static_cast<size_t>(i)) = *memory;
@@ -43,61 +39,59 @@ Reply selectStorage(ModemState &state, const AtCommand &command)
     return storageUse(state, command.name, false);
 }
 
-void markRead(StoredMessage &message)
+/// The lines of a message in PDU mode, after which it counts as read.
+QByteArrayList readLines(const QByteArray &header, StoredMessage &message)
 {
+    const QByteArray status = QByteArray::number(static_cast<int>(message.status));
     if (message.status == MessageStatus::ReceivedUnread)
         message.status = MessageStatus::ReceivedRead;
+    return {header + status + ",," + QByteArray::number(tpduLength(message.pdu)),
+            message.pdu.toHex().toUpper()};
 }
 
-Reply listMessages(ModemState &state, const AtCommand &command)
+Reply listMessages(Network &network, const AtCommand &command)
 {
+    ModemState &state = network.state();
     constexpr int all = 4;
     const std::optional<int> status = command.number();
     if (state.isTextMode() || !status || *status > all)
         return Reply::cmsError(state.isTextMode() ? cms::invalidTextParameter : cms::invalidPduParameter);
     Reply reply;
     for (const auto &[index, message] : state.messages(state.selected[0])) {
-        if (*status != all && *status != static_cast<int>(message->status))
-            continue;
-        reply.lines += listLines(index, *message);
-        markRead(*message);
+        if (*status == all || *status == static_cast<int>(message->status))
+            reply.lines += readLines("+CMGL: " + QByteArray::number(index) + ',', *message);
     }
     return reply;
 }
 
-Reply readMessage(ModemState &state, const AtCommand &command)
+Reply readMessage(Network &network, const AtCommand &command)
 {
+    ModemState &state = network.state();
     const ModemState::Place place = state.place(state.selected[0], command.number().value_or(-1));
     StoredMessage *message = place.store->find(place.index);
-    if (!message)
-        return Reply::cmsError(cms::invalidIndex);
-    Reply reply = Reply::ok(readLines(state, *message));
-    markRead(*message);
-    return reply;
+    if (!message || state.isTextMode())
+        return Reply::cmsError(message ? cms::invalidTextParameter : cms::invalidIndex);
+    return Reply::ok(readLines("+CMGR: ", *message));
 }
 
-Reply deleteMessage(ModemState &state, DeliverService &deliveries, const AtCommand &command)
+Reply deleteMessage(Network &network, const AtCommand &command)
 {
+    ModemState &state = network.state();
     const ModemState::Place place = state.place(state.selected[0], command.number().value_or(-1));
     if (!place.store->isValidIndex(place.index))
         return Reply::cmsError(cms::invalidIndex);
     if (!state.keepsRemoved)
         place.store->remove(place.index);
-    deliveries.retrySoon();
+    network.retrySoon();
     return Reply::ok();
 }
 } // namespace
 
-void addStorageCommands(CommandTable &table, ModemState &state, DeliverService &deliveries)
+void CommandTable::addStorage()
 {
-    table.addWithSim("+CPMS", state,
-                     [&state](const AtCommand &command) { return selectStorage(state, command); });
-    table.addWithSim("+CMGL", state,
-                     [&state](const AtCommand &command) { return listMessages(state, command); });
-    table.addWithSim("+CMGR", state,
-                     [&state](const AtCommand &command) { return readMessage(state, command); });
-    table.addWithSim("+CMGD", state, [&state, &deliveries](const AtCommand &command) {
-        return deleteMessage(state, deliveries, command);
-    });
+    addWithSim("+CPMS", selectStorage);
+    addWithSim("+CMGL", listMessages);
+    addWithSim("+CMGR", readMessage);
+    addWithSim("+CMGD", deleteMessage);
 }
 } // namespace simulator

@@ -1,6 +1,8 @@
 #include "simulator/controls/ControlWords.h"
 
-#include <QStringList>
+#include "simulator/dialogue/AnswerScript.h"
+
+#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -8,86 +10,43 @@ namespace simulator
 {
 QString ControlWords::word(const QString &what)
 {
-    if (m_rest.isEmpty())
-        throw ControlError(what + u" expected"_s);
-    const bool quoted = m_rest.startsWith(u'"') && m_rest.indexOf(u'"', 1) > 0;
-    const qsizetype start = quoted ? 1 : 0;
-    qsizetype end = m_rest.indexOf(quoted ? u'"' : u' ', start);
-    if (end < 0)
-        end = m_rest.size();
-    QString taken = m_rest.mid(start, end - start);
-    qsizetype next = end + start;
     // One blank ends a word; further ones belong to a text that follows.
-    if (next < m_rest.size() && m_rest[next] == u' ')
-        ++next;
-    m_rest = m_rest.mid(next);
-    return taken;
+    static const QRegularExpression first(uR"re(^(?:"([^"]*)"|([^ ]+)) ?)re"_s);
+    const QRegularExpressionMatch match = first.match(m_rest);
+    if (!match.hasMatch())
+        throw ControlError(what + u" expected"_s);
+    m_rest = m_rest.mid(match.capturedEnd());
+    return match.captured(1) + match.captured(2);
 }
 
-int ControlWords::number(const QString &what, int min, int max)
+int ControlWords::number(int min, int max)
 {
-    const QString text = word(what);
+    const QString text = word(u"a number"_s);
     bool ok = false;
     const int value = text.toInt(&ok);
     if (!ok || value < min || value > max)
-        throw ControlError(
-            u"%1 must be a number from %2 to %3, not \"%4\""_s.arg(what).arg(min).arg(max).arg(text));
+        throw ControlError(u"a number from %1 to %2 expected, not \"%3\""_s.arg(min).arg(max).arg(text));
     return value;
 }
 
-std::chrono::milliseconds ControlWords::milliseconds(const QString &what)
+int ControlWords::countOrAlways()
+{
+    return takeIf(u"always"_s) ? AnswerScript::always : count();
+}
+
+std::chrono::milliseconds ControlWords::milliseconds()
 {
     constexpr int millisecondsADay = 24 * 60 * 60 * 1000;
-    return std::chrono::milliseconds(number(what, 0, millisecondsADay));
+    return std::chrono::milliseconds(number(0, millisecondsADay));
 }
 
-std::optional<std::chrono::milliseconds> ControlWords::optionalMilliseconds(const QString &what)
+int ControlWords::choice(const QStringList &choices)
 {
-    return isEmpty() ? std::nullopt : std::optional(milliseconds(what));
-}
-
-int ControlWords::choice(std::initializer_list<const char *> choices)
-{
-    QStringList names;
-    for (const char *name : choices)
-        names += QString::fromLatin1(name);
-    const QString text = word(names.join(u" or "_s));
-    if (!names.contains(text))
-        throw ControlError(u"%1 expected, not \"%2\""_s.arg(names.join(u" or "_s), text));
-    return static_cast<int>(names.indexOf(text));
-}
-
-QByteArray ControlWords::octets(const QString &what)
-{
-    const QByteArray hex = word(what).toLatin1();
-    QByteArray octets = QByteArray::fromHex(hex);
-    if (octets.isEmpty() || octets.toHex() != hex.toLower())
-        throw ControlError(what + u" must be an even number of hexadecimal digits"_s);
-    return octets;
-}
-
-QByteArray ControlWords::escaped()
-{
-    const QByteArray text = rest().toUtf8();
-    QByteArray resolved;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            resolved += text[i];
-            continue;
-        }
-        const char c = text[++i];
-        if (c == 'x') {
-            const QByteArray hex = text.mid(i + 1, 2);
-            const QByteArray octet = QByteArray::fromHex(hex);
-            if (hex.size() != 2 || octet.toHex() != hex.toLower())
-                throw ControlError(u"\\x takes two hexadecimal digits"_s);
-            resolved += octet;
-            i += 2;
-        } else {
-            resolved += c == 'r' ? '\r' : c == 'n' ? '\n' : c == 'e' ? '\x1b' : c;
-        }
-    }
-    return resolved;
+    const QString names = choices.join(u" or "_s);
+    const QString text = word(names);
+    if (!choices.contains(text))
+        throw ControlError(u"%1 expected, not \"%2\""_s.arg(names, text));
+    return static_cast<int>(choices.indexOf(text));
 }
 
 bool ControlWords::takeIf(const QString &word)
@@ -96,6 +55,30 @@ bool ControlWords::takeIf(const QString &word)
         return false;
     m_rest = m_rest.mid(word.size() + 1);
     return true;
+}
+
+QByteArray ControlWords::escaped()
+{
+    static const QRegularExpression escape(uR"(\\(x([0-9A-Fa-f]{2})|[^x]))"_s);
+    const QByteArray text = rest().toUtf8();
+    QByteArray resolved;
+    qsizetype at = 0;
+    for (auto matches = escape.globalMatch(QString::fromLatin1(text)); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        const char name = text[match.capturedStart(1)];
+        resolved += text.mid(at, match.capturedStart() - at);
+        if (name == 'x')
+            resolved += QByteArray::fromHex(match.captured(2).toLatin1());
+        else
+            resolved += name == 'r' ? '\r' : name == 'n' ? '\n' : name == 'e' ? '\x1b' : name;
+        at = match.capturedEnd();
+    }
+    return resolved + text.mid(at);
+}
+
+QByteArray ControlWords::framedLines()
+{
+    return "\r\n" + escaped().replace("|", "\r\n\r\n") + "\r\n";
 }
 
 void ControlWords::end() const

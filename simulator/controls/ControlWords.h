@@ -1,9 +1,7 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 #include <chrono>
-#include <initializer_list>
-#include <optional>
 #include <stdexcept>
 
 namespace simulator
@@ -15,36 +13,40 @@ public:
     explicit ControlError(const QString &text) : std::runtime_error(text.toStdString()) {}
 };
 
-/// The words of one control line, taken from the front. A word in double quotes may hold blanks.
+/// The words of one control line, taken from the front, and its answer. A word in double quotes may hold blanks.
 class ControlWords
 {
 public:
-    /// More of anything than that is a slip of the pen.
-    static constexpr int maxCount = 1'000'000;
-
     explicit ControlWords(const QString &line) : m_rest(line.trimmed()) {}
 
     [[nodiscard]] bool isEmpty() const { return m_rest.isEmpty(); }
     /// All that follow throw ControlError when the word is missing or wrong; what names it.
     QString word(const QString &what);
-    int number(const QString &what, int min, int max);
-    std::chrono::milliseconds milliseconds(const QString &what);
-    std::optional<std::chrono::milliseconds> optionalMilliseconds(const QString &what);
-    bool onOff() { return choice({"on", "off"}) == 0; }
+    int number(int min, int max);
+    /// How often: more is a slip of the pen.
+    int count() { return number(0, 1'000'000); }
+    /// A count, or "always".
+    int countOrAlways();
+    std::chrono::milliseconds milliseconds();
+    bool onOff() { return choice({QStringLiteral("off"), QStringLiteral("on")}) == 1; }
     /// Which of these the next word is.
-    int choice(std::initializer_list<const char *> choices);
-    /// Raw octets from an even count of hexadecimal digits.
-    QByteArray octets(const QString &what);
+    int choice(const QStringList &choices);
     /// Takes the next word when it is that one.
     bool takeIf(const QString &word);
-    /// Whatever is left, with the escapes \r, \n, \e, \\ and \xHH resolved.
-    QByteArray escaped();
     /// Whatever is left, as it was written.
     QString rest() { return std::exchange(m_rest, {}); }
+    /// Whatever is left, with the escapes \r, \n, \e, \\ and \xHH resolved.
+    QByteArray escaped();
+    /// ... as lines parted by "|", each with its line ends.
+    QByteArray framedLines();
     /// Throws unless everything was taken.
     void end() const;
 
+    void answer(const QString &text) { m_answer += text; }
+    [[nodiscard]] const QString &answer() const { return m_answer; }
+
 private:
     QString m_rest;
+    QString m_answer;
 };
 } // namespace simulator

@@ -6,29 +6,24 @@ namespace simulator
 {
 namespace
 {
-/// The place of a line among those of an answer; absent when there is no such line.
-std::optional<qsizetype> place(const QByteArrayList &lines, int line)
-{
-    const qsizetype at = line > 0 ? line - 1 : lines.size() + line;
-    return at >= 0 && at < lines.size() ? std::optional(at) : std::nullopt;
-}
+using Kind = AnswerChange::Kind;
 
 /// False when the answer has no such line.
 bool changeLine(QByteArrayList &lines, const AnswerChange &change)
 {
-    const std::optional<qsizetype> at = place(lines, change.line);
-    if (!at)
+    const qsizetype at = change.number > 0 ? change.number - 1 : lines.size() + change.number;
+    if (at < 0 || at >= lines.size())
         return false;
-    if (change.kind == AnswerChange::Kind::Drop)
-        lines.removeAt(*at);
-    else if (change.kind == AnswerChange::Kind::Insert)
-        lines.insert(*at, change.text);
-    else if (change.kind == AnswerChange::Kind::Replace)
-        lines[*at] = change.text;
-    else if (change.kind == AnswerChange::Kind::Shorten)
-        lines[*at].chop(2);
-    else if (!lines[*at].isEmpty())
-        lines[*at][lines[*at].size() / 2] = '~';
+    if (change.kind == Kind::Drop)
+        lines.removeAt(at);
+    else if (change.kind == Kind::Insert)
+        lines.insert(at, change.text);
+    else if (change.kind == Kind::Replace)
+        lines[at] = change.text;
+    else if (change.kind == Kind::Shorten)
+        lines[at].chop(2);
+    else if (!lines[at].isEmpty())
+        lines[at][lines[at].size() / 2] = '~';
     return true;
 }
 
@@ -36,30 +31,40 @@ bool changeLine(QByteArrayList &lines, const AnswerChange &change)
 bool apply(Reply &reply, const AnswerChange &change)
 {
     switch (change.kind) {
-    case AnswerChange::Kind::Whole:
+    case Kind::Whole:
+    case Kind::Refuse:
+    case Kind::BareOk:
         return false;
-    case AnswerChange::Kind::Drop:
-    case AnswerChange::Kind::Garble:
-    case AnswerChange::Kind::Shorten:
-    case AnswerChange::Kind::Insert:
-    case AnswerChange::Kind::Replace:
+    case Kind::Usual:
+        break;
+    case Kind::Drop:
+    case Kind::Garble:
+    case Kind::Shorten:
+    case Kind::Insert:
+    case Kind::Replace:
         return changeLine(reply.lines, change);
-    case AnswerChange::Kind::NoFinal:
-        reply.final = Reply::Final::Nothing;
-        reply.interruptible = true;
-        return true;
-    case AnswerChange::Kind::OkFirst:
+    case Kind::OkFirst:
         reply.linesAfter = std::exchange(reply.lines, {});
-        return true;
-    case AnswerChange::Kind::Late:
-        reply.delay += change.delay;
-        reply.interruptible = true;
-        return true;
-    case AnswerChange::Kind::Restart:
-        reply = {.lines = {}, .final = Reply::Final::Nothing, .interruptible = true, .restarts = true};
-        return true;
+        break;
+    case Kind::NoFinal:
+        reply.final = Reply::Final::Nothing;
+        break;
+    case Kind::Mute:
+        reply = {.final = Reply::Final::Nothing};
+        break;
+    case Kind::Late:
+    case Kind::Slow:
+        reply.delay += std::chrono::milliseconds(change.number);
+        reply.interruptible |= change.kind == Kind::Late;
+        break;
+    case Kind::Restart:
+        reply = {.final = Reply::Final::Restart};
+        break;
+    case Kind::Unplug:
+        reply = {.final = Reply::Final::Unplug};
+        break;
     }
-    Q_UNREACHABLE();
+    return true;
 }
 } // namespace
 
@@ -72,12 +77,6 @@ bool AnswerScript::Rule::fits(const QByteArray &command) const
     return command.first(qMin(command.size(), pattern.size())).compare(pattern, Qt::CaseInsensitive) == 0;
 }
 
-void AnswerScript::Rule::countDown()
-{
-    if (count != always)
-        --count;
-}
-
 void AnswerScript::add(int count, const QByteArray &pattern, const AnswerChange &change)
 {
     const bool hasAttention = pattern.first(qMin<qsizetype>(2, pattern.size())).toUpper() == "AT";
@@ -88,36 +87,39 @@ void AnswerScript::add(int count, const QByteArray &pattern, const AnswerChange 
 
 Reply AnswerScript::run(const QByteArray &command, const std::function<Reply()> &usual)
 {
-    const auto whole = std::ranges::find_if(m_rules, [&command](const Rule &rule) {
-        return rule.change.kind == AnswerChange::Kind::Whole && rule.fits(command);
-    });
+    QList<Rule *> fitting;
+    for (Rule &rule : m_rules) {
+        if (rule.fits(command))
+            fitting += &rule;
+        if (!fitting.isEmpty() && fitting.last()->change.kind == Kind::Usual)
+            break;
+    }
+    const auto whole =
+        std::ranges::find(fitting, Kind::Whole, [](const Rule *rule) { return rule->change.kind; });
     Reply reply;
-    if (whole != m_rules.end()) {
-        reply.raw = whole->change.text;
-        whole->countDown();
+    if (whole != fitting.end()) {
+        reply.raw = (*whole)->change.text;
+        (*whole)->countDown();
     } else {
         reply = usual();
-        for (Rule &rule : m_rules) {
-            if (rule.fits(command) && apply(reply, rule.change))
-                rule.countDown();
+        for (Rule *rule : fitting) {
+            if (apply(reply, rule->change))
+                rule->countDown();
         }
     }
     m_rules.removeIf([](const Rule &rule) { return rule.count == 0; });
     return reply;
 }
 
-QByteArray spelled(const AtCommand &command)
+const AnswerChange *AnswerScript::takeRefusal()
 {
-    switch (command.form) {
-    case AtCommand::Form::Execute:
-        return command.name + command.argument;
-    case AtCommand::Form::Set:
-        return command.name + '=' + command.argument;
-    case AtCommand::Form::Read:
-        return command.name + '?';
-    case AtCommand::Form::Test:
-        return command.name + "=?";
-    }
-    Q_UNREACHABLE();
+    const auto rule = std::ranges::find_if(m_rules, [](const Rule &candidate) {
+        const Kind kind = candidate.change.kind;
+        return candidate.fits(body) && (kind == Kind::Usual || kind == Kind::Refuse || kind == Kind::BareOk);
+    });
+    if (rule == m_rules.end() || rule->change.kind == Kind::Usual)
+        return nullptr;
+    rule->countDown();
+    return &rule->change;
 }
 } // namespace simulator

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "simulator/dialogue/AtCommandLine.h"
 #include "simulator/dialogue/Reply.h"
 
 #include <QList>
@@ -10,21 +9,27 @@ namespace simulator
 /// What is done to one answer.
 struct AnswerChange {
     enum class Kind {
+        Usual,   ///< nothing, nor what rules behind this one want
         Whole,   ///< text is written in its place, octet for octet; the command is not carried out
         Drop,    ///< a line is missing
         Garble,  ///< a character in the middle of a line is another
         Shorten, ///< the last octet (two digits) of a line is missing
         Insert,  ///< text is written as a line before that line
         Replace, ///< text is written in place of a line
-        NoFinal, ///< the final result never comes
         OkFirst, ///< the lines come behind the final result
-        Late,    ///< the answer comes after the delay; the modem takes commands meanwhile
-        Restart  ///< the command is carried out, but the modem restarts instead of answering
+        NoFinal, ///< the final result never comes
+        Mute,    ///< nothing comes
+        Late,    ///< the answer comes number milliseconds late; the modem takes commands meanwhile
+        Slow,    ///< ... and commands wait for it
+        Restart, ///< the command is carried out, but the modem restarts instead of answering
+        Unplug,  ///< ... hangs up the line
+        Refuse,  ///< the network does not take the message: +CMS ERROR with the number
+        BareOk   ///< ... and the modem says OK without a reference
     };
     Kind kind = Kind::Whole;
-    int line = 0; ///< from 1; from the last one backwards when negative
+    int number =
+        0; ///< of the line, from 1, from the last one backwards when negative; else what the kind says
     QByteArray text = {};
-    std::chrono::milliseconds delay{0};
 };
 
 /// How the modem's answers differ from what they should be. One-time changes go before lasting ones.
@@ -41,6 +46,8 @@ public:
 
     /// The answer to that command as the rules want it; usual carries the command out.
     Reply run(const QByteArray &command, const std::function<Reply()> &usual);
+    /// How the network refuses the message in hand; nullptr when it takes it. Valid until run() ends.
+    const AnswerChange *takeRefusal();
 
 private:
     struct Rule {
@@ -49,12 +56,9 @@ private:
         AnswerChange change;
 
         [[nodiscard]] bool fits(const QByteArray &command) const;
-        void countDown();
+        void countDown() { count -= count == always ? 0 : 1; }
     };
 
     QList<Rule> m_rules;
 };
-
-/// A command as it was typed, without the "AT": "+CMGL=4", "+CPIN?", "E0".
-QByteArray spelled(const AtCommand &command);
 } // namespace simulator

@@ -55,9 +55,6 @@ void SerialLine::unplug()
     m_isOpenedByPeer = false;
     m_fromPeer.clear();
     forgetOctets();
-    m_octetsUntilUnplug.reset();
-    if (m_replugAfterUnplug)
-        replugAfter(*std::exchange(m_replugAfterUnplug, std::nullopt));
     emit unplugged();
 }
 
@@ -74,14 +71,6 @@ void SerialLine::forgetOctets()
 {
     m_toPeer.clear();
     m_unwritten.clear();
-}
-
-void SerialLine::unplugAfter(qint64 octets, std::optional<std::chrono::milliseconds> replugAfter)
-{
-    m_octetsUntilUnplug = octets;
-    m_replugAfterUnplug = replugAfter;
-    if (octets == 0)
-        unplug();
 }
 
 void SerialLine::replugAfter(std::chrono::milliseconds delay)
@@ -102,38 +91,16 @@ void SerialLine::write(const QByteArray &octets)
         m_toPeer.push(hasPeersSpeed() ? octets : QByteArray(octets.size(), noise));
 }
 
-void SerialLine::takeFromPeer(QByteArray octets)
+void SerialLine::takeFromPeer(const QByteArray &octets)
 {
-    const bool stays = countCrossing(octets);
     m_octetsIn += octets.size();
     if (hasPeersSpeed())
         emit received(octets);
-    if (!stays)
-        unplug();
 }
 
 void SerialLine::flush()
 {
-    if (!isPlugged() || m_unwritten.isEmpty())
-        return;
-    QByteArray allowed = m_unwritten;
-    const bool stays = countCrossing(allowed);
-    const qsizetype done = m_end->write(allowed);
-    m_unwritten.remove(0, done);
-    if (m_octetsUntilUnplug)
-        *m_octetsUntilUnplug += allowed.size() - done;
-    if (!stays && done == allowed.size())
-        unplug();
-}
-
-/// Cuts octets to what may still cross before the line is to hang up; false when the limit
-/// is reached with them.
-bool SerialLine::countCrossing(QByteArray &octets)
-{
-    if (!m_octetsUntilUnplug)
-        return true;
-    octets.truncate(qMin<qint64>(octets.size(), *m_octetsUntilUnplug));
-    *m_octetsUntilUnplug -= octets.size();
-    return *m_octetsUntilUnplug > 0;
+    if (isPlugged() && !m_unwritten.isEmpty())
+        m_unwritten.remove(0, m_end->write(m_unwritten));
 }
 } // namespace simulator

@@ -5,7 +5,6 @@
 
 #include <QTimer>
 #include <memory>
-#include <optional>
 
 namespace simulator
 {
@@ -27,9 +26,6 @@ public:
     void plug();
     /// Hangs up.
     void unplug();
-    /// Hangs up as soon as so many more octets have crossed the line, both directions counted together; plugs
-    /// in again after replugAfter when that is given.
-    void unplugAfter(qint64 octets, std::optional<std::chrono::milliseconds> replugAfter);
     void replugAfter(std::chrono::milliseconds delay);
 
     /// Line speed with ten bits to the octet; 0 is as fast as it goes.
@@ -55,11 +51,10 @@ signals:
     void peerChanged(bool open);
 
 private:
-    void takeFromPeer(QByteArray octets);
+    void takeFromPeer(const QByteArray &octets);
     void noteOpen(bool isOpen);
     void flush();
     void forgetOctets();
-    bool countCrossing(QByteArray &octets);
     [[nodiscard]] bool hasPeersSpeed() const { return m_onlySpeed == 0 || m_end->isPeerAt(m_onlySpeed); }
 
     std::unique_ptr<LineEnd> m_end;
@@ -69,8 +64,6 @@ private:
     QByteArray m_unwritten;
     qint64 m_octetsIn = 0;
     int m_onlySpeed = 0;
-    std::optional<qint64> m_octetsUntilUnplug;
-    std::optional<std::chrono::milliseconds> m_replugAfterUnplug;
     QTimer m_replug;
 };
 } // namespace simulator

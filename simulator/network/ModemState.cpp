@@ -2,46 +2,42 @@
 
 #include "simulator/dialogue/ResultCodes.h"
 
-#include <algorithm>
-
 namespace simulator
 {
 namespace
 {
-constexpr std::array<const char *, 3> memoryNames{"SM", "ME", "MT"};
+const QByteArrayList memoryNames{"SM", "ME", "MT"};
 } // namespace
 
 QByteArray memoryName(Memory memory)
 {
-    return memoryNames.at(static_cast<size_t>(memory));
+    return memoryNames.at(static_cast<int>(memory));
 }
 
 std::optional<Memory> memoryFromName(const QByteArray &name)
 {
-    const auto found = std::find(memoryNames.begin(), memoryNames.end(), name.toUpper());
-    return found == memoryNames.end() ? std::nullopt
-                                      : std::optional(static_cast<Memory>(found - memoryNames.begin()));
+    const qsizetype found = memoryNames.indexOf(name.toUpper());
+    return found < 0 ? std::nullopt : std::optional(static_cast<Memory>(found));
 }
 
 ModemState::Place ModemState::place(Memory memory, int number)
 {
-    const int behindSim = number - m_simStore.capacity();
-    if (memory == Memory::Both && behindSim >= m_simStore.firstIndex())
-        return {&m_equipmentStore, behindSim};
-    return {memory == Memory::Equipment ? &m_equipmentStore : &m_simStore, number};
+    if (memory != Memory::Both)
+        return {&store(memory), number};
+    const int behindSim = number - stores[0].capacity;
+    return behindSim >= stores[0].firstIndex ? Place{&stores[1], behindSim} : Place{&stores[0], number};
 }
 
 std::map<int, StoredMessage *> ModemState::messages(Memory memory)
 {
     std::map<int, StoredMessage *> all;
-    const int offset = memory == Memory::Both ? m_simStore.capacity() : 0;
-    if (memory != Memory::Equipment) {
-        for (auto &[index, message] : m_simStore.messages())
-            all.emplace(index, &message);
-    }
-    if (memory != Memory::Sim) {
-        for (auto &[index, message] : m_equipmentStore.messages())
+    int offset = 0;
+    for (MessageStore &store : stores) {
+        if (memory != Memory::Both && &store != &this->store(memory))
+            continue;
+        for (auto &[index, message] : store.messages)
             all.emplace(offset + index, &message);
+        offset = store.capacity;
     }
     return all;
 }
@@ -50,41 +46,38 @@ std::optional<int> ModemState::add(Memory memory, MessageStatus status, const QB
 {
     if (memory != Memory::Both)
         return store(memory).add(status, pdu);
-    if (const std::optional<int> index = m_simStore.add(status, pdu))
+    if (const std::optional<int> index = stores[0].add(status, pdu))
         return index;
-    const std::optional<int> index = m_equipmentStore.add(status, pdu);
-    return index ? std::optional(*index + m_simStore.capacity()) : std::nullopt;
+    const std::optional<int> index = stores[1].add(status, pdu);
+    return index ? std::optional(*index + stores[0].capacity) : std::nullopt;
 }
 
 int ModemState::used(Memory memory) const
 {
-    return (memory == Memory::Equipment ? 0 : m_simStore.used()) +
-           (memory == Memory::Sim ? 0 : m_equipmentStore.used());
+    return (memory == Memory::Equipment ? 0 : stores[0].used()) +
+           (memory == Memory::Sim ? 0 : stores[1].used());
 }
 
 int ModemState::capacity(Memory memory) const
 {
-    return (memory == Memory::Equipment ? 0 : m_simStore.capacity()) +
-           (memory == Memory::Sim ? 0 : m_equipmentStore.capacity());
+    return (memory == Memory::Equipment ? 0 : stores[0].capacity) +
+           (memory == Memory::Sim ? 0 : stores[1].capacity);
 }
 
 void ModemState::exchangeSim()
 {
-    std::swap(m_simStore.messages(), m_onOtherSim);
+    std::swap(stores[0].messages, m_onOtherSim);
     std::swap(sim.iccid, m_otherIccid);
 }
 
-std::optional<int> ModemState::takeSimRefusal()
+std::optional<int> ModemState::simRefusal() const
 {
     if (sim.isMissing)
-        return cms::simNotInserted;
+        return cme::simNotInserted;
     if (sim.pinRequired)
-        return cms::simPinRequired;
+        return cme::simPinRequired;
     if (!sim.starting.hasExpired())
         return sim.startingCode;
-    if (sim.busyCommands == 0)
-        return std::nullopt;
-    --sim.busyCommands;
-    return cms::simBusy;
+    return std::nullopt;
 }
 } // namespace simulator

@@ -48,10 +48,11 @@ const Happenings disturbances{
     {5, u"kill {server} {0..149} {1..40}"_s},
     // A late answer where the network takes its time over a text.
     {8, u"modem {server} edit 1 {AT+CMGF|+CREG} late {15000..40000}; "
-        "modem {server} slow 1 {30000..100000}"_s},
+        "modem {server} edit 1 > slow {30000..100000}"_s},
     {17, u"modem {server} {refuse {1..5} {1|21|27|38|41|42|47|69|331|500|512}|outage {5000..150000}|"
-         "outage {5000..150000}|unplug {100..60000}|restart|restart silent|late 1 {1000..200000}|"
-         "slow 1 {1000..100000}|edit 1 > {no-final|restart|late {1000..250000}}|edit 1 > {no-final|restart}|"
+         "outage {5000..150000}|unplug {100..60000}|restart|restart silent|"
+         "edit 1 > late {1000..200000}|edit 1 > slow {1000..100000}|edit 1 > {no-final|restart|late "
+         "{1000..250000}}|edit 1 > {no-final|restart}|"
          "edit 1 +CMGL garble {1..4}|edit 1 +CMGR garble 2|"
          "edit 1 {+CMGL|+CMGR|+CMGD|+CREG|AT+CMGF|+CMGS} late {3000..40000}|"
          "answer 1 AT+CMGS ERROR|bare-ok 1|urc-mid-send ^BOOT: 1|urc-mid +CMTI: \"SM\",3}"_s}};

@@ -1,6 +1,6 @@
 #include "tests/simulation/World.h"
 
-#include "simulator/controls/ControlCommands.h"
+#include "simulator/controls/Controls.h"
 #include "tests/simulation/MemoryDisk.h"
 #include "tests/simulation/MemoryLine.h"
 #include "tests/simulation/VirtualTime.h"
@@ -139,11 +139,9 @@ void World::addModem(int server)
     auto end = makeModemEnd(u"modem%1"_s.arg(server));
     connect(end.get(), &simulator::LineEnd::received, this,
             [this, server](const QByteArray &command) { hear(server, command); });
-    ModemOnDesk desk{std::make_unique<simulator::Modem>(std::move(end)),
-                     std::make_unique<simulator::ControlTable>()};
+    ModemOnDesk desk{std::make_unique<simulator::Modem>(std::move(end))};
     simulator::Modem &modem = *desk.modem;
-    simulator::addControls(*desk.controls, modem);
-    modem.submits().setListener([this, server](const simulator::SubmitRecord &record) {
+    modem.network().setListener([this, server](const simulator::SubmitRecord &record) {
         m_truth.handedOver.push_back({server, now(), record.tpdu.number, record.tpdu.text, !record.refused});
         const QString name = QString::number(server);
         if (Crashes &crashes = m_crashes[name]; crashes.left > 0) {
@@ -159,7 +157,7 @@ void World::addModem(int server)
 
 void World::run(int modem, const QString &control) const
 {
-    const QString answer = m_modems.at(size_t(modem) - 1).controls->run(control);
+    const QString answer = simulator::runControl(*m_modems.at(size_t(modem) - 1).modem, control);
     if (!answer.startsWith(u"ok"))
         qFatal("modem: %s: %s", qUtf8Printable(control), qUtf8Printable(answer));
 }
@@ -201,7 +199,7 @@ void World::settle()
 bool World::isQuiet() const
 {
     return std::ranges::all_of(m_modems, [](const ModemOnDesk &desk) {
-        return desk.modem->deliveries().waiting() == 0 && desk.onOtherSim == 0 &&
+        return desk.modem->network().waiting() == 0 && desk.onOtherSim == 0 &&
                desk.modem->state().used(simulator::Memory::Both) == 0;
     });
 }
@@ -350,8 +348,9 @@ void World::commandModem(const QStringList &words)
     const int count = command.value(1).toInt();
     disturb(5min + std::chrono::milliseconds(command.last().toInt()));
     // Of the edits those of a text's own answer: "edit 1 > ..."
-    const bool isOfText = name == u"edit" && QStringList{u">"_s, u"+CMGS"_s}.contains(command.value(2));
-    if (isOfText || QStringList{u"unplug"_s, u"late"_s, u"restart"_s, u"hang"_s}.contains(name))
+    const bool isOfText = name == u"edit" && QStringList{u">"_s, u"+CMGS"_s}.contains(command.value(2)) &&
+                          command.value(3) != u"slow";
+    if (isOfText || QStringList{u"unplug"_s, u"restart"_s, u"hang"_s}.contains(name))
         ++m_truth.lostAnswers;
     if (name == u"refuse") {
         constexpr int tries = 3;
@@ -386,7 +385,7 @@ void World::hear(int modem, const QByteArray &line)
         ModemState &state = desk.modem->state();
         if (isExchange)
             desk.onOtherSim = state.used(Memory::Sim);
-        for (const auto &[place, message] : state.store(Memory::Sim).messages()) {
+        for (const auto &[place, message] : state.store(Memory::Sim).messages) {
             const auto tpdu = decodeTpdu(message.pdu, Direction::ToModem);
             for (Truth::Arrived &arrived : m_truth.arrived) {
                 if (arrived.text != std::get<Tpdu>(tpdu).text)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "simulator/Modem.h"
-#include "simulator/controls/ControlTable.h"
 
 #include <QMap>
 #include <QSqlDatabase>
@@ -89,7 +88,6 @@ public:
 private:
     struct ModemOnDesk {
         std::unique_ptr<simulator::Modem> modem;
-        std::unique_ptr<simulator::ControlTable> controls;
         int onOtherSim = 0;            ///< messages
         QByteArray heard{};            ///< last
         QList<QStringList> meddling{}; ///< commands, before the server's next one
