@@ -281,5 +281,43 @@ mail("names-in-pieces-and-paths", head(more=multipart(
      attachments=[("报告.doc", "application/zip", b"1"), ("a b.zip", "application/zip", b"2"), ("a.doc", "application/zip", b"3"),
                   ("n" * 196 + ".zip", "application/zip", b"4")])
 
+
+for name, octets, label, text in (
+        ("gbk-ends-in-mid-character", b"\xD6\xD0\xCE", b"gbk", "中\ufffd"),
+        ("utf-8-with-one-octet-lost", b"\xE4\xB8\xAD\xE6\x96\x87\xE4\xB8\xE6\x96\x87", b"utf-8", "中文\ufffd\ufffd文"),
+        ("overlong-utf-8-is-gbk", b"\xC1\xAA\xCD\xA8", b"", "联通"),
+        ("gbk-that-is-valid-utf-8", b"\xC4\xA3\xC8\xB7", b"", "模确"),
+        ("gbk-with-octets-that-utf-8-could-have-lost", b"\xD6\xEC\xC7\xA7\xC4\xAF", b"", "朱千寞"),
+        ("western-and-greek-letters-stay", b"Jos\xC3\xA9 \xCE\xB1\xCE\xB2", b"", "José αβ"),
+        ("big5-with-hong-kong", b"\xAD\xBB\xB4\xE4\x9D\xEF\xA4\x48\x9D\xF6\xAB\xD7", b"big5", "香港嘅人喺度"),
+        ("gbk-labelled-big5", b"\xCE\xD2\xC3\xC7\xB5\xC4\xBB\xE1\xD2\xE9", b"big5", "我们的会议"),
+        ("big5-with-rare-characters", b"\xBB\x4F\xC6\x57\xC4\xB3\xC2\x49\xC9\xA1", b"big5", "臺灣議點氶"),
+        ("euc-jp-with-nec-row", b"\xB3\xF4\xBC\xB0\xAD\xA1\xAD\xEA", b"EUC-JP", "株式①㈱"),
+        ("iso-2022-jp-with-nec-row", b"\x1b$B-!F|K\\\x1b(B x", b"iso-2022-jp", "①日本 x"),
+        ("utf-8-with-latin-signs", b"\xE4\xB8\xAD\xC2\xB7\xE6\x96\x87\xC3\x97\xC2\xB0", b"gb2312", "中·文×°"),
+        ("one-bad-octet-in-a-long-text", b"\xA7\x41\xA6\x6E" * 20 + b"\xFF", b"big5", "你好" * 20 + "\ufffd"),
+        ("unpaired-surrogate", b"\xD8\x00\x4E\x2D", b"utf-16be", "?中"),
+        ("hostile-label", b"abc", b'"../../etc//IGNORE"', "abc")):
+    mail("charset-" + name, head(more=plain(label)) + octets + b"\n", body=text)
+
+DATED = b"From: a@b.cn\nTo: li@example.com\nSubject: d\nDate: %s\n\nx\n"
+for number, (date, utc) in enumerate((
+        (b"5 Mar 2024 10:00 GMT+08:00", "2024-03-05T02:00:00Z"), (b"5-Mar-24 10:04:60 EST", "2024-03-05T15:04:59Z"),
+        (b"Tue Mar  5 10:04:06 CST 2024", "2024-03-05T16:04:06Z"), (b"2024-03-05T10:04:06.5+08:00", "2024-03-05T02:04:06Z"),
+        (b"Tue (a (b)),5 March 124 1:4:6+0800", "2024-03-04T17:04:06Z"), (b"Tue, 5 Mar 99999 10:04:06 +0800", ""),
+        (b"Tue, 31 Feb 2024 10:04:06 +0800", ""), (b"Tue, 5 Mar 1601 10:04:06 +0000", ""))):
+    mail("date-%d" % number, DATED % date, subject="d", fromName="", sender="a@b.cn", date=utc, body="x")
+
+mail("subject-tells-what-the-name-is", b"From: \xC4\xA3 <a@b>\nSubject: \xD6\xD0\xCE\xC4\n\nx", subject="中文", fromName="模",
+     sender="a@b", date="", recipients=[], body="x")
+mail("comment-in-an-angle-address", head(sender=b"A <a(at work)@b>", more=plain(b"")) + b"x\n", fromName="A", sender="a@b", body="x")
+mail("alternative-with-html-only", head(more=multipart(
+    b"alternative", b"b", b"Content-Type: text/html\n\n<style>p{}</style><p>1 &lt; 2&#33;</p>\n<!-- x --><b>y</b>")),
+     contentType="multipart/alternative", body="1 < 2!\r\ny", html="<style>p{}</style><p>1 &lt; 2&#33;</p>\r\n<!-- x --><b>y</b>")
+mail("digest", head(more=multipart(b"digest", b"b", b"\nSubject: s\n\nx")), contentType="multipart/digest",
+     attachments=[("s.eml", "message/rfc822", b"Subject: s\r\n\r\nx")])
+mail("no-blank-line-before-the-boundary", head(more=b"Content-Type: multipart/mixed; boundary=b\n--b\n" + plain(b"") + b"x\n--b--\n"),
+     contentType="multipart/mixed", body="x")
+
 rows = (json.dumps(name) + ": " + json.dumps(mails[name], ensure_ascii=False, sort_keys=True) for name in sorted(mails))
 (HERE / "expected.json").write_text("{\n" + ",\n".join(rows) + "\n}\n", encoding="utf-8")
