@@ -45,6 +45,7 @@ public:
         checkEnds.setInterval(std::chrono::seconds(1)); // one row follows another within a pass
         checkEnds.setSingleShot(true);
         QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
+        link.line.setWhileWaiting([this] { giveSigns(); });
     }
 
     BringUpReport connectDevice(const QList<int> &bauds, std::chrono::milliseconds syncLimit);
@@ -58,6 +59,7 @@ public:
     void disconnectDevice();
     void makeReady();
     void look();
+    void giveSigns();
 
     ModemControl &q;
     ModemLimits limits;
@@ -83,6 +85,9 @@ public:
     QString refusal;
     quint8 reference = 0; ///< of the next concatenated message
     HandOver handOver;
+    std::function<void()> whileWaiting;
+    std::function<void()> whileSending;
+    QElapsedTimer sendWaits; ///< since its begin or its last sign; invalid outside send()
 };
 
 QList<int> ModemControl::Private::baudsToTry() const
@@ -197,6 +202,17 @@ void ModemControl::Private::look()
         noteLost();
 }
 
+/// From inside every wait.
+void ModemControl::Private::giveSigns()
+{
+    if (whileWaiting)
+        whileWaiting();
+    if (!whileSending || !sendWaits.isValid() || !sendWaits.hasExpired(limits.whileSending.count()))
+        return;
+    sendWaits.start();
+    whileSending();
+}
+
 void ModemControl::Private::disconnectDevice()
 {
     lookTimer.stop();
@@ -306,7 +322,12 @@ void ModemControl::setTrace(ModemTrace trace)
 
 void ModemControl::setWhileWaiting(std::function<void()> whileWaiting)
 {
-    d->link.line.setWhileWaiting(std::move(whileWaiting));
+    d->whileWaiting = std::move(whileWaiting);
+}
+
+void ModemControl::setWhileSending(std::function<void()> whileSending)
+{
+    d->whileSending = std::move(whileSending);
 }
 
 bool ModemControl::isPortOpen() const
@@ -370,6 +391,8 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         d->refusal = u"短信内容过长"_s;
         return code(ModemResult::TextTooLong);
     }
+    d->sendWaits.start();
+    const auto waited = qScopeGuard([this] { d->sendWaits.invalidate(); });
     d->makeReady();
     const auto sent = qScopeGuard([this] { d->checkEnds.start(); });
     MessageSender sender(d->link.channel, d->limits, d->handOver);

@@ -58,6 +58,9 @@ public:
     void setTrace(ModemTrace trace);
     /// Called about four times a second while a call waits for the modem; must not call back.
     void setWhileWaiting(std::function<void()> whileWaiting);
+    /// Called each time that a send() has waited for the modem for ModemLimits::whileSending, from inside that wait:
+    /// what else must not fall asleep meanwhile is kept awake there. It must neither call back nor throw.
+    void setWhileSending(std::function<void()> whileSending);
 
     /// True from a successful open() to close(), except while the device is gone.
     [[nodiscard]] bool isPortOpen() const;

@@ -17,6 +17,7 @@ struct ModemLimits {
     ms prompt{15000};       ///< AT+CMGS to ">": at once or not at all
     ms slowPrompt{2000};    ///< a modem that took longer may have started anew meanwhile
     ms sendResult{300000};  ///< TPDU to its final result: networks have accepted after 135 s
+    ms whileSending{15000}; ///< between two signs that a send still waits
     ms afterRestart{12000}; ///< for a result once the modem announced a restart: some announcements are none
     ms quiet{200};          ///< silence behind an OK that should have had a line before it
     ms lineFeed{50};        ///< for the LF behind a CR: some modems are deaf until it is out

@@ -48,6 +48,7 @@ const QHash<QString, milliseconds ModemLimits::*> limitNames{
     {u"look"_s, &ModemLimits::look},
     {u"storePoll"_s, &ModemLimits::storePoll},
     {u"syncAttempt"_s, &ModemLimits::syncAttempt},
+    {u"whileSending"_s, &ModemLimits::whileSending},
 };
 
 /// Arguments name what a line of text cannot hold.
@@ -86,6 +87,7 @@ ModemControl &ModemAtWork::control()
         if (direction == TraceDirection::Sent)
             noteSent(octets);
     });
+    m_control->setWhileSending([this] { m_hasSigns = true; });
     m_control->setPortNumber(3);
     m_control->setUnreadableFile(m_folder.filePath(u"unreadable"_s));
     return *m_control;
@@ -154,6 +156,8 @@ QString ModemAtWork::found(const QString &verb)
         return QString::number(control().describe().baud);
     if (verb == u"because")
         return m_cause;
+    if (verb == u"signs")
+        return m_hasSigns ? u"some"_s : u"none"_s;
     if (verb == u"told")
         return m_notices.join(u" | "_s);
     if (verb == u"heard")
@@ -186,8 +190,8 @@ QString ModemAtWork::perform(const QString &step)
     const auto compared = [](const QString &got, const QString &wanted) {
         return matches(got, wanted) ? QString() : u"found \"%1\""_s.arg(got);
     };
-    static const QStringList states{u"port"_s,  u"baud"_s, u"received"_s, u"last"_s,   u"places"_s,
-                                    u"heard"_s, u"told"_s, u"kept"_s,     u"because"_s};
+    static const QStringList states{u"port"_s,  u"baud"_s, u"received"_s, u"last"_s,    u"places"_s,
+                                    u"heard"_s, u"told"_s, u"kept"_s,     u"because"_s, u"signs"_s};
     if (states.contains(verb)) {
         static_cast<void>(QTest::qWaitFor([&] { return matches(found(verb), rest); }));
         const QString difference = compared(found(verb), rest);

@@ -34,6 +34,7 @@ public:
     ///   places MEMORY,INDEX ...  what the simulator's stores hold
     ///   told TEXT | ...          notices since the last such step, * for anything
     ///   because TEXT             why the last message was refused or could not be tried
+    ///   signs none|some          of life from inside long sends
     ///   kept HEX ...             octets in the file of unreadable messages
     QString perform(const QString &step);
     /// What is wrong at the end of every transcript.
@@ -65,4 +66,5 @@ private:
     QStringList m_fates;
     Received m_last;
     QString m_cause;
+    bool m_hasSigns = false;
 };
