@@ -24,12 +24,10 @@ DataCoding decodeDataCoding(quint8 dcs)
     if (group < 0x8) { // general data coding, and the same marked for automatic deletion
         coding.alphabet = alphabetOf(dcs >> 2);
         coding.isCompressed = (dcs & 0x20) != 0;
-        coding.isClass0 = (dcs & 0x13) == 0x10;
     } else if (group == 0xe) { // message waiting indication, UCS-2
         coding.alphabet = DataCoding::Alphabet::Ucs2;
     } else if (group == 0xf) { // data coding and message class
         coding.alphabet = (dcs & 0x04) != 0 ? DataCoding::Alphabet::EightBit : DataCoding::Alphabet::Gsm7;
-        coding.isClass0 = (dcs & 0x03) == 0;
     }
     return coding;
 }

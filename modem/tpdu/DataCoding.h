@@ -11,7 +11,6 @@ struct DataCoding {
     };
     Alphabet alphabet = Alphabet::Gsm7;
     bool isCompressed = false; ///< 3GPP TS 23.042: not decompressed here
-    bool isClass0 = false;     ///< flash message
     bool operator==(const DataCoding &) const = default;
 };
 

@@ -1,11 +1,21 @@
 #include "modem/tpdu/GsmAlphabet.h"
 
-#include "modem/tpdu/GsmTables.h"
-
 #include <QHash>
+#include <string_view>
+#include <utility>
 
 namespace
 {
+
+/// A character for each septet.
+constexpr std::u16string_view defaultAlphabet =
+    u"@£$¥èéùìòÇ\nØø\rÅåΔ_ΦΓΛΩΠΨΣΘΞ\x1bÆæßÉ !\"#¤%&'()*+,-./0123456789:;<=>?"
+    u"¡ABCDEFGHIJKLMNOPQRSTUVWXYZÄÖÑÜ§¿abcdefghijklmnopqrstuvwxyzäöñüà";
+static_assert(defaultAlphabet.size() == 128);
+
+/// What ESC plus a septet means; other places are undefined.
+constexpr std::u16string_view extendedCharacters = u"\f^{}\\[~]|€";
+constexpr std::u16string_view extendedSeptets = u"\x0a\x14\x28\x29\x2f\x3c\x3d\x3e\x40\x65";
 
 /// Character to its septet, with extensionBit set when ESC goes before it.
 constexpr int extensionBit = 0x80;
@@ -13,14 +23,11 @@ constexpr int extensionBit = 0x80;
 QHash<char16_t, int> reverseTable()
 {
     QHash<char16_t, int> table;
-    const GsmTables::Table &main = GsmTables::locking(0);
-    const GsmTables::Table &extension = GsmTables::extension(0);
-    for (int septet = 0; septet < static_cast<int>(main.size()); ++septet) {
-        if (const char16_t extended = extension.at(septet); extended != 0)
-            table.insert(extended, septet | extensionBit);
-        if (septet != GsmAlphabet::escape)
-            table.insert(main.at(septet), septet);
-    }
+    for (std::size_t i = 0; i < extendedCharacters.size(); ++i)
+        table.insert(extendedCharacters[i], extendedSeptets[i] | extensionBit);
+    for (std::size_t septet = 0; septet < defaultAlphabet.size(); ++septet)
+        table.insert(defaultAlphabet[septet], static_cast<int>(septet));
+    table.remove(GsmAlphabet::escape);
     return table;
 }
 
@@ -42,25 +49,22 @@ std::optional<QByteArray> GsmAlphabet::encode(QStringView text)
     return septets;
 }
 
-QString GsmAlphabet::decode(QByteArrayView septets, const NationalTables &tables)
+QString GsmAlphabet::decode(QByteArrayView septets)
 {
-    const GsmTables::Table &main = GsmTables::locking(tables.lockingShift);
-    const GsmTables::Table &extension = GsmTables::extension(tables.singleShift);
     QString text;
     text.reserve(septets.size());
-    for (qsizetype i = 0; i < septets.size(); ++i) {
-        int septet = septets[i] & 0x7f;
-        if (septet != escape) {
-            text.append(QChar(main.at(septet)));
+    bool isEscaped = false; // a text that ends in an escape has nothing to show for it
+    for (const char octet : septets) {
+        const auto septet = static_cast<std::size_t>(octet & 0x7f);
+        const bool wasEscaped = std::exchange(isEscaped, !isEscaped && septet == escape);
+        if (isEscaped)
             continue;
-        }
-        if (++i == septets.size())
-            break; // the text ends in an escape: there is nothing to show
-        septet = septets[i] & 0x7f;
-        if (septet == escape)
-            text.append(u' ');
+        const std::size_t extended =
+            wasEscaped ? extendedSeptets.find(static_cast<char16_t>(septet)) : std::u16string_view::npos;
+        if (extended != std::u16string_view::npos)
+            text.append(QChar(extendedCharacters[extended]));
         else
-            text.append(QChar(extension.at(septet) != 0 ? extension.at(septet) : main.at(septet)));
+            text.append(septet == escape ? u' ' : QChar(defaultAlphabet[septet]));
     }
     return text;
 }

@@ -5,25 +5,19 @@
 #include <QString>
 #include <optional>
 
-/// The GSM 7-bit alphabets of 3GPP TS 23.038: default, extension, national language shift tables.
+/// The GSM 7-bit default alphabet with its extension table (3GPP TS 23.038, 6.2.1). National language shift tables are
+/// not known here, and text in them is read by the default ones as 6.2.1.2.4 foresees.
 /// Septets are one in an octet, values 0 to 127, until they are packed.
 namespace GsmAlphabet
 {
-
-/// National language identifiers (3GPP TS 23.038, 6.2.1.2.4) for tables that are not the default ones.
-struct NationalTables {
-    int lockingShift = 0; ///< 0 = default alphabet
-    int singleShift = 0;  ///< 0 = default extension table
-    bool operator==(const NationalTables &) const = default;
-};
 
 /// text in the default alphabet with its extension table (an extended character takes two septets, the first
 /// is ESC); nullopt when a character is in neither.
 [[nodiscard]] std::optional<QByteArray> encode(QStringView text);
 
-/// Never fails: an escape to an undefined place shows the character of the main table, one to a further table
-/// a blank, as 6.2.1.1 says. Unknown language identifiers mean the default tables.
-[[nodiscard]] QString decode(QByteArrayView septets, const NationalTables &tables = {});
+/// Never fails: an escape to an undefined place shows the character of the default alphabet, one to a further table
+/// a blank, as 6.2.1.1 says.
+[[nodiscard]] QString decode(QByteArrayView septets);
 
 constexpr char escape = 0x1b;
 

@@ -1,5 +1,6 @@
 #include "modem/tpdu/ReceivedTpdu.h"
 
+#include "modem/tpdu/GsmAlphabet.h"
 #include "modem/tpdu/Scts.h"
 
 using namespace Qt::StringLiterals;
@@ -44,7 +45,7 @@ QString decodeText(QByteArrayView userData, qsizetype length, const DataCoding &
     const int fillBits = static_cast<int>(headerSeptets * 7 - udh.octets * 8);
     const qsizetype there = (body.size() * 8 - fillBits) / 7;
     const qsizetype septets = qBound<qsizetype>(0, length - headerSeptets, qMax<qsizetype>(there, 0));
-    return GsmAlphabet::decode(GsmAlphabet::unpack(body, septets, fillBits), udh.tables);
+    return GsmAlphabet::decode(GsmAlphabet::unpack(body, septets, fillBits));
 }
 
 ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)

@@ -7,8 +7,6 @@ namespace
 enum InformationElement : quint8 {
     Concatenated8Bit = 0x00,
     Concatenated16Bit = 0x08,
-    NationalSingleShift = 0x24,
-    NationalLockingShift = 0x25,
 };
 
 int octetAt(QByteArrayView data, qsizetype i)
@@ -31,10 +29,6 @@ void readElement(UserDataHeader &header, int identifier, QByteArrayView data)
     else if (identifier == Concatenated16Bit && data.size() == 4)
         noteConcatenation(header,
                           {octetAt(data, 0) << 8 | octetAt(data, 1), 16, octetAt(data, 2), octetAt(data, 3)});
-    else if (identifier == NationalSingleShift && data.size() == 1)
-        header.tables.singleShift = octetAt(data, 0);
-    else if (identifier == NationalLockingShift && data.size() == 1)
-        header.tables.lockingShift = octetAt(data, 0);
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "modem/tpdu/GsmAlphabet.h"
-
 #include <QByteArray>
 #include <QByteArrayView>
 #include <optional>
@@ -19,7 +17,6 @@ struct Concatenation {
 struct UserDataHeader {
     qsizetype octets = 0; ///< whole length with its length octet: the text starts behind it
     std::optional<Concatenation> concatenation;
-    GsmAlphabet::NationalTables tables;
     bool operator==(const UserDataHeader &) const = default;
 };
 
