@@ -101,12 +101,7 @@ private:
     void tryStatement(const OfficeTable &table, const QString &action, const QString &sql,
                       const QVariantList &values = {})
     {
-        attempt(table, action, [&] {
-            if (values.isEmpty())
-                m_connection.insert(sql, {});
-            else
-                static_cast<void>(m_connection.query(sql, values));
-        });
+        attempt(table, action, [&] { static_cast<void>(m_connection.query(sql, values)); });
     }
 
     void attempt(const OfficeTable &table, const QString &action, const std::function<void()> &work)

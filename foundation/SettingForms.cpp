@@ -12,10 +12,7 @@ using namespace Qt::StringLiterals;
 namespace SettingForms
 {
 
-namespace
-{
-
-SettingValue textOf(const QString &form, const QString &typed, const QString &problem)
+SettingValue text(const QString &form, const QString &typed, const QString &problem)
 {
     const QString plain = usualWidth(typed).trimmed();
     const QRegularExpression whole(QRegularExpression::anchoredPattern(form),
@@ -23,41 +20,19 @@ SettingValue textOf(const QString &form, const QString &typed, const QString &pr
     return whole.match(plain).hasMatch() ? SettingValue{plain} : SettingValue{.problem = problem};
 }
 
-SettingValue wordOf(const QString &word, const QString &typed)
+SettingValue word(const QString &word, const QString &typed)
 {
-    const SettingValue value = textOf(word, typed, u"只能是 %1 或空"_s.arg(word));
+    const SettingValue value = text(word, typed, u"只能是 %1 或空"_s.arg(word));
     return {value.problem.isEmpty() ? word : QString(), value.problem};
 }
 
-enum class Fractions { Rounded, Refused };
-
-SettingValue numberOf(const QString &typed, qint32 most, Fractions fractions, const QString &problem)
+SettingValue number(const QString &typed, qint32 most, Fractions fractions, const QString &problem)
 {
     const auto number = numericValue(typed);
     const auto whole = number ? wholeNumber(*number) : std::nullopt;
     const bool isGood =
         whole && *whole > 0 && *whole <= most && (*whole == *number || fractions == Fractions::Rounded);
     return isGood ? SettingValue{QString::number(*whole)} : SettingValue{.problem = problem};
-}
-
-} // namespace
-
-SettingValue serviceCentre(const QString &typed)
-{
-    return textOf(u"\\+?[0-9]{1,20}"_s, typed,
-                  u"短信中心号码只能是“+”和最多 20 位数字，例如 +8613800755500"_s);
-}
-
-SettingValue scanInterval(const QString &typed)
-{
-    return numberOf(typed, std::numeric_limits<qint32>::max(), Fractions::Rounded,
-                    u"扫描时间间隔必须是大于 0 的秒数，例如 10"_s);
-}
-
-SettingValue comPort(const QString &typed)
-{
-    return numberOf(typed, std::numeric_limits<qint16>::max(), Fractions::Rounded,
-                    u"端口号必须是大于 0 的整数，例如 3"_s);
 }
 
 SettingValue connectString(const QString &typed)
@@ -87,24 +62,8 @@ SettingValue lineSpeed(const QString &typed)
     static const QStringList speeds{u"1200"_s,  u"2400"_s,   u"4800"_s,   u"9600"_s,   u"19200"_s, u"38400"_s,
                                     u"57600"_s, u"115200"_s, u"230400"_s, u"460800"_s, u"921600"_s};
     const QString problem = u"速率必须是常用的波特率，例如 9600 或 115200"_s;
-    const SettingValue value =
-        numberOf(typed, std::numeric_limits<qint32>::max(), Fractions::Refused, problem);
+    const SettingValue value = number(typed, std::numeric_limits<qint32>::max(), Fractions::Refused, problem);
     return speeds.contains(value.plain) ? value : SettingValue{.problem = problem};
-}
-
-SettingValue countryCode(const QString &typed)
-{
-    return textOf(u"[1-9][0-9]{0,3}"_s, typed, u"国家代码只写数字，例如 86"_s);
-}
-
-SettingValue mailTls(const QString &typed)
-{
-    return wordOf(u"verify"_s, typed);
-}
-
-SettingValue mailHiddenText(const QString &typed)
-{
-    return wordOf(u"attach"_s, typed);
 }
 
 SettingValue webAddress(const QString &typed)
@@ -114,17 +73,6 @@ SettingValue webAddress(const QString &typed)
         url.isValid() && !url.host().isEmpty() && (url.scheme() == "http"_L1 || url.scheme() == "https"_L1);
     return isGood ? SettingValue{typed.trimmed()}
                   : SettingValue{.problem = u"必须是网址，例如 https://sms.example.com/"_s};
-}
-
-SettingValue servers(const QString &typed)
-{
-    return wordOf(u"several"_s, typed);
-}
-
-SettingValue sendLimit(const QString &typed)
-{
-    constexpr qint32 most = 86400;
-    return numberOf(typed, most, Fractions::Refused, u"必须是 1 到 86400 的整数"_s);
 }
 
 } // namespace SettingForms

@@ -14,20 +14,17 @@ struct SettingValue {
 namespace SettingForms
 {
 
-[[nodiscard]] SettingValue serviceCentre(const QString &typed);
-/// Seconds, halves rounded to the even neighbour.
-[[nodiscard]] SettingValue scanInterval(const QString &typed);
-/// In the 16-bit range, rounded likewise.
-[[nodiscard]] SettingValue comPort(const QString &typed);
+/// What the whole of it matches, letter case apart.
+[[nodiscard]] SettingValue text(const QString &form, const QString &typed, const QString &problem);
+/// This word or nothing.
+[[nodiscard]] SettingValue word(const QString &word, const QString &typed);
+/// A whole number from 1 on; halves are rounded to the even neighbour where fractions are.
+enum class Fractions { Rounded, Refused };
+[[nodiscard]] SettingValue number(const QString &typed, qint32 most, Fractions fractions,
+                                  const QString &problem);
 [[nodiscard]] SettingValue connectString(const QString &typed);
 [[nodiscard]] SettingValue devicePath(const QString &typed);
 [[nodiscard]] SettingValue lineSpeed(const QString &typed);
-[[nodiscard]] SettingValue countryCode(const QString &typed);
-[[nodiscard]] SettingValue mailTls(const QString &typed);
-[[nodiscard]] SettingValue mailHiddenText(const QString &typed);
 [[nodiscard]] SettingValue webAddress(const QString &typed);
-[[nodiscard]] SettingValue servers(const QString &typed);
-/// A whole number above 0, up to 86400: more than one SIM sends in a day.
-[[nodiscard]] SettingValue sendLimit(const QString &typed);
 
 } // namespace SettingForms

@@ -4,6 +4,7 @@
 
 #include <QRegularExpression>
 #include <array>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -17,6 +18,16 @@ constexpr QLatin1String serverKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SM
 constexpr QLatin1String officeKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\tavio\)");
 constexpr QLatin1String localKey(R"(HKEY_LOCAL_MACHINE\Software\brenmoorsoft\SMSServerLocal\)");
 
+using namespace SettingForms;
+
+constexpr qint32 unlimited = std::numeric_limits<qint32>::max();
+
+/// Up to more than one SIM sends in a day.
+SettingValue sendLimit(const QString &typed)
+{
+    return number(typed, 86400, Fractions::Refused, u"必须是 1 到 86400 的整数"_s);
+}
+
 struct Setting {
     QLatin1String key;
     QLatin1String shortName;
@@ -25,20 +36,35 @@ struct Setting {
 
 /// Every setting but the COM ports, in the order in which they are shown.
 constexpr std::array settings = {
-    Setting{serverKey, "CenterCode"_L1, SettingForms::serviceCentre},
-    Setting{serverKey, "TimeDelay"_L1, SettingForms::scanInterval},
-    Setting{serverKey, "ServerPort"_L1, SettingForms::comPort},
-    Setting{officeKey, "ConnectString"_L1, SettingForms::connectString},
-    Setting{localKey, "SenderCountryCode"_L1, SettingForms::countryCode},
-    Setting{localKey, "MailTls"_L1, SettingForms::mailTls},
-    Setting{localKey, "MailHiddenText"_L1, SettingForms::mailHiddenText},
-    Setting{localKey, "Servers"_L1, SettingForms::servers},
-    Setting{localKey, "SendPerHour"_L1, SettingForms::sendLimit},
-    Setting{localKey, "SendPerDay"_L1, SettingForms::sendLimit},
-    Setting{localKey, "SendGap"_L1, SettingForms::sendLimit},
-    Setting{localKey, "RepliesPerHour"_L1, SettingForms::sendLimit},
-    Setting{localKey, "ProductUrl"_L1, SettingForms::webAddress},
-    Setting{localKey, "MakerUrl"_L1, SettingForms::webAddress},
+    Setting{serverKey, "CenterCode"_L1,
+            [](const QString &typed) {
+                return text(u"\\+?[0-9]{1,20}"_s, typed,
+                            u"短信中心号码只能是“+”和最多 20 位数字，例如 +8613800755500"_s);
+            }},
+    Setting{serverKey, "TimeDelay"_L1,
+            [](const QString &typed) {
+                return number(typed, unlimited, Fractions::Rounded,
+                              u"扫描时间间隔必须是大于 0 的秒数，例如 10"_s);
+            }},
+    Setting{serverKey, "ServerPort"_L1,
+            [](const QString &typed) {
+                return number(typed, std::numeric_limits<qint16>::max(), Fractions::Rounded,
+                              u"端口号必须是大于 0 的整数，例如 3"_s);
+            }},
+    Setting{officeKey, "ConnectString"_L1, connectString},
+    Setting{localKey, "SenderCountryCode"_L1,
+            [](const QString &typed) {
+                return text(u"[1-9][0-9]{0,3}"_s, typed, u"国家代码只写数字，例如 86"_s);
+            }},
+    Setting{localKey, "MailTls"_L1, [](const QString &typed) { return word(u"verify"_s, typed); }},
+    Setting{localKey, "MailHiddenText"_L1, [](const QString &typed) { return word(u"attach"_s, typed); }},
+    Setting{localKey, "Servers"_L1, [](const QString &typed) { return word(u"several"_s, typed); }},
+    Setting{localKey, "SendPerHour"_L1, sendLimit},
+    Setting{localKey, "SendPerDay"_L1, sendLimit},
+    Setting{localKey, "SendGap"_L1, sendLimit},
+    Setting{localKey, "RepliesPerHour"_L1, sendLimit},
+    Setting{localKey, "ProductUrl"_L1, webAddress},
+    Setting{localKey, "MakerUrl"_L1, webAddress},
 };
 constexpr int listedComPorts = 10;
 
