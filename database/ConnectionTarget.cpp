@@ -198,15 +198,32 @@ OdbcTarget sqlServer(const ConnectionString &settings, const OdbcInstallation &i
     if (settings.value(hostKeys).startsWith("np:"_L1, Qt::CaseInsensitive) ||
         settings.value(hostKeys).startsWith(R"(\\)"_L1))
         throw refusedString(u"数据库连接字符串中“Data Source”是命名管道，本机无法使用，请改为主机名或地址"_s);
-    const HostAndPort address = hostAndPort(settings);
-    SqlServerAddress where;
-    where.host = address.host;
-    where.port = address.port;
-    where.database = settings.value(databaseKeys);
-    where.user = required(settings, userKeys, u"User ID"_s);
-    where.password = settings.value(passwordKeys);
-    where.encryption = encryptionOf(settings.value(encryptKeys), settings.value(trustKeys));
-    return sqlServerOdbcTarget(where, limits(settings), installation);
+    const auto [host, port] = hostAndPort(settings);
+    const QString driver = sqlServerDriver(installation.drivers);
+    QList<ConnectionString::Entry> entries{{u"DRIVER"_s, driver}};
+    if (odbcFamily(driver) == OdbcFamily::FreeTds) {
+        entries += {u"SERVER"_s, host};
+        if (port > 0 || !host.contains(u'\\'))
+            entries += {u"PORT"_s, QString::number(port > 0 ? port : 1433)};
+    } else {
+        // A port makes the instance's name meaningless, and the driver refuses the two together.
+        entries += {u"SERVER"_s, port > 0 ? host.section(u'\\', 0, 0) + u',' + QString::number(port) : host};
+    }
+    // The newest driver encrypts unless told not to, which old servers cannot. Without encryption there is no
+    // certificate to verify, but for the password's own.
+    const QString encrypt = settings.value(encryptKeys);
+    const bool isVerified = isYes(encrypt) && !isYes(settings.value(trustKeys));
+    entries += {u"Encrypt"_s, isOneOf(encrypt, {"strict"_L1}) ? u"strict"_s
+                              : isYes(encrypt)                ? u"yes"_s
+                                                              : u"no"_s};
+    entries += {u"TrustServerCertificate"_s, isVerified ? u"no"_s : u"yes"_s};
+    if (const QString database = settings.value(databaseKeys); !database.isEmpty())
+        entries += {u"DATABASE"_s, database};
+    entries += {u"UID"_s, required(settings, userKeys, u"User ID"_s)};
+    entries += {u"PWD"_s, settings.value(passwordKeys)};
+    OdbcTarget target = odbcTarget(entries, limits(settings), installation);
+    target.dialect = target.family;
+    return target;
 }
 
 /// OLE DB's bridge to ODBC: the ODBC keys are beside the OLE DB ones or inside Extended Properties.

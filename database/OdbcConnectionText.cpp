@@ -21,30 +21,6 @@ QString quoted(QString value)
     return isPlain ? value : u'{' + value.replace(u'}', "}}"_L1) + u'}';
 }
 
-class TextBuilder
-{
-public:
-    void add(QLatin1String key, const QString &value) { add(QString(key), value); }
-    void add(const QString &key, const QString &value)
-    {
-        m_parts += key + u'=' + quoted(value);
-        m_keys += key.toLower();
-    }
-    void addUnlessPresent(QLatin1String key, const QString &value)
-    {
-        if (!m_keys.contains(QString(key).toLower()))
-            add(key, value);
-    }
-    /// key: in lower case.
-    [[nodiscard]] bool contains(QLatin1String key) const { return m_keys.contains(key); }
-    /// Without a semicolon at the end: MariaDB's driver calls that a mistake.
-    [[nodiscard]] QString text() const { return m_parts.join(u';'); }
-
-private:
-    QStringList m_parts;
-    QStringList m_keys; // in lower case
-};
-
 OdbcFamily namedDialect(const QString &name)
 {
     if (isOneOf(name, {"PostgreSQL"_L1, "Postgres"_L1}))
@@ -104,19 +80,6 @@ QString usableDriver(const QString &wanted, const QStringList &drivers)
     return driver;
 }
 
-bool isVerified(const SqlServerEncryption &encryption)
-{
-    return encryption.mode != SqlServerEncryption::Mode::Off && encryption.verifies;
-}
-
-void addFreeTdsEncryption(const SqlServerEncryption &encryption, TextBuilder &builder)
-{
-    if (encryption.mode == SqlServerEncryption::Mode::Strict)
-        throw refusedString(u"FreeTDS 不支持“Encrypt=Strict”，请安装 ODBC Driver for SQL Server"_s);
-    if (encryption.mode == SqlServerEncryption::Mode::On)
-        builder.add("Encryption"_L1, u"require"_s);
-}
-
 /// The keys of a connection string, gathered for the driver.
 class OdbcKeys
 {
@@ -126,7 +89,7 @@ public:
     void take(const ConnectionString::Entry &entry)
     {
         if (const auto value = passedOn(entry.key, entry.value))
-            m_builder.add(entry.key, *value);
+            m_entries += {entry.key, *value};
     }
 
     [[nodiscard]] OdbcTarget target(const DatabaseLimits &limits)
@@ -135,27 +98,30 @@ public:
             throw refusedString(
                 u"数据库连接字符串要求 Windows 集成身份验证（Trusted_Connection），所用的 ODBC "
                 "驱动程序无法使用，请改为填写“UID”和“PWD”"_s);
-        const bool hasServerName = m_builder.contains("servername"_L1);
+        const bool hasServerName = contains("servername"_L1);
         if (m_family == OdbcFamily::MariaDb) {
             // This driver has no limit of its own and ignores ODBC's.
-            m_builder.addUnlessPresent("CONN_TIMEOUT"_L1, QString::number(limits.connect.count()));
+            addUnlessPresent("CONN_TIMEOUT"_L1, QString::number(limits.connect.count()));
             // Otherwise the machine's locale decides in which form texts reach the server.
-            m_builder.addUnlessPresent("CHARSET"_L1, u"utf8mb4"_s);
-            m_builder.addUnlessPresent("OPTION"_L1, QString::number(mariaDbFoundRows));
+            addUnlessPresent("CHARSET"_L1, u"utf8mb4"_s);
+            addUnlessPresent("OPTION"_L1, QString::number(mariaDbFoundRows));
         } else if (m_family == OdbcFamily::PostgreSql) {
             // Debian switches a communication log on, which holds every text in clear.
-            m_builder.addUnlessPresent("CommLog"_L1, u"0"_s);
-            m_builder.addUnlessPresent("Debug"_L1, u"0"_s);
+            addUnlessPresent("CommLog"_L1, u"0"_s);
+            addUnlessPresent("Debug"_L1, u"0"_s);
             // Our savepoints are enough; the driver would set one a statement.
-            m_builder.addUnlessPresent("Protocol"_L1, u"7.4-0"_s);
-        } else if (m_family == OdbcFamily::FreeTds && m_builder.contains("driver"_L1) && !hasServerName) {
-            m_builder.addUnlessPresent("TDS_Version"_L1, tdsVersion);
+            addUnlessPresent("Protocol"_L1, u"7.4-0"_s);
+        } else if (m_family == OdbcFamily::FreeTds && contains("driver"_L1) && !hasServerName) {
+            addUnlessPresent("TDS_Version"_L1, tdsVersion);
         }
-        const SqlServerEncryption encryption = encryptionOf(m_encrypt, m_trust);
-        addFreeTdsEncryption(encryption, m_builder);
+        const bool isEncrypted = isYes(m_encrypt);
+        if (isOneOf(m_encrypt, {"strict"_L1}))
+            throw refusedString(u"FreeTDS 不支持“Encrypt=Strict”，请安装 ODBC Driver for SQL Server"_s);
+        if (isEncrypted)
+            m_entries += {u"Encryption"_s, u"require"_s};
         // A server by the name of its section has the section say how it is verified.
-        return {m_builder.text(), m_family,      limits,
-                m_dialect,        m_isTlsForced, isVerified(encryption) && !hasServerName};
+        return {text(),    m_family,      limits,
+                m_dialect, m_isTlsForced, isEncrypted && !isYes(m_trust) && !hasServerName};
     }
 
 private:
@@ -195,8 +161,27 @@ private:
         return value;
     }
 
+    [[nodiscard]] bool contains(QLatin1String key) const
+    {
+        return std::any_of(m_entries.cbegin(), m_entries.cend(),
+                           [key](const auto &entry) { return isOneOf(entry.key, {key}); });
+    }
+    void addUnlessPresent(QLatin1String key, const QString &value)
+    {
+        if (!contains(key))
+            m_entries += {key, value};
+    }
+    /// Without a semicolon at the end: MariaDB's driver calls that a mistake.
+    [[nodiscard]] QString text() const
+    {
+        QStringList parts;
+        for (const auto &entry : m_entries)
+            parts += entry.key + u'=' + quoted(entry.value);
+        return parts.join(u';');
+    }
+
     const OdbcInstallation &m_installation;
-    TextBuilder m_builder;
+    QList<ConnectionString::Entry> m_entries;
     OdbcFamily m_family = OdbcFamily::Other;
     std::optional<OdbcFamily> m_dialect;
     bool m_wantsIntegrated = false;
@@ -207,49 +192,13 @@ private:
 
 } // namespace
 
-SqlServerEncryption encryptionOf(const QString &encrypt, const QString &trust)
+QString sqlServerDriver(const QStringList &drivers)
 {
-    using Mode = SqlServerEncryption::Mode;
-    const bool isStrict = isOneOf(encrypt, {"strict"_L1});
-    return {isStrict ? Mode::Strict : isYes(encrypt) ? Mode::On : Mode::Off, !isYes(trust)};
-}
-
-OdbcTarget sqlServerOdbcTarget(const SqlServerAddress &address, const DatabaseLimits &limits,
-                               const OdbcInstallation &installation)
-{
-    const QString driver = substitute(OdbcFamily::MicrosoftSqlServer, installation.drivers);
+    QString driver = substitute(OdbcFamily::MicrosoftSqlServer, drivers);
     if (driver.isEmpty())
         throw refusedString(
             u"没有安装 SQL Server 的 ODBC 驱动程序，请安装 FreeTDS（tdsodbc）或 ODBC Driver for SQL Server"_s);
-    const OdbcFamily family = odbcFamily(driver);
-    const bool hasInstance = address.host.contains(u'\\');
-    TextBuilder builder;
-    builder.add("DRIVER"_L1, driver);
-    if (family == OdbcFamily::FreeTds) {
-        builder.add("SERVER"_L1, address.host);
-        if (address.port > 0 || !hasInstance)
-            builder.add("PORT"_L1, QString::number(address.port > 0 ? address.port : 1433));
-        builder.add("TDS_Version"_L1, tdsVersion);
-        addFreeTdsEncryption(address.encryption, builder);
-    } else {
-        // A port makes the instance's name meaningless, and the driver refuses the two together.
-        const QString host = address.port > 0 ? address.host.section(u'\\', 0, 0) : address.host;
-        builder.add("SERVER"_L1, address.port > 0 ? host + u',' + QString::number(address.port) : host);
-        // The newest driver encrypts unless told not to, which old servers cannot.
-        using Mode = SqlServerEncryption::Mode;
-        const Mode mode = address.encryption.mode;
-        builder.add("Encrypt"_L1, mode == Mode::Off ? u"no"_s : mode == Mode::On ? u"yes"_s : u"strict"_s);
-        // Without encryption there is none to verify, but for the password's own.
-        builder.add("TrustServerCertificate"_L1, isVerified(address.encryption) ? u"no"_s : u"yes"_s);
-    }
-    if (!address.database.isEmpty())
-        builder.add("DATABASE"_L1, address.database);
-    builder.add("UID"_L1, address.user);
-    builder.add("PWD"_L1, address.password);
-    OdbcTarget target{builder.text(), family, limits};
-    target.dialect = family;
-    target.freeTdsVerifies = family == OdbcFamily::FreeTds && isVerified(address.encryption);
-    return target;
+    return driver;
 }
 
 OdbcTarget odbcTarget(const QList<ConnectionString::Entry> &entries, const DatabaseLimits &limits,

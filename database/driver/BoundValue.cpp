@@ -1,6 +1,7 @@
 #include "database/driver/BoundValue.h"
 
 #include <QDateTime>
+#include <QLocale>
 #include <QTimeZone>
 #include <cstdlib>
 
@@ -15,28 +16,16 @@ QString dateTimeText(const QDateTime &dateTime)
     return local.toString(local.time().msec() == 0 ? u"yyyy-MM-dd HH:mm:ss"_s : u"yyyy-MM-dd HH:mm:ss.zzz"_s);
 }
 
-/// The next unit from here on that is half of a surrogate pair without its other half; -1 when there is none.
-qsizetype unpairedSurrogate(const QString &text, qsizetype from)
-{
-    for (qsizetype i = from; i < text.size(); ++i) {
-        if (!text[i].isSurrogate())
-            continue;
-        if (text[i].isLowSurrogate() || i + 1 == text.size() || !text[i + 1].isLowSurrogate())
-            return i;
-        ++i;
-    }
-    return -1;
-}
-
 QString storableText(QString text, QChar replacementForNul)
 {
     if (text.isNull())
-        return u""_s; // Qt's drivers would store NULL
+        return u""_s; // which is not NULL
     if (!replacementForNul.isNull() && text.contains(QChar(0)))
         text.replace(QChar(0), replacementForNul);
-    for (qsizetype at = unpairedSurrogate(text, 0); at >= 0; at = unpairedSurrogate(text, at + 1))
-        text[at] = QChar::ReplacementCharacter;
-    return text;
+    if (text.isValidUtf16())
+        return text;
+    const QList<uint> characters = text.toUcs4(); // U+FFFD for half a surrogate pair
+    return QString::fromUcs4(reinterpret_cast<const char32_t *>(characters.constData()), characters.size());
 }
 
 } // namespace
@@ -66,6 +55,8 @@ QVariant boundValue(const QVariant &value, QChar replacementForNul)
         return storableText(value.toString(), replacementForNul);
     case QMetaType::Bool:
         return value.toInt();
+    case QMetaType::Double:
+        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
     case QMetaType::QDateTime:
         return dateTimeText(value.toDateTime());
     case QMetaType::QDate:
@@ -81,6 +72,33 @@ QString withoutPadding(QString text)
 {
     while (text.endsWith(u' '))
         text.chop(1);
+    return text;
+}
+
+QVariant columnValue(ColumnKind kind, const QString &text)
+{
+    switch (kind) {
+    case ColumnKind::Number: {
+        bool isWhole = false;
+        const qlonglong whole = text.toLongLong(&isWhole);
+        return isWhole ? QVariant(whole) : QVariant(text);
+    }
+    case ColumnKind::Fraction:
+        return text.toDouble();
+    case ColumnKind::Date: {
+        const QDate date = QDate::fromString(text.left(10), Qt::ISODate);
+        return date.isValid() ? QVariant(date) : QVariant();
+    }
+    case ColumnKind::DateTime: {
+        const QDateTime time = QDateTime::fromString(text, Qt::ISODateWithMs);
+        return time.isValid() ? QVariant(time.toLocalTime()) : QVariant();
+    }
+    case ColumnKind::PaddedText:
+        return withoutPadding(text);
+    case ColumnKind::Text:
+    case ColumnKind::Octets:
+        break;
+    }
     return text;
 }
 

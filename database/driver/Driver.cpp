@@ -11,13 +11,13 @@ void Driver::setLockLimit(std::chrono::milliseconds limit)
 
 void Driver::begin()
 {
-    runPlain(dialect().verbs().begin);
+    beginWriting();
     m_isInTransaction = true;
 }
 
 void Driver::commit()
 {
-    runPlain(dialect().verbs().commit);
+    endWriting(true);
     m_isInTransaction = false;
 }
 
@@ -25,15 +25,26 @@ void Driver::rollback() noexcept
 {
     m_isInTransaction = false;
     try {
-        runPlain(dialect().verbs().rollback);
+        endWriting(false);
     } catch (const DatabaseFault &) {
         // A transaction that cannot be rolled back is gone with its connection.
     }
 }
 
+void Driver::beginWriting()
+{
+    runPlain(dialect().verbs().begin);
+}
+
+void Driver::endWriting(bool isKept)
+{
+    runPlain(isKept ? dialect().verbs().commit : dialect().verbs().rollback);
+}
+
 void Driver::setSavepoint(const QString &name)
 {
-    runPlain(dialect().verbs().savepoint.arg(name));
+    if (const QString savepoint = dialect().verbs().savepoint; !savepoint.isEmpty())
+        runPlain(savepoint.arg(name));
 }
 
 void Driver::releaseSavepoint(const QString &name)
@@ -44,6 +55,8 @@ void Driver::releaseSavepoint(const QString &name)
 
 void Driver::rollbackToSavepoint(const QString &name)
 {
+    if (dialect().verbs().savepoint.isEmpty())
+        throw DatabaseFault(DatabaseFault::Kind::Refused, u"数据库没有保存点，只能撤销整个事务"_s);
     runPlain(dialect().verbs().rollbackTo.arg(name));
 }
 

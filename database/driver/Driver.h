@@ -104,6 +104,8 @@ public:
     [[nodiscard]] virtual int clusterSize() { return 1; }
 
 protected:
+    virtual void beginWriting();
+    virtual void endWriting(bool isKept);
     /// Runs a statement of ours without values. Throws DatabaseFault.
     virtual void runPlain(const QString &sql) = 0;
     /// What an error means, told by its code. what: the statement. words: the database's own.

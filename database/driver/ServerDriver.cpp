@@ -2,6 +2,7 @@
 
 #include "database/driver/BoundValue.h"
 
+#include <QScopeGuard>
 #include <QUuid>
 #include <utility>
 
@@ -44,6 +45,7 @@ public:
 private:
     void executeStorable(const QVariantList &values);
     void executeInTime(const QVariantList &bound, qint64 payload);
+    void requireUncut();
 
     ServerDriver &m_driver;
     QString m_sql;
@@ -56,12 +58,10 @@ ServerDriver::ServerDriver(std::unique_ptr<SqlDialect> dialect, const DatabaseLi
       m_limits(limits),
       m_names([this](const QString &table) { return columnsOf(table); },
               [this](const QString &name) { return m_dialect->quotedName(name); }),
-      m_texts(m_names,
-              [this](const QString &characterSet, const QString &text) {
-                  const QString question = m_dialect->replacedTextQuery(characterSet);
-                  return question.isEmpty() ? text : answer(question, {text}).toString();
-              }),
-      m_lenient(*this, [this](const QString &query) { return warnings(query); })
+      m_texts(m_names, [this](const QString &characterSet, const QString &text) {
+          const QString question = m_dialect->replacedTextQuery(characterSet);
+          return question.isEmpty() ? text : answer(question, {text}).toString();
+      })
 {
 }
 
@@ -77,7 +77,8 @@ void ServerDriver::open()
         m_maximumPayload = plainValue(query).toLongLong() - packetOverheadOctets;
     if (const QString query = m_dialect->encodingQuery(); !query.isEmpty())
         m_texts.setEncoding(plainValue(query).toString());
-    m_lenient.recognise(*m_dialect);
+    if (const QString query = m_dialect->leniencyQuery(); !query.isEmpty())
+        m_isLenient = plainValue(query).toInt() != 0;
     markSession();
 }
 
@@ -241,16 +242,6 @@ QVariant ServerDriver::plainValue(const QString &sql)
     return rows.isEmpty() ? QVariant() : rows[0][0];
 }
 
-QList<LenientSession::Warning> ServerDriver::warnings(const QString &query)
-{
-    const auto limit = watch(0);
-    QList<LenientSession::Warning> warnings;
-    const auto rows = plainRows(query);
-    for (const QVariantList &row : rows)
-        warnings += {row[0].toString(), row[1].toInt(), row[2].toString()};
-    return warnings;
-}
-
 /// Not by prepare(), which would look up the names of the catalogue's tables in turn.
 QList<NameResolver::Column> ServerDriver::columnsOf(const QString &lowerCaseTable)
 {
@@ -276,7 +267,8 @@ void ServerDriver::ServerStatement::execute(const QVariantList &values)
     if (m_driver.m_maximumPayload > 0 && payload > m_driver.m_maximumPayload)
         // The server would cut the connection.
         throw DatabaseFault(DatabaseFault::Kind::Refused,
-                            u"要写入的内容超过数据库服务器允许的 %1 字节"_s.arg(m_driver.m_maximumPayload));
+                            u"要写入的内容有 %1 字节，超过数据库服务器允许的 %2 字节"_s.arg(payload).arg(
+                                m_driver.m_maximumPayload));
     try {
         executeStorable(values);
     } catch (const DatabaseFault &fault) {
@@ -322,13 +314,39 @@ void ServerDriver::ServerStatement::executeStorable(const QVariantList &values)
 
 void ServerDriver::ServerStatement::executeInTime(const QVariantList &bound, qint64 payload)
 {
-    const auto execute = [&] {
+    const bool mayBeCut = m_driver.m_isLenient && (m_sql.startsWith("insert"_L1, Qt::CaseInsensitive) ||
+                                                   m_sql.startsWith("update"_L1, Qt::CaseInsensitive));
+    const bool isOnItsOwn = mayBeCut && !m_driver.isInTransaction();
+    if (isOnItsOwn)
+        m_driver.begin();
+    auto takeBack = qScopeGuard([&] {
+        if (isOnItsOwn)
+            m_driver.rollback();
+    });
+    {
         const auto limit = m_driver.watch(payload);
         m_line->execute(bound);
-    };
-    if (!m_driver.m_lenient.concerns(m_sql))
-        execute();
-    else if (m_driver.m_lenient.run(m_sql, m_driver.isInTransaction(), execute) ==
-             LenientSession::Stored::WithOtherCharacters)
-        m_driver.m_texts.noteReplaced(m_sql);
+    }
+    if (mayBeCut)
+        requireUncut();
+    takeBack.dismiss();
+    if (isOnItsOwn)
+        m_driver.commit();
+}
+
+/// A statement that had a value cut is refused, as other servers do by themselves, and taken back.
+void ServerDriver::ServerStatement::requireUncut()
+{
+    const auto limit = m_driver.watch(0);
+    const auto warnings = m_driver.plainRows(m_driver.m_dialect->warningsQuery());
+    for (const QVariantList &warning : warnings) {
+        // Blanks cut from an end are no more than a note.
+        if (warning[0].toString() != "Warning"_L1)
+            continue;
+        const SqlErrorCode code{{}, warning[1].toInt()};
+        if (m_driver.m_dialect->tellsCutValue(code.number))
+            throw m_driver.faultOf(m_sql, code, warning[2].toString());
+        if (m_driver.m_dialect->causeOf(code) == DatabaseFault::Cause::Characters)
+            m_driver.m_texts.noteReplaced(m_sql);
+    }
 }

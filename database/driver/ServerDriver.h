@@ -2,7 +2,6 @@
 
 #include "database/driver/DeadlineGuard.h"
 #include "database/driver/Driver.h"
-#include "database/driver/LenientSession.h"
 #include "database/driver/NameResolver.h"
 #include "database/driver/SqlDialect.h"
 #include "database/driver/StorableTexts.h"
@@ -87,7 +86,6 @@ private:
     void markSession();
     [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) const;
 
-    [[nodiscard]] QList<LenientSession::Warning> warnings(const QString &query);
     [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
 
     std::unique_ptr<SqlDialect> m_dialect;
@@ -99,7 +97,7 @@ private:
     NameResolver m_names;
     StorableTexts m_texts;
     std::unordered_map<QString, std::unique_ptr<Statement>> m_questions; // of our own, by text
-    LenientSession m_lenient;
+    bool m_isLenient = false;         // cuts a value that does not fit, with no more than a warning
     std::optional<int> m_clusterSize; // once asked for
     qint64 m_maximumPayload = 0;      // 0: no limit known
 };

@@ -20,7 +20,7 @@ struct TransactionVerbs {
     QString begin = QStringLiteral("BEGIN");
     QString commit = QStringLiteral("COMMIT");
     QString rollback = QStringLiteral("ROLLBACK");
-    QString savepoint = QStringLiteral("SAVEPOINT %1");
+    QString savepoint = QStringLiteral("SAVEPOINT %1");       ///< "" where there are none
     QString release = QStringLiteral("RELEASE SAVEPOINT %1"); ///< "" where savepoints need none
     QString rollbackTo = QStringLiteral("ROLLBACK TO SAVEPOINT %1");
 };
@@ -30,7 +30,7 @@ struct TransactionVerbs {
 class SqlDialect
 {
 public:
-    SqlDialect() = default;
+    explicit SqlDialect(TransactionVerbs verbs = {}) : m_verbs(std::move(verbs)) {}
     virtual ~SqlDialect() = default;
     SqlDialect(const SqlDialect &) = delete;
     SqlDialect &operator=(const SqlDialect &) = delete;
@@ -68,7 +68,7 @@ public:
     /// sooner, by the keepalives of the line, that its client has gone.
     [[nodiscard]] virtual QString silenceLimit() const { return {}; }
 
-    [[nodiscard]] virtual TransactionVerbs verbs() const { return {}; }
+    [[nodiscard]] virtual TransactionVerbs verbs() const { return m_verbs; }
 
     /// The insert as a statement that answers with the new identity as its one row; the insert itself when
     /// identityQuery() tells it afterwards, or nothing does.
@@ -169,4 +169,7 @@ protected:
         return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
     }
     [[nodiscard]] static QString returningInsert(const QString &insert, const QString &column);
+
+private:
+    const TransactionVerbs m_verbs;
 };

@@ -1,6 +1,6 @@
 #include "database/native/MariaDbStatement.h"
 
-#include <QDateTime>
+#include "database/driver/BoundValue.h"
 
 using namespace Qt::StringLiterals;
 
@@ -10,7 +10,6 @@ namespace
 /// What a parameter points to while the statement is executed.
 struct Parameter {
     qint64 number = 0;
-    double fraction = 0;
     QByteArray octets;
 };
 
@@ -28,11 +27,6 @@ MYSQL_BIND bound(const QVariant &value, Parameter &parameter)
         bind.buffer_type = MYSQL_TYPE_LONGLONG;
         bind.buffer = &parameter.number;
         break;
-    case QMetaType::Double:
-        parameter.fraction = value.toDouble();
-        bind.buffer_type = MYSQL_TYPE_DOUBLE;
-        bind.buffer = &parameter.fraction;
-        break;
     default:
         const bool isBinary = value.typeId() == QMetaType::QByteArray;
         parameter.octets = isBinary ? value.toByteArray() : value.toString().toUtf8();
@@ -43,8 +37,7 @@ MYSQL_BIND bound(const QVariant &value, Parameter &parameter)
     return bind;
 }
 
-/// A column's value, which the library gives as text, in the kind in which other drivers give it.
-QVariant valueOf(const MYSQL_FIELD &column, const QByteArray &octets)
+ColumnKind kindOf(const MYSQL_FIELD &column)
 {
     constexpr unsigned int binarySet = 63;
     switch (column.type) {
@@ -54,37 +47,35 @@ QVariant valueOf(const MYSQL_FIELD &column, const QByteArray &octets)
     case MYSQL_TYPE_INT24:
     case MYSQL_TYPE_LONGLONG:
     case MYSQL_TYPE_YEAR:
-        return octets.toLongLong();
+    case MYSQL_TYPE_DECIMAL:
+    case MYSQL_TYPE_NEWDECIMAL:
+        return ColumnKind::Number;
     case MYSQL_TYPE_FLOAT:
     case MYSQL_TYPE_DOUBLE:
-        return octets.toDouble();
-    case MYSQL_TYPE_DECIMAL:
-    case MYSQL_TYPE_NEWDECIMAL: {
-        bool isWhole = false;
-        const qlonglong whole = octets.toLongLong(&isWhole);
-        return isWhole ? QVariant(whole) : QVariant(QString::fromLatin1(octets));
-    }
+        return ColumnKind::Fraction;
     case MYSQL_TYPE_DATE:
-    case MYSQL_TYPE_NEWDATE: {
-        const QDate date = QDate::fromString(QString::fromLatin1(octets), Qt::ISODate);
-        return date.isValid() ? QVariant(date) : QVariant();
-    }
+    case MYSQL_TYPE_NEWDATE:
+        return ColumnKind::Date;
     case MYSQL_TYPE_DATETIME:
-    case MYSQL_TYPE_TIMESTAMP: {
-        const QDateTime time = QDateTime::fromString(QString::fromLatin1(octets), Qt::ISODateWithMs);
-        return time.isValid() ? QVariant(time) : QVariant();
+    case MYSQL_TYPE_TIMESTAMP:
+        return ColumnKind::DateTime;
+    default:
+        return column.charsetnr == binarySet && column.type != MYSQL_TYPE_TIME ? ColumnKind::Octets
+                                                                               : ColumnKind::Text;
     }
-    case MYSQL_TYPE_BIT: {
+}
+
+/// A column's value, which the library gives as text.
+QVariant valueOf(const MYSQL_FIELD &column, const QByteArray &octets)
+{
+    if (column.type == MYSQL_TYPE_BIT) {
         qint64 number = 0;
         for (const char octet : octets)
             number = number * 256 + static_cast<unsigned char>(octet);
         return number;
     }
-    default:
-        return column.charsetnr == binarySet && column.type != MYSQL_TYPE_TIME
-                   ? QVariant(octets)
-                   : QVariant(QString::fromUtf8(octets));
-    }
+    const ColumnKind kind = kindOf(column);
+    return kind == ColumnKind::Octets ? QVariant(octets) : columnValue(kind, QString::fromUtf8(octets));
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "database/driver/BoundValue.h"
 #include "database/driver/SqlToken.h"
 
-#include <QDateTime>
+#include <QHash>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -21,6 +21,28 @@ QByteArray numbered(const QString &sql)
         text += isParameter ? u'$' + QString::number(++count) : token.text;
     }
     return text.toUtf8();
+}
+
+constexpr Oid boolean = 16;
+
+/// Types have numbers that never change (pg_type.dat).
+ColumnKind kindOf(Oid type)
+{
+    static const QHash<Oid, ColumnKind> kinds{
+        {20, ColumnKind::Number},       // int8
+        {21, ColumnKind::Number},       // int2
+        {23, ColumnKind::Number},       // int4
+        {26, ColumnKind::Number},       // oid
+        {1700, ColumnKind::Number},     // numeric
+        {700, ColumnKind::Fraction},    // float4
+        {701, ColumnKind::Fraction},    // float8
+        {17, ColumnKind::Octets},       // bytea
+        {1042, ColumnKind::PaddedText}, // bpchar
+        {1082, ColumnKind::Date},       // date
+        {1114, ColumnKind::DateTime},   // timestamp
+        {1184, ColumnKind::DateTime},   // timestamptz
+    };
+    return kinds.value(type, ColumnKind::Text);
 }
 
 QByteArray octetsOf(const char *escaped)
@@ -47,42 +69,16 @@ PostgreSqlResult checked(const ServerDriver &driver, const QString &what, PGconn
 
 QVariant valueOf(const PGresult *result, int row, int column)
 {
-    // Numbers of types, which never change (pg_type.dat).
-    constexpr Oid boolean = 16, bytea = 17, int8 = 20, int2 = 21, int4 = 23, oid = 26, float4 = 700,
-                  float8 = 701, bpchar = 1042, date = 1082, timestamp = 1114, timestamptz = 1184,
-                  numeric = 1700;
     if (PQgetisnull(result, row, column) != 0)
         return {};
     const char *octets = PQgetvalue(result, row, column);
-    const QString text = QString::fromUtf8(octets, PQgetlength(result, row, column));
-    switch (PQftype(result, column)) {
-    case boolean:
-        return int(text == "t"_L1);
-    case int2:
-    case int4:
-    case int8:
-    case oid:
-        return text.toLongLong();
-    case float4:
-    case float8:
-        return text.toDouble();
-    case numeric: {
-        bool isWhole = false;
-        const qlonglong whole = text.toLongLong(&isWhole);
-        return isWhole ? QVariant(whole) : QVariant(text);
-    }
-    case bytea:
+    const ColumnKind kind = kindOf(PQftype(result, column));
+    if (kind == ColumnKind::Octets)
         return octetsOf(octets);
-    case bpchar:
-        return withoutPadding(text);
-    case date:
-        return QDate::fromString(text, Qt::ISODate);
-    case timestamp:
-    case timestamptz:
-        return QDateTime::fromString(text, Qt::ISODateWithMs).toLocalTime();
-    default:
-        return text;
-    }
+    const QString text = QString::fromUtf8(octets, PQgetlength(result, row, column));
+    if (PQftype(result, column) == boolean)
+        return int(text == "t"_L1);
+    return columnValue(kind, text);
 }
 
 PostgreSqlStatement::PostgreSqlStatement(const ServerDriver &driver, PGconn *connection, QString sql,

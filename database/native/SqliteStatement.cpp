@@ -41,9 +41,6 @@ void SqliteStatement::bind(int position, const QVariant &value)
     case QMetaType::LongLong:
         sqlite3_bind_int64(statement, position, value.toLongLong());
         break;
-    case QMetaType::Double:
-        sqlite3_bind_double(statement, position, value.toDouble());
-        break;
     case QMetaType::QByteArray:
         m_bound += value.toByteArray();
         sqlite3_bind_blob64(statement, position, m_bound.last().constData(),

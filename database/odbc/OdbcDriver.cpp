@@ -6,6 +6,7 @@
 
 #include <QTemporaryFile>
 #include <array>
+#include <typeinfo>
 
 using namespace Qt::StringLiterals;
 
@@ -121,6 +122,62 @@ void OdbcDriver::checkSession()
     }
     m_insertsReturn = !dialect().returningInsertProbe().isEmpty() &&
                       plainValue(dialect().returningInsertProbe()).toInt() == 1;
+    if (isKnownSystem())
+        return;
+    TransactionVerbs verbs;
+    begin();
+    if (!takes(u"SAVEPOINT sms_try"_s))
+        verbs.savepoint.clear();
+    if (!takes(u"RELEASE SAVEPOINT sms_try"_s))
+        verbs.release.clear();
+    rollback();
+    setDialect(std::make_unique<SqlDialect>(verbs));
+}
+
+bool OdbcDriver::isKnownSystem() const
+{
+    return typeid(dialect()) != typeid(SqlDialect);
+}
+
+void OdbcDriver::beginWriting()
+{
+    if (isKnownSystem())
+        ServerDriver::beginWriting();
+    else
+        require(SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_AUTOCOMMIT, attribute(SQL_AUTOCOMMIT_OFF),
+                                   SQL_IS_UINTEGER),
+                u"SQL_AUTOCOMMIT_OFF"_s);
+}
+
+void OdbcDriver::endWriting(bool isKept)
+{
+    if (isKnownSystem())
+        return ServerDriver::endWriting(isKept);
+    const auto limit = watch(0);
+    require(SQLEndTran(SQL_HANDLE_DBC, m_connection.get(), isKept ? SQL_COMMIT : SQL_ROLLBACK),
+            u"SQLEndTran"_s);
+    require(SQLSetConnectAttrW(m_connection.get(), SQL_ATTR_AUTOCOMMIT, attribute(SQL_AUTOCOMMIT_ON),
+                               SQL_IS_UINTEGER),
+            u"SQL_AUTOCOMMIT_ON"_s);
+}
+
+/// Inside a transaction that is taken back.
+bool OdbcDriver::takes(const QString &sql)
+{
+    try {
+        runPlain(sql);
+        return true;
+    } catch (const DatabaseFault &fault) {
+        if (fault.kind() == DatabaseFault::Kind::Lost)
+            throw;
+        return false;
+    }
+}
+
+void OdbcDriver::require(SQLRETURN result, const QString &what) const
+{
+    if (!SQL_SUCCEEDED(result))
+        throw faultOf(what, m_connection);
 }
 
 std::unique_ptr<ServerDriver> OdbcDriver::another() const

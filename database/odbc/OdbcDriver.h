@@ -29,6 +29,9 @@ protected:
     void connect() override;
     [[nodiscard]] QString serverVersion() override;
     void checkSession() override;
+    /// A system that we know nothing of is told in ODBC's words; BEGIN means something else to some.
+    void beginWriting() override;
+    void endWriting(bool isKept) override;
     [[nodiscard]] std::unique_ptr<ServerDriver> another() const override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql) override;
@@ -38,6 +41,9 @@ protected:
 private:
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
     [[nodiscard]] bool isDead() const;
+    [[nodiscard]] bool isKnownSystem() const;
+    [[nodiscard]] bool takes(const QString &sql);
+    void require(SQLRETURN result, const QString &what) const;
 
     OdbcTarget m_target;
     OdbcHandle m_environment;

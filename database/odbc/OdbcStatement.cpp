@@ -1,9 +1,7 @@
 #include "database/odbc/OdbcStatement.h"
 
-#include "database/driver/BoundValue.h"
 #include "database/odbc/OdbcDriver.h"
 
-#include <QDateTime>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -16,16 +14,38 @@ namespace
 /// Longest values that are bound as short ones: SQL Server's nvarchar and varbinary end here.
 constexpr qsizetype shortTextUnits = 4000;
 constexpr qsizetype shortOctets = 8000;
-/// First piece of a long value; the rest follows in pieces of their known size.
-constexpr size_t pieceOctets = 8192;
+/// A value comes in pieces of this size.
+constexpr size_t pieceOctets = 65536;
 
-QVariant dateTimeValue(const SQL_TIMESTAMP_STRUCT &stamp)
+ColumnKind kindOf(SQLSMALLINT type)
 {
-    constexpr int nanosecondsPerMillisecond = 1000000;
-    const QDate date(stamp.year, stamp.month, stamp.day);
-    const QTime time(stamp.hour, stamp.minute, stamp.second,
-                     static_cast<int>(stamp.fraction / nanosecondsPerMillisecond));
-    return date.isValid() && time.isValid() ? QVariant(QDateTime(date, time)) : QVariant();
+    switch (type) {
+    case SQL_BIT:
+    case SQL_TINYINT:
+    case SQL_SMALLINT:
+    case SQL_INTEGER:
+    case SQL_BIGINT:
+    case SQL_DECIMAL:
+    case SQL_NUMERIC:
+        return ColumnKind::Number;
+    case SQL_REAL:
+    case SQL_FLOAT:
+    case SQL_DOUBLE:
+        return ColumnKind::Fraction;
+    case SQL_TYPE_DATE:
+        return ColumnKind::Date;
+    case SQL_TYPE_TIMESTAMP:
+        return ColumnKind::DateTime;
+    case SQL_BINARY:
+    case SQL_VARBINARY:
+    case SQL_LONGVARBINARY:
+        return ColumnKind::Octets;
+    case SQL_CHAR:
+    case SQL_WCHAR:
+        return ColumnKind::PaddedText;
+    default:
+        return ColumnKind::Text;
+    }
 }
 
 } // namespace
@@ -81,11 +101,6 @@ void OdbcStatement::set(SQLUSMALLINT position, const QVariant &value, Parameter 
         parameter.length = sizeof parameter.number;
         bind(position, Kind::Number, parameter);
         break;
-    case QMetaType::Double:
-        parameter.fraction = value.toDouble();
-        parameter.length = sizeof parameter.fraction;
-        bind(position, Kind::Fraction, parameter);
-        break;
     case QMetaType::QByteArray:
         setOctets(position, value.toByteArray(), false, parameter);
         break;
@@ -133,9 +148,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
 {
     if (parameter.kind == kind)
         return;
-    void *data = kind == Kind::Number     ? static_cast<void *>(&parameter.number)
-                 : kind == Kind::Fraction ? static_cast<void *>(&parameter.fraction)
-                                          : parameter.octets.data();
+    void *data = kind == Kind::Number ? static_cast<void *>(&parameter.number) : parameter.octets.data();
     const Form form = formOf(kind, SQLULEN(parameter.octets.size()));
     check(SQLBindParameter(m_handle.get(), position, SQL_PARAM_INPUT, form.cType, form.sqlType,
                            form.columnSize, 0, data, parameter.octets.size(), &parameter.length));
@@ -148,8 +161,6 @@ OdbcStatement::Form OdbcStatement::formOf(Kind kind, SQLULEN octets) const
     switch (kind) {
     case Kind::Number:
         return {SQL_C_SBIGINT, SQL_BIGINT, 20};
-    case Kind::Fraction:
-        return {SQL_C_DOUBLE, SQL_DOUBLE, 15};
     case Kind::Text:
         return isUtf8 ? Form{SQL_C_CHAR, SQL_VARCHAR, shortOctets}
                       : Form{SQL_C_WCHAR, SQL_WVARCHAR, shortTextUnits};
@@ -193,7 +204,7 @@ void OdbcStatement::describeColumns(SQLSMALLINT count)
     if (m_columnNames.size() == count)
         return;
     m_columnNames.clear();
-    m_columnTypes.clear();
+    m_columnKinds.clear();
     for (SQLSMALLINT column = 1; column <= count; ++column) {
         std::array<SQLWCHAR, 256> name{};
         SQLSMALLINT type = 0;
@@ -201,7 +212,7 @@ void OdbcStatement::describeColumns(SQLSMALLINT count)
                               static_cast<SQLSMALLINT>(name.size()), nullptr, &type, nullptr, nullptr,
                               nullptr));
         m_columnNames += QString::fromUtf16(reinterpret_cast<const char16_t *>(name.data()));
-        m_columnTypes.push_back(type);
+        m_columnKinds.push_back(kindOf(type));
     }
 }
 
@@ -214,106 +225,46 @@ bool OdbcStatement::next()
         return false;
     check(result);
     // In order: some drivers give no column twice and none out of turn.
-    m_row.resize(m_columnTypes.size());
-    for (size_t column = 0; column < m_columnTypes.size(); ++column)
-        m_row[column] = fetched(static_cast<SQLUSMALLINT>(column + 1), m_columnTypes[column]);
+    m_row.resize(m_columnKinds.size());
+    for (size_t column = 0; column < m_columnKinds.size(); ++column)
+        m_row[column] = fetched(static_cast<SQLUSMALLINT>(column + 1), m_columnKinds[column]);
     return true;
 }
 
-QVariant OdbcStatement::fetched(SQLUSMALLINT column, SQLSMALLINT type)
-{
-    SQLLEN indicator = 0;
-    switch (type) {
-    case SQL_BIT:
-    case SQL_TINYINT:
-    case SQL_SMALLINT:
-    case SQL_INTEGER:
-    case SQL_BIGINT: {
-        SQLBIGINT number = 0;
-        check(SQLGetData(m_handle.get(), column, SQL_C_SBIGINT, &number, sizeof number, &indicator));
-        return indicator == SQL_NULL_DATA ? QVariant() : QVariant(qlonglong(number));
-    }
-    case SQL_REAL:
-    case SQL_FLOAT:
-    case SQL_DOUBLE: {
-        double number = 0;
-        check(SQLGetData(m_handle.get(), column, SQL_C_DOUBLE, &number, sizeof number, &indicator));
-        return indicator == SQL_NULL_DATA ? QVariant() : QVariant(number);
-    }
-    case SQL_TYPE_DATE:
-    case SQL_TYPE_TIMESTAMP: {
-        SQL_TIMESTAMP_STRUCT stamp{};
-        check(SQLGetData(m_handle.get(), column, SQL_C_TYPE_TIMESTAMP, &stamp, sizeof stamp, &indicator));
-        return indicator == SQL_NULL_DATA ? QVariant() : dateTimeValue(stamp);
-    }
-    case SQL_BINARY:
-    case SQL_VARBINARY:
-    case SQL_LONGVARBINARY:
-        return fetchedBytes(column);
-    case SQL_DECIMAL:
-    case SQL_NUMERIC: {
-        const QVariant text = fetchedText(column);
-        bool isWhole = false;
-        const qlonglong whole = text.toString().toLongLong(&isWhole);
-        return isWhole ? QVariant(whole) : text;
-    }
-    case SQL_CHAR:
-    case SQL_WCHAR: {
-        const QVariant text = fetchedText(column);
-        return text.isNull() ? text : withoutPadding(text.toString());
-    }
-    default:
-        return fetchedText(column);
-    }
-}
-
-QVariant OdbcStatement::fetchedText(SQLUSMALLINT column)
+QVariant OdbcStatement::fetched(SQLUSMALLINT column, ColumnKind kind)
 {
     const bool isUtf8 = m_dialect.odbcSpeaksUtf8();
     // Each piece of a text ends with a NUL that is not part of it.
-    const auto octets = isUtf8 ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
-                               : fetchedOctets(column, SQL_C_WCHAR, sizeof(SQLWCHAR));
+    const auto octets = kind == ColumnKind::Octets ? fetchedOctets(column, SQL_C_BINARY, 0)
+                        : isUtf8                   ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
+                                                   : fetchedOctets(column, SQL_C_WCHAR, sizeof(SQLWCHAR));
     if (!octets)
         return {};
-    if (isUtf8)
-        return QString::fromUtf8(*octets);
-    return QString(reinterpret_cast<const QChar *>(octets->constData()),
-                   octets->size() / qsizetype(sizeof(QChar)));
-}
-
-QVariant OdbcStatement::fetchedBytes(SQLUSMALLINT column)
-{
-    const auto octets = fetchedOctets(column, SQL_C_BINARY, 0);
-    return octets ? QVariant(*octets) : QVariant();
+    if (kind == ColumnKind::Octets)
+        return *octets;
+    return columnValue(kind, isUtf8 ? QString::fromUtf8(*octets)
+                                    : QString(reinterpret_cast<const QChar *>(octets->constData()),
+                                              octets->size() / qsizetype(sizeof(QChar))));
 }
 
 std::optional<QByteArray> OdbcStatement::fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
                                                        size_t endOctets)
 {
     QByteArray octets("");
-    std::array<char, pieceOctets> first; // not cleared: one for every value read
-    char *piece = first.data();
-    size_t space = first.size() - endOctets;
+    std::array<char, pieceOctets> piece; // not cleared: one for every value read
+    const size_t space = piece.size() - endOctets;
     for (;;) {
         SQLLEN left = 0; // octets of the value from here on, where the driver knows
-        const SQLRETURN result =
-            SQLGetData(m_handle.get(), column, cType, piece, SQLLEN(space + endOctets), &left);
-        if (result != SQL_NO_DATA)
-            check(result);
+        const SQLRETURN result = SQLGetData(m_handle.get(), column, cType, piece.data(), piece.size(), &left);
+        if (result == SQL_NO_DATA)
+            return octets;
+        check(result);
         if (left == SQL_NULL_DATA)
             return std::nullopt;
-        const bool isKnown = left != SQL_NO_TOTAL;
-        const size_t taken = result == SQL_NO_DATA ? 0 : isKnown ? qMin(size_t(left), space) : space;
-        if (piece == first.data())
-            octets.append(piece, qsizetype(taken));
-        else
-            octets.resize(octets.size() - qsizetype(space + endOctets) + qsizetype(taken));
-        if (result == SQL_NO_DATA || (isKnown && size_t(left) <= space))
+        const bool isLast = left != SQL_NO_TOTAL && size_t(left) <= space;
+        octets.append(piece.data(), qsizetype(isLast ? size_t(left) : space));
+        if (isLast)
             return octets;
-        space = isKnown ? size_t(left) - taken : pieceOctets;
-        const qsizetype start = octets.size();
-        octets.resize(start + qsizetype(space + endOctets));
-        piece = octets.data() + start;
     }
 }
 

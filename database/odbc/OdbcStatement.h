@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/driver/BoundValue.h"
 #include "database/driver/Driver.h"
 #include "database/odbc/OdbcHandle.h"
 
@@ -28,13 +29,12 @@ public:
     void finish() noexcept override;
 
 private:
-    enum class Kind { None, Number, Fraction, Text, LongText, Bytes, LongBytes };
+    enum class Kind { None, Number, Text, LongText, Bytes, LongBytes };
     /// Bound by its address, once for each kind of value that it takes: some drivers prepare the statement anew
     /// after each binding, and some servers keep a plan for each size.
     struct Parameter {
         Kind kind = Kind::None;
         SQLBIGINT number = 0;
-        double fraction = 0;
         QByteArray octets; // as long as the longest value of its kind
         SQLLEN length = 0;
     };
@@ -52,9 +52,7 @@ private:
     [[nodiscard]] Form formOf(Kind kind, SQLULEN octets) const;
     void findResult();
     void describeColumns(SQLSMALLINT count);
-    [[nodiscard]] QVariant fetched(SQLUSMALLINT column, SQLSMALLINT type);
-    [[nodiscard]] QVariant fetchedText(SQLUSMALLINT column);
-    [[nodiscard]] QVariant fetchedBytes(SQLUSMALLINT column);
+    [[nodiscard]] QVariant fetched(SQLUSMALLINT column, ColumnKind kind);
     /// The whole value, whatever its length, in pieces that end with
     /// endOctets of no value; nothing for a null.
     [[nodiscard]] std::optional<QByteArray> fetchedOctets(SQLUSMALLINT column, SQLSMALLINT cType,
@@ -68,7 +66,7 @@ private:
     OdbcHandle m_handle;
     std::vector<Parameter> m_parameters; // as many as the statement has, never moved
     QStringList m_columnNames;
-    std::vector<SQLSMALLINT> m_columnTypes;
+    std::vector<ColumnKind> m_columnKinds;
     std::vector<QVariant> m_row;
     qint64 m_affectedRows = 0;
     bool m_isOpen = false; // carried out, and not finished

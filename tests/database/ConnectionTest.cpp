@@ -141,8 +141,6 @@ private slots:
     {
         QTest::addColumn<QString>("keys");
         QTest::newRow("native") << u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s;
-        QTest::newRow("encrypted")
-            << u"Provider=MySQL;Data Source=127.0.0.1,%1;Database=oa;SslMode=require;"_s;
         QTest::newRow("ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s;
     }
     void passwordIsNeverSentInClear()

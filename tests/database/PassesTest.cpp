@@ -170,6 +170,7 @@ private slots:
             too narrow      | PostgreSQL | SMS_ResultDetail 不能插入 | alter table SMS_ResultDetail alter column MsgContent type varchar(1)
             no insert       | PostgreSQL | SMS_ResultDetail 不能插入 | revoke insert on SMS_ResultDetail from clerk
             no delete       | PostgreSQL through ODBC | SMS_Queues 不能删除 | revoke delete on SMS_Queues from clerk
+            held            | PostgreSQL | SMS_IsOrder 目前未能试 | begin; lock table SMS_IsOrder in access exclusive mode
             no update       | PostgreSQL | SMS_IsOrder 不能修改 | revoke update on SMS_IsOrder from clerk
             )"_s);
     }
