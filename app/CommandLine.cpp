@@ -117,7 +117,20 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
         return WrongUsage{parser.errorText()};
     QStringList words = parser.positionalArguments();
     CommandLine line;
+    line.help = parser.isSet(u"help"_s);
+    line.version = parser.isSet(u"version"_s);
+    line.start = parser.isSet(u"start"_s);
+    line.hidden = parser.isSet(u"hidden"_s);
+    line.headless = parser.isSet(u"headless"_s);
+    line.trace = parser.isSet(u"trace"_s);
+    line.check = parser.isSet(u"check"_s);
+    line.status = parser.isSet(u"status"_s);
+    line.demo = parser.isSet(u"demo"_s);
+    line.showSettings = parser.isSet(u"show-settings"_s);
+    line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.findModem = parser.isSet(u"find-modem"_s);
+    line.collectMail = parser.isSet(collectMailOption);
+    line.tryModem = parser.isSet(tryModemOption);
     line.testNumber = parser.value(u"send-test"_s);
     static const QRegularExpression comPort(u"^COM[1-9][0-9]{0,2}$"_s);
     if (line.findModem && comPort.match(words.value(0)).hasMatch())
@@ -129,20 +142,7 @@ std::variant<CommandLine, WrongUsage> readCommandLine(int argc, char **argv)
     }
     if (!words.isEmpty())
         return WrongUsage{u"不认识“%1”"_s.arg(words.constFirst())};
-    line.help = parser.isSet(u"help"_s);
-    line.version = parser.isSet(u"version"_s);
-    line.start = parser.isSet(u"start"_s);
-    line.hidden = parser.isSet(u"hidden"_s);
-    line.headless = parser.isSet(u"headless"_s);
-    line.trace = parser.isSet(u"trace"_s);
-    line.collectMail = parser.isSet(collectMailOption);
-    line.check = parser.isSet(u"check"_s);
-    line.tryModem = parser.isSet(tryModemOption);
-    line.status = parser.isSet(u"status"_s);
-    line.demo = parser.isSet(u"demo"_s);
     line.explain = std::get<std::optional<Question>>(question);
-    line.showSettings = parser.isSet(u"show-settings"_s);
-    line.skipOldMail = parser.isSet(u"skip-old-mail"_s);
     line.settingsFile = settingsFile(parser.value(u"settings"_s));
     line.logFile = absolute(parser.value(u"log-file"_s));
     line.metricsFile = absolute(parser.value(u"metrics"_s));

@@ -23,14 +23,9 @@ void listen(QtMsgType type, const QMessageLogContext &context, const QString &me
 
 } // namespace
 
-DisplayWatch::DisplayWatch(std::function<void()> gone)
+void whenDisplayIsGone(std::function<void()> gone)
 {
     displayGone = std::move(gone);
-    before = qInstallMessageHandler(listen);
-}
-
-DisplayWatch::~DisplayWatch()
-{
-    qInstallMessageHandler(before);
-    displayGone = nullptr;
+    if (before == nullptr)
+        before = qInstallMessageHandler(listen);
 }

@@ -17,14 +17,14 @@ namespace
 {
 
 /// As many lines of one kind as a person would read.
-constexpr int mostLines = 100;
+constexpr qsizetype mostLines = 100;
 
-/// Adds a line of which there may be many.
-void addSome(QStringList &lines, int number, const QString &line)
+/// Adds lines of which there may be many.
+void addSome(QStringList &lines, const QStringList &some)
 {
-    if (number < mostLines)
+    for (const QString &line : some.first(qMin(some.size(), mostLines)))
         lines += u"  "_s + line;
-    else if (number == mostLines)
+    if (some.size() > mostLines)
         lines += u"  ……"_s;
 }
 
@@ -74,6 +74,18 @@ QString timeText(const QDateTime &time)
     return time.toString(u"yyyy-MM-dd HH:mm:ss"_s);
 }
 
+/// Recipients of a message but for those that are known, with a word on each, from its number.
+QStringList recipientLines(Connection &connection, const Recordset &message, const QSet<QString> &known,
+                           QString (*word)(const QString &mobile))
+{
+    QStringList lines;
+    for (const QString &recipient : recipientItems(message.text("ToUserList"_L1))) {
+        if (!recipient.isEmpty() && !known.contains(recipient) && lines.size() <= mostLines)
+            lines += recipient + word(getUserMB(connection, recipient));
+    }
+    return lines;
+}
+
 QStringList explainWaiting(const Sources &sources, qint64 id)
 {
     Recordset row(sources.connection);
@@ -92,15 +104,9 @@ QStringList explainWaiting(const Sources &sources, qint64 id)
     if (row.value("ToUserList"_L1).isNull())
         return lines << u"收件人列表为空值，不会发送，要由办公系统改正"_s;
     lines += u"收件人："_s;
-    int number = 0;
-    const QStringList recipients = recipientItems(row.text("ToUserList"_L1));
-    for (const QString &recipient : recipients) {
-        if (recipient.isEmpty() || number > mostLines)
-            continue;
-        const QString mobile = getUserMB(sources.connection, recipient);
-        addSome(lines, number++,
-                recipient + (mobile.isEmpty() ? u"：查不到手机号码，将跳过"_s : u"："_s + mobile));
-    }
+    addSome(lines, recipientLines(sources.connection, row, {}, [](const QString &mobile) {
+                return mobile.isEmpty() ? u"：查不到手机号码，将跳过"_s : u"："_s + mobile;
+            }));
     return lines;
 }
 
@@ -148,22 +154,6 @@ QStringList explainQueue(const Sources &sources, qint64 id)
     return lines;
 }
 
-/// Those of the list that neither wait nor have a result: their number was not found.
-void tellSkipped(Connection &connection, const Recordset &message, const QSet<QString> &known,
-                 QStringList &lines)
-{
-    int number = 0;
-    const QStringList recipients = recipientItems(message.text("ToUserList"_L1));
-    for (const QString &recipient : recipients) {
-        if (recipient.isEmpty() || known.contains(recipient) || number > mostLines)
-            continue;
-        const bool isThere = !getUserMB(connection, recipient).isEmpty();
-        addSome(lines, number++,
-                recipient + (isThere ? u"：没有记录，可能已被删除，或当时查不到手机号码"_s
-                                     : u"：查不到手机号码，已跳过"_s));
-    }
-}
-
 QStringList explainSent(const Sources &sources, const Question &question)
 {
     Connection &connection = sources.connection;
@@ -181,30 +171,33 @@ QStringList explainSent(const Sources &sources, const Question &question)
         values += question.number;
     }
     QSet<QString> known;
-    int number = 0;
+    QStringList queued;
     Recordset rows(connection);
     rows.open(u"select OAID, ToUser, ToMB, MsgStatus from SMS_Queues"_s + condition + u" order by OAID"_s,
               values);
     for (; !rows.atEnd(); rows.moveNext()) {
         known += rows.text("ToUser"_L1);
-        addSome(lines, number++,
-                u"队列 OAID %1，%2（%3）：%4"_s.arg(rows.text("OAID"_L1), rows.text("ToMB"_L1),
-                                                    rows.text("ToUser"_L1), statusText(sources, rows)));
+        queued += u"队列 OAID %1，%2（%3）：%4"_s.arg(rows.text("OAID"_L1), rows.text("ToMB"_L1),
+                                                      rows.text("ToUser"_L1), statusText(sources, rows));
     }
-    number = 0;
+    QStringList archived;
     rows.open(u"select ToUser, ToMB, SendOutDT, IsSuccess from SMS_ResultDetail"_s + condition +
                   u" order by OAID desc"_s,
               values);
     for (; !rows.atEnd(); rows.moveNext()) {
         known += rows.text("ToUser"_L1);
-        addSome(lines, number++,
-                u"已归档，%1（%2），%3：%4"_s.arg(rows.text("ToMB"_L1), rows.text("ToUser"_L1),
-                                                  rows.text("SendOutDT"_L1), resultText(sources, rows)));
+        archived += u"已归档，%1（%2），%3：%4"_s.arg(rows.text("ToMB"_L1), rows.text("ToUser"_L1),
+                                                      rows.text("SendOutDT"_L1), resultText(sources, rows));
     }
+    addSome(lines, queued);
+    addSome(lines, archived);
     if (known.isEmpty())
         lines += u"队列和归档中都没有它的记录"_s;
     if (!isSingle && question.number.isEmpty())
-        tellSkipped(connection, message, known, lines);
+        addSome(lines, recipientLines(connection, message, known, [](const QString &mobile) {
+                    return mobile.isEmpty() ? u"：查不到手机号码，已跳过"_s
+                                            : u"：没有记录，可能已被删除，或当时查不到手机号码"_s;
+                }));
     return lines;
 }
 

@@ -18,30 +18,18 @@ constexpr std::chrono::milliseconds slice{200};
 
 QString remedy(Pop3ConnectOutcome outcome)
 {
-    switch (outcome) {
-    case Pop3ConnectOutcome::InvalidAccount:
-        return u"请检查邮箱设置（SA_email）中的服务器、端口、登录名和密码"_s;
-    case Pop3ConnectOutcome::HostUnreachable:
-        return u"请检查服务器名称、端口、网络和防火墙"_s;
-    case Pop3ConnectOutcome::TlsRefused:
-        return u"请检查服务器名称与证书是否一致、证书是否受信任；设置 MailTls=verify 时服务器必须支持加密"_s;
-    case Pop3ConnectOutcome::LoginRefused:
-        return u"请检查登录名和密码，并在邮箱网站上开通 POP3（有的服务商要求使用授权码）"_s;
-    case Pop3ConnectOutcome::CodeWanted:
-        return u"请在邮箱网站上开通 POP3 并取得授权码，用授权码代替密码"_s;
-    case Pop3ConnectOutcome::MailboxInUse:
-        return u"另一个邮件程序正在使用这个邮箱；请稍后再试，或不要让两个程序同时收取"_s;
-    case Pop3ConnectOutcome::TooOften:
-        return u"服务商限制登录次数；请稍后再试，并减少同时收取这个邮箱的程序"_s;
-    case Pop3ConnectOutcome::ServerUnwell:
-    case Pop3ConnectOutcome::LineLost:
-    case Pop3ConnectOutcome::TimedOut:
-        return u"请稍后再试；一直如此请与邮箱服务商联系"_s;
-    case Pop3ConnectOutcome::Connected:
-    case Pop3ConnectOutcome::Stopped:
-        break;
-    }
-    return {};
+    using enum Pop3ConnectOutcome;
+    static const QHash<Pop3ConnectOutcome, QString> remedies{
+        {InvalidAccount, u"请检查邮箱设置（SA_email）中的服务器、端口、登录名和密码"_s},
+        {HostUnreachable, u"请检查服务器名称、端口、网络和防火墙"_s},
+        {TlsRefused,
+         u"请检查服务器名称与证书是否一致、证书是否受信任；设置 MailTls=verify 时服务器必须支持加密"_s},
+        {LoginRefused, u"请检查登录名和密码，并在邮箱网站上开通 POP3（有的服务商要求使用授权码）"_s},
+        {CodeWanted, u"请在邮箱网站上开通 POP3 并取得授权码，用授权码代替密码"_s},
+        {MailboxInUse, u"另一个邮件程序正在使用这个邮箱；请稍后再试，或不要让两个程序同时收取"_s},
+        {TooOften, u"服务商限制登录次数；请稍后再试，并减少同时收取这个邮箱的程序"_s},
+    };
+    return remedies.value(outcome, u"请稍后再试；一直如此请与邮箱服务商联系"_s);
 }
 
 using UsersAccount = std::pair<QString, MailAccount>;
@@ -80,14 +68,6 @@ void checkAccount(const QString &userName, const MailAccount &account, const Pop
     static_cast<void>(client.Disconnect());
 }
 
-/// One account after the other.
-void checkHost(const QList<UsersAccount> &accounts, const Pop3Options &options, CheckReport &report)
-{
-    std::optional<Pop3ConnectResult> silence;
-    for (const auto &[userName, account] : accounts)
-        checkAccount(userName, account, options, silence, report);
-}
-
 } // namespace
 
 void checkMailAccounts(const ServerParts &parts, CheckReport &report)
@@ -112,7 +92,9 @@ void checkMailAccounts(const ServerParts &parts, CheckReport &report)
                 static_cast<void>(options.waiter->goOn(slice));
             ++underWay;
             options.waiter->begin([&] {
-                checkHost(host.second, options, report);
+                std::optional<Pop3ConnectResult> silence;
+                for (const auto &[userName, account] : host.second) // one after the other
+                    checkAccount(userName, account, options, silence, report);
                 --underWay;
             });
         }

@@ -2,7 +2,6 @@
 
 #include "alerts/NewMail.h"
 #include "database/NamedLock.h"
-#include "database/Recordset.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"
 #include "foundation/OfficeTables.h"
@@ -12,7 +11,6 @@
 #include "service/ConsoleSignals.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QStorageInfo>
 
@@ -36,40 +34,15 @@ QString askForSettings()
     return u"在主窗口点击“配置”填写，或用 --set 写入"_s;
 }
 
-void checkServiceCentre(const QString &number, CheckReport &report)
-{
-    static const QRegularExpression international(u"^\\+[0-9]{1,20}$"_s);
-    static const QRegularExpression national(u"^[0-9]{1,20}$"_s);
-    if (number.isEmpty())
-        report.wrong(u"没有配置短信中心号码"_s, askForSettings());
-    else if (international.match(number).hasMatch())
-        report.well(u"短信中心号码 "_s + number);
-    else if (national.match(number).hasMatch())
-        report.wrong(u"短信中心号码 %1 没有国际前缀“+”，网络可能拒收短信"_s.arg(number),
-                     u"写成国际格式，例如 +86 加号码"_s);
-    else
-        report.wrong(u"短信中心号码“%1”含有数字以外的字符"_s.arg(number),
-                     u"只写“+”和最多 20 位数字，号码可向运营商查询"_s);
-}
-
-/// Columns are compared as the databases do: letter case does not count.
-QStringList missingColumns(const OfficeTable &table, const QStringList &present)
-{
-    QStringList missing;
-    for (const QString &column : table.columns) {
-        if (!present.contains(column, Qt::CaseInsensitive))
-            missing += column;
-    }
-    return missing;
-}
-
 bool checkTable(Connection &connection, const OfficeTable &table, CheckReport &report)
 {
     try {
         // The name is one of our own list.
         const QStringList present =
             connection.query(u"select * from %1 where 1=0"_s.arg(table.name), {}).columns;
-        const QStringList missing = missingColumns(table, present);
+        QStringList missing = table.columns;
+        missing.removeIf(
+            [&](const QString &column) { return present.contains(column, Qt::CaseInsensitive); });
         if (missing.isEmpty())
             return true;
         report.wrong(u"数据表 %1 缺少列：%2"_s.arg(table.name, missing.join(u"、"_s)),
@@ -81,49 +54,21 @@ bool checkTable(Connection &connection, const OfficeTable &table, CheckReport &r
     return false;
 }
 
-QString orUnknown(const QString &digits)
-{
-    return digits.isEmpty() ? u"未知"_s : digits;
-}
-
 QString modemRemedy(ModemResult result)
 {
-    switch (result) {
-    case ModemResult::NoSuchPort:
-        return u"请检查短信猫连线；需要时用 --set COMn=设备路径 指定设备，例如 --set COM3=/dev/ttyUSB0"_s;
-    case ModemResult::PortBusy:
-        return u"请关闭占用该设备的程序；短信服务器正在运行时，设备由它占用，此项属正常"_s;
-    case ModemResult::PortDenied:
-        return u"请把运行本程序的用户加入设备所属的组（通常是 dialout）并重新登录"_s;
-    case ModemResult::PortFailed:
-    case ModemResult::ModemSilent:
-        return u"请检查短信猫的电源、连线和端口号"_s;
-    case ModemResult::SimMissing:
-        return u"请断电后插入 SIM 卡"_s;
-    case ModemResult::SimLocked:
-        return u"请先用手机取消 SIM 卡的 PIN 码，本程序不会尝试输入"_s;
-    case ModemResult::SimFailure:
-        return u"请更换 SIM 卡或检查卡座"_s;
-    case ModemResult::PduModeRefused:
-        return u"该设备不支持 PDU 模式短信，请更换短信猫"_s;
-    case ModemResult::ServiceCentreInvalid:
-    case ModemResult::ServiceCentreRefused:
-        return u"请检查短信中心号码"_s;
-    case ModemResult::Ok:
-    case ModemResult::NumberInvalid:
-    case ModemResult::TextTooLong:
-    case ModemResult::Refused:
-    case ModemResult::NotConfirmed:
-    case ModemResult::FateUnknown:
-    case ModemResult::PartlySent:
-    case ModemResult::NoMessage:
-    case ModemResult::MessageUnreadable:
-        break;
-    }
-    return u"请检查短信猫"_s;
+    using enum ModemResult;
+    static const QHash<ModemResult, QString> remedies{
+        {NoSuchPort,
+         u"请检查短信猫连线；需要时用 --set COMn=设备路径 指定设备，例如 --set COM3=/dev/ttyUSB0"_s},
+        {PortBusy, u"请关闭占用该设备的程序；短信服务器正在运行时，设备由它占用，此项属正常"_s},
+        {PortDenied, u"请把运行本程序的用户加入设备所属的组（通常是 dialout）并重新登录"_s},
+        {SimMissing, u"请断电后插入 SIM 卡"_s},
+        {SimLocked, u"请先用手机取消 SIM 卡的 PIN 码，本程序不会尝试输入"_s},
+        {SimFailure, u"请更换 SIM 卡或检查卡座"_s},
+        {PduModeRefused, u"该设备不支持 PDU 模式短信，请更换短信猫"_s},
+    };
+    return remedies.value(result, u"请检查短信猫的电源、连线和端口号"_s);
 }
-
-} // namespace
 
 void checkFiles(const ServerParts &parts, CheckReport &report)
 {
@@ -144,7 +89,14 @@ void checkFiles(const ServerParts &parts, CheckReport &report)
 void checkSettings(const ServerParts &parts, CheckReport &report)
 {
     const ServiceSettings settings = readServiceSettings(parts.registry);
-    checkServiceCentre(settings.serviceCentre, report);
+    const SettingValue centre = Settings::read(parts.registry, u"CenterCode"_s);
+    if (centre.plain.isEmpty() && centre.problem.isEmpty())
+        report.wrong(u"没有配置短信中心号码"_s, askForSettings());
+    else if (centre.problem.isEmpty() && centre.plain.startsWith(u'+'))
+        report.well(u"短信中心号码 "_s + centre.plain);
+    else if (centre.problem.isEmpty())
+        report.wrong(u"短信中心号码 %1 没有国际前缀“+”，网络可能拒收短信"_s.arg(centre.plain),
+                     u"写成国际格式，例如 +86 加号码"_s);
     if (settings.serverPort.isEmpty())
         report.wrong(u"没有指定 GSM Modem COM 端口"_s, askForSettings());
     for (const QString &name : Settings::shortNames()) {
@@ -153,8 +105,7 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
             parts.folders.contains(u"/var/lib/sms-server"_s))
             report.wrong(u"系统服务的沙箱看不到短信猫设备 %1=%2"_s.arg(name, plain),
                          u"使用 /dev 中的设备，例如 /dev/serial/by-id 中的名字"_s);
-        // The centre number and the connection string are told in words of their own.
-        if (!problem.isEmpty() && name != u"CenterCode" && name != u"ConnectString")
+        if (!problem.isEmpty() && name != u"ConnectString") // which is told in words of its own
             report.wrong(u"参数 %1=%2 不起作用：%3"_s.arg(
                              name, parts.registry.read(Settings::pathOf(name)).trimmed(), problem),
                          u"用 --set 写入"_s);
@@ -163,22 +114,16 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
     }
 }
 
-namespace
-{
-
 /// Codes are obeyed for senders that the table names letter for letter; networks deliver +86138...
 void checkNumberForm(const ServerParts &parts, CheckReport &report)
 {
     if (!readServiceSettings(parts.registry).senderCountryCode.isEmpty())
         return;
     Connection &connection = parts.session.Conn();
-    const auto count = [&connection](const QString &sql) {
-        Recordset rows(connection);
-        rows.open(sql);
-        return rows.recordCount();
+    const auto isAny = [&connection](const QString &of) {
+        return connection.firstValue(u"select count(*) from "_s + of, {}).value_or(0).toInt() > 0;
     };
-    if (count(u"select OrderName from SMS_Order"_s) > 0 &&
-        count(u"select Mobile from VO_UserInfor where Mobile like '1%' and AccountState='1'"_s) > 0)
+    if (isAny(u"SMS_Order"_s) && isAny(u"VO_UserInfor where Mobile like '1%' and AccountState='1'"_s))
         report.wrong(
             u"用户表中的手机号码写作 138... 的形式，而网络送来的号码带国家代码，短信订阅指令将不被识别"_s,
             u"用 --set SenderCountryCode=86 写入国家代码"_s);
@@ -203,8 +148,9 @@ void checkOldMail(const ServerParts &parts, CheckReport &report)
                      u"不要提醒时，在启动之前运行 sms-server --skip-old-mail"_s);
 }
 
-void tryDatabase(Connection &connection, CheckReport &report)
+void tryDatabase(const ServerParts &parts, CheckReport &report)
 {
+    Connection &connection = parts.session.Conn();
     try {
         QList<DatabaseProblem> problems = triedWithoutRows(connection);
         // What is refused without a row needs none to be tried again.
@@ -214,8 +160,10 @@ void tryDatabase(Connection &connection, CheckReport &report)
             report.wrong(problem.what, problem.remedy);
         if (problems.isEmpty())
             report.well(u"数据表可以读写（试写的内容已撤销）"_s);
+        checkNumberForm(parts, report);
+        checkOldMail(parts, report);
     } catch (const DatabaseFault &fault) {
-        report.wrong(u"试写数据表时出错："_s + fault.message(), u"请检查数据库服务，再试一次"_s);
+        report.wrong(u"试数据表时出错："_s + fault.message(), u"请检查数据库服务，再试一次"_s);
     }
 }
 
@@ -234,8 +182,6 @@ void checkPlace(const ServerParts &parts, CheckReport &report)
         // Told before.
     }
 }
-
-} // namespace
 
 void checkDatabase(const ServerParts &parts, CheckReport &report)
 {
@@ -262,9 +208,7 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
     if (!allPresent)
         return;
     report.well(u"数据表和列齐全"_s);
-    tryDatabase(parts.session.Conn(), report);
-    checkNumberForm(parts, report);
-    checkOldMail(parts, report);
+    tryDatabase(parts, report);
 }
 
 void checkModem(const ServerParts &parts, CheckReport &report)
@@ -293,12 +237,11 @@ void checkModem(const ServerParts &parts, CheckReport &report)
     }
     const ModemControl::Description found = parts.modem.describe();
     const ModemStatus status = parts.modem.askStatus();
-    report.well(u"COM%1 短信猫应答正常（%2 波特，%3）"_s.arg(port)
-                    .arg(found.baud)
-                    .arg(status.model.isEmpty() ? u"型号未知"_s : status.model));
+    const auto known = [](const QString &text) { return text.isEmpty() ? u"未知"_s : text; };
     report.well(
-        u"IMEI 尾号 %1，SIM 卡尾号 %2，信号 %3 格"_s.arg(orUnknown(status.imeiEnd), orUnknown(status.simEnd))
-            .arg(status.signalBars()));
+        u"COM%1 短信猫应答正常（%2 波特，型号 %3）"_s.arg(port).arg(found.baud).arg(known(status.model)));
+    report.well(u"IMEI 尾号 %1，SIM 卡尾号 %2，信号 %3 格"_s.arg(known(status.imeiEnd), known(status.simEnd))
+                    .arg(status.signalBars()));
     for (const QString &workaround : found.workarounds)
         report.well(u"短信猫特点："_s + workaround);
     for (const QString &trouble : status.troubles)
@@ -312,6 +255,8 @@ void checkBusyModem(const ServerParts &parts, CheckReport &report)
     report.well(u"短信服务正在运行，COM%1 短信猫由它使用，这次不再试"_s.arg(
         Settings::read(parts.registry, u"ServerPort"_s).plain));
 }
+
+} // namespace
 
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)
 {

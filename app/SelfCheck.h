@@ -27,19 +27,11 @@ private:
     bool m_isWell = true;
 };
 
-/// Each tries one thing the service needs and changes nothing. They throw Fault only when the registry cannot
-/// be read.
-/// The server's own files: whether the settings are whole, and whether the others can be written.
-void checkFiles(const ServerParts &parts, CheckReport &report);
-void checkSettings(const ServerParts &parts, CheckReport &report);
-void checkDatabase(const ServerParts &parts, CheckReport &report);
-void checkModem(const ServerParts &parts, CheckReport &report);
-/// The same while the service holds the modem, which is then left alone.
-void checkBusyModem(const ServerParts &parts, CheckReport &report);
 /// Logs in to every mailbox that would be collected. Tells nothing when there is no database or no mailbox.
 void checkMailAccounts(const ServerParts &parts, CheckReport &report);
 
-/// All of them, in the order in which a Start needs them. True when all is well.
+/// Tries what the service needs, in the order in which a Start needs it: its own files, the database, the settings, the
+/// modem, the mailboxes. Changes nothing. True when all is well. Throws Fault when the registry cannot be read.
 /// isServing: the service of these settings runs, in this process or another, and holds the modem.
 [[nodiscard]] bool checkEverything(const ServerParts &parts, const CheckReport::Show &show,
                                    bool isServing = false);

@@ -9,12 +9,7 @@ using namespace Qt::StringLiterals;
 
 ServerRun::ServerRun(const CommandLine &line, SingleInstance &instance, const ServerParts &parts,
                      ConsoleSignals &console, MessageBoxes &boxes)
-    : m_line(line),
-      m_instance(instance),
-      m_clock(parts.clock),
-      m_modem(parts.modem),
-      m_console(console),
-      m_service(parts, console, boxes)
+    : m_line(line), m_instance(instance), m_parts(parts), m_console(console), m_service(parts, console, boxes)
 {
     instance.setAnswers(
         [this](QByteArrayView question) { return question == "log" ? m_line.logFile + u'\n' : status(); });
@@ -31,7 +26,7 @@ ServerRun::~ServerRun()
 {
     m_instance.setAnswers({});
     m_console.setStopRequested({});
-    m_modem.setWhileWaiting({});
+    m_parts.modem.setWhileWaiting({});
 }
 
 void ServerRun::writeLines()
@@ -63,7 +58,7 @@ void ServerRun::followSignals()
         showSignOfLife();
         return m_stopSignal.wasReceived();
     });
-    m_modem.setWhileWaiting([this] { showSignOfLife(); });
+    m_parts.modem.setWhileWaiting([this] { showSignOfLife(); });
 }
 
 void ServerRun::showSignOfLife()
@@ -89,7 +84,7 @@ void ServerRun::tellManager()
 QString ServerRun::status()
 {
     const QString log = m_line.logFile.isEmpty() ? QString() : u"日志："_s + m_line.logFile + u'\n';
-    return stateText(m_service.fullState(), m_clock.now()) + log;
+    return stateText(m_service.fullState(), m_parts.clock.now()) + log;
 }
 
 int ServerRun::exec()

@@ -43,8 +43,7 @@ private:
 
     const CommandLine &m_line;
     SingleInstance &m_instance;
-    const Clock &m_clock;
-    ModemControl &m_modem;
+    const ServerParts m_parts;
     ConsoleSignals &m_console;
     StopSignal m_stopSignal;
     std::optional<LogFile> m_logFile;

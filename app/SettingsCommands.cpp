@@ -12,13 +12,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-CommandLine::Assignment completed(const CommandLine::Assignment &assignment)
-{
-    const bool isElsewhere =
-        assignment.value == u"-" && Settings::pathOf(assignment.name) == Settings::connectStringPath();
-    return isElsewhere ? CommandLine::Assignment{assignment.name, QTextStream(stdin).readLine()} : assignment;
-}
-
 /// Servers=several and the connection string as they will be.
 void requireShareable(const Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {
@@ -42,11 +35,13 @@ void requireShareable(const Registry &registry, const QList<CommandLine::Assignm
 void writeSettings(Registry &registry, const QList<CommandLine::Assignment> &assignments)
 {
     QList<CommandLine::Assignment> checked;
-    for (const auto &assignment : assignments) {
-        checked += completed(assignment);
-        const QString problem = Settings::parsed(checked.last().name, checked.last().value).problem;
+    for (CommandLine::Assignment assignment : assignments) {
+        if (assignment.value == u"-" && Settings::pathOf(assignment.name) == Settings::connectStringPath())
+            assignment.value = QTextStream(stdin).readLine();
+        const QString problem = Settings::parsed(assignment.name, assignment.value).problem;
         if (!problem.isEmpty())
             throw Fault(u"%1 没有写入：%2"_s.arg(assignment.name, problem));
+        checked += assignment;
     }
     requireShareable(registry, checked);
     for (const auto &[name, value] : std::as_const(checked))

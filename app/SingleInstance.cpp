@@ -99,13 +99,9 @@ void SingleInstance::receive(QLocalSocket &caller)
     connect(&caller, &QLocalSocket::disconnected, &caller, &QObject::deleteLater);
     if (m_callers > mostCallers) {
         caller.abort();
-        caller.deleteLater();
         return;
     }
-    QTimer::singleShot(callersTime, &caller, [&caller] {
-        caller.abort();
-        caller.deleteLater();
-    });
+    QTimer::singleShot(callersTime, &caller, &QLocalSocket::abort);
     const auto answer = [this, &caller] {
         if (!caller.canReadLine() && caller.bytesAvailable() < longestQuestion)
             return;

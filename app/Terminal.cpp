@@ -2,6 +2,12 @@
 
 #include "platform/fault/Fault.h"
 
+#include <QCoreApplication>
+#include <QLibraryInfo>
+#include <QTranslator>
+
+using namespace Qt::StringLiterals;
+
 void print(FILE *stream, const QString &text)
 {
     std::fputs(text.toUtf8().constData(), stream);
@@ -16,6 +22,13 @@ int statusOf(const std::function<int()> &work)
         print(stderr, fault.message() + u'\n');
         return 1;
     }
+}
+
+void translateLibrary()
+{
+    static QTranslator translator;
+    if (translator.load(u"qtbase_zh_CN"_s, QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(&translator);
 }
 
 void dropRemarks()

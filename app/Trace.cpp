@@ -14,19 +14,12 @@ QByteArray printable(QByteArrayView octets)
 {
     QByteArray text;
     for (const char octet : octets) {
-        switch (octet) {
-        case '\r':
-            text += "\\r";
-            break;
-        case '\n':
-            text += "\\n";
-            break;
-        default:
-            if (octet >= 0x20 && octet < 0x7f)
-                text += octet;
-            else
-                text += "\\x" + QByteArray::number(uchar(octet), 16).rightJustified(2, '0');
-        }
+        if (octet == '\r' || octet == '\n')
+            text += octet == '\r' ? "\\r" : "\\n";
+        else if (octet >= 0x20 && octet < 0x7f)
+            text += octet;
+        else
+            text += "\\x" + QByteArray::number(uchar(octet), 16).rightJustified(2, '0');
     }
     return text;
 }

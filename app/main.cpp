@@ -65,14 +65,20 @@ int explainMessage(const CommandLine &line, const Registry &registry)
     return 0;
 }
 
-/// This process becomes the demo's story, which leaves nothing behind.
+/// This process becomes another program of ours. Returns when that fails.
+int become(const QString &place, char **argv)
+{
+    const QByteArray program = QFile::encodeName(QCoreApplication::applicationDirPath() + u'/' + place);
+    ::execv(program.constData(), argv);
+    throw Fault(u"无法启动 %1：%2"_s.arg(QFile::decodeName(program), qt_error_string()));
+}
+
+/// The demo's story leaves nothing behind.
 int becomeDemo()
 {
-    const QString bin = QCoreApplication::applicationDirPath();
-    const QByteArray story = QFile::encodeName(bin + u"/" SMS_DEMO_FOLDER "/demo.sh"_s);
-    const QByteArray programs = QFile::encodeName(bin);
-    ::execl(story.constData(), story.constData(), programs.constData(), nullptr);
-    throw Fault(u"无法启动演示 %1：%2"_s.arg(QFile::decodeName(story), qt_error_string()));
+    QByteArray programs = QFile::encodeName(QCoreApplication::applicationDirPath());
+    std::array argv{programs.data(), programs.data(), static_cast<char *>(nullptr)};
+    return become(u"" SMS_DEMO_FOLDER "/demo.sh"_s, argv.data());
 }
 
 int runHeadless(const CommandLine &line)
@@ -88,15 +94,12 @@ int runHeadless(const CommandLine &line)
     return ServerRun(line, instance, world.parts, console, boxes).exec();
 }
 
-/// This process becomes the server with a window, whose libraries no other use of this program has to load.
-/// Returns when that fails.
+/// The server with a window, whose libraries no other use of this program has to load.
 int becomeWindow(const CommandLine &line, char **argv)
 {
     if (line.headless)
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QString window = QCoreApplication::applicationDirPath() + u"/" SMS_WINDOW_PROGRAM ""_s;
-    ::execv(QFile::encodeName(window).constData(), argv);
-    throw Fault(u"无法启动窗口程序 %1：%2"_s.arg(window, qt_error_string()));
+    return become(u"" SMS_WINDOW_PROGRAM ""_s, argv);
 }
 
 int run(const CommandLine &line, char **argv)
@@ -137,13 +140,14 @@ int run(const CommandLine &line, char **argv)
 int main(int argc, char **argv)
 {
     prepareProcess();
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"sms-server"_s);
+    translateLibrary();
     const auto read = readCommandLine(argc, argv);
     if (const auto *wrong = std::get_if<WrongUsage>(&read)) {
         print(stderr, wrong->why + u"\n用 --help 查看说明\n"_s);
         return CommandLine::wrongUsage;
     }
-    const QCoreApplication application(argc, argv); // the help text asks for the program's name
-    QCoreApplication::setApplicationName(u"sms-server"_s);
     const auto *line = std::get_if<CommandLine>(&read);
     if (line->help || line->version) {
         print(stdout, line->help ? commandLineHelp() : u"sms-server " SMS_VERSION " (" SMS_COMMIT ")\n"_s);

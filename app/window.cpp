@@ -8,8 +8,7 @@
 #include "platform/process/ProcessStart.h"
 
 #include <QApplication>
-#include <QLibraryInfo>
-#include <QTranslator>
+#include <QScopeGuard>
 
 using namespace Qt::StringLiterals;
 
@@ -18,24 +17,11 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// The menus and dialogs of the windowing library, in the language of ours.
-void translateLibrary(QTranslator &translator)
-{
-    if (translator.load(u"qtbase_zh_CN"_s, QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
-        QCoreApplication::installTranslator(&translator);
-}
-
 std::unique_ptr<MessageBoxes> messageBoxes(const CommandLine &line, OperatorConsole &console)
 {
     if (line.headless)
         return std::make_unique<LoggedMessageBoxes>(console);
     return std::make_unique<WindowMessageBoxes>();
-}
-
-void savePicture(frmMain &window, const QString &fileName)
-{
-    if (!fileName.isEmpty() && !window.grab().save(fileName, "PNG"))
-        throw Fault(u"无法保存窗口图片 %1"_s.arg(fileName));
 }
 
 int runWindow(const CommandLine &line)
@@ -47,8 +33,7 @@ int runWindow(const CommandLine &line)
     }
     if (line.headless && !line.trace)
         dropRemarks();
-    QTranslator translator;
-    translateLibrary(translator);
+    translateLibrary();
     const QString program = QCoreApplication::applicationDirPath() + u"/" SMS_SERVER_PROGRAM ""_s;
     World world(line, program);
     ConsoleSignals console(world.clock);
@@ -64,9 +49,9 @@ int runWindow(const CommandLine &line)
     });
     QObject::connect(&run, &ServerRun::busy, &window, &frmMain::paintNow);
     QObject::connect(&instance, &SingleInstance::startedAgain, &window, &frmMain::bringToFront);
-    std::optional<DisplayWatch> displayWatch;
+    const auto forget = qScopeGuard([] { whenDisplayIsGone({}); });
     if (!line.headless) {
-        displayWatch.emplace([&] {
+        whenDisplayIsGone([&] {
             console.addLogLine(u"与显示服务器的连接已断开，程序结束"_s);
             run.service().stop();
         });
@@ -74,7 +59,9 @@ int runWindow(const CommandLine &line)
     if (!line.hidden)
         window.show();
     const int status = run.exec();
-    savePicture(window, line.screenshotFile);
+    if (const QString &picture = line.screenshotFile;
+        !picture.isEmpty() && !window.grab().save(picture, "PNG"))
+        throw Fault(u"无法保存窗口图片 %1"_s.arg(picture));
     return status;
 }
 

@@ -1,96 +1,47 @@
 #include "console/LinkLabel.h"
 
-#include <QKeyEvent>
 #include <QMouseEvent>
 
-LinkLabel::LinkLabel(const QString &address, QWidget *parent) : QLabel(address, parent)
+using namespace Qt::StringLiterals;
+
+LinkLabel::LinkLabel(const QString &address, QWidget *parent) : QPushButton(parent)
 {
-    setTextFormat(Qt::PlainText);
+    setText(QString(address).replace(u'&', u"&&"_s)); // a single one would underline a letter
     setMouseTracking(true);
     setFocusPolicy(Qt::TabFocus);
+    setAutoDefault(true); // Enter presses it
     setCursor(Qt::PointingHandCursor);
-    setHovered(false);
-    standOut();
+    setLit(false);
+    connect(this, &QPushButton::clicked, this, [this, address] {
+        setLit(false);
+        emit chosen(address);
+    });
 }
 
-void LinkLabel::setHovered(bool hovered)
+void LinkLabel::setLit(bool isLit)
 {
-    QPalette colours = palette();
-    colours.setColor(QPalette::WindowText, hovered ? Qt::red : Qt::blue);
-    setPalette(colours);
-    QFont underlined = font();
-    underlined.setUnderline(hovered);
-    setFont(underlined);
-}
-
-void LinkLabel::standOut()
-{
+    m_isLit = isLit;
     // Its two colours are fixed, and neither can be read on a dark ground.
     constexpr int dark = 128;
-    const bool isOnDark =
-        parentWidget() != nullptr && parentWidget()->palette().color(QPalette::Window).lightness() < dark;
-    if (isOnDark == autoFillBackground())
-        return;
-    QPalette colours = palette();
-    colours.setColor(QPalette::Window,
-                     isOnDark ? QColor(Qt::white) : parentWidget()->palette().color(QPalette::Window));
-    setPalette(colours);
-    setAutoFillBackground(isOnDark);
+    const bool isOnDark = parentWidget()->palette().color(QPalette::Window).lightness() < dark;
+    const QString look =
+        u"border: none; text-align: left; background: %1; color: %2; text-decoration: %3"_s.arg(
+            isOnDark ? u"white"_s : u"none"_s, isLit ? u"red"_s : u"blue"_s,
+            isLit ? u"underline"_s : u"none"_s);
+    if (look != styleSheet())
+        setStyleSheet(look);
 }
 
-void LinkLabel::changeEvent(QEvent *event)
+bool LinkLabel::event(QEvent *event)
 {
-    QLabel::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange)
-        standOut();
-}
-
-void LinkLabel::open()
-{
-    setHovered(false);
-    emit clicked(text());
-}
-
-void LinkLabel::mouseMoveEvent(QMouseEvent *event)
-{
-    // With a button held down the moves go on outside the label.
-    setHovered(rect().contains(event->position().toPoint()));
-}
-
-void LinkLabel::mousePressEvent(QMouseEvent *event)
-{
-    m_isPressed = event->button() == Qt::LeftButton;
-}
-
-void LinkLabel::mouseReleaseEvent(QMouseEvent *event)
-{
-    // Only a press that began on the label is a click on it.
-    if (std::exchange(m_isPressed, false) && event->button() == Qt::LeftButton &&
-        rect().contains(event->position().toPoint()))
-        open();
-}
-
-void LinkLabel::leaveEvent(QEvent *)
-{
-    setHovered(false);
-}
-
-void LinkLabel::keyPressEvent(QKeyEvent *event)
-{
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space)
-        open();
-    else
-        QLabel::keyPressEvent(event);
-}
-
-void LinkLabel::focusInEvent(QFocusEvent *event)
-{
-    setHovered(true); // the keyboard's way of pointing at it
-    QLabel::focusInEvent(event);
-}
-
-void LinkLabel::focusOutEvent(QFocusEvent *event)
-{
-    setHovered(false);
-    QLabel::focusOutEvent(event);
+    const bool isDone = QPushButton::event(event);
+    if (event->type() == QEvent::MouseMove) // with a button held down the moves go on outside
+        setLit(rect().contains(static_cast<QMouseEvent *>(event)->position().toPoint()));
+    else if (event->type() == QEvent::FocusIn) // the keyboard's way of pointing at it
+        setLit(true);
+    else if (event->type() == QEvent::FocusOut || event->type() == QEvent::Leave)
+        setLit(false);
+    else if (event->type() == QEvent::PaletteChange)
+        setLit(m_isLit);
+    return isDone;
 }

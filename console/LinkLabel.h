@@ -1,32 +1,23 @@
 #pragma once
 
-#include <QLabel>
+#include <QPushButton>
 
-/// A label that behaves like a hyperlink: blue at rest, red and underlined under the pointer; a click, or
-/// Enter on the keyboard, puts it at rest again and asks to open its text.
-class LinkLabel final : public QLabel
+/// A label that behaves like a hyperlink: blue at rest, red and underlined under the pointer or with the keyboard's
+/// focus; a click, or Enter on the keyboard, puts it at rest again and asks to open its text.
+class LinkLabel final : public QPushButton
 {
     Q_OBJECT
 public:
-    explicit LinkLabel(const QString &address, QWidget *parent = nullptr);
+    LinkLabel(const QString &address, QWidget *parent);
 
 signals:
-    void clicked(const QString &address);
+    void chosen(const QString &address);
 
 protected:
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
-    void leaveEvent(QEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override;
-    void focusInEvent(QFocusEvent *event) override;
-    void focusOutEvent(QFocusEvent *event) override;
-    void changeEvent(QEvent *event) override;
+    bool event(QEvent *event) override;
 
 private:
-    void setHovered(bool hovered);
-    void standOut();
-    void open();
+    void setLit(bool isLit);
 
-    bool m_isPressed = false;
+    bool m_isLit = false;
 };

@@ -10,7 +10,7 @@ NotificationIcon::NotificationIcon(QObject *parent) : QObject(parent), m_menu(u"
 {
     m_menu.setObjectName(u"m_dis"_s);
     m_menu.setWindowTitle(m_menu.title());
-    QAction *log = m_menu.addAction(u"打开日志"_s, this, &NotificationIcon::logChosen);
+    QAction *log = m_menu.addAction(u"打开日志"_s, this, &NotificationIcon::windowWanted);
     log->setObjectName(u"m_log"_s);
     m_menu.setDefaultAction(log);
     m_menu.addSeparator()->setObjectName(u"m_l1"_s);
@@ -24,19 +24,9 @@ NotificationIcon::NotificationIcon(QObject *parent) : QObject(parent), m_menu(u"
     connect(&m_icon, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         // A double click comes with a trigger of its own.
         if (reason == QSystemTrayIcon::Trigger)
-            emit leftPressed();
+            emit windowWanted();
     });
     // Without a display there is no notification area, and asking for one only brings warnings.
     if (QGuiApplication::platformName() != u"offscreen")
         m_icon.show();
-}
-
-NotificationIcon::~NotificationIcon()
-{
-    remove();
-}
-
-void NotificationIcon::remove()
-{
-    m_icon.hide();
 }

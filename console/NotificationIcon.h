@@ -10,16 +10,14 @@ class NotificationIcon final : public QObject
     Q_OBJECT
 public:
     explicit NotificationIcon(QObject *parent = nullptr);
-    ~NotificationIcon() override;
 
     /// The popup menu m_dis: m_log (default), m_about, m_Stop.
     [[nodiscard]] QMenu &menu() { return m_menu; }
-    [[nodiscard]] bool isShown() const { return m_icon.isVisible(); }
-    void remove();
+    void remove() { m_icon.hide(); }
 
 signals:
-    void leftPressed();
-    void logChosen();
+    /// Pressed with the left button, or m_log.
+    void windowWanted();
     void aboutChosen();
     void stopChosen();
 

@@ -11,33 +11,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString title()
-{
-    return u"系统提示"_s;
-}
-
-/// A short text would leave too little room for the title.
-void makeWide(QMessageBox &box)
-{
-    constexpr int width = 260;
-    if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
-        grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
-}
-
-/// A box is answered: there is nothing to minimise or to maximise.
-void keepPlain(QMessageBox &box)
-{
-    box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                       Qt::WindowCloseButtonHint);
-    box.setTextFormat(Qt::PlainText);
-}
-
-void name(QMessageBox &box, QMessageBox::StandardButton which, const QString &caption)
-{
-    box.button(which)->setText(caption);
-    box.button(which)->setIcon({});
-}
-
 /// The window that a box belongs to: over a modal dialog it has to be that one.
 QWidget *windowInFront()
 {
@@ -53,25 +26,33 @@ QWidget *windowInFront()
     return visible == windows.cend() ? nullptr : *visible;
 }
 
+/// True for OK. With Cancel beside it that is the default.
+bool ask(QMessageBox::Icon icon, const QString &text, QMessageBox::StandardButtons buttons)
+{
+    constexpr int width = 260; // a short text would leave too little room for the title
+    QMessageBox box(icon, u"系统提示"_s, text, buttons, windowInFront());
+    // A box is answered: there is nothing to minimise or to maximise.
+    box.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                       Qt::WindowCloseButtonHint);
+    box.setTextFormat(Qt::PlainText);
+    if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
+        grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
+    for (QAbstractButton *button : box.buttons()) {
+        button->setText(box.standardButton(button) == QMessageBox::Ok ? u"确定"_s : u"取消"_s);
+        button->setIcon({});
+    }
+    box.setDefaultButton(QMessageBox::Cancel); // if there is one
+    return box.exec() == QMessageBox::Ok;
+}
+
 } // namespace
 
 void WindowMessageBoxes::inform(const QString &text)
 {
-    QMessageBox box(QMessageBox::Information, title(), text, QMessageBox::Ok, windowInFront());
-    keepPlain(box);
-    makeWide(box);
-    name(box, QMessageBox::Ok, u"确定"_s);
-    box.exec();
+    ask(QMessageBox::Information, text, QMessageBox::Ok);
 }
 
 bool WindowMessageBoxes::confirm(const QString &text)
 {
-    QMessageBox box(QMessageBox::Question, title(), text, QMessageBox::Ok | QMessageBox::Cancel,
-                    windowInFront());
-    keepPlain(box);
-    makeWide(box);
-    name(box, QMessageBox::Ok, u"确定"_s);
-    name(box, QMessageBox::Cancel, u"取消"_s);
-    box.setDefaultButton(QMessageBox::Cancel);
-    return box.exec() == QMessageBox::Ok;
+    return ask(QMessageBox::Question, text, QMessageBox::Ok | QMessageBox::Cancel);
 }

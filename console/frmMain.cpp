@@ -23,9 +23,9 @@ void frmMain::connectControls()
 {
     connect(&btnOp, &QPushButton::clicked, this, &frmMain::btnOp_Click);
     connect(&Command1, &QPushButton::clicked, this, &frmMain::Command1_Click);
-    connect(&lblUrl, &LinkLabel::clicked, this, &frmMain::openWebPage);
-    connect(&m_icon, &NotificationIcon::leftPressed, this, [this] { setVisible(true); });
-    connect(&m_icon, &NotificationIcon::logChosen, this, &frmMain::m_log_Click);
+    connect(&lblUrl, &LinkLabel::chosen, this,
+            [](const QString &address) { QDesktopServices::openUrl(QUrl(address)); });
+    connect(&m_icon, &NotificationIcon::windowWanted, this, &frmMain::m_log_Click);
     connect(&m_icon, &NotificationIcon::aboutChosen, this, &frmMain::m_about_Click);
     connect(&m_icon, &NotificationIcon::stopChosen, this, &frmMain::m_Stop_Click);
     constexpr std::chrono::seconds clockInterval{1};
@@ -121,7 +121,7 @@ void frmMain::Command1_Click()
 
 void frmMain::m_about_Click()
 {
-    openWebPage(webAddress(u"MakerUrl"_s, QStringLiteral(SMS_MAKER_URL)));
+    QDesktopServices::openUrl(QUrl(webAddress(u"MakerUrl"_s, QStringLiteral(SMS_MAKER_URL))));
 }
 
 QString frmMain::webAddress(const QString &setting, const QString &builtIn)
@@ -129,11 +129,6 @@ QString frmMain::webAddress(const QString &setting, const QString &builtIn)
     QString address;
     m_service.guard().run(u"读取网址"_s, [&] { address = Settings::read(m_parts.registry, setting).plain; });
     return address.isEmpty() ? builtIn : address;
-}
-
-void frmMain::openWebPage(const QString &address)
-{
-    QDesktopServices::openUrl(QUrl(address));
 }
 
 void frmMain::bringToFront()

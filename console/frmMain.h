@@ -71,7 +71,6 @@ private:
     void tDisTime_Timer();
     /// The address that the setting holds, else the one that was built in.
     [[nodiscard]] QString webAddress(const QString &setting, const QString &builtIn);
-    void openWebPage(const QString &address);
 
     const ServerParts m_parts;
     Service &m_service;
@@ -80,10 +79,11 @@ private:
     std::function<QStringList()> m_selfCheck;
     QElapsedTimer m_sincePainted;
 
-    QGroupBox Frame1{this};
-    LinkLabel lblUrl{webAddress(QStringLiteral("ProductUrl"), QStringLiteral(SMS_PRODUCT_URL)), &Frame1};
+    // In the order in which the keyboard reaches them.
     QPushButton btnOp{this};
     QPushButton Command1{this};
+    QGroupBox Frame1{this};
+    LinkLabel lblUrl{webAddress(QStringLiteral("ProductUrl"), QStringLiteral(SMS_PRODUCT_URL)), &Frame1};
     LogBox m_smsLog{this};
     StatusPanels m_statusBar{this};
     NotificationIcon m_icon;

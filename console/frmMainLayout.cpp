@@ -76,9 +76,6 @@ void frmMain::buildWindow()
     m_smsLog.setGeometry(rectFromTwips(30, 1110, 8535, 6960));
     for (QPushButton *button : {&btnOp, &Command1})
         button->setAutoDefault(true); // Enter presses the focused one, as in a dialog
-    setTabOrder(&btnOp, &Command1);
-    setTabOrder(&Command1, &lblUrl);
-    setTabOrder(&lblUrl, &m_smsLog);
     btnOp.setFocus();
     describeForScreenReaders();
     resize(designedClient);

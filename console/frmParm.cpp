@@ -33,30 +33,31 @@ QString portText(QString typed)
     return typed.toUpper().remove(portPrefix);
 }
 
-/// The number rounds to a whole 32-bit number above 0.
-bool isPositive(double value)
+/// A number that rounds to a whole 32-bit one above 0.
+bool isPositive(const std::optional<double> &value)
 {
-    return wholeNumber(value).value_or(0) > 0;
+    return value && wholeNumber(*value).value_or(0) > 0;
 }
 
-bool isPositiveNumber(const QString &text)
+/// With the names by which it is found and read out.
+template <typename Field>
+Field *named(Field *field, const QString &name, const QString &meaning)
 {
-    const auto value = numericValue(text);
-    return value && isPositive(*value);
+    field->setObjectName(name);
+    field->setAccessibleName(meaning);
+    return field;
 }
 
-QHBoxLayout *addGroup(QVBoxLayout &dialog, const QString &caption)
+QHBoxLayout *addGroup(QVBoxLayout &dialog, const QString &caption, const QString &label, QWidget *field)
 {
     auto *group = new QGroupBox(caption);
     dialog.addWidget(group);
-    return new QHBoxLayout(group);
-}
-
-QLabel *label(const QString &text, QWidget *field)
-{
-    auto *label = new QLabel(text);
-    label->setBuddy(field);
-    return label;
+    auto *row = new QHBoxLayout(group);
+    auto *before = new QLabel(label);
+    before->setBuddy(field);
+    row->addWidget(before);
+    row->addWidget(field, 1);
+    return row;
 }
 
 } // namespace
@@ -65,9 +66,6 @@ frmParm::frmParm(DatabaseSession &session, Registry &registry, MessageBoxes &box
     : QDialog(parent), m_session(session), m_registry(registry), m_boxes(boxes)
 {
     buildDialog();
-    connect(btnOK, &QPushButton::clicked, this, &frmParm::btnOK_Click);
-    connect(Command1, &QPushButton::clicked, this, &frmParm::Command1_Click);
-    connect(btnTest, &QPushButton::clicked, this, &frmParm::btnTest_Click);
 }
 
 void frmParm::buildDialog()
@@ -78,53 +76,32 @@ void frmParm::buildDialog()
     auto *column = new QVBoxLayout(this);
     column->setSizeConstraint(QLayout::SetFixedSize);
 
-    PortNumber = new QComboBox;
-    PortNumber->setObjectName(u"PortNumber"_s);
+    PortNumber = named(new QComboBox, u"PortNumber"_s, u"端口号"_s);
     PortNumber->setEditable(true);
-    PortNumber->setAccessibleName(u"端口号"_s);
     PortNumber->lineEdit()->setAccessibleName(PortNumber->accessibleName()); // the part that gets the focus
     PortNumber->setInsertPolicy(QComboBox::NoInsert);
     PortNumber->setCompleter(nullptr); // it would turn a typed "com1" into "COM10"
-    QHBoxLayout *port = addGroup(*column, u"GSM Modem 端口配置"_s);
-    port->addWidget(label(u"端口号："_s, PortNumber));
-    port->addWidget(PortNumber, 1);
+    addGroup(*column, u"GSM Modem 端口配置"_s, u"端口号："_s, PortNumber);
+    CenterCode = named(new QLineEdit, u"CenterCode"_s, u"短信中心号码"_s);
+    addGroup(*column, u"短信中心号码"_s, u"号  码："_s, CenterCode);
+    txtTimeDelay = named(new QLineEdit, u"txtTimeDelay"_s, u"扫描时间间隔，秒"_s);
+    addGroup(*column, u"扫描时间间隔"_s, u"每"_s, txtTimeDelay)->addWidget(new QLabel(u"秒钟检测一次"_s));
 
-    CenterCode = new QLineEdit;
-    CenterCode->setObjectName(u"CenterCode"_s);
-    CenterCode->setAccessibleName(u"短信中心号码"_s);
-    QHBoxLayout *centre = addGroup(*column, u"短信中心号码"_s);
-    centre->addWidget(label(u"号  码："_s, CenterCode));
-    centre->addWidget(CenterCode, 1);
-
-    txtTimeDelay = new QLineEdit;
-    txtTimeDelay->setObjectName(u"txtTimeDelay"_s);
-    txtTimeDelay->setAccessibleName(u"扫描时间间隔，秒"_s);
-    QHBoxLayout *interval = addGroup(*column, u"扫描时间间隔"_s);
-    interval->addWidget(label(u"每"_s, txtTimeDelay));
-    interval->addWidget(txtTimeDelay, 1);
-    interval->addWidget(new QLabel(u"秒钟检测一次"_s));
-
-    btnOK = new QPushButton(u"确定"_s);
-    btnOK->setObjectName(u"btnOK"_s);
-    btnOK->setDefault(true);
-    Command1 = new QPushButton(u"取消"_s);
-    Command1->setObjectName(u"Command1"_s);
-    Command1->setAutoDefault(false);
-    btnTest = new QPushButton(u"测试"_s);
-    btnTest->setObjectName(u"btnTest"_s);
-    btnTest->setAccessibleDescription(u"检查已保存的参数、数据库、短信猫和邮箱"_s);
-    btnTest->setAutoDefault(false);
-    btnTest->hide();
     auto *buttons = new QHBoxLayout;
-    buttons->addWidget(btnTest);
+    const auto addButton = [&](const QString &caption, const QString &name, void (frmParm::*press)()) {
+        auto *button = named(new QPushButton(caption), name, caption);
+        button->setAutoDefault(false);
+        buttons->addWidget(button);
+        connect(button, &QPushButton::clicked, this, press);
+        return button;
+    };
+    btnTest = addButton(u"测试"_s, u"btnTest"_s, &frmParm::btnTest_Click);
+    btnTest->setAccessibleDescription(u"检查已保存的参数、数据库、短信猫和邮箱"_s);
+    btnTest->hide();
     buttons->addStretch();
-    buttons->addWidget(btnOK);
-    buttons->addWidget(Command1);
+    addButton(u"确定"_s, u"btnOK"_s, &frmParm::btnOK_Click)->setDefault(true);
+    auto *Command1 = addButton(u"取消"_s, u"Command1"_s, &frmParm::Command1_Click);
     column->addLayout(buttons);
-    setTabOrder(PortNumber, CenterCode);
-    setTabOrder(CenterCode, txtTimeDelay);
-    setTabOrder(txtTimeDelay, btnOK);
-    setTabOrder(btnOK, Command1);
     setTabOrder(Command1, btnTest);
     PortNumber->setFocus();
 }
@@ -177,7 +154,7 @@ bool frmParm::store()
 {
     const QString port = portText(PortNumber->currentText());
     m_registry.write(Settings::centerCodePath(), CenterCode->text());
-    if (!isPositiveNumber(port)) {
+    if (!isPositive(numericValue(port))) {
         refuse(u"请选择正确的短信猫端口号"_s, PortNumber);
         return false;
     }
@@ -191,7 +168,7 @@ bool frmParm::store()
         refuse(u"请输入正确的检测时间间隔检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
     }
-    if (!isPositive(*seconds)) {
+    if (!isPositive(seconds)) {
         refuse(u"检测时间间隔必须是数字"_s, txtTimeDelay);
         return false;
     }

@@ -47,8 +47,6 @@ private:
     QComboBox *PortNumber;
     QLineEdit *CenterCode;
     QLineEdit *txtTimeDelay;
-    QPushButton *btnOK;
-    QPushButton *Command1;
     QPushButton *btnTest;
     std::function<QStringList()> m_selfCheck;
 };

@@ -44,14 +44,6 @@ private slots:
             --set com7=/dev/x=y --set COM8=               | 0 |                         | /dev/x=y
             --set COM7=/dev/x --set CenterCode=+86-138    | 1 | CenterCode 没有写入：
             --set COM7=/dev/x --set TimeDelay=0.4         | 1 | TimeDelay 没有写入：
-            --set COM7=/dev/x --set ServerPort=COM3       | 1 | ServerPort 没有写入：
-            --set COM7=/dev/x --set ServerPort=32768      | 1 | ServerPort 没有写入：
-            --set COM7=/dev/x --set ConnectString=Provider=Nope | 1 | ConnectString 没有写入：
-            --set COM7=/dev/x --set COM4=ttyUSB0          | 1 | COM4 没有写入：
-            --set COM7=/dev/x --set SenderCountryCode=+86 | 1 | SenderCountryCode 没有写入：
-            --set COM7=/dev/x --set MailTls=always        | 1 | MailTls 没有写入：
-            --set COM7=/dev/x --set MailHiddenText=yes    | 1 | MailHiddenText 没有写入：
-            --set COM7=/dev/x --set ProductUrl=javascript:x | 1 | ProductUrl 没有写入：
             --set COM7=/dev/x --set Servers=several       | 1 | 没有会话锁
             --set COM7=/dev/x --set Servers=several --set ConnectString=DRIVER=SQLite3;Database=/x | 1 | 没有会话锁
             )"_s);

@@ -49,7 +49,7 @@ private slots:
             no database          | 数据库连接失败            | ConnectString=Provider=SQLite;Data Source=/no/where
             no centre number     | 没有配置短信中心号码      | CenterCode=
             national number      | 没有国际前缀“+”           | CenterCode=8613800100500
-            number with hyphen   | 数字以外的字符            | CenterCode=+86-138
+            number with hyphen   | 只能是“+”和最多 20 位数字  | CenterCode=+86-138
             no port              | 没有指定 GSM Modem        | ServerPort=
             port in words        | ServerPort=x 不起作用     | ServerPort=x
             file for two servers | 没有会话锁                | Servers=several

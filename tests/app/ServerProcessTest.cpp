@@ -155,19 +155,6 @@ private slots:
             QCOMPARE(QFile::permissions(file) & QFile::Permissions(0x0077), QFile::Permissions());
     }
 
-    void settingsThatAreSpoiledMeanwhileTakeNoLimitAway()
-    {
-        const SimulatorProcess modem;
-        m_office->configureModem(modem.devicePath(), 1);
-        m_office->set(u"SendPerHour"_s, u"1"_s);
-        ServerProcess server(settings());
-        QTRY_VERIFY_WITH_TIMEOUT(server.log().contains(u"成功！"_s), patience);
-        QVERIFY(QFile::resize(settings(), 0));
-        m_office->add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1|x|0"_s, u"2|x|0"_s});
-        QTRY_VERIFY2_WITH_TIMEOUT(server.log().contains(u"等待发送 1 条"_s), qPrintable(server.log()),
-                                  patience);
-    }
-
     void aFullDiskCostsLinesOfTheLogAndSaysHowMany()
     {
         const QString folder = m_office->path(u"small"_s);

@@ -4,7 +4,6 @@
 #include "tests/support/ServerProcess.h"
 #include "tests/support/SimulatorProcess.h"
 
-#include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
@@ -105,12 +104,6 @@ public:
                                    u"= (\\d+), (\\d+), (\\d+), (\\d+)"_s);
         return {size[1] + frame[1] + frame[2], size[2] + frame[3] + frame[4]};
     }
-    /// The colours of the screen within the window.
-    [[nodiscard]] static QImage picture(const QString &window)
-    {
-        return QImage::fromData(output(u"import"_s, {u"-window"_s, window, u"png:-"_s}));
-    }
-
     /// position: within the window. button: 1 left, 3 right.
     static void click(const QString &window, QPoint position, int button = 1, int times = 1)
     {
@@ -292,30 +285,6 @@ private slots:
         QVERIFY(main().isEmpty());
         Desktop::press(u"Escape"_s);
         startAgain();
-    }
-
-    void theScreenFollowsALongPassAndTheStopSignalFinishesTheMessageInHand()
-    {
-        constexpr int messages = 12;
-        SimulatorProcess modem({u"--do"_s, u"latency 400"_s});
-        m_office->configureModem(modem.devicePath(), 1);
-        for (int i = 0; i < messages; ++i)
-            queueMessage(QString::number(13800000000 + i));
-        start({u"--start"_s});
-        waitForMain();
-        QTRY_VERIFY_WITH_TIMEOUT(modem.sent().size() >= 2, patience);
-        const QImage before = Desktop::picture(main());
-        QTRY_VERIFY_WITH_TIMEOUT(Desktop::picture(main()) != before, patience);
-        QVERIFY(modem.sent().size() < messages); // still the same pass
-
-        // The windowing system's threads do not keep the signal from being heard.
-        m_server->terminate();
-        waitForEnd();
-        QCOMPARE(m_office
-                     ->rows(u"select ToMB from SMS_Queues where MsgStatus='8' union "
-                            "select ToMB from SMS_ResultDetail"_s)
-                     .size(),
-                 modem.sent().size());
     }
 };
 

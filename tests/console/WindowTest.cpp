@@ -7,6 +7,7 @@
 
 #include <QAccessible>
 #include <QDesktopServices>
+#include <QLabel>
 #include <QScrollBar>
 #include <QTest>
 #include <array>
@@ -87,9 +88,10 @@ private slots:
         QVERIFY(m_console->window.windowTitle().endsWith(u" - 忙"_s));
         m_console->console.showActivity({});
         const QList<std::pair<const QWidget *, QString>> design{
-            {&m_console->window, u"Brenmoor网络协同办公系统短信平台服务器|关于Korvalin|" SMS_PRODUCT_URL
-                                 "|BrenmoorOA SMS  Server 2007|短信平台服务器 V2.0|启动|配置|"
-                                 "状态|等待...|待发|0|成功|0|失败|0|时间|2006-03-05 07:08:09"_s},
+            {&m_console->window,
+             u"Brenmoor网络协同办公系统短信平台服务器|启动|配置|关于Korvalin|" SMS_PRODUCT_URL
+             "|BrenmoorOA SMS  Server 2007|短信平台服务器 V2.0|"
+             "状态|等待...|待发|0|成功|0|失败|0|时间|2006-03-05 07:08:09"_s},
             {m_dialog.get(),
              u"参数设置|GSM Modem 端口配置|端口号：|短信中心号码|号  码：|扫描时间间隔|每|秒钟检测一次|"
              "测试|确定|取消"_s},
@@ -204,8 +206,14 @@ private slots:
         Browser browser;
         auto *link = m_console->child<LinkLabel>("lblUrl");
         const auto isLit = [link] {
-            const bool isRed = link->palette().color(QPalette::WindowText) == Qt::red;
-            const bool isBlue = link->palette().color(QPalette::WindowText) == Qt::blue;
+            const QImage seen = link->grab().toImage();
+            bool isRed = false;
+            bool isBlue = false;
+            for (int pixel = 0; pixel < seen.width() * seen.height(); ++pixel) {
+                const QColor colour = seen.pixelColor(pixel % seen.width(), pixel / seen.width());
+                isRed |= colour.red() > colour.blue() + 150;
+                isBlue |= colour.blue() > colour.red() + 150;
+            }
             return isRed != isBlue && isRed == link->font().underline() ? std::optional(isRed) : std::nullopt;
         };
         const auto point = [&](bool isAtLink) {

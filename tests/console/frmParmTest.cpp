@@ -126,15 +126,6 @@ private slots:
         QVERIFY(m_dialog->isVisible());
         QCOMPARE(shown(), u"COM3;+861380;99"_s);
     }
-
-    void escapeStoresNothing()
-    {
-        open();
-        delay()->setText(u"6"_s);
-        QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
-        QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(stored(), u"9;old;99"_s);
-    }
 };
 
 QTEST_MAIN(frmParmTest)
