@@ -26,7 +26,6 @@ public:
         QByteArray content;     ///< as programs see it
         QByteArray synced;      ///< as it is on the platter
         QList<Change> unsynced; ///< since then
-        unsigned mode = 0600;
         /// Of SQLite: who holds what.
         int readers = 0;
         const void *writer = nullptr;

@@ -11,16 +11,11 @@
 namespace
 {
 
-struct Opened {
-    MemoryDisk::FilePtr file; ///< nothing: the folder
-    off_t position = 0;
-    bool isAppending = false;
-};
-
-QHash<int, Opened> &openedFiles()
+/// By descriptor; nothing: the folder. What is written is always appended.
+QHash<int, MemoryDisk::FilePtr> &files()
 {
-    static QHash<int, Opened> files;
-    return files;
+    static QHash<int, MemoryDisk::FilePtr> opened;
+    return opened;
 }
 
 MemoryDisk &disk()
@@ -30,38 +25,30 @@ MemoryDisk &disk()
 
 } // namespace
 
-int Disk::open(const QByteArray &path, int flags, mode_t mode)
+int Disk::open(const QByteArray &path, int flags, mode_t)
 {
     static int last = 1000;
-    Opened opened{{}, 0, (flags & O_APPEND) != 0};
+    MemoryDisk::FilePtr file;
     if ((flags & O_DIRECTORY) == 0) {
-        const bool isThere = disk().find(path) != nullptr;
-        if (isThere && (flags & O_EXCL) != 0)
+        if ((flags & O_EXCL) != 0 && disk().find(path))
             return -EEXIST;
-        if (const int error = disk().open(path, (flags & O_CREAT) != 0, opened.file); error != 0)
+        if (const int error = disk().open(path, (flags & O_CREAT) != 0, file); error != 0)
             return -error;
-        if (!isThere)
-            opened.file->mode = mode;
-        if (isThere && (flags & O_TRUNC) != 0) {
-            if (const int error = disk().truncate(opened.file, 0); error != 0)
-                return -error;
-        }
     }
-    openedFiles().insert(++last, opened);
+    files().insert(++last, file);
     return last;
 }
 
 int Disk::close(int file)
 {
-    openedFiles().remove(file);
+    files().remove(file);
     return 0;
 }
 
 ssize_t Disk::read(int file, char *octets, size_t most, off_t offset)
 {
     QByteArray read;
-    if (const int error = disk().read(openedFiles()[file].file, offset, static_cast<qint64>(most), read);
-        error != 0)
+    if (const int error = disk().read(files()[file], offset, static_cast<qint64>(most), read); error != 0)
         return -error;
     std::memcpy(octets, read.constData(), static_cast<size_t>(read.size()));
     return read.size();
@@ -69,37 +56,28 @@ ssize_t Disk::read(int file, char *octets, size_t most, off_t offset)
 
 ssize_t Disk::write(int file, const char *octets, size_t count)
 {
-    Opened &opened = openedFiles()[file];
-    const off_t from = opened.isAppending ? opened.file->content.size() : opened.position;
-    const off_t before = opened.file->content.size();
-    const int error = disk().write(opened.file, from, {octets, static_cast<qsizetype>(count)});
-    const off_t written = error == 0 ? static_cast<off_t>(count) : opened.file->content.size() - before;
-    if (error != 0 && (error != ENOSPC || written <= 0))
-        return -error;
-    opened.position = from + written;
-    return written;
+    const MemoryDisk::FilePtr written = files()[file];
+    const qint64 before = written->content.size();
+    const int error = disk().write(written, before, {octets, static_cast<qsizetype>(count)});
+    const qint64 taken = written->content.size() - before;
+    return error == 0 || (error == ENOSPC && taken > 0) ? taken : -error;
 }
 
 int Disk::truncate(int file, off_t size)
 {
-    return -disk().truncate(openedFiles()[file].file, size);
+    return -disk().truncate(files()[file], size);
 }
 
 int Disk::sync(int file)
 {
-    const auto &opened = openedFiles()[file].file;
-    return -(opened ? disk().sync(opened) : disk().syncFolder());
+    const MemoryDisk::FilePtr synced = files()[file];
+    return -(synced ? disk().sync(synced) : disk().syncFolder());
 }
 
 int Disk::status(int file, Status &status)
 {
-    const auto &opened = openedFiles()[file].file;
-    status = {};
-    status.isFile = opened != nullptr;
-    if (opened) {
-        status.size = opened->content.size();
-        status.mode = opened->mode;
-    }
+    const MemoryDisk::FilePtr asked = files()[file];
+    status = {.isFile = asked != nullptr, .size = asked ? asked->content.size() : 0, .mode = 0600};
     return Kill::isDead() ? -EIO : 0;
 }
 
@@ -108,9 +86,8 @@ int Disk::setOwner(int, uid_t, gid_t)
     return 0;
 }
 
-int Disk::setMode(int file, mode_t mode)
+int Disk::setMode(int, mode_t)
 {
-    openedFiles()[file].file->mode = mode;
     return 0;
 }
 

@@ -7,6 +7,7 @@
 
 #include <QHash>
 #include <QTimer>
+#include <optional>
 
 using namespace std::chrono_literals;
 
@@ -14,6 +15,8 @@ namespace
 {
 
 class ServerEnd;
+
+int hastyCommands = 0;
 
 /// The modem's end. What it is told comes from the world.
 class ModemEnd final : public simulator::LineEnd
@@ -79,6 +82,7 @@ public:
             return OpenResult::Busy;
         m_owner = VirtualTime::instance().domain();
         m_baud = baud;
+        m_unanswered.reset();
         m_modem = modem;
         m_modem->setServer(this);
         return OpenResult::Opened;
@@ -100,6 +104,9 @@ public:
             return loss();
         trace(TraceDirection::Sent, octets);
         Digest::add(">", octets);
+        // To come into step again a plain AT is written, and an escape.
+        hastyCommands += isUnanswered() && octets.startsWith("AT+") ? 1 : 0;
+        m_unanswered = QByteArray();
         m_modem->receive(octets.toByteArray());
         return Wait::Ready;
     }
@@ -131,6 +138,8 @@ public:
     void arrive(const QByteArray &octets)
     {
         m_arrived += octets;
+        if (m_unanswered)
+            *m_unanswered += octets;
         tellSoon();
     }
     void hangUp()
@@ -141,6 +150,11 @@ public:
     }
 
 private:
+    [[nodiscard]] bool isUnanswered() const
+    {
+        return m_unanswered && !m_unanswered->contains("OK\r") && !m_unanswered->contains("ERROR") &&
+               !m_unanswered->contains("> ");
+    }
     Wait loss()
     {
         close();
@@ -157,6 +171,7 @@ private:
     VirtualTime::Domain m_owner = VirtualTime::world;
     int m_baud = 0;
     QByteArray m_arrived;
+    std::optional<QByteArray> m_unanswered; // what came since the last writing
     bool m_isLossUntold = false;
     QTimer m_tell; // from the owner's event loop
 };
@@ -191,4 +206,9 @@ std::unique_ptr<SerialLine> makeSerialLine()
 std::unique_ptr<simulator::LineEnd> makeModemEnd(const QString &name)
 {
     return std::make_unique<ModemEnd>(name);
+}
+
+int takeHastyCommands()
+{
+    return std::exchange(hastyCommands, 0);
 }

@@ -144,6 +144,14 @@ QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
     return broken;
 }
 
+/// A modem that owes an answer gets no command, lest the late one be taken for the next one's.
+QStringList noCommandIsHasty(const Aftermath &run)
+{
+    if (run.truth.hastyCommands == 0)
+        return {};
+    return {u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands)};
+}
+
 /// The pieces of one message reach a number in their order, if the network took each at once.
 QStringList piecesKeepTheirOrder(const Aftermath &run)
 {
@@ -285,8 +293,8 @@ QStringList brokenPromises(const Aftermath &run)
     QStringList broken;
     for (const auto &promise :
          {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, nothingIsGivenUp, littleIsTriedInVain,
-          everyReceivedMessageIsStoredOnce, piecesKeepTheirOrder, theLimitIsKept, nobodyWaitsLong,
-          everythingIsSeenInTime, whatWasRefusedIsTold, theLogStaysShort})
+          everyReceivedMessageIsStoredOnce, noCommandIsHasty, piecesKeepTheirOrder, theLimitIsKept,
+          nobodyWaitsLong, everythingIsSeenInTime, whatWasRefusedIsTold, theLogStaysShort})
         broken += promise(run);
     return broken;
 }

@@ -3,6 +3,7 @@
 #include "tests/simulation/Digest.h"
 #include "tests/simulation/Kill.h"
 #include "tests/simulation/MemoryDisk.h"
+#include "tests/simulation/MemoryLine.h"
 #include "tests/simulation/Server.h"
 #include "tests/simulation/VirtualTime.h"
 #include "tests/simulation/World.h"
@@ -48,6 +49,7 @@ public:
                       .refused = MemoryDisk::instance().refused(),
                       .isQuiet = isQuiet(),
                       .crossings = Kill::crossings(1)};
+        run.truth.hastyCommands = takeHastyCommands();
         run.truth.kills += m_story.endsAt > 0 ? 1 : 0;
         for (Desk &desk : m_desks) {
             if (desk.server)

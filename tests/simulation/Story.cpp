@@ -1,6 +1,7 @@
 #include "tests/simulation/Story.h"
 
 #include <QRegularExpression>
+#include <QTime>
 #include <algorithm>
 #include <numeric>
 #include <random>
@@ -46,6 +47,8 @@ const Happenings work{{8, waiting},
 const Happenings disturbances{
     {3, u"crash {server} {1..6} {1..20}"_s},
     {5, u"kill {server} {0..149} {1..40}"_s},
+    // ... in the middle of a message that comes.
+    {3, u"{code {u1|u2} {DYNB|QXNB|DYRC|QXRC}|sms {id} {5..60} u{1..6}}; kill 1 {0..60} {1..40}"_s},
     // A late answer where the network takes its time over a text.
     {8, u"modem {server} edit 1 {AT+CMGF|+CREG} late {15000..40000}; "
         "modem {server} edit 1 > slow {30000..100000}"_s},
@@ -170,14 +173,9 @@ QString Story::text() const
         text += u", "_s + setting;
     if (endsAt > 0)
         text += u", %1 at crossing %2"_s.arg(isPowerCut ? u"power cut"_s : u"killed"_s).arg(endsAt);
-    for (const Event &event : events) {
-        const auto seconds = event.at / 1s;
-        text += u"\n  %1 %2:%3:%4.%5  %6"_s.arg(seconds / 86400)
-                    .arg(seconds / 3600 % 24, 2, 10, QChar(u'0'))
-                    .arg(seconds / 60 % 60, 2, 10, QChar(u'0'))
-                    .arg(seconds % 60, 2, 10, QChar(u'0'))
-                    .arg(event.at % 1s / 1ms, 3, 10, QChar(u'0'))
-                    .arg(event.words);
-    }
+    for (const Event &event : events)
+        text += u"\n  %1 %2  %3"_s.arg(event.at / 24h)
+                    .arg(QTime(0, 0).addMSecs(int(event.at % 24h / 1ms)).toString(u"HH:mm:ss.zzz"_s),
+                         event.words);
     return text;
 }

@@ -2,6 +2,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QHash>
+#include <QScopedValueRollback>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -37,16 +38,10 @@ public:
     bool block(Nanoseconds end, const std::function<bool()> &condition);
 
     /// Runs as somebody else: timers that start meanwhile are his.
-    class As
+    class As : QScopedValueRollback<Domain>
     {
     public:
-        explicit As(Domain domain) : m_before(std::exchange(instance().m_domain, domain)) {}
-        ~As() { instance().m_domain = m_before; }
-        As(const As &) = delete;
-        As &operator=(const As &) = delete;
-
-    private:
-        const Domain m_before;
+        explicit As(Domain domain) : QScopedValueRollback(instance().m_domain, domain) {}
     };
     [[nodiscard]] Domain domain() const { return m_domain; }
 

@@ -54,6 +54,7 @@ struct Truth {
     int refusals = 0;        ///< messages that the network was told to refuse for good, or three times
     int refusedCommands = 0; ///< AT+CMGS that the modem did not take
     int removedUnread = 0;   ///< from a modem's store
+    int hastyCommands = 0;   ///< to a modem that had not answered
     bool isClockMoved = false;
 };
 

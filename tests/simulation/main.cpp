@@ -88,15 +88,14 @@ public:
                                            u"virtual clock, and judges whether the "
                                            "server keeps its promises. Status 1 when one is broken."_s);
         m_parser.addHelpOption();
-        m_parser.addOptions(
-            {{u"seed"_s, u"Tell and judge this one story."_s, u"N"_s},
-             {u"seeds"_s, u"Judge these stories."_s, u"A..B"_s},
-             {u"days"_s, u"... of so many days; ten minutes without."_s, u"D"_s, u"0"_s},
-             {u"interval"_s, u"... with this scan interval."_s, u"SECONDS"_s, u"10"_s},
-             {u"century"_s, u"Judge the days of a hundred years, at an interval of 60 s."_s},
-             {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s, u"0/1"_s},
-             {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
-             {u"every"_s, u"Only every Nth of a kind's stories:"_s, u"N"_s, u"1"_s}});
+        m_parser.addOptions({{u"seed"_s, u"Tell and judge this one story."_s, u"N"_s},
+                             {u"seeds"_s, u"Judge these stories."_s, u"A..B"_s},
+                             {u"days"_s, u"... of so many days; ten minutes without."_s, u"D"_s, u"0"_s},
+                             {u"interval"_s, u"... with this scan interval."_s, u"SECONDS"_s, u"10"_s},
+                             {u"century"_s, u"Judge the days of a hundred years, at an interval of 60 s."_s},
+                             {u"slice"_s, u"... every Nth from the Ith on."_s, u"I/N"_s, u"0/1"_s},
+                             {u"progress"_s, u"... where to go on after an interruption."_s, u"FILE"_s},
+                             {u"every"_s, u"Only every Nth of a kind's stories:"_s, u"N"_s, u"1"_s}});
         for (const Kind &kind : kinds())
             m_parser.addOption({kind.name, kind.purpose});
         m_parser.process(application);
