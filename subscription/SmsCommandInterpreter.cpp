@@ -1,5 +1,6 @@
 #include "subscription/SmsCommandInterpreter.h"
 
+#include "database/NamedLock.h"
 #include "database/Recordset.h"
 #include "database/Transaction.h"
 #include "foundation/UserDirectory.h"
@@ -11,31 +12,18 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// What the confirmations call the service.
-QString serviceName(const QString &orderName)
+/// What the confirmations call the services, by order type.
+const QMap<QString, QString> &serviceNames()
 {
-    if (orderName == OrderType::internalMail)
-        return u"内部邮件短信通知"_s;
-    if (orderName == OrderType::externalMail)
-        return u"外部邮件短信通知"_s;
-    Q_ASSERT(orderName == OrderType::scheduleReminder);
-    return u"日程短信提醒"_s;
+    static const QMap<QString, QString> names{{OrderType::internalMail, u"内部邮件短信通知"_s},
+                                              {OrderType::externalMail, u"外部邮件短信通知"_s},
+                                              {OrderType::scheduleReminder, u"日程短信提醒"_s}};
+    return names;
 }
 
-QString subscribedReply(const QString &orderName)
+QString confirmation(const QString &orderName, const QString &done)
 {
-    return u"办公提示：您已经成功订阅了"_s + serviceName(orderName) + u"功能。"_s;
-}
-
-QString cancelledReply(const QString &orderName)
-{
-    return u"办公提示：您已经成功取消了"_s + serviceName(orderName) + u"功能。"_s;
-}
-
-/// An order without a code has none that a text could equal, not even an empty one.
-bool isCode(const QString &code, const QString &text)
-{
-    return !code.isNull() && code == text;
+    return u"办公提示：您已经成功%1了%2功能。"_s.arg(done, serviceNames().value(orderName));
 }
 
 void setSwitch(Connection &connection, const QString &userName, const QString &orderName,
@@ -60,46 +48,38 @@ QString getOrderName(Connection &connection, const QString &text)
     return name ? name->toString() : QString();
 }
 
-QString getOrderCode(Connection &connection, const QString &orderName)
-{
-    const auto code =
-        connection.firstValue(u"select OrderCode from SMS_Order where OrderName=?"_s, {orderName});
-    return code ? code->toString() : QString();
-}
-
-QString getDisOrderCode(Connection &connection, const QString &orderName)
-{
-    const auto code =
-        connection.firstValue(u"select DisOrderCode from SMS_Order where OrderName=?"_s, {orderName});
-    return code ? code->toString() : QString();
-}
-
-bool isOrderAllowed(Connection &connection, const QString &orderName, const QString &userName)
-{
-    return OrderPermission::ofOpenOrder(connection, orderName).includes(userName, Qt::CaseSensitive);
-}
-
 bool isCommandType(const QString &orderName)
 {
-    return orderName == OrderType::internalMail || orderName == OrderType::externalMail ||
-           orderName == OrderType::scheduleReminder;
+    return serviceNames().contains(orderName);
 }
 
 void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
                         const QString &text, const std::function<void(const QString &reply)> &confirm)
 {
+    // Beside other servers the switch could get two rows. Taken before the transaction, which sees what was there at its
+    // first reading.
+    NamedLock lock(connection);
+    if (NamedLock::whyUnsupported(connection).isEmpty() &&
+        !lock.tryTake(u"sms-server switch %1 %2"_s.arg(orderName, getMBUser(connection, senderNumber))))
+        throw DatabaseFault(DatabaseFault::Kind::Locked, u"另一个短信服务器正在切换同一订阅"_s);
     // Around the user lookup too: the commit notices one that failed, which alone would look like a stranger.
     Transaction transaction(connection);
     const QString userName = getMBUser(connection, senderNumber);
-    if (!userName.isEmpty() && isOrderAllowed(connection, orderName, userName)) {
-        if (isCode(getOrderCode(connection, orderName), text)) {
+    if (!userName.isEmpty() &&
+        OrderPermission::ofOpenOrder(connection, orderName).includes(userName, Qt::CaseSensitive)) {
+        Recordset order(connection);
+        order.open(u"select OrderCode, DisOrderCode from SMS_Order where OrderName=?"_s, {orderName});
+        // Not "else": the two codes may be equal. A null is no code, and equals not even an empty text.
+        const auto isCode = [&](QLatin1String column) {
+            return !order.atEnd() && !order.value(column).isNull() && order.text(column) == text;
+        };
+        if (isCode("OrderCode"_L1)) {
             setSwitch(connection, userName, orderName, u"1"_s);
-            confirm(subscribedReply(orderName));
+            confirm(confirmation(orderName, u"订阅"_s));
         }
-        // Not "else": the two codes may be equal.
-        if (isCode(getDisOrderCode(connection, orderName), text)) {
+        if (isCode("DisOrderCode"_L1)) {
             setSwitch(connection, userName, orderName, u"0"_s);
-            confirm(cancelledReply(orderName));
+            confirm(confirmation(orderName, u"取消"_s));
         }
     }
     transaction.commit();

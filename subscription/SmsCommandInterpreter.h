@@ -11,18 +11,11 @@
 /// (which may ignore letter case or blanks at the end); "" when there is none.
 [[nodiscard]] QString getOrderName(Connection &connection, const QString &text);
 
-/// The code of the first order of that type; a null text when there is no such order or it has no code.
-[[nodiscard]] QString getOrderCode(Connection &connection, const QString &orderName);
-[[nodiscard]] QString getDisOrderCode(Connection &connection, const QString &orderName);
-
-/// True when the order type is open and the user may use it; letter case in UserList counts.
-[[nodiscard]] bool isOrderAllowed(Connection &connection, const QString &orderName, const QString &userName);
-
 /// True for the order types whose codes are commands: NBYJ, WBYJ, RCGL, exactly so.
 [[nodiscard]] bool isCommandType(const QString &orderName);
 
-/// Carries out a command: when the text is exactly a code of the type's first order, and the sender a user
-/// who may use the type, switches the subscription and has it confirmed, both or neither; else nothing.
+/// Carries out a command: when the text is exactly a code of the type's first order, the type is open, and the sender a
+/// user who may use it (letter case in UserList counts), switches the subscription and has it confirmed, both or neither; else nothing.
 /// orderName: a command type. senderNumber: as delivered by the modem. confirm: queues a reply to the sender,
 /// inside the transaction of the switch.
 void handleOrderCommand(Connection &connection, const QString &orderName, const QString &senderNumber,
