@@ -111,7 +111,8 @@ private:
         const bool isOurs = m_lock->isOurs();
         if (isOurs)
             m_driver.pass();
-        if (!isOurs || m_driver.isIdle()) // else it is held for those that are slow
+        // Kept from pass to pass, so that one server knows how often a login was refused.
+        if (!isOurs)
             m_lock.reset();
         if (m_kept->error().isError())
             failed(false, QStringLiteral("无法读取 %1：%2，邮件收取后保留在邮件服务器上")

@@ -29,7 +29,6 @@ public:
     void setSettings(const ServiceSettings &settings);
     /// Those that were slow go on, each with its session, until the descriptor can be read.
     void goOnUntilReadable(int descriptor) { m_turns.goOnUntilReadable(descriptor); }
-    [[nodiscard]] bool isIdle() const { return m_turns.isIdle(); }
 
 private:
     DatabaseSession &m_session;
