@@ -141,12 +141,10 @@ Mailbox bareMailbox(const QByteArray &text)
     const qsizetype at = text.lastIndexOf('@');
     if (at < 0 || text.startsWith('"'))
         return {{}, addressText(text)};
-    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
-    const auto *const start =
-        std::find_if(std::make_reverse_iterator(text.cbegin() + at), text.crend(), isBlank).base();
-    const auto *const end = std::find_if(text.cbegin() + at, text.cend(), isBlank);
-    const QByteArray name = text.first(start - text.cbegin()) + text.sliced(end - text.cbegin());
-    return {nameText(name), addressText(QByteArrayView(start, end))};
+    const qsizetype start = text.lastIndexOf(' ', at) + 1;
+    const qsizetype blank = text.indexOf(' ', at);
+    const qsizetype end = blank < 0 ? text.size() : blank;
+    return {nameText(text.first(start) + text.sliced(end)), addressText(text.sliced(start, end - start))};
 }
 
 Mailbox mailboxOf(const Member &member)
@@ -156,7 +154,7 @@ Mailbox mailboxOf(const Member &member)
     if (member.hasAngle)
         mailbox = {nameText(text), addressText(member.angle)};
     if (mailbox.address.isEmpty())
-        mailbox = bareMailbox(text);
+        mailbox = bareMailbox(text.simplified());
     if (mailbox.name.isEmpty())
         mailbox.name = nameText(member.comment);
     return mailbox;

@@ -107,16 +107,10 @@ Utf8Look lookForUtf8(QByteArrayView octets)
 /// How much octets under another label look like Chinese from the mainland.
 struct Gb2312Look {
     qsizetype pairs = 0;
-    qsizetype strange = 0;    // neither GB2312 level 1 and 2 nor its marks
-    qsizetype rareInBig5 = 0; // with lead octets that hold rare characters there
+    qsizetype strange = 0; // neither GB2312 level 1 and 2 nor its marks
 
     /// GBK that was labelled as Western: every run of high octets is made of pairs.
     [[nodiscard]] bool isLabelledWestern() const { return pairs >= 2 && strange == 0; }
-    /// The same labelled as Chinese from Taiwan: nearly all is GB2312, and rare there.
-    [[nodiscard]] bool isLabelledBig5() const
-    {
-        return pairs >= 2 && strange * 20 <= pairs && rareInBig5 * 5 >= pairs;
-    }
 };
 
 Gb2312Look lookAt(QByteArrayView octets)
@@ -130,7 +124,6 @@ Gb2312Look lookAt(QByteArrayView octets)
         const bool known = (lead >= 0xB0 && lead <= 0xF7) || (lead >= 0xA1 && lead <= 0xA3);
         ++look.pairs;
         look.strange += known && trail >= 0xA1 && trail != 0xFF ? 0 : 1;
-        look.rareInBig5 += lead >= 0xC9 ? 1 : 0;
         ++i;
     }
     return look;
@@ -164,8 +157,7 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
         return decodeGbk(octets);
     if (charset.isEmpty() || charset == utf8)
         return decodeUnlabelled(octets, look);
-    if ((charset == windows1252 && lookAt(octets).isLabelledWestern()) ||
-        (charset == big5 && lookAt(octets).isLabelledBig5()))
+    if (charset == windows1252 && lookAt(octets).isLabelledWestern())
         return decodeGbk(octets);
 
     std::optional<Decoded> decoded = decodeAs(octets, charset);

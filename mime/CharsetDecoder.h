@@ -12,7 +12,7 @@
 ///    are taken at their word; the charsets of Taiwan, Japan and Korea include the extensions of their code
 ///    pages and of Hong Kong;
 /// 3. us-ascii and iso-8859-1 are windows-1252, unless all that is not ASCII comes in GB2312 pairs (a habit
-///    of Chinese web programs); so is big5 when nearly all is GB2312 that is rare in Big5;
+///    of Chinese web programs);
 /// 4. no label: GB18030 if isUnlabelledGbk; then, and under an unknown one: UTF-8 if valid or merely damaged, else
 ///    GB18030;
 /// 5. a label that a good share of the octets contradicts: whichever of it, UTF-8 and GB18030

@@ -19,21 +19,6 @@ bool isTokenCharacter(char c)
     return c > 0x20 && c < 0x7F && !QByteArrayView("()<>@,;:\\\"[]?=").contains(c);
 }
 
-qsizetype afterBlanksAndComments(const QByteArray &text, qsizetype at)
-{
-    int depth = 0;
-    for (; at < text.size(); ++at) {
-        const char c = text[at];
-        if (c == '(')
-            ++depth;
-        else if (c == ')' && depth > 0)
-            --depth;
-        else if (depth == 0 && !isBlank(c))
-            break;
-    }
-    return at;
-}
-
 /// Up to an equals sign or semicolon, where at is then.
 QByteArray takeName(const QByteArray &text, qsizetype &at)
 {
@@ -77,12 +62,10 @@ QByteArray takeCharset(QByteArray &text)
 ContentField::ContentField(QByteArrayView raw)
 {
     const QByteArray text = normaliseHeader(raw);
-    qsizetype at = afterBlanksAndComments(text, 0);
-    const auto *const start = text.cbegin() + at;
-    const auto *const end = std::find_if_not(start, text.cend(), [](char c) { return isTokenCharacter(c); });
+    const auto *const start = std::find_if_not(text.cbegin(), text.cend(), isBlank);
+    const auto *const end = std::find_if_not(start, text.cend(), isTokenCharacter);
     m_value = QByteArray(start, end - start);
-    at = afterBlanksAndComments(text, end - text.cbegin());
-    readParameters(text, at);
+    readParameters(text, end - text.cbegin());
 }
 
 void ContentField::readParameters(const QByteArray &text, qsizetype at)
@@ -100,7 +83,8 @@ void ContentField::readParameters(const QByteArray &text, qsizetype at)
         const QByteArray name = takeName(text, at);
         if (at >= text.size() || text[at] == ';')
             continue;
-        at = afterBlanksAndComments(text, at + 1);
+        for (++at; at < text.size() && isBlank(text[at]);)
+            ++at;
         QByteArray value;
         if (at < text.size() && text[at] == '"')
             value = quotedText(text, ++at, lastQuote);

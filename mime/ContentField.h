@@ -11,7 +11,7 @@ public:
     /// raw: what follows the colon. Missing quotes, semicolons and closing quotes are forgiven.
     explicit ContentField(QByteArrayView raw);
 
-    /// In front of the parameters, letter case as written, comments left out.
+    /// In front of the parameters, letter case as written, without comments.
     [[nodiscard]] const QByteArray &value() const { return m_value; }
     /// Whether that is of the form "type/subtype".
     [[nodiscard]] bool isMediaType() const;

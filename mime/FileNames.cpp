@@ -1,6 +1,5 @@
 #include "mime/FileNames.h"
 
-#include <QRegularExpression>
 #include <QStringView>
 #include <algorithm>
 
@@ -47,15 +46,6 @@ QStringView withoutQuotes(QStringView name)
     return name;
 }
 
-/// Names of devices on Windows, whatever their extension.
-bool isDeviceName(const QString &name)
-{
-    static const QRegularExpression device(
-        u"^(con|prn|aux|nul|conin\\$|conout\\$|com[0-9¹²³]|lpt[0-9¹²³])\\s*(\\.|$)"_s,
-        QRegularExpression::CaseInsensitiveOption);
-    return device.match(name).hasMatch();
-}
-
 } // namespace
 
 QString safeFileName(const QString &name)
@@ -64,8 +54,6 @@ QString safeFileName(const QString &name)
     QString safe = name.mid(path + 1);
     safe.removeIf(isUnusable);
     safe = withoutQuotes(safe).toString();
-    if (isDeviceName(safe))
-        safe.prepend(u'_');
     if (safe.size() <= longestName)
         return safe;
     const qsizetype dot = safe.lastIndexOf(u'.');

@@ -3,6 +3,9 @@
 #include <QHash>
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <array>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -25,18 +28,15 @@ QString entity(const QString &name)
 /// The end of the comment, style, script or tag that begins at "<".
 qsizetype endOfTag(const QString &html, qsizetype at)
 {
-    const auto behind = [&](QLatin1String end) {
-        const qsizetype found = html.indexOf(end, at, Qt::CaseInsensitive);
-        return found < 0 ? html.size() : found + end.size();
-    };
-    const QStringView tag = QStringView(html).sliced(at);
-    if (tag.startsWith("<!--"_L1))
-        return behind("-->"_L1);
-    if (tag.startsWith("<style"_L1, Qt::CaseInsensitive))
-        return behind("</style>"_L1);
-    if (tag.startsWith("<script"_L1, Qt::CaseInsensitive))
-        return behind("</script>"_L1);
-    return behind(">"_L1);
+    static constexpr std::array<std::array<QLatin1StringView, 2>, 4> tags{{{"<!--"_L1, "-->"_L1},
+                                                                           {"<style"_L1, "</style>"_L1},
+                                                                           {"<script"_L1, "</script>"_L1},
+                                                                           {"<"_L1, ">"_L1}}};
+    const auto *const tag = std::ranges::find_if(tags, [&](const auto &ends) {
+        return QStringView(html).sliced(at).startsWith(ends[0], Qt::CaseInsensitive);
+    });
+    const qsizetype found = html.indexOf(tag->at(1), at, Qt::CaseInsensitive);
+    return found < 0 ? html.size() : found + tag->at(1).size();
 }
 
 } // namespace

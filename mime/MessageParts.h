@@ -45,9 +45,8 @@ struct MessageParts {
     QList<MimeAttachment> attachments;
 };
 
-/// Walks the structure (RFC 2046) from octet at on, in the order of the message and within MessageLimits. A
-/// multipart whose boundary does not occur is read with the boundary that its text evidently uses, else its
-/// text is the body.
+/// Walks the structure (RFC 2046) from octet at on, in the order of the message and within MessageLimits. The text
+/// of a multipart whose boundary does not occur is the body.
 [[nodiscard]] MessageParts collectParts(const MessageOctets &source, qsizetype at);
 
 /// The original as an attachment, for a message that is not shown in full.

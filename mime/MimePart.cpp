@@ -27,25 +27,6 @@ QByteArrayView withoutBlanksBehind(QByteArrayView line)
     return line;
 }
 
-/// The boundary that a multipart's text evidently uses: a line "--x" followed by a part's header.
-QByteArray evidentBoundary(QByteArrayView body)
-{
-    constexpr qsizetype looked = 64LL * 1024;
-    constexpr qsizetype longest = 200;
-    body = body.first(qMin(body.size(), looked));
-    QByteArrayView before;
-    while (!body.isEmpty()) {
-        const QByteArrayView line = firstLine(body);
-        const bool isHeader =
-            line.first(qMin<qsizetype>(8, line.size())).compare("content-", Qt::CaseInsensitive) == 0;
-        if (isHeader && before.size() > 2 && before.size() <= longest && before.startsWith("--"))
-            return before.sliced(2).toByteArray();
-        before = withoutBlanksBehind(line);
-        body = body.sliced(line.size());
-    }
-    return {};
-}
-
 /// RFC 2046, 5.1.1. The line end before a boundary belongs to the boundary. Without a closing boundary the
 /// last part goes to the end.
 QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsizetype most)
@@ -120,13 +101,6 @@ QByteArray MimePart::decodedBody() const
 
 QList<QByteArrayView> MimePart::children(qsizetype most) const
 {
-    QList<QByteArrayView> parts;
-    const QByteArray declared = withoutBlanksBehind(m_type.parameter("boundary").toUtf8()).toByteArray();
-    if (!declared.isEmpty())
-        parts = split(m_body, declared, most);
-    if (parts.isEmpty()) {
-        if (const QByteArray evident = evidentBoundary(m_body); !evident.isEmpty())
-            parts = split(m_body, evident, most);
-    }
-    return parts;
+    const QByteArray boundary = withoutBlanksBehind(m_type.parameter("boundary").toUtf8()).toByteArray();
+    return boundary.isEmpty() ? QList<QByteArrayView>() : split(m_body, boundary, most);
 }

@@ -30,8 +30,7 @@ public:
     [[nodiscard]] QString fileName() const;
     /// The body with its transfer encoding undone.
     [[nodiscard]] QByteArray decodedBody() const;
-    /// The octets of each part of a multipart, at most that many. Empty when its boundary never occurs and
-    /// none is evident.
+    /// The octets of each part of a multipart, at most that many. Empty when its boundary never occurs.
     [[nodiscard]] QList<QByteArrayView> children(qsizetype most) const;
 
 private:

@@ -2,6 +2,8 @@
 
 #include "mime/HeaderFields.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace
@@ -10,12 +12,10 @@ namespace
 /// The name in a line "begin 644 name".
 std::optional<QByteArray> nameIn(QByteArrayView line)
 {
-    qsizetype at = 6;
-    while (at < line.size() && line[at] >= '0' && line[at] <= '7')
-        ++at;
-    if (at < 9 || at > 10 || at >= line.size() || line[at] != ' ')
-        return std::nullopt;
-    return line.sliced(at).trimmed().toByteArray();
+    static const QRegularExpression form(QStringLiteral("^begin [0-7]{3,4} (.*)$"));
+    constexpr qsizetype longestLine = 1000;
+    const auto match = form.match(QString::fromLatin1(line.first(qMin(line.size(), longestLine))));
+    return match.hasMatch() ? std::optional(match.captured(1).trimmed().toLatin1()) : std::nullopt;
 }
 
 /// Appends what a line of uuencode holds; false when it is none.

@@ -20,9 +20,6 @@ private slots:
         row("only-dots", u"..."_s, QString());
         row("stream", u"a.txt:evil"_s, u"a.txtevil"_s);
         row("hidden-direction", u"a\u202Efdp.exe"_s, u"afdp.exe"_s);
-        row("device", u"CON"_s, u"_CON"_s);
-        row("device-with-extension", u"nul.txt"_s, u"_nul.txt"_s);
-        row("no-device", u"console.com1"_s, u"console.com1"_s);
         row("200-units", QString(196, u'a') + u".doc"_s, QString(196, u'a') + u".doc"_s);
         row("201-units", QString(197, u'a') + u".doc"_s, QString(196, u'a') + u".doc"_s);
         QTest::newRow("cut-spares-pairs")
