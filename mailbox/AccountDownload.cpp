@@ -22,10 +22,10 @@ constexpr milliseconds untilRoom = 200ms;
 
 QByteArray digest(const QList<qint64> &sizes)
 {
-    QCryptographicHash hash(QCryptographicHash::Sha1);
+    QByteArray text;
     for (const qint64 size : sizes)
-        hash.addData(QByteArray::number(size) + ' ');
-    return hash.result().toHex();
+        text += QByteArray::number(size) + ' ';
+    return QCryptographicHash::hash(text, QCryptographicHash::Sha1).toHex();
 }
 
 } // namespace

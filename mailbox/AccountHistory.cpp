@@ -21,11 +21,9 @@ seconds distanceAfter(int refusals)
 
 QByteArray digest(const MailAccount &account)
 {
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    for (const QString &value :
-         {account.POPIP, QString::number(account.PopPort), account.EUsername, account.EPassword})
-        hash.addData(value.toUtf8() + '\0');
-    return hash.result().toHex();
+    const QStringList row{account.POPIP, QString::number(account.PopPort), account.EUsername,
+                          account.EPassword};
+    return QCryptographicHash::hash(row.join(QChar(u'\0')).toUtf8(), QCryptographicHash::Sha256).toHex();
 }
 
 } // namespace

@@ -23,9 +23,7 @@ public:
     /// The same of a mail.
     void learn(const MailKey &mail, const BrokenMail &broken)
     {
-        m_known.brokenMails.insert(mail, broken);
-        if (broken.breaks == 0)
-            m_known.brokenMails.remove(mail);
+        m_known.note(mail, broken);
         told(CollectorProtocol::MailLearnt{mail, broken});
     }
     /// What the service knows, and the settings, before the next pass.

@@ -131,11 +131,9 @@ void Collector::noteReport(const CollectorProtocol::Report &report)
         noteHistory(*learnt);
     else if (const auto *mail = std::get_if<MailBegins>(&report))
         m_mail = *mail;
-    else if (const auto *broken = std::get_if<MailLearnt>(&report)) {
-        m_state.brokenMails.insert(broken->mail, broken->broken);
-        if (broken->broken.breaks == 0)
-            m_state.brokenMails.remove(broken->mail);
-    } else if (const auto *ended = std::get_if<AccountEnds>(&report))
+    else if (const auto *broken = std::get_if<MailLearnt>(&report))
+        m_state.note(broken->mail, broken->broken);
+    else if (const auto *ended = std::get_if<AccountEnds>(&report))
         noteEnd(*ended);
     else if (const auto *read = std::get_if<MailEnds>(&report)) {
         m_mail.reset();

@@ -28,5 +28,11 @@ struct CollectorState {
     bool verifiesMailServers = false;
     bool attachesHiddenText = false;
 
+    void note(const MailKey &mail, const BrokenMail &broken)
+    {
+        brokenMails.insert(mail, broken);
+        if (broken.breaks == 0)
+            brokenMails.remove(mail);
+    }
     bool operator==(const CollectorState &) const = default;
 };

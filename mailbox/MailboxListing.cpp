@@ -52,10 +52,7 @@ MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint6
 
 QByteArray MailboxListing::digest() const
 {
-    QCryptographicHash hash(QCryptographicHash::Sha1);
-    for (const QString &id : m_ids)
-        hash.addData(id.toUtf8() + '\n');
-    return hash.result().toHex();
+    return QCryptographicHash::hash(m_ids.join(u'\n').toUtf8(), QCryptographicHash::Sha1).toHex();
 }
 
 QList<int> MailboxListing::numbers(bool areStored) const

@@ -29,13 +29,11 @@ QString content(const MimeMessage &message)
     return message.HTMLBody();
 }
 
-enum class Kind { To, Others };
-
-QString addresses(const MimeMessage &message, Kind kind)
+QString addresses(const MimeMessage &message, bool areOfTo)
 {
     QStringList list;
     for (const MimeRecipient &recipient : message.Recipients()) {
-        if ((recipient.ReType == 0) == (kind == Kind::To))
+        if ((recipient.ReType == 0) == areOfTo)
             list += recipient.EMail;
     }
     return list.join(u", "_s);
@@ -57,8 +55,8 @@ QList<ColumnValue> mailColumns(const CollectedMail &mail)
         columns += {"EmailDate"_L1, message.Date()};
     columns += {
         {"EmailTo"_L1, u"*"_s + mail.userName + u"-0-0-0*"_s},
-        {"EmailToDis"_L1, addresses(message, Kind::To)},
-        {"EmailCC"_L1, addresses(message, Kind::Others)},
+        {"EmailToDis"_L1, addresses(message, true)},
+        {"EmailCC"_L1, addresses(message, false)},
         {"MSGID"_L1, mail.uid, true},
         {"EOAID"_L1, mail.accountKey, true},
         {"EmailSource"_L1, u"2"_s},

@@ -37,6 +37,6 @@ private:
     void *m_stack = nullptr;
     ucontext_t m_inside{};
     ucontext_t m_outside{};
-    const void *m_outsideStack = nullptr; // for the address sanitizer, which has to know
-    size_t m_outsideOctets = 0;
+    [[maybe_unused]] const void *m_outsideStack = nullptr; // for the address sanitizer, which has to know
+    [[maybe_unused]] size_t m_outsideOctets = 0;
 };

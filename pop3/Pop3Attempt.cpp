@@ -102,13 +102,11 @@ void Pop3Attempt::prepareSecurity()
         // Without verification an old server's weak TLS is still better than none.
         curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_0);
         curl_easy_setopt(curl, CURLOPT_SSL_CIPHER_LIST, "DEFAULT:@SECLEVEL=0");
-    }
-    if (const QByteArray trusted = trustedCertificates(m_options); !trusted.isEmpty())
-        curl_easy_setopt(curl, CURLOPT_CAINFO, trusted.constData());
-    if (!verify) { // reading the authorities costs as much time as the rest of a login
+        // Reading the authorities costs as much time as the rest of a login.
         curl_easy_setopt(curl, CURLOPT_CAINFO, nullptr);
         curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
-    }
+    } else if (const QByteArray trusted = trustedCertificates(m_options); !trusted.isEmpty())
+        curl_easy_setopt(curl, CURLOPT_CAINFO, trusted.constData());
 }
 
 void Pop3Attempt::prepareLogin()

@@ -39,9 +39,7 @@ void Pop3Dialogue::fail(Pop3Fault::Kind kind, const QString &cause)
 
 void Pop3Dialogue::send(const QByteArray &command)
 {
-    Q_ASSERT(!command.contains('\r') && !command.contains('\n'));
-    if (!isOpen())
-        throw Pop3Fault(Pop3Fault::Kind::NotConnected, u"没有与邮件服务器的连接"_s);
+    Q_ASSERT(isOpen() && !command.contains('\r') && !command.contains('\n'));
     m_observer.sent(command);
     m_queued += command + "\r\n";
     flush();
@@ -150,8 +148,7 @@ void Pop3Dialogue::pollLine(milliseconds most)
 
 Pop3Reply Pop3Dialogue::readReply()
 {
-    if (!isOpen())
-        throw Pop3Fault(Pop3Fault::Kind::NotConnected, u"没有与邮件服务器的连接"_s);
+    Q_ASSERT(isOpen());
     m_exchangeClock.start();
     m_silenceClock.start();
     beginWindow();
@@ -175,7 +172,7 @@ Pop3Reply Pop3Dialogue::readReply()
     return {indicator == "+OK", line.mid(indicator.size()).trimmed()};
 }
 
-std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most, Expectation expected)
+std::optional<QByteArray> Pop3Dialogue::readContent(qint64 most, Pop3Expectation expected)
 {
     beginWindow();
     DotUnstuffer unstuffer(m_bareLineFeeds, expected.toldOctets);

@@ -14,9 +14,15 @@ struct Pop3Reply {
     QByteArray text; ///< what follows the indicator
 };
 
+/// What is known of a content before it is read.
+struct Pop3Expectation {
+    qint64 toldOctets = 0;     ///< its size as the server told; 0 when it did not
+    bool othersFollow = false; ///< further answers were asked for already
+};
+
 /// Commands and answers on a line that is connected already. Sending never waits on its own: what does not
 /// fit goes out while answers are read, so pipelined commands cannot block both sides. Any trouble closes the
-/// line without QUIT and throws Pop3Fault; after that every call throws NotConnected.
+/// line without QUIT and throws Pop3Fault; it is over then.
 class Pop3Dialogue
 {
 public:
@@ -30,16 +36,10 @@ public:
     void send(const QByteArray &command);
     /// The next status line. Its time limits begin here and last over the content that readContent takes.
     Pop3Reply readReply();
-    /// What is known of a content before it is read.
-    struct Expectation {
-        qint64 toldOctets = 0;     ///< its size as the server told; 0 when it did not
-        bool othersFollow = false; ///< further answers were asked for already
-    };
     /// The multi-line content after an ok reply. Content beyond most octets is read but not kept: nullopt; beyond
     /// twice that the line is given up. OutOfStep when its end is in doubt and another answer may have been
     /// swallowed with it.
-    std::optional<QByteArray> readContent(qint64 most, Expectation expected);
-    std::optional<QByteArray> readContent(qint64 most) { return readContent(most, Expectation()); }
+    std::optional<QByteArray> readContent(qint64 most, Pop3Expectation expected = {});
     /// For the answer to QUIT: a silence limit of its own, from now on.
     void limitSilence(std::chrono::milliseconds limit) { m_stall = limit; }
 
