@@ -50,7 +50,7 @@ private:
     AtAnswer ask(const QByteArray &command, const QByteArray &prefix = {})
     {
         if (m_isLost)
-            return {.end = AtAnswer::End::Lost, .result = {}, .lines = {}};
+            return {.end = AtAnswer::End::Lost};
         AtAnswer answer = m_channel.exchange(command, prefix, m_limits.command);
         m_isLost = answer.isLost();
         return answer;

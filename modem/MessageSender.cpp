@@ -65,8 +65,8 @@ MessageSender::Attempt MessageSender::tryPart(const SmsSubmit &part, bool isSeco
 {
     const QDeadlineTimer usual(m_limits.slowPrompt);
     m_isHandedOver = false;
-    AtAnswer answer =
-        m_channel.exchangeToPrompt("AT+CMGS=" + QByteArray::number(part.tpduOctets()), m_limits.prompt);
+    AtAnswer answer = m_channel.exchange("AT+CMGS=" + QByteArray::number(part.tpduOctets()), {},
+                                         m_limits.prompt, AtChannel::Expect::Prompt);
     const bool isPrompted = answer.end == AtAnswer::End::Prompt && !answer.isEchoUnexpected;
     // In text mode the TPDU would go out as it is written, and nothing would tell.
     if (isPrompted && usual.hasExpired() && !isSecond)

@@ -150,7 +150,8 @@ std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory
     if (!select(memory))
         return std::nullopt;
     constexpr auto all = "AT+CMGL=4";
-    const AtAnswer answer = m_channel.exchangeWithPayload(all, "+CMGL:", listLimit(memory));
+    const AtAnswer answer =
+        m_channel.exchange(all, "+CMGL:", listLimit(memory), AtChannel::Expect::LinesWithPayload);
     if (answer.end != AtAnswer::End::Final || saysSimBusy(answer.result))
         return std::nullopt;
     if (!answer.isOk())
@@ -203,7 +204,8 @@ std::optional<StoredTpdu> MessageStore::readPlace(const QByteArray &memory, int 
 {
     m_proof.reset();
     const AtAnswer answer =
-        m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command);
+        m_channel.exchange("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command,
+                           AtChannel::Expect::LinesWithPayload);
     if (!answer.isOk() || answer.lines.isEmpty())
         return std::nullopt;
     const AtLine &line = answer.lines.last();
@@ -225,7 +227,8 @@ std::optional<MessageStore::Listing> MessageStore::listOneByOne(const QByteArray
     const int last = listing.total > 0 ? listing.total : ModemBounds::storeEntries;
     for (int index = 0; index <= last; ++index) {
         const AtAnswer answer =
-            m_channel.exchangeWithPayload("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command);
+            m_channel.exchange("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command,
+                               AtChannel::Expect::LinesWithPayload);
         if (answer.end != AtAnswer::End::Final)
             return std::nullopt;
         if (!answer.isOk() || answer.lines.isEmpty())
@@ -251,14 +254,12 @@ MessageStore::Removal MessageStore::remove(const StoredTpdu &copy)
         m_sinceProof.hasExpired(m_limits.proof.count())) {
         const std::optional<StoredTpdu> reading = readAgain(copy);
         if (!reading)
-            return m_channel.isLineOpen() ? Removal::Failed : Removal::Lost;
+            return Removal::Failed;
         if (*reading != copy)
             return Removal::Moved;
     }
     m_proof.reset();
     const AtAnswer answer =
         m_channel.exchange("AT+CMGD=" + QByteArray::number(copy.index), {}, m_limits.command);
-    if (answer.isLost())
-        return Removal::Lost;
     return answer.isOk() ? Removal::Removed : Removal::Failed;
 }

@@ -28,8 +28,7 @@ public:
     enum class Removal {
         Removed,
         Moved,  ///< something else stands there: nothing was removed
-        Failed, ///< try again later
-        Lost,   ///< the device is gone
+        Failed, ///< try again later; the device may be gone
     };
 
     MessageStore(AtChannel &channel, const ModemLimits &limits) : m_channel(channel), m_limits(limits) {}

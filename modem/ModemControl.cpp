@@ -42,18 +42,12 @@ public:
     {
         reopenTimer.setInterval(limits.reopen);
         lookTimer.setInterval(limits.look);
-        checkEnds.setInterval(std::chrono::seconds(1)); // one row follows another within a pass
-        checkEnds.setSingleShot(true);
-        QObject::connect(&checkEnds, &QTimer::timeout, &checkEnds, [this] { isChecked = false; });
         link.line.setWhileWaiting([this] { giveSigns(); });
     }
 
-    BringUpReport connectDevice(const QList<int> &bauds, std::chrono::milliseconds syncLimit);
-    QList<int> baudsToTry() const;
-    QList<int> baudsToTryAgain();
+    BringUpReport connectDevice(std::chrono::milliseconds syncLimit, bool isAgain);
     bool reopen();
     bool bringUpAgain();
-    bool assertPduMode();
     void noteBroughtUp(const BringUpReport &report);
     void noteLost();
     void disconnectDevice();
@@ -67,14 +61,9 @@ public:
     ModemLink link;
     Receiver receiver;
     QTimer reopenTimer;
-    QTimer lookTimer;       ///< running while the port is open
-    QTimer checkEnds;       ///< no send has followed the last one
-    bool isChecked = false; ///< PDU mode was asserted in this pass
-    QElapsedTimer checkedAt;
+    QTimer lookTimer; ///< running while the port is open
 
     qint16 portNumber = 0;
-    int speed = 0;      ///< 0 = searched
-    int reopenings = 0; ///< attempts, so that each tries another speed
     QStringList workarounds;
     QSet<QString> remarksTold;
     QString serviceCentre;
@@ -90,22 +79,6 @@ public:
     QElapsedTimer sendWaits; ///< since its begin or its last sign; invalid outside send()
 };
 
-QList<int> ModemControl::Private::baudsToTry() const
-{
-    if (speed > 0)
-        return {speed};
-    return {115200, 9600, 19200, 38400, 57600, 460800};
-}
-
-/// The speed that worked and, in turn, one of the others: the modem may have been replaced.
-QList<int> ModemControl::Private::baudsToTryAgain()
-{
-    const QList<int> all = baudsToTry();
-    const int other = all[reopenings++ % all.size()];
-    const int known = all.contains(link.baud()) ? link.baud() : all.first();
-    return other == known ? QList<int>{known} : QList<int>{known, other};
-}
-
 /// What the operator should know of a modem that does not take everything is said once.
 void ModemControl::Private::noteBroughtUp(const BringUpReport &report)
 {
@@ -118,17 +91,14 @@ void ModemControl::Private::noteBroughtUp(const BringUpReport &report)
     }
 }
 
-BringUpReport ModemControl::Private::connectDevice(const QList<int> &bauds,
-                                                   std::chrono::milliseconds syncLimit)
+BringUpReport ModemControl::Private::connectDevice(std::chrono::milliseconds syncLimit, bool isAgain)
 {
     QString device = deviceOf ? deviceOf(portNumber) : QString();
     if (device.isEmpty())
         device = serialDevice(portNumber);
     if (device.isEmpty())
         return {.result = ModemResult::NoSuchPort, .cause = u"端口 COM%1 不存在"_s.arg(portNumber)};
-    const bool isOnNetwork = device.startsWith(u"tcp:"_s); // whose server sets the speed
-    BringUpReport report =
-        link.open(device, serviceCentre, isOnNetwork ? QList<int>{bauds.first()} : bauds, syncLimit);
+    BringUpReport report = link.open(device, serviceCentre, syncLimit, isAgain);
     noteBroughtUp(report);
     return report;
 }
@@ -144,12 +114,12 @@ void ModemControl::Private::noteLost()
     isLost = true;
     lostCause = u"短信猫已断开或没有应答"_s;
     reopenTimer.start();
-    emit q.notice(u"短信猫已断开或没有应答，将自动重新连接"_s);
+    emit q.notice(lostCause + u"，将自动重新连接"_s);
 }
 
 bool ModemControl::Private::reopen()
 {
-    const BringUpReport report = connectDevice(baudsToTryAgain(), limits.reopenSync);
+    const BringUpReport report = connectDevice(limits.reopenSync, true);
     if (report.result != ModemResult::Ok) {
         // A cause that only a person can remove is worth a line, once.
         const bool isNews = report.cause != lostCause && report.result != ModemResult::NoSuchPort &&
@@ -179,17 +149,6 @@ bool ModemControl::Private::bringUpAgain()
     else
         noteLost();
     return link.isOpen();
-}
-
-/// Modems lose their settings without a word. Asked once a pass, the sends of which follow each other closely, and whenever the modem may have started anew. False when the modem is gone.
-bool ModemControl::Private::assertPduMode()
-{
-    const bool isFoundAgain = link.channel.takeFoundAgain();
-    if (isChecked && !isFoundAgain && checkedAt.elapsed() < limits.storePoll.count())
-        return true;
-    isChecked = true;
-    checkedAt.start();
-    return link.assertPduMode() || bringUpAgain();
 }
 
 /// What is wrong is told also while nothing is sent or received.
@@ -231,15 +190,11 @@ void ModemControl::Private::makeReady()
         throw ModemFault(ModemFault::Kind::PortLost, u"短信猫端口未打开"_s);
     if (link.isOpen() && receiver.takeNews())
         bringUpAgain();
-    if (link.isOpen() && !link.answers())
-        noteLost();
-    if (link.isOpen() && !assertPduMode())
-        noteLost();
-    if (!link.isOpen()) {
-        noteLost();
-        if (!reopen())
-            throw ModemFault(ModemFault::Kind::PortLost, lostCause);
-    }
+    if (link.answers() && (link.assertPduModeForPass() || bringUpAgain()))
+        return;
+    noteLost();
+    if (!reopen())
+        throw ModemFault(ModemFault::Kind::PortLost, lostCause);
 }
 
 ModemControl::ModemControl(const Clock &clock, std::function<QString(int)> mappedDevice, QObject *parent,
@@ -284,7 +239,7 @@ void ModemControl::setPortNumber(qint16 comPort)
 
 void ModemControl::setSpeed(int baud)
 {
-    d->speed = baud;
+    d->link.setSpeed(baud);
 }
 
 ModemControl::Description ModemControl::describe() const
@@ -354,13 +309,11 @@ ModemStatus ModemControl::askStatus()
 qint16 ModemControl::open()
 {
     d->disconnectDevice();
-    BringUpReport report;
-    if (!d->serviceCentre.isEmpty() && !isDialable(d->serviceCentre)) {
-        report.result = ModemResult::ServiceCentreInvalid;
-        report.cause = u"短信中心号码 %1 无效"_s.arg(d->serviceCentre);
-    } else {
-        report = d->connectDevice(d->baudsToTry(), d->limits.sync);
-    }
+    const bool isCentreValid = d->serviceCentre.isEmpty() || isDialable(d->serviceCentre);
+    const BringUpReport report =
+        isCentreValid ? d->connectDevice(d->limits.sync, false)
+                      : BringUpReport{.result = ModemResult::ServiceCentreInvalid,
+                                      .cause = u"短信中心号码 %1 无效"_s.arg(d->serviceCentre)};
     if (report.result != ModemResult::Ok) {
         emit notice(u"短信猫打开失败：%1"_s.arg(report.cause));
         return code(report.result);
@@ -392,9 +345,11 @@ qint16 ModemControl::send(const QString &mobileNumber, const QString &text)
         return code(ModemResult::TextTooLong);
     }
     d->sendWaits.start();
-    const auto waited = qScopeGuard([this] { d->sendWaits.invalidate(); });
+    const auto ended = qScopeGuard([this] {
+        d->sendWaits.invalidate();
+        d->link.noteSent();
+    });
     d->makeReady();
-    const auto sent = qScopeGuard([this] { d->checkEnds.start(); });
     MessageSender sender(d->link.channel, d->limits, d->handOver);
     SendOutcome outcome = sender.send(parts);
     if (outcome.isSettingsLost && d->bringUpAgain() && outcome.fault)
@@ -428,12 +383,10 @@ qint16 ModemControl::read(QString &sender, QString &text, QString &receiveTime)
 
 void ModemControl::setRestTest(RestTest isRest)
 {
-    if (!isRest)
-        d->receiver.setRestTest({});
-    else
-        d->receiver.setRestTest([this, isRest = std::move(isRest)](const InboxMessage &parts) {
-            return isRest(displayWithin(parts.sender, d->countryCode), textOf(parts.time), parts.fragments);
-        });
+    d->receiver.setRestTest([this, isRest = std::move(isRest)](const InboxMessage &parts) {
+        return isRest &&
+               isRest(displayWithin(parts.sender, d->countryCode), textOf(parts.time), parts.fragments);
+    });
 }
 
 MessageOrigin ModemControl::origin() const

@@ -1,5 +1,7 @@
 #include "modem/ModemLink.h"
 
+#include "modem/line/AnswerFields.h"
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -14,18 +16,35 @@ ModemLink::ModemLink(const ModemLimits &limits, QObject *parent)
       m_limits(limits)
 {
     connect(&line, &SerialLine::lost, this, &ModemLink::lost);
+    m_passEnds.setInterval(std::chrono::seconds(1)); // one row follows another within a pass
+    m_passEnds.setSingleShot(true);
+    connect(&m_passEnds, &QTimer::timeout, this, [this] { m_isAsserted = false; });
 }
 
-BringUpReport ModemLink::open(const QString &device, const QString &serviceCentre, const QList<int> &bauds,
-                              std::chrono::milliseconds syncLimit)
+/// The line speeds at which the modem is looked for, the likeliest first.
+QList<int> ModemLink::bauds(const QString &device, bool isAgain)
 {
-    Q_ASSERT(!bauds.isEmpty());
+    const QList<int> all =
+        m_speed > 0 ? QList<int>{m_speed} : QList<int>{115200, 9600, 19200, 38400, 57600, 460800};
+    const int known = isAgain && all.contains(m_baud) ? m_baud : all.first();
+    const int other = isAgain ? all[m_reopenings++ % all.size()] : known;
+    if (device.startsWith(u"tcp:"_s)) // whose server sets the speed
+        return {known};
+    if (!isAgain)
+        return all;
+    return other == known ? QList<int>{known} : QList<int>{known, other}; // the modem may have been replaced
+}
+
+BringUpReport ModemLink::open(const QString &device, const QString &serviceCentre,
+                              std::chrono::milliseconds syncLimit, bool isAgain)
+{
     close();
+    const QList<int> speeds = bauds(device, isAgain);
     m_serviceCentre = serviceCentre;
     const auto failed = [](ModemResult result, const QString &cause) {
         return BringUpReport{.result = result, .cause = cause};
     };
-    switch (line.open(device, bauds.first())) {
+    switch (line.open(device, speeds.first())) {
     case SerialLine::OpenResult::Opened:
         break;
     case SerialLine::OpenResult::NoSuchDevice:
@@ -37,9 +56,8 @@ BringUpReport ModemLink::open(const QString &device, const QString &serviceCentr
     case SerialLine::OpenResult::Failed:
         return failed(ModemResult::PortFailed, u"端口 %1 打不开：%2"_s.arg(device, line.errorText()));
     }
-    BringUpReport report = findAndBringUp(bauds, syncLimit);
-    m_notificationCommand = report.notificationCommand;
-    m_iccid = report.iccid;
+    BringUpReport report = findAndBringUp(speeds, syncLimit);
+    note(report);
     if (report.result != ModemResult::Ok) {
         report.cause = u"端口 %1，%2"_s.arg(device, report.cause);
         close();
@@ -76,9 +94,15 @@ BringUpReport ModemLink::findAndBringUp(const QList<int> &bauds, std::chrono::mi
 BringUpReport ModemLink::bringUpAgain()
 {
     BringUpReport report = bringUp(channel, store, m_limits, m_serviceCentre, m_limits.resync);
+    note(report);
+    return report;
+}
+
+void ModemLink::note(const BringUpReport &report)
+{
     m_notificationCommand = report.notificationCommand;
     m_iccid = report.iccid;
-    return report;
+    m_wantsAcknowledge.reset();
 }
 
 bool ModemLink::assertPduMode()
@@ -91,6 +115,16 @@ bool ModemLink::assertPduMode()
     return channel.resynchronise(m_limits.resync) && ask().isOk();
 }
 
+bool ModemLink::assertPduModeForPass()
+{
+    const bool isFoundAgain = channel.takeFoundAgain();
+    if (m_isAsserted && !isFoundAgain && m_sinceAsserted.elapsed() < m_limits.storePoll.count())
+        return true;
+    m_isAsserted = true;
+    m_sinceAsserted.start();
+    return assertPduMode();
+}
+
 bool ModemLink::assertSettings()
 {
     if (!assertPduMode())
@@ -98,6 +132,22 @@ bool ModemLink::assertSettings()
     if (!m_notificationCommand.isEmpty())
         static_cast<void>(channel.exchange(m_notificationCommand, {}, m_limits.command));
     return true;
+}
+
+bool ModemLink::wantsAcknowledge()
+{
+    if (!m_wantsAcknowledge) {
+        const AtAnswer answer = channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
+        m_wantsAcknowledge = answer.isOk() && !answer.lines.isEmpty() &&
+                             answerFields(answer.lines.first().text).first().number() == 1;
+    }
+    return *m_wantsAcknowledge;
+}
+
+void ModemLink::acknowledge()
+{
+    if (wantsAcknowledge())
+        static_cast<void>(channel.exchange("AT+CNMA", {}, m_limits.command));
 }
 
 void ModemLink::close()

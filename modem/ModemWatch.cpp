@@ -48,7 +48,8 @@ void ModemWatch::noteBroughtUp(const BringUpReport &report)
 /// The first line of a question that is answered by lines without a prefix.
 QByteArray ModemWatch::ask(const QByteArray &name) const
 {
-    const AtAnswer answer = m_channel.exchangeForText("AT" + name, name + ':', m_limits.command);
+    const AtAnswer answer =
+        m_channel.exchange("AT" + name, name + ':', m_limits.command, AtChannel::Expect::Text);
     if (!answer.isOk() || answer.lines.isEmpty())
         return {};
     QByteArray text = answer.lines.first().text;

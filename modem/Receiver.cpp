@@ -28,9 +28,8 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
     m_work.setInterval(0);
     m_poll.setInterval(limits.storePoll);
     m_retry.setInterval(limits.waitRetry);
-    connect(&m_work, &QTimer::timeout, this, &Receiver::work);
-    connect(&m_retry, &QTimer::timeout, this, &Receiver::work);
-    connect(&m_change, &QTimer::timeout, this, &Receiver::work);
+    for (const QTimer *timer : {&m_work, &m_retry, &m_change})
+        connect(timer, &QTimer::timeout, this, &Receiver::work);
     connect(&m_poll, &QTimer::timeout, this, [this] {
         m_isStoreDue = true;
         work();
@@ -56,17 +55,14 @@ void Receiver::start()
     m_announced.clear();
     m_isStoreDue = true;
     m_isOpening = true;
-    m_wantsAcknowledge.reset();
-    m_occupancy.clear();
+    m_levels.clear();
     m_work.start();
 }
 
 void Receiver::pause()
 {
-    m_work.stop();
-    m_poll.stop();
-    m_retry.stop();
-    m_change.stop();
+    for (QTimer *timer : {&m_work, &m_poll, &m_retry, &m_change})
+        timer->stop();
 }
 
 void Receiver::stop()
@@ -130,7 +126,7 @@ void Receiver::noteLine(const AtLine &line)
     } else if (name == "+CMT") {
         takeDirect(line);
     } else if (name == "+CDS") {
-        acknowledge();
+        m_link.acknowledge();
     } else if (announcesRestart(line.text)) {
         m_isRestarted = true;
         m_work.start();
@@ -166,9 +162,8 @@ void Receiver::readAnnounced()
             return;
         }
         m_retry.stop(); // what waits is tried with it
-        Occupancy &occupancy = m_occupancy[memory];
-        ++occupancy.used;
-        if (isNearlyFull(occupancy))
+        m_levels.add(memory, 1);
+        if (m_levels.isNearlyFull(memory))
             static_cast<void>(m_inbox.raiseRefused(time()));
     }
 }
@@ -186,29 +181,12 @@ void Receiver::takeDirect(const AtLine &line)
     const StoredTpdu came{{}, 0, octetsOf(line.payload), fields.last().number().value_or(-1), true};
     // The network delivers again what is not acknowledged; what is then the same is as it was sent.
     const bool isDamaged = !came.fits() || line.payload.size() % 2 != 0;
-    if (isDamaged && std::exchange(m_misfit, line.payload) != line.payload && wantsAcknowledge())
+    if (isDamaged && std::exchange(m_misfit, line.payload) != line.payload && m_link.wantsAcknowledge())
         return;
     // One that waits is acknowledged when it is dealt with.
     if (m_inbox.addDirect(came.octets, came.tpduOctets, time()) == Inbox::Direct::Handled)
-        acknowledge();
+        m_link.acknowledge();
     m_work.start();
-}
-
-/// 3GPP TS 27.005, 3.4.4: demanded only with message service 1 of phase 2+.
-bool Receiver::wantsAcknowledge()
-{
-    if (!m_wantsAcknowledge) {
-        const AtAnswer answer = m_link.channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
-        m_wantsAcknowledge = answer.isOk() && !answer.lines.isEmpty() &&
-                             answerFields(answer.lines.first().text).first().number() == 1;
-    }
-    return *m_wantsAcknowledge;
-}
-
-void Receiver::acknowledge()
-{
-    if (wantsAcknowledge())
-        static_cast<void>(m_link.channel.exchange("AT+CNMA", {}, m_limits.command));
 }
 
 /// False when the modem is gone or must be brought up again.
@@ -229,11 +207,9 @@ bool Receiver::readStore()
             return false;
     }
     m_link.store.selectFirst();
-    if (m_isRest) {
-        for (const InboxMessage &parts : m_inbox.leftOverParts(time())) {
-            if (m_isRest(parts))
-                m_inbox.setHandled(parts, time());
-        }
+    for (const InboxMessage &parts : m_inbox.leftOverParts(time())) {
+        if (m_isRest(parts))
+            m_inbox.setHandled(parts, time());
     }
     m_isOpening = m_isDamaged;
     return removeHandled();
@@ -242,12 +218,8 @@ bool Receiver::readStore()
 bool Receiver::readMemory(const QByteArray &memory)
 {
     const std::optional<MessageStore::Listing> listing = m_link.store.list(memory);
-    if (!listing) {
-        if (m_link.answers())
-            return true; // the next reading may succeed
-        emit modemLost();
-        return false;
-    }
+    if (!listing)
+        return isModemThere(); // the next reading may succeed
     if (listing->isTextMode) {
         // A modem that stays in text mode is not brought up over and over.
         if (m_sinceTextMode.isValid() && m_sinceTextMode.elapsed() < m_limits.storePoll.count())
@@ -258,11 +230,9 @@ bool Receiver::readMemory(const QByteArray &memory)
     }
     m_isDamaged = m_isDamaged || listing->isDamaged;
     m_inbox.update(memory, listing->received, time(), m_isOpening);
-    Occupancy &occupancy = m_occupancy[memory];
-    occupancy.used = listing->used;
-    occupancy.total = listing->total;
+    m_levels.set(memory, listing->used, listing->total);
     // What is refused would deafen the modem: its handler is to take it elsewhere.
-    if (isNearlyFull(occupancy))
+    if (m_levels.isNearlyFull(memory))
         static_cast<void>(m_inbox.raiseRefused(time()));
     return true;
 }
@@ -275,12 +245,18 @@ bool Receiver::readAgain(const StoredTpdu &copy)
         return true;
     if (!m_link.channel.isSynchronised())
         m_retry.start(); // each of the others might cost its time limit, too
-    if (!m_link.answers()) {
-        emit modemLost();
+    if (!isModemThere())
         return false;
-    }
     m_poll.start(m_limits.waitRetry);
     return true;
+}
+
+bool Receiver::isModemThere()
+{
+    if (m_link.answers())
+        return true;
+    emit modemLost();
+    return false;
 }
 
 /// False when the modem is gone.
@@ -300,22 +276,17 @@ bool Receiver::remove(const StoredTpdu &copy)
         return true;
     if (!m_inbox.isReadTwice(copy) && !readAgain(copy))
         return false;
-    switch (m_inbox.isReadTwice(copy) ? m_link.store.remove(copy) : MessageStore::Removal::Failed) {
-    case MessageStore::Removal::Removed:
+    const MessageStore::Removal removal =
+        m_inbox.isReadTwice(copy) ? m_link.store.remove(copy) : MessageStore::Removal::Failed;
+    if (removal == MessageStore::Removal::Removed) {
         m_inbox.setRemoved(copy);
-        --m_occupancy[copy.memory].used;
+        m_levels.add(copy.memory, -1);
         return true;
-    case MessageStore::Removal::Moved:
+    }
+    if (removal == MessageStore::Removal::Moved)
         m_poll.start(m_limits.waitRetry);
-        break;
-    case MessageStore::Removal::Failed:
-    case MessageStore::Removal::Lost:
-        break;
-    }
-    if (!m_link.answers()) {
-        emit modemLost();
+    if (!isModemThere())
         return false;
-    }
     m_failedRemovals.append(copy); // again after the next reading of the store
     return true;
 }
@@ -343,28 +314,30 @@ bool Receiver::raiseNext()
     if (!m_link.isOpen())
         return false;
     if (!m_current) {
-        if (removeHandled())
-            watchOccupancy(false);
+        if (removeHandled()) {
+            tellLevels();
+            // Nothing else is left that could be freed by handling it.
+            for (int full = m_levels.full(); full > 0; --full)
+                static_cast<void>(m_inbox.releaseOldestIncomplete(time()));
+        }
         return m_inbox.next(time()).has_value();
     }
-    if (!m_current->problem.isEmpty() && m_unkept.contains(m_current->copies.first().octets)) {
-        const InboxMessage told = *std::exchange(m_current, std::nullopt);
-        m_fate = keepUnreadable(told) ? MessageFate::Handled : MessageFate::Refused;
-        finish(told);
-        return !m_retry.isActive();
-    }
+    const bool isUnreadable = !m_current->problem.isEmpty();
+    const bool isTold = isUnreadable && m_unkept.contains(m_current->copies.first().octets);
     m_fate = MessageFate::Wait;
-    m_wasRead = false;
-    const QPointer<Receiver> self(this);
-    emit messageReady(); // its handler may close the port or destroy the control
-    if (!self)
-        return false;
-    const InboxMessage message = *std::exchange(m_current, std::nullopt);
-    // There is nothing to try again once its octets are kept.
-    if (!message.problem.isEmpty() && m_wasRead) {
-        emit notice(u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, hexOf(message)));
-        m_fate = keepUnreadable(message) ? MessageFate::Handled : MessageFate::Refused;
+    m_wasRead = isTold;
+    if (!isTold) {
+        const QPointer<Receiver> self(this);
+        emit messageReady(); // its handler may close the port or destroy the control
+        if (!self)
+            return false;
     }
+    const InboxMessage message = *std::exchange(m_current, std::nullopt);
+    if (isUnreadable && !isTold && m_wasRead)
+        emit notice(u"收到无法识别的短信（%1），原始数据：%2"_s.arg(message.problem, hexOf(message)));
+    // There is nothing to try again once its octets are kept.
+    if (isUnreadable && m_wasRead)
+        m_fate = keepUnreadable(message) ? MessageFate::Handled : MessageFate::Refused;
     finish(message);
     return !m_retry.isActive();
 }
@@ -392,28 +365,17 @@ bool Receiver::mustLeave() const
     if (!m_current)
         return false;
     const StoredTpdu &copy = m_current->copies.first();
-    return copy.isDirect || isNearlyFull(m_occupancy.value(copy.memory));
-}
-
-bool Receiver::isNearlyFull(const Occupancy &occupancy)
-{
-    constexpr int percent = 80;
-    return occupancy.total > 0 && occupancy.used * 100 >= occupancy.total * percent;
+    return copy.isDirect || m_levels.isNearlyFull(copy.memory);
 }
 
 void Receiver::finish(const InboxMessage &message)
 {
-    switch (m_fate) {
-    case MessageFate::Handled:
+    if (m_fate == MessageFate::Handled) {
         m_inbox.setHandled(message, time());
         if (message.copies.first().isDirect && m_link.isOpen())
-            acknowledge();
-        break;
-    case MessageFate::Refused:
+            m_link.acknowledge();
+    } else if (m_fate == MessageFate::Refused) {
         m_inbox.setRefused(message, time());
-        break;
-    case MessageFate::Wait:
-        break;
     }
     if (std::exchange(m_mustForget, false))
         m_inbox.forgetUnhandled();
@@ -424,40 +386,11 @@ void Receiver::finish(const InboxMessage &message)
     // All that can be raised is raised before the first is removed.
     if ((m_fate == MessageFate::Wait || !m_inbox.next(time())) && removeHandled() &&
         m_fate == MessageFate::Wait)
-        watchOccupancy(true);
+        tellLevels();
 }
 
-QList<ModemStatus::Memory> Receiver::memories() const
+void Receiver::tellLevels()
 {
-    QList<ModemStatus::Memory> memories;
-    for (auto it = m_occupancy.cbegin(); it != m_occupancy.cend(); ++it) {
-        if (it->total > 0)
-            memories.append({QString::fromLatin1(it.key()), it->used, it->total});
-    }
-    return memories;
-}
-
-/// A full store receives nothing and says nothing.
-void Receiver::watchOccupancy(bool isWaiting)
-{
-    for (auto it = m_occupancy.begin(); it != m_occupancy.end(); ++it) {
-        Occupancy &occupancy = it.value();
-        if (occupancy.total <= 0)
-            continue;
-        const QString store = u"短信猫存储器 "_s + QString::fromLatin1(it.key());
-        const auto tell = [&](const QString &state) {
-            if (std::exchange(occupancy.told, state) != state)
-                emit notice(
-                    u"%1 %2：已用 %3，共 %4"_s.arg(store, state).arg(occupancy.used).arg(occupancy.total));
-        };
-        if (occupancy.used >= occupancy.total)
-            tell(u"已满"_s);
-        else if (isNearlyFull(occupancy) && occupancy.told.isEmpty())
-            tell(u"将满"_s);
-        else if (!isNearlyFull(occupancy) && !std::exchange(occupancy.told, {}).isEmpty())
-            emit notice(store + u" 已有空位"_s);
-        // Nothing else is left that could be freed by handling it.
-        if (!isWaiting && occupancy.used >= occupancy.total)
-            static_cast<void>(m_inbox.releaseOldestIncomplete(time()));
-    }
+    for (const QString &news : m_levels.takeNews())
+        emit notice(news);
 }

@@ -2,12 +2,11 @@
 
 #include "modem/Inbox.h"
 #include "modem/MessageFate.h"
-#include "modem/ModemStatus.h"
+#include "modem/StoreLevels.h"
 #include "modem/line/ModemLimits.h"
 #include "platform/clock/Clock.h"
 
 #include <QElapsedTimer>
-#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QSet>
@@ -47,7 +46,7 @@ public:
     /// Whether parts that lay in the store at the opening are left of a message that an earlier run dealt with.
     void setRestTest(std::function<bool(const InboxMessage &)> isRest) { m_isRest = std::move(isRest); }
     /// What the modem's memories hold, as far as they were read.
-    [[nodiscard]] QList<ModemStatus::Memory> memories() const;
+    [[nodiscard]] QList<ModemStatus::Memory> memories() const { return m_levels.memories(); }
     void noteRead() { m_wasRead = true; }
     void settle(MessageFate fate) { m_fate = fate; }
 
@@ -60,12 +59,6 @@ signals:
     void modemRestarted();
 
 private:
-    struct Occupancy {
-        int used = 0;
-        int total = 0;
-        QString told; ///< what the operator knows: nearly full, full, or ""
-    };
-
     /// The wall clock at the beginning and the steady one since: nobody sets it while messages wait.
     [[nodiscard]] QDateTime time() const;
     void work();
@@ -73,8 +66,6 @@ private:
     void noteAnnounced(const AtLine &line);
     void readAnnounced();
     void takeDirect(const AtLine &line);
-    [[nodiscard]] bool wantsAcknowledge();
-    void acknowledge();
     [[nodiscard]] bool keepUnreadable(const InboxMessage &message);
     void armChange();
     bool readStore();
@@ -85,8 +76,8 @@ private:
     [[nodiscard]] std::optional<InboxMessage> nextReadTwice();
     bool raiseNext();
     void finish(const InboxMessage &message);
-    void watchOccupancy(bool isWaiting);
-    [[nodiscard]] static bool isNearlyFull(const Occupancy &occupancy);
+    [[nodiscard]] bool isModemThere();
+    void tellLevels();
 
     const Clock &m_clock;
     const QDateTime m_begun = m_clock.now();
@@ -108,10 +99,9 @@ private:
     QByteArray m_misfit; ///< the last direct message whose length was not the told one
     QString m_unreadableFile;
     QSet<QByteArray> m_unkept; // octets of messages that could not be kept there, which was told
-    std::function<bool(const InboxMessage &)> m_isRest;
+    std::function<bool(const InboxMessage &)> m_isRest = [](const InboxMessage &) { return false; };
     bool m_mustForget = false;
-    std::optional<bool> m_wantsAcknowledge; ///< +CNMA is demanded; asked once per link
-    QHash<QByteArray, Occupancy> m_occupancy;
+    StoreLevels m_levels;
     QList<StoredTpdu> m_failedRemovals; ///< since the last reading of the store
 
     std::optional<InboxMessage> m_current;

@@ -60,7 +60,8 @@ QByteArray askIccid(AtChannel &channel, const ModemLimits &limits)
     constexpr qsizetype fewest = 18;
     for (const QByteArray &name : {QByteArray("+CCID"), QByteArray("^ICCID"), QByteArray("+ICCID")}) {
         const QByteArray command = "AT" + name + (name == "^ICCID" ? "?" : "");
-        const AtAnswer answer = channel.exchangeForText(command, name + ':', limits.command);
+        const AtAnswer answer =
+            channel.exchange(command, name + ':', limits.command, AtChannel::Expect::Text);
         for (const AtLine &line : answer.lines) {
             QByteArray digits;
             for (const char c : line.text) {

@@ -16,34 +16,10 @@ constexpr char controlZ = '\x1a';
 /// Nothing that was given up is answered later.
 constexpr std::chrono::minutes lateAtMost{5};
 
-bool isHexDigits(const QByteArray &line)
-{
-    return std::all_of(line.begin(), line.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
-}
-
 bool startsWith(const QByteArray &line, const QByteArray &prefix)
 {
     return line.size() >= prefix.size() &&
            line.first(prefix.size()).compare(prefix, Qt::CaseInsensitive) == 0;
-}
-
-/// The network's codes (3GPP TS 27.005, 3.2.5) answer a TPDU alone.
-bool isOfNetwork(const FinalResult &result)
-{
-    constexpr int firstOfModem = 300;
-    return result.kind == FinalResult::Kind::CmsError && result.code < firstOfModem;
-}
-
-/// The store's codes (3GPP TS 27.005, 3.2.5: failure, invalid index, full) answer what reads or empties it.
-bool isOfStore(const FinalResult &result)
-{
-    return result.kind == FinalResult::Kind::CmsError && result.code >= 320 && result.code <= 322;
-}
-
-/// Unsolicited lines that a TPDU line follows in PDU mode (3GPP TS 27.005, 3.4.1).
-bool announcesPayload(const QByteArray &line)
-{
-    return startsWith(line, "+CMT:") || startsWith(line, "+CDS:") || startsWith(line, "+CBM:");
 }
 
 } // namespace
@@ -58,36 +34,12 @@ AtChannel::AtChannel(SerialLine &line, const ModemLimits &limits, QObject *paren
 }
 
 AtAnswer AtChannel::exchange(const QByteArray &command, const QByteArray &prefix,
-                             std::chrono::milliseconds limit)
-{
-    return run(command, prefix, Expect::Final, QDeadlineTimer(limit));
-}
-
-AtAnswer AtChannel::exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
-                                        std::chrono::milliseconds limit)
-{
-    return run(command, prefix, Expect::FinalWithPayload, QDeadlineTimer(limit));
-}
-
-AtAnswer AtChannel::exchangeForText(const QByteArray &command, const QByteArray &prefix,
-                                    std::chrono::milliseconds limit)
-{
-    return run(command, prefix, Expect::FinalWithText, QDeadlineTimer(limit));
-}
-
-AtAnswer AtChannel::exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit)
-{
-    return run(command, {}, Expect::Prompt, QDeadlineTimer(limit));
-}
-
-AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Expect expect,
-                        const QDeadlineTimer &deadline)
+                             std::chrono::milliseconds limit, Expect expect)
 {
     Q_ASSERT(!m_busy);
+    const QDeadlineTimer deadline(limit);
     if (!isSynchronised() && !resynchronise(m_limits.resync))
-        return {.end = m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost,
-                .result = {},
-                .lines = {}};
+        return {.end = m_line.isOpen() ? AtAnswer::End::TimedOut : AtAnswer::End::Lost};
     if (m_splitter.wantsLineFeed())
         listen(m_limits.lineFeed); // some modems lose an octet that comes before it is out
     drainIdle();
@@ -97,21 +49,9 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
     m_prefix = prefix;
     m_busy = true;
     ++m_exchanges;
-    AtAnswer answer;
-    switch (m_line.write(m_echo + '\r', deadline)) {
-    case SerialLine::Wait::Ready:
-        answer = collect(expect, deadline);
-        if (answer.end == AtAnswer::End::TimedOut)
-            m_owedResults.append(QDeadlineTimer(lateAtMost));
-        break;
-    case SerialLine::Wait::TimedOut:
-        m_step = Step::OutOfStep;
-        answer.end = AtAnswer::End::TimedOut;
-        break;
-    case SerialLine::Wait::Lost:
-        answer.end = AtAnswer::End::Lost;
-        break;
-    }
+    AtAnswer answer = ask(m_echo + '\r', expect, deadline);
+    if (answer.end == AtAnswer::End::TimedOut)
+        m_owedResults.append(QDeadlineTimer(lateAtMost));
     m_busy = false;
     setRestAside();
     return answer;
@@ -120,35 +60,41 @@ AtAnswer AtChannel::run(const QByteArray &command, const QByteArray &prefix, Exp
 AtAnswer AtChannel::sendPayload(const QByteArray &hexDigits, std::chrono::milliseconds limit)
 {
     Q_ASSERT(!m_busy);
-    const QDeadlineTimer deadline(limit);
     m_lateResult.reset();
     m_echo = hexDigits;
     m_prefix = "+CMGS:";
     m_busy = true;
-    const SerialLine::Wait written = m_line.write(hexDigits + controlZ, deadline);
-    AtAnswer answer;
-    if (written == SerialLine::Wait::Ready) {
-        answer = collect(Expect::MessageReference, deadline);
-        answer.isHandedOver = true;
-    } else {
-        m_step = Step::OutOfStep;
-        answer.end = written == SerialLine::Wait::Lost ? AtAnswer::End::Lost : AtAnswer::End::TimedOut;
-    }
+    AtAnswer answer = ask(hexDigits + controlZ, Expect::MessageReference, QDeadlineTimer(limit));
     m_busy = false;
     setRestAside();
     return answer;
 }
 
+/// Writes octets, which m_echo and m_prefix belong to, and waits for their answer.
+AtAnswer AtChannel::ask(const QByteArray &octets, Expect expect, const QDeadlineTimer &deadline)
+{
+    switch (m_line.write(octets, deadline)) {
+    case SerialLine::Wait::Ready:
+        return collect(expect, deadline);
+    case SerialLine::Wait::TimedOut:
+        m_step = Step::OutOfStep;
+        return {.end = AtAnswer::End::TimedOut};
+    case SerialLine::Wait::Lost:
+        return {.end = AtAnswer::End::Lost};
+    }
+    Q_UNREACHABLE();
+}
+
 AtAnswer AtChannel::collect(Expect expect, const QDeadlineTimer &deadline)
 {
-    m_answer = {};
+    m_answer = {.isHandedOver = expect == Expect::MessageReference};
     m_settled.reset();
     m_isOwed = false;
     while (!processInput(expect)) {
         QDeadlineTimer until = m_settled ? std::min(deadline, *m_settled) : deadline;
         // A long answer may take long, but it does not pause: a modem that says nothing more is not
         // waited for.
-        if (expect == Expect::FinalWithPayload)
+        if (expect == Expect::LinesWithPayload)
             until = std::min(until, QDeadlineTimer(m_limits.command));
         switch (m_line.waitForOctets(until)) {
         case SerialLine::Wait::Ready:
@@ -179,7 +125,7 @@ void AtChannel::settleUnless(std::chrono::milliseconds silence)
 
 bool AtChannel::isQuestion(Expect expect) const
 {
-    return expect != Expect::Prompt && expect != Expect::FinalWithText && !m_prefix.isEmpty();
+    return expect != Expect::Prompt && expect != Expect::Text && !m_prefix.isEmpty();
 }
 
 /// True when the answer is complete. Octets behind it stay for later.
@@ -200,8 +146,8 @@ bool AtChannel::processInput(Expect expect)
 
 bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
 {
-    if (m_unsolicitedWantsPayload && isHexDigits(received)) {
-        setAside(received);
+    if (m_unsolicited.takePayload(received)) {
+        emit unsolicitedArrived();
         return false;
     }
     const QByteArray line = withoutEcho(received);
@@ -210,7 +156,7 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
     if (const std::optional<FinalResult> result = finalResult(line))
         return takeResult(*result, expect);
     const bool isPlain = std::isalnum(static_cast<unsigned char>(line.front())) != 0 || line.front() == '"';
-    if (expect == Expect::FinalWithText &&
+    if (expect == Expect::Text &&
         (startsWith(line, m_prefix) || (isPlain && line != "RING" && !announcesRestart(line)))) {
         m_answer.lines.append({line, {}});
         return false;
@@ -219,14 +165,14 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         if (m_answer.lines.size() < ModemBounds::answerLines)
             m_answer.lines.append({line, {}});
         m_sayResultFirst = m_sayResultFirst || (m_settled && m_answer.lines.size() == 1);
-        if (expect == Expect::Final || expect == Expect::MessageReference) {
+        if (expect == Expect::Lines || expect == Expect::MessageReference) {
             m_isOwed = !m_settled || m_answer.end == AtAnswer::End::Restarted;
             m_answer.end = AtAnswer::End::Final;
             settleUnless(m_limits.straggler);
         }
         return false;
     }
-    if (expect == Expect::FinalWithPayload && isHexDigits(line) && !m_answer.lines.isEmpty() &&
+    if (expect == Expect::LinesWithPayload && isHexDigits(line) && !m_answer.lines.isEmpty() &&
         m_answer.lines.last().payload.isEmpty()) {
         m_answer.lines.last().payload = line;
         return false;
@@ -254,7 +200,7 @@ bool AtChannel::takeResult(const FinalResult &result, Expect expect)
         noteLateError(result);
     // An OK alone is a whole listing, of a modem that was never seen to say it first.
     const bool isAnswer =
-        expect == Expect::FinalWithPayload && m_echoing == Echo::Unexpected && !m_sayResultFirst;
+        expect == Expect::LinesWithPayload && m_echoing == Echo::Unexpected && !m_sayResultFirst;
     if (!isQuestion(expect) || !isOk || !m_answer.lines.isEmpty() || isAnswer)
         return true;
     settleUnless(expect == Expect::MessageReference ? m_limits.lateReference : m_limits.quiet);
@@ -297,23 +243,11 @@ QByteArray AtChannel::withoutEcho(const QByteArray &line)
 
 void AtChannel::setAside(const QByteArray &line)
 {
-    if (m_unsolicitedWantsPayload && isHexDigits(line)) {
-        m_unsolicitedWantsPayload = false;
-        if (!m_unsolicited.isEmpty())
-            m_unsolicited.last().payload = line;
+    if (m_unsolicited.takePayload(line))
         emit unsolicitedArrived();
-        return;
-    }
-    m_unsolicitedWantsPayload = false;
-    if (startsWith(line, "+CMGS:")) {
+    else if (startsWith(line, "+CMGS:"))
         m_lateResult = answerFields(line).first().number() ? std::optional(true) : m_lateResult;
-        return;
-    }
-    if (m_unsolicited.size() >= ModemBounds::unsolicitedLines)
-        return;
-    m_unsolicited.append({line, {}});
-    m_unsolicitedWantsPayload = announcesPayload(line);
-    if (!m_unsolicitedWantsPayload)
+    else if (m_unsolicited.add(line))
         emit unsolicitedArrived();
 }
 
@@ -346,11 +280,7 @@ void AtChannel::setRestAside()
 QList<AtLine> AtChannel::takeUnsolicited()
 {
     listen(std::chrono::milliseconds(0)); // what the device holds is not read before somebody asks
-    QList<AtLine> taken = std::exchange(m_unsolicited, {});
-    // A line whose TPDU is still on its way stays.
-    if (m_unsolicitedWantsPayload && !taken.isEmpty())
-        m_unsolicited.append(taken.takeLast());
-    return taken;
+    return m_unsolicited.take();
 }
 
 bool AtChannel::isLineOpen() const
@@ -369,8 +299,7 @@ void AtChannel::listen(std::chrono::milliseconds limit)
 void AtChannel::reset()
 {
     m_splitter.clear();
-    m_unsolicited.clear();
-    m_unsolicitedWantsPayload = false;
+    m_unsolicited = {};
     m_step = Step::Fresh;
     m_lowerCase = false;
     m_sayResultFirst = false;
@@ -437,37 +366,24 @@ bool AtChannel::resynchronise(std::chrono::milliseconds limit)
 AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &deadline)
 {
     const auto attemptDeadline = [&] { return std::min(QDeadlineTimer(m_limits.syncAttempt), deadline); };
-    const auto notWritten = [] {
-        AtAnswer answer;
-        answer.end = AtAnswer::End::TimedOut;
-        return answer;
-    };
     m_prefix.clear();
     m_echo = spelled(command);
-    QDeadlineTimer until = attemptDeadline();
     // Some modems take an ESC that leaves no prompt amiss.
     const QByteArray leave =
         std::exchange(m_step, Step::OutOfStep) == Step::Fresh ? QByteArray() : QByteArray(1, escape);
-    if (m_line.write(leave + m_echo + '\r', until) != SerialLine::Wait::Ready)
-        return notWritten();
-    AtAnswer answer = collect(Expect::Final, until);
+    AtAnswer answer = ask(leave + m_echo + '\r', Expect::Lines, attemptDeadline());
     if (answer.end != AtAnswer::End::Final)
         return answer;
 
     m_echo = spelled("AT+CMEE?");
     m_prefix = "+CMEE:";
-    until = attemptDeadline();
-    if (m_line.write(m_echo + '\r', until) != SerialLine::Wait::Ready)
-        return notWritten();
-    while (true) {
-        answer = collect(Expect::Final, until);
-        if (answer.end != AtAnswer::End::Final || !answer.lines.isEmpty())
-            return answer;
-        // A result without the line is late, or the modem does not know the question and refuses it or says
-        // OK to anything: silence behind it tells.
-        if (isSilent())
-            return answer;
-    }
+    const QDeadlineTimer until = attemptDeadline();
+    answer = ask(m_echo + '\r', Expect::Lines, until);
+    // A result without the line is late, or the modem does not know the question and refuses it or says OK to
+    // anything: silence behind it tells.
+    while (answer.end == AtAnswer::End::Final && answer.lines.isEmpty() && !isSilent())
+        answer = collect(Expect::Lines, until);
+    return answer;
 }
 
 /// True when nothing more comes for a while; what does come is kept for the splitter.

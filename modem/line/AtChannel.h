@@ -3,6 +3,7 @@
 #include "modem/line/FinalResult.h"
 #include "modem/line/LineSplitter.h"
 #include "modem/line/ModemLimits.h"
+#include "modem/line/UnsolicitedLines.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>
@@ -12,13 +13,6 @@
 #include <utility>
 
 class SerialLine;
-
-/// An information line and the TPDU line that follows it in answers that carry one.
-struct AtLine {
-    QByteArray text;
-    QByteArray payload; ///< hexadecimal digits, "" when none followed
-    bool operator==(const AtLine &) const = default;
-};
 
 /// How one exchange ended.
 struct AtAnswer {
@@ -30,8 +24,8 @@ struct AtAnswer {
         Lost,      ///< the device is gone and the line closed
     };
     End end = End::Final;
-    FinalResult result;
-    QList<AtLine> lines;       ///< those with the expected prefix
+    FinalResult result = {};
+    QList<AtLine> lines = {};  ///< those with the expected prefix
     bool isHandedOver = false; ///< of a TPDU: all of it was written, so that the modem may have acted on it
     bool isEchoUnexpected = false; ///< what was written came back although the echo is off
 
@@ -55,19 +49,18 @@ class AtChannel final : public QObject
 public:
     AtChannel(SerialLine &line, const ModemLimits &limits, QObject *parent = nullptr);
 
+    /// What a command is answered by, besides its final result.
+    enum class Expect {
+        Lines,            ///< those with the prefix; none with "" as prefix
+        LinesWithPayload, ///< the same, each with a line of hexadecimal digits behind it (+CMGL, +CMGR)
+        Text,             ///< lines that bear no prefix, or not always (+CGMI, +CGSN)
+        Prompt,           ///< nothing but the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow
+        MessageReference, ///< of sendPayload() alone
+    };
     /// command: the whole command line without its end. prefix: "+CSQ:" and the like, "" when the answer is
     /// the final result alone.
     [[nodiscard]] AtAnswer exchange(const QByteArray &command, const QByteArray &prefix,
-                                    std::chrono::milliseconds limit);
-    /// The same for answers in which a line of hexadecimal digits follows each information line
-    /// (+CMGL, +CMGR).
-    [[nodiscard]] AtAnswer exchangeWithPayload(const QByteArray &command, const QByteArray &prefix,
-                                               std::chrono::milliseconds limit);
-    /// The same for answers of which the lines bear no prefix, or not always (+CGMI, +CGSN).
-    [[nodiscard]] AtAnswer exchangeForText(const QByteArray &command, const QByteArray &prefix,
-                                           std::chrono::milliseconds limit);
-    /// A command that is answered by the prompt of 3GPP TS 27.005, 3.5.1; then sendPayload() must follow.
-    [[nodiscard]] AtAnswer exchangeToPrompt(const QByteArray &command, std::chrono::milliseconds limit);
+                                    std::chrono::milliseconds limit, Expect expect = Expect::Lines);
     /// hexDigits go out with Ctrl-Z behind them; isHandedOver of the answer tells whether all of it did. Its
     /// "+CMGS:" ends the wait, whether its OK follows or not, and so does the modem's restart.
     [[nodiscard]] AtAnswer sendPayload(const QByteArray &hexDigits, std::chrono::milliseconds limit);
@@ -100,7 +93,6 @@ signals:
     void unsolicitedArrived();
 
 private:
-    enum class Expect { Final, FinalWithPayload, FinalWithText, Prompt, MessageReference };
     enum class Step {
         Fresh,      ///< nothing was written yet since the line was opened
         OutOfStep,  ///< what comes next may be a late answer
@@ -109,8 +101,7 @@ private:
     };
     enum class Echo { NotSeen, Seen, Unexpected };
 
-    AtAnswer run(const QByteArray &command, const QByteArray &prefix, Expect expect,
-                 const QDeadlineTimer &deadline);
+    AtAnswer ask(const QByteArray &octets, Expect expect, const QDeadlineTimer &deadline);
     AtAnswer collect(Expect expect, const QDeadlineTimer &deadline);
     AtAnswer findModem(const QByteArray &command, const QDeadlineTimer &deadline);
     bool processInput(Expect expect);
@@ -131,9 +122,8 @@ private:
     SerialLine &m_line;
     ModemLimits m_limits;
     LineSplitter m_splitter;
-    QList<AtLine> m_unsolicited;
-    bool m_unsolicitedWantsPayload = false; ///< the last of them announced a TPDU line
-    bool m_busy = false;                    ///< what arrives is an exchange's, not idle talk
+    UnsolicitedLines m_unsolicited;
+    bool m_busy = false; ///< what arrives is an exchange's, not idle talk
     quint64 m_exchanges = 0;
     Step m_step = Step::Fresh;
     Echo m_echoing = Echo::NotSeen;

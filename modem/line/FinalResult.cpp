@@ -127,6 +127,17 @@ std::optional<FinalResult> finalResult(QByteArrayView line)
     return std::nullopt;
 }
 
+bool isOfNetwork(const FinalResult &result)
+{
+    constexpr int firstOfModem = 300;
+    return result.kind == Kind::CmsError && result.code < firstOfModem;
+}
+
+bool isOfStore(const FinalResult &result)
+{
+    return result.kind == Kind::CmsError && result.code >= 320 && result.code <= 322;
+}
+
 bool saysSimBusy(const FinalResult &result)
 {
     return (result.kind == Kind::CmeError && result.code == 14) ||

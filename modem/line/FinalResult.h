@@ -23,6 +23,11 @@ struct FinalResult {
 /// them: this program places no call, so they only tell of somebody else's.
 [[nodiscard]] std::optional<FinalResult> finalResult(QByteArrayView line);
 
+/// The network's codes (3GPP TS 27.005, 3.2.5) answer a TPDU alone.
+[[nodiscard]] bool isOfNetwork(const FinalResult &result);
+/// The store's codes (3GPP TS 27.005, 3.2.5: failure, invalid index, full) answer what reads or empties it.
+[[nodiscard]] bool isOfStore(const FinalResult &result);
+
 /// The SIM has not finished starting up; the same command may succeed soon.
 [[nodiscard]] bool saysSimBusy(const FinalResult &result);
 
