@@ -30,23 +30,6 @@ bool isSameInAnotherMemory(const StoredTpdu &a, const StoredTpdu &b)
 
 } // namespace
 
-void Inbox::Remembered::insert(const QByteArray &key)
-{
-    if (m_keys.contains(key))
-        return;
-    m_keys.insert(key);
-    m_order.append(key);
-    if (m_order.size() > ModemBounds::rememberedCopies)
-        m_keys.remove(m_order.takeFirst());
-}
-
-void Inbox::Remembered::removeOf(const QByteArray &beginning)
-{
-    const auto isOne = [&beginning](const QByteArray &key) { return key.startsWith(beginning); };
-    m_keys.removeIf(isOne);
-    m_order.removeIf(isOne);
-}
-
 Inbox::Entry Inbox::makeEntry(const StoredTpdu &copy, const QDateTime &now) const
 {
     Entry entry{.copy = copy,
@@ -168,37 +151,19 @@ InboxMessage Inbox::messageOf(const PartSet &set) const
     return message;
 }
 
-/// Also when what is missing was delivered before.
-bool Inbox::isComplete(const PartSet &set, const QDateTime &now) const
-{
-    if (set.isComplete())
-        return true;
-    const auto partly = m_partly.constFind(set.key());
-    if (partly == m_partly.cend() || partly->when.addSecs(m_limits.rememberParts.count()) < now)
-        return false;
-    QSet<int> sequences = partly->sequences;
-    for (const ReceivedPart &part : set.parts)
-        sequences.insert(part.deliver.udh.concatenation->sequence);
-    return sequences.size() == set.total;
-}
-
 bool Inbox::isReady(const PartSet &set, const QDateTime &now) const
 {
-    if (isComplete(set, now))
+    if (m_delivered.completes(set, now))
         return true;
     const Entry *first = find(set.parts.first().copy);
-    return (first != nullptr && first->isReleased) ||
-           now >= std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
-                           set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count()));
+    return (first != nullptr && first->isReleased) || now >= givenUpAt(set);
 }
 
-/// The network delivers again what it believes unacknowledged: parts of a message that is already handled.
-bool Inbox::isRepetition(const PartSet &set) const
+/// When an incomplete set is delivered as far as it came.
+QDateTime Inbox::givenUpAt(const PartSet &set) const
 {
-    return !set.isComplete() &&
-           std::all_of(set.parts.cbegin(), set.parts.cend(), [this](const ReceivedPart &part) {
-               return m_handledParts.contains(part.copy.octets);
-           });
+    return std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
+                    set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count()));
 }
 
 void Inbox::arrange(const QDateTime &now)
@@ -238,14 +203,13 @@ void Inbox::arrange(const QDateTime &now)
         }
     }
     for (const PartSet &set : reassemble(parts)) {
-        if (isRepetition(set)) {
+        if (m_delivered.isRepetition(set)) {
             setHandled(messageOf(set), now);
         } else if (isReady(set, now)) {
             m_ready.append(messageOf(set));
         } else {
             m_incomplete.append(set);
-            changesAt(std::max(set.newest().addSecs(m_limits.incompleteSet.count()),
-                               set.lastFirstSeen().addSecs(m_limits.incompleteGrace.count())));
+            changesAt(givenUpAt(set));
         }
     }
     std::stable_sort(m_ready.begin(), m_ready.end(), comesBefore);
@@ -301,28 +265,9 @@ Inbox::Entry *Inbox::find(const StoredTpdu &copy)
     return const_cast<Entry *>(std::as_const(*this).find(copy));
 }
 
-/// What came of a concatenated message, so that repetitions and rests are known.
-void Inbox::noteDelivered(const InboxMessage &message, const QDateTime &now)
-{
-    if (message.setKey.isEmpty())
-        return;
-    for (const StoredTpdu &copy : message.copies)
-        m_handledParts.insert(copy.octets);
-    m_partly.removeIf([&](const auto &partly) {
-        return partly.value().when.addSecs(m_limits.rememberParts.count()) < now;
-    });
-    if (message.fragments.isEmpty()) {
-        m_partly.remove(message.setKey);
-        return;
-    }
-    PartlyDelivered &partly = m_partly[message.setKey];
-    partly.sequences += message.sequences;
-    partly.when = now;
-}
-
 void Inbox::setHandled(const InboxMessage &message, const QDateTime &now)
 {
-    noteDelivered(message, now);
+    m_delivered.note(message, now);
     for (const StoredTpdu &copy : message.copies) {
         m_handled.insert(placeKey(copy));
         for (Entry &entry : m_entries) {

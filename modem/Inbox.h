@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modem/Reassembly.h"
+#include "modem/DeliveredParts.h"
 #include "modem/line/ModemLimits.h"
 
 #include <QDateTime>
@@ -10,20 +10,6 @@
 #include <QString>
 #include <QStringList>
 #include <optional>
-
-/// A message that is ready for its handler.
-struct InboxMessage {
-    SmsAddress sender;
-    QString text;
-    QDateTime time;  ///< local time
-    QString problem; ///< not "" when the TPDU cannot be decoded; then the three above mean nothing
-    QList<StoredTpdu> copies;
-    QStringList fragments = {}; ///< the texts of the parts that came, when it is not complete
-    QSet<int> sequences = {};   ///< of the parts, of a concatenated one
-    QString setKey = {};        ///< "" for a single SMS
-    bool isLeftOver =
-        false; ///< it lay in the store when the port was opened: an earlier run may have handled it
-};
 
 /// What was received and is not yet dealt with. The modem's store is the truth: every reading of it replaces
 /// what is known of that memory, and only what became of a message is carried over. Speaks to no modem.
@@ -42,7 +28,7 @@ public:
         NoRoom,
     };
 
-    explicit Inbox(const ModemLimits &limits) : m_limits(limits) {}
+    explicit Inbox(const ModemLimits &limits) : m_limits(limits), m_delivered(limits.rememberParts) {}
 
     void setRefusedFirst(std::chrono::seconds wait) { m_limits.refusedFirst = wait; }
     /// Everything received that memory holds now. isOpening: what is new in it may be known to an
@@ -102,34 +88,13 @@ private:
         bool isReleased = false; ///< its incomplete set was released
         bool isLeftOver = false;
     };
-    /// A set of which parts were delivered before the others came.
-    struct PartlyDelivered {
-        QSet<int> sequences;
-        QDateTime when;
-    };
-    /// The newest of what was put in, each once.
-    class Remembered
-    {
-    public:
-        void insert(const QByteArray &key);
-        void removeOf(const QByteArray &beginning);
-        void clear() { *this = {}; }
-        [[nodiscard]] bool contains(const QByteArray &key) const { return m_keys.contains(key); }
-
-    private:
-        QSet<QByteArray> m_keys;
-        QList<QByteArray> m_order;
-    };
-
     Entry makeEntry(const StoredTpdu &copy, const QDateTime &now) const;
     Entry makeListed(const StoredTpdu &copy, QHash<int, Entry> &known, const QSet<QByteArray> &places,
                      const QDateTime &now, bool isOpening) const;
     void arrange(const QDateTime &now);
     InboxMessage messageOf(const PartSet &set) const;
-    [[nodiscard]] bool isComplete(const PartSet &set, const QDateTime &now) const;
     [[nodiscard]] bool isReady(const PartSet &set, const QDateTime &now) const;
-    [[nodiscard]] bool isRepetition(const PartSet &set) const;
-    void noteDelivered(const InboxMessage &message, const QDateTime &now);
+    [[nodiscard]] QDateTime givenUpAt(const PartSet &set) const;
     const Entry *find(const StoredTpdu &copy) const;
     Entry *find(const StoredTpdu &copy);
 
@@ -137,9 +102,8 @@ private:
     QList<Entry> m_entries;
     QList<InboxMessage> m_ready;
     QList<PartSet> m_incomplete;
-    Remembered m_handled;                     ///< by place and octets
-    Remembered m_handledParts;                ///< octets of concatenated messages, to know repetitions
-    QHash<QString, PartlyDelivered> m_partly; ///< by PartSet::key()
+    RememberedKeys m_handled; ///< by place and octets
+    DeliveredParts m_delivered;
     bool m_isArranged = true;
     QDateTime m_nextChange;
     int m_directCount = 0;
