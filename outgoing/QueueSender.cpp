@@ -40,7 +40,8 @@ void lowerToSend(OperatorConsole &console, qint64 amount)
 
 qint64 waitingRows(Connection &connection)
 {
-    return connection.firstValue(u"select count(*) from SMS_Queues where MsgStatus='0'"_s, {})
+    const QString table = connection.pastHeldRows(u"SMS_Queues"_s);
+    return connection.firstValue(u"select count(*) from %1 where MsgStatus='0'"_s.arg(table), {})
         .value_or(QVariant())
         .toLongLong();
 }
@@ -101,7 +102,8 @@ bool QueueSender::beginPass()
 void QueueSender::readRows()
 {
     Recordset queue(m_session.Conn());
-    queue.open(u"select OAID, SOAID, ToMB, MsgContent from SMS_Queues where MsgStatus='0'"_s);
+    queue.open(u"select OAID, SOAID, ToMB, MsgContent from %1 where MsgStatus='0'"_s.arg(
+        m_session.Conn().pastHeldRows(u"SMS_Queues"_s)));
     m_untried = queue.recordCount();
     const bool singlesFirst =
         m_untried * m_messageTime > longestPass || (m_limits != nullptr && m_limits->presses(m_untried));
