@@ -257,7 +257,9 @@ ConnectionTarget connectionTarget(const QString &connectionString, const OdbcIns
     const ConnectionString settings(connectionString);
     if (settings.isEmpty())
         throw refusedString(u"没有配置数据库连接字符串"_s);
-    const QString provider = settings.value({"provider"_L1});
+    QString provider = settings.value({"provider"_L1});
+    if (provider.endsWith(".1"_L1)) // its version
+        provider.chop(2);
     if (provider.isEmpty()) {
         if (settings.contains("driver"_L1) || settings.contains("dsn"_L1) || settings.contains("filedsn"_L1))
             return odbcTarget(settings.entries(), limits(settings), installation);
@@ -269,11 +271,10 @@ ConnectionTarget connectionTarget(const QString &connectionString, const OdbcIns
         return server(settings, ServerTarget::Kind::PostgreSql);
     if (isOneOf(provider, {"MariaDB"_L1, "MySQL"_L1}))
         return server(settings, ServerTarget::Kind::MariaDb);
-    if (isOneOf(provider, {"SQLOLEDB"_L1, "SQLOLEDB.1"_L1, "SQLNCLI"_L1, "SQLNCLI.1"_L1, "SQLNCLI10"_L1,
-                           "SQLNCLI10.1"_L1, "SQLNCLI11"_L1, "SQLNCLI11.1"_L1, "MSOLEDBSQL"_L1,
-                           "MSOLEDBSQL.1"_L1, "MSOLEDBSQL19"_L1, "MSOLEDBSQL19.1"_L1}))
+    if (isOneOf(provider, {"SQLOLEDB"_L1, "SQLNCLI"_L1, "SQLNCLI10"_L1, "SQLNCLI11"_L1, "MSOLEDBSQL"_L1,
+                           "MSOLEDBSQL19"_L1}))
         return sqlServer(settings, installation);
-    if (isOneOf(provider, {"MSDASQL"_L1, "MSDASQL.1"_L1}))
+    if (isOneOf(provider, {"MSDASQL"_L1}))
         return odbcBridge(settings, installation);
     throw refusedString(u"不支持数据库连接字符串中的 Provider“%1”"_s.arg(provider));
 }

@@ -3,7 +3,10 @@
 #include <array>
 #include <iconv.h>
 
-class CharacterSet::Converter
+namespace
+{
+
+class Converter
 {
 public:
     explicit Converter(const QByteArray &to) : m_handle(::iconv_open(to.constData(), "UTF-8")) {}
@@ -38,33 +41,22 @@ private:
     iconv_t m_handle;
 };
 
+} // namespace
+
 CharacterSet::CharacterSet(const QByteArray &iconvName)
 {
-    auto converter = std::make_shared<Converter>(iconvName);
-    if (converter->isKnown())
-        m_converter = std::move(converter);
-}
-
-bool CharacterSet::lacks(char32_t character) const
-{
-    constexpr char32_t firstOutsideAscii = 0x80;
-    if (character < firstOutsideAscii)
-        return false;
-    return m_lacking.contains(character) || (m_converter && !m_converter->converts(character));
-}
-
-bool CharacterSet::holds(const QString &text) const
-{
-    return holdsAll() || fitted(text) == text;
+    if (Converter(iconvName).isKnown())
+        m_name = iconvName;
 }
 
 QString CharacterSet::fitted(const QString &text) const
 {
     if (holdsAll())
         return text;
+    const Converter converter(m_name);
     QList<uint> characters = text.toUcs4();
     for (uint &character : characters) {
-        if (lacks(character))
+        if (m_lacking.contains(character) || !converter.converts(character))
             character = U'?';
     }
     return QString::fromUcs4(reinterpret_cast<const char32_t *>(characters.constData()), characters.size());
@@ -72,7 +64,7 @@ QString CharacterSet::fitted(const QString &text) const
 
 bool CharacterSet::exclude(char32_t character)
 {
-    if (lacks(character))
+    if (!holds(QString::fromUcs4(&character, 1)))
         return false;
     m_lacking.insert(character);
     return true;

@@ -2,7 +2,6 @@
 
 #include <QSet>
 #include <QString>
-#include <memory>
 
 /// The characters that a text encoding can hold. They are told by iconv (POSIX.1-2008), and by whoever found one
 /// that his database's own table lacks.
@@ -14,18 +13,16 @@ public:
     /// iconvName: a name that iconv does not know holds all.
     explicit CharacterSet(const QByteArray &iconvName);
 
-    [[nodiscard]] bool holdsAll() const { return !m_converter && m_lacking.isEmpty(); }
-    [[nodiscard]] bool holds(const QString &text) const;
+    [[nodiscard]] bool holdsAll() const { return m_name == allOfUnicode && m_lacking.isEmpty(); }
+    [[nodiscard]] bool holds(const QString &text) const { return fitted(text) == text; }
     /// The text with "?" for each character that the set lacks.
     [[nodiscard]] QString fitted(const QString &text) const;
     /// Has the set lack this character from now on; false when it lacked it already.
     bool exclude(char32_t character);
 
 private:
-    class Converter;
+    static constexpr auto allOfUnicode = "UTF-8";
 
-    [[nodiscard]] bool lacks(char32_t character) const;
-
-    std::shared_ptr<Converter> m_converter; // none: iconv excludes nothing
+    QByteArray m_name = allOfUnicode; // as iconv knows it
     QSet<uint> m_lacking;
 };

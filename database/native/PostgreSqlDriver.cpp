@@ -5,6 +5,8 @@
 
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
     : ServerDriver(postgreSqlDialect(), target.limits), m_target(std::move(target))
 {
@@ -32,8 +34,14 @@ void PostgreSqlDriver::connect()
     keys.push_back(nullptr);
     values.push_back(nullptr);
     m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 0));
-    if (PQstatus(m_connection.get()) != CONNECTION_OK)
-        throw unreachable(m_target.host, QString::fromUtf8(PQerrorMessage(m_connection.get())));
+    if (PQstatus(m_connection.get()) != CONNECTION_OK) {
+        QString words = QString::fromUtf8(PQerrorMessage(m_connection.get())).section(u'\n', 0, 0);
+        // As openGauss and its kin have by default.
+        if (words.contains("authentication method"_L1) && words.contains("not supported"_L1))
+            words +=
+                u"（请 OA 系统管理员让该用户以 md5 登录，或安装该数据库的 ODBC 驱动程序并写 Dialect=PostgreSQL）"_s;
+        throw unreachable(m_target.host, words);
+    }
     guard().setSockets({PQsocket(m_connection.get())});
 }
 
