@@ -89,7 +89,7 @@ double serverSeconds(Office &office, int messages, double &exchangesPerMessage, 
         fill(simulator, messages);
     const SystemClock clock;
     ModemControl modem(clock, [&](int) { return simulator.devicePath(); });
-    InboundMessageHandler handler(office.session, office.console, office.faults, office.guard, modem);
+    InboundMessageHandler handler(office.session, office.console, office.faults, office.guard, clock, modem);
     qsizetype exchanges = 0;
     modem.setTrace([&](TraceDirection direction, QByteArrayView octets) {
         if (direction == TraceDirection::Sent)

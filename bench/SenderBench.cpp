@@ -53,7 +53,8 @@ SenderRun senderRun(int latency)
     modem.setHandOver(
         {[&](const HandOver::Part &part) { inHand.handingOver(part); },
          [&](const HandOver::Part &part, bool isAccepted) { inHand.handedOver(part, isAccepted); }});
-    QueueSender sender(office.session, office.console, office.faults, office.clock, modem, inHand);
+    SendLimits limits(office.clock, office.console, {});
+    QueueSender sender(office.session, office.console, office.faults, office.clock, modem, limits, inHand);
     run.seconds = secondsOf([&] {
         while (sender.sendNext()) {
         }

@@ -170,18 +170,17 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     command.before = mayBeObeyed ? noted->before : stateBefore(connection, number);
     if (!mayBeObeyed && !m_obeyed.put(command))
         tellFile(m_obeyed);
-    const int most = m_replyLimit != nullptr ? m_replyLimit->left(number) : std::numeric_limits<int>::max();
+    const int most = m_replyLimit.left(number);
     int replies = 0;
     handleOrderCommand(connection, orderName, message.sender, message.text, [&](const QString &reply) {
         if (mayBeObeyed && isQueuedSince(connection, *command.before, number, reply))
             return;
         if (replies >= most) // the subscription is switched all the same
             return;
-        sysSendSMS(connection, number, reply);
+        sysSendSMS(connection, number, {reply});
         ++replies;
     });
-    if (m_replyLimit != nullptr)
-        m_replyLimit->count(number, replies);
+    m_replyLimit.count(number, replies);
     command.before.reset();
     static_cast<void>(m_obeyed.put(command));
     tellFile(m_obeyed);
@@ -207,11 +206,7 @@ bool InboundMessageHandler::isStored(const ReceivedMessage &message)
     Recordset stored(m_session.Conn());
     stored.open(u"select MsgContent from SMS_SIMReceive where FromMB=? and JieSHouDT=?"_s,
                 {message.sender, message.receiveTime});
-    for (; !stored.atEnd(); stored.moveNext()) {
-        if (stored.text("MsgContent"_L1) == message.text)
-            return true;
-    }
-    return false;
+    return textsOf(stored).contains(message.text);
 }
 
 /// Parts that were left of a message that was stored whole: its text holds theirs, in order, and its time,
@@ -227,19 +222,15 @@ bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message, std::
                 {message.sender,
                  time.addSecs(-std::chrono::seconds(window).count()).toString(u"yyyy-MM-dd HH:mm:ss"_s),
                  message.receiveTime});
-    for (; !stored.atEnd(); stored.moveNext()) {
-        const QString text = stored.text("MsgContent"_L1);
+    const auto holdsAll = [&fragments](const QString &text) {
         qsizetype at = 0;
-        for (const QString &fragment : fragments) {
-            at = text.indexOf(fragment, at);
-            if (at < 0)
-                break;
-            at += fragment.size();
-        }
-        if (at >= 0)
-            return true;
-    }
-    return false;
+        return std::ranges::all_of(fragments, [&](const QString &fragment) {
+            const qsizetype found = text.indexOf(fragment, at);
+            at = found + fragment.size();
+            return found >= 0;
+        });
+    };
+    return std::ranges::any_of(textsOf(stored), holdsAll);
 }
 
 void InboundMessageHandler::insert(const ReceivedMessage &message)

@@ -14,19 +14,21 @@ class InboundMessageHandler
 {
 public:
     InboundMessageHandler(DatabaseSession &session, OperatorConsole &console, FaultLog &faults,
-                          TaskGuard &guard, ModemControl &modem, const MessageFiles &files = {})
+                          TaskGuard &guard, const Clock &clock, ModemControl &modem,
+                          const MessageFiles &files = {})
         : m_session(session),
           m_console(console),
           m_faults(faults),
           m_guard(guard),
           m_modem(modem),
+          m_replyLimit(clock),
           m_spool(files.spool),
           m_obeyed(files.obeyed, mostObeyed)
     {
     }
 
-    /// From now on no more confirmations than this allows, which outlives the handler.
-    void setReplyLimit(ReplyLimit *limit) { m_replyLimit = limit; }
+    /// How many confirmations a number gets in an hour, from now on; 0: no limit.
+    void setRepliesPerHour(int most) { m_replyLimit.set(most); }
 
     /// The modem control's event of that name: reads the one message and tells the control its fate.
     void messageArrived();
@@ -61,8 +63,8 @@ private:
     FaultLog &m_faults;
     TaskGuard &m_guard;
     ModemControl &m_modem;
-    ReplyLimit *m_replyLimit = nullptr; // none: no limit
-    MessageFile m_spool;                // refused by the database and not kept by the modem
+    ReplyLimit m_replyLimit;
+    MessageFile m_spool;  // refused by the database and not kept by the modem
     MessageFile m_obeyed; // the commands: nothing in the database tells that they were carried out
     QElapsedTimer m_sinceSpoolRetry;
     std::chrono::seconds m_spoolWait{0};

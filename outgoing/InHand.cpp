@@ -110,17 +110,16 @@ QList<qint64> InHand::unsettled() const
     return ids;
 }
 
-bool InHand::isHeld(qint64 id, const QString &number) const
+bool InHand::isHeld(qint64 id) const
 {
-    return std::ranges::any_of(m_notes, [&](const Note &note) {
-        return note.id == id ? note.hasResult() || !note.isOfThisRun
-                             : note.hasResult() && note.number == number;
-    });
+    const Note *note = find(id);
+    return note != nullptr && (note->hasResult() || !note->isOfThisRun);
 }
 
-bool InHand::hasResults() const
+bool InHand::isNumberHeld(const QString &number) const
 {
-    return std::ranges::any_of(m_notes, &Note::hasResult);
+    return std::ranges::any_of(m_notes,
+                               [&](const Note &note) { return note.hasResult() && note.number == number; });
 }
 
 bool InHand::isOfThisRun(qint64 id) const

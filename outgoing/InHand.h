@@ -54,9 +54,10 @@ public:
     /// The rows to be looked up in the queue: results that were not written yet, and all of an earlier run. Those
     /// looked up longest ago come first.
     [[nodiscard]] QList<qint64> unsettled() const;
-    /// True while this row's status, or that of another row to this number, could not be written.
-    [[nodiscard]] bool isHeld(qint64 id, const QString &number) const;
-    [[nodiscard]] bool hasResults() const;
+    /// True while the row's status could not be written, or of an earlier run it is not known.
+    [[nodiscard]] bool isHeld(qint64 id) const;
+    /// True while a status of a row to this number could not be written.
+    [[nodiscard]] bool isNumberHeld(const QString &number) const;
     /// The note of that row was made, or its row seen, in this run.
     [[nodiscard]] bool isOfThisRun(qint64 id) const;
 

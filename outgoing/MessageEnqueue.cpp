@@ -6,11 +6,6 @@
 
 using namespace Qt::StringLiterals;
 
-void sysSendSMS(Connection &connection, const QString &MB, const QString &Msg)
-{
-    sysSendSMS(connection, MB, QStringList{Msg});
-}
-
 void sysSendSMS(Connection &connection, const QString &MB, const QStringList &messages)
 {
     // The transaction notices a failed user lookup, which alone would only leave ToUser empty.

@@ -56,9 +56,6 @@ bool QueueSender::sendNext()
     if (m_clock.steady() - m_begunAt >= longestPass)
         return true;
     end.dismiss();
-    // Other passes take locks of their own between the turns.
-    if (!holdsLock())
-        m_lock.release();
     return true;
 }
 
@@ -69,8 +66,6 @@ void QueueSender::endPass()
     if (m_untried > 0)
         lowerToSend(m_console, m_untried);
     m_rows = {};
-    if (!holdsLock())
-        m_lock.release();
 }
 
 /// False when there is nothing to send now.
@@ -78,13 +73,11 @@ bool QueueSender::beginPass()
 {
     m_untried = 0;
     settle();
-    if (holdsLock())
-        return false;
+    releaseLocks();
     m_lockedNumbers.clear();
     m_begunAt = m_clock.steady();
-    if (m_limits != nullptr)
-        m_limits->beginPass();
-    const auto restsUntil = m_limits != nullptr ? m_limits->restsUntil(1) : std::nullopt;
+    m_limits.beginPass();
+    const auto restsUntil = m_limits.restsUntil(1);
     if (restsUntil)
         m_untried = waitingRows(m_session.Conn());
     else
@@ -93,7 +86,7 @@ bool QueueSender::beginPass()
     raisePanel(m_console, Panel::ToSend, m_untried);
     m_console.setPanelText(Panel::Status, m_untried == 0 ? u"准备就绪"_s : u"正在发送..."_s);
     if (restsUntil && m_untried > 0)
-        m_limits->rest(*restsUntil, m_untried);
+        m_limits.rest(*restsUntil, m_untried);
     return m_untried > 0 && !restsUntil;
 }
 
@@ -105,8 +98,7 @@ void QueueSender::readRows()
     queue.open(u"select OAID, SOAID, ToMB, MsgContent from %1 where MsgStatus='0'"_s.arg(
         m_session.Conn().pastHeldRows(u"SMS_Queues"_s)));
     m_untried = queue.recordCount();
-    const bool singlesFirst =
-        m_untried * m_messageTime > longestPass || (m_limits != nullptr && m_limits->presses(m_untried));
+    const bool singlesFirst = m_untried * m_messageTime > longestPass || m_limits.presses(m_untried);
     m_rows.reserve(size_t(m_untried));
     for (; !queue.atEnd(); queue.moveNext()) {
         const auto lastTry = m_tried.lastTry(queue.value("OAID"_L1).toLongLong());
@@ -122,6 +114,7 @@ void QueueSender::readRows()
 bool QueueSender::goOn()
 {
     const Row &row = m_rows[m_rows.size() - size_t(m_untried)];
+    const auto end = qScopeGuard([this] { releaseLocks(); });
     if (!mayGoOn(row) || mustRest(smsCount(row.text.toString())))
         return false;
     try {
@@ -133,21 +126,21 @@ bool QueueSender::goOn()
         return false;
     }
     lowerToSend(m_console, 1);
-    if (--m_untried == 0 && m_limits != nullptr)
-        m_limits->allSent();
+    if (--m_untried == 0)
+        m_limits.allSent();
     return m_untried > 0;
 }
 
 bool QueueSender::mayGoOn(const Row &row) const
 {
-    return !m_console.stopRequested() && !holdsLock() && m_tried.mayTry(row.id.toLongLong());
+    return !m_console.stopRequested() && m_tried.mayTry(row.id.toLongLong());
 }
 
 bool QueueSender::mustRest(qsizetype parts)
 {
-    const auto until = m_limits != nullptr ? m_limits->restsUntil(parts) : std::nullopt;
+    const auto until = m_limits.restsUntil(parts);
     if (until)
-        m_limits->rest(*until, m_untried);
+        m_limits.rest(*until, m_untried);
     return until.has_value();
 }
 
@@ -158,12 +151,18 @@ bool QueueSender::isOurs(qint64 id, const QString &number)
         return true;
     if (m_lockedNumbers.contains(number))
         return false;
-    const auto reading = m_lock.tryTakeReading(
+    NamedLock &lock = m_locks.try_emplace(number, m_session.Conn()).first->second;
+    const auto reading = lock.tryTakeReading(
         "sms-server number "_L1 + number,
         {u"case when MsgStatus='0' then 1 else 0 end"_s, u"SMS_Queues"_s, u"OAID=?"_s, {id}});
     if (reading && !reading->isHeld)
         m_lockedNumbers.insert(number);
     return reading && reading->isHeld && reading->value.toInt() == 1;
+}
+
+void QueueSender::releaseLocks()
+{
+    std::erase_if(m_locks, [this](const auto &lock) { return !m_inHand.isNumberHeld(lock.first); });
 }
 
 void QueueSender::trySend(const Row &row)
@@ -177,7 +176,7 @@ void QueueSender::trySend(const Row &row)
     const qint64 id = key.toLongLong();
     const QVariant &number = row.number;
     const QVariant &text = row.text;
-    if (m_inHand.isHeld(id, number.toString()) || !isOurs(id, number.toString()))
+    if (m_inHand.isHeld(id) || m_inHand.isNumberHeld(number.toString()) || !isOurs(id, number.toString()))
         return;
     m_inHand.take(id, number.toString(), text.toString());
     if (number.isNull() || text.isNull()) {
@@ -251,6 +250,9 @@ try {
     m_setAside.remove(id);
     raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
 } catch (const DatabaseFault &fault) {
+    if (m_isShared && fault.kind() == DatabaseFault::Kind::Lost)
+        m_console.addLogLine(
+            u"数据库连接在写入发送结果前断开，OAID %1 的短信可能由其他短信服务器再发一次"_s.arg(id));
     m_setAside.add(id, fault);
 }
 

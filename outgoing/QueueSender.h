@@ -11,6 +11,7 @@
 #include "outgoing/TriedRows.h"
 
 #include <QSet>
+#include <map>
 #include <vector>
 
 class Recordset;
@@ -20,27 +21,22 @@ class QueueSender
 {
 public:
     QueueSender(DatabaseSession &session, OperatorConsole &console, FaultLog &faults, const Clock &clock,
-                ModemControl &modem, InHand &inHand)
+                ModemControl &modem, SendLimits &limits, InHand &inHand)
         : m_session(session),
           m_console(console),
           m_faults(faults),
           m_clock(clock),
           m_modem(modem),
+          m_limits(limits),
           m_inHand(inHand),
           m_tried(clock)
     {
     }
 
-    /// From now on within these limits, which outlive the sender: a message that may not go yet ends
-    /// the pass.
-    void setLimits(SendLimits *limits) { m_limits = limits; }
     /// With other servers on the same database: a row is sent under the lock of its number, with its status
     /// read again, and a number found locked is left out for the rest of the pass, so that no piece
     /// overtakes another.
     void setShared(bool isShared) { m_isShared = isShared; }
-    /// True while a status that could not be written keeps the number's lock, so that no other server
-    /// sends it.
-    [[nodiscard]] bool holdsLock() const { return m_isShared && m_inHand.hasResults(); }
     /// True when the last pass ended before it had tried every row.
     [[nodiscard]] bool hasLeftRows() const { return !m_isPassing && m_untried > 0; }
     /// True from a sendNext() that is to be called again to the end of the pass.
@@ -57,8 +53,8 @@ public:
     /// pass ends with ModemFault and the untried rows stay waiting. A row that got no answer, or that the network did
     /// not take this time, stays waiting too, for some tries (TriedRows), and the others go on. Throws DatabaseFault
     /// when the database is gone. A message that was handed over is never handed over again in this run, whatever the
-    /// database does: only its status is written again. While that is refused nothing more is sent to its
-    /// number, and with other servers on the database nothing at all.
+    /// database does: only its status is written again. While that is refused nothing more is sent to its number, nor
+    /// by another server.
     [[nodiscard]] bool sendNext();
     /// Ends the pass that goes on, if any: the rows that it did not try are no longer its own.
     void endPass();
@@ -83,6 +79,7 @@ private:
     [[nodiscard]] bool mayGoOn(const Row &row) const;
     [[nodiscard]] bool mustRest(qsizetype parts);
     [[nodiscard]] bool isOurs(qint64 id, const QString &number);
+    void releaseLocks();
     void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);
     void succeed(qint64 id);
     void fail(qint64 id, const QString &number, const QString &cause);
@@ -96,6 +93,7 @@ private:
     FaultLog &m_faults;
     const Clock &m_clock;
     ModemControl &m_modem;
+    SendLimits &m_limits; // a message that may not go yet ends the pass
     InHand &m_inHand;
     SetAsideRows m_setAside{m_faults, QLatin1StringView("SMS_Queues")}; // whose status is held
     bool m_isResolved = false;                                          // what an earlier run left in hand
@@ -105,8 +103,8 @@ private:
     bool m_isPassing = false;
     std::chrono::milliseconds m_begunAt{0};                            // the pass
     std::chrono::milliseconds m_messageTime = std::chrono::seconds(3); // of the last message
-    SendLimits *m_limits = nullptr;                                    // none: none is kept
     bool m_isShared = false;
-    NamedLock m_lock{m_session.Conn()};
+    std::map<QString, NamedLock>
+        m_locks;                   // by number: of the row in hand, and where a status could not be written
     QSet<QString> m_lockedNumbers; // found so in this pass
 };

@@ -16,7 +16,6 @@ public:
                              const Clock &clock)
         : m_session(session),
           m_console(console),
-          m_faults(faults),
           m_clock(clock),
           m_waiting(session.Conn(), clock),
           m_setAside(faults, QLatin1String("SMS_WaitToSend"))
@@ -39,7 +38,6 @@ private:
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
-    FaultLog &m_faults;
     const Clock &m_clock;
     WaitingRows m_waiting;
     SetAsideRows m_setAside;

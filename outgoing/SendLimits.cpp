@@ -36,7 +36,6 @@ void SendLimits::set(const Values &values)
         return;
     m_values = values;
     m_ledger.reset();
-    m_isResting = false;
     m_rest.reset();
 }
 
@@ -88,12 +87,11 @@ void SendLimits::rest(milliseconds until, qint64 waiting)
         return;
     const milliseconds now = m_clock.steady();
     const QDateTime end = m_clock.now().addMSecs((until - now).count());
-    m_rest = Rest{m_rest ? m_rest->since : m_clock.now(), end};
     // Room comes back message by message; each is no news.
-    const bool isNews = !m_isResting || !m_toldAt || now - *m_toldAt >= 1h;
+    const bool isNews = !m_rest || !m_toldAt || now - *m_toldAt >= 1h;
+    m_rest = Rest{m_rest ? m_rest->since : m_clock.now(), end};
     if (!isNews || m_isHeld)
         return;
-    m_isResting = true;
     m_isHeld = true;
     m_toldAt = now;
     m_console.addLogLine(

@@ -37,11 +37,7 @@ public:
     /// Before the hand-over of an SMS that may go. Throws Fault when it cannot be noted; it must not go then.
     void count();
     /// A pass has got through all that waited.
-    void allSent()
-    {
-        m_isResting = false;
-        m_rest.reset();
-    }
+    void allSent() { m_rest.reset(); }
 
     /// How long until the gap is over that a pass ended for; nothing when it did not.
     [[nodiscard]] std::optional<std::chrono::milliseconds> gapLeft() const;
@@ -61,8 +57,7 @@ private:
     QString m_ledgerFile;
     Values m_values;
     std::optional<SendLedger> m_ledger;
-    bool m_isResting = false; // told, and not all that waited has gone since
-    bool m_isHeld = false;    // nothing has gone since it was told
+    bool m_isHeld = false; // nothing has gone since it was told
     std::optional<std::chrono::milliseconds> m_toldAt;
     std::optional<Rest> m_rest;
 };

@@ -30,24 +30,22 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
       m_guard(parts.session, console, m_faults),
       m_limits(parts.clock, console, parts.sendLedgerFile),
       m_inHand(parts.inHandFile),
-      m_sender(parts.session, console, m_faults, parts.clock, parts.modem, m_inHand),
+      m_sender(parts.session, console, m_faults, parts.clock, parts.modem, m_limits, m_inHand),
       m_archiver(parts.session, console, m_faults, parts.clock),
       m_expander(parts.session, console, m_faults, parts.clock),
       m_alerts(parts.session, console, m_faults),
       m_collector(parts.collector, parts.session, console, m_faults, m_guard, parts.clock),
-      m_replyLimit(parts.clock),
-      m_inbound(parts.session, console, m_faults, m_guard, parts.modem, parts.messageFiles),
-      m_receiving(QObject::connect(&parts.modem, &ModemControl::messageArrived, &parts.modem,
-                                   [this] { m_inbound.messageArrived(); }))
+      m_inbound(parts.session, console, m_faults, m_guard, parts.clock, parts.modem, parts.messageFiles)
 {
     m_faults.setListener(
         [this](const QString &task, const std::optional<QString> &cause) { noteTask(task, cause); });
-    m_sender.setLimits(&m_limits);
     openInHand();
-    m_inbound.setReplyLimit(&m_replyLimit);
+    QObject::connect(&parts.modem, &ModemControl::messageArrived, &m_nextTurn,
+                     [this] { m_inbound.messageArrived(); });
     parts.modem.setRestTest([this](const QString &sender, const QString &time, const QStringList &fragments) {
         return m_inbound.isRest(sender, time, fragments);
     });
+    parts.modem.setWhileSending([this] { keepSession(); });
     m_nextTurn.setSingleShot(true);
     m_nextTurn.setTimerType(Qt::PreciseTimer);
     m_nextTurn.callOnTimeout([this] { sendOn(); });
@@ -55,10 +53,10 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
 
 ServicePasses::~ServicePasses()
 {
-    QObject::disconnect(m_receiving);
     m_faults.setListener({}); // the collector ends with a word to it
     m_parts.modem.setRestTest({});
     m_parts.modem.setHandOver({});
+    m_parts.modem.setWhileSending({});
 }
 
 void ServicePasses::openInHand()
@@ -73,14 +71,18 @@ void ServicePasses::openInHand()
     m_parts.modem.expectLateResult(m_inHand.isInDoubt());
 }
 
-void ServicePasses::run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work)
+void ServicePasses::run(ServiceState::Pass pass, const QString &lockName, const std::function<void()> &work)
 {
     QElapsedTimer length;
     length.start();
     m_isStruck[size_t(pass)] = false;
     m_pass = pass;
-    m_guard.runPass(task, [&] {
-        if (hasPlace())
+    m_guard.runPass(passName(pass), [&] {
+        if (!hasPlace())
+            return;
+        const bool isLocked = m_settings.areServersSeveral && !lockName.isEmpty();
+        const PassLock lock(m_parts.session.Conn(), isLocked, lockName);
+        if (lock.isOurs())
             work();
     });
     m_pass.reset();
@@ -167,7 +169,7 @@ void ServicePasses::setSettings(const ServiceSettings &settings)
     m_settings = settings;
     m_sender.setShared(settings.areServersSeveral);
     m_limits.set({settings.sendPerHour, settings.sendPerDay, settings.sendGap});
-    m_replyLimit.set(settings.repliesPerHour);
+    m_inbound.setRepliesPerHour(settings.repliesPerHour);
     m_collector.setSettings(settings);
 }
 
@@ -234,35 +236,32 @@ bool ServicePasses::hasPlace()
     return false;
 }
 
-void ServicePasses::runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
-                              const std::function<void()> &work)
-{
-    run(pass, task, [&] {
-        const PassLock lock(m_parts.session.Conn(), m_settings.areServersSeveral, name);
-        if (lock.isOurs())
-            work();
-    });
-}
-
 void ServicePasses::archive()
 {
-    runLocked(ServiceState::Pass::Archive, u"发送结果归档"_s, u"archiver"_s, [this] { m_archiver.pass(); });
+    run(ServiceState::Pass::Archive, u"archiver"_s, [this] { m_archiver.pass(); });
 }
 
 void ServicePasses::expand()
 {
-    runLocked(ServiceState::Pass::Expand, u"定时短信处理"_s, u"expander"_s, [this] { m_expander.pass(); });
+    run(ServiceState::Pass::Expand, u"expander"_s, [this] { m_expander.pass(); });
 }
 
 void ServicePasses::alert()
 {
-    runLocked(ServiceState::Pass::Alert, u"新邮件提醒"_s, u"alerts"_s, [this] { m_alerts.pass(); });
+    run(ServiceState::Pass::Alert, u"alerts"_s, [this] { m_alerts.pass(); });
 }
 
 void ServicePasses::collect()
 {
-    run(ServiceState::Pass::Collect, u"外部邮件收取"_s,
-        [this] { m_collector.pass(); }); // its process takes the lock
+    run(ServiceState::Pass::Collect, {}, [this] { m_collector.pass(); }); // its process takes the lock
+}
+
+void ServicePasses::keepSession() noexcept
+try {
+    if (m_parts.session.Conn().isOpen())
+        m_parts.session.Conn().ping();
+} catch (const DatabaseFault &) {
+    // The next statement finds it lost.
 }
 
 void ServicePasses::stop()

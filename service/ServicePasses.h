@@ -59,15 +59,15 @@ public:
     [[nodiscard]] TaskGuard &guard() { return m_guard; }
 
 private:
-    void run(ServiceState::Pass pass, const QString &task, const std::function<void()> &work);
+    /// lockName: of a pass that one server of several does at a time.
+    void run(ServiceState::Pass pass, const QString &lockName, const std::function<void()> &work);
     void noteEnd(ServiceState::Pass pass, const QElapsedTimer &length);
     void storeSpooled();
     void sendOn();
-    /// A pass that one server of several does at a time.
-    void runLocked(ServiceState::Pass pass, const QString &task, const QString &name,
-                   const std::function<void()> &work);
     /// Whether this server may work beside those that are there, or alone; told when it may not.
     [[nodiscard]] bool hasPlace();
+    /// While a message waits for its result the database session keeps its locks.
+    void keepSession() noexcept;
     void openInHand();
     /// A task of a pass, or something in it, has ended.
     void noteTask(const QString &task, const std::optional<QString> &cause);
@@ -88,9 +88,7 @@ private:
     ScheduledMessageExpander m_expander;
     NewMailAlerts m_alerts;
     Collector m_collector;
-    ReplyLimit m_replyLimit;
     InboundMessageHandler m_inbound;
-    QMetaObject::Connection m_receiving;
     bool m_isModemAsked = false;   // since its port was opened
     QElapsedTimer m_sinceSendPass; // began
     QTimer m_nextTurn;             // of the send pass: at once, or when SendGap is over

@@ -85,21 +85,11 @@ QString passText(const ServiceState::PassState &pass)
 
 QString passName(ServiceState::Pass pass)
 {
-    switch (pass) {
-    case ServiceState::Pass::Send:
-        return u"短信发送"_s;
-    case ServiceState::Pass::Archive:
-        return u"发送结果归档"_s;
-    case ServiceState::Pass::Expand:
-        return u"定时短信处理"_s;
-    case ServiceState::Pass::Alert:
-        return u"新邮件提醒"_s;
-    case ServiceState::Pass::Collect:
-        return u"外部邮件收取"_s;
-    case ServiceState::Pass::Receive:
-        return u"短信接收"_s;
-    }
-    return {};
+    // As ServiceState::Pass.
+    static const std::array<QString, ServiceState::passCount> names{u"短信发送"_s,     u"发送结果归档"_s,
+                                                                    u"定时短信处理"_s, u"新邮件提醒"_s,
+                                                                    u"外部邮件收取"_s, u"短信接收"_s};
+    return names[size_t(pass)];
 }
 
 QString stateText(const ServiceState &state, const QDateTime &now)

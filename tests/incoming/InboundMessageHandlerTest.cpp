@@ -21,7 +21,8 @@ private:
     std::unique_ptr<InboundMessageHandler> restarted(const MessageFiles &files = {})
     {
         return std::make_unique<InboundMessageHandler>(m_office->session, m_office->console, m_office->faults,
-                                                       m_office->guard, m_office->modem(), files);
+                                                       m_office->guard, m_office->clock, m_office->modem(),
+                                                       files);
     }
     MessageFate arrive(const QString &sender, const QString &text)
     {
@@ -106,25 +107,6 @@ private slots:
         QCOMPARE(stored(), once);
     }
 
-    void withoutItsSpoolAMessageStaysInTheModemAndItIsToldOnce()
-    {
-        const QString spool = m_office->path(u"spool"_s);
-        const ReceivedMessage message{u"1"_s, u"x"_s, u"2006-03-05 07:00:00"_s,
-                                      MessageOrigin{.isLeftOver = false, .fragments = {}, .mustLeave = true}};
-        m_office->refuse(u"insert"_s, u"SMS_SIMReceive"_s);
-        QVERIFY(QDir().mkdir(spool)); // neither read nor written
-        const auto handler = restarted({.spool = spool});
-        handler->retrySpooled();
-        QCOMPARE(m_office->console.takeLog(), QStringList{u"文件 %1 失败：不是普通文件"_s.arg(spool)});
-        QCOMPARE(handler->handle(0, message), MessageFate::Refused);
-        QCOMPARE(handler->handle(0, message), MessageFate::Refused);
-        QCOMPARE(m_office->console.takeLog().size(), 1); // of the database
-        QVERIFY(QDir().rmdir(spool));
-        QCOMPARE(handler->handle(0, message), MessageFate::Handled);
-        QCOMPARE(m_office->console.takeLog(), QStringList{u"文件 %1 恢复正常"_s.arg(spool)});
-        QVERIFY(QFileInfo(spool).size() > 0);
-    }
-
     void leftOverOfAnEarlierRunIsNotStoredAgain_data()
     {
         addRows(uR"(
@@ -150,30 +132,13 @@ private slots:
         QCOMPARE(m_office->console.takeLog().size(), rows);
     }
 
-    void commandThatTheModemKeepsIsNotObeyedAgain()
-    {
-        openOrder();
-        const auto switchAfter = [&](const QString &text, const QString &time, bool isLeftOver) {
-            const MessageOrigin origin{.isLeftOver = isLeftOver, .fragments = {}};
-            static_cast<void>(restarted({.obeyed = m_office->path(u"obeyed"_s)})
-                                  ->handle(0, {u"13800000001"_s, text, time, origin}));
-            return m_office->table(u"SMS_IsOrder"_s, u"IsOrder"_s).join(u' ');
-        };
-        QCOMPARE(switchAfter(u"DY"_s, u"2006-03-05 07:00:00"_s, false), u"1"_s);
-        QCOMPARE(switchAfter(u"QX"_s, u"2006-03-05 07:01:00"_s, false), u"0"_s);
-        QCOMPARE(switchAfter(u"DY"_s, u"2006-03-05 07:00:00"_s, true), u"0"_s);
-        // Sent while the program was not running.
-        QCOMPARE(switchAfter(u"DY"_s, u"2006-03-05 07:02:00"_s, true), u"1"_s);
-        QCOMPARE(m_office->table(u"SMS_Queues"_s, u"ToMB"_s).size(), 3);
-    }
-
     void aFaultAnywhereInACommandLeavesNothing()
     {
         openOrder();
         const auto command = [&] {
             Connection &connection = m_office->session.Conn();
             handleOrderCommand(connection, u"NBYJ"_s, u"13800000001"_s, u"DY"_s,
-                               [&](const QString &reply) { sysSendSMS(connection, u"1"_s, reply); });
+                               [&](const QString &reply) { sysSendSMS(connection, u"1"_s, {reply}); });
         };
         for (const QString &table : {u"SMS_IsOrder"_s, u"SMS_Queues"_s}) {
             m_office->refuse(u"insert"_s, table);

@@ -34,8 +34,8 @@ private slots:
         Office office;
         office.add(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"bob|1002"_s});
         const QString text = QString(100, u'长');
-        sysSendSMS(office.session.Conn(), u"1002"_s, text);
-        sysSendSMS(office.session.Conn(), u"unknown'"_s, u""_s);
+        sysSendSMS(office.session.Conn(), u"1002"_s, {text});
+        sysSendSMS(office.session.Conn(), u"unknown'"_s, {u""_s});
         QCOMPARE(office.table(u"SMS_Queues"_s,
                               u"SOAID, ToUser, ToMB, MsgContent, MsgStatus, MsgType, RetryCount"_s),
                  QStringList({u"-1|bob|1002|%1|0|0|0"_s.arg(text), u"-1||unknown'||0|0|0"_s}));

@@ -89,17 +89,6 @@ private slots:
         }
     }
 
-    void anotherHandAtTheFileForgetsNothing()
-    {
-        m_values = {.perHour = 3};
-        restart();
-        QCOMPARE(send(2), 2);
-        QVERIFY(QFile::resize(m_office->path(u"sends"_s), 0));
-        QCOMPARE(send(1), 1);
-        restart();
-        QVERIFY(m_limits->restsUntil(1));
-    }
-
     void longTextsCountTheirParts()
     {
         QCOMPARE(smsCount(QString(70, u'长')), 1);
