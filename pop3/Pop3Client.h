@@ -64,7 +64,7 @@ public:
     /// Retrieves messages in the order of numbers and hands over each before it reads the next. Where the
     /// server offers PIPELINING the requests run ahead within the window of Pop3Limits; only one message is
     /// in memory at a time all the same. Ends early, without a fault, when a stop is requested between two
-    /// messages. When handler throws, the session stays usable.
+    /// messages.
     void retrieve(const QList<int> &numbers, const MessageHandler &handler);
 
     /// Marks messages for deletion. Result: the numbers that the server refused to mark.

@@ -74,12 +74,9 @@ private slots:
         const CollectorState poisoned{.passedOverMails = {key}, .plainMails = {key}};
         row("in a mail", mail + u"kill -11 $$"_s,
             {plain.arg(u"信号 11"_s), left.arg(u"信号 11"_s), left.arg(u"信号 11"_s)}, poisoned);
-        row("with a status", mail + u"exit 3"_s,
-            {plain.arg(u"状态 3"_s), left.arg(u"状态 3"_s), left.arg(u"状态 3"_s)}, poisoned);
         row("after a mail", mail + saying(MailEnds()) + u"kill -9 $$"_s,
             {died, u"box 两次使收取进程中止，本次运行不再收取"_s, {}},
             {.passedOverAccounts = {7}, .isOneAtATime = true});
-        row("before any account", u"kill -9 $$"_s, {died, {}, {}}, {.isOneAtATime = true});
         const AccountHistory changing{.unknownIds = "1", .areIdsChanging = true};
         row("ids change", account + saying(AccountLearnt{7, u"box"_s, changing}),
             {u"box：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s, {}, {}},
@@ -87,8 +84,6 @@ private slots:
         const QString again = saying(PassEnds()) + u"read -r state; echo \"$state\" >> states; "_s;
         row("lives from pass to pass", again + failure + again + saying(PassEnds()) + u"read -r state"_s,
             {{}, ill, u"外部邮件收取进程恢复正常"_s}, {});
-        row("told a fault, then well", u"[ -e once ] || %1touch once"_s.arg(failure),
-            {ill, u"外部邮件收取进程恢复正常"_s, {}}, {});
         const QString endless = u"echo ']['; echo AAAA; head -c 3000000 /dev/zero; echo; "_s;
         row("said rubbish and no end, then a fault", endless + failure, {ill, {}, {}}, {});
     }
@@ -132,33 +127,6 @@ private slots:
         m_collector->stop();
         QVERIFY(!m_collector->isCollecting());
         QCOMPARE(pass(), QStringList()); // the service is started again
-    }
-
-    void nothingToCollectStartsNothing()
-    {
-        collectWith(u"true"_s);
-        m_office->oa(u"delete from SA_email"_s);
-        m_collector->pass();
-        m_office->account(1, u"ann"_s, 110);
-        m_office->oa(u"update VO_UserInfor set AccountState='0'"_s);
-        m_collector->pass();
-        QVERIFY(!QFile::exists(m_office->path(u"states"_s)));
-        m_office->oa(u"drop table SA_email"_s);
-        QVERIFY_THROWS_EXCEPTION(DatabaseFault, m_collector->pass());
-    }
-
-    void programThatIsNotThere()
-    {
-        m_collector =
-            std::make_unique<Collector>(Collector::Program{u"/no/such"_s, {}}, m_office->session,
-                                        m_office->console, m_office->faults, m_office->guard, m_clock);
-        QStringList log;
-        for (int tick = 0; tick < 2; ++tick) {
-            m_collector->pass();
-            QVERIFY(QTest::qWaitFor([&] { return !(log += m_office->console.takeLog()).isEmpty(); }));
-        }
-        QCOMPARE(log.size(), 1);
-        QVERIFY(m_office->console.activities.isEmpty());
     }
 };
 

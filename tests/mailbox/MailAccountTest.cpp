@@ -60,17 +60,12 @@ private slots:
         row("connected with a delay", {{Connected, {}, "USER", false, 900s}}, 900, "USER");
         row("refused once", {well, wrong}, 0, {}, {"PLAIN"});
         row("all refused: begins anew", {wrong, wrongByLast}, 60);
-        row("refused thrice", {wrong, wrong, wrongByLast}, 120);
         row("an hour at most", QList<Pop3ConnectResult>(70, wrongByLast), 3600);
         row("reset by a login", {wrongByLast, wrongByLast, well, wrongByLast, wrongByLast}, 60);
         row("hung up on the login", {wrong, {LineLost, {}, "LOGIN", true}}, 60, {}, {"PLAIN", "LOGIN"});
-        row("hung up before it", {wrong, {LineLost, {}, {}}}, 0, {}, {"PLAIN"});
         row("unreachable", {well, {HostUnreachable, {}}}, 0, "PLAIN");
-        row("silent, then well", {{TimedOut, {}}, well}, 0, "PLAIN");
         row("silent twice", {well, {TimedOut, {}}, {TimedOut, {}}}, 120, "PLAIN");
-        row("in use", {well, {MailboxInUse, {}, "PLAIN"}}, 0, "PLAIN");
         row("in use for long", QList<Pop3ConnectResult>(9, {MailboxInUse, {}, "PLAIN"}), 60);
-        row("too often", {well, {TooOften, {}, "PLAIN"}}, 60, "PLAIN");
         row("too often, told", {{TooOften, {}, "PLAIN", false, 600s}}, 600);
     }
     void distances()

@@ -135,8 +135,6 @@ private slots:
     {
         const Rows<QString, QString> row("refused", "row");
         row("one", u"length(new.EmailSubject)>1"_s, u"NULL|a@example.com|3|x"_s);
-        row("two", u"length(new.EmailSubject)>1 or new.ImpDegree is not null"_s,
-            u"NULL|a@example.com|NULL|x"_s);
         row("all that may be missing",
             u"coalesce(new.EmailSubject, new.EmailContent, new.EmailFrom, new.EmailFromName, "
             u"new.ImpDegree,"

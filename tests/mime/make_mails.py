@@ -296,6 +296,15 @@ for name, octets, label, text in (
         ("hostile-label", b"abc", b'"../../etc//IGNORE"', "abc")):
     mail("charset-" + name, head(more=plain(label)) + octets + b"\n", body=text)
 
+LONG = "n" * 196 + ".doc"
+NAMES = (("报告 1.doc", "报告 1.doc"), ("../../x", "x"), ("C:\\a\\b.txt", "b.txt"), ("'a.txt'\u0001 ", "a.txt"), ("a/", "attachment5.bin"),
+         ("...", "attachment6.bin"), ("a.txt:evil", "a.txtevil"), ("a\u202efdp.exe", "afdp.exe"), (LONG, LONG), ("n" + LONG, LONG),
+         ("n" * 195 + "😀b.doc", "n" * 195 + ".doc"))
+mail("names-that-are-unfit", head(more=multipart(b"mixed", b"b", *(
+    attachment(b"Content-Type: application/x\nContent-Disposition: attachment; filename*=utf-8''" +
+               b"".join(b"%%%02X" % c for c in given.encode()) + b"\n", b"1") for given, safe in NAMES))),
+     contentType="multipart/mixed", attachments=[(safe, "application/x", b"1") for given, safe in NAMES])
+
 DATED = b"From: a@b.cn\nTo: li@example.com\nSubject: d\nDate: %s\n\nx\n"
 for number, (date, utc) in enumerate((
         (b"5 Mar 2024 10:00 GMT+08:00", "2024-03-05T02:00:00Z"), (b"5-Mar-24 10:04:60 EST", "2024-03-05T15:04:59Z"),
