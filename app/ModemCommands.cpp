@@ -60,7 +60,7 @@ bool tryPort(const QString &device)
     }
     const ModemStatus status = modem.askStatus();
     say(u"%1：%2，%3 波特，SIM 卡尾号 %4，%5，信号 %6 格"_s
-            .arg(device, status.model, QString::number(modem.describe().baud), status.simEnd,
+            .arg(device, status.model, QString::number(status.baud), status.simEnd,
                  status.isRegistered ? u"已注册到网络 "_s + status.network : u"未注册到网络"_s)
             .arg(status.signalBars()));
     return true;

@@ -235,14 +235,13 @@ void checkModem(const ServerParts &parts, CheckReport &report)
                      modemRemedy(result));
         return;
     }
-    const ModemControl::Description found = parts.modem.describe();
     const ModemStatus status = parts.modem.askStatus();
     const auto known = [](const QString &text) { return text.isEmpty() ? u"未知"_s : text; };
     report.well(
-        u"COM%1 短信猫应答正常（%2 波特，型号 %3）"_s.arg(port).arg(found.baud).arg(known(status.model)));
+        u"COM%1 短信猫应答正常（%2 波特，型号 %3）"_s.arg(port).arg(status.baud).arg(known(status.model)));
     report.well(u"IMEI 尾号 %1，SIM 卡尾号 %2，信号 %3 格"_s.arg(known(status.imeiEnd), known(status.simEnd))
                     .arg(status.signalBars()));
-    for (const QString &workaround : found.workarounds)
+    for (const QString &workaround : status.workarounds)
         report.well(u"短信猫特点："_s + workaround);
     for (const QString &trouble : status.troubles)
         report.wrong(trouble, u"请检查天线、信号和 SIM 卡状态"_s);

@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QRandomGenerator>
 
 using namespace Qt::StringLiterals;
 
@@ -30,7 +29,6 @@ World::World(const CommandLine &line, const QString &collector)
     parts.folders.removeDuplicates();
     const QFileInfo beside(line.logFile.isEmpty() ? line.settingsFile : line.logFile);
     modem.setUnreadableFile(beside.absoluteDir().filePath(u"unreadable-sms.log"_s));
-    modem.setReference(static_cast<quint8>(QRandomGenerator::global()->generate()));
     if (line.trace) {
         modem.setTrace(traceModem);
         parts.mailTrace = mailTrace();

@@ -38,7 +38,8 @@ public:
           limits(timeLimits),
           deviceOf(std::move(mappedDevice)),
           link(timeLimits),
-          receiver(clock, link, timeLimits)
+          receiver(clock, link, timeLimits),
+          reference(static_cast<quint8>(clock.now().toMSecsSinceEpoch()))
     {
         reopenTimer.setInterval(limits.reopen);
         lookTimer.setInterval(limits.look);
@@ -64,7 +65,6 @@ public:
     QTimer lookTimer; ///< running while the port is open
 
     qint16 portNumber = 0;
-    QStringList workarounds;
     QSet<QString> remarksTold;
     QString serviceCentre;
     QString countryCode;
@@ -72,7 +72,8 @@ public:
     bool isLost = false;   ///< it is open, but the modem is gone
     QString lostCause;     ///< why the last attempt to reopen failed
     QString refusal;
-    quint8 reference = 0; ///< of the next concatenated message
+    /// Of the next concatenated message; begins anywhere, so that after a restart a text is not taken for the rest of another.
+    quint8 reference;
     HandOver handOver;
     std::function<void()> whileWaiting;
     std::function<void()> whileSending;
@@ -83,7 +84,6 @@ public:
 void ModemControl::Private::noteBroughtUp(const BringUpReport &report)
 {
     link.watch.noteBroughtUp(report);
-    workarounds = report.remarks;
     for (const QString &remark : report.remarks) {
         if (!remarksTold.contains(remark) && remark.contains(u"短信中心"_s))
             emit q.notice(remark);
@@ -212,11 +212,6 @@ ModemControl::ModemControl(const Clock &clock, std::function<QString(int)> mappe
 
 ModemControl::~ModemControl() = default;
 
-void ModemControl::setReference(quint8 reference)
-{
-    d->reference = reference;
-}
-
 void ModemControl::setHandOver(HandOver handOver)
 {
     d->handOver = std::move(handOver);
@@ -240,13 +235,6 @@ void ModemControl::setPortNumber(qint16 comPort)
 void ModemControl::setSpeed(int baud)
 {
     d->link.setSpeed(baud);
-}
-
-ModemControl::Description ModemControl::describe() const
-{
-    if (!isPortOpen())
-        return {};
-    return {d->link.baud(), d->workarounds};
 }
 
 void ModemControl::setServiceCentre(const QString &number)
@@ -296,6 +284,7 @@ ModemStatus ModemControl::status() const
         return {};
     ModemStatus status = d->link.watch.status();
     status.memories = d->receiver.memories();
+    status.baud = d->link.baud();
     return status;
 }
 

@@ -29,9 +29,6 @@ public:
                  QObject *parent = nullptr, const ModemLimits &limits = {});
     ~ModemControl() override;
 
-    /// Of the next concatenated message, 0 unless set. To be chosen by chance, so that after a restart a text is
-    /// not taken for the rest of another.
-    void setReference(quint8 reference);
     /// Told of each text that goes over. When handOver.before throws Fault, send() throws the same; a part that is not
     /// the first is refused.
     void setHandOver(HandOver handOver);
@@ -68,12 +65,6 @@ public:
     [[nodiscard]] ModemStatus status() const;
     /// The same, asked of it now.
     ModemStatus askStatus();
-    /// The line speed at which the modem answered, and what was worked around. Empty while the port is closed.
-    struct Description {
-        int baud = 0;
-        QStringList workarounds;
-    };
-    [[nodiscard]] Description describe() const;
     /// Opens the port and brings the modem up. 0 = port opened, registered with a network or not; else a
     /// ModemResult, the port is released, and notice() says the cause.
     [[nodiscard]] qint16 open();

@@ -21,8 +21,10 @@ struct ModemStatus {
         int used = 0; ///< places that hold anything, drafts included
         int total = 0;
     };
-    QList<Memory> memories = {}; ///< those that were read
-    QStringList troubles = {};   ///< what keeps it from sending or receiving, in Chinese
+    QList<Memory> memories = {};  ///< those that were read
+    int baud = 0;                 ///< the line speed at which it answered
+    QStringList workarounds = {}; ///< what of the usual it does not take, in Chinese
+    QStringList troubles = {};    ///< what keeps it from sending or receiving, in Chinese
 
     /// 0 to 4, as telephones show it.
     [[nodiscard]] int signalBars() const

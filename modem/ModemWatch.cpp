@@ -37,6 +37,7 @@ void ModemWatch::noteBroughtUp(const BringUpReport &report)
     if (report.result != ModemResult::Ok)
         return;
     m_status.isRegistered = report.isRegistered;
+    m_status.workarounds = report.remarks;
     m_status.isSimReady = true;
     m_status.simEnd = QString::fromLatin1(report.iccid.right(shownDigits));
     if (!report.isRegistered) {

@@ -153,7 +153,7 @@ QString ModemAtWork::found(const QString &verb)
     if (verb == u"port")
         return control().isPortOpen() ? u"open"_s : u"closed"_s;
     if (verb == u"baud")
-        return QString::number(control().describe().baud);
+        return QString::number(control().status().baud);
     if (verb == u"because")
         return m_cause;
     if (verb == u"signs")
