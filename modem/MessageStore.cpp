@@ -53,26 +53,24 @@ bool MessageStore::initialise()
                 readable.append(name.text);
         }
     }
+    const auto isTaken = [this](const QByteArray &memory) {
+        m_receiving = memory;
+        for (m_selectionSize = 3; m_selectionSize > 0; --m_selectionSize) {
+            if (select(memory))
+                return true;
+        }
+        m_selectionSize = 1;
+        return false;
+    };
     // The SIM first: it keeps the parts of a message when the modem is changed.
     for (const QByteArray &memory : {QByteArray("SM"), QByteArray("ME"), QByteArray("MT")}) {
-        if (!readable.isEmpty() && !readable.contains(memory))
-            continue;
-        for (const int size : {3, 2, 1}) {
-            m_selectionSize = size;
-            m_receiving = memory;
-            const AtAnswer answer = m_channel.exchange(selection(memory), "+CPMS:", m_limits.command);
-            if (answer.isLost())
-                return false;
-            if (!answer.isOk())
-                continue;
-            noteSizes(answer, {memory});
-            m_selected = memory;
+        if ((readable.isEmpty() || readable.contains(memory)) && isTaken(memory)) {
             m_memories.append(memory);
             break;
         }
-        if (!m_memories.isEmpty())
-            break;
     }
+    if (!m_channel.isLineOpen())
+        return false;
     if (m_memories.isEmpty()) {
         m_memories.append(QByteArray()); // no +CPMS: there is one memory without a name
         return true;
@@ -98,19 +96,6 @@ void MessageStore::addMemory(const QByteArray &memory)
     }
 }
 
-/// "+CPMS: <used1>,<total1>,..." for memories in that order.
-void MessageStore::noteSizes(const AtAnswer &answer, const QByteArrayList &memories)
-{
-    if (answer.lines.isEmpty())
-        return;
-    const QList<AnswerField> fields = answerFields(answer.lines.first().text);
-    for (qsizetype i = 0; i < memories.size() && i * 2 + 1 < fields.size(); ++i) {
-        const std::optional<int> total = fields[i * 2 + 1].number();
-        if (total && *total > 0 && *total <= ModemBounds::storeEntriesMost)
-            m_totals.insert(memories[i], *total);
-    }
-}
-
 /// Modems take three, two or one of the memories of reading, writing and receiving; what worked once is used
 /// ever after. Only that of reading is ever changed: a modem that receives into another would be deaf when that is full.
 QByteArray MessageStore::selection(const QByteArray &memory) const
@@ -129,7 +114,12 @@ bool MessageStore::select(const QByteArray &memory)
     if (!answer.isOk())
         return false;
     m_selected = memory;
-    noteSizes(answer, {memory});
+    // "+CPMS: <used1>,<total1>,...", of which the first is the memory of reading.
+    const QList<AnswerField> fields =
+        answer.lines.isEmpty() ? QList<AnswerField>() : answerFields(answer.lines.first().text);
+    const int total = fields.value(1).number().value_or(0);
+    if (total > 0 && total <= ModemBounds::storeEntriesMost)
+        m_totals.insert(memory, total);
     return true;
 }
 
@@ -154,22 +144,27 @@ std::optional<MessageStore::Listing> MessageStore::list(const QByteArray &memory
         m_channel.exchange(all, "+CMGL:", listLimit(memory), AtChannel::Expect::LinesWithPayload);
     if (answer.end != AtAnswer::End::Final || saysSimBusy(answer.result))
         return std::nullopt;
-    if (!answer.isOk())
-        return simState(answer).result == ModemResult::Ok ? listOneByOne(memory) : std::nullopt;
+    if (!answer.isOk() && simState(answer).result != ModemResult::Ok)
+        return std::nullopt;
+    const std::optional<QList<AtLine>> lines = answer.isOk() ? answer.lines : readOneByOne(memory);
+    if (!lines)
+        return std::nullopt;
     Listing listing;
     listing.total = m_totals.value(memory, 0);
     QMap<int, StoredTpdu> received; // by index: a late listing may have come in front of this one
-    for (const AtLine &line : answer.lines) {
+    for (const AtLine &line : *lines) {
         const QList<AnswerField> fields = answerFields(line.text);
-        if (fields.size() < 3 || !fields[0].number()) {
+        const std::optional<int> index = fields.first().number();
+        if (fields.size() < 3 || !index) {
             listing.isDamaged = true;
             continue;
         }
-        if (fields[1].kind == AnswerField::Kind::Quoted && !fields[1].number())
+        const std::optional<int> stat = fields[1].number();
+        if (fields[1].kind == AnswerField::Kind::Quoted && !stat)
             return Listing{.isTextMode = true};
         ++listing.used;
-        if (const auto stat = fields[1].number(); stat && isReceived(*stat))
-            received.insert(*fields[0].number(), storedTpdu(memory, *fields[0].number(), fields, line));
+        if (stat && isReceived(*stat))
+            received.insert(*index, storedTpdu(memory, *index, fields, line));
     }
     listing.received = received.values();
     return listing;
@@ -219,31 +214,23 @@ std::optional<StoredTpdu> MessageStore::readPlace(const QByteArray &memory, int 
     return m_proof;
 }
 
-/// For modems that cannot list: every index is read. The first index may be 0 or 1.
-std::optional<MessageStore::Listing> MessageStore::listOneByOne(const QByteArray &memory)
+/// For modems that cannot list: every index is read, and told as a listing would. The first index may be 0 or 1.
+std::optional<QList<AtLine>> MessageStore::readOneByOne(const QByteArray &memory)
 {
-    Listing listing;
-    listing.total = m_totals.value(memory, 0);
-    const int last = listing.total > 0 ? listing.total : ModemBounds::storeEntries;
+    QList<AtLine> lines;
+    const int last = m_totals.value(memory, ModemBounds::storeEntries);
     for (int index = 0; index <= last; ++index) {
-        const AtAnswer answer =
-            m_channel.exchange("AT+CMGR=" + QByteArray::number(index), "+CMGR:", m_limits.command,
-                               AtChannel::Expect::LinesWithPayload);
+        const QByteArray place = QByteArray::number(index);
+        const AtAnswer answer = m_channel.exchange("AT+CMGR=" + place, "+CMGR:", m_limits.command,
+                                                   AtChannel::Expect::LinesWithPayload);
         if (answer.end != AtAnswer::End::Final)
             return std::nullopt;
-        if (!answer.isOk() || answer.lines.isEmpty())
-            continue;
-        const AtLine &line = answer.lines.first();
-        const QList<AnswerField> fields = answerFields(line.text);
-        if (line.payload.isEmpty())
+        if (!answer.isOk() || answer.lines.isEmpty() || answer.lines.first().payload.isEmpty())
             continue; // an empty place
-        ++listing.used;
-        if (fields.first().kind == AnswerField::Kind::Quoted && !fields.first().number())
-            return Listing{.isTextMode = true};
-        if (const std::optional<int> stat = fields.first().number(); stat && isReceived(*stat))
-            listing.received.append(storedTpdu(memory, index, fields, line));
+        AtLine line = answer.lines.first();
+        lines.append({line.text.insert(line.text.indexOf(':') + 1, place + ','), line.payload});
     }
-    return listing;
+    return lines;
 }
 
 MessageStore::Removal MessageStore::remove(const StoredTpdu &copy)

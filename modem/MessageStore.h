@@ -11,7 +11,7 @@
 #include <optional>
 
 class AtChannel;
-struct AtAnswer;
+struct AtLine;
 
 /// The memories in which the modem keeps received messages (3GPP TS 27.005, 3.2.2, 3.4.2, 3.4.3, 3.5.4).
 class MessageStore
@@ -63,8 +63,7 @@ private:
     bool select(const QByteArray &memory);
     [[nodiscard]] std::optional<StoredTpdu> readPlace(const QByteArray &memory, int index);
     [[nodiscard]] QByteArray selection(const QByteArray &memory) const;
-    void noteSizes(const AtAnswer &answer, const QByteArrayList &memories);
-    std::optional<Listing> listOneByOne(const QByteArray &memory);
+    std::optional<QList<AtLine>> readOneByOne(const QByteArray &memory);
     [[nodiscard]] std::chrono::milliseconds listLimit(const QByteArray &memory) const;
 
     AtChannel &m_channel;
