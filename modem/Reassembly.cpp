@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <ranges>
 #include <tuple>
 
 namespace
@@ -69,23 +70,14 @@ QString PartSet::text() const
 
 QDateTime PartSet::newest() const
 {
-    QDateTime newest;
-    for (const ReceivedPart &part : parts) {
-        const QDateTime time = std::min(part.time(), part.firstSeen);
-        if (!newest.isValid() || time > newest)
-            newest = time;
-    }
-    return newest;
+    return std::ranges::max(parts | std::views::transform([](const ReceivedPart &part) {
+                                return std::min(part.time(), part.firstSeen);
+                            }));
 }
 
 QDateTime PartSet::lastFirstSeen() const
 {
-    QDateTime last;
-    for (const ReceivedPart &part : parts) {
-        if (!last.isValid() || part.firstSeen > last)
-            last = part.firstSeen;
-    }
-    return last;
+    return std::ranges::max(parts, {}, &ReceivedPart::firstSeen).firstSeen;
 }
 
 QList<PartSet> reassemble(QList<ReceivedPart> parts)

@@ -3,17 +3,10 @@
 #include "modem/line/AnswerFields.h"
 #include "modem/line/AtChannel.h"
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-bool isAnyOf(int code, std::initializer_list<int> codes)
-{
-    return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
 
 SimState missing(const QString &words)
 {
@@ -47,9 +40,9 @@ SimState simState(const AtAnswer &answer)
     const int code = answer.result.code;
     if ((isCme && code == 10) || (isCms && code == 310))
         return missing(words);
-    if ((isCme && isAnyOf(code, {5, 11, 12})) || (isCms && isAnyOf(code, {311, 312, 316})))
+    if ((isCme && QList{5, 11, 12}.contains(code)) || (isCms && QList{311, 312, 316}.contains(code)))
         return locked(u"PIN/PUK（%1）"_s.arg(words));
-    if ((isCme && isAnyOf(code, {13, 14, 15})) || (isCms && isAnyOf(code, {313, 314, 315})))
+    if ((isCme && QList{13, 14, 15}.contains(code)) || (isCms && QList{313, 314, 315}.contains(code)))
         return {ModemResult::SimFailure, u"SIM 卡不可用（%1）"_s.arg(words)};
     return {};
 }

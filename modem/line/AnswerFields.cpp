@@ -27,6 +27,11 @@ std::optional<int> AnswerField::number() const
     return value;
 }
 
+bool startsWithWord(QByteArrayView line, QByteArrayView word)
+{
+    return line.size() >= word.size() && line.first(word.size()).compare(word, Qt::CaseInsensitive) == 0;
+}
+
 QList<AnswerField> answerFields(QByteArrayView line)
 {
     const qsizetype colon = QByteArray::fromRawData(line.data(), line.size()).indexOf(':');

@@ -16,6 +16,9 @@ struct AnswerField {
     [[nodiscard]] std::optional<int> number() const;
 };
 
+/// Letter case does not count.
+[[nodiscard]] bool startsWithWord(QByteArrayView line, QByteArrayView word);
+
 /// The parameters behind the ":" of an information line, in order; empty ones are kept. Any text gives
 /// some list.
 [[nodiscard]] QList<AnswerField> answerFields(QByteArrayView line);

@@ -16,12 +16,6 @@ constexpr char controlZ = '\x1a';
 /// Nothing that was given up is answered later.
 constexpr std::chrono::minutes lateAtMost{5};
 
-bool startsWith(const QByteArray &line, const QByteArray &prefix)
-{
-    return line.size() >= prefix.size() &&
-           line.first(prefix.size()).compare(prefix, Qt::CaseInsensitive) == 0;
-}
-
 } // namespace
 
 AtChannel::AtChannel(SerialLine &line, const ModemLimits &limits, QObject *parent)
@@ -157,11 +151,11 @@ bool AtChannel::takeAnswerLine(const QByteArray &received, Expect expect)
         return takeResult(*result, expect);
     const bool isPlain = std::isalnum(static_cast<unsigned char>(line.front())) != 0 || line.front() == '"';
     if (expect == Expect::Text &&
-        (startsWith(line, m_prefix) || (isPlain && line != "RING" && !announcesRestart(line)))) {
+        (startsWithWord(line, m_prefix) || (isPlain && line != "RING" && !announcesRestart(line)))) {
         m_answer.lines.append({line, {}});
         return false;
     }
-    if (isQuestion(expect) && startsWith(line, m_prefix)) {
+    if (isQuestion(expect) && startsWithWord(line, m_prefix)) {
         if (m_answer.lines.size() < ModemBounds::answerLines)
             m_answer.lines.append({line, {}});
         m_sayResultFirst = m_sayResultFirst || (m_settled && m_answer.lines.size() == 1);
@@ -231,7 +225,7 @@ void AtChannel::noteRestart(const QByteArray &line, Expect expect)
 
 QByteArray AtChannel::withoutEcho(const QByteArray &line)
 {
-    if (m_echo.isEmpty() || !startsWith(line, m_echo))
+    if (m_echo.isEmpty() || !startsWithWord(line, m_echo))
         return line;
     QByteArray rest = line.sliced(m_echo.size()).trimmed();
     m_echo.clear(); // a command is echoed once
@@ -245,7 +239,7 @@ void AtChannel::setAside(const QByteArray &line)
 {
     if (m_unsolicited.takePayload(line))
         emit unsolicitedArrived();
-    else if (startsWith(line, "+CMGS:"))
+    else if (startsWithWord(line, "+CMGS:"))
         m_lateResult = answerFields(line).first().number() ? std::optional(true) : m_lateResult;
     else if (m_unsolicited.add(line))
         emit unsolicitedArrived();
@@ -381,13 +375,10 @@ AtAnswer AtChannel::findModem(const QByteArray &command, const QDeadlineTimer &d
     answer = ask(m_echo + '\r', Expect::Lines, until);
     // A result without the line is late, or the modem does not know the question and refuses it or says OK to
     // anything: silence behind it tells.
+    const auto isSilent = [this] {
+        return m_line.waitForOctets(QDeadlineTimer(m_limits.quiet)) != SerialLine::Wait::Ready;
+    };
     while (answer.end == AtAnswer::End::Final && answer.lines.isEmpty() && !isSilent())
         answer = collect(Expect::Lines, until);
     return answer;
-}
-
-/// True when nothing more comes for a while; what does come is kept for the splitter.
-bool AtChannel::isSilent()
-{
-    return m_line.waitForOctets(QDeadlineTimer(m_limits.quiet)) != SerialLine::Wait::Ready;
 }

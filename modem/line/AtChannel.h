@@ -116,7 +116,6 @@ private:
     void noteLateError(const FinalResult &result);
     void drainIdle();
     void setRestAside();
-    [[nodiscard]] bool isSilent();
     [[nodiscard]] QByteArray spelled(const QByteArray &command) const;
 
     SerialLine &m_line;

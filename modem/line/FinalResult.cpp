@@ -1,6 +1,8 @@
 #include "modem/line/FinalResult.h"
 
-#include <algorithm>
+#include "modem/line/AnswerFields.h"
+
+#include <QList>
 #include <array>
 
 namespace
@@ -105,11 +107,6 @@ int errorCode(QByteArrayView text, const std::array<NumberedError, N> &table)
     return FinalResult::unknownCode;
 }
 
-bool startsWithWord(QByteArrayView line, QByteArrayView word)
-{
-    return line.size() >= word.size() && line.first(word.size()).compare(word, Qt::CaseInsensitive) == 0;
-}
-
 } // namespace
 
 std::optional<FinalResult> finalResult(QByteArrayView line)
@@ -146,10 +143,10 @@ bool saysSimBusy(const FinalResult &result)
 
 bool saysTryLater(const FinalResult &result)
 {
-    constexpr std::array temporary{302, 314, 500, 512, 515, 532};
-    const bool isCms = result.kind == FinalResult::Kind::CmsError;
-    return saysSimBusy(result) || (result.kind == FinalResult::Kind::CmeError && result.code == 515) ||
-           (isCms && std::find(temporary.begin(), temporary.end(), result.code) != temporary.end());
+    const bool isOfMoment =
+        (result.kind == Kind::CmeError && result.code == 515) ||
+        (result.kind == Kind::CmsError && QList{302, 500, 512, 515, 532}.contains(result.code));
+    return saysSimBusy(result) || isOfMoment;
 }
 
 QByteArray describe(const FinalResult &result)

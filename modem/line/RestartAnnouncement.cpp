@@ -1,5 +1,7 @@
 #include "modem/line/RestartAnnouncement.h"
 
+#include "modem/line/AnswerFields.h"
+
 #include <algorithm>
 #include <array>
 
@@ -26,10 +28,9 @@ constexpr std::array parts{
 bool isAnyOf(auto words, QByteArrayView line)
 {
     return std::any_of(words.begin(), words.end(), [line](QByteArrayView word) {
-        if (line.size() < word.size() || line.first(word.size()).compare(word, Qt::CaseInsensitive) != 0)
-            return false;
         // "RDYX" and "+CFUN: 10" are something else.
-        return line.size() == word.size() || line[word.size()] == ' ' || line[word.size()] == ',';
+        return startsWithWord(line, word) &&
+               (line.size() == word.size() || line[word.size()] == ' ' || line[word.size()] == ',');
     });
 }
 

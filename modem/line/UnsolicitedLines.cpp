@@ -1,9 +1,9 @@
 #include "modem/line/UnsolicitedLines.h"
 
+#include "modem/line/AnswerFields.h"
 #include "modem/line/ModemLimits.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <utility>
 
@@ -19,10 +19,8 @@ bool UnsolicitedLines::add(const QByteArray &line)
         return false;
     m_lines.append({line, {}});
     // In PDU mode (3GPP TS 27.005, 3.4.1).
-    static const std::array announcements{QByteArray("+CMT:"), QByteArray("+CDS:"), QByteArray("+CBM:")};
     m_wantsPayload =
-        std::find(announcements.begin(), announcements.end(),
-                  line.first(std::min<qsizetype>(line.size(), 5)).toUpper()) != announcements.end();
+        startsWithWord(line, "+CMT:") || startsWithWord(line, "+CDS:") || startsWithWord(line, "+CBM:");
     return !m_wantsPayload;
 }
 

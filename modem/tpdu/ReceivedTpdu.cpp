@@ -3,6 +3,8 @@
 #include "modem/tpdu/GsmAlphabet.h"
 #include "modem/tpdu/Scts.h"
 
+#include <QtEndian>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -22,13 +24,8 @@ constexpr qsizetype sctsOctets = 7;
 
 QString decodeUcs2(QByteArrayView octets)
 {
-    QString text;
-    text.reserve(octets.size() / 2);
-    for (qsizetype i = 0; i + 1 < octets.size(); i += 2) {
-        const auto unit =
-            static_cast<char16_t>(static_cast<quint8>(octets[i]) << 8 | static_cast<quint8>(octets[i + 1]));
-        text.append(QChar(unit));
-    }
+    QString text(octets.size() / 2, Qt::Uninitialized);
+    qFromBigEndian<quint16>(octets.data(), text.size(), text.data());
     return text;
 }
 
@@ -70,15 +67,14 @@ ReceivedTpdu decodeDeliver(OctetCursor &cursor, bool hasHeader)
 
 ReceivedTpdu decodeStatusReport(OctetCursor &cursor)
 {
-    SmsStatusReport report;
-    report.mr = cursor.takeOctet(u"TP-MR");
+    static_cast<void>(cursor.takeOctet(u"TP-MR"));
     static_cast<void>(decodeAddress(cursor, u"TP-RA"));
     static_cast<void>(cursor.take(sctsOctets, u"TP-SCTS"));
     static_cast<void>(cursor.take(sctsOctets, u"TP-DT"));
     static_cast<void>(cursor.takeOctet(u"TP-ST"));
     if (cursor.hasFailed())
         return UnreadableTpdu{cursor.failure()};
-    return report;
+    return SmsStatusReport{};
 }
 
 /// Also of a TPDU whose last octet got lost: the type of an address has its first bit set, the length of one has not.

@@ -24,7 +24,6 @@ struct SmsDeliver {
 
 /// SMS-STATUS-REPORT (3GPP TS 23.040, 9.2.2.3). Only recognised: this program asks for none.
 struct SmsStatusReport {
-    quint8 mr = 0;
     bool operator==(const SmsStatusReport &) const = default;
 };
 

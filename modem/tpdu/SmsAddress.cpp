@@ -9,14 +9,10 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-constexpr quint8 extensionBit = 0x80; // always set, 3GPP TS 23.040, 9.1.2.5
-constexpr quint8 isdnPlan = 0x01;
+// Type of address with the telephone numbering plan, 3GPP TS 23.040, 9.1.2.5.
+constexpr char unknownNumber = '\x81';
+constexpr char internationalNumber = '\x91';
 constexpr quint8 filler = 0x0f;
-
-quint8 typeOfAddress(SmsAddress::TypeOfNumber ton)
-{
-    return static_cast<quint8>(extensionBit | (static_cast<quint8>(ton) << 4) | isdnPlan);
-}
 
 QString decodeDigits(QByteArrayView octets, qsizetype semiOctets)
 {
@@ -65,8 +61,7 @@ QByteArray encodeAddress(const QString &number)
     const QStringView digits = QStringView(number).sliced(isInternational ? 1 : 0);
     QByteArray octets;
     octets.append(static_cast<char>(digits.size()));
-    octets.append(static_cast<char>(typeOfAddress(isInternational ? SmsAddress::TypeOfNumber::International
-                                                                  : SmsAddress::TypeOfNumber::Unknown)));
+    octets.append(isInternational ? internationalNumber : unknownNumber);
     for (qsizetype i = 0; i < digits.size(); i += 2) {
         const int low = digits[i].digitValue();
         const int high = i + 1 < digits.size() ? digits[i + 1].digitValue() : filler;

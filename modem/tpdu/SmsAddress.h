@@ -7,15 +7,11 @@
 
 /// An address field of a TPDU (3GPP TS 23.040, 9.1.2.5).
 struct SmsAddress {
+    /// Those that matter here; every other is as Unknown.
     enum class TypeOfNumber : quint8 {
         Unknown = 0,
         International = 1,
-        National = 2,
-        NetworkSpecific = 3,
-        Subscriber = 4,
         Alphanumeric = 5,
-        Abbreviated = 6,
-        Reserved = 7,
     };
 
     /// What an address to send to can hold (3GPP TS 23.040, 9.1.2.5).

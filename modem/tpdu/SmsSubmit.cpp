@@ -4,6 +4,7 @@
 #include "modem/tpdu/SmsAddress.h"
 #include "modem/tpdu/UserDataHeader.h"
 
+#include <QtEndian>
 #include <optional>
 
 namespace
@@ -19,15 +20,6 @@ constexpr char submitOctet = 0x01; // TP-MTI SMS-SUBMIT, no validity period: the
 constexpr char userDataHeaderIndicator = 0x40;
 constexpr char dcsGsm7 = 0x00;
 constexpr char dcsUcs2 = 0x08;
-
-/// Length of the next part of text from start. keepsTogether(i): unit i must not end a part.
-template <typename KeepsTogether>
-qsizetype partLength(qsizetype start, qsizetype size, qsizetype most, KeepsTogether keepsTogether)
-{
-    if (size - start <= most)
-        return size - start;
-    return keepsTogether(start + most - 1) ? most - 1 : most;
-}
 
 SmsSubmit makeSubmit(const QString &number, const QByteArray &header, char dcs, qsizetype userDataLength,
                      const QByteArray &body)
@@ -55,16 +47,12 @@ SmsSubmit gsm7Submit(const QString &number, const QByteArray &header, QByteArray
 
 SmsSubmit ucs2Submit(const QString &number, const QByteArray &header, QStringView units)
 {
-    QByteArray body;
-    body.reserve(units.size() * 2);
-    for (const QChar unit : units) {
-        body.append(static_cast<char>(unit.unicode() >> 8));
-        body.append(static_cast<char>(unit.unicode() & 0xff));
-    }
+    QByteArray body(units.size() * 2, Qt::Uninitialized);
+    qToBigEndian<quint16>(units.utf16(), units.size(), body.data());
     return makeSubmit(number, header, dcsUcs2, header.size() + body.size(), body);
 }
 
-/// The lengths of the parts; empty when they are too many.
+/// The lengths of the parts; empty when they are too many. keepsTogether(i): unit i must not end a part.
 template <typename KeepsTogether>
 QList<qsizetype> partLengths(qsizetype size, qsizetype most, KeepsTogether keepsTogether)
 {
@@ -72,7 +60,8 @@ QList<qsizetype> partLengths(qsizetype size, qsizetype most, KeepsTogether keeps
     for (qsizetype start = 0; start < size; start += lengths.last()) {
         if (lengths.size() == SmsSubmit::mostParts)
             return {};
-        lengths.append(partLength(start, size, most, keepsTogether));
+        const bool isLast = size - start <= most;
+        lengths.append(isLast ? size - start : keepsTogether(start + most - 1) ? most - 1 : most);
     }
     return lengths;
 }
