@@ -50,20 +50,6 @@ class ConnectionTest : public QObject
     Q_OBJECT
 
 private slots:
-    void snapshotCountsItsRowsAndIsNotDisturbed()
-    {
-        Office office;
-        office.add(u"SMS_Queues"_s, u"ToMB, MsgContent"_s, {u"1|a"_s, u"2|NULL"_s, u"3|"_s});
-        Recordset rows(office.session.Conn());
-        rows.open(u"select * from SMS_Queues"_s);
-        QCOMPARE(rows.recordCount(), 3);
-        office.session.Conn().execute(u"delete from SMS_Queues"_s);
-        QStringList numbers;
-        for (; !rows.atEnd(); rows.moveNext())
-            numbers += rows.text("tomb"_L1) + (rows.value("MSGCONTENT"_L1).isNull() ? u"-"_s : u"+"_s);
-        QCOMPARE(numbers, QStringList({u"1+"_s, u"2-"_s, u"3+"_s}));
-    }
-
     void withoutAStringTheSessionIsNotOpen_data()
     {
         QTest::addColumn<QString>("connectString");

@@ -3,7 +3,6 @@
 #include "tests/support/TextTable.h"
 
 #include <QRegularExpression>
-#include <QScopeGuard>
 
 using namespace Qt::StringLiterals;
 
@@ -116,41 +115,6 @@ private slots:
         QCOMPARE(tick(), QList<int>({30, 31}));
         office.oa(office.isPostgreSql() ? u"rollback"_s : u"unlock tables"_s);
         QTRY_COMPARE(tick(), QList<int>({31, 31}));
-    }
-
-    void stoppedServerBlocksNoTickForLonger()
-    {
-        Office office(DatabaseRoute::PostgreSql, SchemaKind::Sample,
-                      u";Connect Timeout=1;Command Timeout=1"_s);
-        QVERIFY(office.simulator().sent().isEmpty()); // plugged in
-        const auto tick = [&] {
-            QElapsedTimer timer;
-            timer.start();
-            office.passes().send();
-            office.passes().archive();
-            office.passes().expand();
-            office.passes().alert();
-            return timer.elapsed();
-        };
-        tick();
-        office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s, {u"1001|x|0"_s});
-        QList<qint64> ticks;
-        {
-            serverOf(office.route()).suspend();
-            const auto goOn = qScopeGuard([&] { serverOf(office.route()).resume(); });
-            // The first finds the server silent, a later one tries to connect again.
-            for (int i = 0; i < 2; ++i)
-                QVERIFY(QTest::qWaitFor([&] { return ticks.emplaceBack(tick()) > 100; }));
-        }
-        // The statement's limit and the two seconds the server has to keep it; then that of connecting.
-        // Three seconds for a busy machine.
-        for (const qint64 milliseconds : std::as_const(ticks))
-            QVERIFY2(milliseconds < 6000, qPrintable(QString::number(milliseconds)));
-        const QStringList loss = office.console.takeLog();
-        QVERIFY(loss.size() == 1 && loss[0].startsWith(u"数据库连接失败"_s));
-        QTRY_COMPARE((tick(), office.table(u"SMS_ResultDetail"_s, u"ToMB"_s)), QStringList(u"1001"_s));
-        QCOMPARE(office.simulator().sent().size(), 1);
-        QCOMPARE(office.console.takeLog(), QStringList(u"数据库连接恢复正常"_s));
     }
 
     /// By --check and the start.
