@@ -103,9 +103,7 @@ void NewMail::sortNewMails()
 {
     for (AlertRecipients::Recipient &recipient : m_recipients) {
         for (Service &service : recipient.services)
-            std::sort(service.newMails.begin(), service.newMails.end(), [this](quint32 one, quint32 other) {
-                return m_mails[one].number < m_mails[other].number;
-            });
+            std::ranges::sort(service.newMails, {}, [this](quint32 place) { return m_mails[place].number; });
     }
 }
 

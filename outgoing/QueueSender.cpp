@@ -18,10 +18,7 @@ constexpr int maximumHandOvers = 2;
 /// After this a pass ends, so that what has come meanwhile has its turn.
 constexpr auto longestPass = std::chrono::minutes(1);
 
-QString answerTask()
-{
-    return u"短信猫应答"_s;
-}
+const QString answerTask = u"短信猫应答"_s;
 
 /// Adds to the number a panel shows; a text that is no number counts as 0.
 void raisePanel(OperatorConsole &console, Panel panel, qint64 amount)
@@ -53,9 +50,8 @@ bool QueueSender::sendNext()
     auto end = qScopeGuard([this] { endPass(); }); // also when something is thrown
     if ((!m_isPassing && !beginPass()) || !goOn())
         return false;
-    if (m_clock.steady() - m_begunAt >= longestPass)
-        return true;
-    end.dismiss();
+    if (m_clock.steady() - m_begunAt < longestPass)
+        end.dismiss();
     return true;
 }
 
@@ -115,8 +111,12 @@ bool QueueSender::goOn()
 {
     const Row &row = m_rows[m_rows.size() - size_t(m_untried)];
     const auto end = qScopeGuard([this] { releaseLocks(); });
-    if (!mayGoOn(row) || mustRest(smsCount(row.text.toString())))
+    if (m_console.stopRequested() || !m_tried.mayTry(row.id.toLongLong()))
         return false;
+    if (const auto until = m_limits.restsUntil(smsCount(row.text.toString()))) {
+        m_limits.rest(*until, m_untried);
+        return false;
+    }
     try {
         trySend(row);
     } catch (const ModemFault &fault) {
@@ -129,19 +129,6 @@ bool QueueSender::goOn()
     if (--m_untried == 0)
         m_limits.allSent();
     return m_untried > 0;
-}
-
-bool QueueSender::mayGoOn(const Row &row) const
-{
-    return !m_console.stopRequested() && m_tried.mayTry(row.id.toLongLong());
-}
-
-bool QueueSender::mustRest(qsizetype parts)
-{
-    const auto until = m_limits.restsUntil(parts);
-    if (until)
-        m_limits.rest(*until, m_untried);
-    return until.has_value();
 }
 
 /// Alone with the number, and the row still waits: another server may have sent it since this pass began.
@@ -186,7 +173,7 @@ void QueueSender::trySend(const Row &row)
     try {
         const auto begun = m_clock.steady();
         const qint16 result = m_modem.send(number.toString(), text.toString());
-        m_faults.over(answerTask());
+        m_faults.over(answerTask);
         if (result == 0) {
             m_messageTime = m_clock.steady() - begun;
             succeed(id);
@@ -206,13 +193,13 @@ void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault 
     case ModemFault::Kind::NoNetwork:
         throw fault;
     case ModemFault::Kind::NotPrompted: // says nothing of the row
-        m_faults.failed(answerTask(), fault.message());
+        m_faults.failed(answerTask, fault.message());
         return;
     case ModemFault::Kind::NotTaken:
     case ModemFault::Kind::NoAnswer:
         break;
     }
-    m_faults.failed(answerTask(), fault.message());
+    m_faults.failed(answerTask, fault.message());
     if (m_tried.noteTry(id, number, fault.kind()))
         fail(id, number, fault.message());
 }

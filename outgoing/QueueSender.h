@@ -76,8 +76,6 @@ private:
     void readRows();
     [[nodiscard]] bool goOn();
     void trySend(const Row &row);
-    [[nodiscard]] bool mayGoOn(const Row &row) const;
-    [[nodiscard]] bool mustRest(qsizetype parts);
     [[nodiscard]] bool isOurs(qint64 id, const QString &number);
     void releaseLocks();
     void waitOrFail(qint64 id, const QString &number, const ModemFault &fault);

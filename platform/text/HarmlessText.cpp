@@ -5,6 +5,8 @@
 QString harmlessText(QString text)
 {
     const auto isHarmful = [](QChar c) {
+        if (c == QChar(0xfdd0) || c == QChar(0xfdd1)) // frame marks to a text document
+            return true;
         switch (c.category()) {
         case QChar::Other_Control:
         case QChar::Other_Format:
