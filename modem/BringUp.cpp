@@ -21,8 +21,10 @@ public:
 
     BringUpReport run(const QString &serviceCentre, std::chrono::milliseconds syncLimit)
     {
-        if (!m_channel.resynchronise(syncLimit))
-            return failed(ModemResult::ModemSilent, u"短信猫没有应答"_s);
+        if (!m_channel.resynchronise(syncLimit)) {
+            refuse(ModemResult::ModemSilent, u"短信猫没有应答"_s);
+            return m_report;
+        }
         m_channel.forgetEcho();
         optional("ATE0");
         m_channel.forgetEcho(); // of that command itself
@@ -39,36 +41,25 @@ public:
             m_report.iccid = askIccid(m_channel, m_limits);
             noteWorkarounds();
             findNetwork();
-            m_isLost = m_isLost || !m_channel.isLineOpen();
         }
-        if (!isReady || m_isLost)
-            return failed(ModemResult::PortFailed, u"短信猫在初始化时断开"_s);
+        if (!isReady || !m_channel.isLineOpen())
+            refuse(ModemResult::PortFailed, u"短信猫在初始化时断开"_s);
         return m_report;
     }
 
 private:
     AtAnswer ask(const QByteArray &command, const QByteArray &prefix = {})
     {
-        if (m_isLost)
-            return {.end = AtAnswer::End::Lost};
-        AtAnswer answer = m_channel.exchange(command, prefix, m_limits.command);
-        m_isLost = answer.isLost();
-        return answer;
+        return m_channel.exchange(command, prefix, m_limits.command);
     }
 
     /// A command that a modem may not know.
     void optional(const QByteArray &command) { static_cast<void>(ask(command)); }
 
-    BringUpReport failed(ModemResult result, const QString &cause)
+    bool refuse(ModemResult result, const QString &cause)
     {
         m_report.result = result;
         m_report.cause = cause;
-        return m_report;
-    }
-
-    bool refuse(ModemResult result, const QString &cause)
-    {
-        static_cast<void>(failed(result, cause));
         return false;
     }
 
@@ -130,8 +121,7 @@ private:
         const QString words =
             answer.end == AtAnswer::End::Final ? QString::fromLatin1(describe(answer.result)) : u"没有应答"_s;
         const AtAnswer own = ask("AT+CSCA?", "+CSCA:");
-        const bool hasNone =
-            !own.lines.isEmpty() && answerFields(own.lines.first().text).first().text.isEmpty();
+        const bool hasNone = !own.lines.isEmpty() && own.fields().first().text.isEmpty();
         if (hasNone)
             return refuse(ModemResult::ServiceCentreRefused,
                           u"短信猫不接受短信中心号码 %1（%2），SIM 卡中也没有"_s.arg(number, words));
@@ -152,7 +142,7 @@ private:
             return;
         // In the order of preference; the first that is offered is taken (3GPP TS 27.005, 3.4.1).
         static const QList<QList<int>> wishes{{2, 3, 1, 0}, {1, 3, 0, 2}, {0}, {0}, {0, 1}};
-        const QList<AnswerField> offered = answerFields(offer.lines.first().text);
+        const QList<AnswerField> offered = offer.fields();
         QByteArray value;
         for (qsizetype i = 0; i < offered.size() && i < wishes.size(); ++i) {
             const QList<int> numbers = listedNumbers(offered[i].text);
@@ -195,7 +185,6 @@ private:
     ModemLimits m_limits;
     QDeadlineTimer m_simDeadline;
     BringUpReport m_report;
-    bool m_isLost = false;
 };
 
 } // namespace

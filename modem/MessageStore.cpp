@@ -46,9 +46,8 @@ bool MessageStore::initialise()
     const AtAnswer offer = m_channel.exchange("AT+CPMS=?", "+CPMS:", m_limits.command);
     if (offer.isLost())
         return false;
-    if (offer.isOk() && !offer.lines.isEmpty()) {
-        for (const AnswerField &name :
-             answerFields(":" + answerFields(offer.lines.first().text).first().text)) {
+    if (offer.isOk()) {
+        for (const AnswerField &name : answerFields(":" + offer.fields().value(0).text)) {
             if (isMemoryName(name.text))
                 readable.append(name.text);
         }
@@ -115,9 +114,7 @@ bool MessageStore::select(const QByteArray &memory)
         return false;
     m_selected = memory;
     // "+CPMS: <used1>,<total1>,...", of which the first is the memory of reading.
-    const QList<AnswerField> fields =
-        answer.lines.isEmpty() ? QList<AnswerField>() : answerFields(answer.lines.first().text);
-    const int total = fields.value(1).number().value_or(0);
+    const int total = answer.fields().value(1).number().value_or(0);
     if (total > 0 && total <= ModemBounds::storeEntriesMost)
         m_totals.insert(memory, total);
     return true;

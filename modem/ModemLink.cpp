@@ -1,7 +1,5 @@
 #include "modem/ModemLink.h"
 
-#include "modem/line/AnswerFields.h"
-
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -138,8 +136,7 @@ bool ModemLink::wantsAcknowledge()
 {
     if (!m_wantsAcknowledge) {
         const AtAnswer answer = channel.exchange("AT+CSMS?", "+CSMS:", m_limits.command);
-        m_wantsAcknowledge = answer.isOk() && !answer.lines.isEmpty() &&
-                             answerFields(answer.lines.first().text).first().number() == 1;
+        m_wantsAcknowledge = answer.isOk() && answer.fields().value(0).number() == 1;
     }
     return *m_wantsAcknowledge;
 }

@@ -22,12 +22,9 @@ std::optional<int> signalStrength(AtChannel &channel, const ModemLimits &limits)
 {
     constexpr int weakest = -113; // dBm, at 0; each step is 2 dB more; 99 is unknown (3GPP TS 27.007, 8.5)
     constexpr int strongestLevel = 31;
-    const AtAnswer answer = channel.exchange("AT+CSQ", "+CSQ:", limits.command);
-    const auto level = answer.lines.isEmpty()
-                           ? std::nullopt
-                           : answerFields(answer.lines.constFirst().text).value(0).number();
-    return level && *level >= 0 && *level <= strongestLevel ? std::optional(weakest + 2 * *level)
-                                                            : std::nullopt;
+    const std::optional<int> level =
+        channel.exchange("AT+CSQ", "+CSQ:", limits.command).fields().value(0).number();
+    return level && *level <= strongestLevel ? std::optional(weakest + 2 * *level) : std::nullopt;
 }
 
 } // namespace
@@ -67,9 +64,7 @@ QString ModemWatch::askTrouble(ModemStatus &status)
     status.isRegistered = isRegistered(m_channel, m_limits);
     status.signalDbm = signalStrength(m_channel, m_limits);
     const AtAnswer network = m_channel.exchange("AT+COPS?", "+COPS:", m_limits.command);
-    status.network = network.lines.isEmpty()
-                         ? QString()
-                         : QString::fromUtf8(answerFields(network.lines.first().text).value(2).text).left(40);
+    status.network = QString::fromUtf8(network.fields().value(2).text).left(40);
     if (!status.isSimReady)
         return sim.cause;
     if (status.isRegistered)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modem/line/AnswerFields.h"
 #include "modem/line/FinalResult.h"
 #include "modem/line/LineSplitter.h"
 #include "modem/line/ModemLimits.h"
@@ -31,6 +32,11 @@ struct AtAnswer {
 
     [[nodiscard]] bool isOk() const { return end == End::Final && result.kind == FinalResult::Kind::Ok; }
     [[nodiscard]] bool isLost() const { return end == End::Lost; }
+    /// The parameters of the first line, none without one.
+    [[nodiscard]] QList<AnswerField> fields() const
+    {
+        return lines.isEmpty() ? QList<AnswerField>() : answerFields(lines.first().text);
+    }
 };
 
 /// AT command exchanges over a serial line, one at a time (ITU-T V.250, 3GPP TS 27.007).
