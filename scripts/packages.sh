@@ -9,6 +9,7 @@ test_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-utils
 picture_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-xserver-utils"
 check_packages="clang-format clang-tidy"
 packaging_packages="debhelper lintian dpkg-dev systemd"
+trial_packages="debootstrap systemd-container"
 
 # install_packages PACKAGE...
 install_packages() {

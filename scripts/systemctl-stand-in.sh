@@ -1,26 +1,26 @@
 #!/bin/sh
-# Stands in for the service manager where none runs (scripts/try-package.sh): records each call in /run/systemctl.calls and
-# starts, stops and restarts the two servers of the trial as their units would.
+# Stands in for systemctl where no systemd can run (scripts/try-package.sh): records each call in /run/systemctl.calls and
+# starts, stops and restarts what the packaged units say.
 echo "$*" >>/run/systemctl.calls
+mkdir -p /run/units
 start() {
-    for name in settings second; do
-        # shellcheck disable=SC2016
-        setsid runuser -u sms-server -- sh -c 'echo $$ >/tmp/$0.pid; exec sms-server --headless --start \
-            --settings /var/lib/sms-server/$0.ini' $name >/dev/null 2>&1 </dev/null &
-    done
+    instance=${1#*@}
+    instance=${instance%.service}
+    file=/usr/lib/systemd/system/$1
+    [ -e "$file" ] || file=/usr/lib/systemd/system/${1%@*}@.service
+    # shellcheck disable=SC2046 # a command line
+    start-stop-daemon --start --background --make-pidfile --pidfile "/run/units/$1" --chuid sms-server --startas \
+        $(sed -n "s/%i/$instance/g; s/^ExecStart=\([^ ]*\)/\1 --/p" "$file")
 }
 stop() {
-    for pid in /tmp/*.pid; do
-        [ -e "$pid" ] || return 1
-        number=$(cat "$pid")
-        kill "$number" 2>/dev/null
-        while kill -0 "$number" 2>/dev/null; do sleep 0.1; done
-        rm "$pid"
-    done
+    start-stop-daemon --stop --quiet --oknodo --pidfile "/run/units/$1" --remove-pidfile --retry TERM/320
 }
-case $1 in
-start) start ;;
-stop) stop ;;
-try-restart) stop && start ;;
+running=$(ls /run/units)
+call=$1
+shift
+case $call in
+enable) shift && for unit; do start "$unit.service"; done ;;
+start) for unit; do start "$unit"; done ;;
+stop) for unit in $running; do stop "$unit"; done ;;
+try-restart) for unit in $running; do stop "$unit" && start "$unit"; done ;;
 esac
-exit 0

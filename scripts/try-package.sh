@@ -1,92 +1,133 @@
 #!/usr/bin/env bash
-# Tries the packages in a minimal Debian of its own: installs them with apt, runs the demo's story as their user with
-# the installed programs, as a service would without systemd, rotates the log, upgrades, removes and purges them while they run. As root.
+# Tries the packages in a minimal Debian of its own, under its own systemd where namespaces allow it (systemd-nspawn), else
+# with scripts/systemctl-stand-in.sh: the manual's commands to the first SMS, the demo, an upgrade, a removal and a purge
+# while they run. As root.
 #   scripts/try-package.sh FOLDER-OF-THE-PACKAGES [ROOT-TO-KEEP-AND-USE-AGAIN [SUITE]]
 set -euo pipefail
 packages=$(realpath "$1")
 repository=$(realpath "$(dirname "$0")/..")
 . "$repository/scripts/debian-root.sh"
-root=${2:-}
-[ -n "$root" ] || root=$(mktemp -d)
-trap 'leave_root "$root" "${2:-}"' EXIT
+kept=${2:-}
+root=${kept:-$(mktemp -d)}
+trap 'leave_root "$root" "$kept"' EXIT
 inside() { in_root "$root" "$@"; }
-as_user() { inside runuser -u sms-server -- env HOME=/var/lib/sms-server "$@"; }
-
-make_root "${3:-bookworm}" "$root"
-rm -rf "$root/packages" "$root/source"
-cp -r "$packages" "$root/packages"
-mkdir -p "$root/source/debian"
-cp -r "$repository/demo" "$root/source/demo"
-cp -r "$repository/debian/tests" "$root/source/debian/tests"
-rm -rf "$root/source/demo/run"
-
-echo "== install"
-inside apt-get update -qq
-inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb sqlite3 dovecot-pop3d logrotate >/packages/apt.log 2>&1' ||
-    { tail "$root/packages/apt.log"; exit 1; }
-inside id sms-server
-inside sms-server --version
-echo "== the story, as the package's user and as the package's own test runs it"
-as_user sh -c 'cd /source && debian/tests/story'
-echo "== status 3 for a setting that is missing"
-status=0
-as_user sms-server --headless --start --settings /var/lib/sms-server/settings.ini \
-    --log-file /var/log/sms-server/sms-server.log || status=$?
-[ $status = 3 ]
-echo "== the log is rotated"
-inside logrotate --force /etc/logrotate.d/sms-server
-[ "$(stat -c '%a %U' "$root/var/log/sms-server/sms-server.log.1")" = "640 $(stat -c %U "$root/var/log/sms-server")" ]
-echo "== an upgrade keeps the settings and restarts what runs, one of several servers included"
-# No service manager lives in a folder: this one records what it is asked, and does it.
-mkdir -p "$root/run/systemd/system"
-install -m 755 "$repository/scripts/systemctl-stand-in.sh" "$root/usr/bin/systemctl"
-# A database that is not there: the service goes on trying.
-for name in settings second; do
-    as_user sms-server --settings /var/lib/sms-server/$name.ini --set TimeDelay=7 --set ServerPort=3 \
-        --set COM3=/dev/ttyS0 --set CenterCode=+8613800755500 --set "ConnectString=Provider=SQLite;Data Source=/srv/none"
-done
-# The server's processes of this root, and those of a program that is gone.
-processes() { find /proc -maxdepth 2 -name exe -lname "$root/usr/*/sms-server*$1" 2>/dev/null; }
+as_user() { inside runuser -u sms-server -- "$@"; }
+fail() { echo "$*"; exit 1; }
+quietly() { "$@" >"$root/answer" 2>&1 || { tail -n 30 "$root/answer"; fail "failed: $*"; }; }
+# wait_for COMMAND...: five seconds at most, or as many as $seconds says.
 wait_for() {
-    for _ in $(seq 50); do
+    for _ in $(seq "${seconds:-5}0"); do
         ! "$@" || return 0
         sleep 0.1
     done
-    echo "did not come within five seconds: $*"
-    exit 1
+    fail "did not come within ${seconds:-5} seconds: $*"
 }
-two_run() { [ "$(processes '' | wc -l)" = 2 ] && [ -z "$(processes ' (deleted)')" ]; }
-none_runs() { [ -z "$(processes '*')" ]; }
-inside systemctl start sms-server.service sms-server@second.service
-wait_for two_run
-before=$(processes '')
-inside sh -c 'apt-get install -y -qq --reinstall --no-install-recommends /packages/*.deb >/packages/apt.log 2>&1'
-wait_for two_run
-[ "$(processes '')" != "$before" ] || { echo "not restarted"; exit 1; }
-grep -x "try-restart sms-server.service sms-server@\*.service" "$root/run/systemctl.calls"
-as_user sms-server --settings /var/lib/sms-server/settings.ini --show-settings | grep TimeDelay=7
-echo "== a removal stops them first"
-inside apt-get remove -y -qq sms-server >/dev/null 2>&1
-wait_for none_runs
-grep -x "stop sms-server.service sms-server@\*.service" "$root/run/systemctl.calls"
-echo "== purge, while one runs that no service manager knows"
-inside sh -c 'apt-get install -y -qq --no-install-recommends /packages/*.deb >/packages/apt.log 2>&1'
-mkdir -p "$root/etc/systemd/system/multi-user.target.wants"
-ln -s /usr/lib/systemd/system/sms-server@.service "$root/etc/systemd/system/multi-user.target.wants/sms-server@second.service"
-as_user sms-server --headless --start --settings /var/lib/sms-server/settings.ini >/dev/null 2>&1 &
-wait_for test -n "$(processes '')" -o -e "$root/var/lib/sms-server/settings.ini.running"
-as_user sh -c ': >/run/lock/LCK..ttyS9' || as_user sh -c ': >/tmp/LCK..ttyS9'
-inside apt-get purge -y -qq sms-server sms-server-simulator >/dev/null 2>&1
-wait_for none_runs
-user_files=$(find "$root/tmp" "$root/run" "$root/var" -nouser 2>/dev/null | head -n 3)
-[ -z "$user_files" ] || { echo "left behind: $user_files"; exit 1; }
-for left in /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /etc/logrotate.d/sms-server \
-    /etc/systemd/system/multi-user.target.wants/sms-server@second.service \
-    /usr/lib/systemd/system/sms-server.service; do
-    [ ! -e "$root$left" ] || { echo "left behind: $left"; exit 1; }
-done
-if inside getent passwd sms-server; then
-    echo "left behind: the user sms-server"
-    exit 1
+# processes [CONDITION...]: the server's, those of a program that is gone too. Without namespaces /proc is the machine's.
+processes() {
+    inside find /proc -maxdepth 2 -name exe "$@" -lname '/usr/*/sms-server*' 2>/dev/null || true
+}
+operators() { [ -n "$(processes -user nobody)" ]; }
+none_runs() { [ -z "$(processes)" ]; }
+runs() { inside sms-server --settings "/var/lib/sms-server/$1.ini" --status >/dev/null 2>&1; }
+both_run() { runs settings && runs second; }
+gone() { for path; do inside test ! -e "$path" -a ! -L "$path" || fail "left behind: $path"; done; }
+
+make_root "${3:-bookworm}" "$root"
+rm -rf "$root/packages" "$root/srv/oa"
+cp -r "$packages" "$root/packages"
+echo 'APT::Get::Assume-Yes "true"; APT::Install-Recommends "false";' >"$root/etc/apt/apt.conf.d/90trial"
+quietly inside apt-get update
+quietly inside apt-get install sqlite3 dovecot-pop3d logrotate sudo
+if boot_root "$root"; then
+    echo "== under systemd"
+else
+    echo "== no systemd can run here: systemctl is a stand-in"
+    mkdir -p "$root/run/systemd/system"
+    install -m 755 "$repository/scripts/systemctl-stand-in.sh" "$root/usr/bin/systemctl"
 fi
+
+echo "== the manual's commands to the first SMS, word by word"
+mkdir "$root/srv/oa"
+cat "$repository"/demo/{schema/sqlite,data}.sql | inside sqlite3 /srv/oa/oa.db
+chmod -R a+rwX "$root/srv/oa"
+echo 'Provider=SQLite;Data Source=/srv/oa/oa.db' >"$root/root/connect-string"
+mapfile -t commands < <(sed -n '/^### 五条命令/,/^##* /{/^```$/,/^```$/{/^```$/!p}}' "$repository/docs/manual.md" | head -n 20)
+[ ${#commands[@]} -ge 3 ] && [ ${#commands[@]} -le 5 ] || fail "the manual's commands are ${#commands[@]}"
+for command in "${commands[@]}"; do
+    echo "$command"
+    quietly inside bash -c "cd /packages && $command"
+    if ! inside test -e /dev/ttyUSB0; then # the modem is plugged in
+        as_user sh -c 'cd /srv/oa && exec setsid -f modem-simulator --link modem --control control --log sent >/dev/null'
+        inside ln -sf /srv/oa/modem /dev/ttyUSB0
+        wait_for inside test -e /dev/ttyUSB0
+    fi
+done
+first_sms() { grep -qs 13800138001 "$root/srv/oa/sent"; }
+seconds=30 wait_for first_sms
+inside sms-server --settings /var/lib/sms-server/settings.ini --status | head -n 3
+
+echo "== what is in the packages"
+version=$(inside dpkg-query -W -f '${Version}' sms-server)
+inside sms-server --version | grep -F "$version"
+for document in manual.md monitoring.md CHANGELOG.md sms-server.rules.yml schema/{sqlite,postgresql,mariadb,sqlserver}.sql; do
+    inside test -s "/usr/share/doc/sms-server/$document" || fail "no $document"
+done
+inside grep -q "^## $version" /usr/share/doc/sms-server/CHANGELOG.md
+
+echo "== the demo, in one command and below a minute, leaves nothing behind"
+quietly inside runuser -u nobody -- timeout 60 sms-server --demo
+[ -z "$(inside find / /run /tmp -xdev -user nobody)" ] || fail "left behind: $(inside find / /run /tmp -xdev -user nobody)"
+! operators || fail "a process is left"
+
+echo "== status 3 for a setting that is missing"
+status=0
+as_user sms-server --headless --start --settings /var/lib/sms-server/empty.ini 2>/dev/null || status=$?
+[ $status = 3 ] || fail "status $status"
+echo "== the log is rotated, and written on anew"
+inside logrotate --force /etc/logrotate.d/sms-server
+modes=$(inside stat -c '%a %U' /var/log/sms-server/sms-server.log{.1,} /var/lib/sms-server/{sms-server.prom,settings.ini})
+[ "$(tr '\n' ' ' <<<"$modes")" = "640 sms-server 640 sms-server 644 sms-server 600 sms-server " ] || fail "$modes"
+
+echo "== an upgrade keeps the settings and restarts what runs, one of several servers included"
+# A database that is not there: that one goes on trying.
+as_user sms-server --settings /var/lib/sms-server/second.ini --set ServerPort=3 --set COM3=/dev/ttyS0 \
+    --set CenterCode=+8613800755500 --set "ConnectString=Provider=SQLite;Data Source=/srv/none" >/dev/null
+inside systemctl enable --now sms-server@second 2>/dev/null
+wait_for both_run
+before=$(processes)
+mkdir "$root/packages/next"
+for package in "$root"/packages/*.deb; do
+    dpkg-deb -R "$package" "$root/packages/next/tree"
+    sed -i "s/^Version: .*/&+next/; s/(= $version)/(= $version+next)/" "$root/packages/next/tree/DEBIAN/control"
+    dpkg-deb -b --root-owner-group "$root/packages/next/tree" "$root/packages/next/" >/dev/null
+    rm -r "$root/packages/next/tree"
+done
+quietly inside sh -c 'apt-get install /packages/next/*.deb'
+new_ones_run() { both_run && [ -z "$(comm -12 <(sort <<<"$before") <(processes | sort))" ]; }
+wait_for new_ones_run
+inside sms-server --settings /var/lib/sms-server/settings.ini --show-settings | grep -q SenderCountryCode=86
+echo "== a removal stops them first, and what an operator started by hand"
+inside runuser -u nobody -- setsid -f sms-server --headless --settings /tmp/own.ini >/dev/null 2>&1
+wait_for operators
+quietly inside apt-get remove sms-server
+wait_for none_runs
+inside sh -c 'rm -f /tmp/own.ini*'
+echo "== a purge while they run"
+quietly inside sh -c 'apt-get install /packages/next/*.deb'
+inside systemctl enable --now sms-server sms-server@second 2>/dev/null || true
+wait_for both_run
+as_user sh -c ': >/run/lock/LCK..ttyS9; : >/tmp/LCK..ttyS9' 2>/dev/null || true
+inside modem-simulator --control /srv/oa/control --command quit >/dev/null || true
+quietly inside apt-get purge sms-server sms-server-simulator
+wait_for none_runs
+gone /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /usr/share/doc/sms-server /etc/logrotate.d/sms-server \
+    /etc/systemd/system/multi-user.target.wants/sms-server{,@second}.service /usr/lib/systemd/system/sms-server.service \
+    /tmp/LCK..ttyS9 /run/lock/LCK..ttyS9
+! inside getent passwd sms-server || fail "left behind: the user"
+# What lies in the office's own folder is the office's.
+[ -z "$(inside find / /run /tmp -xdev -path /srv/oa -prune -o -nouser -print)" ] || fail "left behind: files of no user"
+echo "== without a package systemd-sysusers makes the user"
+install -D -m 644 "$repository/packaging/sms-server.sysusers" "$root/usr/lib/sysusers.d/sms-server.conf"
+quietly inside systemd-sysusers
+inside id -nG sms-server | grep -w dialout
 echo "All well."
