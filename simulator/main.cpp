@@ -100,14 +100,16 @@ std::unique_ptr<LineEnd> lineEnd(const QString &link, const QString &place)
 
 int runSimulator(const QCommandLineParser &options)
 {
-    Modem modem(lineEnd(options.value(u"link"_s), options.value(u"listen"_s)));
+    if (!options.positionalArguments().isEmpty())
+        fail(u"\"%1\" is no option; --help lists them"_s.arg(options.positionalArguments().constFirst()));
+    std::unique_ptr<LineEnd> end = lineEnd(options.value(u"link"_s), options.value(u"listen"_s));
+    if (options.isSet(u"trace"_s))
+        QObject::connect(end.get(), &LineEnd::received, [](const QByteArray &octets) { trace(">", octets); });
+    Modem modem(std::move(end));
     modem.state().say = say;
-    if (options.isSet(u"trace"_s)) {
-        QObject::connect(&modem.line(), &SerialLine::received,
-                         [](const QByteArray &octets) { trace(">", octets); });
+    if (options.isSet(u"trace"_s))
         QObject::connect(&modem.session(), &AtSession::send,
                          [](const QByteArray &octets) { trace("<", octets); });
-    }
     QFile log(options.value(u"log"_s));
     if (options.isSet(u"log"_s)) {
         open(log, QIODevice::Append);

@@ -1,8 +1,5 @@
 #include "simulator/tpdu/GsmAlphabet.h"
 
-#include <QHash>
-#include <array>
-
 using namespace Qt::StringLiterals;
 
 namespace simulator
@@ -11,10 +8,9 @@ namespace
 {
 constexpr char escape = 0x1b;
 
-// Rows of sixteen, as the standard's table read column by column. The place of ESC holds a no-break space,
-// which no text maps to (see codes()).
+// Rows of sixteen, as the standard's table read column by column.
 constexpr std::u16string_view defaultTable = u"@£$¥èéùìòÇ\nØø\rÅå"
-                                             u"Δ_ΦΓΛΩΠΨΣΘΞ\u00a0ÆæßÉ"
+                                             u"Δ_ΦΓΛΩΠΨΣΘΞ\u001bÆæßÉ"
                                              u" !\"#¤%&'()*+,-./"
                                              u"0123456789:;<=>?"
                                              u"¡ABCDEFGHIJKLMNO"
@@ -23,54 +19,24 @@ constexpr std::u16string_view defaultTable = u"@£$¥èéùìòÇ\nØø\rÅå"
                                              u"pqrstuvwxyzäöñüà";
 static_assert(defaultTable.size() == 128);
 
-struct Extension {
-    char code;
-    char16_t character;
-};
-constexpr std::array<Extension, 10> extensionTable{{{0x0a, u'\f'},
-                                                    {0x14, u'^'},
-                                                    {0x28, u'{'},
-                                                    {0x29, u'}'},
-                                                    {0x2f, u'\\'},
-                                                    {0x3c, u'['},
-                                                    {0x3d, u'~'},
-                                                    {0x3e, u']'},
-                                                    {0x40, u'|'},
-                                                    {0x65, u'€'}}};
-
-const QHash<char16_t, QByteArray> &codes()
-{
-    static const QHash<char16_t, QByteArray> table = [] {
-        QHash<char16_t, QByteArray> result;
-        for (size_t code = 0; code < defaultTable.size(); ++code) {
-            if (code != escape)
-                result.insert(defaultTable[code], QByteArray(1, static_cast<char>(code)));
-        }
-        for (const Extension &extension : extensionTable)
-            result.insert(extension.character, QByteArray(1, escape) + extension.code);
-        return result;
-    }();
-    return table;
-}
-
-char16_t extensionCharacter(char code)
-{
-    for (const Extension &extension : extensionTable) {
-        if (extension.code == code)
-            return extension.character;
-    }
-    return defaultTable[static_cast<unsigned char>(code)];
-}
+/// The characters of the extension table and, in the same order, their codes.
+constexpr std::u16string_view extensions = u"\f^{}\\[~]|€";
+constexpr std::string_view extensionCodes = "\x0a\x14\x28\x29\x2f\x3c\x3d\x3e\x40\x65";
+static_assert(extensions.size() == extensionCodes.size());
 } // namespace
 
 std::optional<QByteArray> septetsFromText(const QString &text)
 {
     QByteArray septets;
     for (const QChar character : text) {
-        const auto code = codes().constFind(character.unicode());
-        if (code == codes().cend())
+        const size_t code = defaultTable.find(character.unicode());
+        const size_t extension = extensions.find(character.unicode());
+        if (extension != extensions.npos)
+            septets += QByteArray(1, escape) + extensionCodes[extension];
+        else if (code != defaultTable.npos && character != QLatin1Char(escape))
+            septets += static_cast<char>(code);
+        else
             return std::nullopt;
-        septets += *code;
     }
     return septets;
 }
@@ -79,46 +45,38 @@ QString textFromSeptets(const QByteArray &septets)
 {
     QString text;
     for (qsizetype i = 0; i < septets.size(); ++i) {
-        const auto code = static_cast<char>(septets[i] & 0x7f);
-        if (code != escape)
-            text += QChar(defaultTable[static_cast<unsigned char>(code)]);
-        else if (i + 1 < septets.size() && septets[i + 1] != escape)
-            text += QChar(extensionCharacter(static_cast<char>(septets[++i] & 0x7f)));
-        else
+        const bool isEscaped = septets[i] == escape;
+        if (isEscaped && (i + 1 == septets.size() || septets[i + 1] == escape)) {
             text += u' ';
+            continue;
+        }
+        const char code = septets[isEscaped ? ++i : i];
+        const size_t extension = isEscaped ? extensionCodes.find(code) : extensionCodes.npos;
+        text += extension == extensionCodes.npos ? QChar(defaultTable[static_cast<size_t>(code & 0x7f)])
+                                                 : QChar(extensions[extension]);
     }
     return text;
 }
 
 QByteArray packSeptets(const QByteArray &septets, int fillBits)
 {
-    const qsizetype bits = fillBits + septets.size() * 7;
-    QByteArray octets((bits + 7) / 8, '\0');
-    qsizetype bit = fillBits;
-    for (const char septet : septets) {
-        const unsigned shifted = (static_cast<unsigned>(septet) & 0x7fU) << (bit % 8);
-        const qsizetype at = bit / 8;
-        octets[at] = static_cast<char>(static_cast<unsigned char>(octets[at]) | (shifted & 0xffU));
-        if (shifted > 0xff)
-            octets[at + 1] = static_cast<char>(shifted >> 8);
-        bit += 7;
+    const qsizetype bits = septets.size() * 7;
+    QByteArray octets((fillBits + bits + 7) / 8, '\0');
+    for (qsizetype bit = 0; bit < bits; ++bit) {
+        char &octet = octets[(fillBits + bit) / 8];
+        octet = static_cast<char>(octet | ((septets[bit / 7] >> bit % 7) & 1) << (fillBits + bit) % 8);
     }
     return octets;
 }
 
-std::optional<QByteArray> unpackSeptets(const QByteArray &octets, int count, int fillBits)
+QByteArray unpackSeptets(const QByteArray &octets, qsizetype count, int fillBits)
 {
-    if (fillBits + qsizetype(count) * 7 > octets.size() * 8)
-        return std::nullopt;
-    QByteArray septets;
-    septets.reserve(count);
-    qsizetype bit = fillBits;
-    for (int i = 0; i < count; ++i, bit += 7) {
-        const qsizetype at = bit / 8;
-        unsigned window = static_cast<unsigned char>(octets[at]);
-        if (at + 1 < octets.size())
-            window |= static_cast<unsigned>(static_cast<unsigned char>(octets[at + 1])) << 8;
-        septets += static_cast<char>((window >> (bit % 8)) & 0x7fU);
+    const qsizetype bits = qBound<qsizetype>(0, count * 7, (octets.size() * 8 - fillBits) / 7 * 7);
+    QByteArray septets(bits / 7, '\0');
+    for (qsizetype bit = 0; bit < bits; ++bit) {
+        char &septet = septets[bit / 7];
+        septet = static_cast<char>(septet | ((octets[(fillBits + bit) / 8] >> (fillBits + bit) % 8) & 1)
+                                                << bit % 7);
     }
     return septets;
 }

@@ -20,6 +20,6 @@ QString textFromSeptets(const QByteArray &septets);
 /// Packs septets into octets (6.1.2.1.1), after fillBits (0 to 6) zero bits that align text behind a header.
 QByteArray packSeptets(const QByteArray &septets, int fillBits);
 
-/// Unpacks count septets after fillBits bits. Absent when the octets hold fewer.
-std::optional<QByteArray> unpackSeptets(const QByteArray &octets, int count, int fillBits);
+/// Unpacks count septets after fillBits bits, or as many as the octets hold.
+QByteArray unpackSeptets(const QByteArray &octets, qsizetype count, int fillBits);
 } // namespace simulator

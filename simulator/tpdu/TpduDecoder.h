@@ -1,15 +1,12 @@
 #pragma once
 
 #include <QByteArray>
-#include <QDateTime>
 #include <QString>
 #include <optional>
 #include <variant>
 
 namespace simulator
 {
-enum class Alphabet { Gsm7, Ucs2 };
-
 /// The concatenation information element with an 8-bit reference (3GPP TS 23.040, 9.2.3.24.1).
 struct Concatenation {
     int reference = 0;
@@ -17,11 +14,9 @@ struct Concatenation {
     int sequence = 1;
 };
 
-/// One decoded SMS-SUBMIT or SMS-DELIVER. A field that the kind lacks keeps its default.
+/// What somebody asks of an SMS-SUBMIT or SMS-DELIVER.
 struct Tpdu {
-    QString number; ///< originator or destination; "+" in front when the type is international
-    QDateTime scts; ///< with the offset that the service centre gave
-    Alphabet alphabet = Alphabet::Gsm7;
+    QString number;       ///< originator or destination; "+" in front when the type is international
     bool isFlash = false; ///< class 0
     std::optional<Concatenation> concatenation;
     QString text;

@@ -2,7 +2,7 @@
 
 #include "simulator/tpdu/GsmAlphabet.h"
 
-#include <algorithm>
+#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -15,43 +15,30 @@ constexpr int headerOctets = 6; // with one concatenation element of an 8-bit re
 constexpr int maxParts = 255;
 constexpr char escape = 0x1b;
 
-char octet(int value)
+QByteArray octet(qsizetype value)
 {
-    return static_cast<char>(value & 0xff);
+    return QByteArray(1, static_cast<char>(value & 0xff));
 }
 
 bool isNumeric(const QString &number)
 {
-    const QStringView digits = number.startsWith(u'+') ? QStringView(number).mid(1) : QStringView(number);
-    return !digits.isEmpty() && std::all_of(digits.begin(), digits.end(), [](QChar c) {
-        return (c >= u'0' && c <= u'9') || c == u'*' || c == u'#';
-    });
-}
-
-QByteArray swappedSemiOctets(const QString &digits)
-{
-    const auto value = [](QChar c) { return c == u'*' ? 0xa : c == u'#' ? 0xb : c.unicode() - u'0'; };
-    QByteArray octets;
-    for (qsizetype i = 0; i < digits.size(); i += 2) {
-        const int high = i + 1 < digits.size() ? value(digits[i + 1]) : 0xf;
-        octets += octet(high << 4 | value(digits[i]));
-    }
-    return octets;
+    static const QRegularExpression digits(u"^\\+?[0-9*#]+$"_s);
+    return digits.match(number).hasMatch();
 }
 
 QByteArray numericAddress(const QString &number, bool lengthInOctets)
 {
     const bool international = number.startsWith(u'+');
     const QString digits = international ? number.mid(1) : number;
-    const QByteArray value = swappedSemiOctets(digits);
-    const qsizetype length = lengthInOctets ? value.size() + 1 : digits.size();
+    const auto semiOctet = [&digits](qsizetype i) {
+        return i < digits.size() ? "0123456789*#"_L1.indexOf(digits[i]) : 0xf;
+    };
+    QByteArray value;
+    for (qsizetype i = 0; i < digits.size(); i += 2)
+        value += octet(semiOctet(i + 1) << 4 | semiOctet(i));
     // Type of address (23.040, 9.1.2.5): numbering plan 1 is ISDN; type 1 international, 0 unknown.
-    return octet(static_cast<int>(length)) + QByteArray(1, octet(international ? 0x91 : 0x81)) + value;
-}
-
-QByteArray smscAddress(const QString &smsc)
-{
-    return isNumeric(smsc) ? numericAddress(smsc, true) : QByteArray(1, '\0');
+    return octet(lengthInOctets ? value.size() + 1 : digits.size()) + octet(international ? 0x91 : 0x81) +
+           value;
 }
 
 QByteArray address(const QString &number)
@@ -59,80 +46,70 @@ QByteArray address(const QString &number)
     if (isNumeric(number))
         return numericAddress(number, false);
     const QByteArray septets = septetsFromText(number).value_or(QByteArray());
-    const auto semiOctets = static_cast<int>((septets.size() * 7 + 3) / 4);
-    return octet(semiOctets) + QByteArray(1, octet(0xd0)) + packSeptets(septets, 0);
+    return octet((septets.size() * 7 + 3) / 4) + octet(0xd0) + packSeptets(septets, 0);
 }
 
 QByteArray timestamp(const QDateTime &time)
 {
-    const auto swapped = [](int value) { return octet((value % 10) << 4 | (value / 10) % 10); };
+    const auto swapped = [](int value) { return (value % 10) << 4 | value / 10; };
     const QDate date = time.date();
     const QTime clock = time.time();
     const int quarters = time.offsetFromUtc() / (15 * 60);
     QByteArray octets;
     for (const int value :
          {date.year() % 100, date.month(), date.day(), clock.hour(), clock.minute(), clock.second()})
-        octets += swapped(value);
+        octets += octet(swapped(value));
     return octets + octet(swapped(qAbs(quarters)) | (quarters < 0 ? 0x08 : 0));
 }
 
 /// A text as units of its alphabet: septets, or two octets for each UTF-16 unit.
 struct Encoded {
-    Alphabet alphabet;
+    bool isUcs2;
     QByteArray units;
 };
 
 Encoded encodedText(const QString &text)
 {
     if (const std::optional<QByteArray> septets = septetsFromText(text))
-        return {Alphabet::Gsm7, *septets};
+        return {false, *septets};
     QByteArray octets;
     for (const QChar unit : text)
-        octets += octet(unit.unicode() >> 8) + QByteArray(1, octet(unit.unicode()));
-    return {Alphabet::Ucs2, octets};
+        octets += octet(unit.row()) + octet(unit.cell());
+    return {true, octets};
 }
 
 /// Whether a part may end before index: not inside an extended character or a surrogate pair.
 bool mayCut(const Encoded &text, qsizetype index)
 {
-    if (text.alphabet == Alphabet::Gsm7)
+    if (!text.isUcs2)
         return text.units[index - 1] != escape;
     return (static_cast<unsigned char>(text.units[index - 2]) & 0xfc) != 0xd8;
 }
 
 QList<QByteArray> cutIntoParts(const Encoded &text)
 {
-    const bool isGsm7 = text.alphabet == Alphabet::Gsm7;
-    if (text.units.size() <= (isGsm7 ? userDataOctets * 8 / 7 : userDataOctets))
+    const auto unitsIn = [&text](int octets) { return text.isUcs2 ? octets : octets * 8 / 7; };
+    if (text.units.size() <= unitsIn(userDataOctets))
         return {text.units};
-    constexpr int octetsLeft = userDataOctets - headerOctets;
-    const qsizetype capacity = isGsm7 ? octetsLeft * 8 / 7 : octetsLeft / 2 * 2;
     QList<QByteArray> parts;
-    for (qsizetype at = 0; at < text.units.size();) {
-        qsizetype end = qMin(text.units.size(), at + capacity);
+    for (qsizetype at = 0; at < text.units.size(); at += parts.last().size()) {
+        qsizetype end = qMin(text.units.size(), at + unitsIn(userDataOctets - headerOctets));
         if (end < text.units.size() && !mayCut(text, end))
-            end -= isGsm7 ? 1 : 2;
+            end -= text.isUcs2 ? 2 : 1;
         parts += text.units.mid(at, end - at);
-        at = end;
     }
     return parts;
 }
 
-int codingScheme(Alphabet alphabet)
-{
-    return alphabet == Alphabet::Ucs2 ? 0x08 : 0x00;
-}
-
 /// User data length and user data, the header (its length octet included) in front.
-QByteArray userData(const QByteArray &header, const QByteArray &encoded, Alphabet alphabet)
+QByteArray userData(const QByteArray &header, const QByteArray &units, bool isUcs2)
 {
-    if (alphabet != Alphabet::Gsm7)
-        return octet(static_cast<int>(header.size() + encoded.size())) + header + encoded;
+    if (isUcs2)
+        return octet(header.size() + units.size()) + header + units;
     const auto headerSeptets = static_cast<int>((header.size() * 8 + 6) / 7);
     const int fillBits = headerSeptets * 7 - static_cast<int>(header.size()) * 8;
-    return octet(headerSeptets + static_cast<int>(encoded.size())) + header + packSeptets(encoded, fillBits);
+    return octet(headerSeptets + units.size()) + header + packSeptets(units, fillBits);
 }
-
 } // namespace
 
 bool isEncodableNumber(const QString &number)
@@ -151,28 +128,18 @@ QList<QByteArray> encodeDeliver(const Delivery &delivery)
     const QList<QByteArray> parts = cutIntoParts(text);
     if (parts.size() > maxParts || !isEncodableNumber(delivery.number))
         return {};
-    const int dcs = codingScheme(text.alphabet) | (delivery.isFlash ? 0x10 : 0);
+    const int dcs = (text.isUcs2 ? 0x08 : 0) | (delivery.isFlash ? 0x10 : 0);
     QList<QByteArray> tpdus;
-    for (qsizetype i = 0; i < parts.size(); ++i) {
+    for (const QByteArray &part : parts) {
         QByteArray header;
         if (parts.size() > 1)
-            header = QByteArray("\x05\x00\x03", 3) + octet(delivery.reference) +
-                     octet(static_cast<int>(parts.size())) + octet(static_cast<int>(i) + 1);
+            header = QByteArray("\x05\x00\x03", 3) + octet(delivery.reference) + octet(parts.size()) +
+                     octet(tpdus.size() + 1);
         // First octet: SMS-DELIVER, no more messages waiting (bit 2), user data header indicator (bit 6).
-        tpdus += smscAddress(delivery.smsc) + octet(header.isEmpty() ? 0x04 : 0x44) +
-                 address(delivery.number) + octet(0) + octet(dcs) + timestamp(delivery.scts) +
-                 userData(header, parts[i], text.alphabet);
+        tpdus += (isNumeric(delivery.smsc) ? numericAddress(delivery.smsc, true) : octet(0)) +
+                 octet(header.isEmpty() ? 0x04 : 0x44) + address(delivery.number) + octet(0) + octet(dcs) +
+                 timestamp(delivery.scts) + userData(header, part, text.isUcs2);
     }
     return tpdus;
-}
-
-std::optional<QByteArray> encodeSubmit(const QString &number, const QString &text)
-{
-    const Encoded encoded = encodedText(text);
-    if (!isNumeric(number) || !isEncodableNumber(number) || cutIntoParts(encoded).size() > 1)
-        return std::nullopt;
-    // First octet: SMS-SUBMIT without validity period. The modem's own centre is used: address length 0.
-    return QByteArray(1, '\0') + octet(0x01) + octet(0) + address(number) + octet(0) +
-           octet(codingScheme(encoded.alphabet)) + userData({}, encoded.units, encoded.alphabet);
 }
 } // namespace simulator

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "simulator/tpdu/TpduDecoder.h"
-
+#include <QByteArray>
+#include <QDateTime>
 #include <QList>
 
 namespace simulator
@@ -24,8 +24,4 @@ bool isEncodableNumber(const QString &number);
 /// (3GPP TS 23.040, 9.2.2.1). A part never splits an extended character or a surrogate pair. Empty when the
 /// number cannot be encoded or more than 255 parts would be needed.
 QList<QByteArray> encodeDeliver(const Delivery &delivery);
-
-/// An SMS-SUBMIT TPDU as text mode makes it (9.2.2.2): one part; absent when it does not fit
-/// or the number cannot be encoded.
-std::optional<QByteArray> encodeSubmit(const QString &number, const QString &text);
 } // namespace simulator

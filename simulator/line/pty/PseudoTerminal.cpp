@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <stdexcept>
+#include <filesystem>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
+#include <system_error>
 #include <termios.h>
 #include <unistd.h>
 
@@ -22,9 +22,7 @@ namespace
 {
 [[noreturn]] void fail(const QString &what)
 {
-    const int error = errno;
-    throw std::runtime_error(
-        u"%1: %2"_s.arg(what, QString::fromLocal8Bit(std::strerror(error))).toStdString());
+    throw std::system_error(errno, std::generic_category(), what.toStdString());
 }
 } // namespace
 
@@ -77,22 +75,14 @@ void PseudoTerminal::create()
 /// The link appears in one step, so that whoever waits for it finds it whole.
 void PseudoTerminal::createLink()
 {
-    const QByteArray link = QFile::encodeName(m_link);
-    struct stat existing {
-    };
-    if (::lstat(link.constData(), &existing) == 0 && !S_ISLNK(existing.st_mode))
-        throw std::runtime_error(
-            (m_link + u" exists and is no symbolic link; it is left alone"_s).toStdString());
-    const QByteArray fresh = link + ".new" + QByteArray::number(::getpid());
-    ::unlink(fresh.constData());
-    if (::symlink(QFile::encodeName(m_devicePath).constData(), fresh.constData()) != 0)
-        fail(u"cannot create the link "_s + m_link);
-    if (::rename(fresh.constData(), link.constData()) != 0) {
-        const int error = errno;
-        ::unlink(fresh.constData());
-        errno = error;
-        fail(u"cannot create the link "_s + m_link);
-    }
+    using namespace std::filesystem;
+    const path link(QFile::encodeName(m_link).toStdString());
+    const path fresh(link.string() + ".new");
+    if (exists(symlink_status(link)) && !is_symlink(link))
+        throw std::runtime_error(link.string() + " exists and is no symbolic link; it is left alone");
+    remove(fresh);
+    create_symlink(QFile::encodeName(m_devicePath).toStdString(), fresh);
+    rename(fresh, link);
 }
 
 void PseudoTerminal::watchPeers()
@@ -135,7 +125,7 @@ void PseudoTerminal::unplug()
         return;
     // Someone else may have replaced the link meanwhile.
     if (QFile::symLinkTarget(m_link) == m_devicePath)
-        ::unlink(QFile::encodeName(m_link).constData());
+        QFile::remove(m_link);
     closeDescriptors();
 }
 
@@ -149,13 +139,11 @@ void PseudoTerminal::closeDescriptors()
             *notifier = nullptr;
         }
     }
-    const int error = errno;
     for (int *descriptor : {&m_slave, &m_master, &m_inotify}) {
         if (*descriptor >= 0)
             ::close(*descriptor);
         *descriptor = -1;
     }
-    errno = error;
     m_peers = 0;
 }
 
