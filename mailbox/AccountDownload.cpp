@@ -22,10 +22,9 @@ constexpr milliseconds untilRoom = 200ms;
 
 QByteArray digest(const QList<qint64> &sizes)
 {
-    QByteArray text;
-    for (const qint64 size : sizes)
-        text += QByteArray::number(size) + ' ';
-    return QCryptographicHash::hash(text, QCryptographicHash::Sha1).toHex();
+    const QByteArrayView octets(reinterpret_cast<const char *>(sizes.data()),
+                                sizes.size() * qsizetype(sizeof(qint64)));
+    return QCryptographicHash::hash(octets.toByteArray(), QCryptographicHash::Sha1).toHex();
 }
 
 } // namespace
@@ -39,11 +38,6 @@ AccountDownload::AccountDownload(QString userName, MailAccount account, Collecti
 QString AccountDownload::server() const
 {
     return m_account.POPIP.trimmed().toLower() + u':' + QString::number(m_account.PopPort);
-}
-
-bool AccountDownload::isSameAccount(const AccountDownload &other) const
-{
-    return m_account.OAID && m_account.OAID == other.m_account.OAID;
 }
 
 bool AccountDownload::hungBefore() const
@@ -61,11 +55,6 @@ void AccountDownload::note(const QString &text)
     if (m_cause.isEmpty())
         m_cause = text;
     m_pass.trace.note(shownName() + u"："_s + text);
-}
-
-MailKey AccountDownload::keyOf(int number)
-{
-    return {*m_account.OAID, m_client->GetMessageUID(number).value()};
 }
 
 AccountHistory AccountDownload::history() const
@@ -248,24 +237,20 @@ void AccountDownload::noteListing(const MailboxListing &listing)
     known.areIdsNumbers = listing.hasNumbersForIds();
     if (known.areIdsNumbers && !m_account.keepsCopies)
         m_pass.trace.note(shownName() + u"：服务器以邮件序号作标识，不删除任何邮件"_s);
-    if (known != history())
-        learn(known);
+    learn(known);
 }
 
 /// sizes: those of a listing in which no id was known, else empty.
 void AccountDownload::noteIds(const MailboxListing &listing, const QByteArray &sizes)
 {
     const bool counts = !sizes.isEmpty() && !listing.stored().isEmpty();
-    const AccountHistory before = history();
-    AccountHistory known = before;
-    known.unknownSizes = counts ? sizes : QByteArray();
-    known.unknownIds = counts ? listing.digest() : QByteArray();
-    known.areIdsChanging =
-        counts && known.unknownSizes == before.unknownSizes && known.unknownIds != before.unknownIds;
+    AccountHistory known = history();
+    const QByteArray sizesBefore = std::exchange(known.unknownSizes, counts ? sizes : QByteArray());
+    const QByteArray idsBefore = std::exchange(known.unknownIds, counts ? listing.digest() : QByteArray());
+    known.areIdsChanging = counts && known.unknownSizes == sizesBefore && known.unknownIds != idsBefore;
     if (known.areIdsChanging)
         note(u"服务器每次都更换邮件标识，同样的邮件会重复保存"_s);
-    if (known != before)
-        learn(known);
+    learn(known);
 }
 
 /// What is to come behind a QUIT is what broke a session before, or at the end is nothing.
@@ -366,7 +351,7 @@ bool AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets
                            m_pass.attachHiddenText};
         if (!isStored)
             storeMail(m_pass.connection, std::move(mail), m_pass.kept, m_pass.trace);
-        else if (!isStoredWhole(m_pass.connection, std::move(mail), m_pass.trace)) {
+        else if (!isStoredWhole(m_pass.connection, std::move(mail))) {
             m_pass.kept.add(key);
             note(u"邮件 %1 与数据库中保存的不一致，留在服务器上"_s.arg(key.uid));
         }

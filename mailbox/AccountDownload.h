@@ -21,7 +21,10 @@ public:
     [[nodiscard]] QString server() const;
     /// Equal for accounts with the same mailbox.
     [[nodiscard]] QString mailbox() const { return m_account.EUsername.toLower() + u'@' + server(); }
-    [[nodiscard]] bool isSameAccount(const AccountDownload &other) const;
+    [[nodiscard]] bool isSameAccount(const AccountDownload &other) const
+    {
+        return m_account.OAID && m_account.OAID == other.m_account.OAID;
+    }
     /// Its server fell silent in the last session.
     [[nodiscard]] bool hungBefore() const;
 
@@ -72,10 +75,17 @@ private:
     void deleteStored(const MailboxListing &listing);
 
     [[nodiscard]] AccountHistory history() const;
-    void learn(const AccountHistory &history) { m_pass.watch.learn(*m_account.OAID, shownName(), history); }
+    void learn(const AccountHistory &known)
+    {
+        if (known != history())
+            m_pass.watch.learn(*m_account.OAID, shownName(), known);
+    }
     void note(const QString &text);
     [[nodiscard]] QString shownName() const;
-    [[nodiscard]] MailKey keyOf(int number);
+    [[nodiscard]] MailKey keyOf(int number)
+    {
+        return {*m_account.OAID, m_client->GetMessageUID(number).value()};
+    }
 
     QString m_userName;
     MailAccount m_account;

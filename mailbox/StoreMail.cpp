@@ -161,7 +161,7 @@ void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, cons
     transaction.commit();
 }
 
-bool isStoredWhole(Connection &connection, CollectedMail mail, const MailTrace &trace)
+bool isStoredWhole(Connection &connection, CollectedMail mail)
 {
     const QStringList tables = connection.tablesWithoutTransactions();
     if (tables.contains("vo_email"_L1) || tables.contains("vo_emailattachments"_L1))
@@ -170,7 +170,7 @@ bool isStoredWhole(Connection &connection, CollectedMail mail, const MailTrace &
     const QString uid = std::exchange(mail.uid, u""_s);
     const QVariant account = mail.accountKey;
     const Transaction toBeRolledBack(connection);
-    const Written written = write(connection, std::move(mail), trace);
+    const Written written = write(connection, std::move(mail), MailTrace());
     if (!written.isWhole)
         return false;
     const std::vector<QVariant> row = connection.query(columns, {written.mailNumber}).values;

@@ -24,4 +24,4 @@ void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, cons
 /// Is the mail, which another server may have stored, stored as storeMail() would store it whole? Writes it once more, so
 /// that the database's own changes to values are in both, compares, and takes that back; where it could not, the answer
 /// is no. Throws DatabaseFault.
-[[nodiscard]] bool isStoredWhole(Connection &connection, CollectedMail mail, const MailTrace &trace);
+[[nodiscard]] bool isStoredWhole(Connection &connection, CollectedMail mail);
