@@ -50,7 +50,7 @@ public:
     /// Of the last message to that number that had failed by then.
     [[nodiscard]] QString text(const QString &number, const QString &until) const
     {
-        QString text = u"发送失败，日志中没有找到原因"_s;
+        QString text = u"发送失败，这个服务器的日志中没有原因"_s;
         for (const auto &[time, cause] : m_causes.value(number)) {
             if (time <= until)
                 text = u"发送失败（%1），原因：%2"_s.arg(time, cause);

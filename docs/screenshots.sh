@@ -156,6 +156,11 @@ until_true 90 archived 6
 "$bin/modem-simulator" --control "$work/control" --command "deliver +8613900139000 你好" >/dev/null
 until_true 10 grep -q 发来短信 "$work/log"
 shot "$main" main-running
+point "$main" 100 551
+sleep 1.5 # the tooltip's own pause
+crop status-tooltip 640 290 110 325
+point "$main" 300 300
+settle
 click "$main" 541 54
 until_true 10 window 参数设置
 xdotool key Tab Tab Tab Tab Tab space # 测试
