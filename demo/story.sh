@@ -62,9 +62,10 @@ start=("$bin/sms-server" --settings settings.ini --start --log-file server.log)
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     cat <<EOT
 Starting the server with its window. What the modem sends is in demo/run/modem.log. Try, from another shell:
-  cd demo/run
-  $bin/modem-simulator --control control --command 'deliver +8613800138001 DYNB'     a subscription code
-  $bin/modem-simulator --control control --command 'deliver +8613900139000 你好'      an ordinary text
+  cd $(printf %q "$PWD")
+  modem() { $(printf %q "$bin/modem-simulator") --control control --command "\$1"; }
+  modem 'deliver +8613800138001 DYNB'     # a subscription code
+  modem 'deliver +8613900139000 你好'      # an ordinary text
 EOT
     [ -z "$mail_server" ] || deliver_mail ../mail.eml
     "${start[@]}"
