@@ -298,17 +298,14 @@ void Inbox::setRefused(const InboxMessage &message, const QDateTime &now)
     m_isArranged = false;
 }
 
-bool Inbox::raiseRefused(const QDateTime &now)
+void Inbox::raiseRefused(const QDateTime &now)
 {
-    bool any = false;
     for (Entry &entry : m_entries) {
         if (entry.state != State::Refused || entry.refusedUntil <= now)
             continue;
         entry.refusedUntil = now;
-        any = true;
+        m_isArranged = false;
     }
-    m_isArranged = m_isArranged && !any;
-    return any;
 }
 
 QList<StoredTpdu> Inbox::removable() const

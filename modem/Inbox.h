@@ -55,8 +55,8 @@ public:
     [[nodiscard]] QDateTime nextChange() const { return m_nextChange; }
     void setHandled(const InboxMessage &message, const QDateTime &now);
     void setRefused(const InboxMessage &message, const QDateTime &now);
-    /// Refused messages may be raised at once. False when there are none.
-    bool raiseRefused(const QDateTime &now);
+    /// Refused messages may be raised at once.
+    void raiseRefused(const QDateTime &now);
     /// Stored copies that may go: handled, superseded, status reports; the highest place of a memory first, for stores
     /// in which others then move up. Each stays listed until setRemoved().
     [[nodiscard]] QList<StoredTpdu> removable() const;

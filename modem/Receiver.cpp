@@ -164,7 +164,7 @@ void Receiver::readAnnounced()
         m_retry.stop(); // what waits is tried with it
         m_levels.add(memory, 1);
         if (m_levels.isNearlyFull(memory))
-            static_cast<void>(m_inbox.raiseRefused(time()));
+            m_inbox.raiseRefused(time());
     }
 }
 
@@ -233,7 +233,7 @@ bool Receiver::readMemory(const QByteArray &memory)
     m_levels.set(memory, listing->used, listing->total);
     // What is refused would deafen the modem: its handler is to take it elsewhere.
     if (m_levels.isNearlyFull(memory))
-        static_cast<void>(m_inbox.raiseRefused(time()));
+        m_inbox.raiseRefused(time());
     return true;
 }
 
