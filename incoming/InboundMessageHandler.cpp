@@ -193,8 +193,15 @@ void InboundMessageHandler::store(const ReceivedMessage &message)
         (isStored(message) || isRestOfStored(message, partsFollowAtMost)))
         return;
     // A database that carried the insert out and was lost before it could say so.
-    if (!m_mayBeStored || !isStored(message))
-        insert(message);
+    if (!m_mayBeStored || !isStored(message)) {
+        Recordset received(m_session.Conn());
+        received.openForAppend(u"SMS_SIMReceive"_s);
+        received.addNew();
+        received.set("FromMB"_L1, message.sender);
+        received.set("JieSHouDT"_L1, message.receiveTime);
+        received.set("MsgContent"_L1, message.text);
+        received.update();
+    }
     m_mayBeStored = false;
     m_console.addLogLine(u"手机："_s + replyAddress(message.sender) + u"发来短信,时间:"_s +
                          message.receiveTime);
@@ -231,15 +238,4 @@ bool InboundMessageHandler::isRestOfStored(const ReceivedMessage &message, std::
         });
     };
     return std::ranges::any_of(textsOf(stored), holdsAll);
-}
-
-void InboundMessageHandler::insert(const ReceivedMessage &message)
-{
-    Recordset received(m_session.Conn());
-    received.openForAppend(u"SMS_SIMReceive"_s);
-    received.addNew();
-    received.set("FromMB"_L1, message.sender);
-    received.set("JieSHouDT"_L1, message.receiveTime);
-    received.set("MsgContent"_L1, message.text);
-    received.update();
 }

@@ -53,7 +53,6 @@ private:
     [[nodiscard]] MessageFate deliver(const ReceivedMessage &message);
     void obey(const QString &orderName, const ReceivedMessage &message);
     void store(const ReceivedMessage &message);
-    void insert(const ReceivedMessage &message);
     void tellFile(const MessageFile &file);
     [[nodiscard]] bool isStored(const ReceivedMessage &message);
     [[nodiscard]] bool isRestOfStored(const ReceivedMessage &message, std::chrono::minutes window);

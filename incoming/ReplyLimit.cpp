@@ -18,8 +18,6 @@ int ReplyLimit::left(const QString &number)
 
 void ReplyLimit::count(const QString &number, int confirmations)
 {
-    if (m_most <= 0)
-        return;
-    for (int i = 0; i < confirmations; ++i)
-        m_sent[number] += m_clock.steady();
+    if (m_most > 0)
+        m_sent[number] += QList<std::chrono::milliseconds>(confirmations, m_clock.steady());
 }

@@ -188,19 +188,12 @@ void QueueSender::trySend(const Row &row)
 /// What concerns this row alone lets the others go on.
 void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault &fault)
 {
-    switch (fault.kind()) {
-    case ModemFault::Kind::PortLost:
-    case ModemFault::Kind::NoNetwork:
+    using Kind = ModemFault::Kind;
+    if (fault.kind() == Kind::PortLost || fault.kind() == Kind::NoNetwork)
         throw fault;
-    case ModemFault::Kind::NotPrompted: // says nothing of the row
-        m_faults.failed(answerTask, fault.message());
-        return;
-    case ModemFault::Kind::NotTaken:
-    case ModemFault::Kind::NoAnswer:
-        break;
-    }
     m_faults.failed(answerTask, fault.message());
-    if (m_tried.noteTry(id, number, fault.kind()))
+    // A prompt that did not come says nothing of the row.
+    if (fault.kind() != Kind::NotPrompted && m_tried.noteTry(id, number, fault.kind()))
         fail(id, number, fault.message());
 }
 
@@ -282,16 +275,10 @@ try {
 /// A row of an earlier run that still waits.
 void QueueSender::settleNoted(qint64 id, const QString &number, const InHand::Note &noted)
 {
-    switch (noted.state) {
-    case InHand::Note::State::Sent:
+    if (noted.state == InHand::Note::State::Sent)
         succeed(id);
-        return;
-    case InHand::Note::State::Failed:
+    else if (noted.state == InHand::Note::State::Failed)
         fail(id, number, noted.cause);
-        return;
-    case InHand::Note::State::HandedOver:
-    case InHand::Note::State::Waits:
-        if (noted.doubts >= maximumHandOvers)
-            fail(id, number, u"程序两次在发送中途中断，没有得到结果，可能已发出"_s);
-    }
+    else if (noted.doubts >= maximumHandOvers)
+        fail(id, number, u"程序两次在发送中途中断，没有得到结果，可能已发出"_s);
 }

@@ -11,9 +11,6 @@ constexpr int maximumTries = 3;
 /// lasts that long as a rule.
 constexpr auto apart = 2min;
 
-/// Numbers that the network does not take before it is the network and not the numbers.
-constexpr qsizetype several = 3;
-
 /// From one try to the next in an outage.
 constexpr auto outagePause = 1min;
 
@@ -23,11 +20,6 @@ std::optional<std::chrono::milliseconds> TriedRows::lastTry(qint64 id) const
 {
     const auto row = m_rows.constFind(id);
     return row == m_rows.cend() ? std::nullopt : std::optional(row->last);
-}
-
-bool TriedRows::isOutage() const
-{
-    return m_refused.size() >= several;
 }
 
 bool TriedRows::mayTry(qint64 id) const

@@ -33,7 +33,8 @@ private:
         std::chrono::milliseconds last{0};
         qint64 acceptedBefore = 0; ///< messages of this run that were accepted before the first try
     };
-    [[nodiscard]] bool isOutage() const;
+    /// So many numbers are not taken that it is the network and not the numbers.
+    [[nodiscard]] bool isOutage() const { return m_refused.size() >= 3; }
 
     const Clock &m_clock;
     QHash<qint64, Tries> m_rows; // by OAID

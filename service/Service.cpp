@@ -114,9 +114,7 @@ std::optional<ServiceStart::Outcome> Service::tryToStart()
 void Service::startTimers()
 {
     for (QTimer *timer : workTimers())
-        timer->setInterval(m_start.settings().scanInterval);
-    for (QTimer *timer : workTimers())
-        timer->start();
+        timer->start(m_start.settings().scanInterval);
     setState(State::Running);
 }
 

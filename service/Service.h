@@ -21,7 +21,6 @@ public:
     /// The parts, the console and the boxes outlive it. An event loop that answers timers is all it needs.
     Service(const ServerParts &parts, OperatorConsole &console, MessageBoxes &boxes);
 
-    [[nodiscard]] State state() const { return m_state; }
     [[nodiscard]] bool isRunning() const { return m_state == State::Running; }
     /// True once stop() was called: nothing runs any more, and it is not started again.
     [[nodiscard]] bool hasEnded() const { return m_hasEnded; }

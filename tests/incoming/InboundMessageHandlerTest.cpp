@@ -67,17 +67,6 @@ private slots:
         QCOMPARE(stored(), QStringList());
     }
 
-    void refusedMessageIsToldOnceAndTheOthersGoOn()
-    {
-        m_office->refuse(u"insert"_s, u"SMS_SIMReceive"_s, u"MsgContent"_s, u"123456"_s);
-        QCOMPARE(arrive(u"1"_s, u"123456"_s), MessageFate::Refused);
-        QCOMPARE(m_office->console.takeLog().size(), 1);
-        QCOMPARE(arrive(u"1"_s, u"123456"_s), MessageFate::Refused); // an hour later
-        QCOMPARE(arrive(u"2"_s, u"12345"_s), MessageFate::Handled);
-        QCOMPARE(m_office->console.takeLog().size(), 1);
-        QCOMPARE(stored().size(), 1);
-    }
-
     void refusedMessageIsSpooledWhenTheModemCannotKeepIt()
     {
         const QString spool = m_office->path(u"spool"_s);
