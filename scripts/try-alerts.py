@@ -127,10 +127,8 @@ def record(servers):
         time.sleep(max(0, begin + step * STEP - time.time()))
         for name, server in servers.items():
             older, by = OLDER.get(name, ("none", 0))
-            for line in server.figures().splitlines():
+            for line in re.findall("^[^#].*", server.figures(), re.MULTILINE):
                 series, value = line.rsplit(" ", 1)
-                if series.startswith("#"):
-                    continue
                 value = float(value) - (begin if "_timestamp_seconds{" in series else 0)
                 if series.startswith(older) and value > 0:
                     value += by
