@@ -119,7 +119,7 @@ private slots:
         Office office;
         office.oa(u"alter table VO_UserInfor rename to gone"_s);
         Connection &connection = office.session.Conn();
-        QVERIFY_EXCEPTION_THROWN(ShowUserName(connection, u"alice"_s), DatabaseFault);
+        QVERIFY_EXCEPTION_THROWN(static_cast<void>(ShowUserName(connection, u"alice"_s)), DatabaseFault);
         Transaction transaction(connection);
         QCOMPARE(getUserMB(connection, u"alice"_s), u""_s);
         QVERIFY_EXCEPTION_THROWN(transaction.commit(), DatabaseFault);
