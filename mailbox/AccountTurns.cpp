@@ -11,6 +11,7 @@ namespace
 /// Accounts that are read from the database before there is room for their turns.
 constexpr size_t mostComing = 64;
 constexpr std::chrono::milliseconds slice = 200ms; // how soon it is noticed that somebody is slow
+constexpr std::chrono::milliseconds betweenSigns = 15s;
 
 } // namespace
 
@@ -99,8 +100,23 @@ void AccountTurns::fillPlaces()
     }
 }
 
+/// A database lets go of the lock of the collection when its session is silent for 45 s.
+void AccountTurns::keepSession()
+{
+    if (!m_pass.watch.known().areServersSeveral || !m_pass.connection.isOpen() ||
+        (m_sinceSign.isValid() && m_sinceSign.elapsed() < betweenSigns.count()))
+        return;
+    m_sinceSign.start();
+    try {
+        m_pass.connection.ping();
+    } catch (const DatabaseFault &) {
+        // The next statement finds it lost.
+    }
+}
+
 bool AccountTurns::goOn(std::chrono::milliseconds most, int descriptor)
 {
+    keepSession();
     const bool isUnread = m_pass.pop3.waiter->goOn(most, descriptor);
     for (auto &account : m_underWay) {
         if (account->isOver() && account->wantsServerAlone())
@@ -124,6 +140,6 @@ void AccountTurns::finishPass()
 
 void AccountTurns::goOnUntilReadable(int descriptor)
 {
-    while (goOn(isIdle() ? 1h : slice, descriptor)) {
+    while (goOn(isIdle() ? betweenSigns : slice, descriptor)) {
     }
 }

@@ -50,11 +50,13 @@ private:
     [[nodiscard]] bool isAnybodyQuick() const;
     [[nodiscard]] bool hasPlace(const AccountDownload &account) const;
     void fillPlaces();
+    void keepSession();
     bool goOn(std::chrono::milliseconds most, int descriptor = -1);
 
     CollectionPass &m_pass;
     const TurnLimits m_limits;
     QElapsedTimer m_sinceBegin;
+    QElapsedTimer m_sinceSign;
     bool m_areAllAdded = false;
     std::deque<std::unique_ptr<AccountDownload>> m_coming;
     std::deque<std::unique_ptr<AccountDownload>> m_last; // after those

@@ -46,6 +46,7 @@ ServicePasses::ServicePasses(const ServerParts &parts, OperatorConsole &console)
         return m_inbound.isRest(sender, time, fragments);
     });
     parts.modem.setWhileSending([this] { keepSession(); });
+    m_signsOfLife.callOnTimeout([this] { keepSession(); });
     m_nextTurn.setSingleShot(true);
     m_nextTurn.setTimerType(Qt::PreciseTimer);
     m_nextTurn.callOnTimeout([this] { sendOn(); });
@@ -180,6 +181,10 @@ void ServicePasses::begin()
             m_sender.settle();
     });
     storeSpooled();
+    // A database lets go of the locks of a session that is silent for 45 s.
+    constexpr std::chrono::seconds betweenSigns{15};
+    if (m_settings.scanInterval > betweenSigns)
+        m_signsOfLife.start(betweenSigns);
 }
 
 void ServicePasses::storeSpooled()
@@ -267,6 +272,7 @@ try {
 void ServicePasses::stop()
 {
     m_nextTurn.stop();
+    m_signsOfLife.stop();
     m_sender.endPass();
     m_collector.stop();
 }

@@ -92,4 +92,5 @@ private:
     bool m_isModemAsked = false;   // since its port was opened
     QElapsedTimer m_sinceSendPass; // began
     QTimer m_nextTurn;             // of the send pass: at once, or when SendGap is over
+    QTimer m_signsOfLife;          // of the session, where the ticks are far apart
 };
