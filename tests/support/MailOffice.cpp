@@ -27,11 +27,9 @@ void MailOffice::collect(const QString &user)
     pass.pop3.stopRequested = [this] { return console.stopRequested(); };
     notes.clear();
     pass.pop3.waiter = std::make_shared<Pop3Waiter>();
-    AccountTurns turns(pass);
+    AccountTurns turns(pass, {.slow = std::chrono::hours(1)}); // to the end, however slow
     getPopMail(user, turns);
-    do
-        turns.finishPass();
-    while (!turns.isIdle());
+    turns.finishPass();
     databaseGone = pass.databaseGone;
 }
 
