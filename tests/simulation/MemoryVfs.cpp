@@ -176,12 +176,6 @@ int access(sqlite3_vfs *, const char *name, int, int *isThere)
     return Kill::isDead() ? SQLITE_IOERR_ACCESS : SQLITE_OK;
 }
 
-int fullPathname(sqlite3_vfs *, const char *name, int room, char *full)
-{
-    qstrncpy(full, name, static_cast<size_t>(room));
-    return SQLITE_OK;
-}
-
 int randomness(sqlite3_vfs *, int octets, char *to)
 {
     std::memset(to, 7, static_cast<size_t>(octets));
@@ -195,31 +189,19 @@ int sleepFor(sqlite3_vfs *, int microseconds)
     return microseconds;
 }
 
-/// In milliseconds of the Julian day, as SQLite counts.
-int currentTime(sqlite3_vfs *, sqlite3_int64 *time)
-{
-    constexpr sqlite3_int64 year1970 = 210'866'760'000'000;
-    *time = year1970 + VirtualTime::instance().wallClock() / 1ms;
-    return SQLITE_OK;
-}
-
 } // namespace
 
 void registerMemoryVfs()
 {
     static sqlite3_vfs vfs = [] {
-        sqlite3_vfs made{};
-        made.iVersion = 2;
+        sqlite3_vfs made = *sqlite3_vfs_find(nullptr); // the clock is that of the process
         made.szOsFile = sizeof(Handle);
-        made.mxPathname = 512;
         made.zName = "memory-disk";
         made.xOpen = open;
         made.xDelete = removeFile;
         made.xAccess = access;
-        made.xFullPathname = fullPathname;
         made.xRandomness = randomness;
         made.xSleep = sleepFor;
-        made.xCurrentTimeInt64 = currentTime;
         return made;
     }();
     sqlite3_vfs_register(&vfs, 1);

@@ -209,12 +209,6 @@ Truth::Time World::now() const
     return std::chrono::duration_cast<Truth::Time>(VirtualTime::instance().now());
 }
 
-void World::wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
-                  bool isSure)
-{
-    m_truth.wanted.push_back({id, number, text, since, isSure});
-}
-
 void World::disturb(std::chrono::milliseconds length)
 {
     m_truth.disturbances.push_back({now(), now() + length});
@@ -263,7 +257,7 @@ void World::schedule(const QStringList &words)
         return;
     for (const QString &user : users) {
         for (const QString &piece : piecesOf(content))
-            wants(id, numberOf(user), piece, now() + qMax(0s, delay));
+            m_truth.wanted.push_back({id, numberOf(user), piece, now() + qMax(0s, delay)});
     }
 }
 
@@ -276,7 +270,7 @@ void World::queue(const QStringList &words)
         const QString to = u"1390000%1"_s.arg(1000 + number);
         if (oa(u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (7, ?, ?, '0')"_s,
                {to, content}))
-            wants(words[1], to, content, now());
+            m_truth.wanted.push_back({words[1], to, content, now()});
     }
 }
 
@@ -312,7 +306,8 @@ void World::mail(const QStringList &words)
         return;
     const QString alert = isExternal ? u"【办公信息】您收到一封外部新邮件，发件人：a@b.example 邮件标题："_s
                                      : u"【办公信息】您收到一封内部新邮件，发件人：同事4 邮件标题："_s;
-    wants(words[1], numberOf(user), alert + subject, now(), isExternal || !isFickle(user));
+    m_truth.wanted.push_back(
+        {words[1], numberOf(user), alert + subject, now(), isExternal || !isFickle(user)});
 }
 
 /// sms ID LENGTH USER [ORDER]
@@ -336,7 +331,7 @@ void World::sendCode(const QStringList &words)
     m_lastCodes.insert(words.join(u' '), second);
     const QString number = numberOf(words[1]);
     run(1, u"deliver %1 %2"_s.arg(number, words[2]));
-    wants(words[2], number.mid(3), confirmationOf(words[2]), now()); // without +86
+    m_truth.wanted.push_back({words[2], number.mid(3), confirmationOf(words[2]), now()}); // without +86
 }
 
 /// modem N COMMAND: a command of the modem's control channel, which says for how long it disturbs at its end, in

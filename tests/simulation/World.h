@@ -104,8 +104,6 @@ private:
     /// Whether it was done, and to any row.
     bool oa(const QString &sql, const QVariantList &values = {}) const;
     [[nodiscard]] Truth::Time now() const;
-    void wants(const QString &id, const QString &number, const QString &text, Truth::Time since,
-               bool isSure = true);
     void disturb(std::chrono::milliseconds length);
     void disturb(const QString &seconds, std::function<void()> mend, std::chrono::seconds grace = {});
 
