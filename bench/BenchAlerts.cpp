@@ -10,8 +10,6 @@
 #include "tests/support/Office.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -35,29 +33,8 @@ void run(QSqlQuery &query)
 void run(QSqlDatabase &database, const QString &sql)
 {
     QSqlQuery query(database);
-    if (!query.exec(sql))
-        throw Fault(query.lastError().text());
-}
-
-template <typename Work>
-double seconds(Work work)
-{
-    QElapsedTimer timer;
-    timer.start();
-    work();
-    return static_cast<double>(timer.nsecsElapsed()) / 1e9;
-}
-
-double peakMegabytes()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024;
-    }
-    return 0;
+    query.prepare(sql);
+    run(query);
 }
 
 /// Every mail is for one user of the upper half, whose watermarks are at its end, and for "everybody".
@@ -197,10 +174,10 @@ void measure(Office &office, QSqlDatabase &bare, int mails)
     std::vector<double> laterPasses;
     pass();
     for (int round = 0; round < rounds; ++round) {
-        scans.push_back(seconds([&] { bareScan(bare); }));
-        lookUps.push_back(seconds([&] { bareLookUps(bare); }));
-        passes.push_back(seconds(startAndPass));
-        laterPasses.push_back(seconds(pass));
+        scans.push_back(secondsOf([&] { bareScan(bare); }));
+        lookUps.push_back(secondsOf([&] { bareLookUps(bare); }));
+        passes.push_back(secondsOf(startAndPass));
+        laterPasses.push_back(secondsOf(pass));
     }
     if (queued() != 0)
         throw Fault(u"an alert was queued although nothing was new"_s);
@@ -218,9 +195,9 @@ void measure(Office &office, QSqlDatabase &bare, int mails)
             office.oa(u"delete from SMS_Queues"_s);
             office.oa(u"delete from SMS_Alert_MaxOAID where UserName='everybody'"_s);
             if (isBare)
-                inserts.push_back(seconds([&] { bareInserts(bare, mails); }));
+                inserts.push_back(secondsOf([&] { bareInserts(bare, mails); }));
             else
-                firstPasses.push_back(seconds(pass));
+                firstPasses.push_back(secondsOf(pass));
             if (queued() != mails)
                 throw Fault(u"%1 rows were queued"_s.arg(queued()));
         }
@@ -230,7 +207,7 @@ void measure(Office &office, QSqlDatabase &bare, int mails)
                 " the inserts alone %.0f/s: ratio %.2f\n",
                 mails / median(firstPasses), mails / bareFirstPass, bareFirstPass / median(firstPasses),
                 mails / median(inserts), median(inserts) / median(firstPasses));
-    std::printf("(c) peak memory: %.0f MB (below 200)\n", peakMegabytes());
+    std::printf("(c) peak memory: %.0f MB (below 200)\n", double(peakMemory()) / 1048576);
 }
 
 } // namespace

@@ -35,7 +35,7 @@ double secondsSince(const QElapsedTimer &timer)
 SimulatorProcess &fill(SimulatorProcess &simulator, int messages)
 {
     for (int i = 0; i < messages; ++i)
-        simulator.deliver(u"+86138%1"_s.arg(i, 8, 10, QChar(u'0')), u"第%1条短信"_s.arg(i));
+        simulator.command(u"deliver +86138%1 第%2条短信"_s.arg(i, 8, 10, QChar(u'0')).arg(i));
     return simulator;
 }
 
@@ -65,7 +65,7 @@ double bareSeconds(Office &office, int messages, int readings = 1, int latency =
     for (int i = 1; i <= messages; ++i) {
         const QByteArray index = QByteArray::number(comesSingly ? 1 : i);
         if (comesSingly) {
-            simulator.deliver(u"+8613800138000"_s, u"第%1条短信"_s.arg(i));
+            simulator.command(u"deliver +8613800138000 第%1条短信"_s.arg(i));
             line.exchange({}, "SM\",1\r\n");
         }
         QByteArray answer;
@@ -119,7 +119,7 @@ double serverSeconds(Office &office, int messages, double &exchangesPerMessage, 
     exchanges = 0;
     for (int i = 0; i < (comesSingly ? messages : 1); ++i) {
         if (comesSingly)
-            simulator.deliver(u"+86138%1"_s.arg(i, 8, 10, QChar(u'0')), u"第%1条短信"_s.arg(i));
+            simulator.command(u"deliver +86138%1 第%2条短信"_s.arg(i, 8, 10, QChar(u'0')).arg(i));
         loop.exec();
     }
     if (handled < messages)

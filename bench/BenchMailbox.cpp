@@ -10,7 +10,6 @@
 #include "tests/support/ScriptedPop3Server.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QRandomGenerator>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -151,23 +150,6 @@ bool nothingNew(DovecotServer &server)
                   best.ours <= 2 * best.bare, u"at most 2"_s);
 }
 
-/// Peak of this process's memory since the last call, in octets.
-qint64 peakMemory()
-{
-    qint64 kilobytes = 0;
-    QFile status(u"/proc/self/status"_s);
-    require(status.open(QIODevice::ReadOnly), "no /proc");
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmHWM:"))
-            kilobytes = line.mid(6).replace("kB", "").trimmed().toLongLong();
-    }
-    QFile reset(u"/proc/self/clear_refs"_s);
-    if (reset.open(QIODevice::WriteOnly))
-        reset.write("5");
-    return kilobytes * 1024;
-}
-
 bool bigAttachment(DovecotServer &server)
 {
     QByteArray wire = "Subject: big\nContent-Type: application/zip; name=big.zip\n"
@@ -185,7 +167,7 @@ bool bigAttachment(DovecotServer &server)
     wire = {};
     MailOffice office;
     office.account(1, u"user12"_s, server.port(), 1, u"big"_s);
-    static_cast<void>(peakMemory());
+    static_cast<void>(peakMemory(Peak::SetBack));
     collectionSeconds(office);
     const auto peak = static_cast<double>(peakMemory());
     Connection reader;

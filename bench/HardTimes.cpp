@@ -5,8 +5,6 @@
 #include "outgoing/ResultArchiver.h"
 #include "outgoing/ScheduledMessageExpander.h"
 
-#include <QElapsedTimer>
-
 using namespace Qt::StringLiterals;
 
 namespace
@@ -31,35 +29,6 @@ void refuseAll(Office &office)
 }
 
 } // namespace
-
-bool benchStop(DatabaseRoute route, const QString &name, int seconds)
-{
-    RoadOffice office(route, Workload(3000, 70 + 9 * 67 + 90 * 66 + 200 * 65));
-    ScheduledMessageExpander expander(office.session, office.console, office.faults, office.clock);
-    QElapsedTimer running;
-    QElapsedTimer stopping;
-    qint64 asked = 0;
-    running.start();
-    office.console.stopWhen = [&] {
-        ++asked;
-        if (!stopping.isValid() && running.elapsed() > seconds * qint64(1000))
-            stopping.start();
-        return stopping.isValid();
-    };
-    expander.pass();
-    office.session.Conn().close();
-    if (!stopping.isValid())
-        qFatal("all was written before the stop");
-    const auto stopped = double(stopping.elapsed());
-    const QStringList left =
-        office.rows(u"select (select count(*) from SMS_SendList) + (select count(*) from SMS_Queues)"_s);
-    report(name + u": pieces written before the stop"_s, double(asked), u""_s, true, u"of 900,000"_s);
-    const bool isWhole =
-        report(name + u": rows left of them"_s, left[0].toDouble(), u""_s, left[0] == u"0"_s, u"0"_s);
-    return report(name + u": from the stop to the closed connection"_s, stopped, u"ms"_s, stopped < 2000,
-                  u"below 2000"_s) &&
-           isWhole;
-}
 
 bool benchSetAside(DatabaseRoute route, const QString &name)
 {

@@ -1,6 +1,7 @@
 #include "bench/Measure.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <algorithm>
 #include <cstdio>
 
@@ -10,6 +11,18 @@ double secondsOf(const std::function<void()> &work)
     timer.start();
     work();
     return double(timer.nsecsElapsed()) / 1e9;
+}
+
+qint64 peakMemory(Peak then)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        qFatal("no /proc");
+    const QByteArray all = status.readAll();
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    if (then == Peak::SetBack && (!reset.open(QIODevice::WriteOnly) || reset.write("5") != 1))
+        qFatal("the peak cannot be set back");
+    return all.mid(all.indexOf("VmHWM:") + 6, 20).trimmed().split(' ').first().toLongLong() * 1024;
 }
 
 double median(std::vector<double> values)

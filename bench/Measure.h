@@ -7,6 +7,10 @@
 /// Seconds of wall-clock time that some work takes.
 [[nodiscard]] double secondsOf(const std::function<void()> &work);
 
+/// The most memory that this process had since its start, or since peakMemory(Peak::SetBack). In octets.
+enum class Peak { Kept, SetBack };
+[[nodiscard]] qint64 peakMemory(Peak then = Peak::Kept);
+
 /// The middle one of several measurements; values must not be empty.
 [[nodiscard]] double median(std::vector<double> values);
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArrayView>
-#include <QString>
 #include <cstdlib>
 
 /// An invariant; libFuzzer reports the input that breaks it.
@@ -9,12 +8,6 @@ inline void require(bool holds)
 {
     if (!holds)
         std::abort();
-}
-
-/// Text that every database takes.
-inline void requireStorable(const QString &text)
-{
-    require(text.isValidUtf16() && !text.contains(QChar(u'\0')));
 }
 
 inline QByteArrayView octetsOf(const uint8_t *data, size_t size)

@@ -73,7 +73,7 @@ private slots:
         SimulatorProcess simulator;
         if (const QString command = cell("modem"); !command.isEmpty())
             simulator.command(command);
-        simulator.deliver(u"+8613800138000"_s, u"Hello"_s);
+        simulator.command(u"deliver +8613800138000 Hello"_s);
         set(u"COM3"_s, simulator.devicePath());
         if (const QString setting = cell("setting"); !setting.isEmpty())
             set(setting.section(u'=', 0, 0), setting.section(u'=', 1));

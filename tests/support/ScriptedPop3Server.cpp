@@ -23,7 +23,6 @@ ScriptedPop3Server::~ScriptedPop3Server()
 {
     ::eventfd_write(m_wakeUp, 1);
     m_thread.join();
-    ::close(m_listener);
     ::close(m_wakeUp);
 }
 
@@ -43,8 +42,9 @@ bool ScriptedPop3Server::waitFor(int fd, short events, std::chrono::milliseconds
 
 void ScriptedPop3Server::run()
 {
-    while (waitFor(m_listener, POLLIN)) {
-        m_line = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    const auto listener = static_cast<int>(m_listener.socketDescriptor());
+    while (waitFor(listener, POLLIN)) {
+        m_line = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
         ++m_connections;
         m_script = copyOf(m_next);
         serve();

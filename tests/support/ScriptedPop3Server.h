@@ -4,6 +4,7 @@
 #include <QByteArrayList>
 #include <QList>
 #include <QSet>
+#include <QTcpServer>
 #include <atomic>
 #include <chrono>
 #include <limits>
@@ -81,7 +82,7 @@ private:
     bool sayContent(const QByteArray &content);
     bool send(QByteArray octets);
 
-    int m_listener = -1;
+    QTcpServer m_listener;
     int m_wakeUp = -1; // readable when the server is to end
     int m_port = 0;
     std::atomic<int> m_connections = 0;

@@ -2,7 +2,6 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalSocket>
@@ -72,14 +71,6 @@ bool SimulatorProcess::isEmpty()
 {
     const QString status = command(u"status"_s);
     return status.contains(u" SM=0/"_s) && status.contains(u" ME=0/"_s) && status.contains(u" waiting=0 "_s);
-}
-
-QString SimulatorProcess::deliver(const QString &number, const QString &text)
-{
-    // JSON has no raw line ends, so any text fits one line.
-    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-    return command(
-        u"deliver --json \"%1\" %2"_s.arg(number, QString::fromUtf8(array.mid(1, array.size() - 2))));
 }
 
 QList<SentMessage> SimulatorProcess::sent() const

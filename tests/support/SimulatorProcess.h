@@ -37,14 +37,10 @@ public:
     [[nodiscard]] QString controlPath() const { return m_folder.filePath(QStringLiteral("control")); }
 
     /// Runs one control command; returns what follows "ok" and throws on an "error" answer. Must hold no line
-    /// end: see deliver() for texts.
+    /// end.
     QString command(const QString &line);
     /// True when neither its stores nor the network hold a message for it.
     [[nodiscard]] bool isEmpty();
-    /// An SMS arrives. text may hold anything, line ends included. Returns how many TPDUs were delivered and
-    /// how many wait, in words.
-    QString deliver(const QString &number, const QString &text);
-
     /// The TPDUs accepted so far, oldest first, read from the log.
     [[nodiscard]] QList<SentMessage> sent() const;
     /// The texts accepted so far with the parts of each put together, in the order of their last parts.
