@@ -171,16 +171,22 @@ void InboundMessageHandler::obey(const QString &orderName, const ReceivedMessage
     if (!mayBeObeyed && !m_obeyed.put(command))
         tellFile(m_obeyed);
     const int most = m_replyLimit.left(number);
-    int replies = 0;
+    QStringList replies;
     handleOrderCommand(connection, orderName, message.sender, message.text, [&](const QString &reply) {
         if (mayBeObeyed && isQueuedSince(connection, *command.before, number, reply))
             return;
-        if (replies >= most) // the subscription is switched all the same
+        if (replies.size() >= most) // the subscription is switched all the same
             return;
         sysSendSMS(connection, number, {reply});
-        ++replies;
+        replies += reply;
     });
-    m_replyLimit.count(number, replies);
+    m_replyLimit.count(number, int(replies.size()));
+    for (ReceivedMessage other : QList(m_obeyed.messages())) { // of the same sender, still in doubt
+        if (!other.before || replyAddress(other.sender) != number || other.isSameAs(message))
+            continue;
+        other.before->queued += replies;
+        static_cast<void>(m_obeyed.put(other));
+    }
     command.before.reset();
     static_cast<void>(m_obeyed.put(command));
     tellFile(m_obeyed);
