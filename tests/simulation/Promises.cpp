@@ -71,7 +71,13 @@ QStringList nothingIsSentTwice(const Aftermath &run)
 {
     QStringList broken;
     const bool isTooMany = doubled(run) > std::min(run.truth.kills, run.story.mostDoubled);
+    const bool wasUnnoted = std::ranges::any_of(
+        run.refused, [](const QByteArray &name) { return name.contains("obeyed-codes"); });
     for (const auto &[message, count] : countsOf(run)) {
+        // What was obeyed while it could not be noted is obeyed again after a kill.
+        const bool isConfirmation = !message.first.startsWith(u'+');
+        if (run.truth.kills > 0 && isConfirmation && wasUnnoted)
+            continue;
         if (count.sent + count.failed + count.queued > count.atMostWanted)
             broken += u"queued twice: "_s + words(message);
         if (count.accepted > 2 * run.story.servers * count.atMostWanted)
@@ -144,10 +150,11 @@ QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
     return broken;
 }
 
-/// A modem that owes an answer gets no command, lest the late one be taken for the next one's.
+/// A modem that owes an answer gets no command, lest the late one be taken for the next one's. Whoever starts after a
+/// kill may be answered by what another session asked.
 QStringList noCommandIsHasty(const Aftermath &run)
 {
-    if (run.truth.hastyCommands == 0)
+    if (run.truth.hastyCommands == 0 || run.truth.kills > 0)
         return {};
     return {u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands)};
 }

@@ -347,6 +347,14 @@ void World::commandModem(const QStringList &words)
                           command.value(3) != u"slow";
     if (isOfText || QStringList{u"unplug"_s, u"restart"_s, u"hang"_s}.contains(name))
         ++m_truth.lostAnswers;
+    // Several may delay one text's, together beyond what is waited for.
+    if (name == u"edit" && command.value(3) == u"slow") {
+        m_slowness += std::chrono::milliseconds(command.last().toInt());
+        if (m_slowness > 5min) {
+            ++m_truth.lostAnswers;
+            m_slowness = 0ms;
+        }
+    }
     if (name == u"refuse") {
         constexpr int tries = 3;
         const bool isForGood = QStringList{u"1"_s, u"21"_s}.contains(command.value(2));

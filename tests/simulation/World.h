@@ -134,5 +134,6 @@ private:
     QSqlDatabase m_other;                            ///< another program of the office
     QHash<QByteArray, QByteArray> m_spoiled;         ///< what a file held before
     QMap<QString, std::chrono::seconds> m_lastCodes; ///< when a user sent it
+    std::chrono::milliseconds m_slowness{0};         // of texts, one after the other
     Truth m_truth;
 };
