@@ -32,7 +32,7 @@ Server::Server(int number, const Story &story, LockTable &locks, std::function<v
 
 void Server::writeSettings(int number, const Story &story)
 {
-    set(u"ConnectString"_s, u"Provider=SQLite;Data Source="_s + World::databaseFile());
+    set(u"ConnectString"_s, u"Provider=SQLite;Data Source="_s + OfficeDatabase::fileName());
     set(u"CenterCode"_s, u"+8613800755500"_s);
     set(u"ServerPort"_s, QString::number(number));
     set(u"TimeDelay"_s, QString::number(story.interval.count()));

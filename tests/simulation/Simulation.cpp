@@ -55,10 +55,11 @@ public:
             if (desk.server)
                 stop(desk);
         }
-        run.results =
-            m_world.rows(u"select ToMB, MsgContent, IsSuccess from SMS_ResultDetail order by OAID"_s);
-        run.queued = m_world.rows(u"select ToMB, MsgContent from SMS_Queues order by OAID"_s);
-        run.received = m_world.rows(u"select FromMB, MsgContent from SMS_SIMReceive order by OAID"_s);
+        run.results = m_world.office().rows(
+            u"select ToMB, MsgContent, IsSuccess from SMS_ResultDetail order by OAID"_s);
+        run.queued = m_world.office().rows(u"select ToMB, MsgContent from SMS_Queues order by OAID"_s);
+        run.received =
+            m_world.office().rows(u"select FromMB, MsgContent from SMS_SIMReceive order by OAID"_s);
         run.log = m_log;
         for (const QStringList *rows : {&run.results, &run.queued, &run.received})
             Digest::add("rows", rows->join(u'\n').toUtf8());
@@ -146,21 +147,22 @@ private:
         stop(desk);
         if (std::exchange(desk.isPowerCut, false)) {
             MemoryDisk::instance().cutPower();
-            m_world.reopen();
+            m_world.office().reopen();
         }
         desk.isStopped = false;
         QTimer::singleShot(desk.pause, Qt::PreciseTimer, &m_world,
                            [this, number = numberOf(desk)] { start(number); });
     }
 
-    [[nodiscard]] bool isQuiet() const
+    [[nodiscard]] bool isQuiet()
     {
         constexpr static auto aWhile = 90s; // some intervals
         const bool areServersUp = std::ranges::all_of(
             m_desks, [](const Desk &desk) { return desk.server && time().now() - desk.startedAt > aWhile; });
         return areServersUp && m_world.isQuiet() &&
-               m_world.rows(
-                          u"select (select count(*) from SMS_WaitToSend) + (select count(*) from SMS_Queues)"_s)
+               m_world.office()
+                       .rows(
+                           u"select (select count(*) from SMS_WaitToSend) + (select count(*) from SMS_Queues)"_s)
                        .first() == u"0";
     }
 

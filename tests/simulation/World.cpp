@@ -6,9 +6,6 @@
 #include "tests/simulation/VirtualTime.h"
 
 #include <QDateTime>
-#include <QFile>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
@@ -53,85 +50,12 @@ const QString &confirmationOf(const QString &code)
     return *texts.constFind(code);
 }
 
-/// Who switches services on and off, so that nobody can say which mail he is told of.
-bool isFickle(const QString &user)
-{
-    return user == u"u1" || user == u"u2";
-}
-
-/// The office's tables with its people, made once.
-const QByteArray &emptyOffice()
-{
-    static const QByteArray image = [] {
-        MemoryDisk::instance().restart(0);
-        QSqlDatabase made = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"made"_s);
-        made.setDatabaseName(World::databaseFile());
-        made.open();
-        QFile schema(QStringLiteral(SIMULATION_SCHEMA));
-        if (!schema.open(QIODevice::ReadOnly))
-            qFatal("no schema at %s", qUtf8Printable(schema.fileName()));
-        QStringList statements = QString::fromUtf8(schema.readAll()).split(u';', Qt::SkipEmptyParts);
-        for (int user = 1; user <= 6; ++user)
-            statements += u"insert into VO_UserInfor (UserName, Mobile, TureName, AccountState) "
-                          "values ('u%1', '%2', '同事%1', '1')"_s.arg(user)
-                              .arg(World::numberOf(u"u%1"_s.arg(user)));
-        for (const QString &type : {u"NB"_s, u"WB"_s, u"RC"_s})
-            statements +=
-                u"insert into SMS_Order (OrderName, OrderCode, DisOrderCode, IsOrder, isPulic) "
-                "values ('%1%2', 'DY%1', 'QX%1', '1', '1')"_s.arg(type, type == u"RC" ? u"GL" : u"YJ");
-        for (const QString &statement : statements) {
-            QSqlQuery query(made);
-            if (!statement.trimmed().isEmpty() && !query.exec(statement))
-                qFatal("%s: %s", qUtf8Printable(statement), qUtf8Printable(query.lastError().text()));
-        }
-        made.close();
-        return MemoryDisk::instance().find(World::databaseFile().toUtf8())->content;
-    }();
-    return image;
-}
-
 } // namespace
-
-QString World::numberOf(const QString &user)
-{
-    return u"+8613800138"_s + user.mid(1).rightJustified(3, u'0');
-}
 
 World::World(int servers)
 {
-    const QByteArray &image = emptyOffice();
-    MemoryDisk &disk = MemoryDisk::instance();
-    MemoryDisk::FilePtr file;
-    static_cast<void>(disk.open(databaseFile().toUtf8(), true, file));
-    static_cast<void>(disk.write(file, 0, image));
-    static_cast<void>(disk.sync(file));
-    static_cast<void>(disk.syncFolder());
-    m_office = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"office"_s);
-    m_other = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
-    reopen();
     for (int server = 1; server <= servers; ++server)
         addModem(server);
-}
-
-World::~World()
-{
-    for (QSqlDatabase *database : {&m_office, &m_other}) {
-        const QString name = database->connectionName();
-        database->close();
-        *database = {};
-        QSqlDatabase::removeDatabase(name);
-    }
-}
-
-void World::reopen()
-{
-    for (QSqlDatabase *database : {&m_office, &m_other}) {
-        database->close();
-        database->setDatabaseName(databaseFile());
-        database->setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
-        database->open();
-        QSqlQuery(u"pragma synchronous=extra"_s, *database);
-    }
 }
 
 void World::addModem(int server)
@@ -160,30 +84,6 @@ void World::run(int modem, const QString &control) const
     const QString answer = simulator::runControl(*m_modems.at(size_t(modem) - 1).modem, control);
     if (!answer.startsWith(u"ok"))
         qFatal("modem: %s: %s", qUtf8Printable(control), qUtf8Printable(answer));
-}
-
-bool World::oa(const QString &sql, const QVariantList &values) const
-{
-    QSqlQuery query(m_office);
-    query.prepare(sql);
-    for (const QVariant &value : values)
-        query.addBindValue(value);
-    return query.exec() && query.numRowsAffected() != 0;
-}
-
-QStringList World::rows(const QString &query) const
-{
-    QStringList rows;
-    QSqlQuery reading(m_office);
-    if (!reading.exec(query))
-        qFatal("the office cannot read its tables: %s", qUtf8Printable(reading.lastError().text()));
-    while (reading.next()) {
-        QStringList columns;
-        for (int column = 0; reading.value(column).isValid(); ++column)
-            columns += reading.value(column).toString();
-        rows += columns.join(u'|');
-    }
-    return rows;
 }
 
 void World::settle()
@@ -251,13 +151,14 @@ void World::schedule(const QStringList &words)
     const std::chrono::seconds delay(words[2].toInt());
     const QString content = textOf(id, words[3].toInt());
     const QStringList users = words[4].split(u',');
-    if (!oa(u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, MsgType, "
+    if (!m_office.change(
+            u"insert into SMS_WaitToSend (ToSendDT, FromUserName, ToUserList, ToNameList, CreateDT, MsgType, "
             "MsgContent) values (?, 'u1', ?, '', ?, '0', ?)"_s,
             {localText(delay), users.join(u';'), localText(0s), content}))
         return;
     for (const QString &user : users) {
         for (const QString &piece : piecesOf(content))
-            m_truth.wanted.push_back({id, numberOf(user), piece, now() + qMax(0s, delay)});
+            m_truth.wanted.push_back({id, OfficeDatabase::numberOf(user), piece, now() + qMax(0s, delay)});
     }
 }
 
@@ -268,15 +169,16 @@ void World::queue(const QStringList &words)
     const QString content = u"#%1 broadcast"_s.arg(words[1]);
     for (int number = first; number < first + words[3].toInt(); ++number) {
         const QString to = u"1390000%1"_s.arg(1000 + number);
-        if (oa(u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (7, ?, ?, '0')"_s,
-               {to, content}))
+        if (m_office.change(
+                u"insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (7, ?, ?, '0')"_s,
+                {to, content}))
             m_truth.wanted.push_back({words[1], to, content, now()});
     }
 }
 
 void World::withdraw(const QStringList &words)
 {
-    if (oa(u"delete from SMS_WaitToSend where MsgContent like ?"_s, {u"#%1 %"_s.arg(words[1])}))
+    if (m_office.change(u"delete from SMS_WaitToSend where MsgContent like ?"_s, {u"#%1 %"_s.arg(words[1])}))
         std::erase_if(m_truth.wanted, [&](const Truth::Wanted &wanted) { return wanted.id == words[1]; });
 }
 
@@ -284,8 +186,8 @@ void World::withdraw(const QStringList &words)
 void World::postpone(const QStringList &words)
 {
     const std::chrono::seconds delay(words[2].toInt());
-    if (!oa(u"update SMS_WaitToSend set ToSendDT=? where MsgContent like ?"_s,
-            {localText(delay), u"#%1 %"_s.arg(words[1])}))
+    if (!m_office.change(u"update SMS_WaitToSend set ToSendDT=? where MsgContent like ?"_s,
+                         {localText(delay), u"#%1 %"_s.arg(words[1])}))
         return;
     for (Truth::Wanted &wanted : m_truth.wanted) {
         if (wanted.id == words[1])
@@ -299,21 +201,22 @@ void World::mail(const QStringList &words)
     const bool isExternal = words[2] == u"external";
     const QString &user = words[3];
     const QString subject = u"#"_s + words[1];
-    if (!oa(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject) "
-            "values (?, '1', ?, ?, ?)"_s,
-            {isExternal ? u"2"_s : u"1"_s, u"*%1-0-0-0*"_s.arg(user), isExternal ? u"a@b.example"_s : u"u4"_s,
-             subject}))
+    if (!m_office.change(u"insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject) "
+                         "values (?, '1', ?, ?, ?)"_s,
+                         {isExternal ? u"2"_s : u"1"_s, u"*%1-0-0-0*"_s.arg(user),
+                          isExternal ? u"a@b.example"_s : u"u4"_s, subject}))
         return;
     const QString alert = isExternal ? u"【办公信息】您收到一封外部新邮件，发件人：a@b.example 邮件标题："_s
                                      : u"【办公信息】您收到一封内部新邮件，发件人：同事4 邮件标题："_s;
-    m_truth.wanted.push_back(
-        {words[1], numberOf(user), alert + subject, now(), isExternal || !isFickle(user)});
+    // Who switches the service on and off may be told of it, or not.
+    const bool isSure = isExternal || (user != u"u1" && user != u"u2");
+    m_truth.wanted.push_back({words[1], OfficeDatabase::numberOf(user), alert + subject, now(), isSure});
 }
 
 /// sms ID LENGTH USER [ORDER]
 void World::receive(const QStringList &words)
 {
-    const QString number = numberOf(words[3]);
+    const QString number = OfficeDatabase::numberOf(words[3]);
     const QString text = textOf(words[1], words[2].toInt());
     run(1, words.size() > 4 ? u"deliver-parts %1 %2 %3"_s.arg(number, words[4], text)
                             : u"deliver %1 %2"_s.arg(number, text));
@@ -323,13 +226,11 @@ void World::receive(const QStringList &words)
 /// code USER CODE
 void World::sendCode(const QStringList &words)
 {
-    // Nobody writes it twice within a second, and what one network sends so is one message.
+    // Nobody writes it twice within a second (nor in the first), and what one network sends so is one message.
     const auto second = std::chrono::floor<std::chrono::seconds>(now());
-    const auto last = m_lastCodes.constFind(words.join(u' '));
-    if (last != m_lastCodes.cend() && *last == second)
+    if (std::exchange(m_lastCodes[words.join(u' ')], second) == second)
         return;
-    m_lastCodes.insert(words.join(u' '), second);
-    const QString number = numberOf(words[1]);
+    const QString number = OfficeDatabase::numberOf(words[1]);
     run(1, u"deliver %1 %2"_s.arg(number, words[2]));
     m_truth.wanted.push_back({words[2], number.mid(3), confirmationOf(words[2]), now()}); // without +86
 }
@@ -405,14 +306,15 @@ void World::hear(int modem, const QByteArray &line)
 /// held SECONDS: another program of the office writes.
 void World::holdDatabase(const QStringList &words)
 {
-    if (QSqlQuery(u"begin immediate"_s, m_other).isActive())
-        disturb(words[1], [this] { QSqlQuery(u"rollback"_s, m_other); });
+    if (m_office.hold())
+        disturb(words[1], [this] { m_office.letGo(); });
 }
 
 /// refusing SECONDS: the office's database refuses every row of a received message.
 void World::refuseReceived(const QStringList &words)
 {
-    oa(u"create trigger refusing before insert on SMS_SIMReceive begin select raise(abort, 'refused'); end"_s);
+    m_office.change(
+        u"create trigger refusing before insert on SMS_SIMReceive begin select raise(abort, 'refused'); end"_s);
     disturb(
         words[1], [this] { allowReceived(); }, 1h);
 }
@@ -420,7 +322,7 @@ void World::refuseReceived(const QStringList &words)
 void World::allowReceived()
 {
     // Somebody may hold the database.
-    if (!QSqlQuery(u"drop trigger if exists refusing"_s, m_office).isActive())
+    if (!m_office.change(u"drop trigger if exists refusing"_s))
         QTimer::singleShot(1s, Qt::PreciseTimer, this, &World::allowReceived);
 }
 
@@ -459,7 +361,7 @@ void World::spoil(const QStringList &words)
 void World::sendAway(const QStringList &words)
 {
     ++m_truth.kills; // its session, with a message in hand
-    MemoryDisk::instance().cutOff(words[1].toInt(), databaseFile().toUtf8());
+    MemoryDisk::instance().cutOff(words[1].toInt(), OfficeDatabase::fileName().toUtf8());
     disturb(
         words[2], [] { MemoryDisk::instance().cutOff(0); }, 60s);
 }
@@ -482,7 +384,7 @@ void World::crash(const QStringList &words)
 void World::see(const QStringList &words)
 {
     const QString query = words.sliced(1).join(u' ');
-    if (rows(query) != QStringList(u"1"_s))
+    if (m_office.rows(query) != QStringList(u"1"_s))
         m_truth.unseen += query;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "simulator/Modem.h"
+#include "tests/simulation/OfficeDatabase.h"
 
 #include <QMap>
-#include <QSqlDatabase>
 #include <QStringList>
 #include <chrono>
 #include <functional>
@@ -65,7 +65,6 @@ class World final : public QObject
 public:
     /// servers: each has a modem of its own, named "modem1" and so on.
     explicit World(int servers);
-    ~World() override;
 
     /// Does what these words say; see Story for them. What the office cannot do (its database is locked, say)
     /// does not happen.
@@ -73,18 +72,12 @@ public:
     /// The servers' part of a story: "kill N CROSSINGS PAUSE" and the like.
     std::function<void(const QStringList &words)> onServers;
 
-    /// The office's database was closed by a power cut.
-    void reopen();
     [[nodiscard]] const Truth &truth() const { return m_truth; }
-    /// Rows as the office sees them, columns joined by "|".
-    [[nodiscard]] QStringList rows(const QString &query) const;
+    [[nodiscard]] OfficeDatabase &office() { return m_office; }
     /// A SIM that is away with messages comes back when the other one is empty.
     void settle();
     /// True when nothing lies with the modems or the network any more.
     [[nodiscard]] bool isQuiet() const;
-
-    static QString databaseFile() { return QStringLiteral("oa.db"); }
-    [[nodiscard]] static QString numberOf(const QString &user);
 
 private:
     struct ModemOnDesk {
@@ -101,8 +94,6 @@ private:
     void addModem(int server);
     void run(int modem, const QString &control) const;
     void hear(int modem, const QByteArray &line);
-    /// Whether it was done, and to any row.
-    bool oa(const QString &sql, const QVariantList &values = {}) const;
     [[nodiscard]] Truth::Time now() const;
     void disturb(std::chrono::milliseconds length);
     void disturb(const QString &seconds, std::function<void()> mend, std::chrono::seconds grace = {});
@@ -130,8 +121,7 @@ private:
 
     std::vector<ModemOnDesk> m_modems;
     QMap<QString, Crashes> m_crashes; ///< by server
-    QSqlDatabase m_office;
-    QSqlDatabase m_other;                            ///< another program of the office
+    OfficeDatabase m_office;
     QHash<QByteArray, QByteArray> m_spoiled;         ///< what a file held before
     QMap<QString, std::chrono::seconds> m_lastCodes; ///< when a user sent it
     std::chrono::milliseconds m_slowness{0};         // of texts, one after the other
