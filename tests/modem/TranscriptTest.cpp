@@ -1,3 +1,4 @@
+#include "modem/Inbox.h"
 #include "tests/modem/ModemAtWork.h"
 #include "tests/support/TextTable.h"
 
@@ -25,6 +26,14 @@ private slots:
         ModemAtWork play;
         QCOMPARE(firstDifference(play), QString());
         QCOMPARE(play.leftOver(), QString());
+    }
+
+    void directMessagesAreBounded()
+    {
+        Inbox inbox{ModemLimits{}};
+        for (qsizetype i = 0; i <= ModemBounds::directMessages; ++i)
+            QCOMPARE(inbox.addDirect(QByteArray::number(i), -1, {}),
+                     i < ModemBounds::directMessages ? Inbox::Direct::New : Inbox::Direct::NoRoom);
     }
 
     void everyProfileSendsAndReceives_data()
