@@ -6,14 +6,13 @@
 #include <QRandomGenerator>
 #include <QSet>
 #include <QTest>
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(MailHistory::Limits)
 
-/// The alerts of passes that remember what they have read beside those of a full reading at every tick, over
-/// random histories of an office.
+/// An office whose alerts come from passes that remember what they have read, beside one of which every pass begins
+/// anew, over random histories of both.
 class NewMailAlertsTest : public QObject
 {
     Q_OBJECT
@@ -23,21 +22,26 @@ private:
 
     std::unique_ptr<Office> m_office;
     std::unique_ptr<NewMailAlerts> m_alerts;
+    std::unique_ptr<Office> m_forgetful;
     QRandomGenerator m_random;
     int m_highest = 0;
 
-    // What a full reading makes of the same history.
-    QHash<QString, int> m_watermarks; // by user|type
-    QStringList m_wanted;             // user|type|mail, in the order of queueing
-
-    QString m_where;
-
+    static std::unique_ptr<Office> makeOffice()
+    {
+        auto office = std::make_unique<Office>();
+        office->add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"NBYJ|1|1"_s, u"WBYJ|1|1"_s});
+        return office;
+    }
     void openOffice(MailHistory::Limits limits)
     {
-        m_office = std::make_unique<Office>();
+        m_office = makeOffice();
         m_alerts =
             std::make_unique<NewMailAlerts>(m_office->session, m_office->console, m_office->faults, limits);
-        m_office->add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"NBYJ|1|1"_s, u"WBYJ|1|1"_s});
+    }
+    void inBoth(const QString &sql, const QVariantList &values)
+    {
+        m_office->oa(sql, values);
+        m_forgetful->oa(sql, values);
     }
     int below(int limit) { return m_random.bounded(limit); }
     int mostlyOn() { return below(4) == 0 ? 0 : 1; }
@@ -51,105 +55,42 @@ private:
     {
         for (int i = below(4); i >= 0; --i) {
             m_highest += below(8) == 0 ? 1 + below(1000) : 1;
-            m_office->addRow(u"VO_Email"_s,
-                             u"VOID, EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject"_s,
-                             {m_highest, below(2) + 1, mostlyOn(), anyRecipients(), u"x"_s, m_highest});
+            inBoth(u"insert into VO_Email (VOID, EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject)"
+                   " values (?, ?, ?, ?, 'x', ?)"_s,
+                   {m_highest, below(2) + 1, mostlyOn(), anyRecipients(), m_highest});
         }
-    }
-    void changeOldMail()
-    {
-        const QList<std::pair<QString, QVariant>> changes{
-            {u"EmailStatus"_s, below(2)}, {u"EmailTo"_s, anyRecipients()}, {u"EmailSource"_s, below(2) + 1}};
-        const auto &[column, value] = changes[below(3)];
-        m_office->oa(u"update VO_Email set %1=? where VOID=?"_s.arg(column), {value, anyMail()});
-        if (below(5) == 0)
-            m_office->oa(u"delete from VO_Email where VOID=?"_s, {anyMail()});
     }
     void change(bool mayBeOldMail)
     {
-        const QString user = anyUser();
-        const QString type = anyType();
-        switch (below(mayBeOldMail ? 7 : 5)) {
+        switch (below(mayBeOldMail ? 8 : 5)) {
         case 0:
-            m_office->oa(u"update SMS_IsOrder set IsOrder=? where UserName=? and Type=?"_s,
-                         {mostlyOn(), user, type});
-            break;
+            return inBoth(u"update SMS_IsOrder set IsOrder=? where UserName=? and Type=?"_s,
+                          {mostlyOn(), anyUser(), anyType()});
         case 1:
-            if (const auto watermark = m_watermarks.find(user + u'|' + type);
-                watermark != m_watermarks.end()) {
-                *watermark = below(m_highest + 2);
-                m_office->oa(u"update SMS_Alert_MaxOAID set CurrentMaxOAID=? where UserName=? and Source=?"_s,
-                             {*watermark, user, type});
-            }
-            break;
+            return inBoth(u"update SMS_Alert_MaxOAID set CurrentMaxOAID=? where UserName=? and Source=?"_s,
+                          {below(m_highest + 2), anyUser(), anyType()});
         case 2:
-            m_office->oa(u"update VO_UserInfor set AccountState=? where UserName=?"_s, {mostlyOn(), user});
-            break;
-        case 3:
-        case 4:
-            newMails();
-            break;
+            return inBoth(u"update VO_UserInfor set AccountState=? where UserName=?"_s,
+                          {mostlyOn(), anyUser()});
+        case 5:
+            return inBoth(u"update VO_Email set EmailStatus=?, EmailSource=? where VOID=?"_s,
+                          {below(2), below(2) + 1, anyMail()});
+        case 6:
+            return inBoth(u"update VO_Email set EmailTo=? where VOID=?"_s, {anyRecipients(), anyMail()});
+        case 7:
+            return inBoth(u"delete from VO_Email where VOID=?"_s, {anyMail()});
         default:
-            changeOldMail();
+            newMails();
         }
-    }
-
-    void readAll()
-    {
-        const QStringList services = m_office->rows(
-            u"select UserName||'|'||OrderName from VO_UserInfor u, SMS_Order where AccountState='1' and not "
-            u"exists"
-            " (select 1 from SMS_IsOrder i where i.UserName=u.UserName and Type=OrderName and i.IsOrder<>'1')"
-            " order by u.rowid, OrderName"_s);
-        for (const QString &service : services) {
-            int &watermark = m_watermarks[service];
-            const QStringList mails = m_office->rows(
-                u"select VOID from VO_Email where VOID>? and (EmailSource='2')=? and EmailStatus<>'0'"
-                " and instr(EmailTo, ?)>0 order by VOID"_s,
-                {watermark, int(service.endsWith(u"WBYJ")), u"*%1-0-"_s.arg(service.section(u'|', 0, 0))});
-            for (const QString &mail : mails) {
-                m_wanted += service + u'|' + mail;
-                watermark = mail.toInt();
-            }
-        }
-    }
-    QStringList alerts()
-    {
-        return m_office->rows(
-            u"select ToMB || case when MsgContent like '%外部%' then '|WBYJ|' else '|NBYJ|' end"
-            " || substr(MsgContent, instr(MsgContent, '标题：') + 3) from SMS_Queues"
-            " order by OAID"_s);
     }
     /// In order within each user and service.
-    void compare(QStringList found, QStringList wanted) const
+    static QString alertsOf(Office &office)
     {
-        for (QStringList *list : {&found, &wanted})
-            std::ranges::stable_sort(*list, {}, [](const QString &row) { return row.section(u'|', 0, 1); });
-        QVERIFY2(found == wanted, qPrintable(m_where + u" found:\n"_s + found.join(u'\n') + u"\nwanted:\n"_s +
-                                             wanted.join(u'\n')));
-    }
-
-    /// The numbers that get the alerts of one more pass.
-    QString alerted()
-    {
-        m_office->oa(u"delete from SMS_Queues"_s);
-        m_alerts->pass();
-        return m_office->table(u"SMS_Queues"_s, u"ToMB"_s).join(u' ');
-    }
-    /// The rule itself decides: EmailTo contains "*" + name + "-0-".
-    static void compareWithTheRule(QStringList names, const QString &emailTo)
-    {
-        names.removeDuplicates();
-        RecipientIndex index;
-        QSet<int> expected;
-        for (int i = 0; i < names.size(); ++i) {
-            index.add(names[i], i);
-            if (emailTo.contains(u'*' + names[i] + u"-0-"_s))
-                expected.insert(i);
-        }
-        QSet<int> found;
-        index.find(emailTo, [&](int number) { found.insert(number); });
-        QVERIFY2(found == expected, qPrintable(emailTo + u" / "_s + names.join(u", "_s)));
+        return (office.rows(u"select ToMB, MsgContent from SMS_Queues"
+                            " order by ToMB, MsgContent like '%外部%', OAID"_s) +
+                office.rows(
+                    u"select UserName, Source, CurrentMaxOAID from SMS_Alert_MaxOAID order by 1, 2"_s))
+            .join(u'\n');
     }
 
 private slots:
@@ -167,41 +108,30 @@ private slots:
         QFETCH(bool, changesOldMails);
         QFETCH(MailHistory::Limits, limits);
         const bool atOnce = !changesOldMails || limits.newestMails != smallLimits.newestMails;
-        qsizetype alerted = 0;
         for (quint32 seed = 0; seed < 6; ++seed) {
             m_random.seed(seed);
             m_highest = 0;
-            m_watermarks.clear();
-            m_wanted.clear();
             openOffice(limits);
+            m_forgetful = makeOffice();
             for (int i = 0; i < 4; ++i) {
                 const QString user = u"u%1"_s.arg(i);
-                m_office->addRow(u"VO_UserInfor"_s, u"UserName, Mobile, AccountState"_s,
-                                 {user, user, mostlyOn()});
-                m_office->addRow(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s,
-                                 {user, anyType(), mostlyOn()});
+                inBoth(u"insert into VO_UserInfor (UserName, Mobile, AccountState) values (?, ?, ?)"_s,
+                       {user, user, mostlyOn()});
+                inBoth(u"insert into SMS_IsOrder (UserName, Type, IsOrder) values (?, ?, ?)"_s,
+                       {user, anyType(), mostlyOn()});
             }
             for (int tick = 0; tick < 30; ++tick) {
-                m_where = u"seed %1, tick %2"_s.arg(seed).arg(tick);
                 for (int i = below(3); i >= 0; --i)
                     change(changesOldMails);
-                readAll();
+                NewMailAlerts(m_forgetful->session, m_forgetful->console, m_forgetful->faults).pass();
                 for (int pass = 0; pass < (atOnce ? 1 : 30); ++pass)
                     m_alerts->pass();
-                compare(alerts(), m_wanted);
-                QStringList watermarks;
-                for (auto service = m_watermarks.cbegin(); service != m_watermarks.cend(); ++service)
-                    watermarks += service.key() + u"|%1"_s.arg(*service);
-                compare(m_office->rows(
-                            u"select UserName||'|'||Source||'|'||CurrentMaxOAID from SMS_Alert_MaxOAID"_s),
-                        watermarks);
-                if (QTest::currentTestFailed())
-                    return;
+                const QString found = alertsOf(*m_office);
+                QVERIFY2(found == alertsOf(*m_forgetful),
+                         qPrintable(u"seed %1, tick %2: %3"_s.arg(seed).arg(tick).arg(found)));
             }
-            alerted += m_wanted.size();
-            QCOMPARE(m_office->console.takeLog(), QStringList());
+            QVERIFY(m_office->table(u"SMS_Queues"_s, u"OAID"_s).size() > 30);
         }
-        QVERIFY2(alerted > 200, qPrintable(QString::number(alerted)));
     }
 
     void oldMailsAreNotReadAgain()
@@ -223,6 +153,11 @@ private slots:
     void skippedMailIsNeverAlerted()
     {
         openOffice({});
+        const auto alerted = [this] {
+            m_office->oa(u"delete from SMS_Queues"_s);
+            m_alerts->pass();
+            return m_office->table(u"SMS_Queues"_s, u"ToMB"_s).join(u' ');
+        };
         const auto mail = [this](const QString &row) {
             m_office->add(u"VO_Email"_s, u"VOID, EmailTo, EmailSource, EmailStatus"_s, {row + u"|1|1"_s});
         };
@@ -247,6 +182,7 @@ private slots:
         QCOMPARE(watermarks(), u"amy|NBYJ|8 amy|WBYJ|8 bob|NBYJ|9 bob|WBYJ|8"_s);
     }
 
+    /// EmailTo contains "*" + name + "-0-".
     void recipientsAreFoundByTheRule()
     {
         QRandomGenerator random(20060305);
@@ -257,10 +193,19 @@ private slots:
             return entry;
         };
         for (int round = 0; round < 5000; ++round) {
+            const QString emailTo = text(40);
+            RecipientIndex index;
+            QSet<QString> expected;
             QStringList names;
-            for (int i = 0; i < 6; ++i)
+            for (int i = 0; i < 6; ++i) {
                 names += text(5);
-            compareWithTheRule(names, text(40));
+                index.add(names[i], i);
+                if (emailTo.contains(u'*' + names[i] + u"-0-"_s))
+                    expected += names[i];
+            }
+            QSet<QString> found;
+            index.find(emailTo, [&](int number) { found += names[number]; });
+            QVERIFY2(found == expected, qPrintable(emailTo + u" / "_s + names.join(u", "_s)));
         }
     }
 };
