@@ -1,4 +1,3 @@
-#include "foundation/Settings.h"
 #include "tests/database/DatabaseWork.h"
 #include "tests/support/Loopback.h"
 
@@ -50,31 +49,6 @@ class ConnectionTest : public QObject
     Q_OBJECT
 
 private slots:
-    void withoutAStringTheSessionIsNotOpen_data()
-    {
-        QTest::addColumn<QString>("connectString");
-        QTest::newRow("empty") << u""_s;
-        QTest::newRow("unreachable") << u"Provider=SQLite;Data Source=/nonexistent;Password=secret"_s;
-        QTest::newRow("malformed") << u"Password='secret"_s;
-    }
-    void withoutAStringTheSessionIsNotOpen()
-    {
-        QFETCH(QString, connectString);
-        Office office;
-        office.registry.write(Settings::connectStringPath(), connectString);
-        QVERIFY(!office.session.OpenDB());
-        QVERIFY(!office.session.Conn().isOpen());
-        QVERIFY(!office.session.openFailure().isEmpty());
-        QVERIFY(!office.session.openFailure().contains(u"secret"_s));
-        QVERIFY_EXCEPTION_THROWN(office.session.Conn().execute(u"select 1"_s), DatabaseFault);
-        // Another one replaces the connection.
-        Office other;
-        office.registry.write(Settings::connectStringPath(), other.connectString());
-        QVERIFY(office.session.OpenDB());
-        office.session.Conn().execute(u"insert into SMS_Queues (ToMB) values ('7')"_s);
-        QCOMPARE(other.table(u"SMS_Queues"_s, u"ToMB"_s), QStringList(u"7"_s));
-    }
-
     void fileThatIsNoDatabaseIsNotOpened()
     {
         Office office;

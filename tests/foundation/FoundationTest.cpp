@@ -1,14 +1,14 @@
 #include "database/Transaction.h"
 #include "foundation/DateTimeValue.h"
-#include "foundation/GetFormateTime.h"
 #include "foundation/NumericText.h"
 #include "foundation/UserDirectory.h"
 #include "tests/support/Office.h"
-#include "tests/support/TextTable.h"
+
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
-/// The guard of the passes, lookups, and what values that come as text mean.
+/// The guard of the passes, and what values that come as text mean.
 class FoundationTest : public QObject
 {
     Q_OBJECT
@@ -17,40 +17,29 @@ private slots:
     void faultIsToldOnceWhileItLastsAndOnceWhenItIsOver()
     {
         Office office;
-        QString cause = u"甲"_s;
-        const auto tick = [&] {
+        for (const QString &cause : {u"甲"_s, u"甲"_s, u"乙"_s, QString(), QString()}) {
             office.guard.runPass(u"任务"_s, [&] {
                 if (!cause.isEmpty())
                     throw Fault(cause);
             });
-        };
-        tick();
-        tick();
-        QCOMPARE(office.console.takeLog(), QStringList(u"任务失败：甲"_s));
-        cause = u"乙"_s;
-        tick();
-        QCOMPARE(office.console.takeLog(), QStringList(u"任务失败：乙"_s));
-        cause.clear();
-        tick();
-        tick();
-        QCOMPARE(office.console.takeLog(), QStringList(u"任务恢复正常"_s));
+        }
+        QCOMPARE(office.console.takeLog(),
+                 (QStringList{u"任务失败：甲"_s, u"任务失败：乙"_s, u"任务恢复正常"_s}));
     }
 
     void manyRowsSetAsideAreSummedUp()
     {
         Office office;
-        for (int rows = 19; rows <= 25; rows += 6) {
+        const auto setAside = [&](int rows, const QString &cause) {
             office.guard.run(u"任务"_s, [&] {
                 for (int row = 0; row < rows; ++row)
-                    office.faults.rowSetAside(u"T %1"_s.arg(row), u"甲"_s);
+                    office.faults.rowSetAside(u"T %1"_s.arg(row), cause);
             });
-        }
-        QCOMPARE(office.console.takeLog().size(), 25);
-        office.guard.run(u"任务"_s, [&] {
-            for (int row = 0; row < 100; ++row)
-                office.faults.rowSetAside(u"T %1"_s.arg(row), u"乙"_s);
-        });
-        const QStringList log = office.console.takeLog();
+            return office.console.takeLog();
+        };
+        QCOMPARE(setAside(19, u"甲"_s).size(), 19);
+        QCOMPARE(setAside(25, u"甲"_s).size(), 6); // the others are known
+        const QStringList log = setAside(100, u"乙"_s);
         QCOMPARE(log.size(), 21);
         QCOMPARE(log.last(), u"另有 55 条记录无法处理，最后一条：记录 T 99 无法处理：乙"_s);
     }
@@ -85,35 +74,6 @@ private slots:
         office.guard.runPass(u"任务"_s, [] { QFAIL("began"); });
     }
 
-    void lookups_data()
-    {
-        addRows(uR"(
-            name     | number      | its user | display name
-            alice    | 13800000001 | alice    | 爱丽丝
-            bob      | 13800000001 | alice    | NULL
-            carol    |             |          | ""
-            dave     | "+86 138"   | dave     | d
-            ALICE    |             |          | NULL
-            "alice " |             |          | NULL
-            o'neil   | 1'2         | o'neil   | x
-            ""       |             |          | NULL
-            )"_s);
-    }
-    void lookups()
-    {
-        Office office;
-        office.add(u"VO_UserInfor"_s, u"UserName, Mobile, TureName"_s,
-                   {u"alice|13800000001|爱丽丝"_s, u"bob|13800000001|NULL"_s, u"carol|NULL|"_s,
-                    u"dave|+86 138|d"_s, u"o'neil|1'2|x"_s});
-        Connection &connection = office.session.Conn();
-        const QString name = QString::fromUtf8(QTest::currentDataTag());
-        QCOMPARE(getUserMB(connection, name), cell("number"));
-        QVERIFY(!getUserMB(connection, name).isNull()); // "" and not NULL, when it is stored
-        QCOMPARE(getMBUser(connection, cell("number")), cell("its user"));
-        const QVariant displayName = ShowUserName(connection, name);
-        QCOMPARE(displayName.isNull() ? u"NULL"_s : displayName.toString(), cell("display name"));
-    }
-
     void failedLookupGivesNothingButForbidsTheCommitAroundIt()
     {
         Office office;
@@ -123,12 +83,6 @@ private slots:
         Transaction transaction(connection);
         QCOMPARE(getUserMB(connection, u"alice"_s), u""_s);
         QVERIFY_EXCEPTION_THROWN(transaction.commit(), DatabaseFault);
-    }
-
-    void timestampText()
-    {
-        QCOMPARE(GetFormateTime(ManualClock(QDateTime({2006, 3, 5}, {7, 8, 9, 999}))),
-                 u"2006-03-05 07:08:09"_s);
     }
 
     void wholeNumbers()
