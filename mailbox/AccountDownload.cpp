@@ -207,7 +207,8 @@ AccountDownload::End AccountDownload::download()
     MailboxListing listing(*m_client, m_pass.connection, *m_account.OAID);
     m_sinceProgress.start();
     noteListing(listing);
-    m_pass.wholeMails[*m_account.OAID].intersect(listing.storedIds());
+    m_areIdsNumbers = listing.hasNumbersForIds();
+    m_pass.wholeMails[*m_account.OAID].intersect(m_areIdsNumbers ? QSet<QString>() : listing.storedIds());
     // A mailbox that is emptied shows unknown ids all the time.
     const bool isUnknown =
         m_account.keepsCopies && listing.stored().isEmpty() && !listing.unstored().isEmpty();
@@ -234,9 +235,6 @@ void AccountDownload::noteListing(const MailboxListing &listing)
         note(u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
     AccountHistory known = history();
     known.hangs = 0;
-    known.areIdsNumbers = listing.hasNumbersForIds();
-    if (known.areIdsNumbers && !m_account.keepsCopies)
-        m_pass.trace.note(shownName() + u"：服务器以邮件序号作标识，不删除任何邮件"_s);
     learn(known);
 }
 
@@ -327,19 +325,16 @@ void AccountDownload::takeMessage(MailboxListing &listing, int number, Pop3Clien
     }
     const MailKey key = keyOf(number);
     m_pass.watch.told(CollectorProtocol::MailBegins{key, shownName()});
-    const bool isStored = listing.isStored(number);
-    CollectorProtocol::MailEnds end;
-    if (store(key, isStored, std::get<QByteArray>(std::move(message)))) {
+    const Taken taken = store(key, listing.isStored(number), std::get<QByteArray>(std::move(message)));
+    if (taken != Taken::Not) {
         listing.noteStored(number);
-        end.isCollected = !isStored;
         if (m_pass.watch.known().brokenMails.contains(key))
             m_pass.watch.learn(key, BrokenMail());
     }
-    m_pass.watch.told(end);
+    m_pass.watch.told(CollectorProtocol::MailEnds{taken == Taken::Stored});
 }
 
-/// False, with a note, when this mail cannot be stored, or is and cannot be compared, but others may be.
-bool AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets)
+AccountDownload::Taken AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets)
 {
     const bool isLarge = octets.size() >= large;
     const QString failure = isStored ? u"未能核对"_s : u"未能保存"_s;
@@ -349,15 +344,17 @@ bool AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets
                            isPlain ? MimeMessage::readPlainly(std::move(octets))
                                    : MimeMessage(std::move(octets)),
                            m_pass.attachHiddenText};
-        if (!isStored)
+        const Stored before = isStored ? whatIsStored(m_pass.connection, mail) : Stored::Other;
+        const bool isNew = !isStored || (before == Stored::Other && m_areIdsNumbers);
+        if (isNew)
             storeMail(m_pass.connection, std::move(mail), m_pass.kept, m_pass.trace);
-        else if (!isStoredWhole(m_pass.connection, std::move(mail))) {
+        else if (before != Stored::Whole) {
             m_pass.kept.add(key);
             note(u"邮件 %1 与数据库中保存的不一致，留在服务器上"_s.arg(key.uid));
         }
-        if (!m_account.keepsCopies && m_pass.watch.known().areServersSeveral)
+        if (!m_account.keepsCopies)
             m_pass.wholeMails[key.accountKey].insert(key.uid); // or kept
-        return true;
+        return isNew ? Taken::Stored : Taken::Compared;
     } catch (const DatabaseFault &fault) {
         // A disk that is too full for this one may have room for others.
         const bool isTooLarge =
@@ -370,24 +367,26 @@ bool AccountDownload::store(const MailKey &key, bool isStored, QByteArray octets
     } catch (const std::bad_alloc &) {
         note(u"邮件 %1 %2：内存不足"_s.arg(key.uid, failure));
     }
-    return false;
+    return Taken::Not;
 }
 
 /// What is stored, as far as this server knows, and need not stay.
 QList<int> AccountDownload::deletable(const MailboxListing &listing)
 {
-    if (m_account.keepsCopies || listing.hasReusedIds() || listing.hasNumbersForIds())
+    if (m_account.keepsCopies || listing.hasReusedIds())
         return {};
     QList<int> numbers = listing.stored();
     numbers.removeIf([&](int number) { return m_pass.kept.contains(keyOf(number)); });
     return numbers;
 }
 
-/// Another server, which remembers for itself what it could not store, may have stored it.
+/// Another server, which remembers for itself what it could not store, may have stored it; or what is stored is another
+/// mail, which had the number before.
 bool AccountDownload::isInDoubt(int number)
 {
     const MailKey key = keyOf(number);
-    return m_pass.watch.known().areServersSeveral && !m_pass.wholeMails[key.accountKey].contains(key.uid);
+    return (m_pass.watch.known().areServersSeveral || m_areIdsNumbers) &&
+           !m_pass.wholeMails[key.accountKey].contains(key.uid);
 }
 
 void AccountDownload::deleteStored(const MailboxListing &listing)

@@ -68,7 +68,12 @@ private:
     void storeNewMessages(MailboxListing &listing, const Plan &plan);
     void retrieve(MailboxListing &listing, const QList<int> &numbers);
     void takeMessage(MailboxListing &listing, int number, Pop3Client::Retrieved message);
-    [[nodiscard]] bool store(const MailKey &key, bool isStored, QByteArray octets);
+    enum class Taken {
+        Not,      ///< with a note: it cannot be stored, or is and cannot be compared, but others may be
+        Compared, ///< stored before
+        Stored,
+    };
+    [[nodiscard]] Taken store(const MailKey &key, bool isStored, QByteArray octets);
     void noteBreak(const MailKey &key);
     [[nodiscard]] QList<int> deletable(const MailboxListing &listing);
     [[nodiscard]] bool isInDoubt(int number);
@@ -96,6 +101,7 @@ private:
     std::optional<MailKey> m_reading; // the mail that comes in
     QString m_cause;                  // why the mailbox was not emptied: the session's first
     bool m_isEmptied = false;         // but for what m_cause tells
+    bool m_areIdsNumbers = false;     // the messages' own, which others may have after a deletion
     bool m_isOneByOne = false;        // nothing is asked before the answer before it is there
     bool m_isAtEnd = false;           // the others are stored and deleted
     bool m_isOver = false;

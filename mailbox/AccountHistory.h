@@ -24,7 +24,6 @@ struct AccountHistory {
     /// Digests of the listing of the last session if nothing in it was known, although mails were stored then.
     QByteArray unknownIds = {};
     QByteArray unknownSizes = {};
-    bool areIdsNumbers = false;  ///< the messages' own, which change their meaning after a deletion
     bool areIdsChanging = false; ///< other ids with every session, for the same messages
 
     bool operator==(const AccountHistory &) const = default;

@@ -179,8 +179,6 @@ void Collector::noteHistory(const CollectorProtocol::AccountLearnt &learnt)
     AccountHistory &known = m_state.histories[accountKey];
     if (history.areIdsChanging && !known.areIdsChanging)
         m_console.addLogLine(u"%1：邮件服务器每次都更换邮件标识，同样的邮件会重复保存"_s.arg(mailbox));
-    if (history.areIdsNumbers && !known.areIdsNumbers)
-        m_console.addLogLine(u"%1：邮件服务器以邮件序号作标识，邮件收取后保留在邮件服务器上"_s.arg(mailbox));
     known = history;
 }
 

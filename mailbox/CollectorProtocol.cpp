@@ -16,7 +16,7 @@ struct Fields {
     {
         return std::tie(history.account, history.ways, history.refusals, history.hangs, history.last,
                         history.distance, history.isOneByOne, history.unknownIds, history.unknownSizes,
-                        history.areIdsChanging, history.areIdsNumbers);
+                        history.areIdsChanging);
     }
     static auto of(CollectorState &state)
     {

@@ -161,18 +161,18 @@ void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, cons
     transaction.commit();
 }
 
-bool isStoredWhole(Connection &connection, CollectedMail mail)
+Stored whatIsStored(Connection &connection, CollectedMail mail)
 {
     const QStringList tables = connection.tablesWithoutTransactions();
     if (tables.contains("vo_email"_L1) || tables.contains("vo_emailattachments"_L1))
-        return false;
+        return Stored::Unknown;
     const QString columns = u"select %1 from VO_Email where VOID=?"_s.arg(comparedColumns(mail));
     const QString uid = std::exchange(mail.uid, u""_s);
     const QVariant account = mail.accountKey;
     const Transaction toBeRolledBack(connection);
     const Written written = write(connection, std::move(mail), MailTrace());
     if (!written.isWhole)
-        return false;
+        return Stored::Unknown;
     const std::vector<QVariant> row = connection.query(columns, {written.mailNumber}).values;
     Recordset stored(connection);
     for (stored.open(u"select VOID, MSGID from VO_Email where EOAID=? and MSGID=?"_s, {account, uid});
@@ -181,7 +181,7 @@ bool isStoredWhole(Connection &connection, CollectedMail mail)
         if (withoutPadding(stored.text("MSGID"_L1)) == uid &&
             connection.query(columns, {number}).values == row &&
             areAttachmentsEqual(connection, number, written.mailNumber))
-            return true;
+            return Stored::Whole;
     }
-    return false;
+    return Stored::Other;
 }

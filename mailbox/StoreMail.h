@@ -21,7 +21,13 @@ struct CollectedMail {
 /// Fault, nothing then stored, when the mail's row is refused, the database is gone or kept cannot be told.
 void storeMail(Connection &connection, CollectedMail mail, KeptMails &kept, const MailTrace &trace);
 
-/// Is the mail, which another server may have stored, stored as storeMail() would store it whole? Writes it once more, so
-/// that the database's own changes to values are in both, compares, and takes that back; where it could not, the answer
-/// is no. Throws DatabaseFault.
-[[nodiscard]] bool isStoredWhole(Connection &connection, CollectedMail mail);
+/// What VO_Email holds under a mail's id.
+enum class Stored {
+    Whole,   ///< this mail, as storeMail() stores it whole
+    Other,   ///< another mail, or this one in part
+    Unknown, ///< it cannot be compared
+};
+
+/// Writes the mail once more, so that the database's own changes to values are in both, compares it with what is stored
+/// under its id, and takes that back. Throws DatabaseFault.
+[[nodiscard]] Stored whatIsStored(Connection &connection, CollectedMail mail);

@@ -156,8 +156,9 @@ private slots:
         row("others behind those that were deleted", {"a", "b"}, {"c", "d"}, 0, u"1 2 1 2"_s, {});
         row("one for several: nothing is deleted", {"a", "a"}, {"a", "a"}, 0, u"1"_s,
             u"服务器给不同的邮件同一个标识，本次不删除任何邮件"_s);
-        row("the messages' numbers", {"1", "2"}, {"1", "2"}, 0, u"1 2"_s,
-            u"服务器以邮件序号作标识，不删除任何邮件"_s);
+        row("the messages' numbers", {"1", "2"}, {"1", "2"}, 0, u"1 2"_s, {});
+        rows("numbers that others had", {.messages = numberedMails(2), .uids = {"1", "2"}},
+             {.messages = numberedMails(3).mid(1), .uids = {"1", "2"}}, 0, u"1 2 2 3"_s, {});
         row("none", {}, {}, 0, {}, u"服务器不提供邮件标识（UIDL），邮件不会收取"_s);
     }
     void idsThatServersMisuse()
