@@ -5,7 +5,22 @@
 
 #include <algorithm>
 #include <cctype>
-#include <utility>
+
+namespace
+{
+
+/// Lines between an announcement and its TPDU: a call, noise on the line.
+constexpr int mostBetween = 3;
+
+/// In PDU mode (3GPP TS 27.005, 3.4.1): "<length>" or "[<alpha>],<length>".
+bool announcesTpdu(const QByteArray &line)
+{
+    return (startsWithWord(line, "+CMT:") || startsWithWord(line, "+CDS:") ||
+            startsWithWord(line, "+CBM:")) &&
+           answerFields(line).size() <= 2;
+}
+
+} // namespace
 
 bool isHexDigits(const QByteArray &line)
 {
@@ -14,29 +29,28 @@ bool isHexDigits(const QByteArray &line)
 
 bool UnsolicitedLines::add(const QByteArray &line)
 {
-    m_wantsPayload = false;
     if (m_lines.size() >= ModemBounds::unsolicitedLines)
         return false;
-    m_lines.append({line, {}});
-    // In PDU mode (3GPP TS 27.005, 3.4.1).
-    m_wantsPayload =
-        startsWithWord(line, "+CMT:") || startsWithWord(line, "+CDS:") || startsWithWord(line, "+CBM:");
-    return !m_wantsPayload;
+    const bool announces = announcesTpdu(line);
+    if (m_announced && (announces || ++m_linesSince > mostBetween))
+        m_lines.append(*std::exchange(m_announced, std::nullopt));
+    if (announces) {
+        m_announced = AtLine{line, {}};
+        m_linesSince = 0;
+    } else {
+        m_lines.append({line, {}});
+    }
+    return !announces;
 }
 
 bool UnsolicitedLines::takePayload(const QByteArray &line)
 {
-    if (!m_wantsPayload || !isHexDigits(line))
+    if (!m_announced || !isHexDigits(line))
         return false;
-    m_wantsPayload = false;
-    m_lines.last().payload = line;
+    // Behind other lines it may be an answer of digits.
+    if (m_linesSince > 0 && line.size() < 2 * answerFields(m_announced->text).last().number().value_or(0))
+        return false;
+    m_lines.append({m_announced->text, line});
+    m_announced.reset();
     return true;
-}
-
-QList<AtLine> UnsolicitedLines::take()
-{
-    QList<AtLine> taken = std::exchange(m_lines, {});
-    if (m_wantsPayload)
-        m_lines.append(taken.takeLast());
-    return taken;
 }
