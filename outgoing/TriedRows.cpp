@@ -11,8 +11,9 @@ constexpr int maximumTries = 3;
 /// lasts that long as a rule.
 constexpr auto apart = 2min;
 
-/// From one try to the next in an outage.
-constexpr auto outagePause = 1min;
+/// From one try to the next in an outage, and of a row whose tries do not count: its text goes over each time, and a
+/// network that says that it did not take it may have delivered it.
+constexpr auto vainPause = 1min;
 
 } // namespace
 
@@ -24,7 +25,12 @@ std::optional<std::chrono::milliseconds> TriedRows::lastTry(qint64 id) const
 
 bool TriedRows::mayTry(qint64 id) const
 {
-    return !isOutage() || !m_rows.contains(id) || m_clock.steady() - m_lastRefusal >= outagePause;
+    const auto row = m_rows.constFind(id);
+    if (row == m_rows.cend())
+        return true;
+    const auto now = m_clock.steady();
+    const bool wasVain = row->isVain && row->acceptedBefore == m_accepted;
+    return (!isOutage() || now - m_lastRefusal >= vainPause) && (!wasVain || now - row->last >= vainPause);
 }
 
 void TriedRows::noteAccepted()
@@ -47,7 +53,8 @@ bool TriedRows::noteTry(qint64 id, const QString &number, ModemFault::Kind kind)
         m_lastRefusal = now;
     }
     const bool othersPass = m_accepted != tries.acceptedBefore;
-    if (!isRefusal || (!isOutage() && (isFirst || othersPass || now - tries.counted >= apart))) {
+    tries.isVain = isRefusal && (isOutage() || !(isFirst || othersPass || now - tries.counted >= apart));
+    if (!tries.isVain) {
         ++tries.count;
         tries.counted = now;
     }

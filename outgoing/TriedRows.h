@@ -8,7 +8,7 @@
 
 /// The queue rows that were tried and wait again, and what they tell of the network. Refusals of several numbers with
 /// no message accepted since are an outage: it restrains only the rows that were tried already, to one a minute, and
-/// their tries do not count.
+/// their tries do not count. A row whose try did not count is tried once a minute until another message is accepted.
 class TriedRows
 {
 public:
@@ -32,6 +32,7 @@ private:
         std::chrono::milliseconds counted{0}; ///< the last that counted
         std::chrono::milliseconds last{0};
         qint64 acceptedBefore = 0; ///< messages of this run that were accepted before the first try
+        bool isVain = false;       ///< the last did not count
     };
     /// So many numbers are not taken that it is the network and not the numbers.
     [[nodiscard]] bool isOutage() const { return m_refused.size() >= 3; }
