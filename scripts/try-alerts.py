@@ -97,6 +97,7 @@ QUEUED = "insert into SMS_Queues (SOAID, ToMB, MsgContent, MsgStatus) values (-1
 DUE = "insert into SMS_WaitToSend (ToSendDT, ToUserList, MsgContent) values ('2026-01-05 08:30:00', 'lina', 'x')"
 NEW_MAIL = ("insert into VO_Email (EmailSource, EmailStatus, EmailTo, EmailFrom, EmailSubject, EmailDate)"
             " values ('1', '1', '*lina-0-0-0*', 'x', 'x', '2026-01-05 10:00:00')")
+DRAFT = "store-tpdu unsent 00010005810180F60000056479D84C07"
 # Fault: what injects it into a server that is well (nothing: it is there from the start), and the alert that finds it.
 FAULTS = {
     "expansion refused": (refuses("insert on SMS_SendList", DUE), "SmsPassFails expand"),
@@ -110,7 +111,7 @@ FAULTS = {
     "SIM gone": (does("sim gone"), "SmsSimUnusable"),
     "oldest row too old": (does("registered 0", sql=QUEUED), "SmsOldestRowTooOld"),
     "resting at a limit": (does(sql=QUEUED * 3), "SmsRestsAtLimit"),
-    "store full": (does("storage-size 5 SM", *["store-draft x"] * 4), "SmsStoreFull"),
+    "store full": (does("storage-size 5 SM", *[DRAFT] * 4), "SmsStoreFull"),
     "disk full": (disk_full, "SmsDiskFull"),
     "child dies": (child_dies, "SmsPassFails collect"),
     "one of two dead": (lambda server: server.process.kill(), "SmsServerGone"),
@@ -165,7 +166,7 @@ def main():
         for name in names:
             server = servers[name] = Server(programs, work, name)
             if name == "disk full":
-                subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", server.own], check=True)
+                subprocess.run(["mount", "-t", "tmpfs", "-o", "size=128m", "tmpfs", server.own], check=True)
             if name == "start fails":
                 server.settings["COM3"] = "/no/where"
             if name == "resting at a limit":
