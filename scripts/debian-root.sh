@@ -28,7 +28,11 @@ mount_root() {
 boot_root() {
     command -v systemd-nspawn >/dev/null || return 1
     umount "$1/dev/pts" "$1/proc" # it has its own
-    systemd-nspawn -q -b -D "$1" --register=no --keep-unit --console=pipe </dev/null >"$1.boot" 2>&1 &
+    # What it takes to hold its services to their device policies, and a serial line where this machine has one.
+    local policies=(--capability=CAP_BPF --system-call-filter=bpf)
+    [ ! -c /dev/ttyS0 ] || policies+=(--bind=/dev/ttyS0)
+    SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1 systemd-nspawn -q -b -D "$1" --register=no --keep-unit --console=pipe \
+        "${policies[@]}" </dev/null >"$1.boot" 2>&1 &
     booted=$!
     for _ in $(seq 300); do
         leader=$(ps -o pid= --ppid "$booted" | tr -d ' ')

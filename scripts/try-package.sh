@@ -14,10 +14,11 @@ inside() { in_root "$root" "$@"; }
 as_user() { inside runuser -u sms-server -- "$@"; }
 fail() { echo "$*"; exit 1; }
 quietly() { "$@" >"$root/answer" 2>&1 || { tail -n 30 "$root/answer"; fail "failed: $*"; }; }
-# wait_for COMMAND...: five seconds at most, or as many as $seconds says.
+# wait_for COMMAND...: five seconds at most, or as many as $seconds says. Tells how long it took.
 wait_for() {
+    local begin=${EPOCHREALTIME/./}
     for _ in $(seq "${seconds:-5}0"); do
-        ! "$@" || return 0
+        ! "$@" || { echo "$* after $(((${EPOCHREALTIME/./} - begin) / 1000)) ms"; return 0; }
         sleep 0.1
     done
     fail "did not come within ${seconds:-5} seconds: $*"
@@ -74,8 +75,23 @@ for document in manual.md monitoring.md CHANGELOG.md sms-server.rules.yml schema
 done
 inside grep -q "^## $version" /usr/share/doc/sms-server/CHANGELOG.md
 
+echo "== every class of serial lines is open to the service, by name and by its device policy; other devices are not"
+classes=$(sed -n 's/^DeviceAllow=char-\(tty.*\) rw$/\1/p' "$root/usr/lib/systemd/system/sms-server.service")
+# shellcheck disable=SC2053 # a pattern
+for class in tty{S,USB,ACM,AMA,O,mxc,XRUSB,MX,r,R,D,C}; do [[ $class = $classes ]] || fail "no $class"; done
+# shellcheck disable=SC2053
+for class in tty ttyprintk; do [[ $class != $classes ]] || fail "$class"; done
+opens() { inside sh -c "echo \$\$ >/sys/fs/cgroup/system.slice/sms-server.service/cgroup.procs && exec 3<>$1" 2>/dev/null; }
+if ! inside test -e /sys/fs/cgroup/system.slice/sms-server.service -a -e /dev/net/tun -a -e /dev/ttyS0; then
+    echo "by name only: no device policy, network tunnel or serial line here"
+else
+    opens /dev/ttyS0 || fail "the serial line is refused"
+    ! opens /dev/net/tun || fail "the network tunnel is open"
+fi
+
 echo "== the demo, in one command and below a minute, leaves nothing behind"
-quietly inside runuser -u nobody -- timeout 60 sms-server --demo
+demo() { quietly inside runuser -u nobody -- timeout 60 sms-server --demo; }
+wait_for demo
 [ -z "$(inside find / /run /tmp -xdev -user nobody)" ] || fail "left behind: $(inside find / /run /tmp -xdev -user nobody)"
 ! operators || fail "a process is left"
 
@@ -116,13 +132,15 @@ echo "== a purge while they run"
 quietly inside sh -c 'apt-get install /packages/next/*.deb'
 inside systemctl enable --now sms-server sms-server@second 2>/dev/null || true
 wait_for both_run
-as_user sh -c ': >/run/lock/LCK..ttyS9; : >/tmp/LCK..ttyS9' 2>/dev/null || true
+inside install -d -m 777 /var/lib/prometheus/node-exporter
+as_user sh -c ': >/var/lib/prometheus/node-exporter/second.prom; : >/run/lock/LCK..ttyS9; : >/tmp/LCK..ttyS9' 2>/dev/null ||
+    true
 inside modem-simulator --control /srv/oa/control --command quit >/dev/null || true
 quietly inside apt-get purge sms-server sms-server-simulator
 wait_for none_runs
 gone /var/lib/sms-server /var/log/sms-server /usr/bin/sms-server /usr/share/doc/sms-server /etc/logrotate.d/sms-server \
     /etc/systemd/system/multi-user.target.wants/sms-server{,@second}.service /usr/lib/systemd/system/sms-server.service \
-    /tmp/LCK..ttyS9 /run/lock/LCK..ttyS9
+    /tmp/LCK..ttyS9 /run/lock/LCK..ttyS9 /var/lib/prometheus/node-exporter/second.prom
 ! inside getent passwd sms-server || fail "left behind: the user"
 # What lies in the office's own folder is the office's.
 [ -z "$(inside find / /run /tmp -xdev -path /srv/oa -prune -o -nouser -print)" ] || fail "left behind: files of no user"
