@@ -36,13 +36,13 @@ bool isBase64Digit(char c)
 enum class Base64Line { Digits, LastDigits, Foreign };
 
 /// A stray octet now and then leaves a line what it is.
-Base64Line kindOf(QByteArrayView line)
+Base64Line kindOf(QByteArrayView line, bool areBlanksForeign)
 {
     qsizetype foreign = 0;
     qsizetype padding = 0;
     for (const char c : line) {
         padding += c == '=' ? 1 : 0;
-        foreign += c != '=' && !isBase64Digit(c) ? 1 : 0;
+        foreign += c != '=' && !isBase64Digit(c) && (c != ' ' || areBlanksForeign) ? 1 : 0;
     }
     const qsizetype inside = line.contains(' ') ? line.size() / 40 : std::max<qsizetype>(1, line.size() / 16);
     if (foreign > inside)
@@ -50,41 +50,45 @@ Base64Line kindOf(QByteArrayView line)
     return padding > 0 ? Base64Line::LastDigits : Base64Line::Digits;
 }
 
-/// Base64 by lines: it ends at a line that is none, and behind its padding, unless more of it follows.
+/// Base64 by lines: behind its padding it ends, unless more of it follows. A line that is none ends a text, which may
+/// have a footer, and is passed over in a file.
 QByteArray decodeBase64(QByteArrayView octets, bool isText)
 {
     QByteArray decoded;
     decoded.reserve(octets.size() / 4 * 3 + 8);
     Decoder decoder(GMIME_CONTENT_ENCODING_BASE64);
     bool padded = false; // a piece of base64 has ended
+    bool areBlanksForeign = isText;
     qsizetype digits = 0;
     qsizetype at = 0;
     while (at < octets.size()) {
         const QByteArrayView whole = firstLine(octets.sliced(at));
         const QByteArrayView line = whole.trimmed();
-        const Base64Line kind = kindOf(line);
+        const Base64Line kind = kindOf(line, areBlanksForeign);
         const bool begins = !padded || line.size() % 4 == 0;
-        if (!line.isEmpty() && (kind == Base64Line::Foreign || !begins))
+        const bool isForeign = !line.isEmpty() && (kind == Base64Line::Foreign || !begins);
+        if (isForeign && isText)
             break;
-        if (padded && !line.isEmpty()) {
+        areBlanksForeign = areBlanksForeign || isForeign;
+        at += whole.size();
+        if (line.isEmpty() || isForeign)
+            continue;
+        if (padded) {
             decoder = Decoder(GMIME_CONTENT_ENCODING_BASE64);
             padded = false;
         }
-        if (!line.isEmpty()) {
-            decoder.decode(line, decoded);
-            padded = kind == Base64Line::LastDigits;
-            digits +=
-                std::count_if(line.begin(), line.end(), [](char c) { return c == '=' || isBase64Digit(c); });
-        }
-        at += whole.size();
+        decoder.decode(line, decoded);
+        padded = kind == Base64Line::LastDigits;
+        digits +=
+            std::count_if(line.begin(), line.end(), [](char c) { return c == '=' || isBase64Digit(c); });
     }
     const QByteArrayView rest = octets.sliced(at);
     const bool footer = !rest.trimmed().isEmpty();
-    if (isText && footer && (digits == 0 || digits % 4 != 0)) // text with a wrong label
+    if (digits == 0 || (footer && digits % 4 != 0)) // a wrong label
         return octets.toByteArray();
     // What was cut off still gives its last octets when the missing padding is put there.
     decoder.decode("==", decoded);
-    if (isText && footer)
+    if (footer)
         decoded.append(decoded.endsWith('\n') ? "" : "\r\n").append(rest);
     return decoded;
 }
@@ -92,7 +96,18 @@ QByteArray decodeBase64(QByteArrayView octets, bool isText)
 QByteArray decodeQuotedPrintable(QByteArrayView octets)
 {
     QByteArray decoded;
-    Decoder(GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE).decode(octets, decoded);
+    decoded.reserve(octets.size() + 8);
+    Decoder decoder(GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE);
+    for (qsizetype at = 0; at < octets.size();) {
+        const QByteArrayView whole = firstLine(octets.sliced(at));
+        QByteArrayView line = withoutLineEnd(whole);
+        const QByteArrayView lineEnd = whole.sliced(line.size());
+        while (line.endsWith(' ') || line.endsWith('\t')) // added on the way: RFC 2045, 6.7
+            line.chop(1);
+        decoder.decode(line, decoded);
+        decoder.decode(lineEnd, decoded);
+        at += whole.size();
+    }
     return decoded;
 }
 
