@@ -30,12 +30,12 @@ QString withoutComments(QString text)
     return text.simplified();
 }
 
-/// "5 Mar 2024" and "5-Mar-24", "Mar 5 10:04:06 2024", "2024-03-05".
+/// "5 Mar 2024" and "5-Mar-24", "Mar 5 10:04:06 2024", "2024-03-05" and "2024/3/5".
 QDate dayIn(const QString &text)
 {
     static const std::array forms{form(u"\\b(?<day>\\d\\d?)[ -]+MONTH[ ,-]+(?<year>\\d{2,4})\\b"_s),
                                   form(u"\\bMONTH (?<day>\\d\\d?),? (?:.* )?(?<year>\\d{4})\\b"_s),
-                                  form(u"\\b(?<year>\\d{4})-(?<month>\\d\\d?)-(?<day>\\d\\d?)"_s)};
+                                  form(u"\\b(?<year>\\d{4})[-/](?<month>\\d\\d?)[-/](?<day>\\d\\d?)"_s)};
     for (const QRegularExpression &one : forms) {
         const QRegularExpressionMatch match = one.match(text);
         if (!match.hasMatch())
@@ -76,15 +76,19 @@ std::optional<std::chrono::minutes> offsetIn(const QString &zone)
 
 QDateTime parseMailDate(QByteArrayView raw)
 {
-    static const QRegularExpression clock = form(u"(\\d\\d?):(\\d\\d?)(?::(\\d\\d?))?(.*)"_s);
+    static const QRegularExpression clock =
+        form(u"(\\d\\d?):(\\d\\d?)(?::(\\d\\d?))?(?: ?([ap])m\\b)?(.*)"_s);
     const QString text = withoutComments(QString::fromLatin1(raw.first(qMin(raw.size(), longestDate))));
     const QDate day = dayIn(text);
     const QRegularExpressionMatch match = clock.match(text);
+    const QString half = match.captured(4).toLower(); // of the day
+    const int hour = match.captured(1).toInt();
     const int second = match.captured(3).toInt(); // a leap second is the second before it
-    const QTime time(match.captured(1).toInt(), match.captured(2).toInt(), second == 60 ? 59 : second);
-    if (!day.isValid() || !match.hasMatch() || !time.isValid())
+    const QTime time(half.isEmpty() ? hour : hour % 12 + (half == u"p" ? 12 : 0), match.captured(2).toInt(),
+                     second == 60 ? 59 : second);
+    if (!day.isValid() || !time.isValid())
         return {};
-    const auto offset = offsetIn(match.captured(4));
+    const auto offset = offsetIn(match.captured(5));
     const QDateTime date = offset ? QDateTime(day, time, QTimeZone::utc())
                                         .addSecs(-std::chrono::seconds(*offset).count())
                                         .toLocalTime()
