@@ -162,9 +162,9 @@ Mailbox mailboxOf(const Member &member)
 
 } // namespace
 
-QList<Mailbox> parseMailboxes(QByteArrayView raw, bool isGbk)
+QList<Mailbox> parseMailboxes(QByteArrayView raw, QByteArrayView rawCharset)
 {
-    const QByteArray list = normaliseHeader(raw, isGbk);
+    const QByteArray list = normaliseHeader(raw, rawCharset);
     MemberReader reader(list);
     QList<Mailbox> mailboxes;
     const auto add = [&](const Member &member) {

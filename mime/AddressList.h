@@ -12,4 +12,4 @@ struct Mailbox {
 /// what follows the colon. More forgiving than that: ";" separates too, a name may precede a bare
 /// address, a comma inside an unquoted name belongs to it ("Doe, John <j@example.com>"), and a word without
 /// "@" is an address. Costs time and memory in proportion to the octets.
-[[nodiscard]] QList<Mailbox> parseMailboxes(QByteArrayView raw, bool isGbk = false);
+[[nodiscard]] QList<Mailbox> parseMailboxes(QByteArrayView raw, QByteArrayView rawCharset = {});

@@ -129,6 +129,28 @@ Gb2312Look lookAt(QByteArrayView octets)
     return look;
 }
 
+QString decodeGbk(QByteArrayView octets)
+{
+    return decodeAs(octets, gb18030).value_or(Decoded()).text;
+}
+
+/// Strictly GB2312 and no UTF-8 beyond doubt.
+bool isUnlabelledGbk(QByteArrayView octets)
+{
+    const Gb2312Look chinese = lookAt(octets);
+    if (chinese.pairs == 0 || chinese.strange > 0)
+        return false;
+    const Utf8Look look = lookForUtf8(octets);
+    if (!look.isValid())
+        return true;
+    const auto isOfAlphabets = [](char c) {
+        return !isHigh(c) || QByteArrayView("\xC2\xC3\xCE\xCF\xD0\xD1").contains(c) ||
+               static_cast<unsigned char>(c) < 0xC0;
+    };
+    return look.longSequences == 0 && chinese.pairs > 1 &&
+           !std::all_of(octets.begin(), octets.end(), isOfAlphabets);
+}
+
 QString decodeUnlabelled(QByteArrayView octets, const Utf8Look &look)
 {
     return look.isUtf8OrDamagedUtf8() ? QString::fromUtf8(octets) : decodeGbk(octets);
@@ -179,25 +201,12 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 
 } // namespace
 
-QString decodeGbk(QByteArrayView octets)
+QByteArray charsetOfHeader(QByteArrayView header, QByteArrayView textLabel)
 {
-    return decodeAs(octets, gb18030).value_or(Decoded()).text;
-}
-
-bool isUnlabelledGbk(QByteArrayView octets)
-{
-    const Gb2312Look chinese = lookAt(octets);
-    if (chinese.pairs == 0 || chinese.strange > 0)
-        return false;
-    const Utf8Look look = lookForUtf8(octets);
-    if (!look.isValid())
-        return true;
-    const auto isOfAlphabets = [](char c) {
-        return !isHigh(c) || QByteArrayView("\xC2\xC3\xCE\xCF\xD0\xD1").contains(c) ||
-               static_cast<unsigned char>(c) < 0xC0;
-    };
-    return look.longSequences == 0 && chinese.pairs > 1 &&
-           !std::all_of(octets.begin(), octets.end(), isOfAlphabets);
+    const QByteArray charset = charsetOf(textLabel);
+    if (!charset.isEmpty() && charset != utf8 && charset != windows1252 && charset != gb18030)
+        return charset;
+    return isUnlabelledGbk(header) ? QByteArray(gb18030) : QByteArray();
 }
 
 QString decodeText(QByteArrayView octets, QByteArrayView label)

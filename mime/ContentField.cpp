@@ -59,13 +59,14 @@ QByteArray takeCharset(QByteArray &text)
 
 } // namespace
 
-ContentField::ContentField(QByteArrayView raw)
+ContentField::ContentField(QByteArrayView raw, QByteArrayView rawCharset)
 {
-    const QByteArray text = normaliseHeader(raw);
+    const QByteArray text = normaliseHeader(raw, rawCharset);
     const auto *const start = std::find_if_not(text.cbegin(), text.cend(), isBlank);
     const auto *const end = std::find_if_not(start, text.cend(), isTokenCharacter);
-    m_value = QByteArray(start, end - start);
-    readParameters(text, end - text.cbegin());
+    const bool isNameOfParameter = end != text.cend() && *end == '=';
+    m_value = isNameOfParameter ? QByteArray() : QByteArray(start, end - start);
+    readParameters(text, (isNameOfParameter ? start : end) - text.cbegin());
 }
 
 void ContentField::readParameters(const QByteArray &text, qsizetype at)
@@ -88,8 +89,12 @@ void ContentField::readParameters(const QByteArray &text, qsizetype at)
         QByteArray value;
         if (at < text.size() && text[at] == '"')
             value = quotedText(text, ++at, lastQuote);
-        else
+        else {
             value = text.sliced(at, endOf(';') - at).trimmed();
+            const qsizetype comment =
+                name.contains("name") ? -1 : value.indexOf(" ("); // in a name it is meant
+            value.truncate(comment < 0 ? value.size() : comment);
+        }
         at = endOf(';');
         m_pieces.append({name, value});
     }

@@ -8,8 +8,9 @@
 class ContentField
 {
 public:
-    /// raw: what follows the colon. Missing quotes, semicolons and closing quotes are forgiven.
-    explicit ContentField(QByteArrayView raw);
+    /// raw: what follows the colon. Missing values, quotes, semicolons and closing quotes are forgiven.
+    /// rawCharset: of octets that stand there as they are.
+    explicit ContentField(QByteArrayView raw, QByteArrayView rawCharset = {});
 
     /// In front of the parameters, letter case as written, without comments.
     [[nodiscard]] const QByteArray &value() const { return m_value; }

@@ -3,6 +3,7 @@
 #include "mime/CharsetDecoder.h"
 
 #include <QList>
+#include <algorithm>
 #include <optional>
 
 namespace
@@ -52,6 +53,8 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
                                                      : word.charset.size()); // RFC 2231, 5
     word.length = end + 2;
     QByteArray text = line.sliced(start, end - start).toByteArray();
+    if ((encoding == 'B' || encoding == 'b') && text.contains('"'))
+        return std::nullopt; // it goes on in the next piece of a parameter
     if (encoding == 'B' || encoding == 'b')
         word.octets = QByteArray::fromBase64(text);
     else // of percent encoding with another sign
@@ -59,12 +62,14 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     return word;
 }
 
-QString rawText(QByteArrayView octets, bool isGbk)
+QString rawText(QByteArrayView octets, QByteArrayView charset)
 {
-    return isGbk ? decodeGbk(octets) : decodeText(octets, {});
+    const bool isAscii = std::none_of(octets.begin(), octets.end(),
+                                      [](char c) { return c == '\x1b' || static_cast<signed char>(c) < 0; });
+    return decodeText(octets, isAscii ? QByteArrayView() : charset);
 }
 
-QList<Segment> segmentsOf(const QByteArray &line, bool isGbk)
+QList<Segment> segmentsOf(const QByteArray &line, QByteArrayView rawCharset)
 {
     QList<Segment> segments;
     QByteArray charset; // of the run of words that is open
@@ -94,7 +99,7 @@ QList<Segment> segmentsOf(const QByteArray &line, bool isGbk)
         if (!adjacent || word->charset.compare(charset, Qt::CaseInsensitive) != 0)
             closeRun();
         if (!adjacent && !between.isEmpty())
-            segments.append({rawText(between, isGbk), false});
+            segments.append({rawText(between, rawCharset), false});
         charset = word->charset;
         octets += word->octets;
         wordBefore = true;
@@ -103,16 +108,16 @@ QList<Segment> segmentsOf(const QByteArray &line, bool isGbk)
     }
     closeRun();
     if (textStart < line.size())
-        segments.append({rawText(QByteArrayView(line).sliced(textStart), isGbk), false});
+        segments.append({rawText(QByteArrayView(line).sliced(textStart), rawCharset), false});
     return segments;
 }
 
 } // namespace
 
-QString decodeHeaderText(QByteArrayView raw, bool isGbk)
+QString decodeHeaderText(QByteArrayView raw, QByteArrayView rawCharset)
 {
     QString text;
-    for (const Segment &segment : segmentsOf(unfold(raw), isGbk))
+    for (const Segment &segment : segmentsOf(unfold(raw), rawCharset))
         text += segment.text;
     for (QChar &c : text) {
         if (c.unicode() < 0x20 || c.unicode() == 0x7F)
@@ -121,11 +126,11 @@ QString decodeHeaderText(QByteArrayView raw, bool isGbk)
     return text;
 }
 
-QByteArray normaliseHeader(QByteArrayView raw, bool isGbk)
+QByteArray normaliseHeader(QByteArrayView raw, QByteArrayView rawCharset)
 {
     QByteArray normal;
     bool afterWord = false;
-    for (const Segment &segment : segmentsOf(unfold(raw), isGbk)) {
+    for (const Segment &segment : segmentsOf(unfold(raw), rawCharset)) {
         const QByteArray octets = segment.text.toUtf8();
         if (segment.encoded) {
             normal += (afterWord ? " =?utf-8?B?" : "=?utf-8?B?") + octets.toBase64() + "?=";

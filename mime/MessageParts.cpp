@@ -62,14 +62,17 @@ private:
                 return;
             }
             ++m_seen;
-            walk(MimePart(child, part.isType("multipart", "digest") ? "message/rfc822" : "text/plain"), &part,
-                 depth + 1);
+            walk(MimePart(child, part.isType("multipart", "digest") ? "message/rfc822" : "text/plain",
+                          charsetOfHeader({}, m_parts.charset)),
+                 &part, depth + 1);
         }
         if (m_bodyParent == &part)
             m_bodyParent = nullptr; // it is left for good
-        if (children.isEmpty() && !m_hasText && !part.isMarkedAttachment())
+        if (!children.isEmpty() || part.body().trimmed().isEmpty())
+            return;
+        if (!m_hasText && !part.isMarkedAttachment())
             takeUnstructured(part.body());
-        else if (children.isEmpty() && parent && !part.body().trimmed().isEmpty())
+        else if (parent)
             attach(part);
     }
 
@@ -99,6 +102,8 @@ private:
         if (!parent && part.encoding() != TransferEncoding::Base64)
             octets.truncate(withoutLineEnd(octets).size());
         QByteArray charset = part.charset();
+        if (m_parts.charset.isEmpty())
+            m_parts.charset = charset;
         m_bodyParent = parent;
         if (part.isType("text", "html")) {
             if (charset.isEmpty() || charset.compare("us-ascii", Qt::CaseInsensitive) == 0)

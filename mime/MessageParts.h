@@ -40,6 +40,7 @@ private:
 /// What a reader sees of a message.
 struct MessageParts {
     QString contentType; ///< of the whole message, "type/subtype" as written; "text/plain" when unreadable
+    QByteArray charset;  ///< label of the first body
     QString text;
     QString html;
     QList<MimeAttachment> attachments;

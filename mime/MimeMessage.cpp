@@ -40,9 +40,9 @@ MimeMessage::MimeMessage(QByteArray octets)
     const auto source = std::make_shared<const QByteArray>(std::move(octets));
     const qsizetype start = rubbishInFront(*source);
     const HeaderFields header(QByteArrayView(*source).sliced(start));
+    m_parts = collectParts(source, start);
     readTop(header);
     readRecipients(header);
-    m_parts = collectParts(source, start);
 }
 
 MimeMessage MimeMessage::readPlainly(QByteArray octets)
@@ -64,8 +64,8 @@ void MimeMessage::readTop(const HeaderFields &header)
     QByteArray raw;
     for (const HeaderField &field : header.all())
         raw += field.value;
-    m_isGbk = isUnlabelledGbk(raw);
-    m_subject = decodeHeaderText(header.value("Subject"), m_isGbk);
+    m_rawCharset = charsetOfHeader(raw, m_parts.charset);
+    m_subject = decodeHeaderText(header.value("Subject"), m_rawCharset);
     m_date = parseMailDate(header.value("Date"));
     for (const char *name : {"X-Priority", "Importance", "X-MSMail-Priority", "Priority"}) {
         if (const std::optional<int> priority = priorityOf(header.value(name))) {
@@ -75,7 +75,7 @@ void MimeMessage::readTop(const HeaderFields &header)
     }
     for (const char *name : {"From", "Sender"}) {
         for (const QByteArrayView value : header.values(name)) {
-            const QList<Mailbox> mailboxes = parseMailboxes(value, m_isGbk);
+            const QList<Mailbox> mailboxes = parseMailboxes(value, m_rawCharset);
             if (mailboxes.isEmpty())
                 continue;
             m_fromName = mailboxes.first().name;
@@ -92,7 +92,7 @@ void MimeMessage::readRecipients(const HeaderFields &header)
         for (int kind = 0; kind < 3; ++kind) {
             if (field.name.compare(kinds[kind], Qt::CaseInsensitive) != 0)
                 continue;
-            for (const Mailbox &mailbox : parseMailboxes(field.value, m_isGbk))
+            for (const Mailbox &mailbox : parseMailboxes(field.value, m_rawCharset))
                 m_recipients.append({kind, mailbox.address});
         }
     }

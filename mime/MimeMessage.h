@@ -68,6 +68,6 @@ private:
     QString m_from;
     int m_priority = 3;
     QDateTime m_date;
-    bool m_isGbk = false; // the raw octets of the header
+    QByteArray m_rawCharset; // of octets in the header that stand there as they are
     MessageParts m_parts;
 };

@@ -10,14 +10,14 @@ namespace
 {
 
 /// The first field that can be read, for some programs write two.
-ContentField contentTypeField(const HeaderFields &header)
+ContentField contentTypeField(const HeaderFields &header, QByteArrayView rawCharset)
 {
     for (const QByteArrayView value : header.values("Content-Type")) {
-        ContentField field(value);
+        ContentField field(value, rawCharset);
         if (field.isMediaType())
             return field;
     }
-    return ContentField(header.value("Content-Type"));
+    return ContentField(header.value("Content-Type"), rawCharset);
 }
 
 QByteArrayView withoutBlanksBehind(QByteArrayView line)
@@ -32,6 +32,8 @@ QByteArrayView withoutBlanksBehind(QByteArrayView line)
 QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsizetype most)
 {
     QList<QByteArrayView> parts;
+    if (boundary.isEmpty())
+        return parts;
     const QByteArray mark = "--" + boundary;
     qsizetype start = -1; // of the part that is open
     qsizetype at = 0;
@@ -57,14 +59,30 @@ QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsi
     return parts;
 }
 
+/// What a body is divided by whose header names no boundary, or the wrong one: "--" and more in front of a part's header.
+QByteArray boundaryIn(QByteArrayView body)
+{
+    qsizetype lineAt = 0;
+    for (qsizetype next = 0; next < body.size(); lineAt = next) {
+        const QByteArrayView line = withoutBlanksBehind(firstLine(body.sliced(lineAt)));
+        next = lineAt + firstLine(body.sliced(lineAt)).size();
+        if (line.size() > 2 && line.startsWith("--") &&
+            body.sliced(next)
+                    .first(qMin<qsizetype>(body.size() - next, 8))
+                    .compare("Content-", Qt::CaseInsensitive) == 0)
+            return line.sliced(2).toByteArray();
+    }
+    return {};
+}
+
 } // namespace
 
-MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField)
+MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField, QByteArrayView rawCharset)
     : m_header(octets),
       m_body(octets.sliced(m_header.bodyAt())),
-      m_type(contentTypeField(m_header)),
+      m_type(contentTypeField(m_header, rawCharset)),
       m_typeWithoutField(std::move(typeWithoutField)),
-      m_disposition(m_header.value("Content-Disposition")),
+      m_disposition(m_header.value("Content-Disposition"), rawCharset),
       m_encoding(transferEncodingOf(m_header.value("Content-Transfer-Encoding")))
 {
 }
@@ -102,5 +120,6 @@ QByteArray MimePart::decodedBody() const
 QList<QByteArrayView> MimePart::children(qsizetype most) const
 {
     const QByteArray boundary = withoutBlanksBehind(m_type.parameter("boundary").toUtf8()).toByteArray();
-    return boundary.isEmpty() ? QList<QByteArrayView>() : split(m_body, boundary, most);
+    const QList<QByteArrayView> parts = split(m_body, boundary, most);
+    return parts.isEmpty() ? split(m_body, boundaryIn(m_body), most) : parts;
 }

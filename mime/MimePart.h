@@ -12,7 +12,9 @@
 class MimePart
 {
 public:
-    explicit MimePart(QByteArrayView octets, QByteArray typeWithoutField = "text/plain");
+    /// rawCharset: of octets in its header that stand there as they are.
+    explicit MimePart(QByteArrayView octets, QByteArray typeWithoutField = "text/plain",
+                      QByteArrayView rawCharset = {});
 
     [[nodiscard]] const HeaderFields &header() const { return m_header; }
     /// Behind the header, undecoded.
@@ -30,7 +32,7 @@ public:
     [[nodiscard]] QString fileName() const;
     /// The body with its transfer encoding undone.
     [[nodiscard]] QByteArray decodedBody() const;
-    /// The octets of each part of a multipart, at most that many. Empty when its boundary never occurs.
+    /// The octets of each part of a multipart, at most that many. Empty when no boundary occurs.
     [[nodiscard]] QList<QByteArrayView> children(qsizetype most) const;
 
 private:

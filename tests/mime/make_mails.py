@@ -117,6 +117,9 @@ mail("utf8-words-cut-in-a-character", head(word("utf-8", split[:4]) + b"\n\t" + 
                                            more=plain(b"utf-8")) + b"x\n", subject="会议通知", body="x")
 mail("raw-gbk-headers", head("原始标题誠".encode("gbk"), "\"張乗,經理\" <zhang@example.com>".encode("gbk"), plain(b"")) + b"x\n",
      subject="原始标题誠", fromName="張乗,經理", body="x")
+mail("raw-headers-in-the-charset-of-the-text", head("測試".encode("big5"), "許三 <zhang@example.com>".encode("big5"), multipart(
+    b"mixed", b"b", plain(b"big5") + b"x", attachment("Content-Type: a/b; name=許.zip\n".encode("big5"), ZIP))),
+     subject="測試", fromName="許三", contentType="multipart/mixed", body="x", attachments=[("許.zip", "a/b", ZIP)])
 mail("raw-utf8-headers", head("原始标题".encode(), "张三 <zhang@example.com>".encode(), plain(b"")) + b"x\n", subject="原始标题",
      body="x")
 mail("words-beside-text", head(b"Re: " + word("gb2312", "回复") + b" (" + word("utf-8", "你好") + b") =?broken", more=plain(b"")) +
@@ -237,13 +240,17 @@ mail("bare-line-feeds", (head(more=multipart(b"mixed", b"m", plain(b"gbk") + "�
 mail("nul-octets", head(b"a\0b", more=plain(b"gbk")) + b"c\0d\n", subject="a b", body="c\ufffdd")
 mail("boundary-never-occurs", head(more=b"Content-Type: multipart/mixed; boundary=gone\n\njust text\n--other\nmore\n"),
      contentType="multipart/mixed", body="just text\r\n--other\r\nmore")
+mail("boundary-is-not-named", head(more=b"Content-Type: multipart/mixed\n\n--b\n" + plain(b"") + b"x\n--b\n"
+     b"Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html; charset=iso-8859-2 (Polish)\n\n\xb1\n--b--\n"),
+     contentType="multipart/mixed", body="x", html="ą")
 mail("cut-inside-an-attachment", head(more=b"Content-Type: multipart/mixed; boundary=m\n\n--m\n" + plain(b"") +
      b"x\n--m\nContent-Type: application/zip; name=b.zip\nContent-Transfer-Encoding: base64\n\nUEsDBA"),
      contentType="multipart/mixed", body="x", attachments=[("b.zip", "application/zip", b"PK\x03\x04")])
 mail("cut-inside-the-header", b"From: a@b.cn\nTo: li@exam", subject="", fromName="", sender="a@b.cn", date="", recipients=[[0, "li@exam"]])
 mail("base64-label-on-text", head(more=plain(b"gbk", b"base64")) + "这不是编码, it is plain text.\n".encode("gbk"),
      body="这不是编码, it is plain text.\r\n")
-mail("broken-quoted-printable", head(more=plain(b"utf-8", b"quoted-printable")) + b"a=ZZ=4\n=E4=BD=A0 100=\n", body="a=ZZ=4\r\n你 100")
+mail("broken-quoted-printable", head(more=plain(b"utf-8", b"quoted-printable")) + b"a=ZZ=4\n=E4= \t\n=BD=A0 100=\n",
+     body="a=ZZ=4\r\n你 100")
 mail("unknown-transfer-encoding", head(more=plain(b"gbk", b"x-zip")) + "原样\n".encode("gbk"), body="原样")
 mail("headerless", b"no header at all\nsecond line\n", subject="", fromName="", sender="", date="", recipients=[],
      body="no header at all\r\nsecond line")
@@ -254,6 +261,10 @@ mail("mbox-separator-in-front", b"From zhang@example.com Tue Mar  5 10:04:06 202
 mail("base64-with-footer", head(more=plain(b"gbk", b"base64")) + b64("正文\r\n".encode("gbk")) + b"\n--\nA mailing list\n",
      body="正文\r\n--\r\nA mailing list\r\n")
 mail("base64-with-stray-octets", head(more=plain(b"gbk", b"base64")) + b"1f3O*xM/7wcu\n6xw==!\n", body="正文消了呵")
+mail("base64-of-files-in-a-bad-state", head(more=multipart(b"mixed", b"b", *(
+    b"Content-Type: application/zip; name=b.zip\nContent-Transfer-Encoding: base64\n\n" + octets
+    for octets in (b"UEsD BA==", b"(file:)\nUEsD\n--\nBA==", b"\xff\xfe")))), contentType="multipart/mixed",
+     attachments=[("b.zip", "application/zip", octets) for octets in (b"PK\x03\x04", b"PK\x03\x04", b"\xff\xfe")])
 mail("type-without-subtype", head(more=b"Content-Type: text; charset=gbk\n\n") + "正文\n".encode("gbk"), body="正文")
 mail("first-of-two-types", head(more=b"Content-Type: text/plain; charset=gbk\nContent-Type: application/pdf; name=a.pdf\n\n") +
      "正文\n".encode("gbk"), body="正文")
@@ -274,9 +285,11 @@ mail("names-in-pieces-and-paths", head(more=multipart(
                b"\n filename*0*=utf-8''%E6%8A%A5\n", b"1"),
     attachment(b"Content-Type: application/zip; name=\"a \\\"b\\\".zip\"\n", b"2"),
     attachment(b"Content-Type: application/zip\nContent-Disposition: attachment; filename=\"D:\\docs\\a.doc\"\n", b"3"),
-    attachment(b"Content-Type: application/zip; name=" + b"n" * 300 + b".tar.zip\n", b"4"))), contentType="multipart/mixed",
+    attachment(b"Content-Type: application/zip; name=" + b"n" * 300 + b".tar.zip\n", b"4"),
+    attachment(b"Content-Disposition: filename*0=\"=?utf-8?B?5oql\";\n filename*1=\"5ZGKLmRvYw==?=\"\nContent-Type: a/b\n", b"5"))),
+     contentType="multipart/mixed",
      attachments=[("报告.doc", "application/zip", b"1"), ("a b.zip", "application/zip", b"2"), ("a.doc", "application/zip", b"3"),
-                  ("n" * 196 + ".zip", "application/zip", b"4")])
+                  ("n" * 196 + ".zip", "application/zip", b"4"), ("报告.doc", "a/b", b"5")])
 
 
 for name, octets, label, text in (
@@ -309,6 +322,7 @@ DATED = b"From: a@b.cn\nTo: li@example.com\nSubject: d\nDate: %s\n\nx\n"
 for number, (date, utc) in enumerate((
         (b"5 Mar 2024 10:00 GMT+08:00", "2024-03-05T02:00:00Z"), (b"5-Mar-24 10:04:60 EST", "2024-03-05T15:04:59Z"),
         (b"Tue Mar  5 10:04:06 CST 2024", "2024-03-05T16:04:06Z"), (b"2024-03-05T10:04:06.5+08:00", "2024-03-05T02:04:06Z"),
+        (b"2024/3/5 10:04 PM +0800", "2024-03-05T14:04:00Z"), (b"5 Mar 2024 12:04:06 am Z", "2024-03-05T00:04:06Z"),
         (b"Tue (a (b)),5 March 124 1:4:6+0800", "2024-03-04T17:04:06Z"), (b"Tue, 5 Mar 99999 10:04:06 +0800", ""),
         (b"Tue, 31 Feb 2024 10:04:06 +0800", ""), (b"Tue, 5 Mar 1601 10:04:06 +0000", ""))):
     mail("date-%d" % number, DATED % date, subject="d", fromName="", sender="a@b.cn", date=utc, body="x")
