@@ -2,28 +2,35 @@
 
 #include "tests/support/Loopback.h"
 
-#include <algorithm>
-#include <array>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/eventfd.h>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <future>
 #include <sys/socket.h>
-#include <unistd.h>
+
+namespace
+{
+constexpr int waitMs = 10; // until the end is looked for again
+}
 
 ScriptedPop3Server::ScriptedPop3Server(const Script &script)
 {
     become(script);
-    m_wakeUp = ::eventfd(0, EFD_CLOEXEC);
-    m_port = listenOnLoopback(m_listener);
-    m_thread = std::thread([this] { run(); });
+    std::promise<int> port;
+    m_thread = std::thread([this, &port] {
+        QTcpServer listener;
+        port.set_value(listenOnLoopback(listener));
+        run(listener);
+    });
+    m_port = port.get_future().get();
 }
 
 ScriptedPop3Server::~ScriptedPop3Server()
 {
-    ::eventfd_write(m_wakeUp, 1);
+    m_isEnding = true;
+    QTcpSocket wakeUp;
+    wakeUp.connectToHost(QHostAddress::LocalHost, quint16(m_port));
+    wakeUp.waitForConnected();
     m_thread.join();
-    ::close(m_wakeUp);
 }
 
 void ScriptedPop3Server::become(const Script &script)
@@ -32,33 +39,22 @@ void ScriptedPop3Server::become(const Script &script)
     m_next = std::make_shared<const Script>(script);
 }
 
-/// False when the server is to end.
-bool ScriptedPop3Server::waitFor(int fd, short events, std::chrono::milliseconds most) const
+void ScriptedPop3Server::run(QTcpServer &listener)
 {
-    std::array waits{pollfd{m_wakeUp, POLLIN, 0}, pollfd{fd, events, 0}};
-    ::poll(waits.data(), waits.size(), static_cast<int>(most.count()));
-    return waits[0].revents == 0;
-}
-
-void ScriptedPop3Server::run()
-{
-    const auto listener = static_cast<int>(m_listener.socketDescriptor());
-    while (waitFor(listener, POLLIN)) {
-        m_line = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    while (listener.waitForNewConnection(-1) && !m_isEnding) {
+        const std::unique_ptr<QTcpSocket> line(listener.nextPendingConnection());
+        line->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        m_line = line.get();
         ++m_connections;
         m_script = copyOf(m_next);
         serve();
-        ::close(m_line);
     }
 }
 
 void ScriptedPop3Server::serve()
 {
-    m_input.clear();
     m_marked.clear();
     m_isClosing = m_isHanging = false;
-    const int on = 1;
-    ::setsockopt(m_line, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     QByteArray line = "GREETING";
     do {
         const QByteArray verb = line.split(' ').first().toUpper();
@@ -67,31 +63,27 @@ void ScriptedPop3Server::serve()
         if (!m_isHanging && !answer(line))
             return;
         if (m_script->onlyGreets) {
-            ::shutdown(m_line, SHUT_WR);
+            ::shutdown(static_cast<int>(m_line->socketDescriptor()), SHUT_WR);
             m_isHanging = true;
         }
     } while (!m_isClosing && readLine(line));
 }
 
+bool ScriptedPop3Server::isOver() const
+{
+    return m_isEnding || m_line->state() != QAbstractSocket::ConnectedState;
+}
+
 bool ScriptedPop3Server::readLine(QByteArray &line)
 {
-    std::array<char, 4096> octets{};
-    qsizetype end = m_input.indexOf('\n');
-    while (end < 0) {
-        if (!waitFor(m_line, POLLIN))
+    while (!m_line->canReadLine()) {
+        if (!m_line->waitForReadyRead(waitMs) && isOver())
             return false;
-        const ssize_t got = ::recv(m_line, octets.data(), octets.size(), 0);
-        if (got <= 0)
-            return false;
-        m_input.append(octets.data(), got);
-        end = m_input.indexOf('\n');
     }
-    line = m_input.left(end).trimmed();
-    m_input.remove(0, end + 1);
-    if (m_script->dropsEarlyInput &&
-        waitFor(-1, 0, std::chrono::milliseconds(5))) { // time for what is sent together
-        static_cast<void>(::recv(m_line, octets.data(), octets.size(), MSG_DONTWAIT));
-        m_input.clear();
+    line = m_line->readLine().trimmed();
+    if (m_script->dropsEarlyInput) {
+        m_line->waitForReadyRead(5); // time for what is sent together
+        m_line->readAll();
     }
     const std::lock_guard lock(m_mutex);
     if (!m_isHanging)
@@ -163,7 +155,6 @@ bool ScriptedPop3Server::authenticate(const QByteArrayList &words)
 bool ScriptedPop3Server::login(const QByteArray &way)
 {
     const bool isRefused = m_script->refusedWays.contains(way);
-    m_isClosing = isRefused && m_script->hangUpAfterRefusedLogin;
     return say(isRefused ? m_script->refusal : "+OK welcome");
 }
 
@@ -186,21 +177,23 @@ bool ScriptedPop3Server::send(QByteArray octets)
 {
     if (m_script->bareLineFeeds)
         octets.replace("\r\n", "\n");
-    while (!octets.isEmpty()) {
-        const qint64 allowed = m_wasCut ? octets.size() : m_script->cutAfterOctets - m_sentOctets;
-        m_wasCut = m_wasCut || allowed <= 0;
-        const bool goesOn = m_isDripping ? waitFor(-1, 0, m_script->drip) : waitFor(m_line, POLLOUT);
-        if (allowed <= 0 || !goesOn)
-            return false;
-        const qint64 piece = m_isDripping ? 1 : std::min<qint64>(octets.size(), allowed);
-        const ssize_t sent =
-            ::send(m_line, octets.constData(), static_cast<size_t>(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0)
-            return false;
-        m_sentOctets += sent;
-        octets.remove(0, sent);
+    const qint64 allowed = m_script->cutAfterOctets - m_sentOctets;
+    const bool isCut = !m_wasCut && octets.size() > allowed;
+    if (isCut)
+        octets.truncate(allowed);
+    m_wasCut = m_wasCut || isCut;
+    m_sentOctets += octets.size();
+    const qsizetype piece = m_isDripping ? 1 : octets.size();
+    for (qsizetype at = 0; at < octets.size(); at += piece) {
+        if (m_isDripping)
+            std::this_thread::sleep_for(m_script->drip);
+        m_line->write(octets.sliced(at, piece));
+        while (m_line->bytesToWrite() > 0) {
+            if (!m_line->waitForBytesWritten(waitMs) && isOver())
+                return false;
+        }
     }
-    return true;
+    return !isCut;
 }
 
 QByteArrayList numberedMails(int count)

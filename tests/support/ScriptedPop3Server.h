@@ -4,13 +4,15 @@
 #include <QByteArrayList>
 #include <QList>
 #include <QSet>
-#include <QTcpServer>
 #include <atomic>
 #include <chrono>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <thread>
+
+class QTcpServer;
+class QTcpSocket;
 
 /// A POP3 server on a loopback port that behaves as badly as its script says. It serves one connection at a
 /// time on a thread of its own; deletions take effect at QUIT.
@@ -39,7 +41,6 @@ public:
         qint64 cutAfterOctets = std::numeric_limits<qint64>::max();
         bool knowsCapa = true;
         bool pipelining = false;
-        bool hangUpAfterRefusedLogin = false;
         bool knowsUidl = true;
         bool onlyGreets = false;      ///< ends its side of the line with the greeting
         bool bareLineFeeds = false;   ///< ends lines with LF only
@@ -69,10 +70,9 @@ private:
         const std::lock_guard lock(m_mutex);
         return shared;
     }
-    void run();
+    void run(QTcpServer &listener);
     void serve();
-    [[nodiscard]] bool waitFor(int fd, short events,
-                               std::chrono::milliseconds most = std::chrono::milliseconds(-1)) const;
+    [[nodiscard]] bool isOver() const;
     // False when the connection is over.
     bool readLine(QByteArray &line);
     bool answer(const QByteArray &line);
@@ -82,8 +82,7 @@ private:
     bool sayContent(const QByteArray &content);
     bool send(QByteArray octets);
 
-    QTcpServer m_listener;
-    int m_wakeUp = -1; // readable when the server is to end
+    std::atomic<bool> m_isEnding = false;
     int m_port = 0;
     std::atomic<int> m_connections = 0;
     qint64 m_sentOctets = 0;
@@ -95,8 +94,7 @@ private:
 
     // Of the connection that is served.
     std::shared_ptr<const Script> m_script;
-    int m_line = -1;
-    QByteArray m_input;
+    QTcpSocket *m_line = nullptr;
     bool m_isClosing = false;
     bool m_isHanging = false;
     bool m_isDripping = false;
