@@ -111,12 +111,10 @@ void ModemAtWork::handle()
     m_received += message;
     m_last = message;
     const QString fate = m_fates.isEmpty() ? u"Handled"_s : m_fates.takeFirst();
-    if (fate == u"Wait")
-        m_control->settle(MessageFate::Wait);
-    else if (fate == u"Refused")
-        m_control->settle(MessageFate::Refused);
-    else if (fate != u"-")
-        m_control->settle(MessageFate::Handled);
+    static const QHash<QString, MessageFate> fates{{u"Wait"_s, MessageFate::Wait},
+                                                   {u"Refused"_s, MessageFate::Refused}};
+    if (fate != u"-")
+        m_control->settle(fates.value(fate, MessageFate::Handled));
     if (fate == u"Close")
         static_cast<void>(m_control->close());
 }

@@ -29,21 +29,16 @@ class TpduTest : public QObject
     Q_OBJECT
 
 private slots:
-    void delivers_data()
-    {
-        QTest::addColumn<QStringList>("fields");
-        for (const Transcript &vector : readTranscripts(QStringLiteral(DELIVER_VECTORS)))
-            QTest::newRow(qPrintable(vector.name)) << vector.steps;
-    }
+    void delivers_data() { addTranscripts({QStringLiteral(DELIVER_VECTORS)}); }
     void delivers()
     {
-        QFETCH(QStringList, fields);
-        const QByteArray octets = raw(fields[0]);
+        QFETCH(QStringList, steps);
+        const QByteArray octets = raw(steps[0]);
         const auto deliver = std::get<SmsDeliver>(decodeReceived(octets));
-        QCOMPARE(deliver.oa.display(), fields[1]);
-        QCOMPARE(placeOf(deliver), fields[2]);
-        QCOMPARE(deliver.ud, fields[3]);
-        const QString time = fields.value(4);
+        QCOMPARE(deliver.oa.display(), steps[1]);
+        QCOMPARE(placeOf(deliver), steps[2]);
+        QCOMPARE(deliver.ud, steps[3]);
+        const QString time = steps.value(4);
         if (!time.isEmpty())
             QCOMPARE(deliver.scts.isValid() ? deliver.scts.toUTC().toString(u"yyyy-MM-ddTHH:mm:ss") : u"-"_s,
                      time);

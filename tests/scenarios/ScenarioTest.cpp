@@ -29,40 +29,36 @@ struct Scenario {
     bool isFirstCase = true; ///< what every database is tried with, as a rule; the others on SQLite
 };
 
-/// The values of one case, by placeholder.
-using Values = QList<std::pair<QString, QString>>;
-
-QString replaced(QString text, const Values &values)
-{
-    for (const auto &[placeholder, value] : values)
-        text.replace(placeholder, value);
-    return text;
-}
-
-QList<QStringList> rowsOf(const QString &line, const Values &values)
-{
-    const QString row = replaced(line, values);
-    if (!line.startsWith(u'<') || !line.endsWith(u'>') || line.count(u'<') > 1)
-        return {cellsOf(row)};
-    QList<QStringList> rows;
-    if (row != u"-")
-        for (const QString &part : row.split(u" / "_s))
-            rows += cellsOf(unquoted(part));
-    return rows;
-}
-
-Scenario scenarioOf(const QString &name, const QList<TextLine> &lines, const Values &values)
+Scenario scenarioOf(const QString &name, const QList<TextLine> &lines)
 {
     Scenario scenario{name, {}, {}};
     for (const auto &[number, text] : lines) {
         if (text.startsWith(u' '))
-            scenario.steps.last().rows += rowsOf(text.trimmed(), values);
+            scenario.steps.last().rows += cellsOf(text.trimmed());
         else if (text.startsWith(u"on "))
             scenario.place = text;
         else
-            scenario.steps += {replaced(text, values), {}, number};
+            scenario.steps += {text, {}, number};
     }
     return scenario;
+}
+
+/// The lines with a case's values in place of the columns' names.
+QList<TextLine> filledIn(const QList<TextLine> &lines, const QStringList &columns, const QStringList &values)
+{
+    static const QRegularExpression placeholderAlone(u"^ *<[^<]*>$"_s);
+    QList<TextLine> filled;
+    for (const auto &[number, line] : lines) {
+        QString text = line;
+        for (qsizetype i = 1; i < columns.size(); ++i)
+            text.replace(u'<' + columns[i] + u'>', values[i]);
+        if (!line.contains(placeholderAlone))
+            filled += {number, text};
+        else if (text.trimmed() != u"-")
+            for (const QString &row : text.trimmed().split(u" / "_s))
+                filled += {number, line.section(u'<', 0, 0) + (row.contains(u'|') ? unquoted(row) : row)};
+    }
+    return filled;
 }
 
 /// A block's scenarios: one, or one of each case.
@@ -72,17 +68,14 @@ QList<Scenario> scenariosOf(const QString &name, const QList<TextLine> &lines)
     const auto head = std::find_if(lines.cbegin(), lines.cend(), isHead);
     const QList<TextLine> steps = lines.first(head - lines.cbegin());
     if (head == lines.cend())
-        return {scenarioOf(name, steps, {})};
+        return {scenarioOf(name, steps)};
     QList<Scenario> scenarios;
     const QStringList columns = cellsOf(head->text.section(u": "_s, 1));
     for (auto line = head + 1; line != lines.cend(); ++line) {
         const QStringList cells = cellsOf(line->text.trimmed());
         if (cells.size() != columns.size())
             throw Fault(u"%1: %2 cells in \"%3\""_s.arg(name).arg(cells.size()).arg(line->text));
-        Values values;
-        for (qsizetype i = 1; i < columns.size(); ++i)
-            values += {u'<' + columns[i] + u'>', cells[i]};
-        scenarios += scenarioOf(name + u", "_s + cells[0], steps, values);
+        scenarios += scenarioOf(name + u", "_s + cells[0], filledIn(steps, columns, cells));
         scenarios.last().isFirstCase = line == head + 1;
     }
     return scenarios;
@@ -121,7 +114,6 @@ QList<Scenario> readScenarios(const QString &fileName)
 ///   mailbox USER: FILE ...         the user has an account with these mails
 ///   oa STATEMENT                   anything else that the OA system does
 ///   at question N, STATEMENT       ... when a pass asks for the Nth time whether it shall end; "stop": it shall
-///   stop N                         the operator asks, once the modem has sent N messages
 ///   refuse EVENT TABLE [COLUMN=VALUE]    the database refuses to insert, update or delete; on SQLite "ignore" too
 ///   allow                          it does not any more
 ///   advance SECONDS                the clock
@@ -157,8 +149,6 @@ public:
             m_office.oa(rest);
         else if (verb == u"at")
             atQuestion(rest.section(u' ', 1).section(u',', 0, 0).toInt(), rest.section(u", "_s, 1));
-        else if (verb == u"stop")
-            m_office.console.stopWhen = [this, rest] { return sent().size() == rest.toInt(); };
         else if (verb == u"refuse" || verb == u"ignore")
             m_office.refuse(rest.section(u' ', 0, 0), rest.section(u' ', 1, 1),
                             rest.section(u' ', 2).section(u'=', 0, 0), rest.section(u'=', 1),

@@ -108,22 +108,22 @@ QString cell(const char *column)
     return row->value(QString::fromLatin1(column));
 }
 
-QList<Transcript> readTranscripts(const QString &fileName)
+void addTranscripts(const QStringList &fileNames)
 {
-    QList<std::pair<QRegularExpression, QString>> words;
-    QList<Transcript> transcripts;
-    for (QString line : logicalLines(fileName)) {
-        for (const auto &[word, meaning] : words)
-            line.replace(word, meaning);
-        if (line.startsWith(u"word "_s)) {
-            const QString word = line.section(u' ', 1, 1);
-            const QString meaning = line.section(u" = "_s, 1).replace(u'\\', u"\\\\"_s);
-            words += {QRegularExpression(u"\\b%1\\b"_s.arg(word)), meaning};
-            continue;
+    QTest::addColumn<QStringList>("steps");
+    for (const QString &fileName : fileNames) {
+        QList<std::pair<QRegularExpression, QString>> words;
+        for (QString line : logicalLines(fileName)) {
+            for (const auto &[word, meaning] : words)
+                line.replace(word, meaning);
+            const QString name = line.section(u": "_s, 0, 0);
+            const QString steps = line.section(u": "_s, 1).replace(u'\'', u'"');
+            if (line.startsWith(u"word "_s))
+                words += {QRegularExpression(u"\\b%1\\b"_s.arg(line.section(u' ', 1, 1))),
+                          line.section(u" = "_s, 1).replace(u'\\', u"\\\\"_s)};
+            else
+                QTest::addRow("%s: %s", qPrintable(QFileInfo(fileName).baseName()), qPrintable(name))
+                    << withRepetitions(steps).split(u" / "_s);
         }
-        const QString steps = line.section(u": "_s, 1).replace(u'\'', u'"');
-        transcripts += {QFileInfo(fileName).baseName() + u": "_s + line.section(u": "_s, 0, 0),
-                        withRepetitions(steps).split(u" / "_s)};
     }
-    return transcripts;
 }
