@@ -119,6 +119,7 @@ QList<Scenario> readScenarios(const QString &fileName)
 ///   advance SECONDS                the clock
 ///   set NAME=VALUE                 a setting of the server's own
 ///   held LOCK                      another server holds this lock; without a name it lets go
+///   beside several|alone           another server works on the database in this way; without a word it has ended
 class Play
 {
 public:
@@ -156,9 +157,11 @@ public:
         else if (verb == u"allow")
             m_office.allowAll();
         else if (verb == u"set")
-            m_office.set(rest.section(u'=', 0, 0), rest.section(u'=', 1));
+            m_office.set(rest.section(u'=', 0, 0), cellText(rest.section(u'=', 1)));
         else if (verb == u"held")
             holdElsewhere(rest);
+        else if (verb == u"beside")
+            workBeside(rest);
         else if (verb == u"advance")
             m_office.clock.advanceSeconds(rest.toInt());
         else
@@ -275,6 +278,15 @@ private:
         m_lock.emplace(m_otherServer);
         if (!m_lock->tryTake(lock))
             throw Fault(lock + u" is held"_s);
+    }
+    void workBeside(const QString &way)
+    {
+        m_otherServer.close();
+        if (way.isEmpty())
+            return;
+        m_otherServer.open(m_office.connectString());
+        if (!m_otherServer.takePlace(way == u"several"))
+            throw Fault(u"there is no place beside this server"_s);
     }
 
     Office &m_office;

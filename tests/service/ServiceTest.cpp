@@ -1,6 +1,5 @@
 #include "service/Service.h"
 #include "foundation/Settings.h"
-#include "tests/support/LockTable.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedBoxes.h"
 #include "tests/support/SimulatorProcess.h"
@@ -139,42 +138,6 @@ private slots:
                  QStringList({u"state open ticking 正在运行..."_s, u"state closed ticking 正在运行..."_s,
                               u"work ended closed still 正在运行...准备就绪"_s,
                               u"ended closed still 服务未启动...准备就绪"_s}));
-    }
-
-    void whoDoesNotFitBesideOthersWaits_data()
-    {
-        addRows(uR"(
-            case                    | ours    | theirs  | log
-            alone beside several    |         | several | 短信服务器共用数据库失败：该数据库由其他短信服务器使用，本服务器没有设置 Servers=several，暂不工作
-            several beside one alone | several |        | 短信服务器共用数据库失败：该数据库由一个没有设置 Servers=several 的短信服务器使用，本服务器暂不工作
-            )"_s);
-    }
-    void whoDoesNotFitBesideOthersWaits()
-    {
-        LockTable locks;
-        Connection other;
-        locks.lendTo(other);
-        other.open(m_office->connectString());
-        QVERIFY(other.takePlace(!cell("theirs").isEmpty()));
-        locks.lendTo(m_office->session.Conn());
-        const SimulatorProcess modem;
-        m_device = modem.devicePath();
-        m_office->configure(u"+8613800100500"_s, u"3"_s, u"60"_s);
-        m_office->registry.write(Settings::pathOf(u"Servers"_s), cell("ours"));
-        m_office->add(u"SMS_Queues"_s, u"SOAID, ToMB, MsgContent, MsgStatus"_s, {u"-1|13800000001|x|0"_s});
-        int ticks = 0;
-        connect(timer(u"TSend"_s), &QTimer::timeout, this, [&ticks] { ++ticks; });
-        m_service->start();
-        timer(u"TSend"_s)->setInterval(0);
-        QTRY_VERIFY(ticks > 2);
-        QCOMPARE(takeLog(), QStringList({u"成功连接数据库"_s, u"连接 COM3端口成功！"_s, cell("log")}));
-        QCOMPARE(m_office->table(u"SMS_Queues"_s, u"MsgStatus"_s), QStringList(u"0"_s));
-        other.close();
-        QTRY_COMPARE(m_office->table(u"SMS_Queues"_s, u"MsgStatus"_s), QStringList(u"8"_s));
-        QCOMPARE(takeLog(), QStringList(u"短信服务器共用数据库恢复正常"_s));
-        m_service->stop();
-        QCOMPARE(takeLog(), QStringList(u"释放 COM3端口成功！"_s));
-        m_office->session.Conn().close();
     }
 
     void unattendedItSaysOnceThatItTriesAndOnceThatItHasSucceeded()
