@@ -156,19 +156,20 @@ void Collector::noteEnd(const CollectorProtocol::AccountEnds &account)
         return;
     }
     const std::chrono::milliseconds now = m_clock.steady();
-    Unemptied known = m_unemptied.value(account.accountKey, {now, now});
-    known.lastTold = now;
-    m_unemptied.insert(account.accountKey, known);
-    if (now - known.since >= untold && !m_faults.isFailing(task))
+    const auto known = m_unemptied.constFind(account.accountKey);
+    const auto since = known == m_unemptied.cend() ? now : known->since;
+    m_unemptied.insert(account.accountKey, {account.mailbox, account.cause, since, now});
+    if (now - since >= untold && !m_faults.isFailing(task))
         m_faults.failed(task, account.cause);
 }
 
-std::chrono::milliseconds Collector::oldestMailbox() const
+OldMailbox Collector::oldestMailbox() const
 {
-    std::chrono::milliseconds oldest{0};
-    for (const Unemptied &mailbox : m_unemptied) {
-        if (m_clock.steady() - mailbox.lastTold < forgotten)
-            oldest = std::max(oldest, m_clock.steady() - mailbox.since);
+    const std::chrono::milliseconds now = m_clock.steady();
+    OldMailbox oldest;
+    for (const auto &[mailbox, cause, since, lastTold] : m_unemptied) {
+        if (now - lastTold < forgotten && now - since > oldest.age)
+            oldest = {mailbox, cause, now - since};
     }
     return oldest;
 }

@@ -7,6 +7,13 @@
 #include <QProcess>
 #include <QTimer>
 
+/// A mailbox that was not emptied.
+struct OldMailbox {
+    QString name; ///< for people
+    QString cause;
+    std::chrono::milliseconds age{0};
+};
+
 /// The collector as the service has it: a process of its own for the collection passes, so that no mail and no mail
 /// server can hold up or end the service. Remembers for the run which mails ended such a process, so that the next
 /// one reads them plainly and leaves those on their servers that end it too, and how the logins went. Tells which
@@ -31,8 +38,8 @@ public:
     void pass();
     /// Is one under way?
     [[nodiscard]] bool isCollecting() const { return m_isCollecting; }
-    /// For how long the mailbox was not emptied that waits longest; 0 when all are.
-    [[nodiscard]] std::chrono::milliseconds oldestMailbox() const;
+    /// The one that waits longest to be emptied; its age is 0 when none does.
+    [[nodiscard]] OldMailbox oldestMailbox() const;
     /// Ends the process; what it has not committed is rolled back. Takes two seconds at most.
     void stop();
 
@@ -68,9 +75,10 @@ private:
     CollectorState m_state;                  // grows from pass to pass
     QHash<qint64, int> m_deathsOutsideMails; // by account
 
-    /// A mailbox that was not emptied.
     struct Unemptied {
-        std::chrono::milliseconds since;
+        QString mailbox;
+        QString cause;
+        std::chrono::milliseconds since; ///< on the steady clock
         std::chrono::milliseconds lastTold;
     };
     QHash<qint64, Unemptied> m_unemptied; // by account

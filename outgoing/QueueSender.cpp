@@ -73,17 +73,17 @@ bool QueueSender::beginPass()
     m_lockedNumbers.clear();
     m_begunAt = m_clock.steady();
     m_limits.beginPass();
-    const auto restsUntil = m_limits.restsUntil(1);
-    if (restsUntil)
+    const auto hold = m_limits.hold(1);
+    if (hold)
         m_untried = waitingRows(m_session.Conn());
     else
         readRows();
     m_isPassing = true;
     raisePanel(m_console, Panel::ToSend, m_untried);
     m_console.setPanelText(Panel::Status, m_untried == 0 ? u"准备就绪"_s : u"正在发送..."_s);
-    if (restsUntil && m_untried > 0)
-        m_limits.rest(*restsUntil, m_untried);
-    return m_untried > 0 && !restsUntil;
+    if (hold && m_untried > 0)
+        m_limits.rest(*hold, m_untried);
+    return m_untried > 0 && !hold;
 }
 
 /// In the database's own order; but rows that were tried come last, and where the whole takes longer than a pass or
@@ -113,8 +113,8 @@ bool QueueSender::goOn()
     const auto end = qScopeGuard([this] { releaseLocks(); });
     if (m_console.stopRequested() || !m_tried.mayTry(row.id.toLongLong()))
         return false;
-    if (const auto until = m_limits.restsUntil(smsCount(row.text.toString()))) {
-        m_limits.rest(*until, m_untried);
+    if (const auto hold = m_limits.hold(smsCount(row.text.toString()))) {
+        m_limits.rest(*hold, m_untried);
         return false;
     }
     try {

@@ -35,6 +35,14 @@ std::optional<milliseconds> timeOf(const QByteArray &line, const QByteArray &beg
 
 SendLedger::Found SendLedger::read()
 {
+    const Found found = look();
+    if (!m_sent.empty())
+        replace();
+    return found;
+}
+
+SendLedger::Found SendLedger::look()
+{
     m_sent.clear();
     m_readAt = m_clock->steady();
     m_wallToSteady = wall() - m_readAt;
@@ -62,8 +70,6 @@ SendLedger::Found SendLedger::read()
     placeUnsure();
     if (isTorn && !isDamaged)
         m_sent.push_back(sentNow());
-    if (!m_sent.empty())
-        replace();
     return isDamaged ? Found::Damaged : Found::Intact;
 }
 

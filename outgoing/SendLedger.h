@@ -36,6 +36,8 @@ public:
     /// went, and counts as an SMS of now. A damaged file, and one that was emptied, is begun anew at its worst case:
     /// all the times kept are now. Throws Fault when the file cannot be read or written.
     [[nodiscard]] Found read();
+    /// The same, and writes nothing.
+    [[nodiscard]] Found look();
 
     /// An SMS is about to be handed over. Throws Fault, and it must not go, when it cannot be written.
     void add();

@@ -12,15 +12,23 @@ namespace
 /// Any text up to here is one SMS, in every alphabet.
 constexpr qsizetype surelyOne = 70;
 
-/// The end of the wait for room in a window that holds `limit` SMS, for `parts` more.
-std::optional<milliseconds> roomAt(const SendLedger &ledger, qsizetype limit, milliseconds window,
-                                   qsizetype parts, milliseconds now)
+using Hold = SendLimits::Hold;
+
+constexpr milliseconds windowOf(Hold::By by)
+{
+    return by == Hold::By::Hour ? 1h : 24h;
+}
+
+/// The wait for room in a window that holds `limit` SMS, for `parts` more.
+std::optional<Hold> untilRoom(const SendLedger &ledger, Hold::By by, qsizetype limit, qsizetype parts,
+                              milliseconds now)
 {
     if (limit == 0)
         return std::nullopt;
     const auto sent = ledger.newest(parts > limit ? 1 : limit - parts + 1);
     // A whole window later the old one is out of it.
-    return sent && *sent + window >= now ? std::optional(*sent + window + 1ms) : std::nullopt;
+    return sent && *sent + windowOf(by) >= now ? std::optional(Hold{*sent + windowOf(by) + 1ms, by})
+                                               : std::nullopt;
 }
 
 } // namespace
@@ -39,6 +47,11 @@ void SendLimits::set(const Values &values)
     m_rest.reset();
 }
 
+SendLedger SendLimits::newLedger() const
+{
+    return {m_clock, m_ledgerFile, qMax<qsizetype>(1, qMax(m_values.perHour, m_values.perDay))};
+}
+
 void SendLimits::beginPass()
 {
     if (m_values == Values())
@@ -47,55 +60,65 @@ void SendLimits::beginPass()
         m_ledger->noteClock();
         return;
     }
-    SendLedger ledger(m_clock, m_ledgerFile, qMax<qsizetype>(1, qMax(m_values.perHour, m_values.perDay)));
+    SendLedger ledger = newLedger();
     if (ledger.read() == SendLedger::Found::Damaged)
         m_console.addLogLine(u"发送记录 %1 已损坏，重新开始，并按发送上限已用完计算"_s.arg(m_ledgerFile));
     m_ledger = std::move(ledger);
+}
+
+SendLedger::Found SendLimits::look()
+{
+    if (m_values == Values())
+        return SendLedger::Found::Intact;
+    m_ledger = newLedger();
+    return m_ledger->look();
 }
 
 bool SendLimits::presses(qint64 waiting) const
 {
     if (!m_ledger)
         return false;
-    const auto isTight = [&](qsizetype limit, milliseconds window) {
-        return limit > 0 && (waiting > limit || roomAt(*m_ledger, limit, window, waiting, m_clock.steady()));
+    const auto isTight = [&](Hold::By by, qsizetype limit) {
+        return limit > 0 && (waiting > limit || untilRoom(*m_ledger, by, limit, waiting, m_clock.steady()));
     };
-    return isTight(m_values.perHour, 1h) || isTight(m_values.perDay, 24h);
+    return isTight(Hold::By::Hour, m_values.perHour) || isTight(Hold::By::Day, m_values.perDay);
 }
 
-std::optional<milliseconds> SendLimits::gapEnd() const
-{
-    const auto last = m_ledger ? m_ledger->newest(1) : std::nullopt;
-    if (!last || m_values.gap == 0s || *last + m_values.gap <= m_clock.steady())
-        return std::nullopt;
-    return *last + m_values.gap;
-}
-
-std::optional<milliseconds> SendLimits::restsUntil(qsizetype parts) const
+std::optional<Hold> SendLimits::hold(qsizetype parts) const
 {
     if (!m_ledger)
         return std::nullopt;
     const milliseconds now = m_clock.steady();
+    std::optional<Hold> gap;
+    if (const auto last = m_ledger->newest(1); last && *last + m_values.gap > now)
+        gap = {*last + m_values.gap, Hold::By::Gap};
     // Nothing is less than any end.
-    return std::max({gapEnd(), roomAt(*m_ledger, m_values.perHour, 1h, parts, now),
-                     roomAt(*m_ledger, m_values.perDay, 24h, parts, now)});
+    return std::max({gap, untilRoom(*m_ledger, Hold::By::Hour, m_values.perHour, parts, now),
+                     untilRoom(*m_ledger, Hold::By::Day, m_values.perDay, parts, now)});
 }
 
-void SendLimits::rest(milliseconds until, qint64 waiting)
+SendLimits::Rest SendLimits::restOf(const Hold &hold) const
 {
-    if (gapEnd() == until)
+    const QString limit = hold.by == Hold::By::Day ? u"SendPerDay=%1"_s.arg(m_values.perDay)
+                                                   : u"SendPerHour=%1"_s.arg(m_values.perHour);
+    const QDateTime now = m_clock.now();
+    return {m_rest ? m_rest->since : now, now.addMSecs((hold.until - m_clock.steady()).count()), limit};
+}
+
+void SendLimits::rest(const Hold &hold, qint64 waiting)
+{
+    if (hold.by == Hold::By::Gap)
         return;
     const milliseconds now = m_clock.steady();
-    const QDateTime end = m_clock.now().addMSecs((until - now).count());
     // Room comes back message by message; each is no news.
     const bool isNews = !m_rest || !m_toldAt || now - *m_toldAt >= 1h;
-    m_rest = Rest{m_rest ? m_rest->since : m_clock.now(), end};
+    m_rest = restOf(hold);
     if (!isNews || m_isHeld)
         return;
     m_isHeld = true;
     m_toldAt = now;
     m_console.addLogLine(
-        u"已达发送上限，暂停发送到 %1，等待发送 %2 条"_s.arg(end.toString(u"yyyy-MM-dd HH:mm:ss"_s))
+        u"已达发送上限，暂停发送到 %1，等待发送 %2 条"_s.arg(m_rest->until.toString(u"yyyy-MM-dd HH:mm:ss"_s))
             .arg(waiting));
 }
 
@@ -110,8 +133,7 @@ void SendLimits::count()
 
 std::optional<milliseconds> SendLimits::gapLeft() const
 {
-    const auto end = gapEnd();
-    if (!end || restsUntil(1) != end)
-        return std::nullopt;
-    return std::max(1ms, *end - m_clock.steady());
+    const auto held = hold(1);
+    return held && held->by == Hold::By::Gap ? std::optional(std::max(1ms, held->until - m_clock.steady()))
+                                             : std::nullopt;
 }

@@ -25,14 +25,21 @@ public:
     void set(const Values &values);
     /// A pass begins; the first one with limits reads the ledger. Throws Fault.
     void beginPass();
+    /// Instead of a pass, for a look at what is held back: reads the ledger and writes nothing. Throws Fault.
+    [[nodiscard]] SendLedger::Found look();
 
     /// True when more messages wait than may go now.
     [[nodiscard]] bool presses(qint64 waiting) const;
-    /// When a message of so many SMS may go, on the steady clock; nothing means now. One larger than a limit wants
-    /// that window empty.
-    [[nodiscard]] std::optional<std::chrono::milliseconds> restsUntil(qsizetype parts) const;
+    /// What holds a message back.
+    struct Hold {
+        std::chrono::milliseconds until; ///< on the steady clock
+        enum class By { Gap, Hour, Day } by;
+        auto operator<=>(const Hold &) const = default;
+    };
+    /// Of a message of so many SMS; nothing when it may go. One larger than a limit wants that window empty.
+    [[nodiscard]] std::optional<Hold> hold(qsizetype parts) const;
     /// A message may not go: tells the operator until when, and how many wait, once for each rest (the gap is none).
-    void rest(std::chrono::milliseconds until, qint64 waiting);
+    void rest(const Hold &hold, qint64 waiting);
 
     /// Before the hand-over of an SMS that may go. Throws Fault when it cannot be noted; it must not go then.
     void count();
@@ -46,11 +53,14 @@ public:
     struct Rest {
         QDateTime since;
         QDateTime until;
+        QString limit; ///< as it is set: SendPerHour=100
     };
+    /// Not of the gap.
+    [[nodiscard]] Rest restOf(const Hold &hold) const;
     [[nodiscard]] const std::optional<Rest> &resting() const { return m_rest; }
 
 private:
-    [[nodiscard]] std::optional<std::chrono::milliseconds> gapEnd() const;
+    [[nodiscard]] SendLedger newLedger() const;
 
     const Clock &m_clock;
     OperatorConsole &m_console;

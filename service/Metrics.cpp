@@ -153,7 +153,7 @@ QByteArray Metrics::text(const ServiceState &state, const QDateTime &now) const
     tellQueue(page, state, now);
     page.gauge("sms_oldest_mailbox_seconds",
                "For how long an external mailbox could not be emptied, the longest; 0 when all are.",
-               std::chrono::duration_cast<std::chrono::seconds>(state.oldestMailbox).count());
+               std::chrono::duration_cast<std::chrono::seconds>(state.oldestMailbox.age).count());
     page.gauge("sms_database_up", "1 while the database is connected.", state.isDatabaseUp);
     tellModem(page, state);
     tellPasses(page, state);

@@ -55,9 +55,9 @@ QString simText(const ServiceState &state)
 
 QString mailboxText(const ServiceState &state)
 {
-    if (state.oldestMailbox.count() > 0)
-        return u"最久的一个已有 %1 没有收取干净"_s.arg(
-            lengthText(std::chrono::duration_cast<std::chrono::seconds>(state.oldestMailbox).count()));
+    if (const auto &[name, cause, age] = state.oldestMailbox; age.count() > 0)
+        return u"最久的一个已有 %1 没有收取干净（%2）：%3"_s.arg(
+            lengthText(std::chrono::duration_cast<std::chrono::seconds>(age).count()), name, cause);
     const bool isKnown = state.passes[size_t(ServiceState::Pass::Collect)].lastSuccess.isValid();
     return isKnown ? u"没有未收取干净的"_s : u"不详"_s;
 }
@@ -102,8 +102,8 @@ QString stateText(const ServiceState &state, const QDateTime &now)
     lines += u"SIM 卡："_s + simText(state);
     lines += u"发送队列："_s + queueText(state, now);
     if (state.rest)
-        lines += u"暂停发送：到 %1 为止，达到发送上限（自 %2 起）"_s.arg(timeText(state.rest->until),
-                                                                         timeText(state.rest->since));
+        lines += u"暂停发送：到 %1 为止，达到发送上限 %2（自 %3 起）"_s.arg(
+            timeText(state.rest->until), state.rest->limit, timeText(state.rest->since));
     lines += u"外部邮箱："_s + mailboxText(state);
     for (int pass = 0; pass < ServiceState::passCount; ++pass)
         lines += passName(ServiceState::Pass(pass)) + u"："_s + passText(state.passes[size_t(pass)]);

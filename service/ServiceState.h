@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mailbox/Collector.h"
 #include "modem/ModemStatus.h"
 #include "outgoing/SendLimits.h"
 
@@ -37,8 +38,8 @@ struct ServiceState {
     std::array<PassState, passCount> passes;
     std::optional<bool> isDatabaseUp; ///< nothing before the first try
     QString databaseFailure;
-    std::optional<Queue> queue;                 ///< nothing while the database is away
-    std::chrono::milliseconds oldestMailbox{0}; ///< for how long one could not be emptied
+    std::optional<Queue> queue; ///< nothing while the database is away
+    OldMailbox oldestMailbox;
     std::optional<SendLimits::Rest> rest;
     std::optional<ModemStatus> modem; ///< nothing while its port is closed
     std::optional<qint64> diskFree;   ///< octets, where the least is left for the server's own files

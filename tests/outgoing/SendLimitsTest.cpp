@@ -26,8 +26,8 @@ private:
     {
         m_limits->beginPass();
         for (int sent = 0; sent < most; ++sent) {
-            if (const auto until = m_limits->restsUntil(1)) {
-                m_limits->rest(*until, most - sent);
+            if (const auto hold = m_limits->hold(1)) {
+                m_limits->rest(*hold, most - sent);
                 return sent;
             }
             m_limits->count();
@@ -101,9 +101,9 @@ private slots:
         QVERIFY(!m_limits->presses(3));
         m_limits->count();
         m_limits->count();
-        QVERIFY(m_limits->restsUntil(2));
-        QVERIFY(!m_limits->restsUntil(1));
-        QVERIFY(m_limits->restsUntil(4)); // larger than the limit: an empty hour will do
+        QVERIFY(m_limits->hold(2));
+        QVERIFY(!m_limits->hold(1));
+        QVERIFY(m_limits->hold(4)); // larger than the limit: an empty hour will do
     }
 
     void damage_data()
@@ -128,7 +128,7 @@ private slots:
         restart();
         QCOMPARE(m_office->console.takeLog().filter(u"已损坏"_s).size(), cell("told").toInt());
         QCOMPARE(send(cell("may go").toInt()), cell("may go").toInt());
-        QVERIFY(m_limits->restsUntil(1));
+        QVERIFY(m_limits->hold(1));
         restart(); // whole again
     }
 
