@@ -8,6 +8,7 @@
 #include "foundation/ServiceSettings.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
+#include "outgoing/SendLimits.h"
 #include "service/ConsoleSignals.h"
 
 #include <QFileInfo>
@@ -111,6 +112,30 @@ void checkSettings(const ServerParts &parts, CheckReport &report)
                          u"用 --set 写入"_s);
         else if (name.startsWith("Send"_L1) && name != u"SenderCountryCode" && !plain.isEmpty())
             report.well(u"发送限制 %1=%2"_s.arg(name, plain));
+    }
+}
+
+/// Why a message waits although all is well.
+void checkLimits(const ServerParts &parts, CheckReport &report)
+{
+    const ServiceSettings settings = readServiceSettings(parts.registry);
+    ConsoleSignals nobody(parts.clock);
+    SendLimits limits(parts.clock, nobody, parts.sendLedgerFile);
+    limits.set({settings.sendPerHour, settings.sendPerDay, settings.sendGap});
+    try {
+        const bool isDamaged = limits.look() == SendLedger::Found::Damaged;
+        const auto hold = limits.hold(1);
+        if (isDamaged)
+            report.wrong(u"发送记录 %1 已损坏"_s.arg(parts.sendLedgerFile),
+                         u"无需操作，启动后按发送上限已用完计算，等一小时（或一天）后自动继续"_s);
+        else if (hold && hold->by != SendLimits::Hold::By::Gap) {
+            const SendLimits::Rest rest = limits.restOf(*hold);
+            report.wrong(u"已达发送上限 %1，暂停发送到 %2"_s.arg(
+                             rest.limit, rest.until.toString(u"yyyy-MM-dd HH:mm:ss"_s)),
+                         u"无需操作，到时自动继续；要发得更多时增加短信猫"_s);
+        }
+    } catch (const Fault &fault) {
+        report.wrong(fault.message(), u"请检查磁盘和文件夹的权限"_s);
     }
 }
 
@@ -245,13 +270,19 @@ void checkModem(const ServerParts &parts, CheckReport &report)
         report.well(u"短信猫特点："_s + workaround);
     for (const QString &trouble : status.troubles)
         report.wrong(trouble, u"请检查天线、信号和 SIM 卡状态"_s);
+    for (const ModemStatus::Memory &memory : status.memories) {
+        if (memory.isNearlyFull())
+            report.wrong(
+                u"短信猫存储器 %1 将满：已用 %2，共 %3"_s.arg(memory.name).arg(memory.used).arg(memory.total),
+                u"启动服务后收到的短信会自动取走；卡上的草稿请用手机删除"_s);
+    }
     if (status.troubles.isEmpty())
         report.well(u"已注册到网络"_s + (status.network.isEmpty() ? QString() : u"："_s + status.network));
 }
 
 void checkBusyModem(const ServerParts &parts, CheckReport &report)
 {
-    report.well(u"短信服务正在运行，COM%1 短信猫由它使用，这次不再试"_s.arg(
+    report.well(u"短信服务正在运行，COM%1 短信猫由它使用，用 --status 查看"_s.arg(
         Settings::read(parts.registry, u"ServerPort"_s).plain));
 }
 
@@ -260,7 +291,7 @@ void checkBusyModem(const ServerParts &parts, CheckReport &report)
 bool checkEverything(const ServerParts &parts, const CheckReport::Show &show, bool isServing)
 {
     CheckReport report(show);
-    for (const auto check : {checkFiles, checkDatabase, checkSettings,
+    for (const auto check : {checkFiles, checkDatabase, checkSettings, checkLimits,
                              isServing ? checkBusyModem : checkModem, checkMailAccounts})
         check(parts, report);
     if (!isServing)

@@ -120,6 +120,14 @@ bool MessageStore::select(const QByteArray &memory)
     return true;
 }
 
+ModemStatus::Memory MessageStore::level()
+{
+    const AtAnswer answer = m_channel.exchange("AT+CPMS?", "+CPMS:", m_limits.command);
+    const QList<AnswerField> fields = answer.fields(); // "+CPMS: <mem1>,<used1>,<total1>,..."
+    return {QString::fromLatin1(m_selected), fields.value(1).number().value_or(0),
+            fields.value(2).number().value_or(0)};
+}
+
 /// A full store at the line's speed, twice, on top of an ordinary command.
 std::chrono::milliseconds MessageStore::listLimit(const QByteArray &memory) const
 {

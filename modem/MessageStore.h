@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modem/ModemStatus.h"
 #include "modem/StoredTpdu.h"
 #include "modem/line/ModemLimits.h"
 
@@ -43,6 +44,9 @@ public:
     /// A notification named this memory; anything but letters is not believed.
     void addMemory(const QByteArray &memory);
 
+    /// How full the selected memory is by the modem's own count, without reading it; its total is 0 where the modem
+    /// does not tell.
+    [[nodiscard]] ModemStatus::Memory level();
     /// nullopt when the memory could not be read now. What it shows of a message is one reading:
     /// see readAgain().
     [[nodiscard]] std::optional<Listing> list(const QByteArray &memory);

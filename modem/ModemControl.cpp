@@ -290,8 +290,10 @@ ModemStatus ModemControl::status() const
 
 ModemStatus ModemControl::askStatus()
 {
-    if (isPortOpen())
+    if (isPortOpen()) {
         d->look();
+        d->receiver.askLevel();
+    }
     return status();
 }
 

@@ -18,8 +18,12 @@ struct ModemStatus {
     /// A memory for messages, by its name in 3GPP TS 27.005, 3.2.2.
     struct Memory {
         QString name;
-        int used = 0; ///< places that hold anything, drafts included
-        int total = 0;
+        int used = 0;  ///< places that hold anything, drafts included
+        int total = 0; ///< 0 where it is not known; such a memory is never full
+
+        [[nodiscard]] bool isFull() const { return total > 0 && used >= total; }
+        /// Four fifths.
+        [[nodiscard]] bool isNearlyFull() const { return total > 0 && used >= total - total / 5; }
     };
     QList<Memory> memories = {};  ///< those that were read
     int baud = 0;                 ///< the line speed at which it answered

@@ -230,7 +230,7 @@ bool Receiver::readMemory(const QByteArray &memory)
     }
     m_isDamaged = m_isDamaged || listing->isDamaged;
     m_inbox.update(memory, listing->received, time(), m_isOpening);
-    m_levels.set(memory, listing->used, listing->total);
+    m_levels.set({QString::fromLatin1(memory), listing->used, listing->total});
     // What is refused would deafen the modem: its handler is to take it elsewhere.
     if (m_levels.isNearlyFull(memory))
         m_inbox.raiseRefused(time());
@@ -387,6 +387,12 @@ void Receiver::finish(const InboxMessage &message)
     if ((m_fate == MessageFate::Wait || !m_inbox.next(time())) && removeHandled() &&
         m_fate == MessageFate::Wait)
         tellLevels();
+}
+
+void Receiver::askLevel()
+{
+    if (m_link.isOpen() && m_levels.memories().isEmpty())
+        m_levels.set(m_link.store.level());
 }
 
 void Receiver::tellLevels()

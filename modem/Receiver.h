@@ -45,6 +45,8 @@ public:
     void setRefusedFirst(std::chrono::seconds wait) { m_inbox.setRefusedFirst(wait); }
     /// Whether parts that lay in the store at the opening are left of a message that an earlier run dealt with.
     void setRestTest(std::function<bool(const InboxMessage &)> isRest) { m_isRest = std::move(isRest); }
+    /// The modem's own count of what the SIM holds, where nothing was read yet.
+    void askLevel();
     /// What the modem's memories hold, as far as they were read.
     [[nodiscard]] QList<ModemStatus::Memory> memories() const { return m_levels.memories(); }
     void noteRead() { m_wasRead = true; }

@@ -9,14 +9,15 @@
 class StoreLevels
 {
 public:
-    /// total: places, 0 when that is not known; such a memory is never full.
-    void set(const QByteArray &memory, int used, int total);
+    void set(const ModemStatus::Memory &memory) { m_levels[memory.name.toLatin1()].memory = memory; }
     /// So many places were taken since, or became free.
-    void add(const QByteArray &memory, int places) { m_levels[memory].used += places; }
+    void add(const QByteArray &memory, int places) { m_levels[memory].memory.used += places; }
     void clear() { m_levels.clear(); }
 
-    /// Four fifths.
-    [[nodiscard]] bool isNearlyFull(const QByteArray &memory) const;
+    [[nodiscard]] bool isNearlyFull(const QByteArray &memory) const
+    {
+        return m_levels.value(memory).memory.isNearlyFull();
+    }
     /// How many are full.
     [[nodiscard]] int full() const;
     /// Those whose size is known.
@@ -26,12 +27,8 @@ public:
 
 private:
     struct Level {
-        int used = 0;
-        int total = 0;
+        ModemStatus::Memory memory;
         QString told; ///< what the operator knows: nearly full, full, or ""
-
-        [[nodiscard]] bool isFull() const { return total > 0 && used >= total; }
-        [[nodiscard]] bool isNearlyFull() const;
     };
 
     QMap<QByteArray, Level> m_levels;

@@ -1,6 +1,8 @@
 #include "app/SelfCheck.h"
 #include "foundation/Settings.h"
 #include "modem/ModemControl.h"
+#include "outgoing/SendLedger.h"
+#include "platform/files/Files.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedPop3Server.h"
 #include "tests/support/SimulatorProcess.h"
@@ -26,9 +28,10 @@ private:
         ModemControl modem(m_office->clock, [this](int port) {
             return m_office->registry.read(Settings::comDevicePath(port));
         });
+        ServerParts parts{m_office->clock, m_office->registry, m_office->session, modem};
+        parts.sendLedgerFile = m_office->path(u"sends"_s);
         return checkEverything(
-            {m_office->clock, m_office->registry, m_office->session, modem},
-            [this](const QString &line) { m_told += line + u'\n'; }, isServing);
+            parts, [this](const QString &line) { m_told += line + u'\n'; }, isServing);
     }
 
 private slots:
@@ -41,7 +44,7 @@ private slots:
 
     void troubles_data()
     {
-        // mail: how ann's account fares
+        // mail: how ann's account fares. An SMS has just been sent.
         addRows(uR"(
             trouble              | told                      | setting | modem | mail | sql
             nothing              |                           |         |       | well
@@ -56,6 +59,9 @@ private slots:
             no device            | 代码 1                    | COM3=/dev/no-modem
             PIN                  | PIN                       |         | pin required
             not registered       | 未注册                    |         | registered 0
+            SIM nearly full      | SM 将满：已用 1，共 1     |         | storage-size 1
+            limit reached        | SendPerHour=1，暂停发送到 2006-03-05 08:08:09 | SendPerHour=1
+            ledger damaged       | 已损坏                    | SendPerDay=1
             login refused        | 邮箱登录被拒绝            |         |       | refused
             no mail server       | 无法连接邮件服务器        |         |       | no server
             no table             | SMS_IsOrder               |         |       | | drop table SMS_IsOrder
@@ -89,12 +95,16 @@ private slots:
         m_office->oa(u"insert into SMS_Queues (ToMB, MsgContent, MsgStatus) values ('1', 'x', '0')"_s);
         for (const QString &sql : cell("sql").split(u';', Qt::SkipEmptyParts))
             m_office->oa(sql);
+        const QString ledger = m_office->path(u"sends"_s);
+        SendLedger(m_office->clock, ledger, 1).add();
+        if (QTest::currentDataTag() == "ledger damaged"_ba)
+            QVERIFY(!replaceSynced(ledger, "x\n").isError());
         const auto state = [&] {
-            QFile settings(m_office->registry.fileName());
             return simulator.command(u"storage list"_s) +
                    m_office->rows(u"select * from SMS_Queues"_s).join(u' ') +
                    QString::number(m_office->rows(u"select VOID from VO_Email"_s).size()) +
-                   (settings.open(QIODevice::ReadOnly) ? QString::fromUtf8(settings.readAll()) : QString());
+                   QString::fromUtf8(readWhole(m_office->registry.fileName()).octets +
+                                     readWhole(ledger).octets);
         };
         const QString before = state();
         QCOMPARE(check(), cell("told").isEmpty());
