@@ -31,8 +31,6 @@ int runWindow(const CommandLine &line)
         print(stderr, instance.callFirst());
         return 0;
     }
-    if (line.headless && !line.trace)
-        dropRemarks();
     translateLibrary();
     const QString program = QCoreApplication::applicationDirPath() + u"/" SMS_SERVER_PROGRAM ""_s;
     World world(line, program);
@@ -74,6 +72,8 @@ int main(int argc, char **argv)
     const auto *line = std::get_if<CommandLine>(&read);
     if (line == nullptr)
         return CommandLine::wrongUsage;
+    if (line->headless && !line->trace)
+        dropRemarks();
     const QApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"sms-server"_s);
     // The program ends by Stop, the menu or a signal, never because its last window was hidden.
