@@ -94,11 +94,9 @@ private slots:
             full width       | ＣＯＭ　３    | ＋８６   | ５    | 3;＋８６;５  |              | 参数保存成功
             no port          |               | +1       | 5     | 9;+1;99      | PortNumber   | 请选择正确的短信猫端口号
             port 0.5         | 0.5           | +1       | 5     | 9;+1;99      | PortNumber   | 请选择正确的短信猫端口号
-            port of 33 bits  | 2147483648    | +1       | 5     | 9;+1;99      | PortNumber   | 请选择正确的短信猫端口号
             no centre number | 7             |          | 5     | 7;;99        | CenterCode   | 请输入短信中心号码！
             delay in words   | 7             | +1       | 5s    | 7;+1;99      | txtTimeDelay | 请输入正确的检测时间间隔检测时间间隔必须是数字
             delay 0          | 7             | +1       | 0     | 7;+1;99      | txtTimeDelay | 检测时间间隔必须是数字
-            delay below 0    | 7             | +1       | -5    | 7;+1;99      | txtTimeDelay | 检测时间间隔必须是数字
             )"_s);
     }
     void ok()
