@@ -219,7 +219,7 @@ private slots:
         QFETCH(bool, strict);
         QFETCH(QString, stored);
         const bool isMariaDb = !columnSet.isEmpty();
-        Office office(currentRoute(), SchemaKind::None, {},
+        Office office(currentRoute(), SchemaKind::None,
                       isMariaDb ? QString() : u"encoding 'EUC_CN' locale 'C' template template0"_s);
         Connection &connection = office.session.Conn();
         const QString set = isMariaDb ? u" character set "_s + columnSet : QString();
@@ -256,7 +256,7 @@ private slots:
     /// What a server lacks of its own encoding is learnt from its refusal.
     void characterThatOnlyTheServerLacksCostsOneTry()
     {
-        Office office(DatabaseRoute::PostgreSql, SchemaKind::None, {},
+        Office office(DatabaseRoute::PostgreSql, SchemaKind::None,
                       u"encoding 'EUC_KR' locale 'C' template template0"_s);
         office.oa(u"create table T (A varchar(20))"_s);
         // The sign for registered goods: newer than the server's table.

@@ -1,4 +1,5 @@
 #include "mailbox/getPopMail.h"
+#include "mailbox/Pop3PollingDriver.h"
 #include "mime/MimeMessage.h"
 #include "tests/support/DovecotServer.h"
 #include "tests/support/Loopback.h"
@@ -27,6 +28,19 @@ private:
         m_office->mailbox(script);
         m_office->collect();
         return m_office->mails(columns);
+    }
+    /// Everybody may take the notice of external mails, these users (name and state) are there.
+    void openService(const QStringList &users)
+    {
+        m_office->add(u"SMS_Order"_s, u"OrderName, IsOrder, isPulic"_s, {u"WBYJ|1|1"_s});
+        m_office->add(u"VO_UserInfor"_s, u"UserName, AccountState"_s, users);
+    }
+    /// Of all users.
+    void pass(const TurnLimits &limits = {})
+    {
+        Pop3PollingDriver(m_office->session, readServiceSettings(m_office->registry), {}, m_office->watch,
+                          m_office->kept, limits)
+            .pass();
     }
 
 private slots:
@@ -174,6 +188,55 @@ private slots:
         QTEST(m_office->subjects(), "stored");
         QCOMPARE(m_office->notes.join(u' ').section(u"："_s, 1), note);
         QCOMPARE(server.deleted().size(), note.isEmpty() && isBaoLiu == 0 ? 4 : 0);
+    }
+
+    void whoIsCollected()
+    {
+        const auto collected = [this](const QString &order) {
+            m_office->oa(u"update SMS_Order set "_s + order);
+            return collectedUsers(m_office->session.Conn()).join(u' ');
+        };
+        openService({u"ann|1"_s, u"NULL|1"_s, u"bob|1"_s, u"eve|1"_s, u"left|0"_s, u"unknown|NULL"_s});
+        m_office->add(u"SMS_IsOrder"_s, u"UserName, Type, IsOrder"_s, {u"bob|WBYJ|0"_s, u"eve|NBYJ|0"_s});
+        QCOMPARE(collected(u"IsOrder='1'"_s), u"ann eve"_s);
+        QCOMPARE(collected(u"isPulic='0', UserList='x;bob;ann'"_s), u"ann"_s);
+        QCOMPARE(collected(u"OrderName='NBYJ'"_s), QString());
+        m_office->oa(u"drop table VO_UserInfor"_s);
+        QVERIFY_THROWS_EXCEPTION(DatabaseFault, pass());
+    }
+
+    void whoIsStuckHoldsNobodyUp()
+    {
+        QStringList users;
+        QStringList well;
+        for (const char *verb : {"GREETING", "", "PASS", "UIDL", "", "RETR", ""}) {
+            const auto key = static_cast<int>(users.size()) + 1;
+            users += u"user%1|1"_s.arg(key);
+            m_office->mailbox({.messages = {"Subject: s\r\n\r\n"}, .hangsAt = verb}, 1, key);
+            m_office->oa(u"update SA_email set UserName=? where OAID=?"_s, {u"user%1"_s.arg(key), key});
+            if (*verb == '\0')
+                well += QString::number(key);
+        }
+        openService(users);
+        pass({.accounts = 2, .after = {}, .slow = std::chrono::milliseconds(100)});
+        QCOMPARE(m_office->mails(u"EOAID"_s), well);
+    }
+
+    void hiddenTextIsAttachedWhereTheOfficeAsks()
+    {
+        const QByteArray text =
+            "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\xE4\xB8\xAD\r\n";
+        const QByteArray html = text + "--b\r\nContent-Type: text/html\r\n\r\ny\r\n";
+        m_office->mailbox(
+            {.messages = {html + "--b--\r\n", "Subject: s\r\n\r\ntext\r\n", text + "--b--\r\n"}}, 1);
+        openService({u"user12|1"_s});
+        pass();
+        QCOMPARE(m_office->attachments(), QStringList());
+        m_office->oa(u"delete from VO_Email"_s);
+        m_office->set(u"MailHiddenText"_s, u"attach"_s);
+        pass();
+        QCOMPARE(m_office->attachments(), QStringList(u"%1|正文.txt|正文.txt|text/plain|EFBBBFE4B8AD"_s.arg(
+                                              m_office->mails(u"VOID"_s)[2])));
     }
 };
 

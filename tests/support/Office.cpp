@@ -36,7 +36,7 @@ ModemLimits shortLimits()
 
 } // namespace
 
-Office::Office(DatabaseRoute route, SchemaKind kind, const QString &keys, const QString &creation)
+Office::Office(DatabaseRoute route, SchemaKind kind, const QString &creation)
     : m_route(route), m_schema(route, kind)
 {
     static int number = 0;
@@ -58,7 +58,7 @@ Office::Office(DatabaseRoute route, SchemaKind kind, const QString &keys, const 
     }
     for (const QString &statement : m_schema.statements())
         run(statement);
-    registry.write(Settings::connectStringPath(), m_connectString + keys);
+    registry.write(Settings::connectStringPath(), m_connectString);
     if (!session.OpenDB())
         throw Fault(session.openFailure());
     if (route == DatabaseRoute::Sqlite)

@@ -19,10 +19,10 @@
 class Office
 {
 public:
-    /// An empty database on a route; a file with the sample schema if nothing else is said. keys: appended to
-    /// the program's connection string. creation: at the end of a server's "create database". Throws Fault.
+    /// An empty database on a route; a file with the sample schema if nothing else is said.
+    /// creation: at the end of a server's "create database". Throws Fault.
     explicit Office(DatabaseRoute route = DatabaseRoute::Sqlite, SchemaKind kind = SchemaKind::Sample,
-                    const QString &keys = {}, const QString &creation = {});
+                    const QString &creation = {});
     ~Office();
     Office(const Office &) = delete;
     Office &operator=(const Office &) = delete;
@@ -67,7 +67,7 @@ public:
     [[nodiscard]] bool isPostgreSql() const { return ::isPostgreSql(m_route); }
     [[nodiscard]] bool isMariaDb() const { return ::isMariaDb(m_route); }
     [[nodiscard]] bool isSqlite() const { return !isPostgreSql() && !isMariaDb(); }
-    /// Without the keys.
+    /// The program's.
     [[nodiscard]] QString connectString() const { return m_connectString; }
     /// The OA system's connection, by QtSql's name for it.
     [[nodiscard]] const QString &oaConnection() const { return m_oaConnection; }
