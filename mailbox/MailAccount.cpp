@@ -23,8 +23,9 @@ int portNumber(const QVariant &value)
 {
     const auto given = number(value);
     const auto whole = given ? wholeNumber(*given) : std::nullopt;
-    const bool isInRange =
-        whole && *whole >= std::numeric_limits<qint16>::min() && *whole <= std::numeric_limits<qint16>::max();
+    // What a column of 16 bits with a sign holds, and the ports beyond it.
+    const bool isInRange = whole && *whole >= std::numeric_limits<qint16>::min() &&
+                           *whole <= std::numeric_limits<quint16>::max();
     return isInRange ? *whole : pop3Port;
 }
 

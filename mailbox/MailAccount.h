@@ -14,6 +14,6 @@ struct MailAccount {
     bool keepsCopies = true; ///< false when IsBaoLiu equals 0, as number or text
 };
 
-/// The accounts of a user in the database's own order. A port that is null, no number, or outside the 16-bit
-/// signed range is 110. Throws DatabaseFault.
+/// The accounts of a user in the database's own order. A port that is null, no number, below the 16-bit
+/// signed range or above 65535 is 110. Throws DatabaseFault.
 [[nodiscard]] QList<MailAccount> mailAccounts(Connection &connection, const QString &userName);

@@ -19,8 +19,8 @@ private slots:
     {
         const Rows<QString, QString, QString> row("column", "values", "meanings"); // values in SQL
         row("ports", u"PopPort"_s,
-            u"995|' 995 '|32767|32768|-32768|-32769|'99999999999999999999'|110.4|null|'pop3'"_s,
-            u"995|995|32767|110|-32768|110|110|110|110|110"_s);
+            u"995|' 995 '|32767|65535|65536|-32768|-32769|'99999999999999999999'|110.4|null|'pop3'"_s,
+            u"995|995|32767|65535|110|-32768|110|110|110|110|110"_s);
         row("keeps copies", u"IsBaoLiu"_s, u"0|'0'|'0  '|'0.0'|1|'2'|null|''|'no'"_s,
             u"deletes|deletes|deletes|deletes|keeps|keeps|keeps|keeps|keeps"_s);
         row("keys", u"OAID"_s, u"'7'|null|'x or 1=1'"_s, u"7|none|none"_s);
