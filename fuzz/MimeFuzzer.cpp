@@ -12,7 +12,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (const MimeAttachment &attachment : message.Attachments())
         require(attachment.BinaryData().size() <= octets.size());
     const MimeMessage plain = MimeMessage::readPlainly(octets);
-    require(plain.Subject() == message.Subject() && plain.From() == message.From());
+    // The charset of octets without a label is that of the text, which the plain reader does not know.
+    const bool isAscii =
+        std::all_of(octets.begin(), octets.end(), [](char c) { return c >= 0 && c != '\x1b'; });
+    require(!isAscii || (plain.Subject() == message.Subject() && plain.From() == message.From()));
     require(plain.Attachments().size() == 1 && plain.Attachments()[0].BinaryData() == octets);
     return 0;
 }
