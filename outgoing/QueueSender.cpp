@@ -225,7 +225,13 @@ void QueueSender::finish(qint64 id, MessageStatus status, const QString &cause)
 
 void QueueSender::writeStatus(qint64 id, MessageStatus status)
 try {
-    m_session.Conn().execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(int(status)), {id});
+    Connection &connection = m_session.Conn();
+    const auto written =
+        connection.execute(u"Update SMS_Queues set MsgStatus=%1 where OAID=?"_s.arg(int(status)), {id});
+    // Gone as a rule. One that a trigger keeps as it was would go out in every pass.
+    if (written == 0 &&
+        connection.firstValue(u"select OAID from SMS_Queues where OAID=? and MsgStatus='0'"_s, {id}))
+        throw DatabaseFault(DatabaseFault::Kind::Refused, u"发送结果写入 MsgStatus 后没有生效"_s);
     m_inHand.forget(id);
     m_setAside.remove(id);
     raisePanel(m_console, status == MessageStatus::Sent ? Panel::Succeeded : Panel::Failed, 1);
