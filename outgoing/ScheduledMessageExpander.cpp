@@ -21,13 +21,15 @@ QStringList recipientItems(QString toUserList)
 void ScheduledMessageExpander::pass()
 {
     m_setAside.beginPass();
-    for (const auto &[id, hasDate, hasRecipients] : m_waiting.due()) {
+    for (const auto &[id, hasId, hasDate, hasRecipients] : m_waiting.due()) {
         if (m_console.stopRequested())
             return;
         if (!m_setAside.mayTry(id))
             continue;
-        if (!hasDate || !hasRecipients) {
-            m_setAside.add(id, hasDate ? u"收件人列表为空值"_s : u"发送时间为空或不是有效的日期时间"_s);
+        if (!hasId || !hasDate || !hasRecipients) {
+            m_setAside.add(id, !hasId    ? u"OAID 为空值"_s
+                               : hasDate ? u"收件人列表为空值"_s
+                                         : u"发送时间为空或不是有效的日期时间"_s);
             continue;
         }
         try {
@@ -62,32 +64,37 @@ bool ScheduledMessageExpander::writeRows(qint64 waitingId)
                  {waitingId});
     if (waiting.atEnd())
         return false;
-    const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
-    const QVariant toUserList = waiting.value("ToUserList"_L1);
-    if (!scheduled || !isDue(*scheduled, m_clock) || toUserList.isNull())
-        return false;
-
-    Recordset sendList(connection);
-    sendList.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
-    sendList.addNew();
-    sendList.set("FromUser"_L1, waiting.value("FromUserName"_L1));
-    sendList.set("ToUserList"_L1, toUserList);
-    sendList.set("ToNameList"_L1, waiting.value("ToNameList"_L1));
-    sendList.set("CreateDT"_L1, waiting.value("CreateDT"_L1));
-    sendList.set("MsgType"_L1, waiting.value("MsgType"_L1));
-    sendList.set("MsgContent"_L1, waiting.value("MsgContent"_L1));
-    sendList.update();
-
-    if (!queuePieces(waiting, sendList.identity(), recipientItems(toUserList.toString()))) {
-        // Some databases take as long to take rows back as to write them, and the program is to end.
-        transaction.abandon();
-        return false;
+    // Where OAID is no key there may be several, and the delete takes them all.
+    for (; !waiting.atEnd(); waiting.moveNext()) {
+        const auto scheduled = dateTimeValue(waiting.value("ToSendDT"_L1));
+        if (!scheduled || !isDue(*scheduled, m_clock) || waiting.value("ToUserList"_L1).isNull())
+            return false;
+        if (!writeRow(waiting)) {
+            // Some databases take as long to take rows back as to write them, and the program is to end.
+            transaction.abandon();
+            return false;
+        }
     }
     // Last: until here the OA system can withdraw the message without waiting, and then nothing of it stays.
     if (connection.execute(u"delete from SMS_WaitToSend where OAID=?"_s, {waitingId}) == 0)
         return false;
     transaction.commit();
     return true;
+}
+
+bool ScheduledMessageExpander::writeRow(const Recordset &waiting)
+{
+    Recordset sendList(m_session.Conn());
+    sendList.openForAppend(u"SMS_SendList"_s, u"OAID"_s);
+    sendList.addNew();
+    sendList.set("FromUser"_L1, waiting.value("FromUserName"_L1));
+    sendList.set("ToUserList"_L1, waiting.value("ToUserList"_L1));
+    sendList.set("ToNameList"_L1, waiting.value("ToNameList"_L1));
+    sendList.set("CreateDT"_L1, waiting.value("CreateDT"_L1));
+    sendList.set("MsgType"_L1, waiting.value("MsgType"_L1));
+    sendList.set("MsgContent"_L1, waiting.value("MsgContent"_L1));
+    sendList.update();
+    return queuePieces(waiting, sendList.identity(), recipientItems(waiting.text("ToUserList"_L1)));
 }
 
 bool ScheduledMessageExpander::queuePieces(const Recordset &waiting, const QVariant &sendListId,

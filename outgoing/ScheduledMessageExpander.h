@@ -33,6 +33,8 @@ private:
     void expand(qint64 waitingId);
     /// False when the row has changed so that nothing of it may be sent, or when the program is to end.
     [[nodiscard]] bool writeRows(qint64 waitingId);
+    /// These two: false when the program is to end.
+    [[nodiscard]] bool writeRow(const Recordset &waiting);
     [[nodiscard]] bool queuePieces(const Recordset &waiting, const QVariant &sendListId,
                                    const QStringList &recipients);
 

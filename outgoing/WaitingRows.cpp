@@ -56,7 +56,8 @@ std::vector<WaitingRows::Row> WaitingRows::read()
             sample = value;
         }
         if (!date || isDue(*date, m_clock))
-            rows.push_back({row.value(0).toLongLong(), date.has_value(), row.value(2).toInt() != 0});
+            rows.push_back({row.value(0).toLongLong(), !row.value(0).isNull(), date.has_value(),
+                            row.value(2).toInt() != 0});
         return true;
     };
     if (m_form.isEmpty()) {

@@ -18,7 +18,8 @@ public:
     WaitingRows(Connection &connection, const Clock &clock) : m_connection(connection), m_clock(clock) {}
 
     struct Row {
-        qint64 id = 0; ///< OAID; 0 for a null, which is no row's
+        qint64 id = 0; ///< OAID
+        bool hasId = false;
         bool hasDate = false;
         bool hasRecipients = false;
     };
