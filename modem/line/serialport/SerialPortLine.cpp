@@ -1,4 +1,5 @@
 #include "modem/line/SerialLine.h"
+#include "platform/files/Files.h"
 
 #include <QFileInfo>
 #include <QLockFile>
@@ -38,16 +39,15 @@ QString lockFile(const QString &path)
     return {};
 }
 
-/// Takes away the lock that a kill left, where QSerialPort takes it for another's: in a container each server is
-/// process 1. A lock is somebody's as long as its file is locked (flock); what other programs write into such files
-/// is left alone. True when there is none any more.
-bool removeLockOfAKill(const QString &path)
+/// Was the lock left by a kill? It is somebody's as long as its file is locked (flock); what other programs write into
+/// such files counts always.
+bool isOfTheDead(const QString &lock)
 {
-    QLockFile lock(lockFile(path));
     qint64 process = 0;
     QString host;
     QString program;
-    return lock.getLockInfo(&process, &host, &program) && !program.isEmpty() && lock.removeStaleLockFile();
+    return QLockFile(lock).getLockInfo(&process, &host, &program) && !program.isEmpty() &&
+           !FileLock(lock, FileLock::On::ExistingFile, std::chrono::milliseconds(0)).error().isError();
 }
 
 #ifdef Q_OS_WIN
@@ -68,8 +68,9 @@ bool isInGroup(uid_t user, gid_t group)
     return std::find(groups.cbegin(), groups.cbegin() + count, group) != groups.cbegin() + count;
 }
 
-/// Anybody may make a lock file, but somebody who may not open the port does not hold it: a name of the port that has
-/// no such lock. "" when the lock counts. That the port is open elsewhere shows all the same (TIOCEXCL).
+/// Anybody may make a lock file, but somebody who may not open the port does not hold it, nor does whoever has died, and
+/// another user's file cannot be removed: a name of the port that has no such lock. "" when the lock counts. That the
+/// port is open elsewhere shows all the same (TIOCEXCL).
 QString pathPastLocks(const QString &path)
 {
     struct stat lock = {};
@@ -80,7 +81,9 @@ QString pathPastLocks(const QString &path)
     const bool mayOpen = lock.st_uid == 0 || lock.st_uid == ::geteuid() || lock.st_uid == port.st_uid ||
                          (port.st_mode & S_IWOTH) != 0 ||
                          ((port.st_mode & S_IWGRP) != 0 && isInGroup(lock.st_uid, port.st_gid));
-    return mayOpen ? QString() : QStringLiteral("/dev/./") + path.mid(QStringLiteral("/dev/").size());
+    return mayOpen && !isOfTheDead(lockFile(path))
+               ? QString()
+               : QStringLiteral("/dev/./") + path.mid(QStringLiteral("/dev/").size());
 }
 #endif
 
@@ -148,7 +151,9 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
     m_lost = false;
     m_waiting = true; // errors while opening are this function's result
     bool opened = m_port.open(QIODevice::ReadWrite);
-    if (!opened && m_port.error() == QSerialPort::PermissionError && removeLockOfAKill(path))
+    // QSerialPort takes it for another's in a container, where each server is process 1.
+    if (!opened && m_port.error() == QSerialPort::PermissionError && isOfTheDead(lockFile(path)) &&
+        QLockFile(lockFile(path)).removeStaleLockFile())
         opened = m_port.open(QIODevice::ReadWrite);
     const bool isLocked = !opened && m_port.error() == QSerialPort::PermissionError;
     if (const QString another = isLocked ? pathPastLocks(path) : QString(); !another.isEmpty()) {
