@@ -124,21 +124,6 @@ private slots:
         rows.set("IsOrder"_L1, u"0"_s);
         QCOMPARE(kindOf([&] { rows.update(); }), DatabaseFault::Kind::Locked);
     }
-
-    void lockedRowIsWaitedForASecond_data() { addRoutes(serverRoutes); }
-    void lockedRowIsWaitedForASecond()
-    {
-        Office office(currentRoute(), SchemaKind::None);
-        office.oa(u"create table T (N integer primary key)"_s);
-        office.oa(u"insert into T (N) values (1)"_s);
-        office.oa(u"begin"_s);
-        office.oa(u"update T set N=2"_s);
-        QCOMPARE(kindOf([&] { office.session.Conn().execute(u"update T set N=3"_s); }),
-                 DatabaseFault::Kind::Locked);
-        QVERIFY(office.session.Conn().isOpen());
-        office.oa(u"rollback"_s);
-        QCOMPARE(office.session.Conn().execute(u"update T set N=3"_s), 1);
-    }
 };
 
 QTEST_GUILESS_MAIN(TransactionTest)
