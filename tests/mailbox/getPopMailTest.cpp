@@ -58,7 +58,7 @@ private slots:
         m_office->account(8, u"user12"_s, server.port(), 1, u"samples"_s);
         m_office->account(5, u"user12"_s, server.port(), 1, u"box"_s);
         m_office->account(6, u"user13"_s, server.port(), 1, u"box"_s);
-        server.deliver(u"box"_s, "Subject: one\n\n");
+        server.deliver(u"box"_s, "Subject: one\n\n.\n..\n.text\n\n...\nend.\n");
         QStringList subjects{u"one"_s};
         qsizetype attachments = 0;
         const QDir samples(QStringLiteral(MAILS_FOLDER));
@@ -77,6 +77,8 @@ private slots:
         QCOMPARE(m_office->notes, QStringList());
         QCOMPARE(m_office->subjects(), subjects.join(u' '));
         QCOMPARE(m_office->attachments().size(), attachments);
+        QCOMPARE(m_office->mails(u"EmailContent"_s)[0],
+                 u"<pre>.\r\n..\r\n.text\r\n\r\n...\r\nend.</pre><br>"_s);
         // Each message once; what the server had already is deleted as soon as the account keeps no copies.
         server.deliver(u"box"_s, "Subject: two\n\n");
         m_office->collect();

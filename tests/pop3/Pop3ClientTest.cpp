@@ -65,30 +65,6 @@ private slots:
             QCOMPARE(result.way, way);
         }
     }
-
-    void retrieveAndDelete()
-    {
-        const QString user = u"会话"_s;
-        Pop3Client client;
-        const auto connect = [&] {
-            return client.Connect(user, DovecotServer::password(), u"localhost"_s, m_server->port()).outcome;
-        };
-        m_server->deliver(user, "Subject: mail\n\n.\n..\n.text\n\n...\nend.\n");
-        QCOMPARE(connect(), Connected);
-        QByteArrayList messages;
-        client.retrieve({1, 2}, [&](int, const Pop3Client::Retrieved &message) {
-            const auto *octets = std::get_if<QByteArray>(&message);
-            messages += octets ? *octets : "refused"_ba;
-        });
-        QVERIFY(messages[0].endsWith("\r\n\r\n.\r\n..\r\n.text\r\n\r\n...\r\nend.\r\n"));
-        QCOMPARE(messages[1], "refused"_ba);
-        QCOMPARE(client.GetMessageUID(0), std::nullopt);
-        QCOMPARE(client.DeleteMessages({1}), QList<int>());
-        QCOMPARE(connect(), Connected); // a line that is dropped deletes nothing
-        QCOMPARE(client.DeleteMessages({1, 9}), QList<int>({9}));
-        QVERIFY(client.Disconnect());
-        QCOMPARE(m_server->stored(user), 0);
-    }
 };
 
 QTEST_GUILESS_MAIN(Pop3ClientTest)
