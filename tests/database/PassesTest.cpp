@@ -2,8 +2,6 @@
 #include "tests/database/DatabaseWork.h"
 #include "tests/support/TextTable.h"
 
-#include <QRegularExpression>
-
 using namespace Qt::StringLiterals;
 
 /// What passes meet on a real server that no scenario can tell.
@@ -26,49 +24,25 @@ private slots:
     {
         QFETCH(bool, strict);
         Office office(currentRoute());
-        const QStringList narrow{u"SMS_SendList.ToNameList"_s, u"SMS_ResultDetail.MsgContent"_s,
-                                 u"SMS_SIMReceive.MsgContent"_s};
-        for (const QString &place : narrow)
-            office.oa(u"alter table %1 %2 varchar(5)"_s.arg(
-                place.section(u'.', 0, 0),
-                (office.isPostgreSql() ? u"alter column %1 type"_s : u"modify %1"_s)
-                    .arg(place.section(u'.', 1))));
+        office.oa(u"alter table SMS_ResultDetail %1 varchar(5)"_s.arg(
+            office.isPostgreSql() ? u"alter column MsgContent type"_s : u"modify MsgContent"_s));
         if (office.isMariaDb()) {
             // Left out by the program, and without a default: what only a server that is not strict allows.
             if (!strict)
-                office.oa(u"alter table SMS_SIMReceive add Remark varchar(9) not null"_s);
+                office.oa(u"alter table SMS_ResultDetail add Remark varchar(9) not null"_s);
             office.oa(u"set global sql_mode='%1'"_s.arg(strict ? u"STRICT_TRANS_TABLES"_s : QString()));
             QVERIFY(office.session.OpenDB());
         }
-        office.add(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"zhang|13800000001"_s});
-        office.add(
-            u"SMS_WaitToSend"_s, u"ToSendDT, ToUserList, ToNameList, MsgContent"_s,
-            {u"2006-03-05|zhang|张|x"_s, u"2006-03-05|zhang|张;李;王;赵|x"_s, u"2006-03-05|zhang|李|x"_s});
         office.add(u"SMS_Queues"_s, u"ToMB, MsgContent, MsgStatus"_s,
                    {u"1|短|8"_s, u"1|一二三四五六|8"_s, u"1|一二三四五|8"_s});
-        office.passes().expand();
         office.passes().archive();
-        for (const QString &text : {u"before"_s, u"一二三"_s, u"一二三四五"_s})
-            office.simulator().command(u"deliver 13900000001 "_s + text);
-        QTRY_VERIFY(office.simulator().command(u"status"_s).contains(u"SM=1/"_s));
-        QCOMPARE(office.table(u"SMS_WaitToSend"_s, u"ToNameList"_s), QStringList(u"张;李;王;赵"_s));
-        QCOMPARE(office.table(u"SMS_SendList"_s, u"ToNameList"_s), QStringList({u"张"_s, u"李"_s}));
         QCOMPARE(office.table(u"SMS_ResultDetail"_s, u"MsgContent"_s),
                  QStringList({u"短"_s, u"一二三四五"_s}));
-        QCOMPARE(office.table(u"SMS_Queues"_s, u"MsgContent"_s),
-                 QStringList({u"一二三四五六"_s, u"x"_s, u"x"_s}));
-        QCOMPARE(office.table(u"SMS_SIMReceive"_s, u"MsgContent"_s),
-                 QStringList({u"一二三"_s, u"一二三四五"_s}));
-        const QStringList log = office.console.takeLog();
-        QCOMPARE(log.filter(u"无法处理"_s).size(), 3);
-        for (const QString &place : narrow) {
-            const QString table = place.section(u'.', 0, 0);
-            const QStringList lines = log.filter(
-                QRegularExpression(u"into .?"_s + table, QRegularExpression::CaseInsensitiveOption));
-            QVERIFY2(lines.size() == 1, qPrintable(log.join(u'\n')));
-            QVERIFY2(lines[0].section(u" values "_s, 1).contains(place.section(u'.', 1), Qt::CaseInsensitive),
-                     qPrintable(lines[0]));
-        }
+        QCOMPARE(office.table(u"SMS_Queues"_s, u"MsgContent"_s), QStringList(u"一二三四五六"_s));
+        const QString log = office.console.takeLog().join(u'\n');
+        QCOMPARE(log.count(u"无法处理"_s), 1);
+        const QString statement = log.section(u" values "_s, 1);
+        QVERIFY2(statement.contains(u"MsgContent"_s, Qt::CaseInsensitive), qPrintable(log));
     }
 
     void whatSomebodyHoldsCostsItselfAlone_data() { addRoutes(serverRoutes); }
