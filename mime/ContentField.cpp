@@ -64,9 +64,9 @@ ContentField::ContentField(QByteArrayView raw, QByteArrayView rawCharset)
     const QByteArray text = normaliseHeader(raw, rawCharset);
     const auto *const start = std::find_if_not(text.cbegin(), text.cend(), isBlank);
     const auto *const end = std::find_if_not(start, text.cend(), isTokenCharacter);
-    const bool isNameOfParameter = end != text.cend() && *end == '=';
-    m_value = isNameOfParameter ? QByteArray() : QByteArray(start, end - start);
-    readParameters(text, (isNameOfParameter ? start : end) - text.cbegin());
+    if (end == text.cend() || *end != '=') // else it is missing
+        m_value = QByteArray(start, end - start);
+    readParameters(text, start - text.cbegin() + m_value.size());
 }
 
 void ContentField::readParameters(const QByteArray &text, qsizetype at)

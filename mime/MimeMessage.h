@@ -26,8 +26,8 @@ public:
     explicit MimeMessage(QByteArray octets);
 
     /// For a message that the reader above did not survive: subject, sender, date and priority from the first
-    /// 64 KiB (raw octets read without the charset of the text), no recipients and no bodies, and the original octets as the only attachment, 邮件原文.eml. Takes no
-    /// library to it but the charset converters.
+    /// 64 KiB (raw octets read without the charset of the text), no recipients and no bodies, and the original
+    /// octets as the only attachment, 邮件原文.eml. Takes no library to it but the charset converters.
     [[nodiscard]] static MimeMessage readPlainly(QByteArray octets);
 
     /// To, Cc and Bcc in the order in which the header names them, members of groups included.

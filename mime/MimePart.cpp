@@ -62,15 +62,12 @@ QList<QByteArrayView> split(QByteArrayView body, const QByteArray &boundary, qsi
 /// What a body is divided by whose header names no boundary, or the wrong one: "--" and more in front of a part's header.
 QByteArray boundaryIn(QByteArrayView body)
 {
-    qsizetype lineAt = 0;
-    for (qsizetype next = 0; next < body.size(); lineAt = next) {
-        const QByteArrayView line = withoutBlanksBehind(firstLine(body.sliced(lineAt)));
-        next = lineAt + firstLine(body.sliced(lineAt)).size();
-        if (line.size() > 2 && line.startsWith("--") &&
-            body.sliced(next)
-                    .first(qMin<qsizetype>(body.size() - next, 8))
-                    .compare("Content-", Qt::CaseInsensitive) == 0)
-            return line.sliced(2).toByteArray();
+    for (qsizetype at = 0; at < body.size();) {
+        const QByteArrayView line = firstLine(body.sliced(at));
+        at += line.size();
+        const QByteArrayView next = body.sliced(at);
+        if (line.startsWith("--") && (next.startsWith("Content-") || next.startsWith("content-")))
+            return withoutBlanksBehind(line.sliced(2)).toByteArray();
     }
     return {};
 }
@@ -81,7 +78,7 @@ MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField, QByteArra
     : m_header(octets),
       m_body(octets.sliced(m_header.bodyAt())),
       m_type(contentTypeField(m_header, rawCharset)),
-      m_typeWithoutField(std::move(typeWithoutField)),
+      m_mediaType(m_type.isMediaType() ? m_type.value() : std::move(typeWithoutField)),
       m_disposition(m_header.value("Content-Disposition"), rawCharset),
       m_encoding(transferEncodingOf(m_header.value("Content-Transfer-Encoding")))
 {
@@ -89,13 +86,12 @@ MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField, QByteArra
 
 QString MimePart::contentType() const
 {
-    return QString::fromUtf8(m_type.isMediaType() ? m_type.value() : m_typeWithoutField);
+    return QString::fromUtf8(m_mediaType);
 }
 
 bool MimePart::isType(QByteArrayView type, QByteArrayView subtype) const
 {
-    const QByteArray own = m_type.isMediaType() ? m_type.value() : m_typeWithoutField;
-    const QByteArrayView view(own);
+    const QByteArrayView view(m_mediaType);
     const qsizetype slash = view.indexOf('/');
     return view.first(slash).compare(type, Qt::CaseInsensitive) == 0 &&
            (subtype == "*" || view.sliced(slash + 1).compare(subtype, Qt::CaseInsensitive) == 0);

@@ -39,7 +39,7 @@ private:
     HeaderFields m_header;
     QByteArrayView m_body;
     ContentField m_type;
-    QByteArray m_typeWithoutField;
+    QByteArray m_mediaType;
     ContentField m_disposition;
     TransferEncoding m_encoding;
 };

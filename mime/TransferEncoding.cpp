@@ -28,26 +28,18 @@ private:
     GMimeEncoding m_state;
 };
 
-bool isBase64Digit(char c)
+bool isBase64(char c)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+           QByteArrayView("+/=").contains(c);
 }
 
-enum class Base64Line { Digits, LastDigits, Foreign };
-
 /// A stray octet now and then leaves a line what it is.
-Base64Line kindOf(QByteArrayView line, bool areBlanksForeign)
+bool isForeign(QByteArrayView line, bool areBlanksForeign)
 {
-    qsizetype foreign = 0;
-    qsizetype padding = 0;
-    for (const char c : line) {
-        padding += c == '=' ? 1 : 0;
-        foreign += c != '=' && !isBase64Digit(c) && (c != ' ' || areBlanksForeign) ? 1 : 0;
-    }
-    const qsizetype inside = line.contains(' ') ? line.size() / 40 : std::max<qsizetype>(1, line.size() / 16);
-    if (foreign > inside)
-        return Base64Line::Foreign;
-    return padding > 0 ? Base64Line::LastDigits : Base64Line::Digits;
+    const qsizetype foreign = std::count_if(
+        line.begin(), line.end(), [&](char c) { return !isBase64(c) && (c != ' ' || areBlanksForeign); });
+    return foreign > (line.contains(' ') ? line.size() / 40 : std::max<qsizetype>(1, line.size() / 16));
 }
 
 /// Base64 by lines: behind its padding it ends, unless more of it follows. A line that is none ends a text, which may
@@ -64,23 +56,19 @@ QByteArray decodeBase64(QByteArrayView octets, bool isText)
     while (at < octets.size()) {
         const QByteArrayView whole = firstLine(octets.sliced(at));
         const QByteArrayView line = whole.trimmed();
-        const Base64Line kind = kindOf(line, areBlanksForeign);
         const bool begins = !padded || line.size() % 4 == 0;
-        const bool isForeign = !line.isEmpty() && (kind == Base64Line::Foreign || !begins);
-        if (isForeign && isText)
+        const bool isNone = !line.isEmpty() && (!begins || isForeign(line, areBlanksForeign));
+        if (isNone && isText)
             break;
-        areBlanksForeign = areBlanksForeign || isForeign;
+        areBlanksForeign = areBlanksForeign || isNone;
         at += whole.size();
-        if (line.isEmpty() || isForeign)
+        if (line.isEmpty() || isNone)
             continue;
-        if (padded) {
+        if (padded)
             decoder = Decoder(GMIME_CONTENT_ENCODING_BASE64);
-            padded = false;
-        }
         decoder.decode(line, decoded);
-        padded = kind == Base64Line::LastDigits;
-        digits +=
-            std::count_if(line.begin(), line.end(), [](char c) { return c == '=' || isBase64Digit(c); });
+        padded = line.contains('=');
+        digits += std::count_if(line.begin(), line.end(), isBase64);
     }
     const QByteArrayView rest = octets.sliced(at);
     const bool footer = !rest.trimmed().isEmpty();
@@ -102,11 +90,11 @@ QByteArray decodeQuotedPrintable(QByteArrayView octets)
         const QByteArrayView whole = firstLine(octets.sliced(at));
         QByteArrayView line = withoutLineEnd(whole);
         const QByteArrayView lineEnd = whole.sliced(line.size());
+        at += whole.size();
         while (line.endsWith(' ') || line.endsWith('\t')) // added on the way: RFC 2045, 6.7
             line.chop(1);
         decoder.decode(line, decoded);
         decoder.decode(lineEnd, decoded);
-        at += whole.size();
     }
     return decoded;
 }
