@@ -42,7 +42,6 @@ void Pop3Dialogue::send(const QByteArray &command)
     Q_ASSERT(isOpen() && !command.contains('\r') && !command.contains('\n'));
     m_observer.sent(command);
     m_queued += command + "\r\n";
-    flush();
 }
 
 void Pop3Dialogue::flush()
@@ -149,6 +148,7 @@ void Pop3Dialogue::pollLine(milliseconds most)
 Pop3Reply Pop3Dialogue::readReply()
 {
     Q_ASSERT(isOpen());
+    flush();
     m_exchangeClock.start();
     m_silenceClock.start();
     beginWindow();

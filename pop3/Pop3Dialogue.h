@@ -32,7 +32,8 @@ public:
     [[nodiscard]] bool isOpen() const { return m_handle != nullptr; }
     void close() noexcept;
 
-    /// command: without line end; must hold no CR or LF.
+    /// Goes out with the next readReply(), in one piece with the others that were sent before it. command: without line
+    /// end; must hold no CR or LF.
     void send(const QByteArray &command);
     /// The next status line. Its time limits begin here and last over the content that readContent takes.
     Pop3Reply readReply();
