@@ -139,8 +139,14 @@ QString addressText(QByteArrayView encoded)
 Mailbox bareMailbox(const QByteArray &text)
 {
     const qsizetype at = text.lastIndexOf('@');
-    if (at < 0 || text.startsWith('"'))
-        return {{}, addressText(text)};
+    if (at < 0 || text.startsWith('"')) {
+        const QString address = addressText(text);
+        const qsizetype angle = address.endsWith(u'>') ? address.lastIndexOf(u'<') : -1;
+        if (angle < 0)
+            return {{}, address};
+        return {address.first(angle).trimmed(),
+                address.sliced(angle + 1).chopped(1).trimmed()}; // in one word
+    }
     const qsizetype start = text.lastIndexOf(' ', at) + 1;
     const qsizetype blank = text.indexOf(' ', at);
     const qsizetype end = blank < 0 ? text.size() : blank;

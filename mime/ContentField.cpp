@@ -91,9 +91,8 @@ void ContentField::readParameters(const QByteArray &text, qsizetype at)
             value = quotedText(text, ++at, lastQuote);
         else {
             value = text.sliced(at, endOf(';') - at).trimmed();
-            const qsizetype comment =
-                name.contains("name") ? -1 : value.indexOf(" ("); // in a name it is meant
-            value.truncate(comment < 0 ? value.size() : comment);
+            if (const qsizetype comment = value.indexOf(" ("); comment > 0 && !name.contains("name"))
+                value.truncate(comment);
         }
         at = endOf(';');
         m_pieces.append({name, value});

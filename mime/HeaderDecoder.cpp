@@ -48,9 +48,7 @@ std::optional<EncodedWord> encodedWordAt(QByteArrayView line)
     if (end < 0)
         return std::nullopt;
     EncodedWord word;
-    word.charset = line.sliced(2, charsetEnd - 2).toByteArray();
-    word.charset.truncate(word.charset.contains('*') ? word.charset.indexOf('*')
-                                                     : word.charset.size()); // RFC 2231, 5
+    word.charset = line.sliced(2, charsetEnd - 2).toByteArray().split('*').first(); // RFC 2231, 5
     word.length = end + 2;
     QByteArray text = line.sliced(start, end - start).toByteArray();
     if ((encoding == 'B' || encoding == 'b') && text.contains('"'))

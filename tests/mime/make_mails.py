@@ -278,6 +278,7 @@ mail("attached-message-is-its-source", head(more=multipart(b"mixed", b"b", plain
      attachments=[("odd  folding.eml", "message/rfc822", SIGNED)])
 mail("name-before-bare-address", head(sender="系统通知 notice@x.cn".encode(), more=plain(b"")) + b"x\n", fromName="系统通知",
      sender="notice@x.cn", body="x")
+mail("name-and-address-in-one-word", head(sender=word("gbk", "张三 <zhang@example.com>"), more=plain(b"")) + b"x\n", body="x")
 mail("comma-in-a-name", head(sender=b"Doe, John <j@x>", more=plain(b"")) + b"x\n", fromName="Doe, John", sender="j@x", body="x")
 mail("names-in-pieces-and-paths", head(more=multipart(
     b"mixed", b"b", plain(b""),
