@@ -14,6 +14,8 @@ namespace
 
 /// Rows of one transaction: enough that its beginning and end cost next to nothing, and over in a moment.
 constexpr ptrdiff_t batchRows = 300;
+/// Rows that one statement deletes where there are as many.
+constexpr qsizetype deletedAtOnce = 10;
 
 bool hasFailed(const QString &status)
 {
@@ -98,18 +100,21 @@ bool ResultArchiver::archiveRange(qint64 first, qint64 last, bool alsoSetAside)
         {first, last});
     Recordset results(m_session.Conn());
     results.openForAppend(u"SMS_ResultDetail"_s);
+    QVariantList copied;
     // A stop ends a batch early: what it has done so far is whole.
     for (; !queue.atEnd() && !m_console.stopRequested(); queue.moveNext()) {
         if (!alsoSetAside && m_setAside.contains(queue.value("OAID"_L1).toLongLong()))
             continue;
-        if (!archiveRow(queue, results))
-            return false;
+        copy(queue, results);
+        copied += queue.value("OAID"_L1);
     }
+    if (!deleteRows(copied))
+        return false;
     transaction.commit();
     return true;
 }
 
-bool ResultArchiver::archiveRow(const Recordset &queue, Recordset &results)
+void ResultArchiver::copy(const Recordset &queue, Recordset &results)
 {
     results.addNew();
     results.set("SOAID"_L1, queue.value("SOAID"_L1));
@@ -119,6 +124,17 @@ bool ResultArchiver::archiveRow(const Recordset &queue, Recordset &results)
     results.set("IsSuccess"_L1, hasFailed(queue.text("MsgStatus"_L1)) ? u"0"_s : u"1"_s);
     results.set("MsgContent"_L1, queue.value("MsgContent"_L1));
     results.update();
-    // A row that somebody else has taken out meanwhile is not archived a second time.
-    return m_session.Conn().execute(u"delete from SMS_Queues where OAID=?"_s, {queue.value("OAID"_L1)}) > 0;
+}
+
+/// False when somebody else has taken one out meanwhile: it is not archived a second time.
+bool ResultArchiver::deleteRows(const QVariantList &ids)
+{
+    for (qsizetype first = 0, count = 0; first < ids.size(); first += count) {
+        count = ids.size() - first < deletedAtOnce ? 1 : deletedAtOnce;
+        const QString marks = QStringList(count, u"?"_s).join(u", "_s);
+        if (m_session.Conn().execute(u"delete from SMS_Queues where OAID in (%1)"_s.arg(marks),
+                                     ids.mid(first, count)) < count)
+            return false;
+    }
+    return true;
 }

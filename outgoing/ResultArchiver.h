@@ -34,7 +34,8 @@ private:
     void archiveAlone(qint64 key);
     /// False when a row has gone meanwhile or cannot be deleted; nothing is then archived.
     [[nodiscard]] bool archiveRange(qint64 first, qint64 last, bool alsoSetAside);
-    [[nodiscard]] bool archiveRow(const Recordset &queue, Recordset &results);
+    void copy(const Recordset &queue, Recordset &results);
+    [[nodiscard]] bool deleteRows(const QVariantList &ids);
 
     DatabaseSession &m_session;
     OperatorConsole &m_console;
