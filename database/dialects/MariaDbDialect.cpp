@@ -10,6 +10,8 @@ using Kind = DatabaseFault::Kind;
 class MariaDbDialect final : public SqlDialect
 {
 public:
+    MariaDbDialect() : SqlDialect({.begin = u"START TRANSACTION"_s}, u'`') {}
+
     [[nodiscard]] QStringList sessionSetup(const Session &session) const override
     {
         const auto seconds = session.limits.statement.count();
@@ -49,8 +51,6 @@ public:
     [[nodiscard]] QString endOfMarkedSession() const override { return u"kill is_used_lock(?)"_s; }
     /// The keepalives of its lines are the system's, as a rule of two hours.
     [[nodiscard]] QString silenceLimit() const override { return u"set session wait_timeout=45"_s; }
-
-    [[nodiscard]] TransactionVerbs verbs() const override { return {.begin = u"START TRANSACTION"_s}; }
 
     [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
     /// MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
@@ -142,11 +142,6 @@ public:
 
     /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
     [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
-
-    [[nodiscard]] QString quotedName(const QString &name) const override
-    {
-        return u'`' + QString(name).replace(u'`', "``"_L1) + u'`';
-    }
 
     /// Numbers of the server (1xxx and up) and of the client library (2xxx, 5xxx).
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override

@@ -12,6 +12,13 @@ using Kind = DatabaseFault::Kind;
 class SqlServerDialect final : public SqlDialect
 {
 public:
+    SqlServerDialect()
+        : SqlDialect({u"BEGIN TRANSACTION"_s, u"COMMIT TRANSACTION"_s,
+                      u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s, u"SAVE TRANSACTION %1"_s, u""_s,
+                      u"ROLLBACK TRANSACTION %1"_s})
+    {
+    }
+
     [[nodiscard]] QStringList sessionSetup(const Session &) const override
     {
         return {
@@ -32,16 +39,6 @@ public:
     [[nodiscard]] QStringList lockLimit(std::chrono::milliseconds limit) const override
     {
         return {u"set lock_timeout %1"_s.arg(limit.count())};
-    }
-
-    [[nodiscard]] TransactionVerbs verbs() const override
-    {
-        return {u"BEGIN TRANSACTION"_s,
-                u"COMMIT TRANSACTION"_s,
-                u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s,
-                u"SAVE TRANSACTION %1"_s,
-                u""_s,
-                u"ROLLBACK TRANSACTION %1"_s};
     }
 
     /// scope_identity() is this batch's own, whatever a trigger numbers;

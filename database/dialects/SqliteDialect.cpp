@@ -12,7 +12,7 @@ class SqliteDialect final : public SqlDialect
 public:
     /// A transaction that reads and then writes would otherwise be refused, without waiting, when another program
     /// has committed in between.
-    [[nodiscard]] TransactionVerbs verbs() const override { return {.begin = u"BEGIN IMMEDIATE"_s}; }
+    SqliteDialect() : SqlDialect({.begin = u"BEGIN IMMEDIATE"_s}) {}
 
     /// The number of the last row would be that of another table for a row that a trigger stored.
     [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override

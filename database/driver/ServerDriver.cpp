@@ -152,8 +152,7 @@ QVariant ServerDriver::answerOfAnotherSession(const QString &query) const
 
 std::unique_ptr<Statement> ServerDriver::prepare(const QString &sql)
 {
-    // Looks the names up, under a time limit of its own.
-    const QString spelled = m_dialect->columnsQuery().isEmpty() ? sql : m_names.rewritten(sql);
+    const QString spelled = m_names.rewritten(sql); // looks them up, under a time limit of its own
     const auto limit = watch(0);
     return std::make_unique<ServerStatement>(*this, sql, prepareLine(sql, spelled));
 }

@@ -74,6 +74,8 @@ protected:
     void runPlain(const QString &sql) final;
     /// The one value of a query that is not prepared; null for none.
     [[nodiscard]] QVariant plainValue(const QString &sql);
+    /// All columns of the tables with this name, letter case apart; none where the server does not care about it.
+    [[nodiscard]] virtual QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
     /// For the destructor of a driver whose statements need it.
     void forgetQuestions() { m_questions.clear(); }
     /// The one value that a question of our own is answered with; null for none.
@@ -85,8 +87,6 @@ private:
     void refusePoolOfTransactions();
     void markSession();
     [[nodiscard]] QVariant answerOfAnotherSession(const QString &query) const;
-
-    [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable);
 
     std::unique_ptr<SqlDialect> m_dialect;
     DatabaseLimits m_limits;

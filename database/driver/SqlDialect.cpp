@@ -26,7 +26,7 @@ QString SqlDialect::identityInsert(const QString &insert, const QString &) const
 
 QString SqlDialect::quotedName(const QString &name) const
 {
-    return u'"' + QString(name).replace(u'"', R"("")"_L1) + u'"';
+    return m_quote.isNull() ? name : m_quote + QString(name).replace(m_quote, QString(2, m_quote)) + m_quote;
 }
 
 QString SqlDialect::updateOfFirstRow(const QString &table, const QString &assignments,

@@ -30,7 +30,11 @@ struct TransactionVerbs {
 class SqlDialect
 {
 public:
-    explicit SqlDialect(TransactionVerbs verbs = {}) : m_verbs(std::move(verbs)) {}
+    /// quote: what stands around a name; null where nothing may.
+    explicit SqlDialect(TransactionVerbs verbs = {}, QChar quote = u'"')
+        : m_verbs(std::move(verbs)), m_quote(quote)
+    {
+    }
     virtual ~SqlDialect() = default;
     SqlDialect(const SqlDialect &) = delete;
     SqlDialect &operator=(const SqlDialect &) = delete;
@@ -68,7 +72,7 @@ public:
     /// sooner, by the keepalives of the line, that its client has gone.
     [[nodiscard]] virtual QString silenceLimit() const { return {}; }
 
-    [[nodiscard]] virtual TransactionVerbs verbs() const { return m_verbs; }
+    [[nodiscard]] const TransactionVerbs &verbs() const { return m_verbs; }
 
     /// The insert as a statement that answers with the new identity as its one row; the insert itself when
     /// identityQuery() tells it afterwards, or nothing does.
@@ -95,7 +99,7 @@ public:
     /// table, column, longest text in characters (null: no limit), character set (null: the database's). ""
     /// where the server itself does not care about letter case.
     [[nodiscard]] virtual QString columnsQuery() const { return {}; }
-    [[nodiscard]] virtual QString quotedName(const QString &name) const;
+    [[nodiscard]] QString quotedName(const QString &name) const;
     /// The query for the octets that a statement with its values may have; "" where there is no such limit.
     [[nodiscard]] virtual QString payloadLimitQuery() const { return {}; }
     /// The query that answers 1 when this session cuts a value that does not fit, with only a warning; ""
@@ -172,4 +176,5 @@ protected:
 
 private:
     const TransactionVerbs m_verbs;
+    const QChar m_quote;
 };

@@ -37,7 +37,7 @@ void PostgreSqlDriver::connect()
     if (PQstatus(m_connection.get()) != CONNECTION_OK) {
         QString words = QString::fromUtf8(PQerrorMessage(m_connection.get())).section(u'\n', 0, 0);
         // As openGauss and its kin have by default.
-        if (words.contains("authentication method"_L1) && words.contains("not supported"_L1))
+        if (words.contains("authentication me"_L1) && words.contains("supported"_L1)) // method, mechanisms
             words +=
                 u"（请 OA 系统管理员让该用户以 md5 登录，或安装该数据库的 ODBC 驱动程序并写 Dialect=PostgreSQL）"_s;
         throw unreachable(m_target.host, words);

@@ -131,7 +131,9 @@ void OdbcDriver::checkSession()
     if (!takes(u"RELEASE SAVEPOINT sms_try"_s))
         verbs.release.clear();
     rollback();
-    setDialect(std::make_unique<SqlDialect>(verbs));
+    // A blank where there is none.
+    const QString quote = information(SQL_IDENTIFIER_QUOTE_CHAR).trimmed();
+    setDialect(std::make_unique<SqlDialect>(verbs, quote.isEmpty() ? QChar() : quote[0]));
 }
 
 bool OdbcDriver::isKnownSystem() const
@@ -253,8 +255,43 @@ bool OdbcDriver::isDead() const
 
 QList<QVariantList> OdbcDriver::plainRows(const QString &sql)
 {
-    OdbcStatement statement(*this, sql);
-    statement.executeDirectly();
+    return rowsBy(sql, [&](SQLHSTMT handle) {
+        return SQLExecDirectW(handle, odbcText(sql), static_cast<SQLINTEGER>(sql.size()));
+    });
+}
+
+/// By the driver's own catalogue where the dialect knows none.
+QList<NameResolver::Column> OdbcDriver::columnsOf(const QString &lowerCaseTable)
+{
+    if (isKnownSystem())
+        return ServerDriver::columnsOf(lowerCaseTable);
+    const auto limit = watch(0);
+    QList<NameResolver::Column> columns;
+    // Catalogue, schema, table.
+    const auto tables = rowsBy(u"SQLTables"_s, [](SQLHSTMT handle) {
+        return SQLTablesW(handle, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0);
+    });
+    for (const QVariantList &table : tables) {
+        const QString name = table[2].toString();
+        if (name.toLower() != lowerCaseTable)
+            continue;
+        // Those of other tables, too: the name is a pattern.
+        const auto all = rowsBy(u"SQLColumns"_s, [&](SQLHSTMT handle) {
+            return SQLColumnsW(handle, nullptr, 0, nullptr, 0, odbcText(name), SQL_NTS, nullptr, 0);
+        });
+        for (const QVariantList &column : all) {
+            if (column.first(3) == table.first(3))
+                columns += {name, column[3].toString()};
+        }
+    }
+    return columns;
+}
+
+QList<QVariantList> OdbcDriver::rowsBy(const QString &what,
+                                       const std::function<SQLRETURN(SQLHSTMT)> &call) const
+{
+    OdbcStatement statement(*this, what);
+    statement.executeBy(call);
     QList<QVariantList> rows;
     while (statement.next()) {
         QVariantList &row = rows.emplaceBack();

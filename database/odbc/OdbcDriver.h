@@ -35,10 +35,13 @@ protected:
     [[nodiscard]] std::unique_ptr<ServerDriver> another() const override;
     [[nodiscard]] std::unique_ptr<Statement> prepareLine(const QString &sql, const QString &spelled) override;
     [[nodiscard]] QList<QVariantList> plainRows(const QString &sql) override;
+    [[nodiscard]] QList<NameResolver::Column> columnsOf(const QString &lowerCaseTable) override;
     /// ODBC drivers end a text at its NUL.
     [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
 private:
+    [[nodiscard]] QList<QVariantList> rowsBy(const QString &what,
+                                             const std::function<SQLRETURN(SQLHSTMT)> &call) const;
     [[nodiscard]] QString information(SQLUSMALLINT kind) const;
     [[nodiscard]] bool isDead() const;
     [[nodiscard]] bool isKnownSystem() const;

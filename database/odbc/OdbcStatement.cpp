@@ -75,11 +75,6 @@ void OdbcStatement::execute(const QVariantList &values)
     finishExecution(SQLExecute(m_handle.get()));
 }
 
-void OdbcStatement::executeDirectly()
-{
-    finishExecution(SQLExecDirectW(m_handle.get(), odbcText(m_sql), static_cast<SQLINTEGER>(m_sql.size())));
-}
-
 void OdbcStatement::finishExecution(SQLRETURN result)
 {
     // An UPDATE or DELETE that found no row says so here.

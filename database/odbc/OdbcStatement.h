@@ -4,6 +4,7 @@
 #include "database/driver/Driver.h"
 #include "database/odbc/OdbcHandle.h"
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -21,7 +22,8 @@ public:
     ~OdbcStatement() override;
 
     void execute(const QVariantList &values) override;
-    void executeDirectly();
+    /// call: an ODBC function that carries something out by itself.
+    void executeBy(const std::function<SQLRETURN(SQLHSTMT)> &call) { finishExecution(call(m_handle.get())); }
     [[nodiscard]] bool next() override;
     [[nodiscard]] QVariant value(int column) const override { return m_row[static_cast<size_t>(column)]; }
     [[nodiscard]] QStringList columnNames() const override { return m_columnNames; }

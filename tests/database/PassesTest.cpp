@@ -1,6 +1,5 @@
 #include "foundation/DatabaseTrial.h"
 #include "tests/database/DatabaseWork.h"
-#include "tests/support/TextTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -91,6 +90,31 @@ private slots:
         QTRY_COMPARE(tick(), QList<int>({31, 31}));
     }
 
+    /// One that tells letter case apart. Names are found by ODBC's catalogue, and its calls begin and end what belongs
+    /// together.
+    void systemThatNobodyKnowsIsServed_data()
+    {
+        QTest::addColumn<DatabaseRoute>("route");
+        QTest::newRow("PostgreSQL") << DatabaseRoute::PostgreSqlOdbc;
+        QTest::newRow("MariaDB") << DatabaseRoute::MariaDbOdbc;
+    }
+    void systemThatNobodyKnowsIsServed()
+    {
+        Office office(currentRoute(), SchemaKind::PaddedTexts);
+        office.session.Conn().open(office.connectString() + u";Dialect=Standard"_s);
+        office.add(u"VO_UserInfor"_s, u"UserName, Mobile"_s, {u"zhang|13800000001"_s});
+        office.add(u"SMS_WaitToSend"_s, u"ToSendDT, ToUserList, MsgContent"_s,
+                   {u"2006-03-05 07:00:00|zhang;zhang|x"_s});
+        office.passes().expand();
+        QCOMPARE(office.table(u"SMS_Queues"_s, u"OAID, SOAID, ToMB, MsgStatus"_s),
+                 QStringList({u"1|1|13800000001|0"_s, u"2|1|13800000001|0"_s}));
+        office.oa(u"update SMS_Queues set MsgStatus='8' where OAID=1"_s);
+        office.passes().archive();
+        QCOMPARE(office.table(u"SMS_ResultDetail"_s, u"SOAID, ToMB, IsSuccess"_s),
+                 QStringList(u"1|13800000001|1"_s));
+        QCOMPARE(office.console.takeLog(), QStringList());
+    }
+
     /// By --check and the start.
     void whatCannotWorkIsNamed_data()
     {
@@ -115,9 +139,7 @@ private slots:
     void whatCannotWorkIsNamed()
     {
         const QString problem = cell("problem");
-        const auto *route = std::ranges::find_if(
-            databaseRoutes, [](const auto &it) { return cell("route") == QLatin1String(it.first); });
-        Office office(route->second);
+        Office office(cellRoute());
         if (office.isPostgreSql()) {
             office.oa(u"do $$begin if not exists (select from pg_roles where rolname='clerk') then"
                       " create role clerk login password '%1'; end if; end$$"_s.arg(
