@@ -1,5 +1,6 @@
 #include "tests/database/DatabaseWork.h"
 #include "tests/support/Loopback.h"
+#include "tests/support/TextTable.h"
 
 #include <QFile>
 #include <QProcess>
@@ -40,6 +41,13 @@ QByteArray greetingThatAsksForClearPassword()
                             QByteArray(10, '\0') + QByteArray("123456789012\0", 13) +
                             QByteArray("mysql_clear_password\0", 21);
     return QByteArray(1, char(body.size())) + QByteArray("\0\0\0", 3) + body;
+}
+
+/// What PostgreSQL's kin say to a login: the number of a way that it does not know, and what that way needs.
+QByteArray wayToLogIn(char number)
+{
+    const QByteArray body = QByteArray(3, '\0') + number + QByteArray("\0\0\0\2", 4) + QByteArray(76, 'a');
+    return "R" + QByteArray(3, '\0') + char(body.size() + 4) + body;
 }
 
 } // namespace
@@ -97,15 +105,25 @@ private slots:
             QCOMPARE(connection.firstValue(u"select 1"_s, {})->toInt(), 1);
     }
 
-    void passwordIsNeverSentInClear_data()
+    void loginThatCannotBeIsToldWithoutThePassword_data()
     {
         QTest::addColumn<QString>("keys");
-        QTest::newRow("native") << u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s;
-        QTest::newRow("ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s;
+        QTest::addColumn<QByteArray>("greeting");
+        QTest::addColumn<QString>("told");
+        const QString postgreSql =
+            u"Provider=PostgreSQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;SslMode=disable;"_s;
+        QTest::newRow("in clear, native") << u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s
+                                          << greetingThatAsksForClearPassword() << QString();
+        QTest::newRow("in clear, ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s
+                                        << greetingThatAsksForClearPassword() << QString();
+        QTest::newRow("openGauss, sha256") << postgreSql << wayToLogIn(10) << u"Dialect=PostgreSQL"_s;
+        QTest::newRow("openGauss, sm3") << postgreSql << wayToLogIn(13) << u"Dialect=PostgreSQL"_s;
     }
-    void passwordIsNeverSentInClear()
+    void loginThatCannotBeIsToldWithoutThePassword()
     {
         QFETCH(QString, keys);
+        QFETCH(QByteArray, greeting);
+        QFETCH(QString, told);
         std::promise<quint16> port;
         QByteArray received;
         std::thread server([&] {
@@ -114,36 +132,71 @@ private slots:
             if (!listener.waitForNewConnection(5000))
                 return;
             const std::unique_ptr<QTcpSocket> client(listener.nextPendingConnection());
-            client->write(greetingThatAsksForClearPassword());
+            client->write(greeting);
             while (client->waitForReadyRead(3000)) // until the client hangs up
                 received += client->readAll();
         });
         const QString target = keys.arg(port.get_future().get());
         Connection connection;
-        const auto kind = kindOf([&] { connection.open(target + u"Uid=sms;Pwd=open-sesame"_s); });
+        const auto fault = faultOf([&] { connection.open(target + u"Uid=sms;Pwd=open-sesame"_s); });
         server.join();
-        QCOMPARE(kind, DatabaseFault::Kind::Lost);
+        QVERIFY(fault && fault->kind() == DatabaseFault::Kind::Lost);
+        QVERIFY2(fault->message().contains(told), qPrintable(fault->message()));
         QVERIFY2(!received.contains("open-sesame"), received.toHex());
     }
 
-    /// The private servers offer none.
-    void serverWithoutEncryptionIsRefused_data()
+    /// The private servers offer none but where they are given a certificate.
+    void lineIsEncryptedWhereItIsAskedFor_data()
     {
-        QTest::addColumn<DatabaseRoute>("route");
-        QTest::addColumn<QString>("mode");
-        QTest::newRow("PostgreSQL") << DatabaseRoute::PostgreSql << u"require"_s;
-        QTest::newRow("MariaDB") << DatabaseRoute::MariaDb << u"require"_s;
-        QTest::newRow("MariaDB, verified") << DatabaseRoute::MariaDb << u"verify-full"_s;
+        addRows(uR"(
+            what                   | route                | certificate | opens | keys
+            in clear               | PostgreSQL           |           |     | ;SslMode=require
+            in clear, m            | MariaDB              |           |     | ;SslMode=require
+            in clear, m, verified  | MariaDB              |           |     | ;SslMode=verify-full
+            prefer                 | PostgreSQL           |           | yes | ;SslMode=prefer
+            prefer, m              | MariaDB              |           | yes | ;SslMode=prefer
+            require                | MariaDB              | 127.0.0.1 | yes | ;SslMode=require
+            verified               | MariaDB              | 127.0.0.1 | yes | ;SslMode=verify-full;SslCa=FILE
+            nobody's               | MariaDB              | 127.0.0.1 |     | ;SslMode=verify-full
+            another's              | MariaDB              | 127.0.0.9 |     | ;SslMode=verify-full;SslCa=FILE
+            require, odbc          | MariaDB through ODBC | 127.0.0.1 | yes | FORCETLS=1
+            verified, odbc         | MariaDB through ODBC | 127.0.0.1 | yes | FORCETLS=1;SSLVERIFY=1;SSLCA=FILE
+            another's, odbc        | MariaDB through ODBC | 127.0.0.9 |     | FORCETLS=1;SSLVERIFY=1;SSLCA=FILE
+            )"_s);
     }
-    void serverWithoutEncryptionIsRefused()
+    void lineIsEncryptedWhereItIsAskedFor()
     {
-        QFETCH(DatabaseRoute, route);
-        QFETCH(QString, mode);
+        const DatabaseRoute route = cellRoute();
         const Office database(route, SchemaKind::None);
+        PrivateDatabaseServer &server = serverOf(route);
+        const QString certificate = server.folder() + u"/line.pem"_s;
+        const bool isEncrypted = !cell("certificate").isEmpty();
+        const auto restart = [&](const QStringList &options) {
+            server.stop();
+            server.start(options);
+        };
+        const auto inClearAgain = qScopeGuard([&] {
+            if (isEncrypted)
+                restart({});
+        });
+        if (isEncrypted) {
+            const QString make = u"openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=$1 -addext"
+                                 " subjectAltName=IP:$1 -keyout $0 -out $0 2>/dev/null && chmod a+r $0"_s;
+            QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, make, certificate, cell("certificate")}), 0);
+            restart({u"--ssl-cert="_s + certificate, u"--ssl-key="_s + certificate});
+        }
         Connection connection;
-        QCOMPARE(kindOf([&] { connection.open(database.connectString() + u";SslMode="_s + mode); }),
-                 DatabaseFault::Kind::Lost);
-        connection.open(database.connectString() + u";SslMode=prefer"_s);
+        const auto fault = faultOf([&] {
+            connection.open(database.connectString() + cell("keys").replace(u"FILE"_s, certificate));
+        });
+        QVERIFY2(fault.has_value() == cell("opens").isEmpty(), fault ? qPrintable(fault->message()) : "open");
+        if (fault)
+            QCOMPARE(fault->kind(), DatabaseFault::Kind::Lost);
+        else if (isEncrypted)
+            QVERIFY(!connection.query(u"show session status like 'Ssl_cipher'"_s, {})
+                         .values[1]
+                         .toString()
+                         .isEmpty());
     }
 };
 

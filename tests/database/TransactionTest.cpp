@@ -106,6 +106,66 @@ private slots:
         }
     }
 
+    /// By servers that are made to say it.
+    void serverInTroubleSaysSo_data()
+    {
+        addRows(uR"(
+            what                  | route                   | kind        | told  | trouble
+            session ended         | PostgreSQL              | Lost        | terminating connection due to administrator command | select pg_terminate_backend(pid) from pg_stat_activity where usename='guest'
+            session ended, odbc   | PostgreSQL through ODBC | Lost        |       | select pg_terminate_backend(pid) from pg_stat_activity where usename='guest'
+            shutting down         | PostgreSQL              | Lost        | the database system is shutting down | copy (select 1) to program 'kill -TERM $(ps -o ppid= -p $PPID)'
+            requests spent        | MariaDB                 | Unavailable | 1226  | flush user_resources
+            requests spent, odbc  | MariaDB through ODBC    | Unavailable | 1226  | flush user_resources
+            statements full       | MariaDB                 | Unavailable | 1461  | set global max_prepared_stmt_count=0
+            statements full, odbc | MariaDB through ODBC    | Unavailable | 1461  | set global max_prepared_stmt_count=0
+            )"_s);
+    }
+    void serverInTroubleSaysSo()
+    {
+        Office office(cellRoute());
+        const bool shutsDown = cell("trouble").startsWith(u"copy"_s);
+        const QString password = PrivateDatabaseServer::password().replace(u'\'', u"''"_s);
+        for (const QString &statement :
+             office.isPostgreSql()
+                 ? QStringList{u"drop role if exists guest"_s,
+                               u"create role guest superuser login password '%1'"_s.arg(password)}
+                 : QStringList{u"create or replace user guest@'%' identified by '%1'"
+                               " with max_queries_per_hour 100"_s.arg(password),
+                               u"grant all on *.* to guest@'%'"_s})
+            office.oa(statement);
+        const QString guest = office.connectString().replace(u"ID=sms"_s, u"ID=guest"_s);
+        Connection connection;
+        connection.open(guest);
+        std::optional<Transaction> transaction(connection);
+        office.oa(cell("trouble"));
+        if (office.isPostgreSql() && !shutsDown)
+            QTRY_COMPARE(office.rows(u"select pid from pg_stat_activity where usename='guest'"_s),
+                         QStringList());
+        std::optional<DatabaseFault> fault;
+        for (int tries = 0; tries < 200 && !fault; ++tries)
+            fault = faultOf([&] {
+                if (!transaction)
+                    transaction.emplace(connection);
+                connection.execute(u"delete from SMS_Queues where OAID=?"_s, {1});
+                if (shutsDown)
+                    Connection().open(guest);
+                transaction->commit();
+                transaction.reset();
+            });
+        transaction.reset();
+        connection.close();
+        if (shutsDown) {
+            serverOf(office.route()).stop();
+            serverOf(office.route()).start();
+        } else if (office.isMariaDb()) {
+            office.oa(u"set global max_prepared_stmt_count=default"_s);
+        }
+        QVERIFY(fault);
+        QVERIFY2(fault->message().contains(cell("told")), qPrintable(fault->message()));
+        QCOMPARE(fault->kind(),
+                 cell("kind") == u"Lost" ? DatabaseFault::Kind::Lost : DatabaseFault::Kind::Unavailable);
+    }
+
     /// Neither none nor that of an earlier row is ever taken for the identity of this one, nor is a row that has
     /// gone taken for a changed one.
     void whatCannotBeToldIsAFault_data() { addRoutes(); }

@@ -61,7 +61,7 @@ PrivateDatabaseServer::~PrivateDatabaseServer()
     }
 }
 
-void PrivateDatabaseServer::start()
+void PrivateDatabaseServer::start(const QStringList &options)
 {
     const bool isPostgreSql = m_system == System::PostgreSql;
     m_process.start(QStringLiteral(DATABASE_SERVER_SCRIPT),
@@ -70,7 +70,8 @@ void PrivateDatabaseServer::start()
                         // Tests commit thousands of times and never lose power.
                         (isPostgreSql
                              ? QStringList{u"-c"_s, u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s}
-                             : QStringList{u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s}));
+                             : QStringList{u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s}) +
+                        options);
     QString lastFault;
     const auto answers = [this, &lastFault] {
         try {

@@ -20,7 +20,7 @@ public:
     PrivateDatabaseServer &operator=(const PrivateDatabaseServer &) = delete;
 
     /// Returns when the server accepts logins.
-    void start();
+    void start(const QStringList &options = {});
     /// At once, without goodbyes: what was not committed is lost, clients find their connections cut.
     void stop();
     /// Stops every process of the server where it is (SIGSTOP): connections stay, nothing answers.
@@ -29,6 +29,7 @@ public:
 
     [[nodiscard]] System system() const { return m_system; }
     [[nodiscard]] int port() const { return m_port; }
+    [[nodiscard]] QString folder() const { return m_folder.path(); }
     /// Holds characters that every style of connection string has to quote.
     [[nodiscard]] static QString password() { return QStringLiteral("p;w'd=1"); }
     [[nodiscard]] static QString user() { return QStringLiteral("sms"); }
