@@ -7,12 +7,15 @@ The declared types of the file's tables become the column types that clients are
 name are accepted, unencrypted, on 127.0.0.1 only. LOG gets one JSON object a line: each login, batch, remote call with
 its parameter types, and error. Faults:
     nocount               every session begins with NOCOUNT ON, as the server option "user options" 512 makes it
-    abort:NUMBER:TEXT:N   the N-th statement that holds TEXT inside a transaction fails with error NUMBER, which rolls
-                          the whole transaction back, as a deadlock victim (1205) is
+    abort:NUMBER:TEXT:N   the N-th statement that holds TEXT inside a transaction fails with error NUMBER; 1205 (a
+                          deadlock's victim) rolls the whole transaction back
+
+Rows whose table and OAID are in the file's table "held" are locked by somebody: a statement that names them fails with
+error 1222, one that reads past held rows goes on without them.
 
 It knows no T-SQL but the session settings, nested transactions and savepoints, scope_identity(), @@rowcount,
-@@trancount, "select top (n)", "update top (1)", table hints, which it ignores, and session locks, which are always free;
-everything else goes to SQLite as it stands. No lock waits shorter than the whole file. A client that works here must still be tried on the real thing.
+@@trancount, "select top (n)", "update top (1)" and session locks, which are always free; everything else goes to SQLite as it
+stands. A client that works here must still be tried on the real thing.
 """
 import datetime
 import json
@@ -191,7 +194,8 @@ class Double:
                 self.seen[i] += 1
                 hit = self.seen[i] == int(turn)
             if hit:
-                session.rollback()
+                if number == "1205":
+                    session.rollback()
                 raise SqlError(int(number), "Transaction was chosen as the deadlock victim. Rerun the transaction.")
 
     def kind_of(self, name, values):
@@ -245,7 +249,7 @@ class Session:
             literals.append(literal[1])
             return f"\0{len(literals) - 1}\0"
         q = re.sub(r"(?:\bN)?('(?:[^']|'')*')", masked, statement)
-        q = re.sub(r"\bwith\s*\(\s*(?:(?:updlock|rowlock|holdlock|readpast|nolock|xlock|tablock)\s*,?\s*)+\)", "", q, flags=re.I)
+        q = re.sub(r"(\w+) with \(readpast\)", r"(select * from \1 where OAID not in (select OAID from held where Name='\1'))", q)
         q = re.sub(r"^update top \(1\) (\w+) set (.*?) where (.*)$", r"update \1 set \2 where rowid=(select rowid from \1 where \3 limit 1)", q, flags=re.I | re.S)
         if top := re.match(r"select top \(?(\d+)\)?", q, re.I):
             q = "select" + q[top.end():] + " limit " + top[1]
@@ -254,6 +258,11 @@ class Session:
         q = re.sub("\0(\\d+)\0", lambda m: literals[int(m[1])], q)
         known = {**{k.lstrip("@"): v for k, v in values.items()}, "_identity": self.identity, "_rows": self.rows, "_depth": self.depth}
         try:
+            named = re.match(r"(?:select .*? from|delete from|update) (SMS_\w+) (?:set .*? )?where (.*)$", q, re.S)
+            if named and "held" not in q:
+                held = f"OAID in (select OAID from held where Name='{named[1]}')"
+                if self.sqlite.execute(f"select 1 from {named[1]} where {held} and ({named[2]})", known).fetchone():
+                    raise SqlError(1222, "Lock request time out period exceeded.")
             cursor = self.sqlite.execute(q, {k: known[k] for k in re.findall(r"@(\w+)", q) if k in known})
             rows = cursor.fetchall() if cursor.description else None
         except sqlite3.Error as e:
