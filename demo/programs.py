@@ -79,7 +79,10 @@ class ServerDatabase:
 
 
 class Server:
-    """A server with its settings and a simulated modem of its own, in a folder; both end with this program."""
+    """A server with its settings and a simulated modem of its own, in a folder; both end with this program.
+    within: what the server is run by."""
+
+    within = ()
 
     def __init__(self, folder, programs, connect_string, modem_options=(), settings=()):
         self.folder = folder
@@ -98,8 +101,8 @@ class Server:
 
     def start(self, *options):
         self.process = subprocess.Popen(
-            [self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--start", "--headless",
-             "--log-file", self.folder / "server.log", *options],
+            [*self.within, self.programs / "sms-server", "--settings", self.folder / "settings.ini", "--start",
+             "--headless", "--log-file", self.folder / "server.log", *options],
             stdout=subprocess.DEVNULL, stderr=(self.folder / "server.err").open("ab"))
 
     def is_open(self):

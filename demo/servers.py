@@ -6,6 +6,8 @@
                                           message a kill sent twice, the pieces of each number in order
   demo/servers.py limit [--kills 5]       one server, SendPerHour=30, killed again and again: never 31
   demo/servers.py rate                    1, 2 and 4 servers with modems of 300 ms: the share of the summed rate
+  demo/servers.py cut                     as root: one of two, in a network namespace of its own, is cut off while it
+                                          waits for its modem; the other sends that message within a minute
 
 --database postgresql|mariadb, --bin FOLDER of the programs (build/release/bin), --rows, --keep. The exit status is 0
 when every promise was kept. Needs Python 3 and the database's packages.
@@ -17,11 +19,32 @@ import json
 import pathlib
 import random
 import shutil
+import subprocess
 import sys
 import tempfile
 import time
 
 from programs import PROGRAMS, Server, ServerDatabase, until
+
+
+# A machine that finds the database's address behind its only line, and the moment from which every packet is lost.
+MACHINE = """
+ip netns add sms-cut
+ip link add sms-near type veth peer name sms-far netns sms-cut
+ip addr add 10.213.0.1/30 dev sms-near
+ip link set sms-near up
+sysctl -qw net.ipv4.conf.sms-near.route_localnet=1
+ip netns exec sms-cut sh -ec '
+    ip addr add 10.213.0.2/30 dev sms-far
+    ip link set sms-far up
+    sysctl -qw net.ipv4.conf.sms-far.route_localnet=1
+    ip route del table local local 127.0.0.0/8 dev lo 2>/dev/null || true
+    ip route add 127.0.0.1/32 via 10.213.0.1 src 10.213.0.2'
+"""
+CUT = """
+ip neigh replace 10.213.0.2 lladdr 02:00:00:00:00:01 dev sms-near nud permanent
+ip -n sms-cut neigh replace 10.213.0.1 lladdr 02:00:00:00:00:01 dev sms-far nud permanent
+"""
 
 
 class OneOfSeveral(Server):
@@ -162,9 +185,32 @@ def rate(options, folder):
     return all(rates[many] >= 0.95 * many * rates[1] for many in rates)
 
 
+def cut(options, folder):
+    atexit.register(subprocess.run, ["sh", "-c", "ip link del sms-near; ip netns del sms-cut"])
+    subprocess.run(["sh", "-ec", MACHINE], check=True)
+    database = ServerDatabase(folder, options.database)
+    if options.database == "postgresql":
+        database.sql("copy (select 'host all all all scram-sha-256') to program 'cat >>pg_hba.conf';"
+                     "select pg_reload_conf();")
+    far, near = (OneOfSeveral(number, folder, options.bin, database.connect_string, latency, ["Servers=several"])
+                 for number, latency in ((1, 200_000), (2, 60)))
+    far.within = ["ip", "netns", "exec", "sms-cut"]
+    fill(database, 1, 1)
+    in_hand = far.folder / "settings.ini.in-hand"
+    well = open_all([far]) and until(lambda: in_hand.exists() and in_hand.stat().st_size > 0, 60, "a message in hand")
+    well = open_all([near]) and well
+    subprocess.run(["sh", "-ec", CUT], check=True)
+    begin = time.monotonic()
+    well = until(near.sent, 120, "the other sends the message") and well
+    seconds = time.monotonic() - begin
+    far.kill()  # it would wait for its modem
+    print(f"{options.database}: {seconds:.1f} s after the cut; " + repr([server.log() for server in (near, far)]))
+    return well and seconds < 60
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("work", choices=["story", "kills", "limit", "rate"])
+    parser.add_argument("work", choices=["story", "kills", "limit", "rate", "cut"])
     parser.add_argument("--servers", type=int, default=3)
     parser.add_argument("--database", choices=["postgresql", "mariadb"], default="postgresql")
     parser.add_argument("--bin", type=pathlib.Path, default=PROGRAMS)
