@@ -9,8 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(MailHistory::Limits)
-
 /// An office whose alerts come from passes that remember what they have read, beside one of which every pass begins
 /// anew, over random histories of both.
 class NewMailAlertsTest : public QObject

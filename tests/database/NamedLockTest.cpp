@@ -1,6 +1,5 @@
 #include "database/NamedLock.h"
 #include "tests/database/DatabaseWork.h"
-#include "tests/support/LockTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -11,12 +10,7 @@ class NamedLockTest : public QObject
 
 private:
     struct Session {
-        /// table: for a database without locks of its own.
-        Session(const Office &office, LockTable &table)
-        {
-            table.lendTo(connection);
-            connection.open(office.connectString());
-        }
+        explicit Session(const Office &office) { connection.open(office.connectString()); }
 
         Connection connection;
         NamedLock lock{connection};
@@ -30,17 +24,15 @@ private:
     }
 
 private slots:
-    void oneSessionHoldsIt_data() { addRoutes(); }
+    void oneSessionHoldsIt_data() { addRoutes(serverRoutes); }
     void oneSessionHoldsIt()
     {
-        LockTable table;
-        LockTable other;
         const Office office(currentRoute(), SchemaKind::None);
-        Session first(office, table);
+        Session first(office);
         QCOMPARE(NamedLock::whyUnsupported(first.connection), QString());
         const QString longName(300, u'长');
         {
-            Session second(office, table);
+            Session second(office);
             QVERIFY(first.lock.tryTake(longName));
             QVERIFY(!second.lock.tryTake(longName));
             QVERIFY(second.lock.tryTake(u"13800000001"_s));
@@ -56,18 +48,17 @@ private slots:
         QTRY_VERIFY(first.lock.tryTake(longName));
         // Another database has locks of its own.
         const Office elsewhere(currentRoute(), SchemaKind::None);
-        QVERIFY(Session(elsewhere, other).lock.tryTake(longName));
+        QVERIFY(Session(elsewhere).lock.tryTake(longName));
     }
 
-    void servesAloneOrBesideOthers_data() { addRoutes(); }
+    void servesAloneOrBesideOthers_data() { addRoutes(serverRoutes); }
     void servesAloneOrBesideOthers()
     {
-        LockTable table;
         const Office office(currentRoute(), SchemaKind::None);
         for (const bool isFirstShared : {false, true}) {
             for (const bool isShared : {false, true}) {
-                Session first(office, table);
-                Session second(office, table);
+                Session first(office);
+                Session second(office);
                 QVERIFY(first.connection.takePlace(isFirstShared));
                 QVERIFY(first.lock.tryTake(u"13800000001"_s));
                 first.lock.release(); // and nothing else
@@ -79,14 +70,13 @@ private slots:
         }
     }
 
-    void readsWhatTheHolderWrote_data() { addRoutes(); }
+    void readsWhatTheHolderWrote_data() { addRoutes(serverRoutes); }
     void readsWhatTheHolderWrote()
     {
-        LockTable table;
         Office office(currentRoute());
         office.add(u"SMS_Queues"_s, u"SOAID, ToMB, MsgContent, MsgStatus"_s, {u"-1|1|x|0"_s, u"-1|1|x|0"_s});
-        Session first(office, table);
-        Session second(office, table);
+        Session first(office);
+        Session second(office);
         QCOMPARE(takeReading(first.lock, u"1"_s, 1), 1);
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), -1);
         // The row itself is nobody's.
@@ -96,7 +86,7 @@ private slots:
         const qint64 before = first.connection.statementsRun();
         QCOMPARE(takeReading(first.lock, u"2"_s, 2), 1);
         QCOMPARE(first.connection.statementsRun() - before, 1);
-        QCOMPARE(NamedLock::whyUnsupported(office.connectString()).isEmpty(), !office.isSqlite());
+        QCOMPARE(NamedLock::whyUnsupported(office.connectString()), QString());
         QCOMPARE(takeReading(second.lock, u"1"_s, 1), 0);
         QCOMPARE(takeReading(second.lock, u"3"_s, 3), -1);
         second.lock.release();

@@ -9,6 +9,8 @@ class PassesTest : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { qputenv("TZ", "Asia/Shanghai"); } // not the servers' zone
+
     void valueTooLongForItsColumnConcernsItsRowAlone_data()
     {
         QTest::addColumn<DatabaseRoute>("route");
@@ -160,12 +162,5 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    // Not the servers' zone.
-    qputenv("TZ", "Asia/Shanghai");
-    QCoreApplication application(argc, argv);
-    PassesTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(PassesTest)
 #include "PassesTest.moc"

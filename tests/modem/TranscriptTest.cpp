@@ -13,6 +13,8 @@ class TranscriptTest : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { qputenv("TZ", "Asia/Shanghai"); }
+
     void play_data()
     {
         QStringList files;
@@ -60,11 +62,5 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    qputenv("TZ", "Asia/Shanghai");
-    QCoreApplication application(argc, argv);
-    TranscriptTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(TranscriptTest)
 #include "TranscriptTest.moc"

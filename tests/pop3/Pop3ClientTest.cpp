@@ -13,11 +13,7 @@ class Pop3ClientTest : public QObject
     std::unique_ptr<DovecotServer> m_server;
 
 private slots:
-    void initTestCase()
-    {
-        m_server = std::make_unique<DovecotServer>();
-        QVERIFY2(m_server->problem().isEmpty(), qPrintable(m_server->problem()));
-    }
+    void initTestCase() { m_server = std::make_unique<DovecotServer>(); }
 
     void lineSecurity_data()
     {

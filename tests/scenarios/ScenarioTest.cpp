@@ -324,6 +324,8 @@ private:
     QList<Scenario> m_scenarios;
 
 private slots:
+    void initTestCase() { qputenv("TZ", "Asia/Shanghai"); } // not the servers' zone
+
     void play_data()
     {
         QTest::addColumn<int>("scenario");
@@ -354,12 +356,5 @@ private slots:
     }
 };
 
-int main(int argc, char **argv)
-{
-    // Not the servers' zone.
-    qputenv("TZ", "Asia/Shanghai");
-    QCoreApplication application(argc, argv);
-    ScenarioTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(ScenarioTest)
 #include "ScenarioTest.moc"

@@ -15,8 +15,6 @@ enum class DatabaseRoute {
     Sqlite,
     OtherOdbc ///< SQLite through ODBC: a system that the program knows nothing of
 };
-Q_DECLARE_METATYPE(DatabaseRoute)
-
 inline constexpr std::array databaseRoutes{
     std::pair("PostgreSQL", DatabaseRoute::PostgreSql),
     std::pair("MariaDB", DatabaseRoute::MariaDb),

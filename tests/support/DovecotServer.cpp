@@ -1,5 +1,7 @@
 #include "tests/support/DovecotServer.h"
 
+#include "platform/fault/Fault.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -25,8 +27,7 @@ DovecotServer::DovecotServer()
     const QStringList place = said.simplified().split(u' ');
     if (place.size() != 3 || !QDir(place[0]).exists()) {
         m_script.waitForFinished(limitMs);
-        m_problem = u"no mail server: "_s + said + QString::fromUtf8(m_script.readAll());
-        return;
+        throw Fault(u"no mail server: "_s + said + QString::fromUtf8(m_script.readAll()));
     }
     m_folder = place[0];
     m_port = place[1].toInt();

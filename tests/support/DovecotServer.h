@@ -8,13 +8,12 @@
 class DovecotServer
 {
 public:
+    /// Throws Fault when it does not run.
     DovecotServer();
     ~DovecotServer();
     DovecotServer(const DovecotServer &) = delete;
     DovecotServer &operator=(const DovecotServer &) = delete;
 
-    /// Empty, or why it does not run.
-    [[nodiscard]] const QString &problem() const { return m_problem; }
     [[nodiscard]] int port() const { return m_port; }
     [[nodiscard]] int tlsPort() const { return m_tlsPort; }
     /// PEM file with the authority that signed the certificate, which is for "localhost".
@@ -35,7 +34,6 @@ private:
     }
 
     QProcess m_script;
-    QString m_problem;
     QString m_folder;
     int m_port = 0;
     int m_tlsPort = 0;

@@ -12,7 +12,6 @@ int listenOnLoopback(QTcpServer &server)
     while (!server.listen(QHostAddress::LocalHost,
                           quint16(QRandomGenerator::global()->bounded(lowest, highest))))
         ;
-    server.pauseAccepting();
     return server.serverPort();
 }
 

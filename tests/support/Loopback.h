@@ -2,7 +2,7 @@
 
 class QTcpServer;
 
-/// Listens on a free TCP port of 127.0.0.1, and leaves the accepting to whoever has the socket. Result: the port.
+/// Listens on a free TCP port of 127.0.0.1. Result: the port.
 int listenOnLoopback(QTcpServer &server);
 
 /// A TCP port on 127.0.0.1 that nothing listens on at the moment.

@@ -13,8 +13,6 @@ enum class SchemaKind {
     NumbersZoned, ///< status and codes as numbers, date-times with a zone
     None          ///< there are no tables
 };
-Q_DECLARE_METATYPE(SchemaKind)
-
 /// The sample schema of a route's system, or one that another office has, made from the sample's text: every
 /// name in another letter case and quoted, the columns in another order between columns of the office's own
 /// that must not be null but have a default, other kinds for some columns, and triggers on every table that

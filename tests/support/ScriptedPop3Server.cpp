@@ -82,7 +82,8 @@ bool ScriptedPop3Server::readLine(QByteArray &line)
     }
     line = m_line->readLine().trimmed();
     if (m_script->dropsEarlyInput) {
-        m_line->waitForReadyRead(5); // time for what is sent together
+        while (m_line->waitForReadyRead(5)) // time for what is sent together
+            ;
         m_line->readAll();
     }
     const std::lock_guard lock(m_mutex);
@@ -110,11 +111,9 @@ bool ScriptedPop3Server::answer(const QByteArray &line)
         return authenticate(words);
     if (verb == "APOP" || verb == "PASS")
         return login(verb == "PASS" ? "USER" : verb);
-    if (verb == "STAT" && !m_script->statAnswer.isEmpty())
-        return say(m_script->statAnswer);
     if (verb == "STAT")
-        return say("+OK " + QByteArray::number(count) + ' ' +
-                   QByteArray::number(m_script->messages.join().size()));
+        return say(m_script->statAnswer.isEmpty() ? "+OK " + QByteArray::number(count) + " 1000"
+                                                  : m_script->statAnswer);
     if (verb == "LIST" || (verb == "UIDL" && m_script->knowsUidl)) {
         for (int i = 0; i < count; ++i) {
             const QByteArray position = QByteArray::number(i + 1);

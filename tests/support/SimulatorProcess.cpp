@@ -6,7 +6,6 @@
 #include <QJsonObject>
 #include <QLocalSocket>
 #include <csignal>
-#include <map>
 #include <stdexcept>
 #include <sys/prctl.h>
 
@@ -93,20 +92,12 @@ QList<SentMessage> SimulatorProcess::sent() const
 QList<SentMessage> SimulatorProcess::sentWhole() const
 {
     QList<SentMessage> whole;
-    std::map<std::pair<QString, int>, std::map<int, QString>> open;
-    const QList<SentMessage> parts = sent();
-    for (const SentMessage &part : parts) {
-        auto &texts = open[{part.number, part.reference}];
-        texts[part.part] = part.text;
-        if (static_cast<int>(texts.size()) < part.parts)
-            continue;
-        SentMessage message = part;
-        message.part = 1;
-        message.text.clear();
-        for (const auto &[number, text] : texts)
-            message.text += text;
-        whole += message;
-        open.erase({part.number, part.reference});
+    SentMessage message;
+    for (const SentMessage &part : sent()) {
+        message.number = part.number;
+        message.text = part.part == 1 ? part.text : message.text + part.text;
+        if (part.part == part.parts)
+            whole += message;
     }
     return whole;
 }

@@ -43,7 +43,7 @@ public:
     [[nodiscard]] bool isEmpty();
     /// The TPDUs accepted so far, oldest first, read from the log.
     [[nodiscard]] QList<SentMessage> sent() const;
-    /// The texts accepted so far with the parts of each put together, in the order of their last parts.
+    /// The texts accepted so far with the parts of each put together, which one server sends one after the other.
     [[nodiscard]] QList<SentMessage> sentWhole() const;
 
 private:
