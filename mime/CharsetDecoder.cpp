@@ -204,7 +204,7 @@ QString decodeLabelled(QByteArrayView octets, const QByteArray &charset)
 QByteArray charsetOfHeader(QByteArrayView header, QByteArrayView textLabel)
 {
     const QByteArray charset = charsetOf(textLabel);
-    if (!charset.isEmpty() && charset != utf8 && charset != windows1252 && charset != gb18030)
+    if (!charset.isEmpty() && charset != windows1252 && charset != gb18030 && !charset.startsWith("utf"))
         return charset;
     return isUnlabelledGbk(header) ? QByteArray(gb18030) : QByteArray();
 }
