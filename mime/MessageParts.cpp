@@ -83,7 +83,7 @@ private:
         if ((!plain && !html) || part.isMarkedAttachment())
             return false;
         // Some programs name their bodies; outside mixed multiparts that makes no attachment of them.
-        return !parent || isAlternative(*parent) || part.fileName().isEmpty();
+        return !parent || !parent->isType("multipart", "mixed") || part.fileName().isEmpty();
     }
 
     static bool isAlternative(const MimePart &part) { return part.isType("multipart", "alternative"); }

@@ -206,7 +206,7 @@ mail("parts-without-names", head(more=multipart(
                   ("attachment3.bin", "application/x-strange", b"3"), ("原信.eml", "message/rfc822", INNER),
                   ("attachment5.eml", "message/rfc822", b"From: a@b.cn\r\n\r\ny")])
 mail("inline-pictures", head(more=multipart(
-    b"related", b"r", b"Content-Type: text/html; charset=gb2312\n\n<img src=\"cid:1@x\">",
+    b"related", b"r", b"Content-Type: text/html; name=m.htm; charset=gb2312\n\n<img src=\"cid:1@x\">",
     attachment(b"Content-Type: image/png\nContent-ID: <1@x>\nContent-Disposition: inline\n", PNG))), contentType="multipart/related",
      html="<img src=\"cid:1@x\">", attachments=[("attachment1.png", "image/png", PNG)])
 mail("nested-multiparts", head(more=multipart(
