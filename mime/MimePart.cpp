@@ -74,11 +74,11 @@ QByteArray boundaryIn(QByteArrayView body)
 
 } // namespace
 
-MimePart::MimePart(QByteArrayView octets, QByteArray typeWithoutField, QByteArrayView rawCharset)
+MimePart::MimePart(QByteArrayView octets, const QByteArray &typeWithoutField, QByteArrayView rawCharset)
     : m_header(octets),
       m_body(octets.sliced(m_header.bodyAt())),
       m_type(contentTypeField(m_header, rawCharset)),
-      m_mediaType(m_type.isMediaType() ? m_type.value() : std::move(typeWithoutField)),
+      m_mediaType(m_type.isMediaType() ? m_type.value() : typeWithoutField),
       m_disposition(m_header.value("Content-Disposition"), rawCharset),
       m_encoding(transferEncodingOf(m_header.value("Content-Transfer-Encoding")))
 {

@@ -13,7 +13,7 @@ class MimePart
 {
 public:
     /// rawCharset: of octets in its header that stand there as they are.
-    explicit MimePart(QByteArrayView octets, QByteArray typeWithoutField = "text/plain",
+    explicit MimePart(QByteArrayView octets, const QByteArray &typeWithoutField = "text/plain",
                       QByteArrayView rawCharset = {});
 
     [[nodiscard]] const HeaderFields &header() const { return m_header; }
