@@ -393,6 +393,6 @@ void AccountDownload::deleteStored(const MailboxListing &listing)
 {
     QList<int> numbers = deletable(listing);
     numbers.removeIf([this](int number) { return isInDoubt(number); });
-    for (const int number : m_client->DeleteMessages(numbers))
+    for (const int number : m_client->DeleteMessages(listing.withoutRenumbering(numbers)))
         note(u"服务器没有删除第%1封邮件"_s.arg(number));
 }

@@ -4,6 +4,8 @@
 
 #include <QCryptographicHash>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace
@@ -48,6 +50,15 @@ MailboxListing::MailboxListing(Pop3Client &client, Connection &connection, qint6
             last = id == listed.cend() ? last : *id++;
         connection.scan(slice, values, note);
     }
+}
+
+QList<int> MailboxListing::withoutRenumbering(const QList<int> &numbers) const
+{
+    if (!m_hasNumbersForIds)
+        return numbers;
+    const QList<int> all = stored();
+    const auto behind = std::mismatch(numbers.crbegin(), numbers.crend(), all.crbegin(), all.crend()).first;
+    return {behind.base(), numbers.cend()};
 }
 
 QByteArray MailboxListing::digest() const

@@ -26,6 +26,8 @@ public:
     [[nodiscard]] bool hasReusedIds() const { return m_hasReusedIds; }
     /// The ids are the messages' numbers, which others have after a deletion.
     [[nodiscard]] bool hasNumbersForIds() const { return m_hasNumbersForIds; }
+    /// Which of these stored messages may be deleted so that none that is stored and stays gets another id.
+    [[nodiscard]] QList<int> withoutRenumbering(const QList<int> &numbers) const;
     /// Of the ids in their order.
     [[nodiscard]] QByteArray digest() const;
 
