@@ -52,6 +52,10 @@ boot_root() {
 leave_root() {
     [ -z "${booted:-}" ] || { kill "$booted" && wait "$booted"; } 2>/dev/null || true
     rm -f "$1.boot"
+    # Without namespaces a trial that failed would run on.
+    for process in /proc/[0-9]*; do
+        [ "$(readlink "$process/root")" != "$(realpath "$1")" ] || kill -KILL "${process#/proc/}" || true
+    done
     umount "$1/dev/pts" "$1/proc" 2>/dev/null || true
     [ -n "${2:-}" ] || rm -rf --one-file-system "$1"
 }
