@@ -1,6 +1,7 @@
 #include "app/SelfCheck.h"
 
 #include "alerts/NewMail.h"
+#include "database/ConnectionString.h"
 #include "database/NamedLock.h"
 #include "foundation/DatabaseSession.h"
 #include "foundation/DatabaseTrial.h"
@@ -11,6 +12,7 @@
 #include "outgoing/SendLimits.h"
 #include "service/ConsoleSignals.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QScopeGuard>
 #include <QStorageInfo>
@@ -28,6 +30,15 @@ bool isHiddenFromService(const QString &device)
 {
     static const QStringList hidden{u"/tmp/"_s, u"/var/tmp/"_s, u"/home/"_s, u"/root/"_s, u"/run/user/"_s};
     return std::any_of(hidden.cbegin(), hidden.cend(), [&](const auto &in) { return device.startsWith(in); });
+}
+
+/// The packaged service writes below these folders alone, unless an administrator's drop-in says otherwise.
+bool isClosedToService(const ServerParts &parts, const QString &file)
+{
+    // A path of a socket is no file.
+    return parts.folders.contains(u"/var/lib/sms-server"_s) && QFileInfo(file).isFile() &&
+           !file.startsWith("/srv/"_L1) && !file.startsWith("/var/lib/sms-server/"_L1) &&
+           QDir(u"/etc/systemd/system"_s).entryList({u"sms-server*.service.d"_s}).isEmpty();
 }
 
 QString askForSettings()
@@ -220,6 +231,11 @@ void checkDatabase(const ServerParts &parts, CheckReport &report)
         return;
     }
     report.well(u"数据库已连接"_s);
+    const ConnectionString connectString(parts.session.GetConnectString());
+    const QString file = QFileInfo(connectString.value({"Data Source"_L1})).canonicalFilePath();
+    if (isClosedToService(parts, file))
+        report.wrong(u"系统服务的沙箱不能写入数据库文件 %1"_s.arg(file),
+                     u"把它移到 /srv 下，或用 systemctl edit 放开所在的文件夹（手册第 8 节）"_s);
     if (readServiceSettings(parts.registry).areServersSeveral) {
         if (NamedLock::whyUnsupported(parts.session.Conn()).isEmpty())
             report.well(u"多个短信服务器共用该数据库（Servers=several）"_s);

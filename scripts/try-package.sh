@@ -89,6 +89,16 @@ else
     ! opens /dev/net/tun || fail "the network tunnel is open"
 fi
 
+echo "== --check tells of a database that the sandbox closes, until an administrator opens the place"
+inside sh -c 'mkdir -p /opt/oa && cp /srv/oa/oa.db /opt/oa && chown -R sms-server /opt/oa'
+elsewhere=(--settings /var/lib/sms-server/elsewhere.ini)
+as_user sms-server "${elsewhere[@]}" --set "ConnectString=Provider=SQLite;Data Source=/opt/oa/oa.db" >/dev/null
+tells() { (as_user sms-server "${elsewhere[@]}" --check || true) | grep -q "沙箱不能写入数据库文件 /opt/oa/oa.db"; }
+tells || fail "nothing is told"
+mkdir -p "$root/etc/systemd/system/sms-server@elsewhere.service.d"
+! tells || fail "told all the same"
+inside rm -r /opt/oa /etc/systemd/system/sms-server@elsewhere.service.d
+
 echo "== the demo, in one command and below a minute, leaves nothing behind"
 demo() { quietly inside runuser -u nobody -- timeout 60 sms-server --demo; }
 wait_for demo
