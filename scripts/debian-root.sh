@@ -34,7 +34,7 @@ boot_root() {
     SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1 systemd-nspawn -q -b -D "$1" --register=no --keep-unit --console=pipe \
         "${policies[@]}" </dev/null >"$1.boot" 2>&1 &
     booted=$!
-    for _ in $(seq 300); do
+    for _ in $(seq 1200); do # two minutes on a busy machine
         leader=$(ps -o pid= --ppid "$booted" | tr -d ' ')
         case $([ -z "$leader" ] || in_root "$1" systemctl is-system-running 2>/dev/null || true) in
         running | degraded) return ;;
@@ -50,7 +50,11 @@ boot_root() {
 
 # leave_root FOLDER [KEEP]
 leave_root() {
-    [ -z "${booted:-}" ] || { kill "$booted" && wait "$booted"; } 2>/dev/null || true
+    if [ -n "${booted:-}" ]; then
+        kill "$booted" 2>/dev/null || true # asks its systemd to halt, which one that hangs does not
+        timeout 30 tail -s 0.1 -f /dev/null --pid "$booted" || kill -KILL "$booted" 2>/dev/null || true
+        wait "$booted" 2>/dev/null || true
+    fi
     rm -f "$1.boot"
     # Without namespaces a trial that failed would run on.
     for process in /proc/[0-9]*; do
@@ -65,5 +69,5 @@ in_root() {
     local enter=(chroot "$1")
     [ -z "${leader:-}" ] || enter=(nsenter --target "$leader" --all)
     shift
-    "${enter[@]}" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root DEBIAN_FRONTEND=noninteractive "$@"
+    "${enter[@]}" env -i PATH=/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root DEBIAN_FRONTEND=noninteractive "$@"
 }

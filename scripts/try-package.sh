@@ -39,12 +39,13 @@ cp -r "$packages" "$root/packages"
 echo 'APT::Get::Assume-Yes "true"; APT::Install-Recommends "false";' >"$root/etc/apt/apt.conf.d/90trial"
 quietly inside apt-get update
 quietly inside apt-get install sqlite3 dovecot-pop3d logrotate sudo
+rm -f "$root/usr/local/bin/systemctl" # of an earlier trial
 if boot_root "$root"; then
     echo "== under systemd"
 else
     echo "== no systemd can run here: systemctl is a stand-in"
     mkdir -p "$root/run/systemd/system"
-    install -m 755 "$repository/scripts/systemctl-stand-in.sh" "$root/usr/bin/systemctl"
+    install -m 755 "$repository/scripts/systemctl-stand-in.sh" "$root/usr/local/bin/systemctl"
 fi
 
 echo "== the manual's commands to the first SMS, word by word"
