@@ -12,9 +12,9 @@ namespace
 {
 
 /// Ids in a statement, which is always the same one and stays prepared.
-constexpr int sliceSize = 32;
+constexpr qsizetype sliceSize = 32;
 /// Of so many ids one reading of all that the account ever stored costs no more.
-constexpr int mostSlices = 32;
+constexpr qsizetype mostSlices = 32;
 
 } // namespace
 
