@@ -14,6 +14,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QStorageInfo>
 
@@ -28,8 +29,8 @@ constexpr qint64 enoughRoom = 100 << 20;
 /// The packaged service has these folders for itself, or not at all.
 bool isHiddenFromService(const QString &device)
 {
-    static const QStringList hidden{u"/tmp/"_s, u"/var/tmp/"_s, u"/home/"_s, u"/root/"_s, u"/run/user/"_s};
-    return std::any_of(hidden.cbegin(), hidden.cend(), [&](const auto &in) { return device.startsWith(in); });
+    static const QRegularExpression hidden(u"^/(tmp|var/tmp|home|root|run/user)/"_s);
+    return hidden.match(device).hasMatch();
 }
 
 /// The packaged service writes below these folders alone, unless an administrator's drop-in says otherwise.
@@ -139,7 +140,7 @@ void checkLimits(const ServerParts &parts, CheckReport &report)
         if (isDamaged)
             report.wrong(u"发送记录 %1 已损坏"_s.arg(parts.sendLedgerFile),
                          u"无需操作，启动后按发送上限已用完计算，等一小时（或一天）后自动继续"_s);
-        else if (hold && hold->by != SendLimits::Hold::By::Gap) {
+        else if (hold && hold->window.count() > 0) {
             const SendLimits::Rest rest = limits.restOf(*hold);
             report.wrong(u"已达发送上限 %1，暂停发送到 %2"_s.arg(
                              rest.limit, rest.until.toString(u"yyyy-MM-dd HH:mm:ss"_s)),

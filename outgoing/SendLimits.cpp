@@ -14,21 +14,15 @@ constexpr qsizetype surelyOne = 70;
 
 using Hold = SendLimits::Hold;
 
-constexpr milliseconds windowOf(Hold::By by)
-{
-    return by == Hold::By::Hour ? 1h : 24h;
-}
-
 /// The wait for room in a window that holds `limit` SMS, for `parts` more.
-std::optional<Hold> untilRoom(const SendLedger &ledger, Hold::By by, qsizetype limit, qsizetype parts,
+std::optional<Hold> untilRoom(const SendLedger &ledger, milliseconds window, qsizetype limit, qsizetype parts,
                               milliseconds now)
 {
     if (limit == 0)
         return std::nullopt;
     const auto sent = ledger.newest(parts > limit ? 1 : limit - parts + 1);
     // A whole window later the old one is out of it.
-    return sent && *sent + windowOf(by) >= now ? std::optional(Hold{*sent + windowOf(by) + 1ms, by})
-                                               : std::nullopt;
+    return sent && *sent + window >= now ? std::optional(Hold{*sent + window + 1ms, window}) : std::nullopt;
 }
 
 } // namespace
@@ -78,10 +72,11 @@ bool SendLimits::presses(qint64 waiting) const
 {
     if (!m_ledger)
         return false;
-    const auto isTight = [&](Hold::By by, qsizetype limit) {
-        return limit > 0 && (waiting > limit || untilRoom(*m_ledger, by, limit, waiting, m_clock.steady()));
+    const auto isTight = [&](milliseconds window, qsizetype limit) {
+        return limit > 0 &&
+               (waiting > limit || untilRoom(*m_ledger, window, limit, waiting, m_clock.steady()));
     };
-    return isTight(Hold::By::Hour, m_values.perHour) || isTight(Hold::By::Day, m_values.perDay);
+    return isTight(1h, m_values.perHour) || isTight(24h, m_values.perDay);
 }
 
 std::optional<Hold> SendLimits::hold(qsizetype parts) const
@@ -91,23 +86,23 @@ std::optional<Hold> SendLimits::hold(qsizetype parts) const
     const milliseconds now = m_clock.steady();
     std::optional<Hold> gap;
     if (const auto last = m_ledger->newest(1); last && *last + m_values.gap > now)
-        gap = {*last + m_values.gap, Hold::By::Gap};
+        gap = {*last + m_values.gap, 0ms};
     // Nothing is less than any end.
-    return std::max({gap, untilRoom(*m_ledger, Hold::By::Hour, m_values.perHour, parts, now),
-                     untilRoom(*m_ledger, Hold::By::Day, m_values.perDay, parts, now)});
+    return std::max({gap, untilRoom(*m_ledger, 1h, m_values.perHour, parts, now),
+                     untilRoom(*m_ledger, 24h, m_values.perDay, parts, now)});
 }
 
 SendLimits::Rest SendLimits::restOf(const Hold &hold) const
 {
-    const QString limit = hold.by == Hold::By::Day ? u"SendPerDay=%1"_s.arg(m_values.perDay)
-                                                   : u"SendPerHour=%1"_s.arg(m_values.perHour);
+    const QString limit = hold.window == 24h ? u"SendPerDay=%1"_s.arg(m_values.perDay)
+                                             : u"SendPerHour=%1"_s.arg(m_values.perHour);
     const QDateTime now = m_clock.now();
     return {m_rest ? m_rest->since : now, now.addMSecs((hold.until - m_clock.steady()).count()), limit};
 }
 
 void SendLimits::rest(const Hold &hold, qint64 waiting)
 {
-    if (hold.by == Hold::By::Gap)
+    if (hold.window == 0ms)
         return;
     const milliseconds now = m_clock.steady();
     // Room comes back message by message; each is no news.
@@ -134,6 +129,6 @@ void SendLimits::count()
 std::optional<milliseconds> SendLimits::gapLeft() const
 {
     const auto held = hold(1);
-    return held && held->by == Hold::By::Gap ? std::optional(std::max(1ms, held->until - m_clock.steady()))
-                                             : std::nullopt;
+    return held && held->window == 0ms ? std::optional(std::max(1ms, held->until - m_clock.steady()))
+                                       : std::nullopt;
 }

@@ -33,7 +33,8 @@ public:
     /// What holds a message back.
     struct Hold {
         std::chrono::milliseconds until; ///< on the steady clock
-        enum class By { Gap, Hour, Day } by;
+        std::chrono::milliseconds
+            window; ///< of the limit that is reached; 0 for the gap between two messages
         auto operator<=>(const Hold &) const = default;
     };
     /// Of a message of so many SMS; nothing when it may go. One larger than a limit wants that window empty.
