@@ -70,7 +70,7 @@ public:
     QString countryCode;
     bool isWanted = false; ///< the operator opened, and has not closed
     bool isLost = false;   ///< it is open, but the modem is gone
-    QString lostCause;     ///< why the last attempt to reopen failed
+    QString lostCause;     ///< why the last attempt to open it failed
     QString refusal;
     /// Of the next concatenated message; begins anywhere, so that after a restart a text is not taken for the rest of another.
     quint8 reference;
@@ -278,6 +278,11 @@ bool ModemControl::isPortOpen() const
     return d->isWanted && d->link.isOpen();
 }
 
+QString ModemControl::lostCause() const
+{
+    return d->lostCause;
+}
+
 ModemStatus ModemControl::status() const
 {
     if (!isPortOpen())
@@ -305,6 +310,7 @@ qint16 ModemControl::open()
         isCentreValid ? d->connectDevice(d->limits.sync, false)
                       : BringUpReport{.result = ModemResult::ServiceCentreInvalid,
                                       .cause = u"短信中心号码 %1 无效"_s.arg(d->serviceCentre)};
+    d->lostCause = report.cause;
     if (report.result != ModemResult::Ok) {
         emit notice(u"短信猫打开失败：%1"_s.arg(report.cause));
         return code(report.result);

@@ -61,6 +61,8 @@ public:
 
     /// True from a successful open() to close(), except while the device is gone.
     [[nodiscard]] bool isPortOpen() const;
+    /// Why it is closed although it was opened; "" for no reason.
+    [[nodiscard]] QString lostCause() const;
     /// What is known of the modem, empty while the port is closed. Without asking it: that is done once a minute.
     [[nodiscard]] ModemStatus status() const;
     /// The same, asked of it now.

@@ -138,6 +138,7 @@ ServiceState ServicePasses::state()
         static_cast<void>(m_parts.modem.askStatus()); // from then on it asks itself
     if (m_parts.modem.isPortOpen())
         state.modem = m_parts.modem.status();
+    state.modemFailure = m_parts.modem.lostCause();
     if (!m_parts.folders.isEmpty())
         state.diskFree = leastRoom(m_parts.folders);
     return state;
@@ -147,6 +148,7 @@ ServiceState ServicePasses::state()
 std::optional<ServiceState::Queue> ServicePasses::askQueue()
 {
     std::optional<ServiceState::Queue> queue;
+    m_queueAskedAt = m_parts.clock.steady();
     if (!m_parts.session.Conn().isOpen())
         return queue;
     m_guard.run(u"发送队列统计"_s, [&] {
@@ -219,6 +221,8 @@ void ServicePasses::sendOn()
     if (!goesOn) {
         m_sender.endPass(); // the guard may have left out the turn
         noteEnd(pass, m_sinceSendPass);
+        if (m_sender.hasLeftRows() && m_parts.clock.steady() - m_queueAskedAt >= std::chrono::minutes(1))
+            static_cast<void>(askQueue()); // for how long they wait
     }
     if (hasNext)
         m_nextTurn.start(0);

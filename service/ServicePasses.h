@@ -79,6 +79,7 @@ private:
     std::array<bool, ServiceState::passCount> m_isStruck{}; // something failed since the pass began
     std::optional<ServiceState::Pass> m_pass;               // the one that runs
     QMap<qint64, QDateTime> m_newestAt; // when which row of the queue was the newest that waits
+    std::chrono::milliseconds m_queueAskedAt{-std::chrono::hours(1)}; // on the steady clock
     FaultLog m_faults;
     TaskGuard m_guard;
     SendLimits m_limits;

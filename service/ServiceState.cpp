@@ -32,7 +32,7 @@ QString databaseText(const ServiceState &state)
 QString modemText(const ServiceState &state)
 {
     if (!state.modem)
-        return u"端口没有打开，或没有应答"_s;
+        return state.modemFailure.isEmpty() ? u"端口没有打开"_s : u"不能使用："_s + state.modemFailure;
     const ModemStatus &modem = *state.modem;
     const QStringList facts{
         modem.isRegistered ? (u"已注册到网络 "_s + modem.network).trimmed() : u"未注册到网络"_s,

@@ -42,6 +42,7 @@ struct ServiceState {
     OldMailbox oldestMailbox;
     std::optional<SendLimits::Rest> rest;
     std::optional<ModemStatus> modem; ///< nothing while its port is closed
+    QString modemFailure;             ///< why it is closed
     std::optional<qint64> diskFree;   ///< octets, where the least is left for the server's own files
 };
 
