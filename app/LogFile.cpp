@@ -4,6 +4,15 @@
 
 using namespace Qt::StringLiterals;
 
+namespace
+{
+
+constexpr int passing = 100; // lines of one text in an hour
+constexpr int timeLength = 19;
+constexpr int hourLength = 13; // "YYYY-MM-DD HH"
+
+} // namespace
+
 LogFile::LogFile(const QString &fileName) : m_fileName(fileName)
 {
     if (const FileError error = m_file.open(m_fileName, FileMode::logged); error.isError())
@@ -12,16 +21,17 @@ LogFile::LogFile(const QString &fileName) : m_fileName(fileName)
 
 LogFile::~LogFile()
 {
-    for (const QString &line : m_repeated.takeSums())
-        write(line);
+    writeSums();
 }
 
 QString LogFile::append(const QString &line)
 {
     const bool wasWhole = m_lostLines == 0;
-    const QStringList lines = m_repeated.next(line);
-    for (const QString &each : lines)
-        write(each);
+    if (line.left(hourLength) != m_lastTime.left(hourLength))
+        writeSums();
+    m_lastTime = line.left(timeLength);
+    if (++m_counts[line.mid(timeLength)] <= passing)
+        write(line);
     return wasWhole && m_lostLines > 0 ? u"日志文件 %1 无法写入：%2"_s.arg(m_fileName, m_error.text())
                                        : QString();
 }
@@ -31,12 +41,20 @@ void LogFile::reopen()
     static_cast<void>(m_file.open(m_fileName, FileMode::logged));
 }
 
+void LogFile::writeSums()
+{
+    for (auto count = m_counts.cbegin(); count != m_counts.cend(); ++count) {
+        if (count.value() > passing)
+            write(m_lastTime + u" 又有 %1 次："_s.arg(count.value() - passing) + count.key().trimmed());
+    }
+    m_counts.clear();
+}
+
 void LogFile::write(const QString &line)
 {
-    constexpr qsizetype timestamp = 19;
     QString text = line + u'\n';
     if (m_lostLines > 0)
-        text.prepend(line.left(timestamp) +
+        text.prepend(line.left(timeLength) +
                      u" 此前有 %1 行日志无法写入：%2\n"_s.arg(m_lostLines).arg(m_error.text()));
     const FileError error = m_file.append(text.toUtf8(), Sync::NotAwaited);
     m_lostLines = error.isError() ? m_lostLines + 1 : 0;

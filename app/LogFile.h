@@ -1,11 +1,14 @@
 #pragma once
 
-#include "app/RepeatedLines.h"
 #include "platform/files/Files.h"
 
-/// The log as a file, mode 0640: every line appended, oldest first, UTF-8, LF line ends, flushed line by line. Of
-/// lines that come again and again only the first are written one by one (RepeatedLines). Lines that the disk
-/// refused are counted, and the first one that it takes again tells how many.
+#include <QHash>
+#include <QStringList>
+
+/// The log as a file, mode 0640: every line appended, oldest first, UTF-8, LF line ends, flushed line by line. Within an
+/// hour the first hundred lines of the same text are written, which no ordinary trouble exceeds; the rest are counted,
+/// and the hour's end gives one line with the sum. Lines that the disk refused are counted, and the first one that it
+/// takes again tells how many.
 class LogFile
 {
 public:
@@ -23,10 +26,12 @@ public:
 
 private:
     void write(const QString &line);
+    void writeSums();
 
     QString m_fileName;
     LineFile m_file;
-    RepeatedLines m_repeated;
+    QHash<QString, int> m_counts; // of this hour, by message
+    QString m_lastTime;
     int m_lostLines = 0;
     FileError m_error; // of the last of them
 };
