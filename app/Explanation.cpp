@@ -97,12 +97,12 @@ QStringList explainWaiting(const Sources &sources, qint64 id)
     const auto due = dateTimeValue(row.value("ToSendDT"_L1));
     if (!due)
         return {u"发送时间为空或不是有效的日期时间，不会发送，要由办公系统改正"_s};
+    if (row.value("ToUserList"_L1).isNull())
+        return {u"收件人列表为空值，不会发送，要由办公系统改正"_s};
     const QString time = timeText(*due);
     QStringList lines{*due > sources.now
                           ? u"定于 %1 发送，时间还没有到（现在是 %2）"_s.arg(time, timeText(sources.now))
                           : u"应于 %1 发送，时间已到，等待下一次扫描放入队列"_s.arg(time)};
-    if (row.value("ToUserList"_L1).isNull())
-        return lines << u"收件人列表为空值，不会发送，要由办公系统改正"_s;
     lines += u"收件人："_s;
     addSome(lines, recipientLines(sources.connection, row, {}, [](const QString &mobile) {
                 return mobile.isEmpty() ? u"：查不到手机号码，将跳过"_s : u"："_s + mobile;
@@ -171,26 +171,23 @@ QStringList explainSent(const Sources &sources, const Question &question)
         values += question.number;
     }
     QSet<QString> known;
-    QStringList queued;
-    Recordset rows(connection);
-    rows.open(u"select OAID, ToUser, ToMB, MsgStatus from SMS_Queues"_s + condition + u" order by OAID"_s,
-              values);
-    for (; !rows.atEnd(); rows.moveNext()) {
-        known += rows.text("ToUser"_L1);
-        queued += u"队列 OAID %1，%2（%3）：%4"_s.arg(rows.text("OAID"_L1), rows.text("ToMB"_L1),
-                                                      rows.text("ToUser"_L1), statusText(sources, rows));
-    }
-    QStringList archived;
-    rows.open(u"select ToUser, ToMB, SendOutDT, IsSuccess from SMS_ResultDetail"_s + condition +
-                  u" order by OAID desc"_s,
-              values);
-    for (; !rows.atEnd(); rows.moveNext()) {
-        known += rows.text("ToUser"_L1);
-        archived += u"已归档，%1（%2），%3：%4"_s.arg(rows.text("ToMB"_L1), rows.text("ToUser"_L1),
-                                                      rows.text("SendOutDT"_L1), resultText(sources, rows));
-    }
-    addSome(lines, queued);
-    addSome(lines, archived);
+    const auto addRows = [&](const QString &query, const auto &word) {
+        QStringList told;
+        Recordset rows(connection);
+        for (rows.open(query.arg(condition), values); !rows.atEnd(); rows.moveNext()) {
+            known += rows.text("ToUser"_L1);
+            told += word(rows, u"%1（%2）"_s.arg(rows.text("ToMB"_L1), rows.text("ToUser"_L1)));
+        }
+        addSome(lines, told);
+    };
+    addRows(u"select OAID, ToUser, ToMB, MsgStatus from SMS_Queues%1 order by OAID"_s,
+            [&](const auto &row, const QString &to) {
+                return u"队列 OAID %1，%2：%3"_s.arg(row.text("OAID"_L1), to, statusText(sources, row));
+            });
+    addRows(u"select ToUser, ToMB, SendOutDT, IsSuccess from SMS_ResultDetail%1 order by OAID desc"_s,
+            [&](const auto &row, const QString &to) {
+                return u"已归档，%1，%2：%3"_s.arg(to, row.text("SendOutDT"_L1), resultText(sources, row));
+            });
     if (known.isEmpty())
         lines += u"队列和归档中都没有它的记录"_s;
     if (!isSingle && question.number.isEmpty())

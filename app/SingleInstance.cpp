@@ -50,17 +50,18 @@ QString socketOf(const QString &settingsFile)
     return u"sms-server-"_s + QString::fromLatin1(hash.toHex().left(32));
 }
 
-/// What comes until the other end closes. False when that end was not reached.
-bool call(QLocalSocket &socket, const QString &server, const QByteArray &question, int milliseconds)
+/// What comes until the other end closes; nothing when that end was not reached.
+std::optional<QByteArray> call(const QString &server, const QByteArray &question, int milliseconds)
 {
+    QLocalSocket socket;
     socket.connectToServer(server);
     if (!socket.waitForConnected(connectMilliseconds))
-        return false;
+        return std::nullopt;
     socket.write(question + '\n');
     const QDeadlineTimer end(milliseconds);
     while (socket.state() != QLocalSocket::UnconnectedState && !end.hasExpired())
         socket.waitForReadyRead(int(end.remainingTime()));
-    return true;
+    return socket.readAll();
 }
 
 /// isRunning() holds the lock no longer.
@@ -121,18 +122,14 @@ std::optional<QString> SingleInstance::ask(const QString &settingsFile, const QB
 {
     if (!isRunning(settingsFile))
         return std::nullopt;
-    QLocalSocket socket;
-    static_cast<void>(call(socket, socketOf(settingsFile), question, answerMilliseconds));
-    const QByteArray answer = socket.readAll();
-    if (answer.isEmpty())
-        throw Fault(u"短信服务器正在运行，但没有应答：%1"_s.arg(socket.errorString()));
-    return QString::fromUtf8(answer);
+    const auto answer = call(socketOf(settingsFile), question, answerMilliseconds);
+    if (!answer || answer->isEmpty())
+        throw Fault(u"短信服务器正在运行，但没有应答，或本用户无权询问"_s);
+    return QString::fromUtf8(*answer);
 }
 
 QString SingleInstance::callFirst() const
 {
-    QLocalSocket socket;
-    return call(socket, m_serverName, "show", connectMilliseconds)
-               ? u"短信服务器已在运行，已请它显示窗口。\n"_s
-               : u"短信服务器已在运行。\n"_s;
+    return call(m_serverName, "show", connectMilliseconds) ? u"短信服务器已在运行，已请它显示窗口。\n"_s
+                                                           : u"短信服务器已在运行。\n"_s;
 }

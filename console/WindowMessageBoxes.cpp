@@ -14,11 +14,8 @@ namespace
 /// The window that a box belongs to: over a modal dialog it has to be that one.
 QWidget *windowInFront()
 {
-    for (QWidget *front : {QApplication::activeModalWidget(), QApplication::activeWindow()}) {
-        if (front != nullptr)
-            return front;
-    }
-    // Between two dialogs none has the focus.
+    if (QWidget *dialog = QApplication::activeModalWidget())
+        return dialog;
     const QWidgetList windows = QApplication::topLevelWidgets();
     const auto visible = std::find_if(windows.cbegin(), windows.cend(), [](const QWidget *window) {
         return window->isVisible() && window->windowType() == Qt::Window;
