@@ -131,15 +131,6 @@ private slots:
         QVERIFY(m_limits->hold(1));
         restart(); // whole again
     }
-
-    void noRoomForTheLedgerNoSending()
-    {
-        m_limits = std::make_unique<SendLimits>(m_office->clock, m_office->console,
-                                                m_office->path(u"absent/sends"_s));
-        m_limits->set({.perHour = 3});
-        m_limits->beginPass();
-        QVERIFY_EXCEPTION_THROWN(m_limits->count(), Fault);
-    }
 };
 
 QTEST_GUILESS_MAIN(SendLimitsTest)
