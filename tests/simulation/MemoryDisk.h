@@ -39,7 +39,6 @@ public:
 
     /// Nothing when there is none. A name here and below: what follows the last "/"; the disk has one folder.
     [[nodiscard]] FilePtr find(const QByteArray &name) const { return m_names.value(base(name)); }
-    [[nodiscard]] QList<QByteArray> names() const { return m_names.keys(); }
     /// 0 or errno, as all that follow.
     int open(const QByteArray &name, bool isMade, FilePtr &file);
     int read(const FilePtr &file, qint64 offset, qint64 octets, QByteArray &read);
