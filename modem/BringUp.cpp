@@ -162,9 +162,11 @@ private:
     /// Sticks on LTE alone send nothing until they are told to by packets (3GPP TS 27.007, 10.1.21).
     void findNetwork()
     {
-        const bool isCircuit = isRegistered(m_channel, m_limits, {"+CREG"});
-        m_report.isRegistered = isCircuit || isRegistered(m_channel, m_limits, {"+CGREG", "+CEREG"});
-        if (m_report.isRegistered && !isCircuit && ask("AT+CGSMS=2").isOk())
+        const auto isCircuit = isRegistered(m_channel, m_limits, {"+CREG"});
+        const auto isPacket =
+            isCircuit == true ? isCircuit : isRegistered(m_channel, m_limits, {"+CGREG", "+CEREG"});
+        m_report.isRegistered = isPacket.value_or(isCircuit.value_or(true));
+        if (isPacket == true && isCircuit != true && ask("AT+CGSMS=2").isOk())
             m_report.remarks += u"只有 4G 分组网络，短信走分组域"_s;
     }
 

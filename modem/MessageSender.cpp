@@ -148,7 +148,7 @@ SendOutcome MessageSender::waits(ModemFault::Kind kind, const QString &cause)
 {
     if (kind != ModemFault::Kind::NotTaken && !m_channel.resynchronise(m_limits.resync))
         return couldNotTry(ModemFault::Kind::PortLost, u"短信猫没有应答"_s);
-    if (isRegistered(m_channel, m_limits))
+    if (isRegistered(m_channel, m_limits).value_or(true))
         return couldNotTry(kind, cause);
     if (!m_channel.isSynchronised() && !m_channel.resynchronise(m_limits.resync))
         return couldNotTry(ModemFault::Kind::PortLost, u"短信猫没有应答"_s);

@@ -61,7 +61,7 @@ QString ModemWatch::askTrouble(ModemStatus &status)
 {
     const SimState sim = simState(m_channel.exchange("AT+CPIN?", "+CPIN:", m_limits.command));
     status.isSimReady = sim.result == ModemResult::Ok;
-    status.isRegistered = isRegistered(m_channel, m_limits);
+    status.isRegistered = isRegistered(m_channel, m_limits).value_or(true);
     status.signalDbm = signalStrength(m_channel, m_limits);
     const AtAnswer network = m_channel.exchange("AT+COPS?", "+COPS:", m_limits.command);
     status.network = QString::fromUtf8(network.fields().value(2).text).left(40);

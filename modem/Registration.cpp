@@ -3,8 +3,21 @@
 #include "modem/line/AnswerFields.h"
 #include "modem/line/AtChannel.h"
 
-bool isRegistered(AtChannel &channel, const ModemLimits &limits, const QByteArrayList &names)
+namespace
 {
+
+bool isUnknownCommand(const FinalResult &result)
+{
+    using Kind = FinalResult::Kind;
+    return result.kind == Kind::Ok || result.kind == Kind::Error ||
+           (result.kind == Kind::CmeError && (result.code == 4 || result.code == 100));
+}
+
+} // namespace
+
+std::optional<bool> isRegistered(AtChannel &channel, const ModemLimits &limits, const QByteArrayList &names)
+{
+    std::optional<bool> isRegistered;
     for (const QByteArray &name : names) {
         const AtAnswer answer = channel.exchange("AT" + name + '?', name + ':', limits.command);
         for (const AtLine &line : answer.lines) {
@@ -16,6 +29,8 @@ bool isRegistered(AtChannel &channel, const ModemLimits &limits, const QByteArra
         }
         if (answer.end != AtAnswer::End::Final)
             return false;
+        if (!answer.lines.isEmpty() || !isUnknownCommand(answer.result))
+            isRegistered = false;
     }
-    return false;
+    return isRegistered;
 }
