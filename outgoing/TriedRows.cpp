@@ -29,7 +29,7 @@ bool TriedRows::mayTry(qint64 id) const
     if (row == m_rows.cend())
         return true;
     const auto now = m_clock.steady();
-    const bool wasVain = row->isVain && row->acceptedBefore == m_accepted;
+    const bool wasVain = row->counted != row->last && row->acceptedBefore == m_accepted;
     return (!isOutage() || now - m_lastRefusal >= vainPause) && (!wasVain || now - row->last >= vainPause);
 }
 
@@ -53,8 +53,7 @@ bool TriedRows::noteTry(qint64 id, const QString &number, ModemFault::Kind kind)
         m_lastRefusal = now;
     }
     const bool othersPass = m_accepted != tries.acceptedBefore;
-    tries.isVain = isRefusal && (isOutage() || !(isFirst || othersPass || now - tries.counted >= apart));
-    if (!tries.isVain) {
+    if (!isRefusal || (!isOutage() && (isFirst || othersPass || now - tries.counted >= apart))) {
         ++tries.count;
         tries.counted = now;
     }

@@ -32,7 +32,6 @@ private:
         std::chrono::milliseconds counted{0}; ///< the last that counted
         std::chrono::milliseconds last{0};
         qint64 acceptedBefore = 0; ///< messages of this run that were accepted before the first try
-        bool isVain = false;       ///< the last did not count
     };
     /// So many numbers are not taken that it is the network and not the numbers.
     [[nodiscard]] bool isOutage() const { return m_refused.size() >= 3; }
