@@ -189,16 +189,21 @@ void QueueSender::trySend(const Row &row)
 void QueueSender::waitOrFail(qint64 id, const QString &number, const ModemFault &fault)
 {
     using Kind = ModemFault::Kind;
-    if (fault.kind() == Kind::PortLost || fault.kind() == Kind::NoNetwork)
+    // Some modems say so of a network that has just taken another message: that is this row's own refusal.
+    const auto acceptedAt = std::exchange(m_acceptedAt, std::nullopt);
+    const bool isNetworkThere = acceptedAt && m_clock.steady() - *acceptedAt < longestPass;
+    const Kind kind = fault.kind() == Kind::NoNetwork && isNetworkThere ? Kind::NotTaken : fault.kind();
+    if (kind == Kind::PortLost || kind == Kind::NoNetwork)
         throw fault;
     m_faults.failed(answerTask, fault.message());
     // A prompt that did not come says nothing of the row.
-    if (fault.kind() != Kind::NotPrompted && m_tried.noteTry(id, number, fault.kind()))
+    if (kind != Kind::NotPrompted && m_tried.noteTry(id, number, kind))
         fail(id, number, fault.message());
 }
 
 void QueueSender::succeed(qint64 id)
 {
+    m_acceptedAt = m_clock.steady();
     m_tried.noteAccepted();
     m_console.count(OperatorConsole::Event::Sent);
     finish(id, MessageStatus::Sent, {});

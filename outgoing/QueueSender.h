@@ -96,6 +96,7 @@ private:
     SetAsideRows m_setAside{m_faults, QLatin1StringView("SMS_Queues")}; // whose status is held
     bool m_isResolved = false;                                          // what an earlier run left in hand
     TriedRows m_tried;
+    std::optional<std::chrono::milliseconds> m_acceptedAt; // the message that went over last
     std::vector<Row> m_rows; // of this pass, in their turn; the last m_untried are to come
     qint64 m_untried = 0;
     bool m_isPassing = false;
