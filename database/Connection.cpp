@@ -130,11 +130,6 @@ void Connection::setPatience(bool isPatient)
     }
 }
 
-bool Connection::isOpen() const
-{
-    return m_driver && !m_lost && m_driver->isUsable();
-}
-
 /// Executes a statement, prepared if need be, and works on its result. One that fails is prepared anew the
 /// next time: the table may have changed since.
 template <typename Work>
@@ -226,7 +221,7 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
     // One row needs no telling apart, so that a view serves as well as a table.
     QString update = u"update %1 set %2 where %3"_s.arg(table, assignments, condition);
     if (foundRows > 1)
-        update = m_driver->dialect().updateOfFirstRow(table, assignments, condition);
+        update = m_driver->dialect().traits().updateOfFirstRow.arg(table, assignments, condition);
     if (execute(update, assigned + compared) > 0)
         return;
     const DatabaseFault gone(DatabaseFault::Kind::Locked, u"%1 中的记录已被他人改动"_s.arg(table));
@@ -236,14 +231,15 @@ void Connection::updateFirstRow(const QString &table, const QString &assignments
 QString Connection::pastHeldRows(const QString &table)
 {
     requireUsable();
-    return m_driver->dialect().pastHeldRows(table);
+    return table + m_driver->dialect().traits().pastHeldRows;
 }
 
 QStringList Connection::tablesWithoutTransactions()
 {
     requireUsable();
     QStringList names;
-    if (const QString question = m_driver->dialect().tablesWithoutTransactionsQuery(); !question.isEmpty()) {
+    if (const QString question = m_driver->dialect().traits().tablesWithoutTransactionsQuery;
+        !question.isEmpty()) {
         const auto found = query(question, {});
         for (const QVariant &name : found.values)
             names += name.toString().toLower();
@@ -291,11 +287,6 @@ try {
     const auto release = m_driver->dialect().sharedLock(serversLock, *m_place).release;
     static_cast<void>(query(release.sql, release.values));
 } catch (const DatabaseFault &) {
-}
-
-QStringList Connection::takeReplacedTables()
-{
-    return m_driver ? m_driver->takeReplacedTables() : QStringList();
 }
 
 void Connection::requireUsable()
@@ -379,13 +370,13 @@ void Connection::rollbackTransaction() noexcept
 std::optional<DatabaseFault> Connection::setSavepoint(const QString &name)
 {
     Q_ASSERT(m_transactionDepth > 0);
-    remembering([&] { m_driver->setSavepoint(name); });
+    remembering([&] { m_driver->step(&SystemTraits::savepoint, name); });
     return m_transactionFault;
 }
 
 void Connection::releaseSavepoint(const QString &name)
 {
-    remembering([&] { m_driver->releaseSavepoint(name); });
+    remembering([&] { m_driver->step(&SystemTraits::release, name); });
 }
 
 void Connection::rollbackToSavepoint(const QString &name,
@@ -396,7 +387,7 @@ void Connection::rollbackToSavepoint(const QString &name,
     // The one statement that a fault does not refuse.
     const auto fault = std::exchange(m_transactionFault, std::nullopt);
     try {
-        remembering([&] { m_driver->rollbackToSavepoint(name); });
+        remembering([&] { m_driver->step(&SystemTraits::rollbackTo, name); });
         m_transactionFault = earlierFault;
     } catch (const DatabaseFault &) {
         // The transaction can only be rolled back as a whole.

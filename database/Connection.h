@@ -30,7 +30,7 @@ public:
     void open(const QString &connectionString);
     void close();
     /// True from a successful open() until close() or until the connection is found to be lost.
-    [[nodiscard]] bool isOpen() const;
+    [[nodiscard]] bool isOpen() const { return m_driver && !m_lost && m_driver->isUsable(); }
 
     /// As Driver::spareMemory(), for a connection that is open.
     void spareMemory() { m_driver->spareMemory(); }
@@ -91,7 +91,10 @@ public:
 
     /// The tables in which characters that the database cannot hold have been replaced by "?" since this was last
     /// asked.
-    [[nodiscard]] QStringList takeReplacedTables();
+    [[nodiscard]] QStringList takeReplacedTables()
+    {
+        return m_driver ? m_driver->takeReplacedTables() : QStringList();
+    }
 
     /// Statements sent to the database since the first open(), beginnings and ends of transactions included.
     [[nodiscard]] qint64 statementsRun() const { return m_statementsRun; }

@@ -29,71 +29,72 @@ qsizetype Recordset::indexOf(QAnyStringView column) const
 void Recordset::openForAppend(const QString &table, const QString &identityColumn)
 {
     close();
-    m_table = table;
-    m_identityColumn = identityColumn;
+    m_written.table = table;
+    m_written.identityColumn = identityColumn;
 }
 
 void Recordset::openForUpdate(const QString &table, const QString &condition, const QVariantList &values,
                               const QString &keyColumn)
 {
     open("select * from "_L1 + table + " where "_L1 + condition, values);
-    m_table = table;
-    m_condition = condition;
-    m_conditionValues = values;
-    m_keyColumn = keyColumn;
+    m_written.table = table;
+    m_written.condition = condition;
+    m_written.conditionValues = values;
+    m_written.keyColumn = keyColumn;
 }
 
 void Recordset::addNew()
 {
-    m_isNew = true;
-    m_setCount = 0;
+    m_written.isNew = true;
+    m_written.setCount = 0;
 }
 
 void Recordset::set(QLatin1String column, const QVariant &value)
 {
-    if (m_setCount == m_columns.size() || m_columns[m_setCount] != column) {
+    if (m_written.setCount == m_written.columns.size() || m_written.columns[m_written.setCount] != column) {
         // Another set of columns than in the row before: what comes behind is forgotten.
-        m_columns.resize(m_setCount);
-        m_values.resize(m_setCount);
-        m_columns.append(QString(column));
-        m_values.append(value);
-        m_insertText.clear();
+        m_written.columns.resize(m_written.setCount);
+        m_written.values.resize(m_written.setCount);
+        m_written.columns.append(QString(column));
+        m_written.values.append(value);
+        m_written.insertText.clear();
     } else {
-        m_values[m_setCount] = value;
+        m_written.values[m_written.setCount] = value;
     }
-    ++m_setCount;
+    ++m_written.setCount;
 }
 
 void Recordset::update()
 {
-    if (m_setCount != m_columns.size()) {
-        m_columns.resize(m_setCount);
-        m_values.resize(m_setCount);
-        m_insertText.clear();
+    if (m_written.setCount != m_written.columns.size()) {
+        m_written.columns.resize(m_written.setCount);
+        m_written.values.resize(m_written.setCount);
+        m_written.insertText.clear();
     }
-    if (!m_isNew) {
+    if (!m_written.isNew) {
         Q_ASSERT(m_row == 0 && m_recordCount > 0);
         if (const QVariant key = m_recordCount > 1 ? keyOfFirstRow() : QVariant(); !key.isNull())
-            m_connection.updateFirstRow(m_table, assignments(),
-                                        u"%1 and %2=?"_s.arg(m_condition, m_keyColumn), m_values,
-                                        m_conditionValues + QVariantList{key}, 1);
+            m_connection.updateFirstRow(m_written.table, assignments(),
+                                        u"%1 and %2=?"_s.arg(m_written.condition, m_written.keyColumn),
+                                        m_written.values, m_written.conditionValues + QVariantList{key}, 1);
         else
-            m_connection.updateFirstRow(m_table, assignments(), m_condition, m_values, m_conditionValues,
-                                        m_recordCount);
-        m_setCount = 0;
+            m_connection.updateFirstRow(m_written.table, assignments(), m_written.condition, m_written.values,
+                                        m_written.conditionValues, m_recordCount);
+        m_written.setCount = 0;
         return;
     }
-    if (m_insertText.isEmpty())
-        m_insertText = insertText();
-    if (m_identityColumn.isEmpty())
-        m_connection.insert(m_insertText, m_values);
+    if (m_written.insertText.isEmpty())
+        m_written.insertText = insertText();
+    if (m_written.identityColumn.isEmpty())
+        m_connection.insert(m_written.insertText, m_written.values);
     else
-        m_identity = m_connection.insertForIdentity(m_table, m_insertText, m_values, m_identityColumn);
+        m_written.identity = m_connection.insertForIdentity(m_written.table, m_written.insertText,
+                                                            m_written.values, m_written.identityColumn);
 }
 
 QVariant Recordset::keyOfFirstRow() const
 {
-    const qsizetype column = indexOf(m_keyColumn);
+    const qsizetype column = indexOf(m_written.keyColumn);
     if (column < 0)
         return {};
     const QVariant &key = valueAt(0, column);
@@ -107,14 +108,14 @@ QVariant Recordset::keyOfFirstRow() const
 QString Recordset::insertText() const
 {
     QStringList marks;
-    marks.fill(u"?"_s, m_columns.size());
-    return "insert into "_L1 + m_table + " ("_L1 + m_columns.join(", "_L1) + ") values ("_L1 +
+    marks.fill(u"?"_s, m_written.columns.size());
+    return "insert into "_L1 + m_written.table + " ("_L1 + m_written.columns.join(", "_L1) + ") values ("_L1 +
            marks.join(", "_L1) + u')';
 }
 
 QString Recordset::assignments() const
 {
-    return m_columns.join("=?, "_L1) + "=?"_L1;
+    return m_written.columns.join("=?, "_L1) + "=?"_L1;
 }
 
 void Recordset::close()
@@ -122,15 +123,5 @@ void Recordset::close()
     m_snapshot = {};
     m_recordCount = 0;
     m_row = 0;
-    m_isNew = false;
-    m_condition.clear();
-    m_conditionValues.clear();
-    m_table.clear();
-    m_identityColumn.clear();
-    m_keyColumn.clear();
-    m_columns.clear();
-    m_values.clear();
-    m_setCount = 0;
-    m_insertText.clear();
-    m_identity = {};
+    m_written = {};
 }

@@ -36,7 +36,7 @@ public:
     /// row that is not there any more, and an identity that does not come back, are faults too.
     void update();
     /// The identity of the row last written.
-    [[nodiscard]] const QVariant &identity() const { return m_identity; }
+    [[nodiscard]] const QVariant &identity() const { return m_written.identity; }
 
     void close();
 
@@ -57,17 +57,18 @@ private:
     Connection::Snapshot m_snapshot;
     int m_recordCount = 0;
     int m_row = 0;
-    // A row being written. The columns of the row before are kept:
-    // as a rule they come again in the same order.
-    bool m_isNew = false;
-    QString m_condition;
-    QVariantList m_conditionValues;
-    QString m_table;
-    QString m_identityColumn;
-    QString m_keyColumn;
-    QStringList m_columns;
-    QVariantList m_values;
-    qsizetype m_setCount = 0;
-    QString m_insertText;
-    QVariant m_identity;
+    /// A row being written. The columns of the row before are kept: as a rule they come again in the same order.
+    struct Written {
+        bool isNew = false;
+        QString condition;
+        QVariantList conditionValues;
+        QString table;
+        QString identityColumn;
+        QString keyColumn;
+        QStringList columns;
+        QVariantList values;
+        qsizetype setCount = 0;
+        QString insertText;
+        QVariant identity;
+    } m_written;
 };

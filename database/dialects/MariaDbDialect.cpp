@@ -10,7 +10,48 @@ using Kind = DatabaseFault::Kind;
 class MariaDbDialect final : public SqlDialect
 {
 public:
-    MariaDbDialect() : SqlDialect({.begin = u"START TRANSACTION"_s}, u'`') {}
+    MariaDbDialect()
+        : SqlDialect({
+              .begin = u"START TRANSACTION"_s,
+              .quote = u'`',
+              // In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
+              .odbcSpeaksUtf8 = true,
+              .writingProbe = {u"start transaction read write"_s, u"rollback"_s},
+              // A session lock of the mark's name: connection numbers come again when the server is started anew. A
+              // session may end others of its own account.
+              .sessionMarking = u"select get_lock(?, 0)"_s,
+              .endOfMarkedSession = u"kill is_used_lock(?)"_s,
+              // The keepalives of its lines are the system's, as a rule of two hours.
+              .silenceLimit = u"set session wait_timeout=45"_s,
+              .identityQuery = u"select nullif(last_insert_id(), 0)"_s,
+              // Otherwise it still answers an earlier row's number when a trigger or the statement gave this one's.
+              .identityReset = u"do last_insert_id(0)"_s,
+              // MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
+              .returningInsertProbe =
+                  u"select version() like '%MariaDB%' and (substring_index(version(), '.', 1) > 10 or"
+                  " version() regexp '^10[.]([5-9]|[1-9][0-9])')"_s,
+              .rowCountQuery = u"select row_count()"_s,
+              .updateOfFirstRow = u"update %1 set %2 where %3 limit 1"_s,
+              // The length is left out: this server's refusal names the column itself.
+              .columnsQuery =
+                  u"select table_name, column_name, null, character_set_name from information_schema.columns"
+                  " where table_schema=database() and lower(table_name)=?"
+                  " order by table_name, ordinal_position"_s,
+              // A larger packet is answered with an error, and then the connection is cut.
+              .payloadLimitQuery = u"select @@max_allowed_packet"_s,
+              .leniencyQuery = u"select @@sql_mode not like '%STRICT%'"_s,
+              .warningsQuery = u"show warnings"_s,
+              // A number cut to its range, data truncated, data too long.
+              .cutValueWarnings = {1264, 1265, 1406},
+              .encryptionQuery = u"show session status like 'Ssl_cipher'"_s,
+              .tablesWithoutTransactionsQuery =
+                  u"select t.table_name from information_schema.tables t join information_schema.engines e"
+                  " on e.engine=t.engine where t.table_schema=database() and e.transactions<>'YES'"_s,
+              .replacedTextQuery =
+                  u"select cast(convert(convert(? using %1) using utf8mb4) as char(16000000))"_s,
+          })
+    {
+    }
 
     [[nodiscard]] QStringList sessionSetup(const Session &session) const override
     {
@@ -38,61 +79,6 @@ public:
         const auto seconds = std::chrono::floor<std::chrono::seconds>(limit).count();
         return {u"set session innodb_lock_wait_timeout=%1"_s.arg(seconds),
                 u"set session lock_wait_timeout=%1"_s.arg(seconds)};
-    }
-
-    [[nodiscard]] QStringList writingProbe() const override
-    {
-        return {u"start transaction read write"_s, u"rollback"_s};
-    }
-
-    /// A session lock of the mark's name: connection numbers come again when the server is started anew. A session may
-    /// end others of its own account.
-    [[nodiscard]] QString sessionMarking() const override { return u"select get_lock(?, 0)"_s; }
-    [[nodiscard]] QString endOfMarkedSession() const override { return u"kill is_used_lock(?)"_s; }
-    /// The keepalives of its lines are the system's, as a rule of two hours.
-    [[nodiscard]] QString silenceLimit() const override { return u"set session wait_timeout=45"_s; }
-
-    [[nodiscard]] QString identityQuery() const override { return u"select nullif(last_insert_id(), 0)"_s; }
-    /// MariaDB since 10.5. It tells the number also where a trigger or the statement gave it.
-    [[nodiscard]] QString returningInsertProbe() const override
-    {
-        return u"select version() like '%MariaDB%' and (substring_index(version(), '.', 1) > 10 or"
-               " version() regexp '^10[.]([5-9]|[1-9][0-9])')"_s;
-    }
-    [[nodiscard]] QString encryptionQuery() const override
-    {
-        return u"show session status like 'Ssl_cipher'"_s;
-    }
-    /// Otherwise it still answers an earlier row's number when a trigger or the statement gave this one's.
-    [[nodiscard]] QString identityReset() const override { return u"do last_insert_id(0)"_s; }
-    [[nodiscard]] QString rowCountQuery() const override { return u"select row_count()"_s; }
-
-    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                           const QString &condition) const override
-    {
-        return u"update %1 set %2 where %3 limit 1"_s.arg(table, assignments, condition);
-    }
-
-    [[nodiscard]] QString columnsQuery() const override
-    {
-        // The length is left out: this server's refusal names the column itself.
-        return u"select table_name, column_name, null, character_set_name from information_schema.columns"
-               " where table_schema=database() and lower(table_name)=?"
-               " order by table_name, ordinal_position"_s;
-    }
-
-    /// A larger packet is answered with an error, and then the connection is cut.
-    [[nodiscard]] QString payloadLimitQuery() const override { return u"select @@max_allowed_packet"_s; }
-
-    [[nodiscard]] QString leniencyQuery() const override
-    {
-        return u"select @@sql_mode not like '%STRICT%'"_s;
-    }
-    [[nodiscard]] QString warningsQuery() const override { return u"show warnings"_s; }
-    /// A number cut to its range, data truncated, data too long.
-    [[nodiscard]] bool tellsCutValue(int number) const override
-    {
-        return number == 1264 || number == 1265 || number == 1406;
     }
 
     /// The names are the whole server's, so that the database's own is in them. "for update" reads what is
@@ -140,9 +126,6 @@ public:
                      " where member_state='ONLINE'"_s;
     }
 
-    /// In UTF-16 its driver takes a character like U+4E00 for an end and miscounts.
-    [[nodiscard]] bool odbcSpeaksUtf8() const override { return true; }
-
     /// Numbers of the server (1xxx and up) and of the client library (2xxx, 5xxx).
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override
     {
@@ -178,17 +161,6 @@ public:
             return Cause::Characters;
         // The table is read-only; no right to it or to a column.
         return isOneOf(code.number, {1036, 1142, 1143}) ? Cause::Table : Cause::Other;
-    }
-    [[nodiscard]] QString tablesWithoutTransactionsQuery() const override
-    {
-        return u"select t.table_name from information_schema.tables t join information_schema.engines e"
-               " on e.engine=t.engine where t.table_schema=database() and e.transactions<>'YES'"_s;
-    }
-    /// The name is the server's own. Without a length Qt's driver makes room for none.
-    [[nodiscard]] QString replacedTextQuery(const QString &characterSet) const override
-    {
-        return u"select cast(convert(convert(? using %1) using utf8mb4) as char(16000000))"_s.arg(
-            characterSet);
     }
 
 private:

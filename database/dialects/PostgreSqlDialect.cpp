@@ -12,6 +12,35 @@ using Kind = DatabaseFault::Kind;
 class PostgreSqlDialect final : public SqlDialect
 {
 public:
+    PostgreSqlDialect()
+        : SqlDialect({
+              .replacementForNul = QChar::ReplacementCharacter,
+              .faultEndsTransaction = true,
+              .writingProbe =
+                  {u"do $$begin if current_setting('transaction_read_only')='on' then"
+                   " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s},
+              .sessionNumberQuery = u"select pg_backend_pid()"_s,
+              .sessionMarking = u"select pg_catalog.set_config('application_name', ?, false)"_s,
+              .endOfMarkedSession =
+                  u"select pg_catalog.pg_terminate_backend(pid)::text from pg_catalog.pg_stat_activity"
+                  " where application_name=? and usename=current_user"_s,
+              .identityInsert = u"%1 returning %2"_s,
+              // Partitions number their rows each for itself.
+              .updateOfFirstRow = u"update %1 set %2 where (tableoid, ctid)=(select tableoid, ctid from %1"
+                                  " where %3 limit 1)"_s,
+              // atttypmod of varchar(n) and char(n) is n+4.
+              .columnsQuery =
+                  u"select c.relname, a.attname,"
+                  " case when a.atttypid in (1042, 1043) and a.atttypmod > 4 then a.atttypmod - 4 end, null"
+                  " from pg_catalog.pg_class c join pg_catalog.pg_attribute a on a.attrelid=c.oid"
+                  " where lower(c.relname)=? and c.relkind in ('r', 'v', 'm', 'f', 'p')"
+                  " and pg_catalog.pg_table_is_visible(c.oid) and a.attnum > 0 and not a.attisdropped"
+                  " order by c.relname, a.attnum"_s,
+              .encodingQuery = u"show server_encoding"_s,
+          })
+    {
+    }
+
     [[nodiscard]] QStringList sessionSetup(const Session &session) const override
     {
         const auto milliseconds = std::chrono::milliseconds(session.limits.statement).count();
@@ -35,50 +64,6 @@ public:
     {
         return {u"set lock_timeout=%1"_s.arg(limit.count())};
     }
-
-    [[nodiscard]] QStringList writingProbe() const override
-    {
-        return {u"do $$begin if current_setting('transaction_read_only')='on' then"
-                " raise exception 'the database is read-only' using errcode='25006'; end if; end$$"_s};
-    }
-
-    [[nodiscard]] QString sessionNumberQuery() const override { return u"select pg_backend_pid()"_s; }
-
-    [[nodiscard]] QString sessionMarking() const override
-    {
-        return u"select pg_catalog.set_config('application_name', ?, false)"_s;
-    }
-    [[nodiscard]] QString endOfMarkedSession() const override
-    {
-        return u"select pg_catalog.pg_terminate_backend(pid)::text from pg_catalog.pg_stat_activity"
-               " where application_name=? and usename=current_user"_s;
-    }
-
-    [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
-    {
-        return returningInsert(insert, column);
-    }
-
-    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                           const QString &condition) const override
-    {
-        // Partitions number their rows each for itself.
-        return u"update %1 set %2 where (tableoid, ctid)=(select tableoid, ctid from %1 where %3 limit 1)"_s
-            .arg(table, assignments, condition);
-    }
-
-    [[nodiscard]] QString columnsQuery() const override
-    {
-        // atttypmod of varchar(n) and char(n) is n+4.
-        return u"select c.relname, a.attname,"
-               " case when a.atttypid in (1042, 1043) and a.atttypmod > 4 then a.atttypmod - 4 end, null"
-               " from pg_catalog.pg_class c join pg_catalog.pg_attribute a on a.attrelid=c.oid"
-               " where lower(c.relname)=? and c.relkind in ('r', 'v', 'm', 'f', 'p')"
-               " and pg_catalog.pg_table_is_visible(c.oid) and a.attnum > 0 and not a.attisdropped"
-               " order by c.relname, a.attnum"_s;
-    }
-
-    [[nodiscard]] QChar replacementForNul() const override { return QChar::ReplacementCharacter; }
 
     /// "for update" reads the row as it is now, not as it was when the statement began. The lock stands outside of the
     /// reading, which looks at a row twice that changed meanwhile: locks of a session stack.
@@ -137,8 +122,6 @@ public:
                : code.state == "42501"_L1 ? Cause::Table
                                           : Cause::Other;
     }
-    [[nodiscard]] bool faultEndsTransaction() const override { return true; }
-    [[nodiscard]] QString encodingQuery() const override { return u"show server_encoding"_s; }
 
 private:
     static bool isOneOf(const QString &state, std::initializer_list<const char *> states)

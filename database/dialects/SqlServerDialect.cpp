@@ -13,9 +13,22 @@ class SqlServerDialect final : public SqlDialect
 {
 public:
     SqlServerDialect()
-        : SqlDialect({u"BEGIN TRANSACTION"_s, u"COMMIT TRANSACTION"_s,
-                      u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s, u"SAVE TRANSACTION %1"_s, u""_s,
-                      u"ROLLBACK TRANSACTION %1"_s})
+        : SqlDialect({
+              .begin = u"BEGIN TRANSACTION"_s,
+              .commit = u"COMMIT TRANSACTION"_s,
+              .rollback = u"IF @@TRANCOUNT>0 ROLLBACK TRANSACTION"_s,
+              .savepoint = u"SAVE TRANSACTION %1"_s,
+              .release = {},
+              .rollbackTo = u"ROLLBACK TRANSACTION %1"_s,
+              // scope_identity() is this batch's own, whatever a trigger numbers; OUTPUT is refused on tables with
+              // triggers. In a batch with parameters the setting may outlive the batch, and then hides every later count.
+              .identityInsert =
+                  u"set nocount on; %1; set nocount off; select cast(scope_identity() as bigint)"_s,
+              .openTransactionsQuery = u"select @@trancount"_s,
+              .rowCountQuery = u"select @@rowcount"_s,
+              .updateOfFirstRow = u"update top (1) %1 set %2 where %3"_s,
+              .pastHeldRows = u" with (readpast)"_s,
+          })
     {
     }
 
@@ -41,24 +54,6 @@ public:
         return {u"set lock_timeout %1"_s.arg(limit.count())};
     }
 
-    /// scope_identity() is this batch's own, whatever a trigger numbers;
-    /// OUTPUT is refused on tables with triggers.
-    [[nodiscard]] QString identityInsert(const QString &insert, const QString &) const override
-    {
-        // In a batch with parameters the setting may outlive the batch, and then hides every later count.
-        return "set nocount on; "_L1 + insert +
-               "; set nocount off; select cast(scope_identity() as bigint)"_L1;
-    }
-
-    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                           const QString &condition) const override
-    {
-        return u"update top (1) %1 set %2 where %3"_s.arg(table, assignments, condition);
-    }
-
-    [[nodiscard]] QString openTransactionsQuery() const override { return u"select @@trancount"_s; }
-    [[nodiscard]] QString rowCountQuery() const override { return u"select @@rowcount"_s; }
-
     [[nodiscard]] BoundStatement takeNamedLock(const QByteArray &name,
                                                const LockedReading *reading) const override
     {
@@ -74,11 +69,6 @@ public:
     [[nodiscard]] SharedLock sharedLock(const QByteArray &name, bool isShared) const override
     {
         return {takeLock(name, isShared ? u"Shared"_s : u"Exclusive"_s, nullptr), releaseNamedLock(name)};
-    }
-
-    [[nodiscard]] QString pastHeldRows(const QString &table) const override
-    {
-        return table + " with (readpast)"_L1;
     }
 
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override

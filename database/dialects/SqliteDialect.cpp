@@ -10,20 +10,16 @@ using Kind = DatabaseFault::Kind;
 class SqliteDialect final : public SqlDialect
 {
 public:
-    /// A transaction that reads and then writes would otherwise be refused, without waiting, when another program
-    /// has committed in between.
-    SqliteDialect() : SqlDialect({.begin = u"BEGIN IMMEDIATE"_s}) {}
-
-    /// The number of the last row would be that of another table for a row that a trigger stored.
-    [[nodiscard]] QString identityInsert(const QString &insert, const QString &column) const override
+    SqliteDialect()
+        : SqlDialect({
+              // A transaction that reads and then writes would otherwise be refused, without waiting, when another
+              // program has committed in between.
+              .begin = u"BEGIN IMMEDIATE"_s,
+              // The number of the last row would be that of another table for a row that a trigger stored.
+              .identityInsert = u"%1 returning %2"_s,
+              .updateOfFirstRow = u"update %1 set %2 where rowid=(select rowid from %1 where %3 limit 1)"_s,
+          })
     {
-        return returningInsert(insert, column);
-    }
-    [[nodiscard]] QString updateOfFirstRow(const QString &table, const QString &assignments,
-                                           const QString &condition) const override
-    {
-        return u"update %1 set %2 where rowid=(select rowid from %1 where %3 limit 1)"_s.arg(
-            table, assignments, condition);
     }
 
     [[nodiscard]] Kind kindOf(const SqlErrorCode &code) const override

@@ -33,31 +33,27 @@ void Driver::rollback() noexcept
 
 void Driver::beginWriting()
 {
-    runPlain(dialect().verbs().begin);
+    runPlain(dialect().traits().begin);
 }
 
 void Driver::endWriting(bool isKept)
 {
-    runPlain(isKept ? dialect().verbs().commit : dialect().verbs().rollback);
+    runPlain(isKept ? dialect().traits().commit : dialect().traits().rollback);
 }
 
-void Driver::setSavepoint(const QString &name)
+void Driver::step(QString SystemTraits::*verb, const QString &name)
 {
-    if (const QString savepoint = dialect().verbs().savepoint; !savepoint.isEmpty())
-        runPlain(savepoint.arg(name));
-}
-
-void Driver::releaseSavepoint(const QString &name)
-{
-    if (const QString release = dialect().verbs().release; !release.isEmpty())
-        runPlain(release.arg(name));
-}
-
-void Driver::rollbackToSavepoint(const QString &name)
-{
-    if (dialect().verbs().savepoint.isEmpty())
+    const QString statement = dialect().traits().*verb;
+    if (!statement.isEmpty())
+        runPlain(statement.arg(name));
+    else if (verb == &SystemTraits::rollbackTo)
         throw DatabaseFault(DatabaseFault::Kind::Refused, u"数据库没有保存点，只能撤销整个事务"_s);
-    runPlain(dialect().verbs().rollbackTo.arg(name));
+}
+
+QString Driver::identityInsert(const QString &insert, const QString &identityColumn) const
+{
+    const QString form = dialect().traits().identityInsert;
+    return form.isEmpty() ? insert : QString(form).replace("%1"_L1, insert).replace("%2"_L1, identityColumn);
 }
 
 DatabaseFault Driver::faultOf(const QString &what, const SqlErrorCode &code, const QString &words) const

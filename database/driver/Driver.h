@@ -67,10 +67,9 @@ public:
     virtual void begin();
     virtual void commit();
     void rollback() noexcept;
-    /// Savepoints inside a transaction, by name.
-    void setSavepoint(const QString &name);
-    void releaseSavepoint(const QString &name);
-    void rollbackToSavepoint(const QString &name);
+    /// Sets the savepoint of this name inside a transaction, lets it go or rolls back to it, as the verb says. Where
+    /// there are none only the last is refused. Throws DatabaseFault.
+    void step(QString SystemTraits::*verb, const QString &name);
     /// For the rows of large mails: what a transaction changes is written as it grows, which may keep others out
     /// for longer, and is not held in memory until its commit.
     virtual void spareMemory() {}
@@ -85,10 +84,7 @@ public:
 
     /// The INSERT as a statement that answers with the new identity as its one row, or the INSERT itself when
     /// lastIdentity() tells it afterwards.
-    [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &identityColumn) const
-    {
-        return dialect().identityInsert(insert, identityColumn);
-    }
+    [[nodiscard]] virtual QString identityInsert(const QString &insert, const QString &identityColumn) const;
     /// Called before an INSERT whose identity lastIdentity() is to tell.
     virtual void beforeIdentity(const QString & /*table*/, const QString & /*identityColumn*/) {}
     /// The identity that the statement just executed was given; null when it was given none.

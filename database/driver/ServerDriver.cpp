@@ -59,8 +59,8 @@ ServerDriver::ServerDriver(std::unique_ptr<SqlDialect> dialect, const DatabaseLi
       m_names([this](const QString &table) { return columnsOf(table); },
               [this](const QString &name) { return m_dialect->quotedName(name); }),
       m_texts(m_names, [this](const QString &characterSet, const QString &text) {
-          const QString question = m_dialect->replacedTextQuery(characterSet);
-          return question.isEmpty() ? text : answer(question, {text}).toString();
+          const QString question = m_dialect->traits().replacedTextQuery;
+          return question.isEmpty() ? text : answer(question.arg(characterSet), {text}).toString();
       })
 {
 }
@@ -73,22 +73,22 @@ void ServerDriver::open()
     refusePoolOfTransactions();
     m_dialect->setUpSession(serverVersion(), m_limits, [this](const QString &sql) { runPlain(sql); });
     checkSession();
-    if (const QString query = m_dialect->payloadLimitQuery(); !query.isEmpty())
+    if (const QString query = m_dialect->traits().payloadLimitQuery; !query.isEmpty())
         m_maximumPayload = plainValue(query).toLongLong() - packetOverheadOctets;
-    if (const QString query = m_dialect->encodingQuery(); !query.isEmpty())
+    if (const QString query = m_dialect->traits().encodingQuery; !query.isEmpty())
         m_texts.setEncoding(plainValue(query).toString());
-    if (const QString query = m_dialect->leniencyQuery(); !query.isEmpty())
+    if (const QString query = m_dialect->traits().leniencyQuery; !query.isEmpty())
         m_isLenient = plainValue(query).toInt() != 0;
     markSession();
 }
 
 void ServerDriver::markSession()
 {
-    if (m_dialect->sessionMarking().isEmpty())
+    if (m_dialect->traits().sessionMarking.isEmpty())
         return;
     const QString mark = "sms-server "_L1 + QUuid::createUuid().toString(QUuid::Id128);
     try {
-        static_cast<void>(answer(m_dialect->sessionMarking(), {mark}));
+        static_cast<void>(answer(m_dialect->traits().sessionMarking, {mark}));
         m_mark = mark;
     } catch (const DatabaseFault &fault) {
         if (fault.kind() == DatabaseFault::Kind::Lost)
@@ -98,10 +98,10 @@ void ServerDriver::markSession()
 
 void ServerDriver::endSession(const QString &mark) noexcept
 {
-    if (m_dialect->endOfMarkedSession().isEmpty())
+    if (m_dialect->traits().endOfMarkedSession.isEmpty())
         return;
     try {
-        static_cast<void>(answer(m_dialect->endOfMarkedSession(), {mark}));
+        static_cast<void>(answer(m_dialect->traits().endOfMarkedSession, {mark}));
     } catch (const DatabaseFault &) {
         // It has gone by itself.
     }
@@ -109,8 +109,8 @@ void ServerDriver::endSession(const QString &mark) noexcept
 
 void ServerDriver::limitSilence()
 {
-    if (!m_dialect->silenceLimit().isEmpty() && !std::exchange(m_isSilenceLimited, true))
-        runPlain(m_dialect->silenceLimit());
+    if (!m_dialect->traits().silenceLimit.isEmpty() && !std::exchange(m_isSilenceLimited, true))
+        runPlain(m_dialect->traits().silenceLimit);
 }
 
 void ServerDriver::ping()
@@ -128,7 +128,7 @@ void ServerDriver::ping()
 /// keeps neither our settings nor prepared statements, nor locks. It lends a session that is idle to the next who asks.
 void ServerDriver::refusePoolOfTransactions()
 {
-    const QString query = m_dialect->sessionNumberQuery();
+    const QString query = m_dialect->traits().sessionNumberQuery;
     if (query.isEmpty())
         return;
     const QVariant ours = plainValue(query);
@@ -165,10 +165,10 @@ void ServerDriver::closing() noexcept
 
 bool ServerDriver::hasTransactionEnded()
 {
-    if (m_dialect->openTransactionsQuery().isEmpty())
+    if (m_dialect->traits().openTransactionsQuery.isEmpty())
         return false;
     try {
-        return answer(m_dialect->openTransactionsQuery()).toInt() == 0;
+        return answer(m_dialect->traits().openTransactionsQuery).toInt() == 0;
     } catch (const DatabaseFault &) {
         return false; // told by whatever comes next
     }
@@ -176,8 +176,9 @@ bool ServerDriver::hasTransactionEnded()
 
 qint64 ServerDriver::lastRowCount()
 {
-    return m_dialect->rowCountQuery().isEmpty() ? Driver::lastRowCount()
-                                                : answer(m_dialect->rowCountQuery()).toLongLong();
+    return m_dialect->traits().rowCountQuery.isEmpty()
+               ? Driver::lastRowCount()
+               : answer(m_dialect->traits().rowCountQuery).toLongLong();
 }
 
 int ServerDriver::clusterSize()
@@ -244,7 +245,7 @@ QVariant ServerDriver::plainValue(const QString &sql)
 /// Not by prepare(), which would look up the names of the catalogue's tables in turn.
 QList<NameResolver::Column> ServerDriver::columnsOf(const QString &lowerCaseTable)
 {
-    const QString question = m_dialect->columnsQuery();
+    const QString question = m_dialect->traits().columnsQuery;
     if (question.isEmpty())
         return {};
     const auto limit = watch(0);
@@ -304,7 +305,7 @@ void ServerDriver::ServerStatement::executeStorable(const QVariantList &values)
             const auto remedy = m_driver.m_texts.fitRefused(m_sql, bound, refusal);
             // Some servers have ended the transaction with the refusal; then the row's next try goes well.
             if (remedy == StorableTexts::Remedy::None ||
-                (m_driver.isInTransaction() && m_driver.m_dialect->faultEndsTransaction()))
+                (m_driver.isInTransaction() && m_driver.m_dialect->traits().faultEndsTransaction))
                 throw;
             m_findsNothing = remedy == StorableTexts::Remedy::FindsNothing;
         }
@@ -337,13 +338,13 @@ void ServerDriver::ServerStatement::executeInTime(const QVariantList &bound, qin
 void ServerDriver::ServerStatement::requireUncut()
 {
     const auto limit = m_driver.watch(0);
-    const auto warnings = m_driver.plainRows(m_driver.m_dialect->warningsQuery());
+    const auto warnings = m_driver.plainRows(m_driver.m_dialect->traits().warningsQuery);
     for (const QVariantList &warning : warnings) {
         // Blanks cut from an end are no more than a note.
         if (warning[0].toString() != "Warning"_L1)
             continue;
         const SqlErrorCode code{{}, warning[1].toInt()};
-        if (m_driver.m_dialect->tellsCutValue(code.number))
+        if (m_driver.m_dialect->traits().cutValueWarnings.contains(code.number))
             throw m_driver.faultOf(m_sql, code, warning[2].toString());
         if (m_driver.m_dialect->causeOf(code) == DatabaseFault::Cause::Characters)
             m_driver.m_texts.noteReplaced(m_sql);

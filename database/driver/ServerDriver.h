@@ -70,7 +70,7 @@ protected:
     /// What a connection that cannot be made ends in. words: the client library's.
     [[nodiscard]] static DatabaseFault unreachable(const QString &server, const QString &words);
     /// What a text's NUL becomes; a null QChar where NUL can be stored.
-    [[nodiscard]] virtual QChar replacementForNul() const { return m_dialect->replacementForNul(); }
+    [[nodiscard]] virtual QChar replacementForNul() const { return m_dialect->traits().replacementForNul; }
     void runPlain(const QString &sql) final;
     /// The one value of a query that is not prepared; null for none.
     [[nodiscard]] QVariant plainValue(const QString &sql);

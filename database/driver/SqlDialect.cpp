@@ -8,7 +8,7 @@ void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limi
                               const std::function<void(const QString &sql)> &run) const
 {
     const QStringList statements = sessionSetup({version, localZoneName(), localZoneOffset(), limits}) +
-                                   lockLimit(limits.lock) + writingProbe();
+                                   lockLimit(limits.lock) + m_traits.writingProbe;
     for (const QString &statement : statements) {
         try {
             run(statement);
@@ -19,20 +19,10 @@ void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limi
     }
 }
 
-QString SqlDialect::identityInsert(const QString &insert, const QString &) const
-{
-    return insert;
-}
-
 QString SqlDialect::quotedName(const QString &name) const
 {
-    return m_quote.isNull() ? name : m_quote + QString(name).replace(m_quote, QString(2, m_quote)) + m_quote;
-}
-
-QString SqlDialect::updateOfFirstRow(const QString &table, const QString &assignments,
-                                     const QString &condition) const
-{
-    return u"update %1 set %2 where %3"_s.arg(table, assignments, condition);
+    const QChar quote = m_traits.quote;
+    return quote.isNull() ? name : quote + QString(name).replace(quote, QString(2, quote)) + quote;
 }
 
 DatabaseFault::Kind SqlDialect::kindOf(const SqlErrorCode &code) const
@@ -41,9 +31,4 @@ DatabaseFault::Kind SqlDialect::kindOf(const SqlErrorCode &code) const
     if (code.state.isEmpty() || code.state.startsWith("08"_L1))
         return Kind::Lost;
     return code.state.startsWith("HYT"_L1) ? Kind::Locked : Kind::Refused;
-}
-
-QString SqlDialect::returningInsert(const QString &insert, const QString &column)
-{
-    return insert + " returning "_L1 + column;
 }

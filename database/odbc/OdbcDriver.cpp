@@ -113,27 +113,28 @@ QString OdbcDriver::serverVersion()
 
 void OdbcDriver::checkSession()
 {
-    if (m_target.mustBeEncrypted && !dialect().encryptionQuery().isEmpty()) {
+    if (m_target.mustBeEncrypted && !dialect().traits().encryptionQuery.isEmpty()) {
         const auto limit = watch(0);
-        const auto rows = plainRows(dialect().encryptionQuery());
+        const auto rows = plainRows(dialect().traits().encryptionQuery);
         if (rows.isEmpty() || rows[0][1].toString().isEmpty())
             throw DatabaseFault(DatabaseFault::Kind::Lost,
                                 u"数据库服务器没有加密连接，而连接字符串要求加密"_s);
     }
-    m_insertsReturn = !dialect().returningInsertProbe().isEmpty() &&
-                      plainValue(dialect().returningInsertProbe()).toInt() == 1;
+    m_insertsReturn = !dialect().traits().returningInsertProbe.isEmpty() &&
+                      plainValue(dialect().traits().returningInsertProbe).toInt() == 1;
     if (isKnownSystem())
         return;
-    TransactionVerbs verbs;
+    SystemTraits traits;
     begin();
     if (!takes(u"SAVEPOINT sms_try"_s))
-        verbs.savepoint.clear();
+        traits.savepoint = traits.rollbackTo = QString();
     if (!takes(u"RELEASE SAVEPOINT sms_try"_s))
-        verbs.release.clear();
+        traits.release.clear();
     rollback();
     // A blank where there is none.
     const QString quote = information(SQL_IDENTIFIER_QUOTE_CHAR).trimmed();
-    setDialect(std::make_unique<SqlDialect>(verbs, quote.isEmpty() ? QChar() : quote[0]));
+    traits.quote = quote.isEmpty() ? QChar() : quote[0];
+    setDialect(std::make_unique<SqlDialect>(traits));
 }
 
 bool OdbcDriver::isKnownSystem() const
@@ -200,9 +201,9 @@ QString OdbcDriver::identityInsert(const QString &insert, const QString &identit
 
 void OdbcDriver::beforeIdentity(const QString &table, const QString &identityColumn)
 {
-    if (!dialect().identityReset().isEmpty())
-        runPlain(dialect().identityReset());
-    else if (dialect().identityQuery().isEmpty())
+    if (!dialect().traits().identityReset.isEmpty())
+        runPlain(dialect().traits().identityReset);
+    else if (dialect().traits().identityQuery.isEmpty())
         m_earlierIdentity = answer(u"select max(%2) from %1"_s.arg(table, identityColumn));
 }
 
@@ -210,8 +211,8 @@ void OdbcDriver::beforeIdentity(const QString &table, const QString &identityCol
 /// ours, which this transaction sees in any case. Of several nobody can tell which.
 QVariant OdbcDriver::lastIdentity(const Statement &, const QString &table, const QString &identityColumn)
 {
-    if (!dialect().identityQuery().isEmpty())
-        return answer(dialect().identityQuery());
+    if (!dialect().traits().identityQuery.isEmpty())
+        return answer(dialect().traits().identityQuery);
     const QVariant earlier = m_earlierIdentity.isNull() ? QVariant(0) : m_earlierIdentity;
     const QString later = u" from %1 where %2>?"_s.arg(table, identityColumn);
     const int rows = answer("select count(*)"_L1 + later, {earlier}).toInt();

@@ -82,7 +82,7 @@ void OdbcStatement::finishExecution(SQLRETURN result)
         check(result);
     m_isOpen = true;
     findResult();
-    if (result == SQL_NO_DATA && m_dialect.rowCountQuery().isEmpty())
+    if (result == SQL_NO_DATA && m_dialect.traits().rowCountQuery.isEmpty())
         m_affectedRows = qMax<qint64>(0, m_affectedRows);
 }
 
@@ -102,7 +102,7 @@ void OdbcStatement::set(SQLUSMALLINT position, const QVariant &value, Parameter 
     default:
         if (isNullValue(value) && parameter.kind != Kind::None) {
             // A null of any kind leaves the parameter as it is.
-        } else if (m_dialect.odbcSpeaksUtf8()) {
+        } else if (m_dialect.traits().odbcSpeaksUtf8) {
             setOctets(position, value.toString().toUtf8(), true, parameter);
         } else {
             const QString text = value.toString();
@@ -152,7 +152,7 @@ void OdbcStatement::bind(SQLUSMALLINT position, Kind kind, Parameter &parameter)
 
 OdbcStatement::Form OdbcStatement::formOf(Kind kind, SQLULEN octets) const
 {
-    const bool isUtf8 = m_dialect.odbcSpeaksUtf8();
+    const bool isUtf8 = m_dialect.traits().odbcSpeaksUtf8;
     switch (kind) {
     case Kind::Number:
         return {SQL_C_SBIGINT, SQL_BIGINT, 20};
@@ -228,7 +228,7 @@ bool OdbcStatement::next()
 
 QVariant OdbcStatement::fetched(SQLUSMALLINT column, ColumnKind kind)
 {
-    const bool isUtf8 = m_dialect.odbcSpeaksUtf8();
+    const bool isUtf8 = m_dialect.traits().odbcSpeaksUtf8;
     // Each piece of a text ends with a NUL that is not part of it.
     const auto octets = kind == ColumnKind::Octets ? fetchedOctets(column, SQL_C_BINARY, 0)
                         : isUtf8                   ? fetchedOctets(column, SQL_C_CHAR, sizeof(SQLCHAR))
