@@ -5,7 +5,7 @@
 
 mail_user=zhangwei
 mail_password=demo-password
-mail_configuration=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/dovecot.conf.in
+mail_configuration=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 mail_server=
 mail_folder=
 mail_port=
@@ -13,11 +13,12 @@ mail_tls_port=
 
 # Fails, saying why, when there is no such server on this machine or it does not start.
 start_mail_server() {
-    local dovecot internal_user=dovecot internal_group=dovecot login_user=dovenull uid gid
+    local dovecot series=2.3 internal_user=dovecot internal_group=dovecot login_user=dovenull uid gid
     dovecot=$(PATH=$PATH:/usr/sbin command -v dovecot) || {
         echo "There is no Dovecot on this machine."
         return 1
     }
+    [[ $("$dovecot" --version) != 2.[0-3].* ]] && series=2.4
     # The server gives its rights up and must still reach its files, wherever this folder is.
     mail_folder=$(mktemp -d)
     chmod 755 "$mail_folder"
@@ -38,7 +39,7 @@ start_mail_server() {
         sed -e "s|@DIR@|$mail_folder|; s|@PORT@|$mail_port|; s|@TLS_PORT@|$mail_tls_port|; s|@UID@|$uid|" \
             -e "s|@GID@|$gid|; s|@PASSWORD_HEX@|$(printf %s "$mail_password" | od -An -tx1 | tr -d ' \n')|" \
             -e "s|@INTERNAL_USER@|$internal_user|; s|@LOGIN_USER@|$login_user|; s|@INTERNAL_GROUP@|$internal_group|" \
-            "$mail_configuration" >"$mail_folder/dovecot.conf"
+            "$mail_configuration"/dovecot{-$series,}.conf.in >"$mail_folder/dovecot.conf"
         "$dovecot" -F -c "$mail_folder/dovecot.conf" >"$mail_folder/start.log" 2>&1 &
         mail_server=$!
         for _ in $(seq 200); do
