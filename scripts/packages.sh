@@ -10,7 +10,6 @@ picture_packages="$demo_packages xvfb openbox trayer xdotool imagemagick x11-xse
 check_packages="clang-format clang-tidy"
 packaging_packages="debhelper lintian dpkg-dev systemd"
 trial_packages="debootstrap systemd-container"
-alert_packages="prometheus"
 
 # install_packages PACKAGE...
 install_packages() {
