@@ -4,12 +4,14 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSerialPort>
+#include <QSocketNotifier>
 #include <QTcpSocket>
 #include <QUrl>
 #include <algorithm>
 #ifndef Q_OS_WIN
 #include <array>
 #include <grp.h>
+#include <poll.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -55,6 +57,11 @@ QString pathPastLocks(const QString &)
 {
     return {};
 }
+
+bool isHungUp(const QSerialPort &)
+{
+    return false;
+}
 #else
 bool isInGroup(uid_t user, gid_t group)
 {
@@ -85,6 +92,13 @@ QString pathPastLocks(const QString &path)
                ? QString()
                : QStringLiteral("/dev/./") + path.mid(QStringLiteral("/dev/").size());
 }
+
+/// What the kernel hung up reads as nothing for ever, which newer Qt takes for a port without news.
+bool isHungUp(const QSerialPort &port)
+{
+    pollfd hangUp{port.handle(), 0, 0};
+    return ::poll(&hangUp, 1, 0) > 0;
+}
 #endif
 
 /// On a port of this machine, or on a raw serial server that "tcp://host:port" names.
@@ -110,6 +124,7 @@ private:
     Wait endWait();
 
     QSerialPort m_port;
+    QSocketNotifier m_hangUp{QSocketNotifier::Exception};
     QTcpSocket m_socket;
     QIODevice *m_device = &m_port; ///< that of the two which is used
     QString m_errorText;
@@ -121,6 +136,7 @@ SerialPortLine::SerialPortLine()
 {
     connect(&m_port, &QSerialPort::readyRead, this, &SerialLine::octetsArrived);
     connect(&m_port, &QSerialPort::errorOccurred, this, &SerialPortLine::noteError);
+    connect(&m_hangUp, &QSocketNotifier::activated, this, &SerialPortLine::noteLoss);
     connect(&m_socket, &QTcpSocket::readyRead, this, &SerialLine::octetsArrived);
     connect(&m_socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
         if (error != QAbstractSocket::SocketTimeoutError)
@@ -167,8 +183,13 @@ SerialLine::OpenResult SerialPortLine::open(const QString &device, int baud)
             true); // USB modems stay silent without it; a pseudo-terminal has no such line
     m_waiting = false;
     m_lost = false;
-    if (opened)
+    if (opened) {
+#ifndef Q_OS_WIN
+        m_hangUp.setSocket(m_port.handle());
+        m_hangUp.setEnabled(true);
+#endif
         return OpenResult::Opened;
+    }
     if (error == QSerialPort::DeviceNotFoundError)
         return OpenResult::NoSuchDevice;
     if (error != QSerialPort::PermissionError)
@@ -206,6 +227,7 @@ void SerialPortLine::close()
     if (!m_device->isOpen())
         return;
     m_waiting = true; // what goes wrong while closing does not matter
+    m_hangUp.setEnabled(false);
     if (m_device == &m_port)
         m_port.clear();
     else
@@ -297,7 +319,7 @@ void SerialPortLine::noteError(QSerialPort::SerialPortError error)
 
 bool SerialPortLine::isTimeOut() const
 {
-    return m_device == &m_port ? m_port.error() == QSerialPort::TimeoutError
+    return m_device == &m_port ? m_port.error() == QSerialPort::TimeoutError && !isHungUp(m_port)
                                : m_socket.error() == QAbstractSocket::SocketTimeoutError;
 }
 
