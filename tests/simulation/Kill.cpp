@@ -14,11 +14,7 @@ struct Life {
     bool isDead = false;
 };
 
-QHash<int, Life> &lives()
-{
-    static QHash<int, Life> all;
-    return all;
-}
+QHash<int, Life> lives; // by server
 
 int current()
 {
@@ -29,12 +25,12 @@ int current()
 
 void Kill::begin(int server)
 {
-    lives()[server] = {};
+    lives[server] = {};
 }
 
 void Kill::after(int server, quint64 crossings)
 {
-    Life &life = lives()[server];
+    Life &life = lives[server];
     life.end = life.crossings + crossings;
     life.isDead = life.isDead || crossings == 0;
 }
@@ -43,7 +39,7 @@ bool Kill::crosses()
 {
     if (current() == VirtualTime::world)
         return true;
-    Life &life = lives()[current()];
+    Life &life = lives[current()];
     if (!life.isDead)
         life.isDead = ++life.crossings == life.end;
     return !life.isDead;
@@ -51,7 +47,7 @@ bool Kill::crosses()
 
 bool Kill::isDead(int server)
 {
-    return lives()[server].isDead;
+    return lives[server].isDead;
 }
 
 bool Kill::isDead()
@@ -61,5 +57,5 @@ bool Kill::isDead()
 
 quint64 Kill::crossings(int server)
 {
-    return lives()[server].crossings;
+    return lives[server].crossings;
 }

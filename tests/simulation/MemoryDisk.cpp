@@ -28,10 +28,10 @@ qint64 pagesOf(qint64 octets)
 
 } // namespace
 
-MemoryDisk &MemoryDisk::instance()
+MemoryDisk &disk()
 {
-    static MemoryDisk disk;
-    return disk;
+    static MemoryDisk one;
+    return one;
 }
 
 void MemoryDisk::restart(quint64 chance)

@@ -33,7 +33,6 @@ public:
     };
     using FilePtr = std::shared_ptr<File>;
 
-    static MemoryDisk &instance();
     /// Empty, whole and with room again; chance is what a power cut draws from.
     void restart(quint64 chance);
 
@@ -90,5 +89,7 @@ private:
     std::mt19937_64 m_chance;
 };
 
+/// The process's one.
+[[nodiscard]] MemoryDisk &disk();
 /// SQLite on the memory disk, from now on and for every connection of the process.
 void registerMemoryVfs();

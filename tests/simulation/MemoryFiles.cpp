@@ -12,16 +12,7 @@ namespace
 {
 
 /// By descriptor; nothing: the folder. What is written is always appended.
-QHash<int, MemoryDisk::FilePtr> &files()
-{
-    static QHash<int, MemoryDisk::FilePtr> opened;
-    return opened;
-}
-
-MemoryDisk &disk()
-{
-    return MemoryDisk::instance();
-}
+QHash<int, MemoryDisk::FilePtr> files;
 
 } // namespace
 
@@ -35,20 +26,20 @@ int Disk::open(const QByteArray &path, int flags, mode_t)
         if (const int error = disk().open(path, (flags & O_CREAT) != 0, file); error != 0)
             return -error;
     }
-    files().insert(++last, file);
+    files.insert(++last, file);
     return last;
 }
 
 int Disk::close(int file)
 {
-    files().remove(file);
+    files.remove(file);
     return 0;
 }
 
 ssize_t Disk::read(int file, char *octets, size_t most, off_t offset)
 {
     QByteArray read;
-    if (const int error = disk().read(files()[file], offset, static_cast<qint64>(most), read); error != 0)
+    if (const int error = disk().read(files[file], offset, static_cast<qint64>(most), read); error != 0)
         return -error;
     std::memcpy(octets, read.constData(), static_cast<size_t>(read.size()));
     return read.size();
@@ -56,7 +47,7 @@ ssize_t Disk::read(int file, char *octets, size_t most, off_t offset)
 
 ssize_t Disk::write(int file, const char *octets, size_t count)
 {
-    const MemoryDisk::FilePtr written = files()[file];
+    const MemoryDisk::FilePtr written = files[file];
     const qint64 before = written->content.size();
     const int error = disk().write(written, before, {octets, static_cast<qsizetype>(count)});
     const qint64 taken = written->content.size() - before;
@@ -65,18 +56,18 @@ ssize_t Disk::write(int file, const char *octets, size_t count)
 
 int Disk::truncate(int file, off_t size)
 {
-    return -disk().truncate(files()[file], size);
+    return -disk().truncate(files[file], size);
 }
 
 int Disk::sync(int file)
 {
-    const MemoryDisk::FilePtr synced = files()[file];
+    const MemoryDisk::FilePtr synced = files[file];
     return -(synced ? disk().sync(synced) : disk().syncFolder());
 }
 
 int Disk::status(int file, Status &status)
 {
-    const MemoryDisk::FilePtr asked = files()[file];
+    const MemoryDisk::FilePtr asked = files[file];
     status = {.isFile = asked != nullptr, .size = asked ? asked->content.size() : 0, .mode = 0600};
     return Kill::isDead() ? -EIO : 0;
 }

@@ -25,9 +25,9 @@ public:
     explicit ModemEnd(QString name) : m_name(std::move(name)) {}
     ~ModemEnd() override { ModemEnd::unplug(); }
 
-    void plug() override { plugged().insert(m_name, this); }
+    void plug() override { plugged.insert(m_name, this); }
     void unplug() override;
-    [[nodiscard]] bool isPlugged() const override { return plugged().value(m_name) == this; }
+    [[nodiscard]] bool isPlugged() const override { return plugged.value(m_name) == this; }
     [[nodiscard]] qsizetype write(const QByteArray &octets) override;
     [[nodiscard]] bool isPeerAt(int speed) const override;
     [[nodiscard]] QString name() const override { return m_name; }
@@ -45,11 +45,7 @@ public:
         emit received(octets);
     }
 
-    static QHash<QString, ModemEnd *> &plugged()
-    {
-        static QHash<QString, ModemEnd *> ends;
-        return ends;
-    }
+    static inline QHash<QString, ModemEnd *> plugged; // by name
 
 private:
     QString m_name;
@@ -75,7 +71,7 @@ public:
     OpenResult open(const QString &device, int baud) override
     {
         close();
-        ModemEnd *modem = ModemEnd::plugged().value(device);
+        ModemEnd *modem = ModemEnd::plugged.value(device);
         if (Kill::isDead() || modem == nullptr)
             return OpenResult::NoSuchDevice;
         if (modem->isTaken())
@@ -179,7 +175,7 @@ private:
 void ModemEnd::unplug()
 {
     if (isPlugged())
-        plugged().remove(m_name);
+        plugged.remove(m_name);
     if (ServerEnd *server = std::exchange(m_server, nullptr))
         server->hangUp();
 }

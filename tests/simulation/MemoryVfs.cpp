@@ -23,11 +23,6 @@ Handle &of(sqlite3_file *handle)
     return *reinterpret_cast<Handle *>(handle);
 }
 
-MemoryDisk &disk()
-{
-    return MemoryDisk::instance();
-}
-
 int resultOf(int error, int otherwise)
 {
     return error == 0 ? SQLITE_OK : error == ENOSPC ? SQLITE_FULL : otherwise;
@@ -113,22 +108,6 @@ int fileSize(sqlite3_file *handle, sqlite3_int64 *size)
     return Kill::isDead() ? SQLITE_IOERR_FSTAT : SQLITE_OK;
 }
 
-int checkReservedLock(sqlite3_file *handle, int *isReserved)
-{
-    *isReserved = of(handle).file->writer != nullptr;
-    return SQLITE_OK;
-}
-
-int fileControl(sqlite3_file *, int, void *)
-{
-    return SQLITE_NOTFOUND;
-}
-
-int characteristics(sqlite3_file *)
-{
-    return 0;
-}
-
 const sqlite3_io_methods methods = [] {
     sqlite3_io_methods made{};
     made.iVersion = 1;
@@ -140,9 +119,12 @@ const sqlite3_io_methods methods = [] {
     made.xFileSize = fileSize;
     made.xLock = lock;
     made.xUnlock = unlock;
-    made.xCheckReservedLock = checkReservedLock;
-    made.xFileControl = fileControl;
-    made.xDeviceCharacteristics = characteristics;
+    made.xCheckReservedLock = [](sqlite3_file *handle, int *isReserved) {
+        *isReserved = of(handle).file->writer != nullptr;
+        return SQLITE_OK;
+    };
+    made.xFileControl = [](sqlite3_file *, int, void *) { return SQLITE_NOTFOUND; };
+    made.xDeviceCharacteristics = [](sqlite3_file *) { return 0; };
     return made;
 }();
 
@@ -176,12 +158,6 @@ int access(sqlite3_vfs *, const char *name, int, int *isThere)
     return Kill::isDead() ? SQLITE_IOERR_ACCESS : SQLITE_OK;
 }
 
-int randomness(sqlite3_vfs *, int octets, char *to)
-{
-    std::memset(to, 7, static_cast<size_t>(octets));
-    return octets;
-}
-
 int sleepFor(sqlite3_vfs *, int microseconds)
 {
     VirtualTime &time = VirtualTime::instance();
@@ -200,7 +176,10 @@ void registerMemoryVfs()
         made.xOpen = open;
         made.xDelete = removeFile;
         made.xAccess = access;
-        made.xRandomness = randomness;
+        made.xRandomness = [](sqlite3_vfs *, int octets, char *to) {
+            std::memset(to, 7, static_cast<size_t>(octets));
+            return octets;
+        };
         made.xSleep = sleepFor;
         return made;
     }();

@@ -15,7 +15,7 @@ namespace
 const QByteArray &emptyOffice()
 {
     static const QByteArray image = [] {
-        MemoryDisk::instance().restart(0);
+        disk().restart(0);
         QSqlDatabase made = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"made"_s);
         made.setDatabaseName(OfficeDatabase::fileName());
         made.open();
@@ -37,7 +37,7 @@ const QByteArray &emptyOffice()
                 qFatal("%s: %s", qUtf8Printable(statement), qUtf8Printable(query.lastError().text()));
         }
         made.close();
-        return MemoryDisk::instance().find(OfficeDatabase::fileName().toUtf8())->content;
+        return disk().find(OfficeDatabase::fileName().toUtf8())->content;
     }();
     return image;
 }
@@ -52,12 +52,11 @@ QString OfficeDatabase::numberOf(const QString &user)
 OfficeDatabase::OfficeDatabase()
 {
     const QByteArray &image = emptyOffice();
-    MemoryDisk &disk = MemoryDisk::instance();
     MemoryDisk::FilePtr file;
-    static_cast<void>(disk.open(fileName().toUtf8(), true, file));
-    static_cast<void>(disk.write(file, 0, image));
-    static_cast<void>(disk.sync(file));
-    static_cast<void>(disk.syncFolder());
+    static_cast<void>(disk().open(fileName().toUtf8(), true, file));
+    static_cast<void>(disk().write(file, 0, image));
+    static_cast<void>(disk().sync(file));
+    static_cast<void>(disk().syncFolder());
     m_office = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"office"_s);
     m_other = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
     reopen();

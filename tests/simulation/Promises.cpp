@@ -51,66 +51,48 @@ std::map<Message, Counts> countsOf(const Aftermath &run)
     return counts;
 }
 
-/// Nothing is lost, and nothing waits for ever: every message that was due has its result.
-QStringList nothingIsLost(const Aftermath &run)
-{
-    QStringList broken;
-    for (const auto &[message, count] : countsOf(run)) {
-        if (count.sent + count.failed < count.wanted)
-            broken += u"lost or waiting for ever: "_s + words(message);
-    }
-    if (!run.isQuiet)
-        broken += u"something waits for ever"_s;
-    return broken;
-}
+// What is promised of each message: how it was broken, if it was.
 
-/// The operator was told so often that a message to this number, told as failed, may be out all the same.
-qsizetype toldInDoubt(const Aftermath &run, const QString &number)
+/// Nothing is lost: every message that was due has its result.
+QStringList nothingIsLost(const Aftermath &, const QString &, const Counts &count)
 {
-    return std::ranges::count_if(run.log, [&number](const QString &line) {
-        return line.contains(number + u"，失败原因"_s) && line.contains(u"可能已发出");
-    });
+    return QStringList(count.sent + count.failed < count.wanted, u"lost or waiting for ever"_s);
 }
 
 /// Nothing is sent twice, but for the one message in hand at a kill; and never more than twice by one server.
-QStringList nothingIsSentTwice(const Aftermath &run)
+QStringList nothingIsSentTwice(const Aftermath &run, const QString &number, const Counts &count)
 {
-    QStringList broken;
-    const bool isTooMany = doubled(run) > std::min(run.truth.kills, run.story.mostDoubled);
     const bool wasUnnoted = std::ranges::any_of(
         run.refused, [](const QByteArray &name) { return name.contains("obeyed-codes"); });
-    for (const auto &[message, count] : countsOf(run)) {
-        // What was obeyed while it could not be noted is obeyed again after a kill.
-        const bool isConfirmation = !message.first.startsWith(u'+');
-        if (run.truth.kills > 0 && isConfirmation && wasUnnoted)
-            continue;
-        if (count.sent + count.failed + count.queued > count.atMostWanted)
-            broken += u"queued twice: "_s + words(message);
-        if (count.accepted > 2 * run.story.servers * count.atMostWanted + mistakable(run))
-            broken += u"sent %1 times: "_s.arg(count.accepted) + words(message);
-        if (isTooMany && count.accepted > count.atMostWanted)
-            broken += u"sent twice: "_s + words(message);
-    }
-    return broken;
+    // What was obeyed while it could not be noted is obeyed again after a kill.
+    const bool isConfirmation = !number.startsWith(u'+');
+    if (run.truth.kills > 0 && isConfirmation && wasUnnoted)
+        return {};
+    const bool isQueuedTwice = count.sent + count.failed + count.queued > count.atMostWanted;
+    const bool isSentOften = count.accepted > 2 * run.story.servers * count.atMostWanted + mistakable(run);
+    const bool isSentTwice = count.accepted > count.atMostWanted &&
+                             doubled(run) > std::min(run.truth.kills, run.story.mostDoubled);
+    return QStringList(isQueuedTwice, u"queued twice"_s) +
+           QStringList(isSentOften, u"sent %1 times"_s.arg(count.accepted)) +
+           QStringList(isSentTwice, u"sent twice"_s);
 }
 
 /// What is told as sent went out; what is told as failed did not, or the operator was told that it may have.
-QStringList nothingIsFalselyReported(const Aftermath &run)
+QStringList nothingIsFalselyReported(const Aftermath &run, const QString &number, const Counts &count)
 {
-    QStringList broken;
-    for (const auto &[message, count] : countsOf(run)) {
-        if (count.sent > count.accepted + mistakable(run))
-            broken += u"told as sent, and it was not: "_s + words(message);
-        // What one server has in hand at its kill the other may send, and be refused.
-        const bool isPriceOfKill = run.story.servers > 1 && run.truth.kills > 0;
-        const qsizetype doubts = toldInDoubt(run, message.first);
-        const qsizetype most =
-            2 * run.story.servers * (count.sent + doubts) + (doubts > 0 ? mistakable(run) : 0);
-        if (count.failed > 0 && !isPriceOfKill && count.accepted > most)
-            broken += u"told as failed, and it was sent: "_s + words(message);
-    }
-    return broken;
+    // So often the operator was told that a message to this number, told as failed, may be out all the same.
+    const qsizetype doubts = std::ranges::count_if(run.log, [&number](const QString &line) {
+        return line.contains(number + u"，失败原因"_s) && line.contains(u"可能已发出");
+    });
+    // What one server has in hand at its kill the other may send, and be refused.
+    const bool isPriceOfKill = run.story.servers > 1 && run.truth.kills > 0;
+    const qsizetype most = 2 * run.story.servers * (count.sent + doubts) + (doubts > 0 ? mistakable(run) : 0);
+    return QStringList(count.sent > count.accepted + mistakable(run), u"told as sent, and it was not"_s) +
+           QStringList(count.failed > 0 && !isPriceOfKill && count.accepted > most,
+                       u"told as failed, and it was sent"_s);
 }
+
+// What is promised of the whole run: what breaks it.
 
 /// What the network would have taken at another try is not told as failed; two new sessions with the modem may cost one
 /// message its end, as nobody knows then whose answer comes late.
@@ -119,18 +101,15 @@ QStringList nothingIsGivenUp(const Aftermath &run)
     const auto failed =
         std::ranges::count_if(run.results, [](const QString &row) { return row.endsWith(u"|0"); });
     const int most = run.truth.refusals + run.truth.lostAnswers + (run.truth.kills + run.truth.stops + 1) / 2;
-    if (failed <= most)
-        return {};
-    return {u"%1 messages told as failed, of which %2 had a reason"_s.arg(failed).arg(most)};
+    return QStringList(failed > most,
+                       u"%1 messages told as failed, of which %2 had a reason"_s.arg(failed).arg(most));
 }
 
 /// In an outage little is tried in vain.
 QStringList littleIsTriedInVain(const Aftermath &run)
 {
     const auto refused = qsizetype(run.truth.handedOver.size()) - accepted(run);
-    if (refused <= run.story.mostRefused)
-        return {};
-    return {u"%1 messages refused"_s.arg(refused)};
+    return QStringList(refused > run.story.mostRefused, u"%1 messages refused"_s.arg(refused));
 }
 
 /// A received message is stored once, as it was sent.
@@ -159,9 +138,8 @@ QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
 /// kill may be answered by what another session asked.
 QStringList noCommandIsHasty(const Aftermath &run)
 {
-    if (run.truth.hastyCommands == 0 || run.truth.kills > 0)
-        return {};
-    return {u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands)};
+    return QStringList(run.truth.hastyCommands > 0 && run.truth.kills == 0,
+                       u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands));
 }
 
 /// The pieces of one message reach a number in their order, if the network took each at once.
@@ -244,15 +222,6 @@ QStringList nobodyWaitsLong(const Aftermath &run)
     return broken;
 }
 
-/// Nobody waits for somebody else's fault longer than the story says.
-QStringList everythingIsSeenInTime(const Aftermath &run)
-{
-    QStringList broken;
-    for (const QString &words : run.truth.unseen)
-        broken += u"not so in time: "_s + words;
-    return broken;
-}
-
 /// What the disk refused of a file of the server's is told with the file's name.
 QStringList whatWasRefusedIsTold(const Aftermath &run)
 {
@@ -280,9 +249,7 @@ QStringList theLogStaysShort(const Aftermath &run)
     }
     const auto days = run.story.length / 24h + 1;
     const auto most = 200 * days + 20 * qsizetype(run.story.events.size());
-    if (run.log.size() > most)
-        return {u"%1 lines in the log"_s.arg(run.log.size())};
-    return {};
+    return QStringList(run.log.size() > most, u"%1 lines in the log"_s.arg(run.log.size()));
 }
 
 } // namespace
@@ -302,11 +269,19 @@ int doubled(const Aftermath &run)
 
 QStringList brokenPromises(const Aftermath &run)
 {
-    QStringList broken;
+    QStringList broken(run.isQuiet ? 0 : 1, u"something waits for ever"_s);
+    for (const auto &[message, count] : countsOf(run)) {
+        for (const auto &promise : {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported}) {
+            for (const QString &how : promise(run, message.first, count))
+                broken += how + u": "_s + words(message);
+        }
+    }
     for (const auto &promise :
-         {nothingIsLost, nothingIsSentTwice, nothingIsFalselyReported, nothingIsGivenUp, littleIsTriedInVain,
-          everyReceivedMessageIsStoredOnce, noCommandIsHasty, piecesKeepTheirOrder, theLimitIsKept,
-          nobodyWaitsLong, everythingIsSeenInTime, whatWasRefusedIsTold, theLogStaysShort})
+         {nothingIsGivenUp, littleIsTriedInVain, everyReceivedMessageIsStoredOnce, noCommandIsHasty,
+          piecesKeepTheirOrder, theLimitIsKept, nobodyWaitsLong, whatWasRefusedIsTold, theLogStaysShort})
         broken += promise(run);
+    // Nobody waits for somebody else's fault longer than the story says.
+    for (const QString &query : run.truth.unseen)
+        broken += u"not so in time: "_s + query;
     return broken;
 }

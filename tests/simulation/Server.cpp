@@ -24,7 +24,7 @@ Server::Server(int number, const Story &story, LockTable &locks, std::function<v
 {
     if (story.servers > 1)
         locks.lendTo(m_session.Conn());
-    if (MemoryDisk::instance().find(m_registry.fileName().toUtf8()) == nullptr)
+    if (disk().find(m_registry.fileName().toUtf8()) == nullptr)
         writeSettings(number, story);
     m_modem.setUnreadableFile(m_registry.fileName() + u".unreadable"_s);
     m_service.startUnattended();

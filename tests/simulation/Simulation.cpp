@@ -46,7 +46,7 @@ public:
         settle();
         Aftermath run{.story = m_story,
                       .truth = m_world.truth(),
-                      .refused = MemoryDisk::instance().refused(),
+                      .refused = disk().refused(),
                       .isQuiet = isQuiet(),
                       .crossings = Kill::crossings(1)};
         run.truth.hastyCommands = takeHastyCommands();
@@ -81,7 +81,7 @@ private:
     {
         constexpr std::chrono::seconds firstDay(1'772'409'600); // 2026-03-02
         time().restart(firstDay + std::chrono::minutes(story.seed % 1440));
-        MemoryDisk::instance().restart(story.seed);
+        disk().restart(story.seed);
         Digest::restart();
         return story;
     }
@@ -146,7 +146,7 @@ private:
     {
         stop(desk);
         if (std::exchange(desk.isPowerCut, false)) {
-            MemoryDisk::instance().cutPower();
+            disk().cutPower();
             m_world.office().reopen();
         }
         desk.isStopped = false;

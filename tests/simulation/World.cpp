@@ -329,22 +329,22 @@ void World::allowReceived()
 /// full PAGES SECONDS
 void World::fill(const QStringList &words)
 {
-    MemoryDisk::instance().setFreePages(words[1].toInt());
-    disturb(words[2], [] { MemoryDisk::instance().setFreePages({}); });
+    disk().setFreePages(words[1].toInt());
+    disturb(words[2], [] { disk().setFreePages({}); });
 }
 
 /// broken ERRNO SECONDS [FILE]
 void World::breakDisk(const QStringList &words)
 {
-    MemoryDisk::instance().fail(words[1].toInt(), words.value(3).toUtf8());
-    disturb(words[2], [] { MemoryDisk::instance().fail(0); });
+    disk().fail(words[1].toInt(), words.value(3).toUtf8());
+    disturb(words[2], [] { disk().fail(0); });
 }
 
 /// A hand at a file of the server's, when it is there: emptied FILE, torn FILE OCTETS, mended FILE
 void World::spoil(const QStringList &words)
 {
     const QByteArray name = words[1].toUtf8();
-    const MemoryDisk::FilePtr file = MemoryDisk::instance().find(name);
+    const MemoryDisk::FilePtr file = disk().find(name);
     if (!file)
         return;
     if (words[0] == u"mended") {
@@ -361,9 +361,9 @@ void World::spoil(const QStringList &words)
 void World::sendAway(const QStringList &words)
 {
     ++m_truth.kills; // its session, with a message in hand
-    MemoryDisk::instance().cutOff(words[1].toInt(), OfficeDatabase::fileName().toUtf8());
+    disk().cutOff(words[1].toInt(), OfficeDatabase::fileName().toUtf8());
     disturb(
-        words[2], [] { MemoryDisk::instance().cutOff(0); }, 60s);
+        words[2], [] { disk().cutOff(0); }, 60s);
 }
 
 /// clock SECONDS
