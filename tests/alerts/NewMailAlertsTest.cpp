@@ -2,10 +2,10 @@
 #include "alerts/RecipientIndex.h"
 #include "alerts/SkipOldMail.h"
 #include "tests/support/Office.h"
+#include "tests/support/Rows.h"
 
 #include <QRandomGenerator>
 #include <QSet>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -94,12 +94,11 @@ private:
 private slots:
     void sameAsReadingAll_data()
     {
-        QTest::addColumn<bool>("changesOldMails");
-        QTest::addColumn<MailHistory::Limits>("limits");
+        const Rows<bool, MailHistory::Limits> row("changesOldMails", "limits");
         // A change in an older mail may be noticed some passes later where not all is read by each.
-        QTest::newRow("old mails stay") << false << smallLimits;
-        QTest::newRow("old mails change") << true << smallLimits;
-        QTest::newRow("old mails change, all are read") << true << MailHistory::Limits{};
+        row("old mails stay", false, smallLimits);
+        row("old mails change", true, smallLimits);
+        row("old mails change, all are read", true, {});
     }
     void sameAsReadingAll()
     {

@@ -18,10 +18,6 @@ private:
     std::unique_ptr<Office> m_office;
     QString m_told; // by the last check
 
-    void set(const QString &name, const QString &value)
-    {
-        m_office->registry.write(Settings::pathOf(name), value);
-    }
     [[nodiscard]] bool check(bool isServing = false)
     {
         m_told.clear();
@@ -38,8 +34,8 @@ private slots:
     void init()
     {
         m_office = std::make_unique<Office>();
-        set(u"CenterCode"_s, u"+8613800100500"_s);
-        set(u"ServerPort"_s, u"3"_s);
+        m_office->set(u"CenterCode"_s, u"+8613800100500"_s);
+        m_office->set(u"ServerPort"_s, u"3"_s);
     }
 
     void troubles_data()
@@ -80,9 +76,9 @@ private slots:
         if (const QString command = cell("modem"); !command.isEmpty())
             simulator.command(command);
         simulator.command(u"deliver +8613800138000 Hello"_s);
-        set(u"COM3"_s, simulator.devicePath());
+        m_office->set(u"COM3"_s, simulator.devicePath());
         if (const QString setting = cell("setting"); !setting.isEmpty())
-            set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
+            m_office->set(setting.section(u'=', 0, 0), setting.section(u'=', 1));
         m_office->oa(u"insert into SMS_Order (OrderName, OrderCode, IsOrder, isPulic) values"
                      " ('NBYJ', 'DYNB', '1', '1'), ('WBYJ', 'DYWB', '1', '1')"_s);
         m_office->oa(
@@ -119,7 +115,7 @@ private slots:
 
     void theModemOfTheServiceThatRunsIsNotTried()
     {
-        set(u"COM3"_s, u"/dev/no-modem"_s);
+        m_office->set(u"COM3"_s, u"/dev/no-modem"_s);
         QVERIFY2(check(true), qPrintable(m_told));
     }
 };

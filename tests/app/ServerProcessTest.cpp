@@ -1,6 +1,5 @@
 #include "tests/support/ServerProcess.h"
 #include "app/SingleInstance.h"
-#include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/SimulatorProcess.h"
 #include "tests/support/TextTable.h"
@@ -29,11 +28,6 @@ private:
     std::unique_ptr<Office> m_office;
 
     [[nodiscard]] QString settings() const { return m_office->registry.fileName(); }
-    [[nodiscard]] static QString read(const QString &name)
-    {
-        QFile file(name);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
 
 private slots:
     void init() { m_office = std::make_unique<Office>(); }
@@ -90,11 +84,11 @@ private slots:
         QCOMPARE(::kill(pid_t(server.processId()), SIGHUP), 0);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(server.logFile()), patience);
         for (const auto &line :
-             {u"\nsms_failed_total{server=\"figures\",cause=\""_s,
-              u"\nsms_queue_waiting{server=\"figures\"} 0\n"_s,
-              u"\nsms_modem_signal_dbm{server=\"figures\"} -73\n"_s,
-              u"\nsms_pass_last_success_timestamp_seconds{server=\"figures\",pass=\"collect\"} "_s})
-            QTRY_VERIFY2_WITH_TIMEOUT(read(figures).contains(line), qPrintable(read(figures)), patience);
+             {"\nsms_failed_total{server=\"figures\",cause=\"", "\nsms_queue_waiting{server=\"figures\"} 0\n",
+              "\nsms_modem_signal_dbm{server=\"figures\"} -73\n",
+              "\nsms_pass_last_success_timestamp_seconds{server=\"figures\",pass=\"collect\"} "})
+            QTRY_VERIFY2_WITH_TIMEOUT(readWhole(figures).octets.contains(line), readWhole(figures).octets,
+                                      patience);
         std::array<QLocalSocket, 2> strangers; // one talks nonsense without end, the other is silent
         for (QLocalSocket &stranger : strangers)
             stranger.connectToServer(settings() + u".socket"_s);
@@ -139,7 +133,7 @@ private slots:
             // Archived: a kill before its status is written would have it sent again.
             QTRY_VERIFY2_WITH_TIMEOUT(m_office->table(u"SMS_Queues"_s, u"ToMB"_s).isEmpty(),
                                       qPrintable(server.log()), patience);
-            QCOMPARE(read(settings() + u".sends"_s).count(u'\n'),
+            QCOMPARE(readWhole(settings() + u".sends"_s).octets.count('\n'),
                      1 + number.toInt()); // behind its first line
             QVERIFY2(!server.log().contains(u"失败"_s), qPrintable(server.log()));
         }

@@ -1,8 +1,6 @@
 #include "console/Twips.h"
-#include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/ServerProcess.h"
-#include "tests/support/SimulatorProcess.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -161,7 +159,7 @@ private slots:
     void anOperatorsDay()
     {
         const SimulatorProcess modem;
-        m_office->registry.write(Settings::comDevicePath(3), modem.devicePath());
+        m_office->set(u"COM3"_s, modem.devicePath());
         start({});
         waitFor(u"Brenmoor"_s);
 

@@ -1,7 +1,6 @@
 #include "console/Twips.h"
 #include "console/frmMain.h"
 #include "console/frmParm.h"
-#include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedBoxes.h"
 
@@ -211,7 +210,7 @@ private slots:
         QCOMPARE(menu->defaultAction()->objectName(), u"m_log"_s);
         const auto choose = [menu](const QString &item) { menu->findChild<QAction *>(item)->trigger(); };
         choose(u"m_about"_s);
-        m_console->office.registry.write(Settings::pathOf(u"MakerUrl"_s), u"http://maker.test/"_s);
+        m_console->office.set(u"MakerUrl"_s, u"http://maker.test/"_s);
         choose(u"m_about"_s);
         QCOMPARE(browser.addresses, QStringList({QStringLiteral(SMS_MAKER_URL), u"http://maker.test/"_s}));
         choose(u"m_Stop"_s);

@@ -2,9 +2,9 @@
 #include "foundation/NumericText.h"
 #include "foundation/ServiceSettings.h"
 #include "platform/registry/FileRegistry.h"
+#include "tests/support/Rows.h"
 
 #include <QTemporaryDir>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -55,23 +55,16 @@ private:
 private slots:
     void spellings_data()
     {
-        QTest::addColumn<QString>("plain");
-        QTest::addColumn<QStringList>("others"); // that say the same
-        QTest::addColumn<QStringList>("refused");
-        const auto number = [](const char *name, const QString &plain, const QStringList &refused,
-                               const QStringList &more = {}) {
-            QTest::newRow(name) << plain
-                                << QStringList({wide(plain), u' ' + plain + u'\t', u'　' + plain,
-                                                u'+' + plain, u"00"_s + plain, plain + u".0"_s, plain + u'.',
-                                                wide(u"+0"_s + plain + u".00"_s)}) +
-                                       more
-                                << QStringList({u'-' + plain, u"0"_s, u"1e3"_s, u"0x5"_s, u"5 0"_s, u"5s"_s,
-                                                u"abc"_s, u"99999999999"_s}) +
-                                       refused;
-        };
-        const auto text = [](const char *name, const QString &plain, const QStringList &others,
-                             const QStringList &refused) {
-            QTest::newRow(name) << plain << others << refused;
+        // others: that say the same.
+        const Rows<QString, QStringList, QStringList> text("plain", "others", "refused");
+        const auto number = [&text](const char *name, const QString &plain, const QStringList &refused,
+                                    const QStringList &more = {}) {
+            const QStringList others{
+                wide(plain),     u' ' + plain + u'\t', u'　' + plain, u'+' + plain,
+                u"00"_s + plain, plain + u".0"_s,      plain + u'.',  wide(u"+0"_s + plain + u".00"_s)};
+            text(name, plain, others + more,
+                 refused + QStringList{u'-' + plain, u"0"_s, u"1e3"_s, u"0x5"_s, u"5 0"_s, u"5s"_s, u"abc"_s,
+                                       u"99999999999"_s});
         };
         const QStringList beyond{u"2.5"_s, u"86401"_s};
         number("TimeDelay", u"2"_s, {u"0.5"_s, u"2147483648"_s}, {u"2.5"_s, u"1.5"_s});

@@ -1,6 +1,7 @@
 #include "mailbox/getPopMail.h"
 #include "mailbox/Pop3PollingDriver.h"
 #include "mime/MimeMessage.h"
+#include "platform/files/Files.h"
 #include "tests/support/DovecotServer.h"
 #include "tests/support/Loopback.h"
 #include "tests/support/MailOffice.h"
@@ -62,9 +63,7 @@ private slots:
         qsizetype attachments = 0;
         const QDir samples(QStringLiteral(MAILS_FOLDER));
         for (const QString &name : samples.entryList({u"*.eml"_s})) {
-            QFile file(samples.filePath(name));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            const QByteArray octets = file.readAll();
+            const QByteArray octets = readWhole(samples.filePath(name)).octets;
             server.deliver(u"samples"_s, octets);
             const MimeMessage message(octets);
             subjects += message.Subject().trimmed().isEmpty() ? u"无标题"_s : message.Subject();

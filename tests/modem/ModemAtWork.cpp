@@ -1,6 +1,7 @@
 #include "tests/modem/ModemAtWork.h"
 
-#include <QFile>
+#include "platform/files/Files.h"
+
 #include <QRegularExpression>
 #include <QTest>
 
@@ -168,10 +169,9 @@ QString ModemAtWork::found(const QString &verb)
         return words.join(u" | "_s);
     }
     if (verb == u"kept") {
-        QFile file(m_folder.filePath(u"unreadable"_s));
-        static_cast<void>(file.open(QIODevice::ReadOnly));
-        while (!file.atEnd())
-            words += QString::fromLatin1(file.readLine().trimmed().split(' ').last());
+        const QByteArray kept = readWhole(m_folder.filePath(u"unreadable"_s)).octets;
+        for (const QByteArray &line : kept.trimmed().split('\n'))
+            words += QString::fromLatin1(line.split(' ').last());
         return words.join(u' ');
     }
     for (const QString &line : m_simulator.command(u"storage list"_s).split(u'\n')) {

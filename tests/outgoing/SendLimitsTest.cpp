@@ -1,4 +1,5 @@
 #include "outgoing/SendLimits.h"
+#include "platform/files/Files.h"
 #include "tests/support/Office.h"
 #include "tests/support/TextTable.h"
 
@@ -35,11 +36,7 @@ private:
         m_limits->allSent();
         return most;
     }
-    [[nodiscard]] QByteArray ledger() const
-    {
-        QFile file(m_office->path(u"sends"_s));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    [[nodiscard]] QByteArray ledger() const { return readWhole(m_office->path(u"sends"_s)).octets; }
 
 private slots:
     void init()
@@ -122,9 +119,7 @@ private slots:
         restart();
         QCOMPARE(send(1), 1);
         const QByteArray damaged = ledger().chopped(2) + cell("octets").toUtf8();
-        QFile file(m_office->path(u"sends"_s));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(damaged) == damaged.size());
-        file.close();
+        QVERIFY(!replaceSynced(m_office->path(u"sends"_s), damaged).isError());
         restart();
         QCOMPARE(m_office->console.takeLog().filter(u"已损坏"_s).size(), cell("told").toInt());
         QCOMPARE(send(cell("may go").toInt()), cell("may go").toInt());

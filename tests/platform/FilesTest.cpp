@@ -1,11 +1,11 @@
 #include "platform/files/Files.h"
 #include "platform/fault/Fault.h"
 #include "platform/registry/FileRegistry.h"
+#include "tests/support/Rows.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QTest>
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -84,12 +84,12 @@ private slots:
 
     void notAFile_data()
     {
-        QTest::addColumn<QString>("target"); // of the link; none: a folder
-        QTest::addColumn<QString>("words");  // "": it is made where the link points to
-        QTest::newRow("folder") << QString() << u"是文件夹，不是文件"_s;
-        QTest::newRow("link to itself") << u"file"_s << u"链接指向自身"_s;
-        QTest::newRow("link to a missing folder") << u"gone/other"_s << u"文件或文件夹不存在"_s;
-        QTest::newRow("link to a link to a missing file") << u"between"_s << u""_s;
+        // target: of the link; none: a folder. words: none: it is made where the link points to.
+        const Rows<QString, QString> row("target", "words");
+        row("folder", {}, u"是文件夹，不是文件"_s);
+        row("link to itself", u"file"_s, u"链接指向自身"_s);
+        row("link to a missing folder", u"gone/other"_s, u"文件或文件夹不存在"_s);
+        row("link to a link to a missing file", u"between"_s, {});
     }
     void notAFile()
     {
@@ -109,28 +109,19 @@ private slots:
         QCOMPARE(QFile::permissions(other) & QFile::Permissions(0x0077), QFile::Permissions());
     }
 
-    void textReadsBackAsTheSameText_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::newRow("empty") << u""_s;
-        QTest::newRow("blanks at both ends") << u"  +8613800 "_s;
-        QTest::newRow("connection string")
-            << uR"(Provider=SQLite;Data Source="C:\oa\new db.db";Password=a=b#c)"_s;
-        QTest::newRow("quote in front") << u"\"half"_s;
-        QTest::newRow("line ends and NUL") << u"a\r\nb\n[c]\nd=e\0f"_s;
-        QTest::newRow("comment signs") << u";#"_s;
-        QTest::newRow("100,000 characters, chinese and emoji") << QString(100000, u'长') + u"😀"_s;
-    }
     void textReadsBackAsTheSameText()
     {
-        QFETCH(QString, text);
         FileRegistry registry(m_folder->filePath(u"deep/er/settings.ini"_s));
         QCOMPARE(registry.read(m_key), u""_s); // nor is there a file
         const QString neighbour = QString(m_key).replace(u"Value"_s, u"Walue"_s);
         registry.write(neighbour, u"kept"_s);
-        registry.write(m_key, u"before"_s);
-        registry.write(m_key, text);
-        QCOMPARE(FileRegistry(registry.fileName()).read(m_key), text);
+        for (const QString &text :
+             {u"before"_s, u""_s, u"  +8613800 "_s, u"\"half"_s, u"a\r\nb\n[c]\nd=e\0f"_s, u";#"_s,
+              uR"(Provider=SQLite;Data Source="C:\oa\new db.db";Password=a=b#c)"_s,
+              QString(100000, u'长') + u"😀"_s}) {
+            registry.write(m_key, text);
+            QCOMPARE(FileRegistry(registry.fileName()).read(m_key), text);
+        }
         QCOMPARE(registry.read(neighbour), u"kept"_s);
         const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         QVERIFY(!(QFile::permissions(registry.fileName()) & others));

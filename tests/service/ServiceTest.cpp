@@ -1,5 +1,4 @@
 #include "service/Service.h"
-#include "foundation/Settings.h"
 #include "tests/support/Office.h"
 #include "tests/support/ScriptedBoxes.h"
 #include "tests/support/SimulatorProcess.h"
@@ -30,11 +29,6 @@ private:
     [[nodiscard]] QStringList takeLog() { return m_office->console.takeLog(); }
     [[nodiscard]] QTimer *timer(const QString &name) const { return m_service->findChild<QTimer *>(name); }
     [[nodiscard]] QTimer *again() const { return timer(u"tStartAgain"_s); }
-    /// The office's session looks at another database from now on.
-    void pointAt(const QString &connectString)
-    {
-        m_office->registry.write(Settings::connectStringPath(), connectString);
-    }
 
 private slots:
     void init()
@@ -74,8 +68,9 @@ private slots:
         if (cell("database") == u"office")
             wanted.prepend(u"成功连接数据库"_s);
         else
-            pointAt(cell("database").isEmpty() ? QString()
-                                               : u"Provider=SQLite;Data Source="_s + cell("database"));
+            m_office->set(u"ConnectString"_s, cell("database").isEmpty()
+                                                  ? QString()
+                                                  : u"Provider=SQLite;Data Source="_s + cell("database"));
         for (const bool isUnattended : {false, true, false}) { // in the end the operator takes over
             if (isUnattended)
                 m_service->startUnattended();
@@ -143,12 +138,12 @@ private slots:
     void unattendedItSaysOnceThatItTriesAndOnceThatItHasSucceeded()
     {
         m_office->configure(u"+8613800100500"_s, u"3"_s, u"1"_s);
-        pointAt(u"Provider=SQLite;Data Source=/no/where"_s);
+        m_office->set(u"ConnectString"_s, u"Provider=SQLite;Data Source=/no/where"_s);
         const SimulatorProcess modem;
         connect(again(), &QTimer::timeout, this, [&, tries = 0]() mutable {
             ++tries;
             if (tries == 2)
-                pointAt(m_office->connectString());
+                m_office->set(u"ConnectString"_s, m_office->connectString());
             if (tries == 4)
                 m_device = modem.devicePath();
         });

@@ -1,9 +1,8 @@
 #include "tests/support/OfficeSchema.h"
 
 #include "platform/fault/Fault.h"
-
-#include <QFile>
-#include <QRegularExpression>
+#include "platform/files/Files.h"
+#include "tests/support/TextTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -16,11 +15,12 @@ QString sample(DatabaseRoute route)
     const QString system = isPostgreSql(route) ? u"postgresql"_s
                            : isMariaDb(route)  ? u"mariadb"_s
                                                : u"sqlite"_s;
-    QFile file(QStringLiteral(SMS_SCHEMA_FOLDER) + u"/%1.sql"_s.arg(system));
-    if (!file.open(QIODevice::ReadOnly))
-        throw Fault(u"cannot read %1"_s.arg(file.fileName()));
+    const QString name = QStringLiteral(SMS_SCHEMA_FOLDER) + u"/%1.sql"_s.arg(system);
+    const auto [octets, error] = readWhole(name);
+    if (error.isError())
+        throw Fault(name + u": "_s + error.text());
     static const QRegularExpression comment(u"--[^\n]*"_s);
-    return QString::fromUtf8(file.readAll()).remove(comment);
+    return QString::fromUtf8(octets).remove(comment);
 }
 
 /// Columns that the sample has as text and that hold codes only.
@@ -55,14 +55,10 @@ QString OfficeSchema::spelled(const QString &sql) const
     if (m_names.isEmpty())
         return sql;
     static const QRegularExpression word(u"\\w+"_s);
-    QString result;
-    qsizetype end = 0;
-    for (const auto &match : word.globalMatch(sql)) {
-        result += sql.sliced(end, match.capturedStart() - end);
-        end = match.capturedEnd();
-        result += m_names.contains(match.captured().toLower()) ? quoted(match.captured()) : match.captured();
-    }
-    return result + sql.sliced(end);
+    return replaced(sql, word, [this](const QRegularExpressionMatch &match) {
+        const QString name = match.captured();
+        return m_names.contains(name.toLower()) ? quoted(name) : name;
+    });
 }
 
 QString OfficeSchema::quoted(const QString &name) const

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QFile>
+#include "platform/files/Files.h"
+
 #include <QProcess>
 #include <csignal>
 
@@ -41,11 +42,7 @@ public:
     }
     [[nodiscard]] const QString &logFile() const { return m_logFile; }
     /// All servers on these settings write one log file, unless their options name another.
-    [[nodiscard]] QString log() const
-    {
-        QFile file(m_logFile);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
+    [[nodiscard]] QString log() const { return QString::fromUtf8(readWhole(m_logFile).octets); }
 
 private:
     QString m_logFile;

@@ -1,12 +1,14 @@
 #include "tests/support/SimulatorProcess.h"
 
+#include "platform/fault/Fault.h"
+#include "platform/files/Files.h"
+
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalSocket>
 #include <csignal>
-#include <stdexcept>
 #include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
@@ -15,11 +17,6 @@ namespace
 {
 /// Generous, because sanitizer builds on a busy machine start slowly.
 constexpr int limitMs = 30'000;
-
-[[noreturn]] void fail(const QString &text)
-{
-    throw std::runtime_error(text.toStdString());
-}
 
 } // namespace
 
@@ -32,14 +29,13 @@ SimulatorProcess::SimulatorProcess(const QStringList &options)
                                                                    controlPath(), u"--log"_s, logPath()} +
                                                            options);
     if (!m_process.waitForStarted(limitMs))
-        fail(u"modem-simulator does not start: "_s + m_process.errorString());
+        throw Fault(u"modem-simulator does not start: "_s + m_process.errorString());
     // The control socket is there before the link and answers as soon as the event loop runs.
     const QDeadlineTimer deadline(limitMs);
     while (!QFile::exists(devicePath())) {
         if (m_process.waitForFinished(1) || deadline.hasExpired()) {
-            QFile output(m_folder.filePath(u"output.txt"_s));
-            static_cast<void>(output.open(QIODevice::ReadOnly));
-            fail(u"modem-simulator offers no device: "_s + QString::fromUtf8(output.readAll()));
+            const QByteArray output = readWhole(m_folder.filePath(u"output.txt"_s)).octets;
+            throw Fault(u"modem-simulator offers no device: "_s + QString::fromUtf8(output));
         }
     }
 }
@@ -56,13 +52,13 @@ QString SimulatorProcess::command(const QString &line)
     QLocalSocket socket;
     socket.connectToServer(controlPath());
     if (!socket.waitForConnected(limitMs))
-        fail(u"modem-simulator takes no commands: "_s + socket.errorString());
+        throw Fault(u"modem-simulator takes no commands: "_s + socket.errorString());
     socket.write(line.toUtf8() + '\n');
     if (socket.state() == QLocalSocket::ConnectedState && !socket.waitForDisconnected(limitMs))
-        fail(u"modem-simulator does not answer \"%1\""_s.arg(line));
+        throw Fault(u"modem-simulator does not answer \"%1\""_s.arg(line));
     const QString answer = QString::fromUtf8(socket.readAll()).chopped(1);
     if (!answer.startsWith(u"ok"))
-        fail(u"modem-simulator refuses \"%1\": %2"_s.arg(line, answer));
+        throw Fault(u"modem-simulator refuses \"%1\": %2"_s.arg(line, answer));
     return answer.mid(3);
 }
 
@@ -75,11 +71,8 @@ bool SimulatorProcess::isEmpty()
 QList<SentMessage> SimulatorProcess::sent() const
 {
     QList<SentMessage> messages;
-    QFile log(logPath());
-    if (!log.open(QIODevice::ReadOnly))
-        return messages;
-    while (!log.atEnd()) {
-        const QJsonObject object = QJsonDocument::fromJson(log.readLine()).object();
+    for (const QByteArray &line : readWhole(logPath()).octets.split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(line).object();
         if (object.isEmpty() || object.contains(u"refused"_s))
             continue;
         messages += SentMessage{object.value(u"number"_s).toString(), object.value(u"text"_s).toString(),

@@ -13,16 +13,14 @@ struct SentMessage {
     int reference = 0; ///< of the concatenation; 0 for a single SMS
     int part = 1;
     int parts = 1;
-
-    bool operator==(const SentMessage &) const = default;
 };
 
 /// The built modem-simulator as a process of its own, in a temporary folder.
 ///
 /// Needs no event loop and blocks the calling thread for moments only, so that it serves tests of a driver
 /// that blocks its one thread. The process ends with this object, and with the test program when that
-/// crashes. Everything throws std::runtime_error with a readable text when
-/// the simulator does not start or answer.
+/// crashes. Everything throws Fault when the simulator does not start or
+/// answer.
 class SimulatorProcess
 {
 public:

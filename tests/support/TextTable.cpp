@@ -2,26 +2,12 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
 namespace
 {
-
-/// Each match replaced by what meaning() makes of it.
-template <typename Meaning>
-QString replaced(const QString &text, const QRegularExpression &expression, Meaning meaning)
-{
-    QString whole;
-    qsizetype end = 0;
-    for (const auto &match : expression.globalMatch(text)) {
-        whole += text.sliced(end, match.capturedStart() - end) + meaning(match);
-        end = match.capturedEnd();
-    }
-    return whole + text.sliced(end);
-}
 
 /// Lines with what is indented below them.
 QStringList logicalLines(const QString &fileName)
@@ -51,6 +37,18 @@ QList<TextLine> textLines(const QString &fileName)
             lines += {number, text};
     }
     return lines;
+}
+
+QString replaced(const QString &text, const QRegularExpression &expression,
+                 const std::function<QString(const QRegularExpressionMatch &)> &meaning)
+{
+    QString whole;
+    qsizetype end = 0;
+    for (const auto &match : expression.globalMatch(text)) {
+        whole += text.sliced(end, match.capturedStart() - end) + meaning(match);
+        end = match.capturedEnd();
+    }
+    return whole + text.sliced(end);
 }
 
 QString withRepetitions(const QString &text)

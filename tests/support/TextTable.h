@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QRegularExpression>
 #include <QStringList>
 #include <QTest>
+#include <functional>
 
 /// Test data as text, read in one way wherever it stands.
 
@@ -12,6 +14,9 @@ struct TextLine {
 
 /// A file's lines but those that are empty or begin with "#". Throws std::runtime_error when it cannot be read.
 [[nodiscard]] QList<TextLine> textLines(const QString &fileName);
+/// A text with each match replaced by what meaning() makes of it.
+[[nodiscard]] QString replaced(const QString &text, const QRegularExpression &expression,
+                               const std::function<QString(const QRegularExpressionMatch &)> &meaning);
 /// {70*x} is a text repeated.
 [[nodiscard]] QString withRepetitions(const QString &text);
 
