@@ -1,8 +1,7 @@
 #include "database/ConnectionTarget.h"
 #include "database/ConnectionString.h"
 
-#include <QFile>
-#include <QTest>
+#include "tests/support/TextTable.h"
 
 using namespace Qt::StringLiterals;
 
@@ -57,13 +56,11 @@ private slots:
     {
         QTest::addColumn<QString>("given");
         QTest::addColumn<QString>("wanted");
-        QFile file(QStringLiteral(CONNECTION_STRINGS));
-        QVERIFY(file.open(QIODevice::ReadOnly));
         QString given;
-        for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n')) {
+        for (const auto &[number, line] : textLines(QStringLiteral(CONNECTION_STRINGS))) {
             if (line.startsWith("> "_L1))
                 given = line.sliced(2);
-            else if (!line.isEmpty() && !line.startsWith(u'#'))
+            else
                 QTest::addRow("%s: %s", qPrintable(given), qPrintable(line)) << given << line;
         }
     }

@@ -1,6 +1,7 @@
+#include "platform/files/Files.h"
 #include "tests/database/DatabaseWork.h"
 #include "tests/support/Loopback.h"
-#include "tests/support/TextTable.h"
+#include "tests/support/Rows.h"
 
 #include <QFile>
 #include <QProcess>
@@ -60,28 +61,27 @@ private slots:
     void fileThatIsNoDatabaseIsNotOpened()
     {
         Office office;
-        QFile file(office.databaseFile());
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(8192, 'x')) == 8192);
-        file.close();
+        QVERIFY(!replaceSynced(office.databaseFile(), QByteArray(8192, 'x')).isError());
         Connection connection;
         QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
-        QVERIFY(file.remove());
+        QVERIFY(QFile::remove(office.databaseFile()));
         QCOMPARE(kindOf([&] { connection.open(office.connectString()); }), DatabaseFault::Kind::Lost);
-        QVERIFY(!file.exists()); // nothing was created in its place
+        QVERIFY(!QFile::exists(office.databaseFile())); // nothing was created in its place
     }
 
     void poolOfTransactionsIsRefused_data()
     {
-        QTest::addColumn<DatabaseRoute>("route");
-        QTest::addColumn<QString>("mode");
-        QTest::newRow("session") << DatabaseRoute::PostgreSql << u"session"_s;
-        QTest::newRow("transaction") << DatabaseRoute::PostgreSql << u"transaction"_s;
-        QTest::newRow("statement, ODBC") << DatabaseRoute::PostgreSqlOdbc << u"statement"_s;
+        addRows(uR"(
+            mode        | route
+            session     | PostgreSQL
+            transaction | PostgreSQL
+            statement   | PostgreSQL through ODBC
+            )"_s);
     }
     void poolOfTransactionsIsRefused()
     {
-        QFETCH(DatabaseRoute, route);
-        QFETCH(QString, mode);
+        const DatabaseRoute route = currentRoute();
+        const QString mode = QString::fromLatin1(QTest::currentDataTag());
         const Office database(route, SchemaKind::None);
         const QTemporaryDir folder;
         const int port = freeLoopbackPort();
@@ -107,17 +107,15 @@ private slots:
 
     void loginThatCannotBeIsToldWithoutThePassword_data()
     {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QByteArray>("greeting");
-        QTest::addColumn<QString>("told");
+        const Rows<QString, QByteArray, QString> row("keys", "greeting", "told");
+        const QString mariaDb = u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s;
         const QString postgreSql =
             u"Provider=PostgreSQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;SslMode=disable;"_s;
-        QTest::newRow("in clear, native") << u"Provider=MySQL;Data Source=127.0.0.1,%1;Initial Catalog=oa;"_s
-                                          << greetingThatAsksForClearPassword() << QString();
-        QTest::newRow("in clear, ODBC") << u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s
-                                        << greetingThatAsksForClearPassword() << QString();
-        QTest::newRow("openGauss, sha256") << postgreSql << wayToLogIn(10) << u"Dialect=PostgreSQL"_s;
-        QTest::newRow("openGauss, sm3") << postgreSql << wayToLogIn(13) << u"Dialect=PostgreSQL"_s;
+        row("in clear, native", mariaDb, greetingThatAsksForClearPassword(), {});
+        row("in clear, ODBC", u"DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=%1;"_s,
+            greetingThatAsksForClearPassword(), {});
+        row("openGauss, sha256", postgreSql, wayToLogIn(10), u"Dialect=PostgreSQL"_s);
+        row("openGauss, sm3", postgreSql, wayToLogIn(13), u"Dialect=PostgreSQL"_s);
     }
     void loginThatCannotBeIsToldWithoutThePassword()
     {
@@ -166,7 +164,7 @@ private slots:
     }
     void lineIsEncryptedWhereItIsAskedFor()
     {
-        const DatabaseRoute route = cellRoute();
+        const DatabaseRoute route = currentRoute();
         const Office database(route, SchemaKind::None);
         PrivateDatabaseServer &server = serverOf(route);
         const QString certificate = server.folder() + u"/line.pem"_s;

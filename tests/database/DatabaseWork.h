@@ -4,7 +4,6 @@
 #include "tests/support/Office.h"
 #include "tests/support/TextTable.h"
 
-#include <QTest>
 #include <functional>
 #include <optional>
 
@@ -23,15 +22,6 @@ inline std::optional<DatabaseFault::Kind> kindOf(const std::function<void()> &wo
 {
     const auto fault = faultOf(work);
     return fault ? std::optional(fault->kind()) : std::nullopt;
-}
-
-/// The route that the current row names.
-[[nodiscard]] inline DatabaseRoute cellRoute()
-{
-    const QString name = cell("route");
-    return std::ranges::find(databaseRoutes, name.toLatin1(),
-                             [](const auto &it) { return QByteArray(it.first); })
-        ->second;
 }
 
 /// The program adds a row.

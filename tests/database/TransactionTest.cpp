@@ -122,7 +122,7 @@ private slots:
     }
     void serverInTroubleSaysSo()
     {
-        Office office(cellRoute());
+        Office office(currentRoute());
         const bool shutsDown = cell("trouble").startsWith(u"copy"_s);
         const QString password = PrivateDatabaseServer::password().replace(u'\'', u"''"_s);
         for (const QString &statement :

@@ -1,20 +1,27 @@
 #include "tests/support/DatabaseRoute.h"
 
+#include "tests/support/TextTable.h"
+
 #include <QCoreApplication>
-#include <QTest>
+#include <algorithm>
 #include <memory>
 
-void addRoutes(std::span<const std::pair<const char *, DatabaseRoute>> routes)
+using namespace Qt::StringLiterals;
+
+void addRoutes(std::span<const std::pair<const char *, DatabaseRoute>> routes, const QStringList &cases)
 {
-    QTest::addColumn<DatabaseRoute>("route");
-    for (const auto &[name, route] : routes)
-        QTest::newRow(name) << route;
+    QTest::addColumn<TextRow>("row");
+    for (const auto &[route, unused] : routes) {
+        for (const QString &how : cases)
+            QTest::addRow("%s%s", qPrintable(how.isEmpty() ? how : how + u", "_s), route)
+                << TextRow{{u"route"_s, QString::fromLatin1(route)}, {u"how"_s, how}};
+    }
 }
 
 DatabaseRoute currentRoute()
 {
-    QFETCH(DatabaseRoute, route);
-    return route;
+    const auto name = [](const auto &route) { return QString::fromLatin1(route.first); };
+    return std::ranges::find(databaseRoutes, cell("route"), name)->second;
 }
 
 PrivateDatabaseServer &serverOf(DatabaseRoute route)

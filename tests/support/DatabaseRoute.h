@@ -2,7 +2,7 @@
 
 #include "tests/support/PrivateDatabaseServer.h"
 
-#include <QMetaType>
+#include <QStringList>
 #include <array>
 #include <span>
 
@@ -38,9 +38,10 @@ inline constexpr std::span serverRoutes = std::span(databaseRoutes).first<4>();
            route == DatabaseRoute::OtherOdbc;
 }
 
-/// Adds the column "route" and a row for each of them to a test's data.
-void addRoutes(std::span<const std::pair<const char *, DatabaseRoute>> routes = databaseRoutes);
-/// The route of a test's current row.
+/// A test's data: a row for each of these cases, in the column "how", on each of these routes.
+void addRoutes(std::span<const std::pair<const char *, DatabaseRoute>> routes = databaseRoutes,
+               const QStringList &cases = {QString()});
+/// The one that the current row names in the column "route".
 [[nodiscard]] DatabaseRoute currentRoute();
 
 /// The private server of a route, not SQLite. Each system has one in a test program, which starts when it is

@@ -1,9 +1,9 @@
 #include "tests/support/PrivateDatabaseServer.h"
 
 #include "database/Connection.h"
+#include "platform/files/Files.h"
 #include "tests/support/Loopback.h"
 
-#include <QDir>
 #include <QTest>
 #include <csignal>
 #include <sys/prctl.h>
@@ -20,16 +20,12 @@ constexpr int startLimitMilliseconds = 180000;
 QList<pid_t> processTree(qint64 root)
 {
     QList<pid_t> processes{static_cast<pid_t>(root)};
-    const QStringList all = QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &name : all) {
-        QFile status(u"/proc/%1/stat"_s.arg(name));
-        if (name.toInt() == 0 || !status.open(QIODevice::ReadOnly))
-            continue;
-        // pid (name) state parent ...
-        const QByteArray text = status.readAll();
-        if (text.mid(text.lastIndexOf(')') + 2).split(' ').value(1).toLongLong() == root)
-            processes += name.toInt();
-    }
+    QFile children(u"/proc/%1/task/%1/children"_s.arg(root));
+    if (!children.open(QIODevice::ReadOnly))
+        throw Fault(u"it has gone, or this system does not tell a process's children"_s);
+    for (const QByteArray &child : children.readAll().split(' '))
+        processes += child.toInt();
+    processes.removeAll(0); // behind the last blank
     return processes;
 }
 
@@ -83,11 +79,9 @@ void PrivateDatabaseServer::start(const QStringList &options)
             return m_process.state() == QProcess::NotRunning;
         }
     };
-    QFile log(logFile());
     if (!QTest::qWaitFor(answers, startLimitMilliseconds) || m_process.state() == QProcess::NotRunning)
         throw Fault(u"the database server did not start: %1\n%2"_s.arg(
-            lastFault,
-            log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll().right(2000)) : QString()));
+            lastFault, QString::fromUtf8(readWhole(logFile()).octets.right(2000))));
 }
 
 void PrivateDatabaseServer::stop()

@@ -27,7 +27,6 @@ public:
     void suspend() { signalAll(SIGSTOP); }
     void resume() { signalAll(SIGCONT); }
 
-    [[nodiscard]] System system() const { return m_system; }
     [[nodiscard]] int port() const { return m_port; }
     [[nodiscard]] QString folder() const { return m_folder.path(); }
     /// Holds characters that every style of connection string has to quote.
