@@ -12,14 +12,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace
-{
-
-/// Milliseconds that a condition may take to come true on a machine that is busy with other work.
-constexpr int patience = 60000;
-
-} // namespace
-
 class ServerProcessTest : public QObject
 {
     Q_OBJECT

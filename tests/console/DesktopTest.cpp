@@ -10,9 +10,6 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-/// Milliseconds that a condition may take to come true on a machine that is busy with other work.
-constexpr int patience = 60000;
-
 constexpr QPoint btnOp = rectFromTwips(7665, 165, 900, 390).center();
 constexpr QPoint Command1 = rectFromTwips(7665, 630, 900, 390).center();
 

@@ -1,7 +1,6 @@
 #include "mailbox/Collector.h"
 #include "platform/files/Files.h"
 #include "tests/support/MailOffice.h"
-#include "tests/support/ManualClock.h"
 #include "tests/support/Rows.h"
 
 using namespace Qt::StringLiterals;
@@ -15,7 +14,6 @@ class CollectorTest : public QObject
 private:
     std::unique_ptr<MailOffice> m_office;
     std::unique_ptr<Collector> m_collector;
-    ManualClock m_clock{QDateTime()};
 
     /// script: runs once the state was read.
     void collectWith(const QString &script)
@@ -23,7 +21,7 @@ private:
         const QString body = u"read -r state; echo \"$state\" >> states; "_s + script;
         m_collector = std::make_unique<Collector>(
             Collector::Program{u"/bin/sh"_s, {u"-c"_s, u"cd %1; %2"_s.arg(m_office->path(u""_s), body)}},
-            m_office->session, m_office->console, m_office->faults, m_office->guard, m_clock);
+            m_office->session, m_office->console, m_office->faults, m_office->guard, m_office->clock);
     }
     static QString saying(const Report &report)
     {
@@ -105,7 +103,7 @@ private slots:
             log += pass().join(u'|');
             QCOMPARE(m_collector->oldestMailbox().age,
                      std::chrono::minutes(log.size() < 5 ? 30 * log.size() - 30 : 0));
-            m_clock.advanceSeconds(30 * 60);
+            m_office->clock.advanceSeconds(30 * 60);
         }
         QCOMPARE(log, (QStringList{{}, {}, u"收取box失败：c"_s, {}, u"收取box恢复正常"_s, {}}));
     }

@@ -18,11 +18,6 @@ using namespace std::chrono_literals;
 namespace
 {
 
-VirtualTime &time()
-{
-    return VirtualTime::instance();
-}
-
 /// One story, lived through once.
 class Run
 {
@@ -80,7 +75,7 @@ private:
     static const Story &begun(const Story &story)
     {
         constexpr std::chrono::seconds firstDay(1'772'409'600); // 2026-03-02
-        time().restart(firstDay + std::chrono::minutes(story.seed % 1440));
+        VirtualTime::instance().restart(firstDay + std::chrono::minutes(story.seed % 1440));
         disk().restart(story.seed);
         Digest::restart();
         return story;
@@ -92,7 +87,7 @@ private:
     {
         Desk &desk = m_desks[size_t(number) - 1];
         Kill::begin(number);
-        desk.startedAt = time().now();
+        desk.startedAt = VirtualTime::instance().now();
         const VirtualTime::As as(number);
         desk.server = std::make_unique<Server>(number, m_story, m_locks, [this](const QString &line) {
             m_log += line;
@@ -134,7 +129,7 @@ private:
         const auto anyIsOver = [this] {
             return std::ranges::any_of(m_desks, [this](const Desk &desk) { return isOver(desk); });
         };
-        while (time().runUntil(end, anyIsOver)) {
+        while (VirtualTime::instance().runUntil(end, anyIsOver)) {
             for (Desk &desk : m_desks) {
                 if (isOver(desk))
                     bury(desk);
@@ -157,8 +152,9 @@ private:
     [[nodiscard]] bool isQuiet()
     {
         constexpr static auto aWhile = 90s; // some intervals
-        const bool areServersUp = std::ranges::all_of(
-            m_desks, [](const Desk &desk) { return desk.server && time().now() - desk.startedAt > aWhile; });
+        const bool areServersUp = std::ranges::all_of(m_desks, [](const Desk &desk) {
+            return desk.server && VirtualTime::instance().now() - desk.startedAt > aWhile;
+        });
         return areServersUp && m_world.isQuiet() &&
                m_world.office()
                        .rows(

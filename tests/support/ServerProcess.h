@@ -5,6 +5,9 @@
 #include <QProcess>
 #include <csignal>
 
+/// Milliseconds that a condition may take to come true on a machine that is busy with other work.
+inline constexpr int patience = 60000;
+
 /// The built server as a process of its own. It does not outlive the object.
 class ServerProcess : public QProcess
 {
