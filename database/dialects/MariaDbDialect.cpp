@@ -67,7 +67,9 @@ public:
             u"set time_zone='%1'"_s.arg(session.zone),
         };
         if (session.version.contains("MariaDB"_L1, Qt::CaseInsensitive))
-            statements += u"set session max_statement_time=%1"_s.arg(seconds);
+            // On since 11.6: a delete of what another has deleted is then refused.
+            statements += {u"set session innodb_snapshot_isolation=off"_s,
+                           u"set session max_statement_time=%1"_s.arg(seconds)};
         else
             statements += u"set session max_execution_time=%1"_s.arg(seconds * 1000);
         return statements;

@@ -107,7 +107,7 @@ private slots:
             no working folder       | cd $(mktemp -d); rmdir "$PWD"
             64 descriptors          | ulimit -n 64
             everything for everybody | umask 0
-            process 1 of a container | set -- unshare --pid --fork --mount-proc --kill-child "$@"
+            process 1 of a container | set -- unshare --pid --fork --mount-proc --propagation unchanged --kill-child "$@"
             )"_s);
     }
     void howeverItIsStartedItSendsAndAfterAKillAgain()

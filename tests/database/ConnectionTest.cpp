@@ -181,7 +181,7 @@ private slots:
             const QString make = u"openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=$1 -addext"
                                  " subjectAltName=IP:$1 -keyout $0 -out $0 2>/dev/null && chmod a+r $0"_s;
             QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, make, certificate, cell("certificate")}), 0);
-            restart({u"--ssl-cert="_s + certificate, u"--ssl-key="_s + certificate});
+            restart({u"--ssl"_s, u"--ssl-cert="_s + certificate, u"--ssl-key="_s + certificate});
         }
         Connection connection;
         const auto fault = faultOf([&] {

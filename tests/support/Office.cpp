@@ -17,9 +17,11 @@ QString shown(const QVariant &value)
 {
     if (value.isNull())
         return u"NULL"_s;
-    return value.typeId() == QMetaType::QDateTime
-               ? value.toDateTime().toLocalTime().toString(u"yyyy-MM-dd HH:mm:ss"_s)
-               : value.toString();
+    if (value.typeId() != QMetaType::QDateTime)
+        return value.toString();
+    // Newer QtSql takes what has no zone for UTC.
+    const QDateTime time = value.toDateTime();
+    return (time.timeSpec() == Qt::UTC ? time : time.toLocalTime()).toString(u"yyyy-MM-dd HH:mm:ss"_s);
 }
 
 /// Short enough for tests, long enough for a busy machine.

@@ -64,9 +64,9 @@ void PrivateDatabaseServer::start(const QStringList &options)
                     QStringList{isPostgreSql ? u"postgresql"_s : u"mariadb"_s, m_folder.path(),
                                 QString::number(m_port), u"127.0.0.1"_s} +
                         // Tests commit thousands of times and never lose power.
-                        (isPostgreSql
-                             ? QStringList{u"-c"_s, u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s}
-                             : QStringList{u"--innodb-flush-method=nosync"_s, u"--debug-no-sync"_s}) +
+                        (isPostgreSql ? QStringList{u"-c"_s, u"fsync=off"_s, u"-c"_s, u"max_connections=30"_s}
+                                      : QStringList{u"--skip-ssl"_s, u"--innodb-flush-method=nosync"_s,
+                                                    u"--debug-no-sync"_s}) +
                         options);
     QString lastFault;
     const auto answers = [this, &lastFault] {
