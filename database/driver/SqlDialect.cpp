@@ -8,7 +8,7 @@ void SqlDialect::setUpSession(const QString &version, const DatabaseLimits &limi
                               const std::function<void(const QString &sql)> &run) const
 {
     const QStringList statements = sessionSetup({version, localZoneName(), localZoneOffset(), limits}) +
-                                   lockLimit(limits.lock) + m_traits.writingProbe;
+                                   lockLimit(DatabaseLimits::lock) + m_traits.writingProbe;
     for (const QString &statement : statements) {
         try {
             run(statement);

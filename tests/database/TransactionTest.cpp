@@ -112,7 +112,6 @@ private slots:
         addRows(uR"(
             what                  | route                   | kind        | told  | trouble
             session ended         | PostgreSQL              | Lost        | terminating connection due to administrator command | select pg_terminate_backend(pid) from pg_stat_activity where usename='guest'
-            session ended, odbc   | PostgreSQL through ODBC | Lost        |       | select pg_terminate_backend(pid) from pg_stat_activity where usename='guest'
             shutting down         | PostgreSQL              | Lost        | the database system is shutting down | copy (select 1) to program 'kill -TERM $(ps -o ppid= -p $PPID)'
             requests spent        | MariaDB                 | Unavailable | 1226  | flush user_resources
             requests spent, odbc  | MariaDB through ODBC    | Unavailable | 1226  | flush user_resources
