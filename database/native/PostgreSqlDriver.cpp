@@ -3,6 +3,7 @@
 #include "database/dialects/SqlDialects.h"
 #include "database/native/PostgreSqlStatement.h"
 
+#include <array>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -14,7 +15,7 @@ PostgreSqlDriver::PostgreSqlDriver(ServerTarget target)
 
 void PostgreSqlDriver::connect()
 {
-    const std::pair<const char *, QByteArray> settings[] = {
+    const auto settings = std::to_array<std::pair<const char *, QByteArray>>({
         {"host", m_target.host.toUtf8()},
         {"port", m_target.port > 0 ? QByteArray::number(m_target.port) : QByteArray()},
         {"dbname", m_target.database.toUtf8()},
@@ -24,7 +25,7 @@ void PostgreSqlDriver::connect()
         {"sslrootcert", m_target.certificateAuthority.toUtf8()},
         {"connect_timeout", QByteArray::number(limits().connect.count())},
         {"client_encoding", "UTF8"},
-    };
+    });
     std::vector<const char *> keys;
     std::vector<const char *> values; // empty: the usual one
     for (const auto &[key, value] : settings) {

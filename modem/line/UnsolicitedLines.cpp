@@ -48,7 +48,7 @@ bool UnsolicitedLines::takePayload(const QByteArray &line)
     if (!m_announced || !isHexDigits(line))
         return false;
     // Behind other lines it may be an answer of digits.
-    if (m_linesSince > 0 && line.size() < 2 * answerFields(m_announced->text).last().number().value_or(0))
+    if (m_linesSince > 0 && line.size() < 2LL * answerFields(m_announced->text).last().number().value_or(0))
         return false;
     m_lines.append({m_announced->text, line});
     m_announced.reset();
