@@ -35,7 +35,7 @@ public:
         std::chrono::milliseconds until; ///< on the steady clock
         std::chrono::milliseconds
             window; ///< of the limit that is reached; 0 for the gap between two messages
-        auto operator<=>(const Hold &) const = default;
+        bool operator<(const Hold &other) const { return until < other.until; }
     };
     /// Of a message of so many SMS; nothing when it may go. One larger than a limit wants that window empty.
     [[nodiscard]] std::optional<Hold> hold(qsizetype parts) const;
