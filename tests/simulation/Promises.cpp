@@ -53,10 +53,15 @@ std::map<Message, Counts> countsOf(const Aftermath &run)
 
 // What is promised of each message: how it was broken, if it was.
 
+QStringList brokenIf(bool isBroken, const QString &words)
+{
+    return isBroken ? QStringList(words) : QStringList();
+}
+
 /// Nothing is lost: every message that was due has its result.
 QStringList nothingIsLost(const Aftermath &, const QString &, const Counts &count)
 {
-    return QStringList(count.sent + count.failed < count.wanted, u"lost or waiting for ever"_s);
+    return brokenIf(count.sent + count.failed < count.wanted, u"lost or waiting for ever"_s);
 }
 
 /// Nothing is sent twice, but for the one message in hand at a kill; and never more than twice by one server.
@@ -72,9 +77,9 @@ QStringList nothingIsSentTwice(const Aftermath &run, const QString &number, cons
     const bool isSentOften = count.accepted > 2 * run.story.servers * count.atMostWanted + mistakable(run);
     const bool isSentTwice = count.accepted > count.atMostWanted &&
                              doubled(run) > std::min(run.truth.kills, run.story.mostDoubled);
-    return QStringList(isQueuedTwice, u"queued twice"_s) +
-           QStringList(isSentOften, u"sent %1 times"_s.arg(count.accepted)) +
-           QStringList(isSentTwice, u"sent twice"_s);
+    return brokenIf(isQueuedTwice, u"queued twice"_s) +
+           brokenIf(isSentOften, u"sent %1 times"_s.arg(count.accepted)) +
+           brokenIf(isSentTwice, u"sent twice"_s);
 }
 
 /// What is told as sent went out; what is told as failed did not, or the operator was told that it may have.
@@ -86,10 +91,11 @@ QStringList nothingIsFalselyReported(const Aftermath &run, const QString &number
     });
     // What one server has in hand at its kill the other may send, and be refused.
     const bool isPriceOfKill = run.story.servers > 1 && run.truth.kills > 0;
-    const qsizetype most = 2 * run.story.servers * (count.sent + doubts) + (doubts > 0 ? mistakable(run) : 0);
-    return QStringList(count.sent > count.accepted + mistakable(run), u"told as sent, and it was not"_s) +
-           QStringList(count.failed > 0 && !isPriceOfKill && count.accepted > most,
-                       u"told as failed, and it was sent"_s);
+    const qsizetype most =
+        qsizetype(2) * run.story.servers * (count.sent + doubts) + (doubts > 0 ? mistakable(run) : 0);
+    return brokenIf(count.sent > count.accepted + mistakable(run), u"told as sent, and it was not"_s) +
+           brokenIf(count.failed > 0 && !isPriceOfKill && count.accepted > most,
+                    u"told as failed, and it was sent"_s);
 }
 
 // What is promised of the whole run: what breaks it.
@@ -101,15 +107,15 @@ QStringList nothingIsGivenUp(const Aftermath &run)
     const auto failed =
         std::ranges::count_if(run.results, [](const QString &row) { return row.endsWith(u"|0"); });
     const int most = run.truth.refusals + run.truth.lostAnswers + (run.truth.kills + run.truth.stops + 1) / 2;
-    return QStringList(failed > most,
-                       u"%1 messages told as failed, of which %2 had a reason"_s.arg(failed).arg(most));
+    return brokenIf(failed > most,
+                    u"%1 messages told as failed, of which %2 had a reason"_s.arg(failed).arg(most));
 }
 
 /// In an outage little is tried in vain.
 QStringList littleIsTriedInVain(const Aftermath &run)
 {
     const auto refused = qsizetype(run.truth.handedOver.size()) - accepted(run);
-    return QStringList(refused > run.story.mostRefused, u"%1 messages refused"_s.arg(refused));
+    return brokenIf(refused > run.story.mostRefused, u"%1 messages refused"_s.arg(refused));
 }
 
 /// A received message is stored once, as it was sent.
@@ -138,8 +144,8 @@ QStringList everyReceivedMessageIsStoredOnce(const Aftermath &run)
 /// kill may be answered by what another session asked.
 QStringList noCommandIsHasty(const Aftermath &run)
 {
-    return QStringList(run.truth.hastyCommands > 0 && run.truth.kills == 0,
-                       u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands));
+    return brokenIf(run.truth.hastyCommands > 0 && run.truth.kills == 0,
+                    u"%1 commands before the answer to the last"_s.arg(run.truth.hastyCommands));
 }
 
 /// The pieces of one message reach a number in their order, if the network took each at once.
@@ -249,7 +255,7 @@ QStringList theLogStaysShort(const Aftermath &run)
     }
     const auto days = run.story.length / 24h + 1;
     const auto most = 200 * days + 20 * qsizetype(run.story.events.size());
-    return QStringList(run.log.size() > most, u"%1 lines in the log"_s.arg(run.log.size()));
+    return brokenIf(run.log.size() > most, u"%1 lines in the log"_s.arg(run.log.size()));
 }
 
 } // namespace

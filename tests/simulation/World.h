@@ -66,9 +66,9 @@ public:
     /// servers: each has a modem of its own, named "modem1" and so on.
     explicit World(int servers);
 
-    /// Does what these words say; see Story for them. What the office cannot do (its database is locked, say)
+    /// Does what this line says; see Story for them. What the office cannot do (its database is locked, say)
     /// does not happen.
-    void perform(const QString &words);
+    void perform(const QString &line);
     /// The servers' part of a story: "kill N CROSSINGS PAUSE" and the like.
     std::function<void(const QStringList &words)> onServers;
 
