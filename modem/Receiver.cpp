@@ -37,11 +37,6 @@ Receiver::Receiver(const Clock &clock, ModemLink &link, const ModemLimits &limit
     connect(&m_link.channel, &AtChannel::unsolicitedArrived, &m_work, qOverload<>(&QTimer::start));
 }
 
-QDateTime Receiver::time() const
-{
-    return m_begun.addMSecs((m_clock.steady() - m_begunSteady).count());
-}
-
 void Receiver::start()
 {
     static_cast<void>(takeNews()); // a restart that was announced before the bring-up is dealt with

@@ -62,7 +62,10 @@ signals:
 
 private:
     /// The wall clock at the beginning and the steady one since: nobody sets it while messages wait.
-    [[nodiscard]] QDateTime time() const;
+    [[nodiscard]] QDateTime time() const
+    {
+        return m_begun.addMSecs((m_clock.steady() - m_begunSteady).count());
+    }
     void work();
     void noteLine(const AtLine &line);
     void noteAnnounced(const AtLine &line);
